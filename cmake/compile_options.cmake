@@ -1,0 +1,36 @@
+# SPDX-License-Identifier: Apache-2.0
+# Compiler settings shared by everything that is built here.
+
+add_library(varnel_options INTERFACE)
+target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
+                       $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast>)
+# In tests, tables of small numbers are easier to read without casts, and GCC 12 sees overlaps in string + string.
+set(is_test $<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>)
+target_compile_options(varnel_options INTERFACE $<${is_test}:-Wno-restrict> $<$<NOT:${is_test}>:-Wconversion>)
+if(VARNEL_WERROR)
+  target_compile_options(varnel_options INTERFACE -Werror)
+endif()
+
+# The same sources give the same bytes, whatever folder they are built in.
+target_compile_options(varnel_options INTERFACE
+  -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+
+if(VARNEL_SANITIZE)
+  target_compile_options(varnel_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
+    $<$<BOOL:${VARNEL_FUZZ}>:-fsanitize=fuzzer-no-link>)
+  target_link_options(varnel_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# For code that runs inside daemons: C library only, and hardened.
+add_library(varnel_daemon_side INTERFACE)
+target_link_libraries(varnel_daemon_side INTERFACE varnel_options)
+target_compile_options(varnel_daemon_side INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
+  -fstack-protector-strong -fstack-clash-protection)
+if(NOT VARNEL_SANITIZE)
+  target_compile_options(varnel_daemon_side INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+endif()
+# Platform functions are bound when they are first called, so that a program that uses none needs none: lazy.
+target_link_options(varnel_daemon_side INTERFACE
+  -Wl,-z,relro -Wl,-z,lazy -Wl,-z,noexecstack -Wl,--as-needed)
