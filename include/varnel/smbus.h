@@ -1,0 +1,184 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_SMBUS_H
+#define VARNEL_SMBUS_H
+
+/**
+ * @file
+ * SMBus transactions: each call is exactly one call of one platform primitive (platform.h), with no retry.
+ *
+ * @par Device handle
+ * `device` names a chip: I2C bus number in bits 0-7, 7-bit slave address in bits 8-15. 0x6800 is bus 0, slave
+ * 0x68. Bits 16-31 are ignored, and neither number is checked.
+ *
+ * @par Results
+ * Every transaction returns 0 on success and -1 on failure; nothing is printed and errno is whatever the
+ * platform left. The primitives' results count as 16-bit values: a transfer succeeds when the low 16 bits
+ * equal the length asked for, a combined write-read when they are 0. A caller's result storage is untouched
+ * on failure, except in smbus_recv_byte_to_device() and smbus_read_byte_to_device(), where the primitive
+ * reads straight into it.
+ *
+ * @par Null pointers
+ * A null result pointer is a programming error and ends the process through an assertion before any bus
+ * traffic. Pointers to data that is written are not checked.
+ *
+ * @par Threads
+ * No state and no lock: calls are as safe as the platform's primitives. Sequences of calls are not atomic.
+ *
+ * Protocols are those of SMBus 3.2 section 6.5 with blocks of up to 32 bytes and without PEC.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Quick command (SMBus 3.2 section 6.5.1): the address and its read/write bit, no data.
+ *
+ * @param device  device handle.
+ * @param read    0 sends the write bit, anything else the read bit.
+ * @return 0 when the chip acknowledged, -1 otherwise.
+ */
+int smbus_quick_to_device(uint32_t device, unsigned int read);
+
+/**
+ * Send byte (section 6.5.2).
+ *
+ * @param device  device handle.
+ * @param byte    the one byte sent.
+ * @return 0, or -1.
+ */
+int smbus_send_byte_to_device(uint32_t device, uint8_t byte);
+
+/**
+ * Receive byte (section 6.5.3).
+ *
+ * @param device  device handle.
+ * @param byte    receives the byte; not null. After a failure it holds what the platform left there.
+ * @return 0, or -1.
+ */
+int smbus_recv_byte_to_device(uint32_t device, uint8_t *byte);
+
+/**
+ * Write byte (section 6.5.4): command, data.
+ *
+ * @param device   device handle.
+ * @param command  command code, on most chips a register number.
+ * @param data     the byte written.
+ * @return 0, or -1.
+ */
+int smbus_write_byte_to_device(uint32_t device, uint8_t command, uint8_t data);
+
+/**
+ * Read byte (section 6.5.5): command, repeated start, data.
+ *
+ * @param device   device handle.
+ * @param command  command code.
+ * @param byte     receives the byte; not null. After a failure it holds what the platform left there.
+ * @return 0, or -1.
+ */
+int smbus_read_byte_to_device(uint32_t device, uint8_t command, uint8_t *byte);
+
+/**
+ * Write word (section 6.5.4): command, low byte, high byte.
+ *
+ * @param device   device handle.
+ * @param command  command code.
+ * @param word     the word written.
+ * @return 0, or -1.
+ */
+int smbus_write_word_to_device(uint32_t device, uint8_t command, uint16_t word);
+
+/**
+ * Read word (section 6.5.5): command, repeated start, low byte, high byte.
+ *
+ * @param device   device handle.
+ * @param command  command code.
+ * @param word     receives the word; not null; untouched on failure.
+ * @return 0, or -1.
+ */
+int smbus_read_word_to_device(uint32_t device, uint8_t command, uint16_t *word);
+
+/**
+ * Block write (section 6.5.7): command, count, data.
+ *
+ * @param device   device handle.
+ * @param command  command code.
+ * @param count    bytes in @p data; taken modulo 256, then cut to 32 without a word. 0 sends a count byte of
+ * 0.
+ * @param data     the bytes; may be null only for a count of 0.
+ * @return 0, or -1.
+ */
+int smbus_write_block_to_device(uint32_t device, uint8_t command, unsigned int count, const uint8_t *data);
+
+/**
+ * Block read (section 6.5.7): command, repeated start, count byte, data.
+ *
+ * The caller always gets the number of bytes it asked for: the count byte that the chip sends is neither
+ * checked nor returned.
+ *
+ * @param device   device handle.
+ * @param command  command code.
+ * @param count    bytes wanted; taken modulo 256, then cut to 32 without a word.
+ * @param block    receives that many bytes; not null; untouched on failure.
+ * @return 0, or -1.
+ */
+int smbus_read_block_to_device(uint32_t device, uint8_t command, unsigned int count, uint8_t *block);
+
+/**
+ * Process call (section 6.5.6): writes a word and reads one in the same transaction.
+ *
+ * @param device           device handle.
+ * @param command          command code.
+ * @param word             the word written.
+ * @param process_ret_val  receives the word read; not null; untouched on failure.
+ * @return 0, or -1.
+ */
+int smbus_process_call_to_device(uint32_t device, uint8_t command, uint16_t word, uint16_t *process_ret_val);
+
+/**
+ * Block write-block read process call (section 6.5.8). Both blocks together share 32 bytes.
+ *
+ * @param device            device handle.
+ * @param command           command code.
+ * @param write_count       bytes to write, taken modulo 256.
+ * @param write_data        the bytes.
+ * @param read_count        bytes wanted; the count byte that the chip sends is ignored.
+ * @param process_ret_vals  receives @p read_count bytes; not null; untouched on failure.
+ * @return 0, or -1; -1 without bus traffic when either count is 0 or their sum exceeds 32.
+ */
+int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t command,
+                                                        unsigned int write_count, const uint8_t *write_data,
+                                                        uint8_t read_count, uint8_t *process_ret_vals);
+
+/**
+ * A raw transfer for chips that do not keep to the SMBus frames: write only, read only, or write then read,
+ * depending on which buffers are given.
+ *
+ * @param device        device handle.
+ * @param command       ignored; a chip's command byte goes first in @p write_data.
+ * @param write_length  bytes in @p write_data, taken modulo 256.
+ * @param write_data    the bytes, or null to read only.
+ * @param read_length   bytes wanted.
+ * @param read_data     receives them, or null to write only. Both null end the process through an assertion.
+ *                      After a failure it holds what the platform left there.
+ * @return 0, or -1.
+ */
+int smbus_flexible_write_read_to_device(uint32_t device, uint8_t command, unsigned int write_length,
+                                        const uint8_t *write_data, uint8_t read_length, uint8_t *read_data);
+
+/**
+ * Prints bytes to standard output: a newline, each byte as "0x%x " (so 5 is "0x5 "), a newline.
+ *
+ * @param buffer  the bytes.
+ * @param length  how many; 0 or less prints the two newlines only.
+ * @return what putchar returned for the last newline: 10, or EOF.
+ */
+int printf_buf(const uint8_t *buffer, int length);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+// Contract checks stay in every build, whatever NDEBUG says.
+#undef NDEBUG
+#include <cassert>
+
+namespace varnel {
+
+/// Where a contract check stands, in the words its message uses.
+struct checked_function {
+    const char *source;
+    const char *function;
+};
+
+/// Ends the process through the C library's own assertion failure when a caller broke the contract.
+inline void require(bool holds, const char *expression, checked_function where,
+                    unsigned line = __builtin_LINE()) {
+    if (!holds) [[unlikely]] {
+        __assert_fail(expression, where.source, line, where.function);
+    }
+}
+
+} // namespace varnel

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/numeral.h"
+
+#include <cstdint>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr uint64_t eight_bytes = 0x1122334455667788;
+constexpr uint64_t all_ones = std::numeric_limits<uint64_t>::max();
+
+uint64_t with_bits(uint64_t integer, uint8_t a, uint8_t b, uint64_t value) {
+    set_bits_value(&integer, a, b, value);
+    return integer;
+}
+
+TEST(HostByteOrder, IsCodeZero) { EXPECT_EQ(get_host_byte_order(), 0U); }
+
+TEST(ByteOrderConvert, DifferentOrdersReverseTheBytesOfTheSize) {
+    EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 0), 0x88U);
+    EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 1), 0x8877U);
+    EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 2), 0x88776655U);
+    EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 3), 0x8877665544332211U);
+}
+
+TEST(ByteOrderConvert, AnyTwoDifferentCodesReverse) {
+    EXPECT_EQ(numeral_value_byte_order_convert(0x1234, 1, 0, 1), 0x3412U);
+    EXPECT_EQ(numeral_value_byte_order_convert(0x1234, 7, 0xFFFFFFFF, 1), 0x3412U);
+}
+
+TEST(ByteOrderConvert, EqualOrdersTruncateToTheSize) {
+    EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 0, 0), 0x88U);
+    EXPECT_EQ(numeral_value_byte_order_convert(0x12345, 5, 5, 1), 0x2345U);
+    EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 1, 1, 2), 0x55667788U);
+    EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 1, 1, 3), eight_bytes);
+}
+
+TEST(ByteOrderConvert, UnknownSizeKeepsTheValueForEqualOrdersAndByteZeroForDifferentOnes) {
+    for (const uint32_t size_code : {4U, 5U, 64U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 2, 2, size_code), eight_bytes);
+        EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, size_code), 0x88U);
+    }
+}
+
+TEST(GetBits, EndsComeInEitherOrder) {
+    EXPECT_EQ(get_bits_value(0xF0, 7, 4), 0xFU);
+    EXPECT_EQ(get_bits_value(0xF0, 4, 7), 0xFU);
+}
+
+TEST(GetBits, EveryFieldOfAnAlternatingPatternMatchesAWalkOverItsBits) {
+    const uint64_t pattern = 0xA5C3'9669'0FF0'1248;
+    for (unsigned int lower = 0; lower < 64; ++lower) {
+        for (unsigned int upper = lower; upper < 64; ++upper) {
+            uint64_t expected = 0;
+            for (unsigned int bit = upper + 1; bit-- > lower;) {
+                expected = expected << 1 | (pattern >> bit & 1);
+            }
+            ASSERT_EQ(get_bits_value(pattern, static_cast<uint8_t>(upper), static_cast<uint8_t>(lower)),
+                      expected)
+                << lower << ".." << upper;
+        }
+    }
+}
+
+TEST(GetBits, AllSixtyFourBits) { EXPECT_EQ(get_bits_value(eight_bytes, 0, 63), eight_bytes); }
+
+TEST(GetBits, UpperEndAbove63CountsAs63) {
+    EXPECT_EQ(get_bits_value(eight_bytes, 70, 0), eight_bytes);
+    EXPECT_EQ(get_bits_value(all_ones, 255, 60), 0xFU);
+}
+
+TEST(GetBits, BothEndsAbove63SelectNothing) {
+    EXPECT_EQ(get_bits_value(all_ones, 64, 64), 0U);
+    EXPECT_EQ(get_bits_value(all_ones, 64, 255), 0U);
+    EXPECT_EQ(get_bits_value(all_ones, 255, 255), 0U);
+}
+
+TEST(SetBits, WritesTheFieldAndKeepsTheRest) {
+    EXPECT_EQ(with_bits(0xFFFF, 4, 7, 0), 0xFF0FU);
+    EXPECT_EQ(with_bits(0, 63, 56, 0xAB), 0xAB00000000000000U);
+    EXPECT_EQ(with_bits(0, 9, 9, 1), 0x200U);
+    EXPECT_EQ(with_bits(all_ones, 9, 9, 0), ~uint64_t{0x200});
+}
+
+TEST(SetBits, ValueIsNotCutToTheField) { EXPECT_EQ(with_bits(0, 4, 7, 0x1F), 0x1F0U); }
+
+TEST(SetBits, AllSixtyFourBits) { EXPECT_EQ(with_bits(all_ones, 63, 0, eight_bytes), eight_bytes); }
+
+TEST(SetBits, UpperEndAbove63CountsAs63) { EXPECT_EQ(with_bits(all_ones, 200, 8, 0), 0xFFU); }
+
+TEST(SetBits, BothEndsAbove63ChangeNothing) {
+    EXPECT_EQ(with_bits(eight_bytes, 64, 64, all_ones), eight_bytes);
+    EXPECT_EQ(with_bits(eight_bytes, 255, 64, all_ones), eight_bytes);
+}
+
+TEST(SetBitsDeathTest, NullIntegerEndsTheProcess) {
+    EXPECT_EXIT(set_bits_value(nullptr, 0, 0, 0), ::testing::KilledBySignal(SIGABRT),
+                "numeral\\.c:[0-9]+: set_bits_value: Assertion `operated_integer != \\(\\(void \\*\\)0\\)' "
+                "failed\\.");
+}
+
+} // namespace
