@@ -1,0 +1,94 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_PCA9505_H
+#define VARNEL_PCA9505_H
+
+/**
+ * @file
+ * PCA9505 40-bit I/O expander (NXP datasheet, register table): five banks of eight pins.
+ *
+ * Banks are 0-4 and bits 0-7; neither is checked. The register of a bank is the group's base + bank, modulo
+ * 256; a bit of 8 or more changes and reads nothing. Every function returns 0, or -1 when a bus call failed.
+ *
+ * A register is always selected by a one-byte write of its own first, even before a two-byte write that
+ * carries the register again. The chip is reached through the platform's primitives directly, and their
+ * results count as whole ints: a one-byte transfer must return exactly 1, a two-byte write exactly 2.
+ *
+ * @par Diagnostics
+ * A failed bus call prints one line to standard output, `FILE:LINE:FUNCTION():CALL`, and ends the function
+ * with -1; later steps are not sent and nothing is retried. The line numbers belong to the text.
+ *
+ * @par Threads
+ * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
+ * serialise.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Reads any register.
+ *
+ * @param device  device handle (smbus.h).
+ * @param reg     register number: 0x00-0x04 input, 0x08-0x0C output, 0x10-0x14 polarity, 0x18-0x1C
+ *                configuration, 0x20-0x24 interrupt mask.
+ * @param data    receives the byte. After a failed read it holds what the bus left there.
+ * @return 0, or -1.
+ */
+int pca9505_get_reg_data(uint32_t device, uint8_t reg, uint8_t *data);
+
+/**
+ * Reads one bit of a register.
+ *
+ * @param device  device handle.
+ * @param reg     register number (not a bank): 0-4 for pin levels.
+ * @param bit     bit in the register.
+ * @param data    receives 0 or 1. After a failed read it holds what the bus left there.
+ * @return 0, or -1.
+ */
+int pca9505_get_port_data(uint32_t device, uint8_t reg, uint8_t bit, uint8_t *data);
+
+/**
+ * @name One pin
+ *
+ * Select, read the old byte, write it back with the pin's bit changed.
+ *
+ * @param device  device handle.
+ * @param bank    bank number.
+ * @param bit     bit in the bank.
+ * @return 0, or -1.
+ */
+/** @{ */
+/** Makes the pin an input (configuration bit 1). */
+int pca9505_set_port_input(uint32_t device, uint8_t bank, uint8_t bit);
+/** Makes the pin an output (configuration bit 0). */
+int pca9505_set_port_output(uint32_t device, uint8_t bank, uint8_t bit);
+/** Drives the pin high. Starts from the output register, unlike the PCA9555 driver. */
+int pca9505_set_port_high(uint32_t device, uint8_t bank, uint8_t bit);
+/** Drives the pin low. Starts from the output register, unlike the PCA9555 driver. */
+int pca9505_set_port_low(uint32_t device, uint8_t bank, uint8_t bit);
+/** @} */
+
+/**
+ * @name Whole banks
+ *
+ * @param device  device handle.
+ * @param bank    bank number.
+ * @return 0, or -1.
+ */
+/** @{ */
+/** Makes all eight pins inputs. */
+int pca9505_set_bank_input(uint32_t device, uint8_t bank);
+/** Makes all eight pins outputs. */
+int pca9505_set_bank_output(uint32_t device, uint8_t bank);
+/** Clears the interrupt mask: all eight pins may interrupt. */
+int pca9505_clear_bank_mask(uint32_t device, uint8_t bank);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

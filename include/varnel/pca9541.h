@@ -1,0 +1,68 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_PCA9541_H
+#define VARNEL_PCA9541_H
+
+/**
+ * @file
+ * PCA9541 selector of one of two bus masters (NXP datasheet, registers 0 to 2).
+ *
+ * Every function returns 0, or -1 when a bus call failed; nothing is printed.
+ *
+ * @par Threads
+ * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
+ * serialise.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Writes the interrupt enable register (0): a bit of 1 masks its interrupt.
+ *
+ * @param device  device handle (smbus.h).
+ * @param mask    the byte written.
+ * @return 0, or -1.
+ */
+int pca9541_set_intmask(uint32_t device, uint8_t mask);
+
+/**
+ * Reads the control register (1): bit 0 MYBUS, 1 NMYBUS, 2 BUSON, 3 NBUSON, 4 BUSINIT, 6 TESTON, 7 NTESTON.
+ *
+ * @param device  device handle.
+ * @param byte    receives the register; not null.
+ * @return 0, or -1.
+ */
+int pca9541_read_ctrl(uint32_t device, uint8_t *byte);
+
+/**
+ * Reads the interrupt status register (2).
+ *
+ * @param device  device handle.
+ * @param byte    receives the register; not null.
+ * @return 0, or -1.
+ */
+int pca9541_get_intstatus(uint32_t device, uint8_t *byte);
+
+/** Writes 0 to the interrupt status register. @return 0, or -1. */
+int pca9541_clear_intstatus(uint32_t device);
+
+/**
+ * Takes the downstream bus for this master with one read and one write of the control register: MYBUS =
+ * NMYBUS, BUSON = not NBUSON, BUSINIT = 1, all other bits 0.
+ *
+ * There is no retry and no wait, and the outcome is not checked: read the control register to learn whether
+ * the bus is ours (MYBUS equal to NMYBUS, BUSON different from NBUSON).
+ *
+ * @param device  device handle.
+ * @return 0 when both transfers succeeded, -1 otherwise.
+ */
+int pca9541_take_bus(uint32_t device);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

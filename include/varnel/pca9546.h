@@ -1,0 +1,49 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_PCA9546_H
+#define VARNEL_PCA9546_H
+
+/**
+ * @file
+ * PCA9546 4-channel I2C multiplexer (NXP datasheet, control register).
+ *
+ * `channel` is the control byte itself, not a channel number: bit n enables channel n, so several channels
+ * can be on at once and 0 disconnects all. Every function returns 0, or -1 when the bus call failed.
+ *
+ * @par Diagnostics
+ * A failed bus call prints one line to standard output, `FILE:LINE:FUNCTION():CALL`, and ends the function
+ * with -1; later steps are not sent and nothing is retried. The line numbers belong to the text.
+ *
+ * @par Threads
+ * No state and no lock. Selecting a channel and using a chip behind it is a sequence that callers serialise.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Connects channels.
+ *
+ * @param device   device handle (smbus.h).
+ * @param channel  control byte, a bit per channel. 0 disconnects all; there is no call of its own for
+ *                 that.
+ * @return 0, or -1.
+ */
+int pca9546_enable_channel(uint32_t device, uint8_t channel);
+
+/**
+ * Reads the control byte.
+ *
+ * @param device   device handle.
+ * @param channel  receives it; not null.
+ * @return 0, or -1.
+ */
+int pca9546_get_channel(uint32_t device, uint8_t *channel);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,163 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_PCA9555_H
+#define VARNEL_PCA9555_H
+
+/**
+ * @file
+ * PCA9555 16-bit and PCA9554 8-bit GPIO expanders (NXP datasheets, register tables).
+ *
+ * Ports (pins) are numbered 0-15: port p is bit p % 8 of bank p / 8. Numbers are not checked; a port of 16 or
+ * more addresses registers beyond the chip's. Every function returns 0, or -1 when a bus call failed.
+ *
+ * @par Diagnostics
+ * A failed bus call prints one line to standard output, `FILE:LINE:FUNCTION():CALL`, and ends the function
+ * with -1; later steps are not sent and nothing is retried. The line numbers belong to the text.
+ *
+ * @par Threads
+ * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
+ * serialise.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @name Whole registers from a list of ports
+ *
+ * Each writes both banks of a PCA9555 register pair, low bank first; the second write is skipped when the
+ * first failed. Pins that are not listed get the opposite setting.
+ *
+ * @param device  device handle (smbus.h).
+ * @param ports   port numbers; 16 and more add nothing.
+ * @param count   how many; 0 or less is an empty list.
+ * @return 0, or -1.
+ */
+/** @{ */
+/** Output registers 2 and 3: listed ports high, all others low. */
+int pca9555_init_port_high(uint32_t device, const uint8_t *ports, int count);
+/** Output registers 2 and 3: listed ports low, all others high. */
+int pca9555_init_port_low(uint32_t device, const uint8_t *ports, int count);
+/** Configuration registers 6 and 7: listed ports outputs, all others inputs. */
+int pca9555_init_port_output(uint32_t device, const uint8_t *ports, int count);
+/** Configuration registers 6 and 7: listed ports inputs, all others outputs. */
+int pca9555_init_port_input(uint32_t device, const uint8_t *ports, int count);
+/** @} */
+
+/**
+ * @name The same for the PCA9554
+ *
+ * One write each: output register 1 or configuration register 3. Ports of 8 and more add nothing.
+ *
+ * @param device  device handle.
+ * @param ports   port numbers.
+ * @param count   how many; 0 or less is an empty list.
+ * @return 0, or -1.
+ */
+/** @{ */
+/** Output register: listed ports high, all others low. */
+int pca9554_init_port_high(uint32_t device, const uint8_t *ports, int count);
+/** Output register: listed ports low, all others high. */
+int pca9554_init_port_low(uint32_t device, const uint8_t *ports, int count);
+/** Configuration register: listed ports outputs, all others inputs. */
+int pca9554_init_port_output(uint32_t device, const uint8_t *ports, int count);
+/** Configuration register: listed ports inputs, all others outputs. */
+int pca9554_init_port_input(uint32_t device, const uint8_t *ports, int count);
+/** @} */
+
+/**
+ * Drives one port high. The new output byte starts from the bank's @b input register, not from its output
+ * register: the other outputs of the bank are rewritten with the levels now read on their pins.
+ *
+ * @param device  device handle.
+ * @param port    port number.
+ * @return 0, or -1.
+ */
+int pca9555_set_port_high(uint32_t device, uint8_t port);
+
+/** Drives one port low; starts from the input register like pca9555_set_port_high(). */
+int pca9555_set_port_low(uint32_t device, uint8_t port);
+
+/** Makes one port an input, leaving the other directions of its bank as they are. @return 0, or -1. */
+int pca9555_set_port_input(uint32_t device, uint8_t port);
+
+/** Makes one port an output, leaving the other directions of its bank as they are. @return 0, or -1. */
+int pca9555_set_port_output(uint32_t device, uint8_t port);
+
+/**
+ * Reads one port's level from its input register.
+ *
+ * @param device  device handle.
+ * @param port    port number.
+ * @param data    receives 1 for high, 0 for low; not null. After a failure it holds what the bus left there.
+ * @return 0, or -1.
+ */
+int pca9555_get_port_data(uint32_t device, uint8_t port, uint8_t *data);
+
+/**
+ * Reads one port's direction.
+ *
+ * @param device  device handle.
+ * @param port    port number.
+ * @param data    receives 1 for an input, 0 for an output; not null. After a failure it holds what the bus
+ * left.
+ * @return 0, or -1.
+ */
+int pca9555_get_port_dir(uint32_t device, uint8_t port, uint8_t *data);
+
+/**
+ * @name Whole banks
+ *
+ * @param device  device handle.
+ * @param bank    0 or 1; not checked, the register is base + bank modulo 256.
+ * @param data    the byte written, or the byte that receives the register; not null.
+ * @return 0, or -1.
+ */
+/** @{ */
+/** Input register of bank 0 (ports 0-7). */
+int pca9555_get_bank0_data(uint32_t device, uint8_t *data);
+/** Input register of bank 1 (ports 8-15). */
+int pca9555_get_bank1_data(uint32_t device, uint8_t *data);
+/** Input register: levels on the pins. */
+int pca9555_get_bank_data(uint32_t device, uint8_t bank, uint8_t *data);
+/** Writes the output register. */
+int pca9555_set_bank_data(uint32_t device, uint8_t bank, uint8_t data);
+/** Output register: levels driven, not levels on the pins. */
+int pca9555_get_bank_output(uint32_t device, uint8_t bank, uint8_t *data);
+/** Configuration register: 1 = input. */
+int pca9555_get_bank_dir(uint32_t device, uint8_t bank, uint8_t *data);
+/** Writes the configuration register: 1 = input. */
+int pca9555_set_bank_dir(uint32_t device, uint8_t bank, uint8_t data);
+/** @} */
+
+/**
+ * Lists the ports that read high, in ascending order.
+ *
+ * @b Unusual: @p count is not a counter but an array of indices. Word 0 is set to 0; then the k-th port found
+ * (from 0) is stored in `ports[count[k]]`. No word is incremented, so the number of ports found is not
+ * returned. To get all ports in order, fill @p ports with a value that is no port number and preset @p count:
+ *
+ * @code
+ * uint8_t ports[16];
+ * uint32_t count[16];
+ * for (unsigned i = 0; i < 16; i++) { ports[i] = 0xFF; count[i] = i; }
+ * pca9555_get_high_port(device, ports, count);
+ * @endcode
+ *
+ * @param device  device handle.
+ * @param ports   receives port numbers at the indices that @p count holds.
+ * @param count   16 words of indices into @p ports. Neither array is touched unless both banks were read.
+ * @return 0, or -1.
+ */
+int pca9555_get_high_port(uint32_t device, uint8_t *ports, uint32_t *count);
+
+/** Lists the ports that read low; in everything else like pca9555_get_high_port(). */
+int pca9555_get_low_port(uint32_t device, uint8_t *ports, uint32_t *count);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

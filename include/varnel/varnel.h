@@ -1,0 +1,20 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_VARNEL_H
+#define VARNEL_VARNEL_H
+
+/**
+ * @file
+ * Everything that libvarnel_common offers. platform.h, what it needs, is not part of it.
+ */
+
+#include "varnel/car2512.h"
+#include "varnel/ds3232.h"
+#include "varnel/numeral.h"
+#include "varnel/pca9505.h"
+#include "varnel/pca9541.h"
+#include "varnel/pca9546.h"
+#include "varnel/pca9548.h"
+#include "varnel/pca9555.h"
+#include "varnel/smbus.h"
+
+#endif

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdio>
+
+namespace varnel {
+
+/// The source file and function that a driver's diagnostic lines name.
+struct driver {
+    const char *source;
+    const char *function;
+};
+
+/// Passes on the result of a bus call; a failed one first prints the line that operators' log filters look
+/// for. `line` is part of the message, not a position in today's source.
+[[nodiscard]] inline int reported(int result, driver from, int line, const char *call) {
+    if (result != 0) {
+        std::printf("%s:%d:%s():%s\n", from.source, line, from.function, call);
+    }
+    return result;
+}
+
+} // namespace varnel

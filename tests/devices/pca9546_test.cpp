@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/pca9546.h"
+
+#include <cstdint>
+
+#include "support/captured_output.h"
+#include "support/scripted_bus.h"
+
+namespace {
+
+using namespace varnel::test;
+using ::testing::ElementsAre;
+
+constexpr uint32_t device = 0xABCD7101; // bus 1, slave 0x71, rubbish above
+
+using Pca9546 = scripted_bus;
+
+TEST_F(Pca9546, EnablePassesTheControlByteThrough) {
+    for (unsigned int channels = 0; channels < 256; ++channels) {
+        calls.clear();
+        ASSERT_EQ(pca9546_enable_channel(device, static_cast<uint8_t>(channels)), 0);
+        ASSERT_THAT(calls, ElementsAre(write_of(1, 0x71, {static_cast<uint8_t>(channels)})));
+    }
+}
+
+TEST_F(Pca9546, GetReceivesTheControlByte) {
+    answers({{{0xA5}}});
+    uint8_t channels = 0xEE;
+    EXPECT_EQ(pca9546_get_channel(device, &channels), 0);
+    EXPECT_EQ(channels, 0xA5);
+    EXPECT_THAT(calls, ElementsAre(read_of(1, 0x71, {0xEE})));
+}
+
+TEST_F(Pca9546, EachFailurePrintsItsLine) {
+    answers({{{}, -1}, {{}, -1}});
+    uint8_t channels = 0;
+    captured_output output;
+    EXPECT_EQ(pca9546_enable_channel(device, 5), -1);
+    EXPECT_EQ(pca9546_get_channel(device, &channels), -1);
+    EXPECT_EQ(output.text(),
+              "pca9546.c:13:pca9546_enable_channel():smbus_send_byte_to_device( device , channel)\n"
+              "pca9546.c:25:pca9546_get_channel():smbus_recv_byte_to_device( pca9546, pChannel)\n");
+    EXPECT_EQ(calls.size(), 2U);
+}
+
+TEST_F(Pca9546, SuccessPrintsNothing) {
+    uint8_t channels = 0;
+    captured_output output;
+    EXPECT_EQ(pca9546_enable_channel(device, 1), 0);
+    EXPECT_EQ(pca9546_get_channel(device, &channels), 0);
+    EXPECT_EQ(output.text(), "");
+}
+
+} // namespace

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/pca9548.h"
+
+#include <cstdint>
+
+#include "support/captured_output.h"
+#include "support/scripted_bus.h"
+
+namespace {
+
+using namespace varnel::test;
+using ::testing::ElementsAre;
+
+constexpr uint32_t device = 0xABCD7101; // bus 1, slave 0x71, rubbish above
+
+using Pca9548 = scripted_bus;
+
+TEST_F(Pca9548, EnablePassesTheControlByteThrough) {
+    for (unsigned int channels = 0; channels < 256; ++channels) {
+        calls.clear();
+        ASSERT_EQ(pca9548_enable_channel(device, static_cast<uint8_t>(channels)), 0);
+        ASSERT_THAT(calls, ElementsAre(write_of(1, 0x71, {static_cast<uint8_t>(channels)})));
+    }
+}
+
+TEST_F(Pca9548, GetReceivesTheControlByte) {
+    answers({{{0xA5}}});
+    uint8_t channels = 0xEE;
+    EXPECT_EQ(pca9548_get_channel(device, &channels), 0);
+    EXPECT_EQ(channels, 0xA5);
+    EXPECT_THAT(calls, ElementsAre(read_of(1, 0x71, {0xEE})));
+}
+
+TEST_F(Pca9548, DisableSendsZero) {
+    EXPECT_EQ(pca9548_disable_channel(device), 0);
+    EXPECT_THAT(calls, ElementsAre(write_of(1, 0x71, {0x00})));
+}
+
+TEST_F(Pca9548, EachFailurePrintsItsLine) {
+    answers({{{}, -1}, {{}, -1}, {{}, -1}});
+    uint8_t channels = 0;
+    captured_output output;
+    EXPECT_EQ(pca9548_enable_channel(device, 5), -1);
+    EXPECT_EQ(pca9548_get_channel(device, &channels), -1);
+    EXPECT_EQ(pca9548_disable_channel(device), -1);
+    EXPECT_EQ(output.text(),
+              "pca9548.c:17:pca9548_enable_channel():smbus_send_byte_to_device(device, channel)\n"
+              "pca9548.c:24:pca9548_get_channel():smbus_recv_byte_to_device(pca9548, pca9548_channel)\n"
+              "pca9548.c:30:pca9548_disable_channel():smbus_send_byte_to_device(device, 0)\n");
+    EXPECT_EQ(calls.size(), 3U);
+}
+
+TEST_F(Pca9548, SuccessPrintsNothing) {
+    uint8_t channels = 0;
+    captured_output output;
+    EXPECT_EQ(pca9548_enable_channel(device, 1), 0);
+    EXPECT_EQ(pca9548_get_channel(device, &channels), 0);
+    EXPECT_EQ(output.text(), "");
+}
+
+} // namespace
