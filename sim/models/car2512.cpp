@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/models/car2512.h"
+
+#include <algorithm>
+#include <array>
+
+#include "sim/models/car2512_supply.h"
+#include "sim/models/settings.h"
+
+namespace varnel::sim {
+
+namespace {
+
+constexpr int none = -1;
+
+struct command {
+    pmbus code;
+    std::string_view name;
+    int written; ///< data bytes; none = read-only
+    int read;    ///< data bytes; none = write-only
+};
+
+constexpr std::array commands{
+    command{pmbus::operation, "OPERATION", 1, 1},
+    command{pmbus::clear_faults, "CLEAR_FAULTS", 0, none},
+    command{pmbus::write_protect, "WRITE_PROTECT", 1, 1},
+    command{pmbus::fan_command_1, "FAN_COMMAND_1", 2, 2},
+    command{pmbus::status_byte, "STATUS_BYTE", none, 1},
+    command{pmbus::status_word, "STATUS_WORD", none, 2},
+    command{pmbus::status_vout, "STATUS_VOUT", 1, 1},
+    command{pmbus::status_iout, "STATUS_IOUT", 1, 1},
+    command{pmbus::status_input, "STATUS_INPUT", 1, 1},
+    command{pmbus::status_temperature, "STATUS_TEMPERATURE", 1, 1},
+    command{pmbus::status_cml, "STATUS_CML", 1, 1},
+    command{pmbus::status_mfr_specific, "STATUS_MFR_SPECIFIC", 1, 1},
+    command{pmbus::status_fans_1_2, "STATUS_FANS_1_2", 1, 1},
+    command{pmbus::pmbus_revision, "PMBUS_REVISION", none, 1},
+    command{pmbus::firmware_version, "Firmware version", none, 1},
+    command{pmbus::set_output_volt, "Set output voltage", 2, none},
+    command{pmbus::fan_duty_cycle, "Fan duty cycle", none, 1},
+    command{pmbus::set_fan_duty_cycle, "Set fan duty cycle", 1, none},
+    command{pmbus::programmed_volt, "Programmed voltage", none, 2},
+    command{pmbus::output_volt, "Output voltage", none, 2},
+    command{pmbus::temperature, "Temperature", none, 2},
+    command{pmbus::fan_speed, "Fan speed", none, 2},
+    command{pmbus::input_volt, "Input voltage", none, 2},
+    command{pmbus::input_power, "Input power", none, 2},
+};
+
+const command *find_command(uint8_t code) {
+    const auto *const found = std::find_if(commands.begin(), commands.end(),
+                                           [code](const command &each) { return each.code == pmbus{code}; });
+    return found == commands.end() ? nullptr : found;
+}
+
+constexpr quantity load_range{"W", 0, 5000};
+constexpr quantity ambient_range{"C", -40, 100};
+constexpr quantity input_range{"V", 0, 300, "lost, or "};
+
+class car2512 : public chip, private bus_port {
+  public:
+    explicit car2512(const board_clock &clock) : clock_(clock), supply_(clock.now()) {}
+
+    [[nodiscard]] std::string_view type() const override { return "car2512"; }
+    bus_port &port(std::size_t /*index*/) override { return *this; }
+    [[nodiscard]] std::string register_name(uint8_t code) const override;
+    [[nodiscard]] std::vector<reading> readings() const override;
+    void set(std::string_view name, std::string_view value) override;
+    void power_on() override { current().power_on(); }
+
+  private:
+    bool start(direction way) override;
+    bool write(uint8_t byte) override;
+    uint8_t read() override;
+    void stop() override;
+
+    bool begin_reading();
+    bool select(uint8_t code);
+    void finish_write();
+    car2512_supply &current() const;
+
+    const board_clock &clock_;
+    mutable car2512_supply supply_; ///< catches up whenever it is looked at: when that is makes no difference
+
+    bool command_follows_ = false;
+    const command *command_ = nullptr; ///< named in the transfer that is under way
+    std::vector<uint8_t> data_;        ///< written after the command, or still to be read
+};
+
+car2512_supply &car2512::current() const {
+    supply_.catch_up(clock_.now());
+    return supply_;
+}
+
+bool car2512::start(direction way) {
+    if (way == direction::read) {
+        return begin_reading();
+    }
+    finish_write();
+    command_follows_ = true;
+    return true;
+}
+
+/// The read half of a command. Without a command there is nothing to read, but a master that looks who is
+/// there gets an answer.
+bool car2512::begin_reading() {
+    const command *const wanted = data_.empty() ? command_ : nullptr;
+    if (wanted == nullptr) {
+        finish_write();
+        return true;
+    }
+    if (wanted->read == none) {
+        current().communication_fault(invalid_command);
+        command_ = nullptr;
+        return false;
+    }
+    const unsigned int value = current().value(wanted->code);
+    for (int i = wanted->read - 1; i >= 0; --i) { // taken from the back: low byte first
+        data_.push_back(static_cast<uint8_t>(value >> (8U * static_cast<unsigned int>(i))));
+    }
+    command_ = nullptr;
+    return true;
+}
+
+bool car2512::write(uint8_t byte) {
+    if (command_follows_) {
+        command_follows_ = false;
+        return select(byte);
+    }
+    if (command_ == nullptr) {
+        return false;
+    }
+    data_.push_back(byte);
+    return command_->written != none && data_.size() <= static_cast<std::size_t>(command_->written);
+}
+
+bool car2512::select(uint8_t code) {
+    command_ = find_command(code);
+    if (command_ == nullptr) {
+        current().communication_fault(invalid_command);
+    }
+    return command_ != nullptr;
+}
+
+/// Beyond the last byte there is FF, and a fault.
+uint8_t car2512::read() {
+    if (data_.empty()) {
+        current().communication_fault(other_communication_fault);
+        return 0xFF;
+    }
+    const uint8_t byte = data_.back();
+    data_.pop_back();
+    return byte;
+}
+
+void car2512::stop() { finish_write(); }
+
+/// A write takes effect when it is complete. One of the wrong length does nothing but tell.
+void car2512::finish_write() {
+    if (command_ != nullptr) {
+        if (command_->written == none) {
+            current().communication_fault(data_.empty() ? other_communication_fault : invalid_command);
+        } else if (data_.size() != static_cast<std::size_t>(command_->written)) {
+            current().communication_fault(other_communication_fault);
+        } else {
+            const unsigned int low = data_.empty() ? 0 : data_.front();
+            current().execute(command_->code, data_.size() == 2 ? low | data_.back() * 256U : low);
+        }
+    }
+    command_ = nullptr;
+    data_.clear();
+}
+
+std::string car2512::register_name(uint8_t code) const {
+    const command *const found = find_command(code);
+    return found == nullptr ? "" : std::string(found->name);
+}
+
+std::vector<reading> car2512::readings() const {
+    const car2512_supply &now = current();
+    const power_stage &stage = now.stage();
+    const unsigned int status = now.value(pmbus::status_word);
+    const std::string off = now.tripped() ? "off (tripped)" : "off";
+    return {{"output", stage.output_on ? printed(now.value(pmbus::output_volt) / 100.0, 2, "V") : off, false},
+            {"load", printed(stage.load, 1, "W"), true},
+            {"input", stage.input_volts > 0 ? printed(stage.input_volts, 1, "V") : "lost", true},
+            {"input-power", printed(stage.input_power(), 1, "W"), false},
+            {"temperature", printed(stage.temperature(), 1, "C"), false},
+            {"ambient", printed(stage.ambient, 1, "C"), true},
+            {"fan", stage.fan_seized ? "stopped" : "ok", true},
+            {"fan-speed", printed(stage.fan_speed(), 0, "rpm"), false},
+            {"fan-duty", printed(now.value(pmbus::fan_duty_cycle), 0, "%"), false},
+            {"status", "0x" + hex(status >> 8U) + hex(status), false},
+            {"write-protect", "0x" + hex(now.value(pmbus::write_protect)), false},
+            {"firmware", "0x" + hex(now.firmware()), true}};
+}
+
+void car2512::set(std::string_view name, std::string_view value) {
+    if (name == "load") {
+        const double watts = parse_quantity(name, value, load_range);
+        current().surround([=](power_stage &stage) { stage.load = watts; });
+    } else if (name == "ambient") {
+        const double degrees = parse_quantity(name, value, ambient_range);
+        current().surround([=](power_stage &stage) { stage.ambient = degrees; });
+    } else if (name == "fan") {
+        const bool seized = parse_choice(name, value, {"ok", "stopped"}) == 1;
+        current().surround([=](power_stage &stage) { stage.fan_seized = seized; });
+    } else if (name == "input") {
+        const double volts = value == "lost" ? 0 : parse_quantity(name, value, input_range);
+        current().surround([=](power_stage &stage) { stage.input_volts = volts; });
+    } else if (name == "firmware") {
+        current().set_firmware(parse_number(name, value, 0xFF));
+    } else {
+        refuse_name(name, "load, ambient, fan, input, firmware");
+    }
+}
+
+} // namespace
+
+std::unique_ptr<chip> make_car2512(const board_clock &clock) { return std::make_unique<car2512>(clock); }
+
+} // namespace varnel::sim

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/models/car2512_supply.h"
+
+#include <cmath>
+
+namespace varnel::sim {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// OPERATION
+constexpr unsigned int output_on = 0x80;
+constexpr unsigned int output_off = 0x00;
+constexpr unsigned int output_off_softly = 0x40;
+
+// WRITE_PROTECT: what can still be written, apart from WRITE_PROTECT itself
+constexpr unsigned int protect_all = 0x80;
+constexpr unsigned int protect_but_operation = 0x40;
+constexpr unsigned int protect_but_operation_and_voltage = 0x20;
+constexpr unsigned int protect_nothing = 0x00;
+
+// Limits
+constexpr double overload_warning = 2500; // watts
+constexpr double overload_fault = 2750;
+constexpr double hot_warning = 75; // degrees Celsius
+constexpr double hot_fault = 90;
+constexpr double low_input_warning = 90; // volts
+constexpr double low_input_fault = 80;
+constexpr double high_input_fault = 275;
+constexpr unsigned int lowest_output = 1080; // 10 mV
+constexpr unsigned int highest_output = 1320;
+constexpr unsigned int full_duty = 100; // percent
+
+constexpr auto step_time = 100ms; // of power_stage::step()
+
+/// Scaled by `factor` and cut to 16 bits, two's complement.
+unsigned int word_of(double value, double factor) {
+    return static_cast<unsigned int>(std::lround(value * factor)) & 0xFFFFU;
+}
+
+} // namespace
+
+/// Once nothing moves any more, the rest of the time takes no work.
+void car2512_supply::catch_up(std::chrono::nanoseconds now) {
+    auto steps = (now - stepped_to_) / step_time;
+    stepped_to_ += steps * step_time;
+    for (bool moving = true; moving && steps > 0; --steps) {
+        moving = stage_.step();
+        latch_faults();
+    }
+}
+
+void car2512_supply::power_on() {
+    steer();
+    stage_.power_on();
+    latches_.clear_all();
+    tripped_ = false;
+    latch_faults();
+}
+
+bool car2512_supply::commanded_on() const { return operation_ == output_on; }
+
+bool car2512_supply::input_good() const {
+    return stage_.input_volts >= low_input_fault && stage_.input_volts <= high_input_fault;
+}
+
+/// Passes the state of the commands on to the power stage.
+void car2512_supply::steer() {
+    stage_.output_on = commanded_on() && !tripped_ && input_good();
+    const double by_duty = power_stage::fan_full_speed * duty_ / full_duty;
+    stage_.fan_target = fan_command_ != 0 ? fan_command_ : by_duty;
+}
+
+/// Latches whatever is wrong now; too hot or too much load switches the output off.
+void car2512_supply::latch_faults() {
+    steer();
+    const double volts = stage_.input_volts;
+    latches_.latch(pmbus::status_input, (volts < low_input_warning ? vin_uv_warning : 0) |
+                                            (volts < low_input_fault ? vin_uv_fault | off_for_low_input : 0) |
+                                            (volts > high_input_fault ? vin_ov_fault : 0));
+    latches_.latch(pmbus::status_fans_1_2, stage_.fan_seized ? fan_1_fault : 0);
+    const bool too_hot = stage_.temperature() >= hot_fault;
+    latches_.latch(pmbus::status_temperature,
+                   (stage_.temperature() >= hot_warning ? over_temperature_warning : 0) |
+                       (too_hot ? over_fault : 0));
+    const bool overload = stage_.output_power() > overload_fault;
+    latches_.latch(pmbus::status_iout, (stage_.output_power() > overload_warning ? iout_oc_warning : 0) |
+                                           (overload ? over_fault : 0));
+    tripped_ = tripped_ || (commanded_on() && (too_hot || overload));
+    steer();
+}
+
+unsigned int car2512_supply::duty_in_effect() const {
+    return fan_command_ == 0 ? duty_
+                             : static_cast<unsigned int>(
+                                   std::lround(fan_command_ * full_duty / power_stage::fan_full_speed));
+}
+
+unsigned int car2512_supply::value(pmbus command) const {
+    switch (command) {
+    case pmbus::operation:
+        return operation_;
+    case pmbus::write_protect:
+        return write_protect_;
+    case pmbus::fan_command_1:
+        return fan_command_;
+    case pmbus::status_byte:
+        return latches_.word(stage_.output_on) & 0xFFU;
+    case pmbus::status_word:
+        return latches_.word(stage_.output_on);
+    case pmbus::pmbus_revision:
+        return 0x22; // Parts I and II: 1.2
+    case pmbus::firmware_version:
+        return firmware_;
+    case pmbus::fan_duty_cycle:
+        return duty_in_effect();
+    case pmbus::programmed_volt:
+        return volts_;
+    case pmbus::output_volt:
+        return stage_.output_on ? volts_ : 0;
+    case pmbus::temperature:
+        return word_of(stage_.temperature(), 10);
+    case pmbus::fan_speed:
+        return word_of(stage_.fan_speed(), 1);
+    case pmbus::input_volt:
+        return word_of(stage_.input_volts, 10);
+    case pmbus::input_power:
+        return word_of(stage_.input_power(), 10);
+    default:
+        return latches_.of(command);
+    }
+}
+
+/// CLEAR_FAULTS carries nothing that protection could protect.
+bool car2512_supply::can_write(pmbus command) const {
+    const bool always = command == pmbus::write_protect || command == pmbus::clear_faults;
+    switch (write_protect_) {
+    case protect_nothing:
+        return true;
+    case protect_but_operation:
+        return always || command == pmbus::operation;
+    case protect_but_operation_and_voltage:
+        return always || command == pmbus::operation || command == pmbus::set_output_volt;
+    default:
+        return always;
+    }
+}
+
+void car2512_supply::execute(pmbus command, unsigned int data) {
+    if (!can_write(command) || !apply(command, data)) {
+        communication_fault(invalid_data);
+    }
+    latch_faults();
+}
+
+/// Returns whether the command takes this value.
+bool car2512_supply::apply(pmbus command, unsigned int data) {
+    switch (command) {
+    case pmbus::operation:
+        return operate(data);
+    case pmbus::clear_faults:
+        latches_.clear_all();
+        return true;
+    case pmbus::write_protect:
+        return protect(data);
+    case pmbus::fan_command_1:
+        return take(fan_command_, data, 0, static_cast<unsigned int>(power_stage::fan_full_speed));
+    case pmbus::set_output_volt:
+        return take(volts_, data, lowest_output, highest_output);
+    case pmbus::set_fan_duty_cycle:
+        return take(duty_, data, 0, full_duty);
+    default: // a status register: written ones clear
+        latches_.clear(command, data);
+        return true;
+    }
+}
+
+/// Off and on again restarts a supply that a fault has switched off, and clears the faults.
+bool car2512_supply::operate(unsigned int data) {
+    if (data != output_on && data != output_off && data != output_off_softly) {
+        return false;
+    }
+    if (data == output_on && !commanded_on()) {
+        tripped_ = false;
+        latches_.clear_all();
+    }
+    operation_ = data;
+    return true;
+}
+
+bool car2512_supply::protect(unsigned int data) {
+    if (data != protect_all && data != protect_but_operation && data != protect_but_operation_and_voltage &&
+        data != protect_nothing) {
+        return false;
+    }
+    write_protect_ = data;
+    return true;
+}
+
+bool car2512_supply::take(unsigned int &setting, unsigned int data, unsigned int least, unsigned int most) {
+    if (data < least || data > most) {
+        return false;
+    }
+    setting = data;
+    return true;
+}
+
+} // namespace varnel::sim

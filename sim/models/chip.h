@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace varnel::sim {
+
+/// The time that a board's chips live in: zero when power came on, never running backwards.
+class board_clock {
+  public:
+    virtual ~board_clock() = default;
+    [[nodiscard]] virtual std::chrono::nanoseconds now() const = 0;
+};
+
+enum class direction { write, read };
+
+/// One connection of a chip to an I2C bus, byte by byte as the wire has it. The bus calls these only for
+/// transfers that carry the chip's address.
+class bus_port {
+  public:
+    virtual ~bus_port() = default;
+
+    /// START or repeated START with the chip's address. Returns whether the chip acknowledges.
+    virtual bool start(direction way) = 0;
+    /// A byte from the master. Returns whether the chip acknowledges it.
+    virtual bool write(uint8_t byte) = 0;
+    /// A byte to the master.
+    virtual uint8_t read() = 0;
+    /// STOP: what the chip does at the end of a transfer happens here.
+    virtual void stop() = 0;
+
+    /// Whether downstream segment `segment` can be reached through this port now. Changes only at stop().
+    [[nodiscard]] virtual bool connects(std::size_t segment) const;
+};
+
+/// Something the board's user can look at, and perhaps set.
+struct reading {
+    std::string name;  ///< as in `set CHIP.NAME`
+    std::string value; ///< with its unit, ready to print
+    bool settable = false;
+};
+
+/// A setting that the chip does not have, or a value it cannot take; what() is one line for the user.
+class bad_setting : public std::invalid_argument {
+  public:
+    using std::invalid_argument::invalid_argument;
+};
+
+/// A chip on the board: what it does on its buses, and what the world around it can see and change.
+class chip {
+  public:
+    virtual ~chip() = default;
+
+    /// Type name as in a board description, such as "pca9555".
+    [[nodiscard]] virtual std::string_view type() const = 0;
+
+    /// Bus connections: one for most chips, two for a selector of two masters.
+    [[nodiscard]] virtual std::size_t ports() const { return 1; }
+    virtual bus_port &port(std::size_t index) = 0;
+    /// Downstream bus segments: 0 for most chips, the number of channels for a multiplexer.
+    [[nodiscard]] virtual std::size_t segments() const { return 0; }
+
+    /// Whether the first byte that is written names a register (false for multiplexers).
+    [[nodiscard]] virtual bool has_registers() const { return true; }
+    /// Name of the register that a command byte selects, as the datasheet has it; empty when there is none.
+    [[nodiscard]] virtual std::string register_name(uint8_t command) const = 0;
+
+    /// State in the order that a user wants to see it.
+    [[nodiscard]] virtual std::vector<reading> readings() const = 0;
+    /// Changes what surrounds the chip: a level on a pin, a load, a temperature. Throws bad_setting; nothing
+    /// is changed then.
+    virtual void set(std::string_view name, std::string_view value) = 0;
+
+    /// Power comes on: to be called once, when the board description's settings are in place. What surrounds
+    /// the chip now is what it starts with: pin levels are no changes, a supply is as warm as its
+    /// surroundings.
+    virtual void power_on() {}
+};
+
+/// Types that make_chip() knows, in alphabetical order.
+[[nodiscard]] const std::vector<std::string_view> &chip_types();
+
+/// A chip at power-on. Throws bad_setting for an unknown type. `clock` must outlive the chip.
+[[nodiscard]] std::unique_ptr<chip> make_chip(std::string_view type, const board_clock &clock);
+
+} // namespace varnel::sim

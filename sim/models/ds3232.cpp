@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/models/ds3232.h"
+
+#include <array>
+
+#include "sim/models/command_port.h"
+#include "sim/models/ds3232_registers.h"
+#include "sim/models/rtc_text.h"
+#include "sim/models/settings.h"
+
+namespace varnel::sim {
+
+namespace {
+
+constexpr std::array<std::string_view, 20> register_names{"Seconds",
+                                                          "Minutes",
+                                                          "Hours",
+                                                          "Day",
+                                                          "Date",
+                                                          "Month/Century",
+                                                          "Year",
+                                                          "Alarm 1 seconds",
+                                                          "Alarm 1 minutes",
+                                                          "Alarm 1 hours",
+                                                          "Alarm 1 day/date",
+                                                          "Alarm 2 minutes",
+                                                          "Alarm 2 hours",
+                                                          "Alarm 2 day/date",
+                                                          "Control",
+                                                          "Control/status",
+                                                          "Aging offset",
+                                                          "MSB of temperature",
+                                                          "LSB of temperature",
+                                                          "Reserved for test"};
+
+constexpr quantity temperature_range{"C", -40, 85};
+
+class ds3232 : public chip, private command_port {
+  public:
+    explicit ds3232(const board_clock &clock) : clock_(clock), rtc_(clock.now()) {}
+
+    [[nodiscard]] std::string_view type() const override { return "ds3232"; }
+    bus_port &port(std::size_t /*index*/) override { return *this; }
+    [[nodiscard]] std::string register_name(uint8_t command) const override;
+    [[nodiscard]] std::vector<reading> readings() const override;
+    void set(std::string_view name, std::string_view value) override;
+    void power_on() override { rtc_.power_on(clock_.now()); }
+
+  private:
+    bool start(direction way) override;
+    bool select(uint8_t command) override;
+    bool store(uint8_t data) override;
+    uint8_t read() override;
+
+    rtc &current() const;
+    void advance_pointer();
+    [[nodiscard]] std::string pin() const;
+
+    const board_clock &clock_;
+    mutable rtc rtc_;      ///< catches up whenever it is looked at: when that is makes no difference
+    rtc_calendar latched_; ///< the time of the last START, for reads
+    uint8_t pointer_ = 0;
+};
+
+rtc &ds3232::current() const {
+    rtc_.catch_up(clock_.now());
+    return rtc_;
+}
+
+bool ds3232::start(direction way) {
+    latched_ = current().time;
+    return command_port::start(way);
+}
+
+bool ds3232::select(uint8_t command) {
+    pointer_ = command;
+    return true;
+}
+
+bool ds3232::store(uint8_t data) {
+    current().write(pointer_, data, clock_.now());
+    advance_pointer();
+    return true;
+}
+
+uint8_t ds3232::read() {
+    const uint8_t byte = current().read(pointer_, latched_);
+    advance_pointer();
+    return byte;
+}
+
+void ds3232::advance_pointer() {
+    if (++pointer_ == 0) {
+        latched_ = current().time;
+    }
+}
+
+std::string ds3232::register_name(uint8_t command) const {
+    return command < register_names.size() ? std::string(register_names.at(command))
+                                           : "SRAM 0x" + hex(command);
+}
+
+/// The INT/SQW pin: alarms, or a square wave.
+std::string ds3232::pin() const {
+    constexpr std::array<std::string_view, 4> rates{"1 Hz", "1.024 kHz", "4.096 kHz", "8.192 kHz"};
+    if (const auto rate = current().square_wave()) {
+        return "square wave " + std::string(rates.at(*rate));
+    }
+    return current().alarm_asserted() ? "asserted" : "idle";
+}
+
+std::vector<reading> ds3232::readings() const {
+    const rtc &now = current();
+    return {{"time", text_of(now.time), true},
+            {"temperature", printed(now.sensor.surroundings, 2, "C"), true},
+            {"measured-temperature", printed(now.sensor.measured() / 4.0, 2, "C"), false},
+            {"oscillator-stopped", now.oscillator_stopped() ? "yes" : "no", false},
+            {"interrupt", pin(), false}};
+}
+
+void ds3232::set(std::string_view name, std::string_view value) {
+    if (name == "temperature") {
+        const double degrees = parse_quantity(name, value, temperature_range);
+        current().sensor.surroundings = degrees;
+    } else if (name == "time") {
+        const auto time = value == "now" ? host_time() : parse_time(value);
+        if (!time) {
+            refuse_value(name, value, "now, or a time such as 2026-11-21 08:00:00 from 2000 to 2199");
+        }
+        current().set_time(*time, clock_.now());
+    } else {
+        refuse_name(name, "time, temperature");
+    }
+}
+
+} // namespace
+
+std::unique_ptr<chip> make_ds3232(const board_clock &clock) { return std::make_unique<ds3232>(clock); }
+
+} // namespace varnel::sim

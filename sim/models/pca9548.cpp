@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/models/pca9548.h"
+
+#include "sim/models/settings.h"
+
+namespace varnel::sim {
+
+namespace {
+
+/// One control register, a bit per channel. A written byte is kept at once; the channels follow at the STOP.
+class multiplexer : public chip, private bus_port {
+  public:
+    multiplexer(std::string_view type, std::size_t channels) : type_(type), channels_(channels) {}
+
+    [[nodiscard]] std::string_view type() const override { return type_; }
+    bus_port &port(std::size_t /*index*/) override { return *this; }
+    [[nodiscard]] std::size_t segments() const override { return channels_; }
+    [[nodiscard]] bool has_registers() const override { return false; }
+    [[nodiscard]] std::string register_name(uint8_t /*command*/) const override { return {}; }
+
+    [[nodiscard]] std::vector<reading> readings() const override {
+        std::string on;
+        for (std::size_t channel = 0; channel < channels_; ++channel) {
+            if (connects(channel)) {
+                add_to_list(on, " ", std::to_string(channel));
+            }
+        }
+        return {{"channels", on.empty() ? "none" : on, false}};
+    }
+
+    void set(std::string_view name, std::string_view /*value*/) override { refuse_name(name, "none"); }
+
+  private:
+    bool start(direction /*way*/) override { return true; }
+
+    bool write(uint8_t byte) override {
+        control_ = byte & ((1U << channels_) - 1);
+        return true;
+    }
+
+    uint8_t read() override { return static_cast<uint8_t>(control_); }
+    void stop() override { connected_ = control_; }
+
+    [[nodiscard]] bool connects(std::size_t segment) const override {
+        return segment < channels_ && (connected_ >> segment & 1U) != 0;
+    }
+
+    std::string_view type_;
+    std::size_t channels_;
+    unsigned int control_ = 0;
+    unsigned int connected_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<chip> make_pca9548(const board_clock & /*clock*/) {
+    return std::make_unique<multiplexer>("pca9548", 8);
+}
+
+std::unique_ptr<chip> make_pca9546(const board_clock & /*clock*/) {
+    return std::make_unique<multiplexer>("pca9546", 4);
+}
+
+} // namespace varnel::sim

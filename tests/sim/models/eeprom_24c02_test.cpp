@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/sim/models/chip_bench.h"
+
+namespace varnel::sim::test {
+namespace {
+
+class sim_24c02 : public chip_bench {
+  public:
+    sim_24c02() : chip_bench("24c02") {}
+
+    void store(const bytes &address_and_data) {
+        EXPECT_EQ(write(address_and_data), static_cast<int>(address_and_data.size()));
+        clock.pass(5ms);
+    }
+};
+
+TEST_F(sim_24c02, comes_erased) { EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF)); }
+
+TEST_F(sim_24c02, reads_on_over_pages_and_wraps_at_the_end) {
+    store({0x00, 0x10});
+    store({0xFE, 0xE0, 0xE1});
+    EXPECT_EQ(read_from(0xFE, 4), (bytes{0xE0, 0xE1, 0x10, 0xFF}));
+    EXPECT_EQ(read_from(0xFF, 1), bytes{0xE1});
+    EXPECT_EQ(read(1), bytes{0x10}) << "a read without address continues";
+}
+
+TEST_F(sim_24c02, a_write_wraps_inside_its_page) {
+    store({0x0E, 1, 2, 3, 4});
+    EXPECT_EQ(read_from(0x06, 12), (bytes{0xFF, 0xFF, 3, 4, 0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 0xFF, 0xFF}));
+}
+
+TEST_F(sim_24c02, more_than_a_page_overwrites_its_beginning) {
+    store({0x10, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+    EXPECT_EQ(read_from(0x10, 9), (bytes{8, 9, 2, 3, 4, 5, 6, 7, 0xFF}));
+}
+
+TEST_F(sim_24c02, does_not_answer_while_it_stores) {
+    EXPECT_EQ(write({0x20, 0xAB}), 2);
+    EXPECT_EQ(shown("state"), "writing");
+    EXPECT_EQ(write({0x20}), -1);
+    EXPECT_FALSE(part->port(0).start(direction::read));
+    part->port(0).stop();
+    clock.pass(5ms - 1ns);
+    EXPECT_EQ(write({0x20}), -1);
+    clock.pass(1ns);
+    EXPECT_EQ(shown("state"), "ready");
+    EXPECT_EQ(byte_at(0x20), 0xAB);
+}
+
+TEST_F(sim_24c02, an_address_alone_starts_no_write_cycle) {
+    EXPECT_EQ(write({0x20}), 1);
+    EXPECT_EQ(read(1), bytes{0xFF});
+}
+
+TEST_F(sim_24c02, data_without_a_stop_is_dropped) {
+    bus_port &port = part->port(0);
+    ASSERT_TRUE(port.start(direction::write));
+    ASSERT_TRUE(port.write(0x30));
+    ASSERT_TRUE(port.write(0xAB));
+    EXPECT_EQ(byte_at(0x30), 0xFF);
+    EXPECT_EQ(shown("state"), "ready");
+}
+
+TEST_F(sim_24c02, write_protection_keeps_the_content_and_needs_no_time) {
+    part->set("wp", "high");
+    EXPECT_EQ(write({0x00, 0x12}), 2);
+    EXPECT_EQ(byte_at(0x00), 0xFF);
+    part->set("wp", "low");
+    store({0x00, 0x12});
+    EXPECT_EQ(byte_at(0x00), 0x12);
+}
+
+TEST_F(sim_24c02, content_can_be_given) {
+    part->set("data.00", "48 65 6c");
+    part->set("data.fE", "01  02");
+    EXPECT_EQ(read_from(0x00, 4), (bytes{0x48, 0x65, 0x6C, 0xFF}));
+    EXPECT_EQ(read_from(0xFE, 2), (bytes{0x01, 0x02}));
+    EXPECT_EQ(shown("data.00"), "48 65 6c ff ff ff ff ff ff ff ff ff ff ff ff ff");
+    EXPECT_EQ(shown("data.f0"), "ff ff ff ff ff ff ff ff ff ff ff ff ff ff 01 02");
+    EXPECT_EQ(part->readings().size(), 18U);
+}
+
+TEST_F(sim_24c02, refuses_what_is_no_content_and_changes_nothing) {
+    for (const std::string_view value :
+         {"", " ", "4", "486", "4865", "48,65", "48 6x", "0x48", "-1", "48 \t65"}) {
+        EXPECT_EQ(refusal("data.00", value), "data.00: cannot be \"" + std::string(value) +
+                                                 "\" (expected bytes such as 48 65 6c, up to offset ff)");
+    }
+    EXPECT_NE(refusal("data.ff", "01 02"), "accepted");
+    EXPECT_EQ(refusal("data.100", "01"), "unknown setting \"data.100\" (has: wp, data.00 to data.ff)");
+    EXPECT_EQ(refusal("data.", "01"), "unknown setting \"data.\" (has: wp, data.00 to data.ff)");
+    EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF));
+}
+
+TEST_F(sim_24c02, names) { EXPECT_EQ(part->register_name(0x4B), "Byte 0x4b"); }
+
+} // namespace
+} // namespace varnel::sim::test
