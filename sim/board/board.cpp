@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/board/board.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "sim/board/wiring_builder.h"
+
+namespace varnel::sim {
+
+using json = nlohmann::ordered_json;
+
+board::board(board_description description, const board_clock &clock, chip_factory factory)
+    : description_(std::move(description)), clock_(clock), factory_(std::move(factory)) {
+    for (const chip_description &chip : description_.chips) {
+        try {
+            chips_.push_back(
+                std::make_unique<board_chip>(board_chip{chip.name, factory_(chip.type, clock_), {}}));
+        } catch (const bad_setting &refusal) {
+            throw bad_description(description_.file, chip.type_line, refusal.what());
+        }
+    }
+    wiring_ = wire_up(description_, chips_);
+    for (std::size_t i = 0; i < chips_.size(); ++i) {
+        apply_settings(*chips_[i]->model, description_.chips[i]);
+        chips_[i]->model->power_on();
+    }
+}
+
+void board::apply_settings(chip &model, const chip_description &description) const {
+    for (const ini_entry &setting : description.settings) {
+        try {
+            model.set(setting.key, setting.value);
+        } catch (const bad_setting &refusal) {
+            throw bad_description(description_.file, setting.line,
+                                  fmt::format("{}: {}", description.name, refusal.what()));
+        }
+    }
+}
+
+board_chip &board::find(std::string_view chip) {
+    const auto found = std::ranges::find(chips_, chip, [](const auto &part) { return part->name; });
+    if (found == chips_.end()) {
+        throw bad_request(fmt::format("there is no chip '{}' on board '{}'", chip, name()));
+    }
+    return **found;
+}
+
+namespace {
+
+void change(chip &model, const assignment &change) {
+    try {
+        model.set(change.name, change.value);
+    } catch (const bad_setting &refusal) {
+        throw bad_request(fmt::format("{}: {}", change.chip, refusal.what()));
+    }
+}
+
+/// A newer value of the same name takes the place of an older one.
+void remember(std::vector<assignment> &changes, const assignment &latest) {
+    std::erase_if(changes, [&latest](const assignment &old) { return old.name == latest.name; });
+    changes.push_back(latest);
+}
+
+} // namespace
+
+void board::set(const std::vector<assignment> &assignments) {
+    std::set<const board_chip *> parts;
+    for (const assignment &each : assignments) {
+        parts.insert(&find(each.chip));
+    }
+    for (const board_chip *part : parts) {
+        try_out(*part, assignments);
+    }
+    for (const assignment &each : assignments) {
+        board_chip &part = find(each.chip);
+        change(*part.model, each);
+        remember(part.changes, each);
+    }
+}
+
+/// Chips check a setting and take it in one step; so one that is not on the board tries it first.
+void board::try_out(const board_chip &part, const std::vector<assignment> &assignments) const {
+    const auto &description = *std::ranges::find(description_.chips, part.name, &chip_description::name);
+    const auto model = factory_(description.type, clock_);
+    apply_settings(*model, description);
+    model->power_on();
+    for (const assignment &old : part.changes) {
+        try {
+            model->set(old.name, old.value); // it may have given a pin the name that is used now
+        } catch (const bad_setting &) {
+            continue; // for example of a pin that has another name by now
+        }
+    }
+    for (const assignment &each : assignments) {
+        if (each.chip == part.name) {
+            change(*model, each);
+        }
+    }
+}
+
+void board::inject(std::string_view chip, fault_kind kind, const fault &fault) {
+    find(chip).faults.insert_or_assign(kind, fault);
+}
+
+void board::clear_faults(std::string_view chip) { find(chip).faults.clear(); }
+
+namespace {
+
+json connections_of(const board_chip &part, const wiring &wires) {
+    std::map<std::size_t, json> by_port;
+    for (const segment &bus : wires.segments) {
+        for (const connection &at : bus.connections) {
+            if (at.part == &part) {
+                by_port[at.port] = {{"bus", bus.name}, {"address", at.address}};
+            }
+        }
+    }
+    json connections = json::array();
+    for (auto &[port, connection] : by_port) {
+        connections.push_back(std::move(connection));
+    }
+    return connections;
+}
+
+json channels_of(const board_chip &part, const wiring &wires, std::size_t connections) {
+    json channels = json::array();
+    for (std::size_t channel = 0; channel < part.downstream.size(); ++channel) {
+        json on = json::array();
+        for (std::size_t port = 0; port < connections; ++port) {
+            on.push_back(part.model->port(port).connects(channel));
+        }
+        channels.push_back({{"name", wires.segments[part.downstream[channel]].name}, {"on", std::move(on)}});
+    }
+    return channels;
+}
+
+json faults_of(const board_chip &part) {
+    json faults = json::array();
+    for (const auto &[kind, fault] : part.faults) {
+        if (!fault.spent()) {
+            faults.push_back(fmt::format("{} {}", name_of(kind), fault.description()));
+        }
+    }
+    return faults;
+}
+
+json chip_status(const board_chip &part, const wiring &wires) {
+    json connections = connections_of(part, wires);
+    json channels = channels_of(part, wires, connections.size());
+    json readings = json::object();
+    json settable = json::array();
+    for (const reading &reading : part.model->readings()) {
+        readings[reading.name] = reading.value;
+        if (reading.settable) {
+            settable.push_back(reading.name);
+        }
+    }
+    return {{"type", part.model->type()},      {"connections", std::move(connections)},
+            {"channels", std::move(channels)}, {"readings", std::move(readings)},
+            {"settable", std::move(settable)}, {"faults", faults_of(part)}};
+}
+
+} // namespace
+
+json board::status() const {
+    json chips = json::object();
+    for (const auto &part : chips_) {
+        chips[part->name] = chip_status(*part, wiring_);
+    }
+    return {{"board", name()}, {"chips", std::move(chips)}};
+}
+
+} // namespace varnel::sim

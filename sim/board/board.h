@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "sim/board/bus.h"
+#include "sim/board/description.h"
+
+namespace varnel::sim {
+
+/// A request that names something the board does not have, or a value that a chip cannot take; what() is one
+/// line for the user. Nothing has changed.
+class bad_request : public std::invalid_argument {
+  public:
+    using std::invalid_argument::invalid_argument;
+};
+
+using chip_factory = std::function<std::unique_ptr<chip>(std::string_view type, const board_clock &clock)>;
+
+/// A powered board: chips, wires and faults.
+class board {
+  public:
+    /// Builds the board at power-on. Throws bad_description, with the line, for an unknown type, wrong wiring
+    /// or a setting that a chip refuses. `clock` must outlive the board.
+    board(board_description description, const board_clock &clock, chip_factory factory = make_chip);
+
+    [[nodiscard]] const std::string &name() const { return description_.name; }
+
+    transfer_outcome transfer(const transfer_request &request) { return perform(wiring_, request); }
+
+    /// Changes what surrounds chips: all or, with bad_request, nothing.
+    void set(const std::vector<assignment> &assignments);
+
+    /// Gives a chip a fault, in place of one of the same kind.
+    void inject(std::string_view chip, fault_kind kind, const fault &fault);
+    void clear_faults(std::string_view chip);
+
+    /// Everything there is to see, chips in the order of the description:
+    /// {"board": NAME, "chips": {NAME: {"type", "connections": [{"bus", "address"}...],
+    ///  "channels": [{"name", "on": [per connection...]}...], "readings": {NAME: VALUE...}, "settable":
+    ///  [NAME...], "faults": [...]}...}}.
+    [[nodiscard]] nlohmann::ordered_json status() const;
+
+  private:
+    board_chip &find(std::string_view chip);
+    void apply_settings(chip &model, const chip_description &description) const;
+    void try_out(const board_chip &part, const std::vector<assignment> &assignments) const;
+
+    board_description description_;
+    const board_clock &clock_;
+    chip_factory factory_;
+    std::vector<std::unique_ptr<board_chip>> chips_ = {}; ///< one for each in the description
+    wiring wiring_ = {};
+};
+
+} // namespace varnel::sim

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sim/board/fault.h"
+#include "sim/models/chip.h"
+
+namespace varnel::sim {
+
+/// What `set CHIP.NAME VALUE` asks for.
+struct assignment {
+    std::string chip;
+    std::string name;
+    std::string value;
+};
+
+/// A chip with its place, its faults and what has been set since power-on.
+struct board_chip {
+    std::string name;
+    std::unique_ptr<chip> model;
+    std::vector<std::size_t> downstream; ///< wiring segment of each of the model's segments
+    std::map<fault_kind, fault> faults = {};
+    std::vector<assignment> changes = {};
+
+    /// The chip's fault of a kind, if it strikes the transfer that is going on now.
+    [[nodiscard]] fault *striking(fault_kind kind);
+};
+
+/// One port of a chip, soldered to a segment.
+struct connection {
+    board_chip *part;
+    std::size_t port;
+    uint8_t address; ///< 7 bits
+
+    [[nodiscard]] bus_port &wire() const { return part->model->port(port); }
+};
+
+/// A stretch of I2C bus: an adapter's own, or a channel of a multiplexer.
+struct segment {
+    std::string name; ///< "0", "mux0.3", "sel0"
+    std::vector<connection> connections = {};
+};
+
+/// A segment that an adapter can reach now, and the way there: "0/mux0.3".
+struct reached_segment {
+    std::size_t index;
+    std::string path;
+};
+
+/// Which chip is soldered where.
+struct wiring {
+    std::vector<segment> segments;
+    std::map<uint8_t, std::size_t> adapters; ///< segment of each I2C adapter
+
+    /// The adapter's own segment and all behind multiplexers that connect them now.
+    [[nodiscard]] std::vector<reached_segment> reach(std::size_t from) const;
+};
+
+/// A chip that answers, or ought to answer, to the address of a transfer.
+struct addressed_chip {
+    connection at;
+    std::string path;
+};
+
+/// What an adapter does between START and STOP. The way through the multiplexers is fixed at the first START,
+/// because they switch at STOP only. When several chips answer, an acknowledgement of any counts, and what is
+/// read is the AND of what they say, as on the wire.
+class transaction {
+  public:
+    transaction(const wiring &wires, std::size_t adapter_segment);
+    ~transaction() { stop(); }
+    transaction(const transaction &) = delete;
+    transaction &operator=(const transaction &) = delete;
+
+    /// START, or repeated START. Returns whether any chip acknowledged.
+    [[nodiscard]] bool start(uint8_t address, direction way);
+    /// Returns whether any chip acknowledged.
+    [[nodiscard]] bool write(uint8_t byte);
+    [[nodiscard]] uint8_t read();
+    /// The chips that took part do what they do at STOP. Nothing may follow but the end.
+    void stop();
+
+    /// A chip holds SDA low: no START gets through, and nobody hears a thing.
+    [[nodiscard]] bool stuck() const { return stuck_; }
+    /// Chips with the address of the last START, whether they acknowledged or not.
+    [[nodiscard]] const std::vector<addressed_chip> &addressed() const { return addressed_; }
+    /// Kinds of fault that have struck, in order.
+    [[nodiscard]] const std::vector<fault_kind> &struck() const { return struck_; }
+    /// Lets the faults of one kind of the addressed chips strike; returns the one that does.
+    fault *strike(fault_kind kind);
+
+  private:
+    bool acknowledges(const connection &at, direction way);
+    bool refuses(board_chip &part);
+    void remember(const connection &at);
+
+    const wiring &wires_;
+    std::vector<reached_segment> reached_;
+    bool stuck_ = false;
+    std::vector<addressed_chip> addressed_ = {};
+    std::vector<connection> listening_ = {}; ///< acknowledged the last START
+    std::vector<connection> took_part_ = {};
+    std::map<board_chip *, bool> refusals_ = {}; ///< one decision for each chip and transaction
+    std::vector<fault_kind> struck_ = {};
+};
+
+enum class operation { write, read, write_read };
+
+/// One call of an I2C primitive.
+struct transfer_request {
+    operation kind;
+    uint8_t adapter;
+    uint8_t address;
+    std::span<const uint8_t> data = {}; ///< to write
+    std::size_t read_length = 0;
+};
+
+/// What the primitive returns, and what a logic analyser would have seen.
+struct transfer_outcome {
+    int result;
+    int error; ///< errno when result is negative
+    std::vector<uint8_t> written = {};
+    std::vector<uint8_t> read = {};
+    std::vector<addressed_chip> addressed = {};
+    std::vector<fault_kind> faults = {};
+};
+
+/// A whole transfer, with the results of a real adapter: writes and reads return the number of bytes,
+/// write-reads 0; failures -1 with ENODEV (no such adapter), ENXIO (address not acknowledged), EIO (a byte
+/// not acknowledged, or a write-read cut short) or ETIMEDOUT (SDA held low).
+[[nodiscard]] transfer_outcome perform(const wiring &wires, const transfer_request &request);
+
+} // namespace varnel::sim

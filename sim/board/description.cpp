@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/board/description.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <string_view>
+
+#include <fmt/format.h>
+
+namespace varnel::sim {
+
+namespace {
+
+/// 7-bit addresses outside this range are reserved (I2C bus specification UM10204 section 3.1.12) or too low
+/// for i2c-tools to touch.
+constexpr unsigned int lowest_address = 0x03;
+constexpr unsigned int highest_address = 0x77;
+
+bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+bool is_chip_name(std::string_view name) {
+    return !name.empty() && is_letter(name[0]) &&
+           std::ranges::all_of(name, [](char c) { return is_letter(c) || is_digit(c) || c == '-'; });
+}
+
+/// A C number, decimal or 0x.
+std::optional<unsigned int> number(std::string_view text) {
+    const bool hex = text.starts_with("0x") || text.starts_with("0X");
+    text.remove_prefix(hex ? 2 : 0);
+    unsigned int value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
+    return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+/// Takes the entries of one section apart.
+class section_reader {
+  public:
+    section_reader(ini_section section, const std::string &file) : section_(std::move(section)), file_(file) {
+        refuse_repeated_keys();
+    }
+
+    [[noreturn]] void fail(int line, const std::string &message) const {
+        throw bad_description(file_, line, message);
+    }
+
+    /// Removes and returns an entry.
+    std::optional<ini_entry> take(std::string_view key) {
+        const auto found = std::ranges::find(section_.entries, key, &ini_entry::key);
+        if (found == section_.entries.end()) {
+            return std::nullopt;
+        }
+        ini_entry entry = std::move(*found);
+        section_.entries.erase(found);
+        return entry;
+    }
+
+    ini_entry require(std::string_view key) {
+        auto entry = take(key);
+        if (!entry) {
+            fail(section_.line, fmt::format("chip '{}' has no '{}'", section_.name, key));
+        }
+        return *entry;
+    }
+
+    [[nodiscard]] uint8_t address(const ini_entry &entry) const {
+        const auto value = number(entry.value);
+        if (!value) {
+            fail(entry.line, fmt::format("{} '{}' is not a number", entry.key, entry.value));
+        }
+        if (*value < lowest_address || *value > highest_address) {
+            fail(entry.line, fmt::format("{} 0x{:02x} is outside 0x{:02x} to 0x{:02x}", entry.key, *value,
+                                         lowest_address, highest_address));
+        }
+        return static_cast<uint8_t>(*value);
+    }
+
+    [[nodiscard]] const ini_section &rest() const { return section_; }
+
+  private:
+    void refuse_repeated_keys() const {
+        for (auto entry = section_.entries.begin(); entry != section_.entries.end(); ++entry) {
+            const auto first = std::ranges::find(section_.entries, entry->key, &ini_entry::key);
+            if (first != entry) {
+                fail(entry->line,
+                     fmt::format("'{}' is given twice, first on line {}", entry->key, first->line));
+            }
+        }
+    }
+
+    ini_section section_;
+    const std::string &file_;
+};
+
+std::optional<placement> other_place(section_reader &section, uint8_t same_address) {
+    const auto bus = section.take("other_bus");
+    const auto address = section.take("other_address");
+    if (!bus && address) {
+        section.fail(address->line, "other_address without other_bus");
+    }
+    if (!bus) {
+        return std::nullopt;
+    }
+    return placement{bus->value, bus->line, address ? section.address(*address) : same_address};
+}
+
+chip_description read_chip(section_reader section) {
+    const std::string name = section.rest().name;
+    if (!is_chip_name(name)) {
+        section.fail(
+            section.rest().line,
+            fmt::format("'{}' cannot name a chip: letters, digits, _ and - only, a letter first", name));
+    }
+    const ini_entry type = section.require("type");
+    const ini_entry bus = section.require("bus");
+    const uint8_t address = section.address(section.require("address"));
+    auto other = other_place(section, address);
+    return {name,
+            section.rest().line,
+            type.value,
+            type.line,
+            {bus.value, bus.line, address},
+            std::move(other),
+            section.rest().entries};
+}
+
+void read_board_section(section_reader section, board_description &board) {
+    if (const auto name = section.take("name")) {
+        board.name = name->value;
+    }
+    if (!section.rest().entries.empty()) {
+        const ini_entry &stray = section.rest().entries.front();
+        section.fail(stray.line, fmt::format("[board] has no '{}', only 'name'", stray.key));
+    }
+}
+
+} // namespace
+
+board_description read_description(std::istream &input, const std::string &file) {
+    board_description board{file, std::filesystem::path(file).stem().string(), {}};
+    const auto sections = read_ini(input, file);
+    for (auto section = sections.begin(); section != sections.end(); ++section) {
+        const auto first = std::ranges::find(sections, section->name, &ini_section::name);
+        if (first != section) {
+            throw bad_description(
+                file, section->line,
+                fmt::format("[{}] is described twice, first on line {}", section->name, first->line));
+        }
+        if (section->name == "board") {
+            read_board_section({*section, file}, board);
+        } else {
+            board.chips.push_back(read_chip({*section, file}));
+        }
+    }
+    if (board.chips.empty()) {
+        throw bad_description(file, 1, "no chip is described");
+    }
+    return board;
+}
+
+} // namespace varnel::sim

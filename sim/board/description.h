@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sim/board/ini_file.h"
+
+namespace varnel::sim {
+
+/// Where a chip's port is soldered, as the description words it.
+struct placement {
+    std::string bus; ///< "0", "mux0.3" or "sel0"
+    int line;        ///< where that stands
+    uint8_t address;
+};
+
+struct chip_description {
+    std::string name;
+    int line;
+    std::string type;
+    int type_line;
+    placement place;
+    std::optional<placement> other_place; ///< of a selector's second master
+    std::vector<ini_entry> settings;      ///< for chip::set(), in their order
+};
+
+struct board_description {
+    std::string file;
+    std::string name;
+    std::vector<chip_description> chips;
+};
+
+/// Reads a board description; what it says of chips is checked when a board is made of it. `file` is for
+/// messages. Throws bad_description.
+[[nodiscard]] board_description read_description(std::istream &input, const std::string &file);
+
+} // namespace varnel::sim

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace varnel::sim {
+
+/// A file descriptor that is closed at the end.
+class descriptor {
+  public:
+    explicit descriptor(int number = -1) : number_(number) {}
+    ~descriptor();
+    descriptor(descriptor &&other) noexcept;
+    descriptor &operator=(descriptor &&other) noexcept;
+
+    [[nodiscard]] int get() const { return number_; }
+    [[nodiscard]] bool is_open() const { return number_ >= 0; }
+    void close();
+
+  private:
+    int number_;
+};
+
+/// One end of a connection. Functions throw std::system_error when the connection cannot be used.
+class channel {
+  public:
+    explicit channel(descriptor socket) : socket_(std::move(socket)) {}
+
+    [[nodiscard]] int get() const { return socket_.get(); }
+
+    /// Sends one message of two parts. Returns false when the other side does not take it now and the socket
+    /// is non-blocking.
+    bool send(std::span<const uint8_t> head, std::span<const uint8_t> body);
+    bool send(const nlohmann::ordered_json &control);
+    /// A whole message; empty when the other side has left.
+    [[nodiscard]] std::vector<uint8_t> receive();
+    /// A control message; nothing when the other side has left. Throws std::runtime_error for anything else.
+    [[nodiscard]] std::optional<nlohmann::ordered_json> receive_control();
+
+  private:
+    descriptor socket_;
+};
+
+/// The JSON of a control message. Throws std::runtime_error when it is none.
+[[nodiscard]] nlohmann::ordered_json parse_control(std::span<const uint8_t> message);
+
+} // namespace varnel::sim

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/**
+ * @file
+ * What programs and commands say to the server of a board, over a Unix socket of type SOCK_SEQPACKET: each
+ * message is one packet, and every request is answered by one reply. Numbers are little-endian and of the
+ * same width on every machine, so that a 32-bit program talks to a 64-bit server.
+ *
+ * Transfers: a transfer_header, then the bytes to write; answered by a reply_header, then the bytes read.
+ * Control: one byte message_kind::control, then JSON; answered by the same (see server/control.h).
+ */
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace varnel::sim {
+
+enum class message_kind : uint8_t { write = 1, read = 2, write_read = 3, control = 4, reply = 5 };
+
+/// Changes with the layout of the messages: a library and a server of different versions refuse each other.
+inline constexpr uint8_t protocol_version = 1;
+
+/// The most that a transfer moves in each direction.
+inline constexpr std::size_t largest_transfer = 65535;
+
+struct transfer_header {
+    message_kind kind;
+    uint8_t version;
+    uint8_t adapter;
+    uint8_t address;
+    uint16_t write_length;
+    uint16_t read_length;
+
+    static constexpr std::size_t size = 8;
+};
+
+struct reply_header {
+    message_kind kind;
+    uint8_t version;
+    int32_t result;       ///< of the I2C primitive
+    int32_t error;        ///< errno, or 0
+    uint16_t read_length; ///< bytes that follow
+
+    static constexpr std::size_t size = 12;
+};
+
+namespace wire {
+
+constexpr uint8_t byte_of(uint32_t value, unsigned int index) {
+    return static_cast<uint8_t>(value >> (8 * index));
+}
+
+constexpr uint16_t number16(const uint8_t *bytes) { return static_cast<uint16_t>(bytes[0] | bytes[1] << 8); }
+
+constexpr int32_t number32(const uint8_t *bytes) {
+    return static_cast<int32_t>(uint32_t{number16(bytes)} | uint32_t{number16(bytes + 2)} << 16);
+}
+
+} // namespace wire
+
+constexpr std::array<uint8_t, transfer_header::size> encode(const transfer_header &header) {
+    return {static_cast<uint8_t>(header.kind),
+            header.version,
+            header.adapter,
+            header.address,
+            wire::byte_of(header.write_length, 0),
+            wire::byte_of(header.write_length, 1),
+            wire::byte_of(header.read_length, 0),
+            wire::byte_of(header.read_length, 1)};
+}
+
+constexpr transfer_header decode_transfer(const uint8_t *bytes) {
+    return {message_kind{bytes[0]},   bytes[1], bytes[2], bytes[3], wire::number16(bytes + 4),
+            wire::number16(bytes + 6)};
+}
+
+constexpr std::array<uint8_t, reply_header::size> encode(const reply_header &header) {
+    const auto result = static_cast<uint32_t>(header.result);
+    const auto error = static_cast<uint32_t>(header.error);
+    return {static_cast<uint8_t>(header.kind),
+            header.version,
+            wire::byte_of(header.read_length, 0),
+            wire::byte_of(header.read_length, 1),
+            wire::byte_of(result, 0),
+            wire::byte_of(result, 1),
+            wire::byte_of(result, 2),
+            wire::byte_of(result, 3),
+            wire::byte_of(error, 0),
+            wire::byte_of(error, 1),
+            wire::byte_of(error, 2),
+            wire::byte_of(error, 3)};
+}
+
+constexpr reply_header decode_reply(const uint8_t *bytes) {
+    return {message_kind{bytes[0]}, bytes[1], wire::number32(bytes + 4), wire::number32(bytes + 8),
+            wire::number16(bytes + 2)};
+}
+
+} // namespace varnel::sim

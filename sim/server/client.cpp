@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/server/client.h"
+
+#include <algorithm>
+#include <fstream>
+#include <utility>
+
+#include <fmt/format.h>
+#include <sys/socket.h>
+
+namespace varnel::sim {
+
+namespace {
+
+int peer_of(int socket) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
+}
+
+/// A process may choose any bytes for its name; a line of a trace has to stay one.
+std::string name_of_process(int pid) {
+    std::ifstream comm(fmt::format("/proc/{}/comm", pid));
+    std::string name;
+    std::getline(comm, name);
+    std::ranges::replace_if(
+        name, [](char c) { return c <= ' ' || c > '~'; }, '?');
+    return name.empty() ? "?" : name;
+}
+
+} // namespace
+
+client::client(descriptor socket)
+    : link(std::move(socket)), pid(peer_of(link.get())), process(name_of_process(pid)) {}
+
+bool client::wants_trace(const trace_ring &ring) const {
+    return tracing && (tracing->next < ring.next() || (tracing->end && tracing->next >= *tracing->end));
+}
+
+bool client::waits_for_more(const trace_ring &ring) const { return !replies.empty() || wants_trace(ring); }
+
+void client::send_more(const trace_ring &ring) {
+    while (!replies.empty()) {
+        if (!link.send(replies.front())) {
+            return;
+        }
+        replies.pop_front();
+    }
+    while (wants_trace(ring) && send_next(ring)) {
+    }
+}
+
+/// Returns whether the client took it.
+bool client::send_next(const trace_ring &ring) {
+    if (tracing->end && tracing->next >= *tracing->end) {
+        const bool sent = link.send({{"end", true}});
+        if (sent) {
+            tracing.reset();
+        }
+        return sent;
+    }
+    const uint64_t lost = ring.oldest() - std::min(ring.oldest(), tracing->next);
+    const bool sent =
+        lost != 0 ? link.send({{"lost", lost}}) : link.send({{"transfer", ring.at(tracing->next)}});
+    if (sent) {
+        tracing->next += lost != 0 ? lost : 1;
+    }
+    return sent;
+}
+
+} // namespace varnel::sim

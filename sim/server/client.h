@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+
+#include "sim/protocol/channel.h"
+#include "sim/server/trace_ring.h"
+
+namespace varnel::sim {
+
+/// A position in the trace, and what is still to be sent from there.
+struct trace_reader {
+    uint64_t next;
+    std::optional<uint64_t> end = std::nullopt; ///< where to stop; nothing: never
+};
+
+enum class client_role {
+    program, ///< calls I2C primitives
+    run,     ///< waits for a program to end
+    command, ///< looks, or changes something; the board does not stay on for it
+};
+
+/// Somebody who is connected to the server.
+struct client {
+    explicit client(descriptor socket);
+
+    channel link;
+    int pid;
+    std::string process;
+    client_role role = client_role::program;
+    std::deque<nlohmann::ordered_json> replies = {}; ///< to control requests, not yet sent
+    std::optional<trace_reader> tracing = std::nullopt;
+    bool gone = false;
+
+    /// Whether there is something to send: replies, transfers, or the note that there will be no more of
+    /// them.
+    [[nodiscard]] bool waits_for_more(const trace_ring &ring) const;
+    /// Sends as much as the client takes now.
+    void send_more(const trace_ring &ring);
+
+  private:
+    [[nodiscard]] bool wants_trace(const trace_ring &ring) const;
+    bool send_next(const trace_ring &ring);
+};
+
+} // namespace varnel::sim

@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/server/server.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <utility>
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "sim/board/trace.h"
+#include "sim/protocol/message.h"
+
+namespace varnel::sim {
+
+namespace {
+
+/// How soon a server that is no longer needed looks again whether anybody is just joining.
+constexpr int idle_ms = 50;
+constexpr int forever = -1;
+/// Replies that may wait for a client which asks without listening.
+constexpr std::size_t most_replies = 16;
+
+} // namespace
+
+std::chrono::nanoseconds power_clock::now() const { return std::chrono::steady_clock::now() - power_on_; }
+
+server::server(board board, const board_clock &clock, std::string file, uint64_t file_hash,
+               meeting_point here, descriptor listener)
+    : board_(std::move(board)), clock_(clock), file_(std::move(file)), file_hash_(file_hash),
+      here_(std::move(here)), listener_(std::move(listener)) {}
+
+void server::serve() {
+    wait(forever);
+    while (!ended_) {
+        if (in_use() || !end()) {
+            wait(in_use() ? forever : idle_ms);
+        }
+    }
+}
+
+/// Waits until something happens, and deals with it.
+void server::wait(int timeout_ms) {
+    std::vector<pollfd> watched{{listener_.get(), POLLIN, 0}};
+    for (const client &who : clients_) {
+        const int events = POLLIN | (who.waits_for_more(trace_) ? POLLOUT : 0);
+        watched.push_back({who.link.get(), static_cast<short>(events), 0});
+    }
+    if (poll(watched.data(), watched.size(), timeout_ms) <= 0) {
+        return;
+    }
+    auto who = clients_.begin(); // those who join meanwhile come after
+    for (auto seen = watched.begin() + 1; seen != watched.end(); ++seen, ++who) {
+        listen_to(*who, seen->revents);
+    }
+    if (watched.front().revents != 0) {
+        accept_all();
+    }
+    send_what_waits();
+    clients_.remove_if([](const client &left) { return left.gone; });
+}
+
+void server::send_what_waits() {
+    for (client &who : clients_) {
+        try {
+            who.send_more(trace_);
+        } catch (const std::exception &) {
+            who.gone = true;
+        }
+    }
+}
+
+void server::accept_all() {
+    for (;;) {
+        descriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!socket.is_open()) {
+            return;
+        }
+        clients_.emplace_back(std::move(socket));
+    }
+}
+
+/// A client that makes no sense is dropped; the board goes on.
+void server::listen_to(client &who, int events) {
+    if ((events & (POLLIN | POLLHUP | POLLERR)) == 0) {
+        return;
+    }
+    try {
+        do {
+            answer_one(who);
+        } while ((events & POLLHUP) != 0 && !who.gone); // what a client asked for last still counts
+    } catch (const std::exception &) {
+        who.gone = true;
+    }
+}
+
+void server::answer_one(client &who) {
+    const auto message = who.link.receive();
+    if (message.empty()) {
+        who.gone = true;
+    } else if (message_kind{message[0]} == message_kind::control) {
+        answer_control(who, message);
+    } else {
+        answer_transfer(who, message);
+    }
+}
+
+void server::answer_transfer(client &who, std::span<const uint8_t> message) {
+    if (message.size() < transfer_header::size) {
+        throw std::runtime_error("truncated transfer");
+    }
+    const transfer_header header = decode_transfer(message.data());
+    const auto kind = static_cast<uint8_t>(header.kind);
+    const auto data = message.subspan(transfer_header::size);
+    if (header.version != protocol_version || kind < 1 || kind > 3 || data.size() != header.write_length) {
+        throw std::runtime_error("malformed transfer");
+    }
+    const transfer_request request{static_cast<operation>(kind - 1), header.adapter, header.address, data,
+                                   header.read_length};
+    const transfer_outcome outcome = board_.transfer(request);
+    trace_.push(trace_record({clock_.now(), who.process, who.pid}, request, outcome));
+    const std::span<const uint8_t> read = outcome.result < 0 ? std::span<const uint8_t>{} : outcome.read;
+    const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
+                                           outcome.error, static_cast<uint16_t>(read.size())});
+    if (!who.link.send(reply, read)) {
+        throw std::runtime_error("client does not take its reply");
+    }
+}
+
+void server::answer_control(client &who, std::span<const uint8_t> message) {
+    if (who.replies.size() == most_replies) {
+        throw std::runtime_error("client does not take its replies");
+    }
+    try {
+        who.replies.push_back(carry_out(who, parse_control(message)));
+    } catch (const bad_request &refusal) {
+        who.replies.push_back({{"error", refusal.what()}});
+    }
+}
+
+server::json server::carry_out(client &who, const json &request) {
+    const std::string command = request.at("command");
+    who.role = command == "run" ? client_role::run : client_role::command;
+    if (command == "hello" || command == "run") {
+        return introduction();
+    }
+    if (command == "leave") {
+        return leave(who);
+    }
+    if (command == "show") {
+        return show();
+    }
+    if (command == "set") {
+        return set(request);
+    }
+    if (command == "fault") {
+        return inject(request);
+    }
+    if (command == "trace") {
+        return start_trace(who, request);
+    }
+    if (command == "end-trace") {
+        return end_trace(who);
+    }
+    throw bad_request(fmt::format("unknown command '{}'", command));
+}
+
+server::json server::introduction() const {
+    return {{"board", board_.name()}, {"file", file_}, {"hash", file_hash_}};
+}
+
+server::json server::show() const {
+    json status = board_.status();
+    status["file"] = file_;
+    status["uptime"] = std::chrono::duration<double>(clock_.now()).count();
+    status["server"] = getpid();
+    status["programs"] = json::array();
+    for (const client &who : clients_) {
+        if (who.role == client_role::program && !also_commands(who.pid)) {
+            status["programs"].push_back({{"process", who.process}, {"pid", who.pid}});
+        }
+    }
+    return status;
+}
+
+/// In a shell on the board, our own commands have the library loaded, too.
+bool server::also_commands(int pid) const {
+    return std::ranges::any_of(
+        clients_, [pid](const client &who) { return who.pid == pid && who.role != client_role::program; });
+}
+
+server::json server::set(const json &request) {
+    std::vector<assignment> assignments;
+    for (const json &change : request.at("assignments")) {
+        assignments.push_back({change.at(0), change.at(1), change.at(2)});
+    }
+    board_.set(assignments);
+    return json::object();
+}
+
+server::json server::inject(const json &request) {
+    const std::string chip = request.at("chip");
+    const std::string kind = request.at("kind");
+    if (kind == "none") {
+        board_.clear_faults(chip);
+        return json::object();
+    }
+    const auto known = fault_kind_named(kind);
+    if (!known) {
+        throw bad_request(
+            fmt::format("there is no fault '{}', only nack, short, stuck, flip and none", kind));
+    }
+    const uint64_t seed = request.at("seed");
+    board_.inject(chip, *known,
+                  request.contains("rate") ? fault::at_rate(request.at("rate"), seed)
+                                           : fault::next_transfers(request.at("count"), seed));
+    return json::object();
+}
+
+server::json server::start_trace(client &who, const json &request) {
+    const uint64_t now = trace_.next();
+    const uint64_t kept = now - trace_.oldest();
+    const json &last = request.at("last");
+    const uint64_t wanted = last.is_null() ? 0 : last.get<uint64_t>();
+    trace_reader reader{now - std::min(wanted, kept)};
+    if (!request.at("follow")) {
+        reader.end = now;
+    }
+    who.tracing = reader;
+    return json::object();
+}
+
+server::json server::end_trace(client &who) {
+    if (who.tracing) {
+        who.tracing->end = trace_.next();
+    }
+    return json::object();
+}
+
+/// A `run` ends after its program. Whether the board goes on is decided before `run` returns, so that what is
+/// started next meets either this board or a new one, never one that is about to go.
+server::json server::leave(client &who) {
+    for (client &other : clients_) {
+        pollfd state{other.link.get(), POLLIN, 0};
+        if (&other != &who && poll(&state, 1, 0) > 0 && (state.revents & POLLHUP) != 0) {
+            listen_to(other, state.revents);
+        }
+    }
+    return {{"ended", !in_use() && end()}};
+}
+
+bool server::in_use() const {
+    return std::ranges::any_of(
+        clients_, [](const client &who) { return who.role != client_role::command && !who.gone; });
+}
+
+/// Ends, unless somebody is joining at this moment.
+bool server::end() {
+    const descriptor lock = here_.lock(false);
+    if (!lock.is_open()) {
+        return false;
+    }
+    accept_all();
+    if (in_use()) {
+        return false;
+    }
+    here_.remove();
+    listener_.close();
+    ended_ = true;
+    return true;
+}
+
+} // namespace varnel::sim

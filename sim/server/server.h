@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "sim/board/board.h"
+#include "sim/protocol/channel.h"
+#include "sim/protocol/meeting_point.h"
+#include "sim/server/client.h"
+#include "sim/server/trace_ring.h"
+
+namespace varnel::sim {
+
+/// Real time since the clock was made.
+class power_clock : public board_clock {
+  public:
+    [[nodiscard]] std::chrono::nanoseconds now() const override;
+
+  private:
+    std::chrono::steady_clock::time_point power_on_ = std::chrono::steady_clock::now();
+};
+
+/// Serves one board to many processes, one request at a time: a transfer is never interrupted by another.
+///
+/// Control requests are JSON objects with a "command", and so are the replies; {"error": TEXT} is one.
+///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER}; from somebody who only looks
+///   {"command": "run"}    -> the same; the board stays powered while this client is connected
+///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
+///   {"command": "show"}   -> see board::status(); with "file", "uptime", "server" (process id) and
+///   "programs" as well
+///   {"command": "set", "assignments": [[CHIP, NAME, VALUE]...]} -> {}
+///   {"command": "fault", "chip": NAME, "kind": NAME | "none", "count": N | "rate": P, "seed": S} -> {}
+///   {"command": "trace", "last": N | null, "follow": BOOLEAN} -> {}, then any number of {"transfer": RECORD}
+///   and
+///       {"lost": N}, which says that the client was too slow for N transfers, and unless following {"end":
+///       true}
+///   {"command": "end-trace"} -> {}; what has happened until now is still sent, then {"end": true}
+class server {
+  public:
+    /// `clock` is the board's own.
+    server(board board, const board_clock &clock, std::string file, uint64_t file_hash, meeting_point here,
+           descriptor listener);
+
+    /// Until the last program and the last `run` have left.
+    void serve();
+
+  private:
+    using json = nlohmann::ordered_json;
+
+    void wait(int timeout_ms);
+    void accept_all();
+    void send_what_waits();
+    void listen_to(client &who, int events);
+    void answer_one(client &who);
+    void answer_transfer(client &who, std::span<const uint8_t> message);
+    void answer_control(client &who, std::span<const uint8_t> message);
+    json carry_out(client &who, const json &request);
+    [[nodiscard]] json introduction() const;
+    [[nodiscard]] json show() const;
+    json set(const json &request);
+    json inject(const json &request);
+    json start_trace(client &who, const json &request);
+    json end_trace(client &who);
+    json leave(client &who);
+    [[nodiscard]] bool also_commands(int pid) const;
+    [[nodiscard]] bool in_use() const;
+    [[nodiscard]] bool end();
+
+    board board_;
+    const board_clock &clock_;
+    std::string file_;
+    uint64_t file_hash_;
+    meeting_point here_;
+    descriptor listener_;
+    std::list<client> clients_ = {};
+    trace_ring trace_ = {};
+    bool ended_ = false;
+};
+
+} // namespace varnel::sim

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel-sim set, varnel-sim fault: change what surrounds the programs.
+
+#include <cctype>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "sim/tool/board_access.h"
+#include "sim/tool/options.h"
+
+namespace varnel::sim::tool {
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+json assignments_from(const std::vector<std::string> &words) {
+    json assignments = json::array();
+    for (std::size_t i = 0; i < words.size(); i += 2) {
+        const std::size_t dot = words[i].find('.');
+        if (dot == std::string::npos || dot == 0 || dot + 1 == words[i].size()) {
+            throw bad_usage(fmt::format("'{}' is not CHIP.NAME", words[i]));
+        }
+        if (i + 1 == words.size()) {
+            throw bad_usage(fmt::format("no value for {}", words[i]));
+        }
+        assignments.push_back(json::array({words[i].substr(0, dot), words[i].substr(dot + 1), words[i + 1]}));
+    }
+    return assignments;
+}
+
+} // namespace
+
+namespace {
+
+/// A value may start with a minus sign; the parser leaves that to us.
+std::vector<std::string> words_of(const CLI::App &command) {
+    auto words = command.remaining();
+    for (const std::string &word : words) {
+        const bool negative =
+            word.size() > 1 && (std::isdigit(static_cast<unsigned char>(word[1])) || word[1] == '.');
+        if (word.starts_with('-') && !negative) {
+            throw bad_usage(fmt::format("The following argument was not expected: {}", word));
+        }
+    }
+    return words;
+}
+
+void set(const invocation &call, const std::vector<std::string> &words) {
+    if (words.empty()) {
+        throw bad_usage("set what? CHIP.NAME VALUE...");
+    }
+    const json assignments = assignments_from(words);
+    find_board(call.board).request({{"command", "set"}, {"assignments", assignments}});
+}
+
+} // namespace
+
+void add_set(CLI::App &app, invocation &call) {
+    CLI::App *const command = add_command(
+        app, "set", "Set pins, loads, temperatures, all or none: set CHIP.NAME VALUE [CHIP.NAME VALUE...]",
+        call, [&call, &app] { set(call, words_of(*app.get_subcommand("set"))); });
+    command->allow_extras();
+}
+
+namespace {
+
+struct fault_options {
+    std::string chip;
+    std::string kind;
+    std::optional<uint64_t> count;
+    std::optional<double> rate;
+    std::optional<uint64_t> seed;
+};
+
+void add_fault_options(CLI::App &command, fault_options &options) {
+    command.add_option("chip", options.chip, "name of the chip")->type_name("CHIP");
+    command
+        .add_option("kind", options.kind, "nack, short, stuck or flip; none clears all of the chip's faults")
+        ->type_name("KIND");
+    CLI::Option *const count =
+        add_number(command, "--count", options.count, "strike the next N transfers (default 1)");
+    add_probability(command, "--rate", options.rate, "strike each transfer with this probability, 0 to 1")
+        ->excludes(count);
+    add_number(command, "--seed", options.seed, "choose which transfers and bits (default 1)");
+}
+
+json request_for(const fault_options &options) {
+    if (options.kind.empty()) {
+        throw bad_usage("which fault? CHIP nack|short|stuck|flip|none");
+    }
+    if (options.count == 0U) {
+        throw bad_usage("--count: 0 transfers are none at all");
+    }
+    json request = {{"command", "fault"},
+                    {"chip", options.chip},
+                    {"kind", options.kind},
+                    {"seed", options.seed.value_or(1)}};
+    if (options.rate) {
+        request["rate"] = *options.rate;
+    } else {
+        request["count"] = options.count.value_or(1);
+    }
+    return request;
+}
+
+} // namespace
+
+void add_fault(CLI::App &app, invocation &call) {
+    auto options = std::make_shared<fault_options>();
+    CLI::App *const command =
+        add_command(app, "fault", "Make a chip misbehave on its bus", call, [&call, options] {
+            const json request = request_for(*options);
+            find_board(call.board).request(request);
+        });
+    add_fault_options(*command, *options);
+}
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/tool/program.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <system_error>
+
+#include <fmt/format.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace varnel::sim::tool {
+
+namespace {
+
+constexpr int cannot_execute = 126;
+constexpr int not_found = 127;
+constexpr int by_signal = 128;
+
+volatile pid_t to_forward_to = 0;
+
+void forward(int signal) {
+    const int saved_errno = errno;
+    if (to_forward_to > 0) {
+        kill(to_forward_to, signal);
+    }
+    errno = saved_errno;
+}
+
+[[noreturn]] void become(const std::vector<std::string> &words) {
+    std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
+    for (const std::string &word : words) {
+        arguments.push_back(const_cast<char *>(word.c_str())); // execvp() does not write there
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    const int error = errno;
+    fmt::print(stderr, "varnel-sim: {}: {}\n", words[0], std::strerror(error));
+    _exit(error == ENOENT ? not_found : cannot_execute);
+}
+
+/// The C library of some systems declares pidfd_open() for C only.
+int descriptor_of(pid_t process) { return static_cast<int>(syscall(SYS_pidfd_open, process, 0)); }
+
+/// How we take signals while a program runs; restored for the program itself.
+class foreground_signals {
+  public:
+    foreground_signals() {
+        for (choice &each : choices_) {
+            each.before = std::signal(each.signal, each.now);
+        }
+    }
+
+    void restore() const {
+        for (const choice &each : choices_) {
+            std::signal(each.signal, each.before);
+        }
+    }
+
+  private:
+    struct choice {
+        int signal;
+        void (*now)(int);
+        void (*before)(int) = SIG_DFL;
+    };
+
+    std::array<choice, 5> choices_{{
+        {SIGINT, SIG_IGN}, // from the terminal: the program gets it as well, and decides
+        {SIGQUIT, SIG_IGN},
+        {SIGTERM, forward},
+        {SIGPIPE, SIG_IGN}, // a trace that nobody reads is no reason to leave the program alone
+        {SIGCHLD, SIG_DFL}, // whoever started us may not care for the status of children; we do
+    }};
+};
+
+} // namespace
+
+program::program(const std::vector<std::string> &words) {
+    const foreground_signals signals;
+    sigset_t termination;
+    sigset_t before;
+    sigemptyset(&termination);
+    sigaddset(&termination, SIGTERM);
+    sigprocmask(SIG_BLOCK, &termination, &before);
+    std::fflush(nullptr);
+    process_ = fork();
+    if (process_ == 0) {
+        signals.restore();
+        sigprocmask(SIG_SETMASK, &before, nullptr);
+        become(words);
+    }
+    to_forward_to = process_;
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (process_ < 0 || (ending_ = descriptor_of(process_)) < 0) {
+        throw std::system_error(errno, std::generic_category(), words[0]);
+    }
+}
+
+program::~program() { close(ending_); }
+
+int program::wait() {
+    int status = 0;
+    while (waitpid(process_, &status, 0) < 0) {
+        if (errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "waitpid");
+        }
+    }
+    to_forward_to = 0;
+    return WIFSIGNALED(status) ? by_signal + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace varnel::sim::tool {
+
+/// A program that runs in the foreground in our place: signals of the terminal are for it, not for us.
+class program {
+  public:
+    /// Starts it; cannot fail for want of the program, which is the program's exit status 126 or 127, as of
+    /// env(1).
+    explicit program(const std::vector<std::string> &words);
+    ~program();
+    program(const program &) = delete;
+    program &operator=(const program &) = delete;
+
+    /// Becomes readable when the program has ended.
+    [[nodiscard]] int ending() const { return ending_; }
+    /// Waits; the program's exit status, or 128 and the signal that ended it.
+    [[nodiscard]] int wait();
+
+  private:
+    pid_t process_;
+    int ending_;
+};
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel-sim run: a program on a board, which is powered on for it if need be.
+
+#include <array>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fmt/format.h>
+#include <poll.h>
+
+#include "sim/tool/board_access.h"
+#include "sim/tool/options.h"
+#include "sim/tool/output.h"
+#include "sim/tool/program.h"
+#include "sim/tool/start.h"
+#include "sim/tool/trace.h"
+
+namespace varnel::sim::tool {
+
+namespace fs = std::filesystem;
+using json = nlohmann::ordered_json;
+
+namespace {
+
+/// The library that answers the programs' I2C primitives: beside this command in a build folder, in the
+/// library folder next to it where it is installed.
+std::string library_name() {
+    static constexpr const char *name = "libvarnel_sim.so";
+    const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
+    for (const fs::path &folder :
+         {here, here.parent_path() / "lib" / VARNEL_LIBRARY_ARCHITECTURE, here.parent_path() / "lib"}) {
+        if (fs::exists(folder / name)) {
+            return folder / name;
+        }
+    }
+    throw std::runtime_error(
+        fmt::format("{} is neither in {} nor in a lib folder beside it", name, here.string()));
+}
+
+void preload(const std::string &library) {
+    if (library.find_first_of(" :") != std::string::npos) {
+        throw std::runtime_error(library + ": LD_PRELOAD takes no name with blanks or colons");
+    }
+    const char *const others = std::getenv("LD_PRELOAD");
+    const std::string value =
+        others == nullptr || *others == '\0' ? library : fmt::format("{}:{}", library, others);
+    setenv("LD_PRELOAD", value.c_str(), 1);
+}
+
+/// Prints the transfers while a program runs. A reader that goes away, or a full disk, ends the trace only.
+class accompanying_trace {
+  public:
+    accompanying_trace(const meeting_point &where, std::vector<line_output> outputs)
+        : board_(where.connect()), printer_(trace_format::text, std::move(outputs)) {
+        board_.request({{"command", "trace"}, {"last", nullptr}, {"follow", true}});
+    }
+
+    [[nodiscard]] int waits_for() { return open_ ? board_.link().get() : -1; }
+
+    void print_next() {
+        try {
+            const auto message = board_.link().receive_control();
+            open_ = message && printer_.take(*message);
+        } catch (const std::exception &problem) {
+            open_ = false;
+            fmt::print(stderr, "varnel-sim: trace: {}\n", problem.what());
+        }
+    }
+
+    void finish() {
+        if (open_) {
+            board_.link().send({{"command", "end-trace"}});
+        }
+        while (open_) {
+            print_next();
+        }
+    }
+
+  private:
+    board_access board_;
+    trace_printer printer_;
+    bool open_ = true;
+};
+
+void print_until(const program &program, accompanying_trace &trace) {
+    std::array<pollfd, 2> watched{{{program.ending(), POLLIN, 0}, {trace.waits_for(), POLLIN, 0}}};
+    while (watched[0].revents == 0) {
+        watched[1].fd = trace.waits_for();
+        if (poll(watched.data(), watched.size(), -1) > 0 && watched[1].revents != 0) {
+            trace.print_next();
+        }
+    }
+    trace.finish();
+}
+
+/// The program's exit status counts, even if the board has not lived to see it.
+void leave(board_access &board) {
+    try {
+        board.request({{"command", "leave"}});
+    } catch (const std::exception &problem) {
+        fmt::print(stderr, "varnel-sim: {}\n", problem.what());
+    }
+}
+
+int run(const invocation &call, const std::vector<std::string> &trace_files) {
+    if (call.program.empty()) {
+        throw bad_usage("no program: varnel-sim run --board FILE -- PROGRAM ARGS...");
+    }
+    std::vector<line_output> outputs(trace_files.begin(), trace_files.end());
+    const std::string file = find_board_file(call.board);
+    const std::string library = library_name();
+    const meeting_point where = meeting_point::of_board(file);
+    board_access board = join_board(where, file);
+    std::optional<accompanying_trace> trace;
+    if (!outputs.empty()) {
+        trace.emplace(where, std::move(outputs));
+    }
+    preload(library);
+    setenv(board_variable, file.c_str(), 1);
+    setenv(socket_variable, where.socket_path().c_str(), 1);
+    program program(call.program);
+    if (trace) {
+        print_until(program, *trace);
+    }
+    const int status = program.wait();
+    leave(board);
+    return status;
+}
+
+} // namespace
+
+void add_run(CLI::App &app, invocation &call) {
+    auto trace_files = std::make_shared<std::vector<std::string>>();
+    CLI::App *const command =
+        add_command(app, "run", "Run a program on a board: run [OPTIONS] -- PROGRAM ARGS...", call,
+                    [&call, trace_files] { call.status = run(call, *trace_files); });
+    command
+        ->add_option("--trace", *trace_files,
+                     "print the board's transfers to a file, or - for standard output")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+}
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/tool/start.h"
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "sim/board/board.h"
+#include "sim/server/server.h"
+#include "sim/tool/commands.h"
+
+namespace varnel::sim::tool {
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+/// Keeps nothing of the process that started the server, neither its terminal nor its pipes, nor what other
+/// libraries have open.
+void detach(int kept_descriptor) {
+    setsid();
+    std::signal(SIGHUP, SIG_IGN);
+    const int nothing = open("/dev/null", O_RDWR);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        dup2(nothing, standard);
+    }
+    const auto kept = static_cast<unsigned int>(kept_descriptor);
+    close_range(STDERR_FILENO + 1, kept - 1, 0);
+    close_range(kept + 1, UINT_MAX, 0);
+    if (chdir("/") != 0) {
+        std::perror("/"); // to nobody; the folder just stays busy
+    }
+}
+
+[[noreturn]] void serve(server &server, int listener) {
+    detach(listener);
+    try {
+        server.serve();
+    } catch (const std::exception &) {
+        _exit(1);
+    }
+    _exit(0);
+}
+
+/// Returns a connection to the new server: made before the server runs, so that it outlives nobody.
+descriptor power_on(const meeting_point &where, const std::string &file, const std::string &text) {
+    const power_clock clock;
+    std::istringstream input(text);
+    board board(read_description(input, file), clock);
+    descriptor listener = where.listen();
+    const int listening = listener.get();
+    descriptor socket = where.connect();
+    server server(std::move(board), clock, file, hash_of(text), where, std::move(listener));
+    std::fflush(nullptr);
+    const pid_t process = fork();
+    if (process < 0) {
+        where.remove();
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    if (process == 0) {
+        serve(server, listening);
+    }
+    return socket;
+}
+
+std::string text_of(const std::string &file) {
+    try {
+        return contents_of(file);
+    } catch (const std::runtime_error &unreadable) {
+        throw bad_usage(unreadable.what());
+    }
+}
+
+} // namespace
+
+board_access join_board(const meeting_point &where, const std::string &file) {
+    const std::string text = text_of(file);
+    const descriptor lock = where.lock(true);
+    descriptor running = where.connect();
+    const bool joined = running.is_open();
+    board_access board(joined ? std::move(running) : power_on(where, file, text));
+    const json reply = board.request({{"command", "run"}});
+    if (joined && reply.at("hash") != hash_of(text)) {
+        fmt::print(stderr, "varnel-sim: {} has changed since this board was powered on; it stays as it was\n",
+                   file);
+    }
+    return board;
+}
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "sim/protocol/meeting_point.h"
+#include "sim/tool/board_access.h"
+
+namespace varnel::sim::tool {
+
+/// Joins the board that `file`, a canonical name, describes, and powers it on if it is not running. It stays
+/// on as long as the connection. Throws bad_description.
+[[nodiscard]] board_access join_board(const meeting_point &where, const std::string &file);
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel-sim trace: what happens on the buses, as it happens.
+
+#include "sim/tool/trace.h"
+
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "sim/board/trace.h"
+#include "sim/tool/options.h"
+
+namespace varnel::sim::tool {
+
+using json = nlohmann::ordered_json;
+
+bool trace_printer::take(const json &message) {
+    if (message.contains("transfer")) {
+        const json &record = message["transfer"];
+        print(format_ == trace_format::json ? record.dump() : trace_line(record));
+        ++transfers_;
+    } else if (message.contains("lost")) {
+        print(format_ == trace_format::json
+                  ? message.dump()
+                  : fmt::format("... {} transfers lost", message["lost"].get<uint64_t>()));
+    }
+    return !message.contains("end");
+}
+
+void trace_printer::print(const std::string &line) {
+    for (line_output &output : outputs_) {
+        output.print(line);
+    }
+}
+
+namespace {
+
+struct trace_options {
+    bool json = false;
+    bool follow = false;
+    std::optional<uint64_t> last;
+    std::optional<uint64_t> count;
+};
+
+/// Waits for news of the board. Returns whether there may be any that somebody still wants to read: with no
+/// transfers to print, nothing else would tell that the reader of a pipe has left.
+bool wait_for_news(int board) {
+    std::array<pollfd, 2> watched{{{board, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+    while (poll(watched.data(), watched.size(), -1) < 0 && errno == EINTR) {
+    }
+    return watched[0].revents != 0 || (watched[1].revents & (POLLERR | POLLHUP)) == 0;
+}
+
+void trace(const invocation &call, const trace_options &options) {
+    board_access board = find_board(call.board);
+    json request = {{"command", "trace"}, {"last", nullptr}, {"follow", options.follow || !options.last}};
+    if (options.last) {
+        request["last"] = *options.last;
+    }
+    board.request(request);
+    std::vector<line_output> outputs;
+    outputs.emplace_back("-");
+    trace_printer printer(options.json ? trace_format::json : trace_format::text, std::move(outputs));
+    while ((!options.count || printer.transfers() < *options.count) && wait_for_news(board.link().get())) {
+        const auto message = board.link().receive_control();
+        if (!message || !printer.take(*message)) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+void add_trace(CLI::App &app, invocation &call) {
+    auto options = std::make_shared<trace_options>();
+    CLI::App *const command =
+        add_command(app, "trace", "Print each transfer as one line, from now on until interrupted", call,
+                    [&call, options] { trace(call, *options); });
+    command->add_flag("--json", options->json, "one JSON object a line");
+    add_number(*command, "--last", options->last, "print the N latest transfers, and end");
+    add_number(*command, "--count", options->count, "end after N transfers");
+    command->add_flag("--follow", options->follow, "with --last: go on with those to come");
+}
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/sim/board/fake_chips.h"
+
+namespace varnel::test {
+
+class small_board : public ::testing::Test {
+  public:
+    small_board()
+        : bench("[board]\nname = small\n"
+                "[a]\ntype = echo\nbus = 0\naddress = 0x20\nfill = 3\n"
+                "[gpio]\ntype = pca9554\nbus = 0\naddress = 0x38\nname.2 = lid\n"
+                "[sel]\ntype = pca9541\nbus = 0\naddress = 0x74\nother_bus = 1\nother_address = 0x75\n"
+                "[b]\ntype = echo\nbus = sel.0\naddress = 0x50\n") {}
+
+    [[nodiscard]] std::string reading(const char *chip, const char *name) const {
+        return bench.board.status()["chips"][chip]["readings"][name];
+    }
+
+    /// What set() says when it refuses.
+    std::string refusal(const std::vector<sim::assignment> &assignments) {
+        try {
+            bench.board.set(assignments);
+            return "accepted";
+        } catch (const sim::bad_request &refused) {
+            return refused.what();
+        }
+    }
+
+    bench_board bench;
+};
+
+TEST_F(small_board, has_the_descriptions_settings_at_power_on) {
+    EXPECT_EQ(reading("a", "fill"), "3");
+    EXPECT_EQ(bench.board.name(), "small");
+}
+
+TEST_F(small_board, set_changes_what_surrounds_chips) {
+    bench.board.set({{"a", "fill", "7"}, {"gpio", "lid", "low"}});
+    EXPECT_EQ(reading("a", "fill"), "7");
+    EXPECT_EQ(bench.write_read(0, 0x38, {0}, 1).read.at(0), 0xFB);
+}
+
+TEST_F(small_board, set_changes_nothing_when_one_of_several_is_refused) {
+    EXPECT_EQ(refusal({{"a", "fill", "7"}, {"b", "fill", "x"}}), "b: fill takes no x");
+    EXPECT_EQ(refusal({{"a", "fill", "7"}, {"a", "spin", "1"}}), "a: no setting spin");
+    EXPECT_EQ(refusal({{"a", "fill", "7"}, {"z", "fill", "1"}}), "there is no chip 'z' on board 'small'");
+    EXPECT_EQ(reading("a", "fill"), "3");
+}
+
+TEST_F(small_board, set_knows_names_that_pins_were_given_since_power_on) {
+    bench.board.set({{"gpio", "name.3", "door"}});
+    bench.board.set({{"gpio", "door", "low"}});
+    EXPECT_EQ(bench.write_read(0, 0x38, {0}, 1).read.at(0), 0xF7);
+    bench.board.set({{"gpio", "name.3", "gate"}});
+    bench.board.set({{"gpio", "gate", "high"}});
+    EXPECT_EQ(bench.write_read(0, 0x38, {0}, 1).read.at(0), 0xFF);
+    EXPECT_THAT(refusal({{"gpio", "door", "low"}}), ::testing::StartsWith("gpio: unknown setting \"door\""));
+}
+
+TEST_F(small_board, set_leaves_registers_alone) {
+    ASSERT_EQ(bench.write(0, 0x38, {3, 0x0F}).result, 2);
+    bench.board.set({{"gpio", "lid", "low"}});
+    EXPECT_EQ(bench.write_read(0, 0x38, {3}, 1).read.at(0), 0x0F);
+}
+
+TEST_F(small_board, status_tells_places_channels_and_readings) {
+    const auto status = bench.board.status();
+    EXPECT_EQ(status["board"], "small");
+    EXPECT_EQ(status["chips"]["a"].dump(),
+              R"({"type":"echo","connections":[{"bus":"0","address":32}],"channels":[],)"
+              R"("readings":{"log":"","fill":"3"},"settable":["fill"],"faults":[]})");
+    const auto &selector = status["chips"]["sel"];
+    EXPECT_EQ(selector["connections"].dump(), R"([{"bus":"0","address":116},{"bus":"1","address":117}])");
+    EXPECT_EQ(selector["channels"].dump(), R"([{"name":"sel","on":[false,false]}])");
+    EXPECT_EQ(status["chips"]["b"]["connections"].dump(), R"([{"bus":"sel","address":80}])");
+    std::string order;
+    for (const auto &[name, chip] : status["chips"].items()) {
+        order += name + " ";
+    }
+    EXPECT_EQ(order, "a gpio sel b ");
+}
+
+} // namespace varnel::test

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/sim/board/fake_chips.h"
+
+namespace varnel::test {
+
+TEST(description, gives_chips_places_and_settings_in_their_order) {
+    const auto board = bench_board::describe("\xEF\xBB\xBF; a comment\n"
+                                             "[board]\n"
+                                             "name = bench two\n"
+                                             "\n"
+                                             "  [mux]\n"
+                                             "  type = switch\r\n"
+                                             "  bus=1\n"
+                                             "  address : 0x70 ; inline\n"
+                                             "# another comment\n"
+                                             "[a-1_B]\n"
+                                             "zeta = 3 W\n"
+                                             "type = echo\n"
+                                             "bus = mux.2\n"
+                                             "address = 32\n"
+                                             "other_bus = 0\n"
+                                             "alpha =\n");
+    EXPECT_EQ(board.name, "bench two");
+    ASSERT_EQ(board.chips.size(), 2u);
+    EXPECT_EQ(board.chips[0].name, "mux");
+    EXPECT_EQ(board.chips[0].line, 5);
+    EXPECT_EQ(board.chips[0].place.address, 0x70);
+    EXPECT_EQ(board.chips[1].type, "echo");
+    EXPECT_EQ(board.chips[1].type_line, 12);
+    EXPECT_EQ(board.chips[1].place.bus, "mux.2");
+    EXPECT_EQ(board.chips[1].place.line, 13);
+    EXPECT_EQ(board.chips[1].place.address, 0x20);
+    ASSERT_TRUE(board.chips[1].other_place);
+    EXPECT_EQ(board.chips[1].other_place->address, 0x20);
+    const auto &settings = board.chips[1].settings;
+    ASSERT_EQ(settings.size(), 2u);
+    EXPECT_EQ(settings[0].key + "=" + settings[0].value, "zeta=3 W");
+    EXPECT_EQ(settings[0].line, 11);
+    EXPECT_EQ(settings[1].key + "=" + settings[1].value, "alpha=");
+}
+
+TEST(description, names_the_board_after_its_file_when_it_says_nothing) {
+    std::istringstream input("[a]\ntype = echo\nbus = 0\naddress = 3\n");
+    EXPECT_EQ(sim::read_description(input, "boards/small.ini").name, "small");
+}
+
+struct bad_board {
+    const char *what;
+    const char *text;
+    const char *message;
+};
+
+void PrintTo(const bad_board &board, std::ostream *out) { *out << board.what; }
+
+class bad_description : public ::testing::TestWithParam<bad_board> {};
+
+TEST_P(bad_description, gets_one_line_with_file_and_line_number) {
+    try {
+        const bench_board board(GetParam().text);
+        FAIL() << "accepted";
+    } catch (const sim::bad_description &mistake) {
+        EXPECT_STREQ(mistake.what(), GetParam().message);
+    }
+}
+
+constexpr const char *long_line =
+    "[a]\n"
+    "note = 0123456789012345678901234567890123456789012345678901234567890123456789"
+    "0123456789012345678901234567890123456789012345678901234567890123456789"
+    "0123456789012345678901234567890123456789012345678901234567890123456789\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    all, bad_description,
+    ::testing::Values(
+        bad_board{"empty", "", "test.ini:1: no chip is described"},
+        bad_board{"only_a_name", "[board]\nname = x\n", "test.ini:1: no chip is described"},
+        bad_board{"stray_text", "[a]\ntype = echo\nrubbish\n",
+                  "test.ini:3: neither a [section] nor KEY = VALUE"},
+        bad_board{"open_heading", "\n[a\n", "test.ini:2: neither a [section] nor KEY = VALUE"},
+        bad_board{"no_key", "[a]\n= 3\n", "test.ini:2: nothing stands before the ="},
+        bad_board{"no_section", "; c\ntype = echo\n", "test.ini:2: type stands before the first [section]"},
+        bad_board{"long_line", long_line, "test.ini:2: the line is too long"},
+        bad_board{"board_key", "[board]\ncolour = red\n", "test.ini:2: [board] has no 'colour', only 'name'"},
+        bad_board{"chip_name", "[9a]\ntype = echo\n",
+                  "test.ini:1: '9a' cannot name a chip: letters, digits, _ and - only, a letter first"},
+        bad_board{"chip_name_dot", "[a.b]\ntype = echo\n",
+                  "test.ini:1: 'a.b' cannot name a chip: letters, digits, _ and - only, a letter first"},
+        bad_board{"duplicate_chip",
+                  "[a]\ntype = echo\nbus = 0\naddress = 0x20\n\n[a]\ntype = echo\nbus = 0\naddress = 0x21\n",
+                  "test.ini:6: [a] is described twice, first on line 1"},
+        bad_board{"duplicate_key", "[a]\ntype = echo\nbus = 0\ntype = switch\n",
+                  "test.ini:4: 'type' is given twice, first on line 2"},
+        bad_board{"empty_section", "; c\n[a]\n", "test.ini:2: chip 'a' has no 'type'"},
+        bad_board{"no_bus", "[a]\ntype = echo\naddress = 3\n", "test.ini:1: chip 'a' has no 'bus'"},
+        bad_board{"no_address", "[a]\ntype = echo\nbus = 0\n", "test.ini:1: chip 'a' has no 'address'"},
+        bad_board{"address_word", "[a]\ntype = echo\nbus = 0\naddress = 0x2g\n",
+                  "test.ini:4: address '0x2g' is not a number"},
+        bad_board{"address_sign", "[a]\ntype = echo\nbus = 0\naddress = -3\n",
+                  "test.ini:4: address '-3' is not a number"},
+        bad_board{"address_huge", "[a]\ntype = echo\nbus = 0\naddress = 99999999999\n",
+                  "test.ini:4: address '99999999999' is not a number"},
+        bad_board{"address_low", "[a]\ntype = echo\nbus = 0\naddress = 2\n",
+                  "test.ini:4: address 0x02 is outside 0x03 to 0x77"},
+        bad_board{"address_high", "[a]\ntype = echo\nbus = 0\naddress = 0x78\n",
+                  "test.ini:4: address 0x78 is outside 0x03 to 0x77"},
+        bad_board{"other_address_alone", "[a]\ntype = pca9541\nbus = 0\naddress = 3\nother_address = 4\n",
+                  "test.ini:5: other_address without other_bus"},
+        bad_board{"other_bus_of_one", "[a]\ntype = echo\nbus = 0\naddress = 3\nother_bus = 1\n",
+                  "test.ini:5: a echo has one bus, not two"},
+        bad_board{"adapter_range", "[a]\ntype = echo\nbus = 256\naddress = 3\n",
+                  "test.ini:3: bus 256 is outside 0 to 255"},
+        bad_board{"unknown_mux", "[a]\ntype = echo\nbus = mux.0\naddress = 3\n",
+                  "test.ini:3: bus 'mux.0': there is no chip 'mux'"},
+        bad_board{"no_mux",
+                  "[b]\ntype = echo\nbus = 0\naddress = 3\n[a]\ntype = echo\nbus = b\naddress = 3\n",
+                  "test.ini:7: bus 'b': nothing is behind a echo"},
+        bad_board{"channel_missing",
+                  "[m]\ntype = switch\nbus = 0\naddress = 3\n[a]\ntype = echo\nbus = m\naddress = 4\n",
+                  "test.ini:7: bus 'm': which channel? m.0 to m.3"},
+        bad_board{"channel_range",
+                  "[m]\ntype = switch\nbus = 0\naddress = 3\n[a]\ntype = echo\nbus = m.4\naddress = 4\n",
+                  "test.ini:7: bus 'm.4': the channels of 'm' are 0 to 3"},
+        bad_board{"channel_word",
+                  "[m]\ntype = switch\nbus = 0\naddress = 3\n[a]\ntype = echo\nbus = m.x\naddress = 4\n",
+                  "test.ini:7: bus 'm.x': the channels of 'm' are 0 to 3"},
+        bad_board{"loop_of_one", "[m]\ntype = switch\nbus = m.1\naddress = 3\n",
+                  "test.ini:3: bus 'm.1': 'm' would be behind itself"},
+        bad_board{"loop_of_two",
+                  "[a]\ntype = echo\nbus = n.0\naddress = 3\n"
+                  "[m]\ntype = switch\nbus = n.1\naddress = 3\n[n]\ntype = switch\nbus = m.0\naddress = 4\n",
+                  "test.ini:7: bus 'n.1': 'm' would be behind itself"},
+        bad_board{"loop_by_second_master",
+                  "[s]\ntype = pca9541\nbus = 0\naddress = 0x74\nother_bus = m.0\n"
+                  "[m]\ntype = switch\nbus = s\naddress = 3\n",
+                  "test.ini:5: bus 'm.0': 's' would be behind itself"},
+        bad_board{"address_clash",
+                  "[a]\ntype = echo\nbus = 0\naddress = 3\n[b]\ntype = echo\nbus = 0\naddress = 0x03\n",
+                  "test.ini:7: 'b' has address 0x03 on bus 0, and so has 'a'"},
+        bad_board{"bad_setting", "[a]\ntype = echo\nbus = 0\naddress = 3\nfill = x\n",
+                  "test.ini:5: a: fill takes no x"},
+        bad_board{"unknown_setting", "[a]\ntype = echo\nbus = 0\naddress = 3\n\nspin = 1\n",
+                  "test.ini:6: a: no setting spin"}),
+    [](const auto &each) { return each.param.what; });
+
+TEST(description, says_which_types_there_are_when_one_is_unknown) {
+    try {
+        const bench_board board("[a]\nbus = 0\naddress = 3\ntype = pca9999\n");
+        FAIL() << "accepted";
+    } catch (const sim::bad_description &mistake) {
+        EXPECT_THAT(mistake.what(), ::testing::StartsWith("test.ini:4: "));
+        EXPECT_THAT(mistake.what(), ::testing::HasSubstr("pca9999"));
+        EXPECT_THAT(mistake.what(), ::testing::HasSubstr("pca9555"));
+    }
+}
+
+} // namespace varnel::test

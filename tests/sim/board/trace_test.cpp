@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/board/trace.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/sim/board/fake_chips.h"
+
+namespace varnel::test {
+
+class traced_board : public ::testing::Test {
+  public:
+    traced_board()
+        : bench("[a]\ntype = echo\nbus = 0\naddress = 0x20\nfill = 122\n"
+                "[mux]\ntype = switch\nbus = 0\naddress = 0x70\n"
+                "[psu0]\ntype = echo\nbus = mux.0\naddress = 0x58\n"
+                "[psu1]\ntype = echo\nbus = mux.3\naddress = 0x58\n") {}
+
+    nlohmann::ordered_json record(sim::operation kind, uint8_t address, const std::vector<uint8_t> &data,
+                                  std::size_t read_length) {
+        using namespace std::chrono_literals;
+        const sim::transfer_request request{kind, 0, address, data, read_length};
+        return sim::trace_record({12034567890ns, "monitor", 1234}, request, bench.transfer(request));
+    }
+
+    /// The line without time and process, which are the same in all tests.
+    std::string line(sim::operation kind, uint8_t address, const std::vector<uint8_t> &data,
+                     std::size_t read_length) {
+        const std::string text = sim::trace_line(record(kind, address, data, read_length));
+        const std::string head = "12.034567 monitor[1234] ";
+        EXPECT_EQ(text.substr(0, head.size()), head);
+        return text.substr(head.size());
+    }
+    std::string write(uint8_t address, const std::vector<uint8_t> &data) {
+        return line(sim::operation::write, address, data, 0);
+    }
+    std::string read(uint8_t address, std::size_t length) {
+        return line(sim::operation::read, address, {}, length);
+    }
+    std::string write_read(uint8_t address, const std::vector<uint8_t> &data, std::size_t length) {
+        return line(sim::operation::write_read, address, data, length);
+    }
+
+    bench_board bench;
+};
+
+TEST_F(traced_board, registers_have_their_names) {
+    EXPECT_EQ(write_read(0x20, {2}, 2), "0 a@0x20 LOW(0x02) -> 7a 7b  ok");
+    EXPECT_EQ(write(0x20, {2, 0xAB, 1}), "0 a@0x20 LOW(0x02) <- ab 01  ok");
+    EXPECT_EQ(write(0x20, {0xE2, 5}), "0 a@0x20 0xE2 <- 05  ok");
+    EXPECT_EQ(write_read(0x20, {2, 3}, 1), "0 a@0x20 LOW(0x02) <- 03 -> 7a  ok");
+    EXPECT_EQ(read(0x20, 1), "0 a@0x20 -> 7a  ok");
+}
+
+TEST_F(traced_board, multiplexers_have_bytes_only_and_show_in_the_path) {
+    EXPECT_EQ(write(0x70, {1}), "0 mux@0x70 <- 01  ok");
+    EXPECT_EQ(read(0x58, 1), "0/mux.0 psu0@0x58 -> 00  ok");
+    EXPECT_EQ(write(0x70, {9}), "0 mux@0x70 <- 09  ok");
+    EXPECT_EQ(read(0x58, 1), "0/mux.0,0/mux.3 psu0,psu1@0x58 -> 00  ok");
+}
+
+TEST_F(traced_board, quick_commands_say_which_way) {
+    EXPECT_EQ(write(0x20, {}), "0 a@0x20 quick write  ok");
+    EXPECT_EQ(read(0x20, 0), "0 a@0x20 quick read  ok");
+}
+
+TEST_F(traced_board, failures_are_named) {
+    EXPECT_EQ(write_read(0x58, {2}, 1), "0 nobody@0x58  ENXIO (No such device or address)");
+    bench.chip<echo_chip>(0).accepts = 1;
+    EXPECT_EQ(write(0x20, {2, 0xAB, 1}), "0 a@0x20 LOW(0x02) <- ab  EIO (Input/output error)");
+}
+
+TEST_F(traced_board, faults_are_told_and_the_register_that_was_meant) {
+    bench.board.inject("a", sim::fault_kind::nack, sim::fault::next_transfers(1, 1));
+    EXPECT_EQ(write_read(0x20, {2}, 1), "0 a@0x20 LOW(0x02)  ENXIO (No such device or address)  fault: nack");
+    bench.board.inject("a", sim::fault_kind::short_data, sim::fault::next_transfers(1, 1));
+    EXPECT_EQ(write(0x20, {2, 7, 8}), "0 a@0x20 LOW(0x02) <- 07  2 of 3 bytes  fault: short");
+    bench.board.inject("mux", sim::fault_kind::stuck, sim::fault::next_transfers(1, 1));
+    EXPECT_EQ(write(0x20, {2}), "0 a@0x20 LOW(0x02)  ETIMEDOUT (Connection timed out)  fault: stuck");
+}
+
+TEST_F(traced_board, long_transfers_are_cut_and_say_so) {
+    const std::string text = read(0x20, 300);
+    EXPECT_EQ(text.substr(0, 21), "0 a@0x20 -> 7a 7b 7c ");
+    const std::string end = " 79 ... (300 bytes)  ok";
+    EXPECT_EQ(text.substr(text.size() - end.size()), end);
+    EXPECT_EQ(record(sim::operation::read, 0x20, {}, 300)["read"].size(), 256u);
+    EXPECT_EQ(read(0x20, 256).find("..."), std::string::npos);
+}
+
+TEST_F(traced_board, json_has_the_same_fields) {
+    EXPECT_EQ(record(sim::operation::write_read, 0x20, {2}, 2).dump(),
+              R"({"time":12.034567,"process":"monitor","pid":1234,"bus":0,"path":["0"],"chips":["a"],)"
+              R"("address":32,"operation":"write-read","register":2,"register_name":"LOW","written":[2],)"
+              R"("written_length":1,"read":[122,123],"read_length":2,"result":0,"error":null,)"
+              R"("error_text":null,"faults":[]})");
+    EXPECT_EQ(record(sim::operation::write, 0x33, {1, 2}, 0).dump(),
+              R"({"time":12.034567,"process":"monitor","pid":1234,"bus":0,"path":[],"chips":[],)"
+              R"("address":51,"operation":"write","register":null,"register_name":null,"written":[],)"
+              R"("written_length":2,"read":[],"read_length":0,"result":-1,"error":"ENXIO",)"
+              R"("error_text":"No such device or address","faults":[]})");
+}
+
+} // namespace varnel::test

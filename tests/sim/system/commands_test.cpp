@@ -1,0 +1,342 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel-sim show, set, fault and trace while a board is on.
+
+#include <algorithm>
+#include <sstream>
+
+#include "tests/sim/system/workbench.h"
+
+namespace varnel::test {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using json = nlohmann::ordered_json;
+
+class commands : public workbench {
+  public:
+    /// A command that is to succeed without a word; its output.
+    static std::string good(const words &arguments) {
+        const finished result = sim_run(arguments);
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.status, 0);
+        return result.out;
+    }
+
+    process keeper = keep_powered();
+};
+
+TEST_F(commands, show_draws_the_board) {
+    ASSERT_EQ(call({"0x7000", "sb", "1"}), "sb ok\n");
+    good({"fault", "psu", "nack", "--count", "3"});
+    const std::string text = good({"show"});
+    EXPECT_THAT(text, StartsWith("board bench, on for "));
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    EXPECT_THAT(lines, ::testing::IsSupersetOf({"bus 0", "  0x20 gpio (pca9555)", "  0x50 fru (24c02)",
+                                                "  0x70 mux (pca9548)", "    mux.0 on",
+                                                "      0x58 psu (car2512)  fault: nack 3 more", "bus 1",
+                                                "  0x38 other (pca9554)"}));
+    EXPECT_THAT(text, ::testing::Not(HasSubstr("mux.1")));
+    EXPECT_TRUE(std::ranges::all_of(lines, [](const std::string &line) { return line.size() <= 100; }));
+}
+
+TEST_F(commands, show_tells_details_of_chips) {
+    const std::string text = good({"show", "psu", "mux"});
+    EXPECT_THAT(text, StartsWith("psu (car2512) 0x58 on bus mux.0\n"));
+    EXPECT_THAT(text, HasSubstr("\n  * load "));
+    EXPECT_THAT(text, HasSubstr("\nmux (pca9548) 0x70 on bus 0\n"));
+    EXPECT_THAT(text, HasSubstr("\n    mux.0 off\n"));
+}
+
+TEST_F(commands, show_speaks_json) {
+    const json all = json::parse(good({"show", "--json"}));
+    EXPECT_EQ(all["board"], "bench");
+    EXPECT_EQ(all["file"], board);
+    EXPECT_GT(all["uptime"].get<double>(), 0);
+    EXPECT_EQ(all["programs"][0]["process"], "sh");
+    EXPECT_EQ(all["programs"].size(), 1u);
+    EXPECT_EQ(all["chips"].size(), 5u);
+    const json one = json::parse(good({"show", "psu", "--json"}));
+    EXPECT_EQ(one["chips"].size(), 1u);
+    EXPECT_EQ(one["chips"]["psu"]["readings"]["load"], "100.0 W");
+}
+
+TEST_F(commands, set_changes_pins_and_loads) {
+    EXPECT_EQ(good({"set", "gpio.lid", "low", "psu.load", "180W"}), "");
+    EXPECT_EQ(call({"0x2000", "rb", "0"}), "rb f7 ok\n");
+    EXPECT_EQ(state()["chips"]["psu"]["readings"]["load"], "180.0 W");
+}
+
+TEST_F(commands, set_takes_negative_values) {
+    good({"set", "psu.ambient", "-5C"});
+    EXPECT_EQ(state()["chips"]["psu"]["readings"]["ambient"], "-5.0 C");
+}
+
+TEST_F(commands, fault_makes_transfers_fail_so_many_times) {
+    good({"fault", "gpio", "nack", "--count", "2"});
+    EXPECT_EQ(call({"0x2000", "q", "q", "q"}),
+              "q failed: No such device or address\nq failed: No such device or address\nq ok\n");
+    good({"fault", "gpio", "short"});
+    EXPECT_EQ(call({"0x2000", "read", "3", "read", "3"}), "read ff ff 2 of 3 bytes\nread ff ff ff ok\n");
+    good({"fault", "fru", "stuck"});
+    EXPECT_EQ(call({"0x3801", "q", "0x2000", "q", "q"}), "q ok\nq failed: Connection timed out\nq ok\n");
+    good({"fault", "gpio", "nack", "--count", "9"});
+    good({"fault", "gpio", "none"});
+    EXPECT_EQ(call({"0x2000", "q"}), "q ok\n");
+}
+
+TEST_F(commands, fault_of_a_seed_strikes_the_same_transfers_each_time) {
+    const words quick{"0x2000", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q"};
+    const words reads{"0x2000", "read", "2", "read", "2", "read", "2"};
+    std::string patterns[2];
+    std::string flips[2];
+    for (int i = 0; i < 2; ++i) {
+        good({"fault", "gpio", "nack", "--rate", "0.5", "--seed", "42"});
+        patterns[i] = call(quick);
+        good({"fault", "gpio", "none"});
+        good({"fault", "gpio", "flip", "--count", "3", "--seed", "7"});
+        flips[i] = call(reads);
+    }
+    EXPECT_EQ(patterns[0], patterns[1]);
+    EXPECT_THAT(patterns[0], HasSubstr("q ok"));
+    EXPECT_THAT(patterns[0], HasSubstr("q failed"));
+    EXPECT_EQ(flips[0], flips[1]);
+    EXPECT_NE(flips[0], "read ff ff ok\nread ff ff ok\nread ff ff ok\n");
+    good({"fault", "gpio", "nack", "--rate", "0.5", "--seed", "43"});
+    EXPECT_NE(call(quick), patterns[0]);
+}
+
+TEST_F(commands, trace_prints_the_latest_transfers) {
+    call({"0x2000", "q", "rb", "0", "0x3801", "rb", "0"});
+    const std::string text = good({"trace", "--last", "2"});
+    EXPECT_THAT(text,
+                ::testing::ContainsRegex(
+                    "^[0-9]+[.][0-9]{6} i2c_call[[][0-9]+[]] 0 gpio@0x20 Input port 0[(]0x00[)] -> ff  ok\n"
+                    "[0-9]+[.][0-9]{6} i2c_call[[][0-9]+[]] 1 other@0x38 .*[(]0x00[)] -> ff  ok\n$"));
+    EXPECT_EQ(good({"trace", "--last", "0"}), "");
+    EXPECT_EQ(std::ranges::count(good({"trace", "--last", "1000000"}), '\n'), 3);
+}
+
+TEST_F(commands, trace_speaks_json) {
+    call({"0x2100", "rb", "0", "0x2000", "rb", "1"});
+    std::istringstream lines(good({"trace", "--last", "2", "--json"}));
+    std::string line;
+    std::getline(lines, line);
+    const json failed = json::parse(line);
+    EXPECT_EQ(failed["error"], "ENXIO");
+    EXPECT_EQ(failed["chips"], json::array());
+    std::getline(lines, line);
+    json record = json::parse(line);
+    EXPECT_EQ(record["process"], "i2c_call");
+    EXPECT_GT(record["pid"].get<int>(), 0);
+    EXPECT_GE(record["time"].get<double>(), failed["time"].get<double>());
+    for (const char *const origin : {"time", "process", "pid"}) {
+        record.erase(origin);
+    }
+    EXPECT_EQ(record.dump(),
+              R"({"bus":0,"path":["0"],"chips":["gpio"],"address":32,"operation":"write-read",)"
+              R"("register":1,"register_name":"Input port 1","written":[1],"written_length":1,)"
+              R"("read":[255],"read_length":1,"result":0,"error":null,"error_text":null,)"
+              R"("faults":[]})");
+    EXPECT_FALSE(std::getline(lines, line));
+}
+
+TEST_F(commands, trace_follows_line_by_line) {
+    call({"0x2000", "q"});
+    process follower(sim({"trace", "--board", board, "--last", "1", "--follow"}));
+    EXPECT_THAT(follower.read_line(), HasSubstr("gpio@0x20 quick write  ok"));
+    call({"0x5000", "q"});
+    EXPECT_THAT(follower.read_line(), HasSubstr("fru@0x50 quick write  ok"));
+    keeper.finish();
+    EXPECT_EQ(follower.finish().status, 0); // with the board
+}
+
+TEST_F(commands, trace_ends_after_a_number_of_transfers) {
+    call({"0x2000", "q", "q", "q"});
+    EXPECT_EQ(std::ranges::count(good({"trace", "--last", "3", "--count", "2"}), '\n'), 2);
+    EXPECT_EQ(good({"trace", "--count", "0"}), "");
+}
+
+TEST_F(commands, writing_to_a_closed_pipe_ends_quietly) {
+    call({"0x2000", "q", "q", "q"});
+    for (const char *const command : {"show", "show --json", "trace --last 3", "trace --last 3 --follow"}) {
+        const finished result =
+            run({"sh", "-c", "{ \"$0\" " + std::string(command) + "; echo $? >&2; } | :", sim({})[0]});
+        EXPECT_THAT(result.err, ::testing::AnyOf("141\n", "0\n"))
+            << command; // SIGPIPE, or it was faster than `:`
+    }
+}
+
+TEST_F(commands, trace_ends_when_its_reader_leaves_even_if_nothing_happens_any_more) {
+    call({"0x2000", "q"});
+    const finished result = run({"sh", "-c", "\"$0\" trace --last 1 --follow | head -n 1", sim({})[0]});
+    EXPECT_THAT(result.out, HasSubstr("gpio@0x20 quick write  ok\n"));
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(commands, output_that_cannot_be_written_is_an_error) {
+    const finished result = run({"sh", "-c", "\"$0\" show >/dev/full", sim({})[0]});
+    EXPECT_EQ(result.err, "varnel-sim: standard output: No space left on device\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(commands, work_in_a_shell_on_the_board) {
+    const std::string script = "\"$0\" set gpio.lid low && \"$0\" show gpio | grep lid && \"$1\" 0x2000 rb 0";
+    const finished result = run(on_board({"sh", "-c", script, sim({})[0], i2c_call()}));
+    EXPECT_THAT(result.out, ::testing::ContainsRegex("^  [*] lid +input low.*\nrb f7 ok\n$"));
+    EXPECT_EQ(result.status, 0);
+}
+
+struct mistake {
+    const char *what;
+    std::vector<std::string> arguments;
+    const char *message; ///< %B: the board file
+};
+
+void PrintTo(const mistake &wrong, std::ostream *out) { *out << wrong.what; }
+
+class bad_input : public commands, public ::testing::WithParamInterface<mistake> {};
+
+TEST_P(bad_input, is_one_line_and_status_2_and_changes_nothing) {
+    const json before = state();
+    const finished result = sim_run(GetParam().arguments);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, std::string("varnel-sim: ") + GetParam().message + "\n");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(state(), before);
+}
+
+const mistake mistakes[] = {
+    {"nothing", {}, "which command? run, show, set, fault or trace; --help tells more"},
+    {"command", {"shwo"}, "The following argument was not expected: shwo"},
+    {"option", {"--nope", "show"}, "The following argument was not expected: --nope"},
+    {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
+    {"show_one_of_two", {"show", "psu", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
+    {"show_option", {"show", "--nope"}, "The following argument was not expected: --nope"},
+    {"show_program", {"show", "--", "ls"}, "only run takes a program after --"},
+    {"board_missing", {"show", "--board", "/no/such.ini"}, "/no/such.ini: No such file or directory"},
+    {"board_without_name", {"show", "--board"}, "--board: 1 required FILE missing"},
+    {"set_nothing", {"set"}, "set what? CHIP.NAME VALUE..."},
+    {"set_chip", {"set", "psu9.load", "1W"}, "there is no chip 'psu9' on board 'bench'"},
+    {"set_no_name", {"set", "psu", "1W"}, "'psu' is not CHIP.NAME"},
+    {"set_empty_name", {"set", "psu.", "1W"}, "'psu.' is not CHIP.NAME"},
+    {"set_empty_chip", {"set", ".load", "1W"}, "'.load' is not CHIP.NAME"},
+    {"set_no_value", {"set", "psu.load", "1W", "psu.ambient"}, "no value for psu.ambient"},
+    {"set_option", {"set", "--nope", "psu.load", "1W"}, "The following argument was not expected: --nope"},
+    {"set_second_bad",
+     {"set", "psu.load", "1W", "psu9.load", "1W"},
+     "there is no chip 'psu9' on board 'bench'"},
+    {"fault_nothing", {"fault"}, "which fault? CHIP nack|short|stuck|flip|none"},
+    {"fault_no_kind", {"fault", "psu"}, "which fault? CHIP nack|short|stuck|flip|none"},
+    {"fault_chip", {"fault", "psu9", "nack"}, "there is no chip 'psu9' on board 'bench'"},
+    {"fault_clear_chip", {"fault", "psu9", "none"}, "there is no chip 'psu9' on board 'bench'"},
+    {"fault_kind",
+     {"fault", "psu", "nak"},
+     "there is no fault 'nak', only nack, short, stuck, flip and none"},
+    {"fault_extra", {"fault", "psu", "nack", "3"}, "The following argument was not expected: 3"},
+    {"fault_count_word", {"fault", "psu", "nack", "--count", "two"}, "--count: 'two' is not a whole number"},
+    {"fault_count_sign", {"fault", "psu", "nack", "--count", "-1"}, "--count: '-1' is not a whole number"},
+    {"fault_count_unit", {"fault", "psu", "nack", "--count", "3x"}, "--count: '3x' is not a whole number"},
+    {"fault_count_zero", {"fault", "psu", "nack", "--count", "0"}, "--count: 0 transfers are none at all"},
+    {"fault_count_huge",
+     {"fault", "psu", "nack", "--count", "18446744073709551616"},
+     "--count: '18446744073709551616' is not a whole number"},
+    {"fault_rate_word", {"fault", "psu", "nack", "--rate", "x"}, "--rate: 'x' is not a number from 0 to 1"},
+    {"fault_rate_high",
+     {"fault", "psu", "nack", "--rate", "1.01"},
+     "--rate: '1.01' is not a number from 0 to 1"},
+    {"fault_rate_low",
+     {"fault", "psu", "nack", "--rate", "-0.1"},
+     "--rate: '-0.1' is not a number from 0 to 1"},
+    {"fault_rate_nan",
+     {"fault", "psu", "nack", "--rate", "nan"},
+     "--rate: 'nan' is not a number from 0 to 1"},
+    {"fault_seed", {"fault", "psu", "nack", "--seed", "s"}, "--seed: 's' is not a whole number"},
+    {"fault_both", {"fault", "psu", "nack", "--count", "1", "--rate", "1"}, "--count excludes --rate"},
+    {"trace_last", {"trace", "--last", "x"}, "--last: 'x' is not a whole number"},
+    {"trace_count", {"trace", "--count", "1.5"}, "--count: '1.5' is not a whole number"},
+    {"trace_chip", {"trace", "psu"}, "The following argument was not expected: psu"},
+    {"run_nothing", {"run"}, "no program: varnel-sim run --board FILE -- PROGRAM ARGS..."},
+    {"run_no_program", {"run", "--"}, "no program: varnel-sim run --board FILE -- PROGRAM ARGS..."},
+    {"run_without_mark", {"run", "ls"}, "The following argument was not expected: ls"},
+    {"run_board",
+     {"run", "--board", "/no/such.ini", "--", "true"},
+     "/no/such.ini: No such file or directory"},
+    {"run_folder", {"run", "--board", "/", "--", "true"}, "/: Is a directory"},
+};
+
+INSTANTIATE_TEST_SUITE_P(all, bad_input, ::testing::ValuesIn(mistakes),
+                         [](const auto &each) { return each.param.what; });
+
+/// Messages that chips word themselves.
+TEST_F(commands, unknown_pin_and_bad_value_are_named_and_change_nothing) {
+    const json before = state();
+    const words attempts[] = {{"set", "gpio.lib", "low"},
+                              {"set", "gpio.lid", "lowish"},
+                              {"set", "psu.load", "12V"},
+                              {"set", "gpio.lid", "low", "psu.load", "99kW"},
+                              {"set", "gpio.lid", "low", "psu.laod", "1W"}};
+    const char *const named[] = {"lib", "lowish", "12V", "99kW", "laod"};
+    for (std::size_t i = 0; i < std::size(attempts); ++i) {
+        const finished result = sim_run(attempts[i]);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_THAT(result.err, ::testing::MatchesRegex("varnel-sim: (gpio|psu): [^\n]*\n"));
+        EXPECT_THAT(result.err, HasSubstr(named[i]));
+        EXPECT_EQ(state(), before);
+    }
+}
+
+class without_choice : public workbench {};
+
+TEST_F(without_choice, no_board_is_running) {
+    for (const words &command :
+         {words{"show"}, {"set", "a.b", "c"}, {"fault", "a", "nack"}, {"trace"}, {"run", "--", "true"}}) {
+        const finished result = sim_run(command);
+        EXPECT_EQ(result.err, "varnel-sim: no board is running, and none is named with --board FILE\n");
+        EXPECT_EQ(result.status, 2);
+    }
+    const finished named = sim_run({"show", "--board", board});
+    EXPECT_EQ(named.err, "varnel-sim: board " + board +
+                             " is not running; start it with: varnel-sim run --board " + board +
+                             " -- PROGRAM\n");
+    EXPECT_EQ(named.status, 2);
+}
+
+TEST_F(without_choice, several_boards_are_running) {
+    const std::string twin = file("twin.ini", "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
+    process keeper = keep_powered();
+    EXPECT_EQ(sim_run({"show"}).status, 0);
+    process other(on(twin, {"sh", "-c", "echo powered; read line"}));
+    EXPECT_EQ(other.read_line(), "powered");
+    const finished result = sim_run({"show"});
+    EXPECT_THAT(result.err, StartsWith("varnel-sim: several boards are running; choose one with --board: /"));
+    EXPECT_THAT(result.err, HasSubstr(board));
+    EXPECT_THAT(result.err, HasSubstr(twin));
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(sim_run({"show", "gpio", "--board", twin}).status, 0);
+}
+
+TEST_F(without_choice, run_joins_the_only_board) {
+    process keeper = keep_powered();
+    EXPECT_EQ(run(sim({"run", "--", i2c_call(), "0x3801", "q"})).out, "q ok\n");
+}
+
+TEST_F(without_choice, run_in_a_shell_on_a_board_joins_it) {
+    const finished result = run(on_board(
+        {"sh", "-c", "\"$1\" 0x2000 wb 2 1; \"$0\" run -- \"$1\" 0x2000 rb 2", sim({})[0], i2c_call()}));
+    EXPECT_EQ(result.out, "wb ok\nrb 01 ok\n");
+}
+
+TEST_F(without_choice, help_tells_each_command) {
+    for (const char *const command : {"run", "show", "set", "fault", "trace"}) {
+        EXPECT_THAT(sim_run({"--help"}).out, HasSubstr(command));
+        const finished help = sim_run({command, "--help"});
+        EXPECT_EQ(help.status, 0);
+        EXPECT_THAT(help.out, HasSubstr("--board"));
+    }
+}
+
+} // namespace varnel::test

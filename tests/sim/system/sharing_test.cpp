@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: Apache-2.0
+// Several programs, one board: what they share, when it begins and ends, and what it survives.
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include "sim/protocol/meeting_point.h"
+#include "sim/protocol/message.h"
+#include "tests/sim/system/workbench.h"
+
+namespace varnel::test {
+
+using ::testing::AnyOf;
+using ::testing::StartsWith;
+
+class sharing : public workbench {
+  public:
+    [[nodiscard]] std::string read_output() const { return call({"0x2000", "rb", "2"}); }
+
+    /// The test as somebody who talks to the server by hand.
+    [[nodiscard]] sim::channel connect() const {
+        return sim::channel(sim::meeting_point::of_board(board).connect());
+    }
+};
+
+TEST_F(sharing, programs_see_each_others_writes) {
+    process keeper = keep_powered();
+    EXPECT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
+    EXPECT_EQ(read_output(), "rb 5a ok\n");
+    EXPECT_EQ(keeper.finish().status, 0);
+}
+
+TEST_F(sharing, board_is_powered_on_anew_after_the_last_program) {
+    EXPECT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(call({"0x2000", "rb", "2", "wb", "2", "0x5a"}), "rb ff ok\nwb ok\n");
+    }
+}
+
+TEST_F(sharing, boards_of_different_files_are_different) {
+    const std::string twin = file("twin.ini", "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
+    process keeper = keep_powered();
+    EXPECT_EQ(run(on(twin, {i2c_call(), "0x2000", "wb", "2", "0x5a"})).status, 0);
+    EXPECT_EQ(read_output(), "rb ff ok\n");
+}
+
+TEST_F(sharing, one_file_is_one_board_under_any_name) {
+    const std::string alias = folder() + "/alias.ini";
+    std::filesystem::create_symlink(board, alias);
+    process keeper = keep_powered();
+    EXPECT_EQ(run(on(folder() + "/./alias.ini", {i2c_call(), "0x2000", "wb", "2", "0x5a"})).status, 0);
+    EXPECT_EQ(read_output(), "rb 5a ok\n");
+}
+
+TEST_F(sharing, programs_that_start_at_once_share_one_board) {
+    std::vector<process> keepers;
+    for (int i = 0; i < 8; ++i) {
+        keepers.emplace_back(
+            on_board({"sh", "-c", "echo powered; read line; exec \"$0\" 0x2000 rb 2", i2c_call()}));
+    }
+    for (process &keeper : keepers) {
+        EXPECT_EQ(keeper.read_line(), "powered");
+    }
+    EXPECT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
+    for (process &keeper : keepers) {
+        keeper.write("\n");
+        EXPECT_EQ(keeper.read_line(), "rb 5a ok");
+        EXPECT_EQ(keeper.finish().status, 0);
+    }
+}
+
+TEST_F(sharing, programs_that_start_and_end_at_once_always_have_a_board) {
+    std::vector<std::thread> callers;
+    std::array<int, 4> good{};
+    for (int &count : good) {
+        callers.emplace_back([this, &count] {
+            for (int i = 0; i < 25; ++i) {
+                count += run(on_board({i2c_call(), "0x2000", "q", "q"})).out == "q ok\nq ok\n" ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread &caller : callers) {
+        caller.join();
+    }
+    EXPECT_THAT(good, ::testing::Each(25));
+}
+
+TEST_F(sharing, transfers_of_programs_do_not_mix) {
+    process keeper = keep_powered();
+    std::vector<process> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back(on_board({awkward(), "threads"}));
+    }
+    for (process &one : threads) {
+        EXPECT_EQ(one.finish().out, "good\n");
+    }
+}
+
+TEST_F(sharing, program_that_is_killed_leaves_the_board_working) {
+    process keeper = keep_powered();
+    process caller(on_board({"sh", "-c", "echo $$; exec \"$0\" for-ever", awkward()}));
+    const pid_t victim = std::stoi(caller.read_line());
+    EXPECT_EQ(sim_run({"trace", "--board", board, "--count", "10"}).status, 0); // it is in full swing
+    ASSERT_EQ(kill(victim, SIGKILL), 0);
+    EXPECT_EQ(caller.finish().status, 128 + SIGKILL);
+    EXPECT_EQ(call({"0x2000", "wb", "2", "0x12", "rb", "2"}), "wb ok\nrb 12 ok\n");
+}
+
+TEST_F(sharing, board_stays_on_when_run_is_killed_but_not_its_program) {
+    process orphaned(on_board({"sh", "-c", "echo $$; read line"}));
+    const pid_t program = std::stoi(orphaned.read_line());
+    ASSERT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
+    orphaned.send(SIGKILL);
+    EXPECT_EQ(read_output(), "rb 5a ok\n");
+    kill(program, SIGKILL);
+    EXPECT_EQ(orphaned.finish().status, 128 + SIGKILL);
+}
+
+TEST_F(sharing, killed_server_is_missed_and_replaced) {
+    process keeper(on_board({"sh", "-c", "echo powered; read line; exec \"$0\" 0x2000 q q", i2c_call()}));
+    EXPECT_EQ(keeper.read_line(), "powered");
+    const sim::descriptor until_it_is_gone = sim::meeting_point::of_board(board).connect();
+    ASSERT_EQ(kill(state()["server"].get<pid_t>(), SIGKILL), 0);
+    char byte = 0;
+    ASSERT_EQ(recv(until_it_is_gone.get(), &byte, 1, 0), 0);
+    keeper.write("\n");
+    const finished missed = keeper.finish();
+    EXPECT_EQ(missed.out, "q failed: No such device\nq failed: No such device\n");
+    EXPECT_THAT(missed.err, StartsWith("libvarnel_sim: no simulated board at "));
+    EXPECT_EQ(missed.status, 1);
+    EXPECT_TRUE(std::filesystem::exists(sim::meeting_point::of_board(board).socket_path()));
+    EXPECT_EQ(read_output(), "rb ff ok\n");
+    EXPECT_FALSE(std::filesystem::exists(sim::meeting_point::of_board(board).socket_path()));
+}
+
+TEST_F(sharing, description_that_has_changed_is_noticed) {
+    process keeper = keep_powered();
+    EXPECT_EQ(run(on_board({"true"})).err, "");
+    std::ofstream(board, std::ios::app) << "[late]\ntype = pca9554\nbus = 0\naddress = 0x39\n";
+    const finished joined = run(on_board({i2c_call(), "0x3900", "q"}));
+    EXPECT_EQ(joined.err,
+              "varnel-sim: " + board + " has changed since this board was powered on; it stays as it was\n");
+    EXPECT_EQ(joined.out, "q failed: No such device or address\n");
+    keeper.finish();
+    const finished anew = run(on_board({i2c_call(), "0x3900", "q"}));
+    EXPECT_EQ(anew.err, "");
+    EXPECT_EQ(anew.out, "q ok\n");
+}
+
+TEST_F(sharing, messages_that_make_no_sense_end_the_connection_and_nothing_else) {
+    process keeper = keep_powered();
+    const std::vector<std::vector<uint8_t>> nonsense{
+        {0},
+        {9, 9, 9},
+        {1, 1, 0},                      // half a header
+        {1, 1, 0, 0x20, 2, 0, 0, 0, 7}, // fewer bytes than announced
+        {1, 1, 0, 0x20, 0, 0, 0, 0, 7}, // more
+        {1, 99, 0, 0x20, 0, 0, 0, 0},   // another version
+        {4, '{'},                       // no JSON
+        {4, '[', ']'},                  // no object
+        {4, '{', '}'},                  // no command
+    };
+    for (const auto &message : nonsense) {
+        sim::channel by_hand = connect();
+        ASSERT_TRUE(by_hand.send(message, {}));
+        EXPECT_TRUE(by_hand.receive().empty()) << ::testing::PrintToString(message);
+    }
+    EXPECT_EQ(read_output(), "rb ff ok\n");
+}
+
+TEST_F(sharing, transfers_have_this_format_on_the_wire) {
+    process keeper = keep_powered();
+    sim::channel by_hand = connect();
+    by_hand.send(std::vector<uint8_t>{3, 1, 0, 0x50, 1, 0, 2, 0, 0x01}, {});
+    EXPECT_EQ(by_hand.receive(), (std::vector<uint8_t>{5, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x65, 0x6c}));
+    by_hand.send(std::vector<uint8_t>{2, 1, 0, 0x51, 0, 0, 2, 0}, {});
+    EXPECT_EQ(by_hand.receive(), (std::vector<uint8_t>{5, 1, 0, 0, 255, 255, 255, 255, ENXIO, 0, 0, 0}));
+}
+
+TEST_F(sharing, reader_of_a_trace_that_is_too_slow_learns_what_it_lost) {
+    process keeper = keep_powered();
+    sim::channel slow = connect();
+    slow.send({{"command", "trace"}, {"last", nullptr}, {"follow", true}});
+    EXPECT_EQ(slow.receive_control()->dump(), "{}");
+    process caller(on_board({"sh", "-c", "\"$0\" threads; \"$0\" threads", awkward()}));
+    EXPECT_EQ(caller.finish().out, "good\ngood\n");
+    slow.send({{"command", "end-trace"}});
+    uint64_t transfers = 0;
+    uint64_t lost = 0;
+    for (auto message = slow.receive_control(); message && !message->contains("end");
+         message = slow.receive_control()) {
+        transfers += message->contains("transfer") ? 1 : 0;
+        lost += message->value("lost", uint64_t{0});
+    }
+    EXPECT_EQ(transfers + lost, 2u * 8u * 500u);
+    EXPECT_GT(lost, 0u);
+}
+
+TEST_F(sharing, board_does_not_stay_on_for_those_who_only_look) {
+    process keeper = keep_powered();
+    call({"0x2000", "q"});
+    process looker(sim({"trace", "--board", board, "--last", "1", "--follow"}));
+    EXPECT_NE(looker.read_line(), "");
+    keeper.finish();
+    EXPECT_EQ(looker.finish().status, 0);
+    EXPECT_EQ(sim_run({"show", "--board", board}).status, 2);
+}
+
+TEST_F(sharing, runtime_directory_is_the_users_own) {
+    EXPECT_EQ(read_output(), "rb ff ok\n");
+    struct stat status {};
+    ASSERT_EQ(stat(runtime_directory().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0700u);
+    ASSERT_EQ(chmod(runtime_directory().c_str(), 0770), 0);
+    const finished refused = run(on_board({"echo", "started"}));
+    EXPECT_EQ(refused.out, "");
+    EXPECT_EQ(refused.err,
+              "varnel-sim: " + runtime_directory() + ": not a directory that only you can use\n");
+    EXPECT_EQ(refused.status, 1);
+}
+
+TEST_F(sharing, server_keeps_no_pipe_of_who_started_it) {
+    process first(on_board({"true"}));
+    EXPECT_EQ(first.read_line(), "");
+    process keeper = keep_powered();
+    process starter(on_board({"true"}));
+    const finished result = starter.finish(); // reads to the end of its output, though the board goes on
+    EXPECT_EQ(result.status, 0);
+}
+
+} // namespace varnel::test

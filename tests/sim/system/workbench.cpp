@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/sim/system/workbench.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <unistd.h>
+
+namespace varnel::test {
+
+namespace {
+
+constexpr const char *description = "[board]\n"
+                                    "name = bench\n"
+                                    "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\nname.3 = lid\n"
+                                    "[fru]\ntype = 24c02\nbus = 0\naddress = 0x50\ndata.00 = 48 65 6c 6c 6f\n"
+                                    "[mux]\ntype = pca9548\nbus = 0\naddress = 0x70\n"
+                                    "[psu]\ntype = car2512\nbus = mux.0\naddress = 0x58\nload = 100W\n"
+                                    "[other]\ntype = pca9554\nbus = 1\naddress = 0x38\n";
+
+/// Programs may be built with a sanitizer, whose runtime wants to be loaded first; ours is harmless before
+/// it.
+void allow_preloading() {
+    const char *const options = std::getenv("ASAN_OPTIONS");
+    const std::string more = std::string(options == nullptr ? "" : options) + ":verify_asan_link_order=0";
+    setenv("ASAN_OPTIONS", more.c_str(), 1);
+}
+
+} // namespace
+
+workbench::workbench() {
+    std::string name = "/tmp/varnel-test-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("mkdtemp");
+    }
+    folder_ = name;
+    setenv("XDG_RUNTIME_DIR", folder_.c_str(), 1);
+    unsetenv("VARNEL_SIM_BOARD");
+    unsetenv("VARNEL_SIM_SOCKET");
+    allow_preloading();
+    board = file("bench.ini", description);
+}
+
+workbench::~workbench() { std::filesystem::remove_all(folder_); }
+
+std::string workbench::file(const std::string &name, const std::string &text) const {
+    const std::string path = folder_ + "/" + name;
+    std::ofstream(path) << text;
+    return path;
+}
+
+std::string workbench::runtime_directory() const {
+    return folder_ + "/varnel-sim-" + std::to_string(getuid());
+}
+
+workbench::words workbench::sim(const words &arguments) {
+    words all{VARNEL_SIM};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
+workbench::words workbench::on(const std::string &file, const words &program) const {
+    words all{VARNEL_SIM, "run", "--board", file, "--"};
+    all.insert(all.end(), program.begin(), program.end());
+    return all;
+}
+
+std::string workbench::call(const words &steps) const {
+    words program{i2c_call()};
+    program.insert(program.end(), steps.begin(), steps.end());
+    return run(on_board(program)).out;
+}
+
+nlohmann::ordered_json workbench::state() const {
+    auto state = nlohmann::ordered_json::parse(sim_run({"show", "--board", board, "--json"}).out);
+    state.erase("uptime");
+    state.erase("programs");
+    for (auto &chip : state["chips"]) {
+        nlohmann::ordered_json set_by_users;
+        for (const std::string name : chip["settable"]) {
+            set_by_users[name] = chip["readings"][name];
+        }
+        chip["readings"] = set_by_users; // the others move with time
+    }
+    return state;
+}
+
+process workbench::keep_powered() const {
+    process keeper(on_board({"sh", "-c", "echo powered; read line; exit 0"}));
+    EXPECT_EQ(keeper.read_line(), "powered");
+    return keeper;
+}
+
+std::string workbench::i2c_call() { return I2C_CALL; }
+std::string workbench::awkward() { return AWKWARD; }
+std::string workbench::library() { return VARNEL_SIM_LIBRARY; }
+std::string workbench::demo_board() { return DEMO_BOARD; }
+
+} // namespace varnel::test
