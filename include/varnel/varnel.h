@@ -8,7 +8,10 @@
  */
 
 #include "varnel/car2512.h"
+#include "varnel/debug_log.h"
 #include "varnel/ds3232.h"
+#include "varnel/iniparser.h"
+#include "varnel/logparser.h"
 #include "varnel/numeral.h"
 #include "varnel/pca9505.h"
 #include "varnel/pca9541.h"
@@ -16,5 +19,6 @@
 #include "varnel/pca9548.h"
 #include "varnel/pca9555.h"
 #include "varnel/smbus.h"
+#include "varnel/text_log.h"
 
 #endif

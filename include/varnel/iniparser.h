@@ -1,0 +1,148 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_INIPARSER_H
+#define VARNEL_INIPARSER_H
+
+/**
+ * @file
+ * INI configuration files: one value read or written per call.
+ *
+ * Every call opens the file, reads it whole, and closes it. Nothing is cached, nothing comes from the heap; a
+ * getter takes 16 KiB of the caller's stack, a setter 32 KiB.
+ *
+ * @par The file
+ * @code
+ * [Network]          ; a section begins with '[' at the very start of a line
+ * Host=bmc0          ; key and value: everything before and after the first '=', blanks included
+ * # a comment        ; so is a line that begins with ';' or '=', and a line without '='
+ * @endcode
+ * CR, LF or both end a line. There are no comments behind a value: the text behind ';' above would be part of
+ * it. White space right behind a header, empty lines included, is skipped, so the first entry of a section
+ * may be indented; other entries may not. A section that occurs again is searched again.
+ *
+ * The content ends at the end of the file or at the first byte 0xFF. It may have at most 16,383 bytes: a
+ * longer one ends the process through an assertion, in getters and setters alike. A zero byte ends the line
+ * that it stands in, and where a line or the search for a header meets it the rest of the file is not looked
+ * at; setters drop it and what follows.
+ *
+ * @par Names
+ * Section names match whole and without regard to case. Keys match with regard to case, and @b by @b prefix:
+ * a line matches when its key is the beginning of the key asked for, so asking for "PortNumber" finds a line
+ * `Port=80` when that comes first. Keep one key from being the beginning of another. Case and white space are
+ * those of the process's locale. Neither names nor values are checked: one with a line end, '=' or ']' inside
+ * writes a file that reads differently.
+ *
+ * @par Results
+ * 0, or -1 when the file cannot be opened or read, when a getter does not find the key, and when a setter
+ * fails. Out parameters are untouched by a getter that returns -1. Nothing is printed and errno is
+ * unspecified.
+ *
+ * @par What a setter does to the file
+ * It writes over the file in place: same inode, same mode, no temporary file beside it. A missing file is
+ * created with mode 0666 less the umask. A result that would not fit 16,383 bytes is refused before the file
+ * is touched. When the disk is full or a write fails the old content is put back, and -1 returned. (A file
+ * that may be written but not read counts as missing: it is overwritten, and its content, never known,
+ * cannot be put back. A new file stays behind empty.) The file is never empty or shortened on the way to its
+ * new content.
+ *
+ * Not promised: that the new text is on the flash when the call returns (sync() does that), that a power
+ * failure during the write-back leaves one of the two texts whole when they span several blocks, and what a
+ * network file system reports only after the file is closed.
+ *
+ * @par Null pointers
+ * A null pointer is a programming error and ends the process through an assertion.
+ *
+ * @par Threads and processes
+ * No shared state: calls may come from any thread. No lock either. Of two setters at work on one file at the
+ * same time one loses its update, and when their texts differ in length the file can end up with a tail of
+ * the longer one: writers serialise. A reader meets the old or the new text, or, when that spans several
+ * pages, a mixture.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Reads a value as text.
+ *
+ * @param file_path  the file.
+ * @param section    section name, without brackets.
+ * @param key        key.
+ * @param value      receives the value and a terminator; room for 256 bytes. A value of n bytes comes as its
+ *                   first n modulo 256 bytes: 300 give 44, 256 give none. Keep values below 256 bytes.
+ * @return 0, or -1.
+ */
+int32_t get_config_string(const char *file_path, const char *section, const char *key, char *value);
+
+/**
+ * Reads a value as an integer, by strtol(). What strtol() cannot convert, and an empty value, give 0 with
+ * result 0; text behind the number is ignored. On 64-bit hosts the low 32 bits of the result are kept, on
+ * 32-bit ones strtol() itself limits it.
+ *
+ * @param file_path  the file.
+ * @param section    section name.
+ * @param key        key.
+ * @param base       strtol()'s: 2-36, or 0 to take 0x and 0 prefixes into account.
+ * @param value      receives the integer.
+ * @return 0, or -1.
+ */
+int32_t get_config_integer(const char *file_path, const char *section, const char *key, int32_t base,
+                           int32_t *value);
+
+/**
+ * Reads a value as a truth value: true is any beginning of the word "true", in any case, so "true", "T", "tr"
+ * and @b the @b empty @b value too. All else is false: "false", "1", "yes", "on", "true1", "true ".
+ *
+ * @param file_path  the file.
+ * @param section    section name.
+ * @param key        key.
+ * @param value      receives 1 or 0.
+ * @return 0, or -1.
+ */
+int32_t get_config_boolean(const char *file_path, const char *section, const char *key, int32_t *value);
+
+/**
+ * Stores a value.
+ *
+ * - Key found (by prefix, see above): its value is replaced, all other bytes of the file stay. Only strlen
+ *   modulo 256 bytes of @p value are stored.
+ * - Section found without the key: the entry becomes the section's first; of several sections of the name,
+ *   the last one's. @b The @b rest @b of @b the @b file @b is @b printed @b as @b format @b text: `%%`
+ * becomes
+ *   `%`, and any other conversion is printed by the C library's formatter with a zero for its argument (`%d`
+ *   becomes 0, `%s` (null), `%f` 0.000000; `%n` and `%c` vanish; `50% off` becomes `500ff`). A `%` that is
+ *   the last byte of the file is lost, unless a conversion that the formatter does not know stands before it.
+ *   Files that hold `%` should be given all their keys from the start.
+ * - Section not found, or no such file: an empty line, the header and the entry are appended. A new file
+ *   therefore begins with an empty line.
+ *
+ * @param file_path  the file.
+ * @param section    section name.
+ * @param key        key.
+ * @param value      text; not empty of meaning only because it is empty: "" stores an empty value.
+ * @return 0, or -1.
+ */
+int32_t set_config_string(const char *file_path, const char *section, const char *key, const char *value);
+
+/**
+ * Renames a section, or appends an empty one (with an empty line before it) when the file has none of that
+ * name or does not exist. Of several sections of the name the last is renamed.
+ *
+ * @b Unusual: the old opening bracket stays, so renaming A to B turns `[A]` into `[[B]`, a section whose name
+ * is now `[B`. Everything up to the header's LF is replaced; in a file without LF behind the header the old
+ * text stays: `[A]` becomes `[[B]A]`.
+ *
+ * @param file_path    the file.
+ * @param old_section  name to look for.
+ * @param new_section  name written.
+ * @return 0, or -1.
+ */
+int32_t set_section_string(const char *file_path, const char *old_section, const char *new_section);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+#include <string_view>
+
+namespace varnel {
+
+/// Text put together piece by piece, without the heap. Once a piece does not fit, the whole is refused.
+class bounded_text {
+  public:
+    static constexpr std::size_t limit = 16UL * 1024 - 1;
+
+    void append(std::initializer_list<std::string_view> pieces) {
+        for (const std::string_view piece : pieces) {
+            append(piece);
+        }
+    }
+
+    void append(std::string_view piece) {
+        if (piece.size() > room()) {
+            refuse();
+        } else {
+            std::memcpy(end(), piece.data(), piece.size());
+            length_ += piece.size();
+        }
+    }
+
+    /// Prints one argument. A zero byte that it prints is no text and is left out.
+    template <typename Argument>
+    void print(const char *format, Argument argument) {
+        const int printed = std::snprintf(end(), room() + 1, format, argument);
+        if (printed < 0 || static_cast<std::size_t>(printed) > room()) {
+            refuse();
+        } else {
+            length_ += static_cast<std::size_t>(std::remove(end(), end() + printed, '\0') - end());
+        }
+    }
+
+    /// Nothing that follows can make the text fit again.
+    void refuse() { refused_ = true; }
+
+    [[nodiscard]] bool fits() const { return !refused_; }
+    [[nodiscard]] std::string_view text() const { return {bytes_.data(), length_}; }
+
+  private:
+    [[nodiscard]] char *end() { return bytes_.data() + length_; }
+    [[nodiscard]] std::size_t room() const { return limit - length_; }
+
+    std::array<char, limit + 1> bytes_; // one more for snprintf's terminator
+    std::size_t length_ = 0;
+    bool refused_ = false;
+};
+
+} // namespace varnel

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "config/ini_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include "base/assertion.h"
+#include "base/owned_descriptor.h"
+
+namespace {
+
+constexpr char stop_byte = '\xFF'; // ends the content
+constexpr mode_t new_file_mode = 0666;
+
+/// Repeats a system call that a signal interrupted.
+template <typename Call>
+ssize_t uninterrupted(Call call) {
+    ssize_t result = 0;
+    do {
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+/// Pipes and terminals: reads until the end, the content's end or `room` bytes.
+ssize_t read_stream(int descriptor, char *bytes, std::size_t room) {
+    std::size_t have = 0;
+    ssize_t n = 1;
+    while (n > 0 && have < room) {
+        n = uninterrupted([&] { return read(descriptor, bytes + have, room - have); });
+        if (n < 0) {
+            return -1;
+        }
+        const bool stopped = std::memchr(bytes + have, stop_byte, static_cast<std::size_t>(n)) != nullptr;
+        have += static_cast<std::size_t>(n);
+        if (stopped) {
+            break;
+        }
+    }
+    return static_cast<ssize_t>(have);
+}
+
+/// A file comes in one call: a positioned read that is short has met its end. Only streams refuse it.
+ssize_t read_file(int descriptor, char *bytes, std::size_t room) {
+    const ssize_t n = uninterrupted([&] { return pread(descriptor, bytes, room, 0); });
+    return n < 0 && errno == ESPIPE ? read_stream(descriptor, bytes, room) : n;
+}
+
+bool write_stream(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t n = uninterrupted([&] { return write(descriptor, text.data(), text.size()); });
+        if (n < 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+} // namespace
+
+varnel::ini_load varnel::ini_image::load(const char *path) {
+    bytes_[0] = '\0';
+    const owned_descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    if (!file.is_open()) {
+        return errno == ENOENT || errno == EACCES ? ini_load::unreadable : ini_load::failed;
+    }
+    const ssize_t n = read_file(file.get(), bytes_.data(), limit);
+    if (n < 0) {
+        return ini_load::failed;
+    }
+    stored_ = static_cast<std::size_t>(n);
+    const auto *const stop = static_cast<const char *>(std::memchr(bytes_.data(), stop_byte, stored_));
+    length_ = stop != nullptr ? static_cast<std::size_t>(stop - bytes_.data()) : stored_;
+    require(length_ < limit, "i < (1024 * 16)", {"iniparser.c", "load_ini_file"});
+    bytes_[length_] = '\0';
+    return ini_load::done;
+}
+
+bool varnel::ini_image::replace(const char *path, std::string_view text) {
+    owned_descriptor file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, new_file_mode));
+    struct stat status {};
+    if (!file.is_open() || fstat(file.get(), &status) != 0) {
+        return false;
+    }
+    const bool written = S_ISREG(status.st_mode) ? overwrite(file.get(), text, status.st_size)
+                                                 : write_stream(file.get(), text);
+    return file.close() == 0 && written;
+}
+
+// Truncating first would lose the content when the disk is full or the power fails. One call writes it all,
+// so a reader sees the old text or the new one as far as the file system allows; a short write means a full
+// disk.
+bool varnel::ini_image::overwrite(int descriptor, std::string_view text, long long size) {
+    const auto length = static_cast<long long>(text.size());
+    const ssize_t n = uninterrupted([&] { return pwrite(descriptor, text.data(), text.size(), 0); });
+    if (n == length && (size <= length || ftruncate(descriptor, length) == 0)) {
+        return true;
+    }
+    if (n > 0) {
+        put_back(descriptor, static_cast<std::size_t>(n), size);
+    }
+    return false;
+}
+
+// The blocks that are written here were written a moment ago: a full disk does not refuse them.
+void varnel::ini_image::put_back(int descriptor, std::size_t touched, long long size) {
+    if (length_ < stored_) {
+        bytes_[length_] = stop_byte;
+    }
+    const std::size_t known = std::min(touched, stored_);
+    static_cast<void>(uninterrupted([&] { return pwrite(descriptor, bytes_.data(), known, 0); }));
+    static_cast<void>(uninterrupted([&] { return ftruncate(descriptor, size); }));
+}

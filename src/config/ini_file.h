@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+namespace varnel {
+
+enum class ini_load {
+    done,
+    unreadable, // missing, or not for this user: setters start a new file
+    failed      // nothing is known about the content
+};
+
+/// A whole INI file in memory.
+class ini_image {
+  public:
+    static constexpr std::size_t limit = 16UL * 1024; // of content and its terminator
+
+    /// Ends the process through an assertion when the content is longer than `limit - 1`.
+    [[nodiscard]] ini_load load(const char *path);
+
+    /// The bytes up to the end of the file or its first 0xFF; a zero byte follows them.
+    [[nodiscard]] std::string_view content() const { return {bytes_.data(), length_}; }
+
+    /// The content up to its first zero byte.
+    [[nodiscard]] std::string_view text() const { return bytes_.data(); }
+
+    /// Makes `text` the file's content, in place: same inode, same mode. When that fails, what load() found
+    /// is put back.
+    [[nodiscard]] bool replace(const char *path, std::string_view text);
+
+  private:
+    [[nodiscard]] bool overwrite(int descriptor, std::string_view text, long long size);
+    void put_back(int descriptor, std::size_t touched, long long size);
+
+    std::array<char, limit + 1> bytes_; // one more, so that a file of `limit` bytes shows that it is too long
+    std::size_t stored_ = 0;            // bytes that the file had, up to `limit`
+    std::size_t length_ = 0;            // bytes before the end or the first 0xFF
+};
+
+} // namespace varnel

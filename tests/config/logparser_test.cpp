@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/logparser.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/scratch_folder.h"
+
+namespace {
+
+using namespace std::string_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::IsNull;
+using ::testing::StrEq;
+using varnel::test::scratch_folder;
+using varnel::test::write_file;
+
+constexpr unsigned char old_byte = 0xA5;
+constexpr int32_t old_count = -77;
+
+class RecordFile : public ::testing::Test {
+  protected:
+    RecordFile() { clear(); }
+
+    void clear() {
+        std::memset(table_.get(), old_byte, sizeof(TABLE));
+        table_->count = old_count;
+    }
+
+    int32_t parse(const std::string &text, const char *delimiters, int32_t token_count) {
+        clear();
+        write_file(path_, text);
+        return log_styled_file_parse(path_.c_str(), delimiters, token_count, table_.get());
+    }
+
+    /// The stored tokens of a record; 64 bytes for one without a terminator.
+    std::vector<std::string> record(int32_t r, int32_t tokens) const {
+        std::vector<std::string> found;
+        for (int32_t k = 0; k < tokens; ++k) {
+            const char *const field = table_->records[r].tokens[k];
+            found.emplace_back(field, strnlen(field, VARNEL_LOG_TOKEN_SIZE));
+        }
+        return found;
+    }
+
+    const std::byte *bytes() const { return reinterpret_cast<const std::byte *>(table_.get()); }
+
+    bool untouched_from(std::size_t offset, std::size_t end = sizeof(TABLE) - sizeof(int32_t)) const {
+        return std::all_of(bytes() + offset, bytes() + end,
+                           [](std::byte b) { return b == std::byte{old_byte}; });
+    }
+
+    scratch_folder folder_;
+    const std::string path_ = folder_.file("records");
+    std::unique_ptr<TABLE> table_ = std::make_unique_for_overwrite<TABLE>();
+};
+
+TEST_F(RecordFile, StoresTokensByLineAndColumn) {
+    EXPECT_EQ(parse("2001-01-01,fan,failed\n2001-01-02,psu,ok\n", ",", 3), 0);
+    EXPECT_EQ(table_->count, 2);
+    EXPECT_THAT(record(0, 3), ElementsAre("2001-01-01", "fan", "failed"));
+    EXPECT_THAT(record(1, 3), ElementsAre("2001-01-02", "psu", "ok"));
+}
+
+TEST_F(RecordFile, TableIsLaidOutToTheByte) {
+    EXPECT_EQ(parse("a,b,c,d,e,f,g,h\ni,j,k,l,m,n,o,p\n", ",", 8), 0);
+    for (std::size_t r = 0; r < 2; ++r) {
+        for (std::size_t k = 0; k < 8; ++k) {
+            EXPECT_EQ(bytes()[r * 516 + k * 64], std::byte('a' + 8 * r + k));
+            EXPECT_EQ(bytes()[r * 516 + k * 64 + 1], std::byte{0});
+        }
+        EXPECT_TRUE(untouched_from(r * 516 + 512, r * 516 + 516)) << "the record's last word";
+    }
+    EXPECT_TRUE(untouched_from(2 * 516));
+    int32_t count = 0;
+    std::memcpy(&count, bytes() + 16384 * 516, sizeof count);
+    EXPECT_EQ(count, 2);
+}
+
+TEST_F(RecordFile, ATokenBringsTheBytesThatFollowItInTheLine) {
+    EXPECT_EQ(parse("ab,cd,ef\n", ",", 2), 0);
+    EXPECT_EQ(std::memcmp(table_->records[0].tokens[0], "ab\0cd,ef\0\0\0", 11), 0);
+    EXPECT_EQ(std::memcmp(table_->records[0].tokens[1], "cd\0ef\0\0\0", 8), 0);
+    EXPECT_TRUE(untouched_from(2 * 64, 516)) << "fields not asked for";
+}
+
+TEST_F(RecordFile, TokensOf63To65Characters) {
+    const std::string t63(63, 'x');
+    const std::string t64(64, 'y');
+    const std::string t65(65, 'z');
+    EXPECT_EQ(parse(t63 + "," + t64 + "," + t65 + "\n", ",", 3), 0);
+    EXPECT_THAT(record(0, 3), ElementsAre(t63, t64, t65.substr(0, 64)));
+    EXPECT_EQ(table_->records[0].tokens[0][63], '\0');
+}
+
+TEST_F(RecordFile, BlanksAtBothEndsAreTrimmed) {
+    for (const char *line : {"a,b", "  a,b  ", "\t \f\b\ra,b\b\f\t \r", "a,b\r\n", "\t\ta,b\n"}) {
+        EXPECT_EQ(parse(line, ",", 2), 0);
+        EXPECT_EQ(table_->count, 1);
+        EXPECT_THAT(record(0, 2), ElementsAre("a", "b")) << line;
+    }
+    EXPECT_EQ(parse("\va,b\v\n", ",", 2), 0);
+    EXPECT_THAT(record(0, 2), ElementsAre("\va", "b\v")) << "a vertical tab is no blank";
+    EXPECT_EQ(parse(" a , b \n", ",", 2), 0);
+    EXPECT_THAT(record(0, 2), ElementsAre("a ", " b")) << "only at the ends";
+}
+
+TEST_F(RecordFile, EmptyLinesAndCommentsAreNotRecords) {
+    EXPECT_EQ(parse("// a,b\n\n  \t\n   // c,d\n//\na,b\n/ /,x\n", ",", 2), 0);
+    EXPECT_EQ(table_->count, 2);
+    EXPECT_THAT(record(0, 2), ElementsAre("a", "b"));
+    EXPECT_THAT(record(1, 2), ElementsAre("/ /", "x"));
+    EXPECT_EQ(parse("/\n", ",", 1), 0);
+    EXPECT_EQ(table_->count, 1);
+}
+
+TEST_F(RecordFile, EveryEndOfAFile) {
+    for (const char *text : {"", "\n", " ", "// x", "\n\n", "//"}) {
+        EXPECT_EQ(parse(text, ",", 2), 0) << text;
+        EXPECT_EQ(table_->count, 0) << text;
+    }
+    for (const char *text : {"a,b", "a,b\n", "a,b\n\n", "a,b\n ", "a,b\n// x", "a,b\r\n\r\n"}) {
+        EXPECT_EQ(parse(text, ",", 2), 0) << text;
+        EXPECT_EQ(table_->count, 1) << text;
+    }
+}
+
+TEST_F(RecordFile, ShortLineEndsWithTheRecordsBeforeIt) {
+    EXPECT_EQ(parse("a,b,c\nd,e,f\nx,y\ng,h,i\n", ",", 3), -1);
+    EXPECT_EQ(table_->count, 2);
+    EXPECT_THAT(record(1, 3), ElementsAre("d", "e", "f"));
+    EXPECT_THAT(record(2, 2), ElementsAre("x", "y")) << "the tokens it has are there, not counted";
+    EXPECT_TRUE(untouched_from(2 * 516 + 2 * 64));
+}
+
+TEST_F(RecordFile, FurtherTokensAndEmptyFieldsAreIgnored) {
+    EXPECT_EQ(parse("a,,b,c,d\n,,a\tb\n", ",\t", 2), 0);
+    EXPECT_THAT(record(0, 2), ElementsAre("a", "b"));
+    EXPECT_THAT(record(1, 2), ElementsAre("a", "b"));
+    EXPECT_EQ(parse(",,,\n", ",", 1), -1);
+    EXPECT_EQ(table_->count, 0);
+}
+
+TEST_F(RecordFile, WithoutDelimitersALineIsOneToken) {
+    EXPECT_EQ(parse("a,b c\n", "", 1), 0);
+    EXPECT_THAT(record(0, 1), ElementsAre("a,b c"));
+}
+
+TEST_F(RecordFile, NoTokensWantedCountsLinesOnly) {
+    for (const int32_t none : {0, -1, INT32_MIN}) {
+        EXPECT_EQ(parse("a,b\n// c\n\nd\n", ",", none), 0);
+        EXPECT_EQ(table_->count, 2);
+        EXPECT_TRUE(untouched_from(0));
+    }
+}
+
+TEST_F(RecordFile, MoreThanEightTokensAreRefusedUntouched) {
+    for (const int32_t count : {9, 10, 1000, INT32_MAX}) {
+        EXPECT_EQ(parse("a b c d e f g h i j k\n", " ", count), -1);
+        EXPECT_EQ(table_->count, old_count);
+        EXPECT_TRUE(untouched_from(0));
+    }
+}
+
+TEST_F(RecordFile, UnopenableFileLeavesTheTableUntouched) {
+    for (const std::string &path : {folder_.file("none"), folder_.file("none/none")}) {
+        EXPECT_EQ(log_styled_file_parse(path.c_str(), ",", 1, table_.get()), -1);
+        EXPECT_EQ(table_->count, old_count);
+        EXPECT_TRUE(untouched_from(0));
+    }
+}
+
+TEST_F(RecordFile, AFolderCannotBeRead) {
+    EXPECT_EQ(log_styled_file_parse(folder_.path().c_str(), ",", 1, table_.get()), -1);
+    EXPECT_EQ(table_->count, 0);
+}
+
+TEST_F(RecordFile, LongLinesAreReadInPiecesOf255) {
+    EXPECT_EQ(parse(std::string(255, 'a') + std::string(255, 'b') + "c\nd\n", ",", 1), 0);
+    EXPECT_EQ(table_->count, 4);
+    EXPECT_THAT(record(0, 1), ElementsAre(std::string(64, 'a')));
+    EXPECT_THAT(record(1, 1), ElementsAre(std::string(64, 'b')));
+    EXPECT_THAT(record(2, 1), ElementsAre("c"));
+    EXPECT_THAT(record(3, 1), ElementsAre("d"));
+}
+
+TEST_F(RecordFile, APieceThatIsALineEndIsNoRecord) {
+    for (const std::size_t length : {253U, 254U, 255U}) {
+        EXPECT_EQ(parse(std::string(length, 'a') + "\nb", ",", 1), 0);
+        EXPECT_EQ(table_->count, 2) << length;
+        EXPECT_EQ(parse(std::string(length, 'a'), ",", 1), 0);
+        EXPECT_EQ(table_->count, 1) << length;
+    }
+    EXPECT_EQ(parse(std::string(255, 'a') + "//b\n", ",", 1), 0);
+    EXPECT_EQ(table_->count, 1) << "the second piece begins like a comment";
+}
+
+TEST_F(RecordFile, ATokenAtTheLinesEndIsFilledUpWithZeros) {
+    for (const std::size_t at : {191U, 192U, 193U, 200U, 254U}) {
+        const std::string token(255 - at, 't');
+        EXPECT_EQ(parse(std::string(at - 1, 'a') + "," + token, ",", 2), 0);
+        EXPECT_EQ(table_->count, 1);
+        std::string field(table_->records[0].tokens[1], 64);
+        std::string expected = token;
+        expected.resize(64);
+        EXPECT_EQ(field, expected) << at;
+    }
+}
+
+TEST_F(RecordFile, AZeroByteEndsItsLine) {
+    EXPECT_EQ(parse("a,b\0c,d\ne,f\n\0g,h\n"s, ",", 2), 0);
+    EXPECT_EQ(table_->count, 2);
+    EXPECT_THAT(record(0, 2), ElementsAre("a", "b"));
+    EXPECT_THAT(record(1, 2), ElementsAre("e", "f"));
+    EXPECT_EQ(parse("a\0b,c\n"s, ",", 2), -1);
+}
+
+TEST_F(RecordFile, TableFullToTheLastRecord) {
+    std::string text;
+    for (int line = 0; line < 16384; ++line) {
+        text += std::to_string(line) + ",x\n";
+    }
+    EXPECT_EQ(parse(text + "\n// end\n", ",", 2), 0);
+    EXPECT_EQ(table_->count, 16384);
+    EXPECT_THAT(record(16383, 2), ElementsAre("16383", "x"));
+
+    EXPECT_EQ(parse(text + "one,more\n", ",", 2), -1);
+    EXPECT_EQ(table_->count, 16384);
+    EXPECT_THAT(record(16383, 2), ElementsAre("16383", "x"));
+    EXPECT_EQ(parse(text + "one,more\n", ",", 0), -1);
+    EXPECT_EQ(table_->count, 16384);
+}
+
+TEST(NextToken, IsStrtoks) {
+    std::string text = "a,b;c";
+    EXPECT_THAT(get_token_from_string(text.data(), ",", 0), StrEq("a"));
+    EXPECT_THAT(get_token_from_string(nullptr, ";", 1), StrEq("b"));
+    EXPECT_THAT(get_token_from_string(text.data(), ";", -1), StrEq("c")) << "any index but 0 goes on";
+    EXPECT_THAT(get_token_from_string(nullptr, ";", 7), IsNull());
+}
+
+TEST(NextToken, SharesItsPositionWithTheProgram) {
+    std::string text = "a b c";
+    EXPECT_THAT(strtok(text.data(), " "), StrEq("a"));
+    EXPECT_THAT(get_token_from_string(nullptr, " ", 1), StrEq("b"));
+    EXPECT_THAT(strtok(nullptr, " "), StrEq("c"));
+}
+
+TEST(NextToken, OfNothingIsNull) {
+    std::string text = ",,";
+    EXPECT_THAT(get_token_from_string(text.data(), ",", 0), IsNull());
+}
+
+TEST(RecordFileDeathTest, NullTableEndsTheProcess) {
+    EXPECT_EXIT(log_styled_file_parse("none", ",", 9, nullptr), ::testing::KilledBySignal(SIGABRT),
+                "logparser\\.c:[0-9]+: log_styled_file_parse: Assertion `multi_line_string_tokens != "
+                "\\(\\(void \\*\\)0\\)' failed\\.");
+}
+
+} // namespace

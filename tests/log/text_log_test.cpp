@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/text_log.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/scratch_folder.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using varnel::test::identity_of;
+using varnel::test::read_file;
+using varnel::test::scratch_folder;
+using varnel::test::write_file;
+
+constexpr off_t default_limit = 1048576;
+constexpr std::size_t stamp_length = 25; // "Wed Jun 30 21:49:08 1993" and its line feed
+
+/// In a folder of its own, so that paths are short.
+class TextLog : public ::testing::Test {
+  protected:
+    TextLog() { EXPECT_EQ(chdir(folder_.path().c_str()), 0); }
+    ~TextLog() override { EXPECT_EQ(chdir("/"), 0); }
+
+    static void make(const std::string &path, off_t size) {
+        write_file(path, "");
+        ASSERT_EQ(truncate(path.c_str(), size), 0);
+    }
+
+    static off_t size_of(const std::string &path) {
+        struct stat status {};
+        return stat(path.c_str(), &status) == 0 ? status.st_size : -1;
+    }
+
+    scratch_folder folder_;
+};
+
+/// Whether an entry made since `start` is what `bytes` are.
+bool is_entry(const std::string &bytes, std::time_t start, const std::string &message) {
+    for (std::time_t t = start; t <= std::time(nullptr); ++t) {
+        if (bytes == std::string(std::ctime(&t)) + "\t" + message + "\n") {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// The messages of a log's entries, without their dates.
+std::vector<std::string> messages(const std::string &bytes) {
+    std::vector<std::string> found;
+    for (std::size_t at = 0; at < bytes.size();) {
+        const std::size_t end = std::min(bytes.find('\n', at + stamp_length), bytes.size());
+        EXPECT_EQ(bytes.substr(at + stamp_length - 1, 2), "\n\t");
+        found.push_back(bytes.substr(at + stamp_length + 1, end - at - stamp_length - 1));
+        at = end + 1;
+    }
+    return found;
+}
+
+TEST_F(TextLog, EntryIsADateLineATabAndTheMessage) {
+    const std::time_t start = std::time(nullptr);
+    EXPECT_EQ(log_str_old("old", "fan 2 stopped"), 0);
+    EXPECT_EQ(log_str("str", "fan %d %s", 2, "stopped"), 0);
+    EXPECT_EQ(log_str_size("size", 100, "fan %d %s", 2, "stopped"), 0);
+    for (const char *path : {"old", "str", "size"}) {
+        EXPECT_TRUE(is_entry(read_file(path).value(), start, "fan 2 stopped")) << path;
+    }
+    EXPECT_THAT(folder_.names(), ElementsAre("old", "size", "str"));
+}
+
+TEST_F(TextLog, EntriesAreAppended) {
+    EXPECT_EQ(log_str("log", "one"), 0);
+    const auto identity = identity_of("log");
+    EXPECT_EQ(log_str_old("log", "two"), 0);
+    EXPECT_EQ(log_str_size("log", 1000, "%s", ""), 0);
+    EXPECT_THAT(messages(read_file("log").value()), ElementsAre("one", "two", ""));
+    EXPECT_TRUE(identity_of("log") == identity);
+}
+
+TEST_F(TextLog, PlainTextIsNotFormatted) {
+    EXPECT_EQ(log_str_old("log", "100%d %s %n %%"), 0);
+    EXPECT_THAT(messages(read_file("log").value()), ElementsAre("100%d %s %n %%"));
+}
+
+TEST_F(TextLog, DateIsLocalAndFollowsTZ) {
+    for (const char *zone : {"UTC0", "XYZ-5", "ABC+3:30"}) {
+        ASSERT_EQ(setenv("TZ", zone, 1), 0);
+        const std::time_t start = std::time(nullptr);
+        EXPECT_EQ(log_str("log", "x"), 0);
+        EXPECT_TRUE(is_entry(read_file("log").value(), start, "x")) << zone;
+        ASSERT_EQ(unlink("log"), 0);
+    }
+    unsetenv("TZ");
+}
+
+TEST_F(TextLog, ErrorNumberIsTheCallers) {
+    const std::string error_number = "%m"; // a GNU conversion
+    errno = ENOSPC;
+    EXPECT_EQ(log_str("log", error_number.c_str()), 0);
+    EXPECT_THAT(messages(read_file("log").value()), ElementsAre(strerror(ENOSPC)));
+}
+
+TEST_F(TextLog, FileOfExactlyTheLimitStays) {
+    make("log", default_limit);
+    make("other", default_limit);
+    EXPECT_EQ(log_str("log", "x"), 0);
+    EXPECT_EQ(log_str_old("other", "x"), 0);
+    EXPECT_THAT(folder_.names(), ElementsAre("log", "other"));
+    EXPECT_EQ(size_of("log"), default_limit + 28);
+    EXPECT_EQ(size_of("other"), default_limit + 28);
+}
+
+TEST_F(TextLog, FileOfOneByteMoreIsMovedAside) {
+    make("log", default_limit + 1);
+    make("other", default_limit + 1);
+    const std::time_t start = std::time(nullptr);
+    EXPECT_EQ(log_str("log", "x"), 0);
+    EXPECT_EQ(log_str_old("other", "x"), 0);
+    EXPECT_THAT(folder_.names(), ElementsAre("log", "log.old", "other", "other.old"));
+    EXPECT_EQ(size_of("log.old"), default_limit + 1);
+    EXPECT_EQ(size_of("other.old"), default_limit + 1);
+    EXPECT_TRUE(is_entry(read_file("log").value(), start, "x"));
+    EXPECT_TRUE(is_entry(read_file("other").value(), start, "x"));
+}
+
+TEST_F(TextLog, LimitOfTheCallers) {
+    make("log", 100);
+    EXPECT_EQ(log_str_size("log", 100, "x"), 0);
+    EXPECT_EQ(size_of("log"), 128) << "over its limit by one entry";
+    EXPECT_EQ(log_str_size("log", 100, "y"), 0);
+    EXPECT_EQ(size_of("log"), 28);
+    EXPECT_EQ(size_of("log.old"), 128);
+}
+
+TEST_F(TextLog, OneBackupIsKept) {
+    for (const char *text : {"one", "two", "three"}) {
+        EXPECT_EQ(log_str_size("log", 0, "%s", text), 0);
+    }
+    EXPECT_THAT(folder_.names(), ElementsAre("log", "log.old"));
+    EXPECT_THAT(messages(read_file("log").value()), ElementsAre("three"));
+    EXPECT_THAT(messages(read_file("log.old").value()), ElementsAre("two"));
+}
+
+TEST_F(TextLog, LimitZeroSparesAnEmptyFile) {
+    make("log", 0);
+    EXPECT_EQ(log_str_size("log", 0, "x"), 0);
+    EXPECT_THAT(folder_.names(), ElementsAre("log"));
+}
+
+TEST_F(TextLog, NegativeLimitMovesAnEmptyFile) {
+    for (const int32_t limit : {-1, INT32_MIN}) {
+        make("log", 0);
+        EXPECT_EQ(log_str_size("log", limit, "x"), 0);
+        EXPECT_EQ(size_of("log.old"), 0);
+        EXPECT_EQ(size_of("log"), 28);
+    }
+}
+
+TEST_F(TextLog, LargestLimit) {
+    make("log", off_t{INT32_MAX});
+    EXPECT_EQ(log_str_size("log", INT32_MAX, "x"), 0);
+    EXPECT_THAT(folder_.names(), ElementsAre("log"));
+    EXPECT_EQ(log_str_size("log", INT32_MAX, "x"), 0);
+    EXPECT_EQ(size_of("log.old"), off_t{INT32_MAX} + 28) << "more than 2 GiB, on 32-bit boards too";
+}
+
+TEST_F(TextLog, SizeIsThatOfALinksTarget) {
+    make("target", 100);
+    ASSERT_EQ(symlink("target", "log"), 0);
+    EXPECT_EQ(log_str_size("log", 99, "x"), 0);
+    EXPECT_THAT(folder_.names(), ElementsAre("log", "log.old", "target"));
+    EXPECT_EQ(size_of("target"), 100) << "the link was moved, not the file";
+}
+
+TEST_F(TextLog, PathThatMakesTooLongACommandIsNotMoved) {
+    const std::string fits(45, 'f'); // a command of 98 characters; they come in pairs, so 99 does not occur
+    const std::string too_long(46, 't'); // 100
+    make(fits, 1);
+    make(too_long, 1);
+    EXPECT_EQ(log_str_size(fits.c_str(), 0, "x"), 0);
+    EXPECT_EQ(log_str_size(too_long.c_str(), 0, "x"), 0);
+    EXPECT_THAT(folder_.names(), ElementsAre(fits, fits + ".old", too_long));
+    EXPECT_EQ(size_of(too_long), 29);
+}
+
+TEST_F(TextLog, VeryLongPathIsLogged) {
+    const std::string path = folder_.path() + "/" + std::string(200, 'l');
+    make(path, 1);
+    EXPECT_EQ(log_str_size(path.c_str(), 0, "x"), 0);
+    EXPECT_EQ(size_of(path), 29);
+}
+
+TEST_F(TextLog, PathIsShellText) {
+    make("a;touch made", 1);
+    EXPECT_EQ(log_str_size("a;touch made", 0, "x"), 0);
+    EXPECT_THAT(folder_.names(), ::testing::Contains("made")) << "this is why paths must be plain";
+}
+
+TEST_F(TextLog, FailedMoveIsNotNoticed) {
+    make("a b", 1);
+    EXPECT_EQ(log_str_size("a b", 0, "x"), 0);
+    EXPECT_THAT(folder_.names(), ElementsAre("a b"));
+    EXPECT_EQ(size_of("a b"), 29);
+}
+
+TEST_F(TextLog, EntryIsDroppedWhereTheFileCannotBeOpened) {
+    EXPECT_EQ(log_str("none/log", "x"), 0);
+    EXPECT_EQ(log_str_old("none/log", "x"), 0);
+    EXPECT_EQ(log_str_size("none/log", -1, "x"), 0);
+    EXPECT_EQ(log_str(".", "x"), 0);
+    EXPECT_THAT(folder_.names(), IsEmpty());
+}
+
+TEST_F(TextLog, FullDiskIsTheResultOfClosing) {
+    EXPECT_EQ(log_str("/dev/full", "x"), EOF);
+    EXPECT_EQ(log_str_old("/dev/full", "x"), EOF);
+    EXPECT_EQ(log_str_size("/dev/full", 0, "%s", std::string(100000, 'x').c_str()), EOF);
+}
+
+TEST_F(TextLog, NewFileObeysTheUmask) {
+    const mode_t old_mask = umask(027);
+    EXPECT_EQ(log_str("log", "x"), 0);
+    umask(old_mask);
+    EXPECT_EQ(identity_of("log").mode & 07777U, 0640U);
+}
+
+TEST_F(TextLog, EntriesOfAnyLength) {
+    for (const std::size_t length : {4000U, 4096U, 16356U, 16357U, 16358U, 16384U, 100000U}) {
+        const std::string text(length, 'x');
+        EXPECT_EQ(log_str("log", "%s", text.c_str()), 0);
+        EXPECT_THAT(messages(read_file("log").value()), ElementsAre(text)) << length;
+        ASSERT_EQ(unlink("log"), 0);
+    }
+}
+
+TEST_F(TextLog, EntriesOfSeveralProcessesDoNotMix) {
+    constexpr int writers = 4;
+    constexpr int entries = 100;
+    constexpr std::size_t length = 10000;
+    std::vector<pid_t> children;
+    for (char letter = 'a'; letter < 'a' + writers; ++letter) {
+        const pid_t child = fork();
+        if (child == 0) {
+            const std::string text(length, letter);
+            for (int n = 0; n < entries; ++n) {
+                log_str_size("log", INT32_MAX, "%s", text.c_str());
+            }
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    }
+    const std::vector<std::string> found = messages(read_file("log").value());
+    EXPECT_EQ(found.size(), static_cast<std::size_t>(writers) * entries);
+    for (const std::string &message : found) {
+        ASSERT_EQ(message, std::string(length, message[0]));
+    }
+}
+
+} // namespace
