@@ -215,6 +215,27 @@ TEST_F(SystemLog, TheLogIsOpenedOnce) {
     EXPECT_EQ(lines[0].sender, "other");
 }
 
+TEST_F(SystemLog, AForkedProcessNamesItself) {
+    pid_t child_of_daemon = 0;
+    std::array<int, 2> numbers{};
+    ASSERT_EQ(pipe(numbers.data()), 0);
+    const auto texts = texts_logged_by([&] {
+        IDBG_LINUXAPP_DbgLog(LOG_INFO, "x");
+        const pid_t child = fork();
+        if (child == 0) {
+            IDBG_LINUXAPP_DbgLog(LOG_INFO, "y");
+            _exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        EXPECT_EQ(write(numbers[1], &child, sizeof child), ssize_t{sizeof child});
+    });
+    ASSERT_EQ(read(numbers[0], &child_of_daemon, sizeof child_of_daemon), ssize_t{sizeof child_of_daemon});
+    close(numbers[0]);
+    close(numbers[1]);
+    EXPECT_THAT(texts,
+                ElementsAre("[" + pid() + " INFO]x", "[" + std::to_string(child_of_daemon) + " INFO]y"));
+}
+
 TEST_F(SystemLog, ALineThatCannotBeSentIsDropped) {
     ASSERT_EQ(unlink("/dev/log"), 0);
     EXPECT_THAT(logged_by([] {

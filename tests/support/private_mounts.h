@@ -11,4 +11,7 @@ namespace varnel::test {
 /// Mounts an empty memory file system of `size` bytes, for this process alone.
 [[nodiscard]] bool mount_memory(const std::string &folder, unsigned int size);
 
+/// Ends mount_memory(); without it the folder cannot be removed.
+void unmount(const std::string &folder);
+
 } // namespace varnel::test
