@@ -10,6 +10,7 @@
 #include <fstream>
 #include <map>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,10 +35,7 @@ constexpr const char *key = "location";
 constexpr const char *iniparser_name = "sensor9:location";
 constexpr const char *values[] = {"rear panel", "front panel, left"};
 
-[[noreturn]] void fail(const std::string &what) {
-    std::fprintf(stderr, "bench_ini: %s\n", what.c_str());
-    std::exit(1);
-}
+[[noreturn]] void fail(const std::string &what) { throw std::runtime_error(what); }
 
 /// 100 lines of about 30 bytes, as Debian's unit files, .desktop files and .ini files have on average.
 std::string hundred_lines() {
@@ -262,13 +260,7 @@ void print_table(const std::vector<subject> &all, const bench_file &file, const 
     std::printf("\nGoal: peers at a ratio of %.0f or more.\n", goal);
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
-    const std::span<char *> arguments(argv, static_cast<std::size_t>(argc));
-    if (arguments.size() == 4 && std::string_view(arguments[1]) == "--once") {
-        return run_once(arguments);
-    }
+void compare(const std::string &self) {
     const bench_file file;
     std::vector<subject> all = subjects();
     for (const subject &s : all) {
@@ -279,5 +271,21 @@ int main(int argc, char **argv) {
             measure(s, file);
         }
     }
-    print_table(all, file, arguments[0]);
+    print_table(all, file, self);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const std::span<char *> arguments(argv, static_cast<std::size_t>(argc));
+    if (arguments.size() == 4 && std::string_view(arguments[1]) == "--once") {
+        return run_once(arguments);
+    }
+    try {
+        compare(arguments[0]);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "bench_ini: %s\n", error.what());
+        return 1;
+    }
+    return 0;
 }

@@ -41,12 +41,12 @@
  * created with mode 0666 less the umask. A result that would not fit 16,383 bytes is refused before the file
  * is touched. When the disk is full or a write fails the old content is put back, and -1 returned. (A file
  * that may be written but not read counts as missing: it is overwritten, and its content, never known,
- * cannot be put back. A new file stays behind empty.) The file is never empty or shortened on the way to its
- * new content.
+ * cannot be put back. A new file stays behind empty.) The file is never cut short on the way to its new
+ * content.
  *
  * Not promised: that the new text is on the flash when the call returns (sync() does that), that a power
- * failure during the write-back leaves one of the two texts whole when they span several blocks, and what a
- * network file system reports only after the file is closed.
+ * failure during the write-back leaves exactly one of the two texts, and that the old text comes back after
+ * an error which a network file system reports only when the file is closed (the result is -1 then, too).
  *
  * @par Null pointers
  * A null pointer is a programming error and ends the process through an assertion.
@@ -54,8 +54,8 @@
  * @par Threads and processes
  * No shared state: calls may come from any thread. No lock either. Of two setters at work on one file at the
  * same time one loses its update, and when their texts differ in length the file can end up with a tail of
- * the longer one: writers serialise. A reader meets the old or the new text, or, when that spans several
- * pages, a mixture.
+ * the longer one: writers serialise. A reader meets the old or the new text; for a moment also the new one
+ * with the end of a longer old one behind it, or, in files of several pages, a mixture of both.
  */
 
 #include <stdint.h>

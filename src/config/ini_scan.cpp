@@ -72,7 +72,7 @@ class ini_scan {
 
     /// Searches one section's lines. Returns the header behind them, or null when the search is over.
     [[nodiscard]] const char *find_key(const char *line) {
-        while (line <= end_ && *line != '\0') {
+        while (line < end_ && *line != '\0') {
             if (*line == '[' && ends_line(line[-1])) {
                 return line;
             }

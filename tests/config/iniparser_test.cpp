@@ -499,6 +499,14 @@ TEST_F(IniFile, FormatTextThatPrintsTooMuchIsRefused) {
     }
 }
 
+TEST_F(IniFile, FormatTextMayPrintUpToTheLimit) {
+    const std::string padding = std::to_string(longest_content - 10); // behind "[S]\nk=v\na="
+    write("[S]\na=%" + padding + "d");
+    EXPECT_EQ(set("S", "k", "vv"), -1);
+    EXPECT_EQ(set("S", "k", "v"), 0);
+    EXPECT_EQ(text()->size(), longest_content);
+}
+
 // Limits
 
 TEST_F(IniFile, OutputUpToItsLimit) {
@@ -656,6 +664,8 @@ class FullDisk : public IniFile {
             GTEST_SKIP() << "needs the right to mount a file system of its own (root, or user namespaces)";
         }
     }
+
+    void TearDown() override { varnel::test::unmount(folder_.path()); }
 
     /// Takes every block that is left.
     void fill() const {
