@@ -1,20 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <sys/types.h>
+#include <stdlib.h>
+#include <sys/stat.h>
 
 namespace varnel::test {
 
 /// A new folder, removed with what is in it.
 class scratch_folder {
   public:
-    scratch_folder();
-    ~scratch_folder();
+    scratch_folder() : path_((std::filesystem::temp_directory_path() / "varnel-XXXXXX").string()) {
+        if (mkdtemp(path_.data()) == nullptr) {
+            throw std::runtime_error("cannot create " + path_);
+        }
+    }
+    ~scratch_folder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
     scratch_folder(const scratch_folder &) = delete;
     scratch_folder &operator=(const scratch_folder &) = delete;
 
@@ -22,17 +35,37 @@ class scratch_folder {
     std::string file(std::string_view name) const { return path_ + '/' + std::string(name); }
 
     /// Names of what is in it, sorted.
-    std::vector<std::string> names() const;
+    std::vector<std::string> names() const {
+        std::vector<std::string> found;
+        for (const auto &entry : std::filesystem::directory_iterator(path_)) {
+            found.push_back(entry.path().filename().string());
+        }
+        std::sort(found.begin(), found.end());
+        return found;
+    }
 
   private:
     std::string path_;
 };
 
 /// Writes a whole file; throws when that fails.
-void write_file(const std::string &path, std::string_view bytes);
+inline void write_file(const std::string &path, std::string_view bytes) {
+    std::ofstream file(path, std::ios::binary);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (!file) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
 
 /// A whole file, or nothing when it cannot be read.
-std::optional<std::string> read_file(const std::string &path);
+inline std::optional<std::string> read_file(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        return std::nullopt;
+    }
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
 
 /// What must survive when a file is rewritten in place.
 struct file_identity {
@@ -40,6 +73,13 @@ struct file_identity {
     mode_t mode;
     bool operator==(const file_identity &) const = default;
 };
-file_identity identity_of(const std::string &path);
+
+inline file_identity identity_of(const std::string &path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        throw std::runtime_error("no such file: " + path);
+    }
+    return {status.st_ino, status.st_mode};
+}
 
 } // namespace varnel::test

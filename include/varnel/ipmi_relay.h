@@ -1,0 +1,116 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_IPMI_RELAY_H
+#define VARNEL_IPMI_RELAY_H
+
+/**
+ * @file
+ * Raw commands between the system management controller (SMC) and the BMCs, over IPMI 2.0 LAN sessions.
+ *
+ * A relay is one call: smc_send_command_to_bmc() and bmc_send_command_to_smc() look up the other controller's
+ * login, open a session to its port 623, send one command and close the session. Daemons that send many
+ * commands open a session themselves (lan_create_session()) and use the platform's IPMI library with it.
+ *
+ * @par Controllers
+ * A controller's number, `dev_id`, is 0 for the SMC and n + 1 for the BMC in slot n.
+ *
+ * @par Results
+ * 0, or -1; nothing is printed, and the status of the platform's IPMI library is not passed on. Its statuses
+ * count as 16-bit values, 0 being success.
+ *
+ * @par Threads
+ * No state: each call has its session and its login on its own stack. Calls may run in parallel as far as the
+ * platform's functions allow it.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The login of a controller. The lengths of user name and password are those of IPMI 2.0
+ * (sections 22.28, 22.30). */
+typedef struct bmc_session_info {
+    char ip[20];        /**< IPv4 address as dotted text; "0.0.0.0" means that there is none */
+    char user_name[16]; /**< padded with zeros; @b not terminated when all 16 characters are used */
+    char password[20];  /**< padded with zeros; @b not terminated when all 20 characters are used */
+} bmc_session_info;
+
+/**
+ * Looks up the login of a controller: the address with get_device_ip(), user name and password in the record
+ * of smc_get_shared_memory() (platform.h). Neither is checked.
+ *
+ * @param dev_id    the controller.
+ * @param pSession  receives the login; null ends the process through an assertion.
+ * @return always 0.
+ */
+int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession);
+
+/**
+ * Opens an IPMI 2.0 session to port 623 of a controller, with Administrator privilege and a time-out of 5.
+ *
+ * @param info         the login.
+ * @param IPMISession  storage for the platform's session object, zeroed; null ends the process through an
+ *                     assertion. The relays below give it 32 bytes.
+ * @return 0, or -1: the address is "0.0.0.0" (the platform is not called), or the session was not opened.
+ */
+int lan_create_session(bmc_session_info *info, void *IPMISession);
+
+/** As lan_create_session(), with 4 instead of 1 as the tenth argument of the platform's call. */
+int lan_create_session_over_udp(bmc_session_info *info, void *IPMISession);
+
+/**
+ * Closes a session.
+ *
+ * @param session  what lan_create_session() or lan_create_session_over_udp() filled.
+ * @return 0, or -1 when the platform reported a failure.
+ */
+int lan_close_session(void *session);
+
+/**
+ * Sends one raw command from the SMC to the BMC in a slot: network function 0x38, LUN 0, time-out 10. The
+ * session is closed whatever became of the command.
+ *
+ * @param slot     slot of the BMC.
+ * @param cmd      command byte.
+ * @param req      request data; handed to the platform as it is, like the next three.
+ * @param req_len  bytes in @p req.
+ * @param res      receives the response.
+ * @param res_len  the response's length, as the platform's LIBIPMI_Send_RAW_IPMI2_0_Command() defines it.
+ * @return 0, or -1: no address, no session, or the command failed.
+ */
+int smc_send_command_to_bmc(uint8_t slot, uint8_t cmd, uint8_t *req, uint32_t req_len, uint8_t *res,
+                            uint32_t *res_len);
+
+/** As smc_send_command_to_bmc(), from a BMC to the SMC. */
+int bmc_send_command_to_smc(uint8_t cmd, uint8_t *req, uint32_t req_len, uint8_t *res, uint32_t *res_len);
+
+/** Bytes that get_device_name() may store. */
+enum device_name_limit { DEVICE_NAME_SIZE = 30 };
+
+/**
+ * Copies a field out of a text file: what follows the nth @p start character, up to the next @p end
+ * character.
+ *
+ * get_device_name("/etc/slots", '<', '>', name, 2) finds "fan" in "<cpu> <fan>".
+ *
+ * - A field ends after 29 characters, and at a zero byte in it.
+ * - A file that ends inside the field is not noticed: the missing characters are bytes 0xFF, up to a field of
+ * 29, unless @p end is (char)0xFF, which ends it there.
+ * - A field that is not there gives the empty string: too few @p start characters, @p nth below 1, or a file
+ * that opens but cannot be read.
+ *
+ * @param path   the file.
+ * @param start  character in front of the field, compared as a byte.
+ * @param end    character behind it, compared as a byte; may be the same.
+ * @param dst    receives the field, terminated; room for DEVICE_NAME_SIZE bytes.
+ * @param nth    which occurrence of @p start, counted from 1.
+ * @return 0, or -1 when the file cannot be opened (@p dst is untouched).
+ */
+int get_device_name(const char *path, char start, char end, char *dst, int32_t nth);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,137 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_LAN_TRANSFER_H
+#define VARNEL_LAN_TRANSFER_H
+
+/**
+ * @file
+ * Copies one file from one controller to others, over TCP port 7000.
+ *
+ * The sender runs lan_transfer_file() as a thread; each receiver calls mma_lan_transfer().
+ *
+ * @code
+ * struct { uint8_t count; char path[32]; } order = {3, "/var/firmware.bin"};   // three receivers
+ * pthread_attr_t attributes;
+ * pthread_t server;
+ * pthread_attr_init(&attributes);
+ * pthread_attr_setstacksize(&attributes, LAN_TRANSFER_STACK_SIZE);
+ * pthread_create(&server, &attributes, lan_transfer_file, &order);
+ * pthread_attr_destroy(&attributes);
+ * ...
+ * pthread_join(server, NULL);       // order must live until here
+ * @endcode
+ *
+ * @par On the wire
+ * Four bytes with the size of the file, in the sender's byte order (little-endian on the boards), then the
+ * bytes of the file. No checksum, no acknowledgement.
+ *
+ * @par Security
+ * Nothing is authenticated or encrypted: whoever reaches port 7000 gets the file, and whoever answers there
+ * decides what the receiver stores, of any length. Use it on a management network only, and check what
+ * arrives (length, digest, signature) before using it.
+ *
+ * @par Files of 2 GiB and more
+ * The size is 32 bits wide, and the receiver counts in signed 32 bits: do not send them.
+ */
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Fixed numbers of the transfer. */
+enum lan_transfer_constant {
+    LAN_TRANSFER_PORT = 7000,    /**< TCP port of the sender */
+    LAN_TRANSFER_CHUNK = 262144, /**< bytes per send, and of the buffer that both sides keep on the stack */
+    LAN_TRANSFER_STACK_SIZE = 327680 /**< bytes of stack that suffice for a thread that sends or receives */
+};
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic" /* in C++ a flexible array member is an extension */
+#endif
+
+/** What lan_transfer_file() is to send, and how often. */
+typedef struct lan_transfer_arg {
+    uint8_t count; /**< clients to serve; counted down after each, so it tells how many are still to come */
+    char path[];   /**< path of the file, terminated by a zero byte */
+} lan_transfer_arg;
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
+/**
+ * Set to 1 by the sending thread just before it listens, for each client anew; never cleared here. The write
+ * is atomic: a thread that polls it (with an atomic load) sees the change. A client that connects in the
+ * instant between the two is still refused and tries again.
+ */
+extern int g_transfer_server_ok;
+
+/**
+ * Thread start routine: serves a file to @ref lan_transfer_arg::count clients, one after another, on all
+ * interfaces.
+ *
+ * It ends the thread with pthread_exit(NULL) and never returns: one second after the last client, or at once
+ * and without a word when the socket cannot be made or bound (another server has the port), when the file
+ * cannot be opened, or when listen(2) or accept(2) fails, a signal handler's EINTR included. `count` tells
+ * what was done.
+ *
+ * - The file is opened once, its size taken anew for each client.
+ * - A client that goes away is counted as served, and the next one is waited for. SIGPIPE is blocked in this
+ *   thread, so that it never ends the process.
+ * - A send that the kernel ends early (a signal handler ran) is not continued: the rest of that chunk is
+ * missing on the wire, and the client, who counts, waits for it. Block signals in this thread.
+ * - There is no time limit: a client that reads nothing holds up the others.
+ * - The connection of each client but the last stays open until the process ends, one descriptor each:
+ * clients go by the size, not by the end of file.
+ * - When the file cannot be opened, @b descriptor @b 0 is closed; when `count` is 0, too, one second later.
+ * Keep descriptor 0 on /dev/null and expect it to be gone.
+ * - After a failed listen or accept the file stays open.
+ *
+ * @par Stack and start
+ * The thread needs a little more than LAN_TRANSFER_CHUNK bytes of stack; LAN_TRANSFER_STACK_SIZE suffices.
+ * (The C library's default follows `ulimit -s`.) pthread_exit() of the GNU C library loads libgcc_s.so.1 when
+ * it is first called and ends the process when there is none: a root file system on which this function runs
+ * contains it.
+ *
+ * @param arg  a @ref lan_transfer_arg, alive and in place until the thread has ended.
+ */
+void *lan_transfer_file(void *arg);
+
+/**
+ * Connects to a sender and writes what arrives to a file.
+ *
+ * Receiving ends when the announced size has arrived or the sender closes: a connection that broke in a clean
+ * way gives 0 and a short file. After an empty file the call waits for the close, which comes a second after
+ * the sender's last client. What arrives beyond the announced size, in the same recv(2), is written too.
+ *
+ * Needs LAN_TRANSFER_CHUNK bytes of stack and a little more.
+ *
+ * | Result | Meaning                                                | Left open      |
+ * |--------|--------------------------------------------------------|----------------|
+ * | 0      | received, or the sender closed                         |                |
+ * | 1      | no socket                                              |                |
+ * | 2      | SO_REUSEADDR refused                                   | socket         |
+ * | 3      | no local port                                          | socket         |
+ * | 4      | @p ip is no IPv4 address, for example 256.1.1.1        | socket         |
+ * | 5      | no connection                                          |                |
+ * | 6      | file cannot be created                                 |                |
+ * | 7      | receiving failed                                       | file           |
+ * | 8      | writing failed                                         | file           |
+ *
+ * errno is that of the failed call as far as closing the socket leaves it. With 7 and 8 the last bytes that
+ * were received may not be in the file. The end of writing is not checked: a disk that fills up with the last
+ * few kilobytes still gives 0. Compare sizes.
+ *
+ * @param path  file to create or to overwrite.
+ * @param ip    IPv4 address of the sender, in a form that inet_aton(3) takes.
+ * @return 0 to 8.
+ */
+int mma_lan_transfer(const char *path, const char *ip);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

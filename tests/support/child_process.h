@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <csignal>
+#include <cstdio>
+#include <utility>
+
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace varnel::test {
+
+/// Another process, which runs `body` and exits with its result. It is killed when nobody waited for it.
+class child_process {
+  public:
+    template <class callable>
+    explicit child_process(callable body) {
+        std::fflush(nullptr); // or the child would write it again
+        id_ = fork();
+        if (id_ == 0) {
+            const int result = body();
+            std::fflush(nullptr);
+            _exit(result);
+        }
+    }
+
+    ~child_process() {
+        if (id_ > 0) {
+            kill();
+            wait();
+        }
+    }
+
+    child_process(child_process &&other) noexcept : id_(std::exchange(other.id_, -1)) {}
+    child_process &operator=(child_process &&other) noexcept {
+        std::swap(id_, other.id_);
+        return *this;
+    }
+
+    void kill(int signal = SIGKILL) const { ::kill(id_, signal); }
+    bool running() const { return id_ > 0; }
+
+    /// How it ended, as of waitpid(2).
+    int wait() {
+        int status = -1;
+        waitpid(std::exchange(id_, -1), &status, 0);
+        return status;
+    }
+
+    /// Whether it ended by itself with this result.
+    bool exits_with(int result) {
+        const int status = wait();
+        return WIFEXITED(status) && WEXITSTATUS(status) == result;
+    }
+
+  private:
+    pid_t id_ = -1;
+};
+
+} // namespace varnel::test
