@@ -96,9 +96,9 @@ enum device_name_limit { DEVICE_NAME_SIZE = 30 };
  *
  * - A field ends after 29 characters, and at a zero byte in it.
  * - A file that ends inside the field is not noticed: the missing characters are bytes 0xFF, up to a field of
- * 29, unless @p end is (char)0xFF, which ends it there.
+ *   29, unless @p end is (char)0xFF, which ends it there.
  * - A field that is not there gives the empty string: too few @p start characters, @p nth below 1, or a file
- * that opens but cannot be read.
+ *   that opens but cannot be read.
  *
  * @param path   the file.
  * @param start  character in front of the field, compared as a byte.

@@ -81,12 +81,12 @@ extern int g_transfer_server_ok;
  * - A client that goes away is counted as served, and the next one is waited for. SIGPIPE is blocked in this
  *   thread, so that it never ends the process.
  * - A send that the kernel ends early (a signal handler ran) is not continued: the rest of that chunk is
- * missing on the wire, and the client, who counts, waits for it. Block signals in this thread.
+ *   missing on the wire, and the client, who counts, waits for it. Block signals in this thread.
  * - There is no time limit: a client that reads nothing holds up the others.
  * - The connection of each client but the last stays open until the process ends, one descriptor each:
- * clients go by the size, not by the end of file.
+ *   clients go by the size, not by the end of file.
  * - When the file cannot be opened, @b descriptor @b 0 is closed; when `count` is 0, too, one second later.
- * Keep descriptor 0 on /dev/null and expect it to be gone.
+ *   Keep descriptor 0 on /dev/null and expect it to be gone.
  * - After a failed listen or accept the file stays open.
  *
  * @par Stack and start

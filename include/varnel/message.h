@@ -14,13 +14,13 @@
  * The stream has no marks between records: a record written in part puts every later one out of step. Two
  * rules keep clear of that.
  * - Payload at most 61440 bytes, and bytes 42 and 43 of the record zero. Posting computes the record's size
- * in 16 bits, (payload_len + 44) modulo 65536, while the reader takes all 32 bits of payload_len: a
- * payload_len of 65500 writes 8 bytes.
+ *   in 16 bits, (payload_len + 44) modulo 65536, while the reader takes all 32 bits of payload_len: a
+ *   payload_len of 65500 writes 8 bytes.
  * - Without blocking, and wherever signal handlers run, post records of at most PIPE_BUF bytes (4096 on
- * Linux: a payload of 4052). The kernel writes those as a whole or not at all (pipe(7)). Of a larger one
+ *   Linux: a payload of 4052). The kernel writes those as a whole or not at all (pipe(7)). Of a larger one
  *   post_message_non_block() writes what still fits into a nearly full pipe, and a blocking post that a
- * signal handler interrupts, SA_RESTART or not, writes what went in before; both return -1, and the rest of
- * the record is lost.
+ *   signal handler interrupts, SA_RESTART or not, writes what went in before; both return -1, and the rest of
+ *   the record is lost.
  *
  * Where larger records must go without blocking, make the pipe so large that it never fills: `fcntl(fd,
  * F_SETPIPE_SZ, bytes)` (fcntl(2); up to /proc/sys/fs/pipe-max-size, 1 MiB by default, without privileges). A
@@ -76,8 +76,8 @@ enum queue_message_size {
  * @param msg  the record; (payload_len + 44) modulo 65536 bytes of it are written.
  * @param fd   pipe open for writing.
  * @return 0, or -1 when the write failed or was short ("Message.c : PostMsg ERRNO TEXT", ERRNO in
- * hexadecimal). A lock that fails prints "Varnel message.c : Error locking Queue" or "... unlocking Queue"
- * and changes nothing else.
+ *         hexadecimal). A lock that fails prints "Varnel message.c : Error locking Queue" or "... unlocking
+ *         Queue" and changes nothing else.
  */
 int post_message(const queue_message *msg, int32_t fd);
 
@@ -89,8 +89,8 @@ int post_message(const queue_message *msg, int32_t fd);
  * @param msg  the record, as for post_message().
  * @param fd   pipe open for writing.
  * @return 0, or -1 when the write failed or was short ("Message.c : PostMsgNonBlock -  TEXT", two blanks). A
- * full pipe is EAGAIN. To tell "nothing written" from "part written", which spoils the queue, set errno to 0
- *         before the call: a short write leaves it there.
+ *         full pipe is EAGAIN. To tell "nothing written" from "part written", which spoils the queue, set
+ *         errno to 0 before the call: a short write leaves it there.
  */
 int post_message_non_block(const queue_message *msg, int32_t fd);
 
@@ -103,7 +103,7 @@ int post_message_non_block(const queue_message *msg, int32_t fd);
  *
  * @param msg   the record, as for post_message().
  * @param path  the pipe. It is not created; anything else that opens for writing is written to, at its
- * beginning.
+ *              beginning.
  * @return 0, or -1 when the write failed or was short ("Message.c : PostMsg TEXT").
  */
 int post_message_to_named_queue(const queue_message *msg, const char *path);
@@ -125,15 +125,16 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
  * an empty record with a header of zeros.
  *
  * @param buf      receives header, length and payload. It must hold 44 bytes and the largest payload that
- * anybody posts; no bound is checked. A payload_len below 1, taken as a signed number, means no payload.
+ *                 anybody posts; no bound is checked. A payload_len below 1, taken as a signed number, means
+ *                 no payload.
  * @param fd       pipe open for reading.
  * @param timeout  seconds; 0 does not wait; -1 waits for ever. The wait is handed to select(2) in
- * microseconds of 32 bits: 2147 s is the longest, 2148 and more wrap around into a failure or a shorter wait,
- * and numbers below -1 fail.
+ *                 microseconds of 32 bits: 2147 s is the longest, 2148 and more wrap around into a failure or
+ *                 a shorter wait, and numbers below -1 fail.
  * @return 0, or -1 when the time is over (nothing printed) or select() failed ("Message.c : Error waiting on
- * Queue TEXT"): a signal handler ran (EINTR), or @p fd is not open (EBADF, where the kernel notices). With a
- *         time-out, negative descriptors and those from 1024 (FD_SETSIZE) on are refused in the same way
- * (EBADF).
+ *         Queue TEXT"): a signal handler ran (EINTR), or @p fd is not open (EBADF, where the kernel notices).
+ *         With a time-out, negative descriptors and those from 1024 (FD_SETSIZE) on are refused in the same
+ *         way (EBADF).
  */
 int get_message(void *buf, int32_t fd, int16_t timeout);
 

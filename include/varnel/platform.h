@@ -111,7 +111,7 @@ uint8_t *smc_get_shared_memory(int dev_id);
  *
  * @param dev_id  controller.
  * @param ip      receives dotted text, at most 19 characters and a zero byte; "0.0.0.0" when there is no
- * address.
+ *                address.
  * @return anything; ignored.
  */
 int get_device_ip(int dev_id, char *ip);
@@ -122,7 +122,7 @@ int get_device_ip(int dev_id, char *ip);
  * The meaning of the constants is the platform's; the library always passes these.
  *
  * @param session    storage for the session; the relay gives 32 zeroed bytes, aligned for any type. Keep what
- * is larger elsewhere and a pointer to it here.
+ *                   is larger elsewhere and a pointer to it here.
  * @param host       IPv4 address as dotted text.
  * @param port       623.
  * @param user_name  up to 16 characters; @b not terminated when there are 16.

@@ -52,8 +52,7 @@ extern "C" {
  * @param nsems  number of locks in the set, 1 to the system's limit (SEMMSL). A set that exists must have at
  *               least as many; 0 accepts any set that exists.
  * @return set identifier (>= 0), or -1: the file cannot be created or opened for reading and writing, no
- * right to use the set (it is created with mode 0777, whatever the umask), or it is smaller than @p nsems
- *         (EINVAL).
+ * right to use the set (it is created with mode 0777, whatever the umask), or it is too small (EINVAL).
  */
 int get_sem_lock(const char *path, int32_t nsems);
 
