@@ -35,7 +35,7 @@ void print_row(const comparison &what, const contender &who, const column &rates
                 *std::min_element(rates.begin(), rates.end()), *std::max_element(rates.begin(), rates.end()),
                 100 * median_ratio(ours, rates));
     if (!what.processor_unit.empty()) {
-        std::printf(" %10.3f", median(processor));
+        std::printf(" %11.3f", median(processor));
     }
     std::puts("");
 }
@@ -50,12 +50,12 @@ void compare(const comparison &what, const std::vector<contender> &contenders) {
             const std::size_t i = (turn + static_cast<std::size_t>(round)) % contenders.size();
             const outcome result = contenders[i].run();
             rates[i].push_back(result.rate);
-            processor[i].push_back(result.processor_seconds);
+            processor[i].push_back(result.processor);
         }
     }
     std::printf("\n%s, %d rounds\n  %-34s %12s %12s %12s %11s", what.title.c_str(), what.rounds,
                 what.unit.c_str(), "median", "lowest", "highest", "ours/this");
-    std::printf(what.processor_unit.empty() ? "\n" : " %10s\n", what.processor_unit.c_str());
+    std::printf(what.processor_unit.empty() ? "\n" : " %11s\n", what.processor_unit.c_str());
     for (std::size_t i = 0; i < contenders.size(); ++i) {
         print_row(what, contenders[i], rates[i], processor[i], rates[0]);
         if (contenders[i].name == what.goal_peer) {

@@ -10,10 +10,10 @@
 
 namespace varnel::bench {
 
-/// What one run came to. Only transfers tell the processor time.
+/// What one run came to.
 struct outcome {
-    double rate = 0; ///< per second
-    double processor_seconds = 0;
+    double rate = 0;      ///< per second
+    double processor = 0; ///< processor time of all processes, in the comparison's unit
 };
 
 struct contender {
@@ -23,8 +23,8 @@ struct contender {
 
 /// Runs all contenders in turn, round after round, each round beginning with another one, and prints for each
 /// the median, the spread, and how the first contender (ours) compares: the median of the ratios of each
-/// round. `unit` is what the rates count; with `processor_unit` rates of processor time are printed, too:
-/// seconds per so much. `goal` names a contender and the percentage of it that ours is to reach.
+/// round. `unit` is what the rates count; with a `processor_unit` processor times are printed, too. `goal`
+/// names a contender and the percentage of it that ours is to reach.
 struct comparison {
     std::string title;
     std::string unit;
