@@ -9,27 +9,16 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 
+#include "../demo_board.h"
+#include "events.h"
+#include "settings.h"
 #include "varnel/varnel.h"
 
-/* Where things are on this board: bus in bits 0-7, slave address in bits 8-15. */
-#define DEVICE(bus, slave) ((uint32_t)(slave) << 8 | (bus))
-
-static const uint32_t selector = DEVICE(0, 0x74);
-static const uint32_t supply_mux = DEVICE(0, 0x70);
-static const uint32_t supply = DEVICE(0, 0x58); /* the same address behind each channel of the mux */
-static const uint32_t status_expander = DEVICE(0, 0x20);
-
-enum { SUPPLIES = 2 };
-
-/* Ports of the status expander. */
-enum { LED_OK = 0, LED_FAULT = 1, PRESENT_0 = 8, PRESENT_1 = 9 };
-
-static const uint8_t presence[SUPPLIES] = {PRESENT_0, PRESENT_1}; /* low when the supply is plugged in */
-
-static uint8_t least_fan_percent = 60;
+static struct settings settings;
 static volatile sig_atomic_t stopped;
 
 static void stop(int signal_number) {
@@ -61,53 +50,84 @@ static void bring_up(void) {
     printf("clock    %s\n", ds3232_set_time(time(NULL)) == 0 ? "set" : "NOT SET");
 }
 
-/* --- One round --- */
+/* --- Reading --- */
+
+enum condition { UNKNOWN, WELL, ABSENT, SILENT, TROUBLED, HOT };
 
 struct supply_report {
-    bool present;
-    bool answers;
+    enum condition condition;
     uint16_t status;
     uint16_t output_volt;
     uint16_t reading[CAR2512_READINGS];
     uint8_t fan_percent;
 };
 
+static double celsius(const struct supply_report *report) {
+    return (int16_t)report->reading[CAR2512_TEMPERATURE] / 10.0;
+}
+
 static bool read_supply(int number, struct supply_report *report) {
-    const uint8_t channel = (uint8_t)(1u << number);
-    return pca9548_enable_channel(supply_mux, channel) == 0 &&
-           car2512_set_fan_duty_cycle_upto_percent(supply, least_fan_percent) == 0 &&
+    const uint8_t fan = (uint8_t)settings.least_fan_percent;
+    return pca9548_enable_channel(supply_mux, channel_of(number)) == 0 &&
+           car2512_set_fan_duty_cycle_upto_percent(supply, fan) == 0 &&
            car2512_get_status(supply, &report->status) == 0 &&
            car2512_get_output_volt(supply, &report->output_volt) == 0 &&
            car2512_get_fan_duty_cycle(supply, &report->fan_percent) == 0 &&
            car2512_getall(supply, report->reading) == 0;
 }
 
-static bool look_at_supply(int number, struct supply_report *report) {
+static enum condition look_at_supply(int number, struct supply_report *report) {
     uint8_t absent = 1;
-    memset(report, 0, sizeof *report);
-    report->present = pca9555_get_port_data(status_expander, presence[number], &absent) == 0 && absent == 0;
-    report->answers = report->present && read_supply(number, report);
-    return report->answers && report->status == 0;
+    if (pca9555_get_port_data(status_expander, (uint8_t)(PRESENCE + number), &absent) != 0 || absent != 0) {
+        return ABSENT;
+    }
+    if (!read_supply(number, report)) {
+        return SILENT;
+    }
+    if (report->status != 0) {
+        return TROUBLED;
+    }
+    return celsius(report) >= settings.hot_celsius ? HOT : WELL;
+}
+
+/* --- Telling --- */
+
+static void tell_change(int number, const struct supply_report *report) {
+    char text[EVENT_TEXT_MAX];
+    switch (report->condition) {
+    case ABSENT:
+        tell(&settings, LOG_NOTICE, number, "is not plugged in");
+        break;
+    case SILENT:
+        tell(&settings, LOG_ERR, number, "does not answer");
+        break;
+    case TROUBLED:
+        snprintf(text, sizeof text, "is in trouble: status 0x%04x", report->status);
+        tell(&settings, LOG_ERR, number, text);
+        break;
+    case HOT:
+        snprintf(text, sizeof text, "is hot: %.1f C", celsius(report));
+        tell(&settings, LOG_WARNING, number, text);
+        break;
+    default:
+        tell(&settings, LOG_INFO, number, "is well");
+    }
 }
 
 static void print_supply(int number, const struct supply_report *report) {
     printf("psu%d     ", number);
-    if (!report->present) {
-        printf("not plugged in\n");
+    if (report->condition == ABSENT || report->condition == SILENT) {
+        printf("%s\n", report->condition == ABSENT ? "not plugged in" : "DOES NOT ANSWER");
         return;
     }
-    if (!report->answers) {
-        printf("DOES NOT ANSWER\n");
-        return;
+    printf("%6.2f V out  %6.1f W in  %5.1f V in  %5.1f C  fan %3d %% %5d rpm  ", report->output_volt / 100.0,
+           report->reading[CAR2512_INPUT_POWER] / 10.0, report->reading[CAR2512_INPUT_VOLT] / 10.0,
+           celsius(report), report->fan_percent, report->reading[CAR2512_FAN_SPEED]);
+    if (report->condition == TROUBLED) {
+        printf("TROUBLE (status 0x%04x)\n", report->status);
+    } else {
+        printf("%s\n", report->condition == HOT ? "HOT" : "ok");
     }
-    printf("%6.2f V out  %6.1f W in  %5.1f V in  %5.1f C  fan %3d %% %5d rpm  %s",
-           report->output_volt / 100.0, report->reading[CAR2512_INPUT_POWER] / 10.0,
-           report->reading[CAR2512_INPUT_VOLT] / 10.0, (int16_t)report->reading[CAR2512_TEMPERATURE] / 10.0,
-           report->fan_percent, report->reading[CAR2512_FAN_SPEED], report->status == 0 ? "ok" : "TROUBLE");
-    if (report->status != 0) {
-        printf(" (status 0x%04x)", report->status);
-    }
-    putchar('\n');
 }
 
 static void print_time(void) {
@@ -140,11 +160,15 @@ static bool show_lights(bool all_well) {
     return pca9555_set_port_high(status_expander, on) == 0 && pca9555_set_port_low(status_expander, off) == 0;
 }
 
-static void watch_once(void) {
+/* --- One round --- */
+
+static void watch_once(enum condition before[SUPPLIES]) {
     struct supply_report reports[SUPPLIES];
+    memset(reports, 0, sizeof reports);
     bool all_well = true;
     for (int i = 0; i < SUPPLIES; i++) {
-        all_well = look_at_supply(i, &reports[i]) && all_well;
+        reports[i].condition = look_at_supply(i, &reports[i]);
+        all_well = all_well && reports[i].condition == WELL;
     }
     pca9548_disable_channel(supply_mux);
     if (!show_lights(all_well)) {
@@ -155,6 +179,12 @@ static void watch_once(void) {
         print_supply(i, &reports[i]);
     }
     print_pins();
+    for (int i = 0; i < SUPPLIES; i++) {
+        if (reports[i].condition != before[i]) {
+            tell_change(i, &reports[i]);
+            before[i] = reports[i].condition;
+        }
+    }
 }
 
 /* --- The daemon --- */
@@ -171,47 +201,83 @@ static long number_argument(const char *text, long least, long most) {
     return number;
 }
 
-int main(int argc, char *argv[]) {
-    long rounds = 0; /* 0: until a signal */
-    long seconds = 5;
+struct arguments {
+    const char *settings_file; /* "": none */
+    long rounds;               /* 0: until a signal */
+    long seconds;              /* from one round to the next */
+};
+
+static struct arguments read_arguments(int argc, char *argv[]) {
+    struct arguments arguments = {"", 0, 5};
     opterr = 0;
-    for (int option; (option = getopt(argc, argv, "n:i:f:")) != -1;) {
+    for (int option; (option = getopt(argc, argv, "c:n:i:")) != -1;) {
         switch (option) {
+        case 'c':
+            arguments.settings_file = optarg;
+            break;
         case 'n':
-            rounds = number_argument(optarg, 1, 1000000);
+            arguments.rounds = number_argument(optarg, 1, 1000000);
             break;
         case 'i':
-            seconds = number_argument(optarg, 0, 3600);
-            break;
-        case 'f':
-            least_fan_percent = (uint8_t)number_argument(optarg, 0, 100);
+            arguments.seconds = number_argument(optarg, 0, 3600);
             break;
         default:
             fprintf(
                 stderr,
-                "board_monitor: bad option -%c; usage: board_monitor [-n ROUNDS] [-i SECONDS] [-f PERCENT]\n",
+                "board_monitor: bad option -%c; usage: board_monitor [-c FILE] [-n ROUNDS] [-i SECONDS]\n",
                 optopt);
-            return 2;
+            exit(2);
         }
     }
     if (optind != argc) {
         fprintf(stderr, "board_monitor: unexpected argument: %s\n", argv[optind]);
-        return 2;
+        exit(2);
     }
+    return arguments;
+}
 
+/* The lock that the settings name, or -1 without one: waiting for that fails at once, and the bus is used
+ * unguarded. */
+static int open_bus_lock(void) {
+    if (settings.bus_lock[0] == '\0') {
+        return -1;
+    }
+    const int lock = get_sem_lock(settings.bus_lock, 1);
+    if (lock < 0) {
+        fprintf(stderr, "board_monitor: %s: %s\n", settings.bus_lock, strerror(errno));
+        exit(1);
+    }
+    return lock;
+}
+
+static void stop_on_signals(void) {
     const struct sigaction on_signal = {.sa_handler = stop};
     sigaction(SIGTERM, &on_signal, NULL);
     sigaction(SIGINT, &on_signal, NULL);
+}
+
+int main(int argc, char *argv[]) {
+    const struct arguments arguments = read_arguments(argc, argv);
+    if (*arguments.settings_file != '\0' && access(arguments.settings_file, R_OK) != 0) {
+        fprintf(stderr, "board_monitor: %s: %s\n", arguments.settings_file, strerror(errno));
+        return 2;
+    }
+    read_settings(arguments.settings_file, &settings);
+    const int bus_lock = open_bus_lock();
+    stop_on_signals();
     setvbuf(stdout, NULL, _IOLBF, 0);
 
+    enum condition conditions[SUPPLIES] = {UNKNOWN};
     bring_up();
     for (long round = 1; !stopped; round++) {
         printf("\n");
-        watch_once();
-        if (round == rounds) {
+        wait_sem_lock(bus_lock, 0);
+        watch_once(conditions);
+        release_sem_lock(bus_lock, 0);
+        if (round == arguments.rounds) {
             break;
         }
-        nanosleep(&(struct timespec){.tv_sec = seconds}, NULL);
+        nanosleep(&(struct timespec){.tv_sec = arguments.seconds}, NULL);
     }
     return 0;
 }

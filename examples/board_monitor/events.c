@@ -1,0 +1,41 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#include "events.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "varnel/debug_log.h"
+#include "varnel/message.h"
+#include "varnel/text_log.h"
+
+/* Without a reader there is no queue, and a full one is not worth waiting for: the logs have the event, too.
+ */
+static void post(const char *queue, int level, int supply_number, const char *text) {
+    union {
+        queue_message message;
+        uint8_t bytes[QUEUE_MESSAGE_HEADER_SIZE + EVENT_TEXT_MAX];
+    } record = {.bytes = {0}};
+    const int fd = open(queue, O_WRONLY | O_NONBLOCK);
+    if (fd < 0) {
+        return;
+    }
+    record.message.header[EVENT_LEVEL] = (uint8_t)level;
+    record.message.header[EVENT_SUPPLY] = (uint8_t)supply_number;
+    record.message.payload_len = (uint32_t)strnlen(text, EVENT_TEXT_MAX);
+    memcpy(record.bytes + QUEUE_MESSAGE_HEADER_SIZE, text, record.message.payload_len);
+    post_message_non_block(&record.message, fd);
+    close(fd);
+}
+
+void tell(const struct settings *settings, int level, int supply_number, const char *text) {
+    printf("event    psu%d %s\n", supply_number, text);
+    IDBG_LINUXAPP_DbgLog(level, " psu%d %s", supply_number, text);
+    if (settings->log_file[0] != '\0') {
+        log_str_size(settings->log_file, settings->log_limit, "psu%d %s", supply_number, text);
+    }
+    if (settings->queue[0] != '\0') {
+        post(settings->queue, level, supply_number, text);
+    }
+}
