@@ -24,5 +24,6 @@
 #include "varnel/sem_lock.h"
 #include "varnel/smbus.h"
 #include "varnel/text_log.h"
+#include "varnel/xml.h"
 
 #endif

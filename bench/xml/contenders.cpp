@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "contenders.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+#include <expat.h>
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <pugixml.hpp>
+#include <tinyxml2.h>
+
+#include "varnel/xml.h"
+
+namespace {
+
+class varnel_contender : public contender {
+  public:
+    ~varnel_contender() override { free_tree(); }
+    [[nodiscard]] const char *name() const override { return "varnel"; }
+    bool read(const std::string & /*text*/, std::FILE *stream) override {
+        document_ = xml_document_new();
+        return xml_read_file(document_, stream, 0) == 0 && document_->status == 0;
+    }
+    void free_tree() override {
+        if (document_ != nullptr) {
+            xml_node_delete(document_->root);
+            xml_document_delete(document_);
+            document_ = nullptr;
+        }
+    }
+    bool write(std::FILE *stream) override {
+        xml_write_file(document_, stream, xml_flag_indent | xml_flag_tabs);
+        return true;
+    }
+
+  private:
+    xml_document *document_ = nullptr;
+};
+
+class pugixml_contender : public contender {
+  public:
+    [[nodiscard]] const char *name() const override { return "pugixml"; }
+    bool read(const std::string &text, std::FILE * /*stream*/) override {
+        document_.emplace();
+        return document_->load_buffer(text.data(), text.size());
+    }
+    void free_tree() override { document_.reset(); }
+    bool write(std::FILE *stream) override {
+        pugi::xml_writer_file writer(stream);
+        document_->save(writer);
+        return true;
+    }
+
+  private:
+    std::optional<pugi::xml_document> document_;
+};
+
+class tinyxml2_contender : public contender {
+  public:
+    [[nodiscard]] const char *name() const override { return "tinyxml2"; }
+    bool read(const std::string &text, std::FILE * /*stream*/) override {
+        document_.emplace();
+        return document_->Parse(text.data(), text.size()) == tinyxml2::XML_SUCCESS;
+    }
+    void free_tree() override { document_.reset(); }
+    bool write(std::FILE *stream) override {
+        tinyxml2::XMLPrinter printer(stream);
+        document_->Print(&printer);
+        return true;
+    }
+
+  private:
+    std::optional<tinyxml2::XMLDocument> document_;
+};
+
+class libxml2_contender : public contender {
+  public:
+    [[nodiscard]] const char *name() const override { return "libxml2"; }
+    bool read(const std::string &text, std::FILE * /*stream*/) override {
+        document_ =
+            xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, XML_PARSE_NONET);
+        return document_ != nullptr;
+    }
+    void free_tree() override {
+        xmlFreeDoc(document_);
+        document_ = nullptr;
+    }
+    bool write(std::FILE *stream) override {
+        xmlDocFormatDump(stream, document_, 1);
+        return true;
+    }
+
+  private:
+    xmlDoc *document_ = nullptr;
+};
+
+/// Parses without any handler: no tree.
+class expat_contender : public contender {
+  public:
+    [[nodiscard]] const char *name() const override { return "expat, no tree"; }
+    bool read(const std::string &text, std::FILE * /*stream*/) override {
+        parser_ = XML_ParserCreate(nullptr);
+        return XML_Parse(parser_, text.data(), static_cast<int>(text.size()), XML_TRUE) == XML_STATUS_OK;
+    }
+    void free_tree() override {
+        XML_ParserFree(parser_);
+        parser_ = nullptr;
+    }
+    bool write(std::FILE * /*stream*/) override { return false; }
+
+  private:
+    XML_Parser parser_ = nullptr;
+};
+
+void add_string(std::vector<unsigned> &sizes, const char *s) {
+    if (s != nullptr) {
+        sizes.push_back(static_cast<unsigned>(strlen(s) + 1));
+    }
+}
+
+} // namespace
+
+std::vector<std::unique_ptr<contender>> contenders() {
+    std::vector<std::unique_ptr<contender>> all;
+    all.push_back(std::make_unique<varnel_contender>());
+    all.push_back(std::make_unique<pugixml_contender>());
+    all.push_back(std::make_unique<tinyxml2_contender>());
+    all.push_back(std::make_unique<libxml2_contender>());
+    all.push_back(std::make_unique<expat_contender>());
+    return all;
+}
+
+allocation_floor::allocation_floor(std::FILE *stream) {
+    xml_document *const document = xml_document_new();
+    xml_read_file(document, stream, 0);
+    xml_iterator it;
+    xml_iterator_setup(&it, document);
+    for (const xml_node *node = it.current; node != nullptr; node = xml_iterator_next(&it)) {
+        sizes_.push_back(sizeof *node);
+        add_string(sizes_, node->name);
+        for (const xml_attribute *a = node->attributes; a != nullptr; a = a->next) {
+            sizes_.push_back(sizeof *a);
+            add_string(sizes_, a->name);
+            add_string(sizes_, a->value);
+        }
+        add_string(sizes_, node->value);
+    }
+    xml_node_delete(document->root);
+    xml_document_delete(document);
+    blocks_.resize(sizes_.size());
+}
+
+void allocation_floor::allocate() {
+    for (size_t i = 0; i < sizes_.size(); ++i) {
+        blocks_[i] = malloc(sizes_[i]);
+    }
+}
+
+void allocation_floor::release() {
+    for (void *block : blocks_) {
+        free(block);
+    }
+}

@@ -1,0 +1,204 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_XML_TREE_H
+#define VARNEL_XML_TREE_H
+
+/**
+ * @file
+ * XML documents in memory: nodes of six kinds in a tree, with their attributes.
+ *
+ * @par Ownership
+ * A tree is owned through `first_child` and `next`: whoever holds a node holds its descendants and its later
+ * siblings. A node that was unlinked belongs to whoever unlinked it. Names and values are zero-terminated
+ * `malloc` blocks owned by their record; a caller may free one and store another. A node's value can hold
+ * zero bytes; `value_length` counts them, and 0 stands for "unknown": set it to 0 (or to the new length) when
+ * you replace a value. Null pointers are allowed only where a function says so.
+ *
+ * @par Odd links
+ * Some operations leave a link as it was. Each says so; callers rely on it.
+ *
+ * @par Threads
+ * No lock: a tree belongs to one caller at a time.
+ */
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** What a node is. */
+enum xml_kind {
+    xml_kind_element = 0,
+    xml_kind_comment = 1,
+    xml_kind_processing_instruction = 2,
+    xml_kind_declaration = 3, /**< `<!DOCTYPE ...>` and the like. */
+    xml_kind_text = 4,
+    xml_kind_document = 5 /**< The root of a document, above its top-level elements. */
+};
+
+/** One attribute of an element, in a singly linked list. */
+typedef struct xml_attribute {
+    char *name;  /**< Owned; null in a record that stayed empty. Such records are passed over everywhere. */
+    char *value; /**< Owned; may be null. */
+    struct xml_attribute *next;
+} xml_attribute;
+
+/** One node. */
+typedef struct xml_node {
+    char *name;            /**< Owned; null where the kind has none, or where the reader could not read it. */
+    char *value;           /**< Owned; text, body, or an element's single text; may be null. */
+    unsigned value_length; /**< Bytes in `value`, or 0 when unknown. */
+    int kind;              /**< enum xml_kind. */
+    xml_attribute *attributes;
+    struct xml_node *next; /**< Sibling. */
+    struct xml_node *previous;
+    struct xml_node *first_child;
+    struct xml_node *last_child;
+    struct xml_node *parent;
+} xml_node;
+
+/** Reserved: belongs to a document, and nothing fills it yet. */
+typedef struct xml_index {
+    unsigned reserved_a;
+    unsigned reserved_b;
+    void *buffer; /**< Owned. */
+} xml_index;
+
+/** A document. */
+typedef struct xml_document {
+    unsigned reserved;   /**< 0. */
+    xml_node *root;      /**< A node of kind 5. xml_document_delete() does not delete it. */
+    xml_index *index;    /**< Owned. */
+    int status;          /**< 0, or the last error code of reading, or of opening a file (xml_reader.h). */
+    unsigned node_count; /**< Nodes that the reader attached. */
+    unsigned line;       /**< The reader's line counter. */
+} xml_document;
+
+/** @name Attributes */
+/** @{ */
+/** Zeroes the caller's storage. @return 0. */
+int xml_attribute_setup(xml_attribute *a);
+/** Allocates a zeroed attribute. @return it, or null out of memory. */
+xml_attribute *xml_attribute_new(void);
+/** Frees an attribute and all that follow it, with their names and values. @param a  may be null. */
+void xml_attribute_delete(xml_attribute *a);
+/**
+ * Copies an attribute and all that follow it. Absent names and values stay absent.
+ *
+ * @param a  may be null, which gives null.
+ * @return the new list, or null out of memory.
+ */
+xml_attribute *xml_attribute_clone(const xml_attribute *a);
+/** @} */
+
+/** @name Nodes */
+/** @{ */
+/** Zeroes the caller's storage: an element without anything. @return 0. */
+int xml_node_setup(xml_node *n);
+/** Allocates a zeroed node. @return it, or null out of memory. */
+xml_node *xml_node_new(void);
+/**
+ * Frees a node with its attributes and descendants @b and all its later siblings. To delete one subtree
+ * alone, unlink it first. Links that point to what was freed are not mended.
+ *
+ * @param n  may be null.
+ */
+void xml_node_delete(xml_node *n);
+/**
+ * Copies one node with its attributes; the copy has no links. `value_length` + 1 bytes of the value are
+ * copied, or all up to the terminator when it is 0.
+ *
+ * @param n  not null.
+ * @return the copy, or null out of memory.
+ */
+xml_node *xml_node_clone(const xml_node *n);
+/**
+ * Copies a node with its descendants, but not its siblings. In the copy every `previous` is null; the other
+ * links are complete.
+ *
+ * @param n  not null.
+ * @return the copy, or null out of memory.
+ */
+xml_node *xml_node_clone_tree(const xml_node *n);
+/**
+ * Takes a node, with its descendants, out of its siblings; the caller owns it then. The parent's `last_child`
+ * is left alone: after the last child was unlinked it still points to it.
+ */
+void xml_node_unlink(xml_node *n);
+/**
+ * Puts a node before another: in front of the first child it becomes the first. Before any other, only the
+ * links back lead to it: the previous sibling's `next` is left alone, so walking forwards, writing and
+ * deleting pass it by.
+ *
+ * @param n         the node that stays.
+ * @param new_node  an unlinked node.
+ */
+void xml_node_insert_sibling_before(xml_node *n, xml_node *new_node);
+/**
+ * Puts a node after another. The later sibling's `previous` is left alone.
+ *
+ * @param n         the node that stays.
+ * @param new_node  an unlinked node.
+ */
+void xml_node_insert_sibling_after(xml_node *n, xml_node *new_node);
+/**
+ * Appends a node to the children of another.
+ *
+ * @param parent  not null.
+ * @param child   an unlinked node. Its `next` is left alone: siblings that hang on it come along, but with
+ * the parent and last child not set for them.
+ * @return @p parent.
+ */
+xml_node *xml_node_add_child(xml_node *parent, xml_node *child);
+/**
+ * Puts a node between another and all of its children: they become the children of @p middle, and @p middle
+ * the only child of @p n.
+ *
+ * @param n       not null; it may have no children.
+ * @param middle  an unlinked node; children it has are lost sight of.
+ */
+void xml_node_add_middle_child(xml_node *n, xml_node *middle);
+/**
+ * The value of the first attribute of that name, which must match exactly.
+ *
+ * @param n         not null.
+ * @param name      not null.
+ * @param fallback  what to return when there is none; may be null.
+ * @return the value, still owned by the attribute (null if it has none), or @p fallback.
+ */
+char *xml_node_get_attribute_value_with_failsafe(const xml_node *n, const char *name, const char *fallback);
+/** The same with null for a fallback. */
+char *xml_node_get_attribute_value(const xml_node *n, const char *name);
+/** @} */
+
+/** @name Documents */
+/** @{ */
+/**
+ * Makes the caller's storage an empty document: allocates its root node and its index. What it held before is
+ * not freed.
+ *
+ * @return 0, or 2 out of memory; this is also its `status`. What was allocated is there then, the rest null.
+ */
+int xml_document_setup(xml_document *d);
+/** Allocates a document and sets it up. @return it (look at its `status`), or null out of memory. */
+xml_document *xml_document_new(void);
+/**
+ * Frees a document of xml_document_new() and its index. The tree is @b not freed: delete it first.
+ *
+ * @code
+ * xml_node_delete(document->root);
+ * xml_document_delete(document);
+ * @endcode
+ */
+void xml_document_delete(xml_document *d);
+/** Zeroes the caller's storage. @return 0. */
+int xml_index_setup(xml_index *i);
+/** Allocates a zeroed index. @return it, or null out of memory. */
+xml_index *xml_index_new(void);
+/** Frees an index and its buffer. @param i  may be null. */
+void xml_index_delete(xml_index *i);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

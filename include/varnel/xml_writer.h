@@ -1,0 +1,99 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef VARNEL_XML_WRITER_H
+#define VARNEL_XML_WRITER_H
+
+/**
+ * @file
+ * Tree to XML text. The flags are those of xml_reader.h.
+ *
+ * @par What is written
+ * | node        | text |
+ * |-------------|------|
+ * | element     | `<name a="1"/>`, or `<name a="1">value</name>` with a value or children, and a line feed |
+ * | comment     | `<!-- value -->` and a line feed |
+ * | instruction | `<?name value?>` and a line feed |
+ * | declaration | `<!name value>` and a line feed |
+ * | text        | the value alone, without a line feed |
+ * | document    | its children, then a line feed |
+ *
+ * Children begin on a line of their own; an element's value comes behind its children. An empty value counts
+ * as one (`<a></a>`). Attribute values stand in double quotes. Values of elements, texts and attributes are
+ * escaped, unless xml_flag_raw is given; comments, instructions and declarations never are. With
+ * xml_flag_indent each node begins with the indentation of its level: 0 for top-level elements.
+ *
+ * A comment gains a blank on either side each time it is written. An indented text, when it is read again,
+ * begins behind the indentation but ends with the line's: write without xml_flag_indent what has to be the
+ * same when it is read again.
+ *
+ * Null strings are written as empty, attributes without a name not at all.
+ *
+ * @par Errors
+ * Writing goes on after an error of the sink (except for the attributes of that element and for indentation);
+ * the sink's `error` tells the caller.
+ *
+ * @par Threads
+ * Trees are not changed. A stream is written through its buffer, several pieces at a time.
+ */
+
+#include <stdio.h>
+
+#include "varnel/xml_output.h"
+#include "varnel/xml_reader.h"
+#include "varnel/xml_tree.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Writes a document to a file, which is created or emptied.
+ *
+ * @param doc    the document.
+ * @param path   file name.
+ * @param flags  enum xml_flag, added up.
+ * @return 1, which becomes the `status`, when the file could not be opened or closed; otherwise the `status`
+ *         that the document had. A write that fails before closing is not reported.
+ */
+int xml_write(xml_document *doc, const char *path, unsigned flags);
+
+/**
+ * Writes a document's root to a stream, which is neither flushed nor closed.
+ *
+ * @param doc     the document.
+ * @param stream  a stream open for writing; ferror(3) tells how it went.
+ * @param flags   enum xml_flag, added up.
+ */
+void xml_write_file(xml_document *doc, FILE *stream, unsigned flags);
+
+/**
+ * Writes a node with its descendants, but not its siblings, and adds one to the sink's `count` for each node
+ * after which the sink has no error.
+ *
+ * A write function of the caller's own is called once for each piece: `<` and the name; for each attribute a
+ * blank, its name, `=`, the quote, the value, the quote; `/>` and line feed together, or `>`; a line feed
+ * before children; each unit of indentation; `</`, the name, `>` and line feed together; the opening and the
+ * closing of other nodes, with name, blank and value between them; and a value that is escaped as
+ * xml_output_escape_string() says.
+ *
+ * @param out    the sink. A tree whose `parent` links do not match its children can need memory to be walked;
+ *               if there is none, `error` becomes 2 and writing ends.
+ * @param node   not null.
+ * @param flags  enum xml_flag, added up. The level is taken from xml_node_get_path_depth().
+ */
+void xml_node_write(xml_output *out, xml_node *node, unsigned flags);
+
+/**
+ * Writes one attribute, such as `a="1"`, without a blank before it; nothing when it has no name.
+ *
+ * @param out        the sink.
+ * @param attribute  not null.
+ * @param flags      0 or xml_flag_raw.
+ * @return the sink's `error`.
+ */
+int xml_attribute_write(xml_output *out, xml_attribute *attribute, unsigned flags);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/xml_reader.h"
+
+#include <array>
+#include <cstdio>
+
+namespace {
+
+int failed(xml_document &doc) {
+    doc.status = xml_status_input_failed;
+    return xml_status_input_failed;
+}
+
+} // namespace
+
+int xml_read(xml_document *doc, const char *path, unsigned flags) {
+    FILE *const stream = fopen(path, "r");
+    if (stream == nullptr) {
+        return failed(*doc);
+    }
+    xml_read_file(doc, stream, flags);
+    return fclose(stream) == 0 ? doc->status : failed(*doc);
+}
+
+int xml_read_file(xml_document *doc, FILE *stream, unsigned flags) {
+    std::array<char, 2048> buffer;
+    xml_refiller in;
+    xml_refiller_setup(&in, xml_refiller_function_from_file_stream, buffer.data(), 0, buffer.size());
+    in.source.stream = stream;
+    doc->line = 1;
+    return xml_node_read(&in, doc->root, doc, flags);
+}

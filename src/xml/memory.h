@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace varnel::xml {
+
+/// A zeroed record in a block of its own, or null.
+template <class Record>
+[[nodiscard]] inline Record *make() {
+    void *memory = malloc(sizeof(Record));
+    return memory != nullptr ? new (memory) Record{} : nullptr;
+}
+
+/// `length` bytes and a terminator in a block of just that size, or null.
+[[nodiscard]] char *copied(const char *bytes, size_t length);
+
+/// The copy of a string that may be absent. False when memory ran out.
+[[nodiscard]] inline bool copy_string(char *&to, const char *from) {
+    to = from != nullptr ? copied(from, strlen(from)) : nullptr;
+    return from == nullptr || to != nullptr;
+}
+
+} // namespace varnel::xml

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "xml/sink.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include <stdio_ext.h>
+#include <unistd.h>
+
+#include "varnel/xml_reader.h"
+#include "xml/character.h"
+#include "xml/sgs.h"
+
+namespace {
+
+constexpr size_t least_buffer = 512; // streams write past smaller ones as they please
+
+std::string_view entity_for(char c) {
+    switch (c) {
+    case '"':
+        return "&quot;";
+    case '&':
+        return "&amp;";
+    case '\'':
+        return "&apos;";
+    case '<':
+        return "&lt;";
+    default:
+        return "&gt;";
+    }
+}
+
+constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup); }
+
+bool is_own(xml_output_function write) {
+    return write == xml_output_function_to_file_stream || write == xml_output_function_to_file_descriptor ||
+           write == xml_output_function_to_sgs;
+}
+
+} // namespace
+
+namespace varnel::xml {
+
+sink::sink(xml_output &out)
+    : out_(out), own_(is_own(out.write)), stream_(out.write == xml_output_function_to_file_stream) {}
+
+/// What the stream takes into its buffer without passing anything on. A stream that has no buffer yet has no
+/// room: its first piece goes straight to it.
+size_t sink::stream_room() const {
+    FILE *const stream = out_.target.stream;
+    if (!stream_ || __fwriting(stream) == 0 || __flbf(stream) != 0 || ferror(stream) != 0) {
+        return 0;
+    }
+    const size_t size = __fbufsize(stream);
+    const size_t pending = __fpending(stream);
+    return size >= least_buffer && pending < size ? std::min(size - pending, gathered_.size()) : 0;
+}
+
+void sink::flush() {
+    if (used_ > 0) {
+        fwrite(gathered_.data(), 1, used_, out_.target.stream);
+        used_ = 0;
+    }
+}
+
+void sink::call(const char *piece, size_t length) { out_.write(&out_, piece, static_cast<unsigned>(length)); }
+
+void sink::bytes(const char *piece, size_t length) {
+    if (length >= room_) {
+        flush();
+        room_ = stream_room();
+        if (length >= room_) {
+            call(piece, length);
+            room_ = stream_room();
+            return;
+        }
+    }
+    memcpy(gathered_.data() + used_, piece, length);
+    count_gathered(length);
+}
+
+/// Copies a string to what is gathered, without counting it yet, while there is room and its bytes are
+/// wanted.
+template <class Predicate>
+size_t sink::copy_while(const char *s, Predicate wanted) {
+    char *const to = gathered_.data() + used_;
+    size_t length = 0;
+    while (length != room_ && s[length] != '\0' && wanted(s[length])) {
+        to[length] = s[length];
+        ++length;
+    }
+    return length;
+}
+
+void sink::count_gathered(size_t length) {
+    used_ += length;
+    room_ -= length;
+}
+
+void sink::string(const char *s) {
+    s = s != nullptr ? s : "";
+    const size_t length = copy_while(s, [](char) { return true; });
+    if (length < room_) {
+        count_gathered(length);
+    } else { // a piece is never split: the stream decides where
+        bytes(s, length + strlen(s + length));
+    }
+}
+
+/// Sends plain bytes that could not be gathered, at least one of them. What is left.
+const char *sink::send_plain(const char *s) {
+    if (!own_ || stream_ ||
+        !good()) { // one byte for a daemon's function, or to learn what room a stream has now
+        bytes(s++, 1);
+    }
+    if (!own_ || !good() || room_ > 0) {
+        return s;
+    }
+    const char *const run = s;
+    while (*s != '\0' && is_plain(*s)) {
+        ++s;
+    }
+    if (s != run) {
+        send_run(run, static_cast<size_t>(s - run));
+    }
+    return s;
+}
+
+/// In one call, with the outcome of one call for each byte.
+void sink::send_run(const char *run, size_t length) {
+    if (stream_) {
+        call(run, length);
+    } else if (out_.write == xml_output_function_to_file_descriptor) {
+        const ssize_t result = write(out_.target.descriptor, run, length);
+        // What did not fit as a whole may fit byte by byte (pipe(7), O_NONBLOCK).
+        for (size_t sent = result > 0 ? static_cast<size_t>(result) : 0; sent < length && good(); ++sent) {
+            call(run + sent, 1);
+        }
+    } else if (append_one_by_one(*out_.target.sgs, run, length) != 0) {
+        fail(xml_status_out_of_memory);
+    }
+}
+
+void sink::escaped(const char *s) {
+    bool going_on = s != nullptr;
+    while (going_on) {
+        const size_t length = copy_while(s, is_plain);
+        count_gathered(length);
+        s += length;
+        if (*s == '\0') {
+            return;
+        }
+        if (is_plain(*s)) {
+            s = send_plain(s);
+        } else {
+            const std::string_view entity = entity_for(*s++);
+            bytes(entity.data(), entity.size());
+        }
+        going_on = good();
+    }
+}
+
+} // namespace varnel::xml

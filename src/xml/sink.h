@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "varnel/xml_output.h"
+
+namespace varnel::xml {
+
+/// An xml_output to write many pieces to. Each piece is one call of the sink's write function; except that
+/// pieces for a stdio stream are gathered as long as the stream would only put them into its own buffer,
+/// where nothing can fail and nobody can see them. A stream is written to only through one `sink` at a time,
+/// and is complete when that is destroyed.
+class sink {
+  public:
+    explicit sink(xml_output &out);
+    ~sink() { flush(); }
+    sink(const sink &) = delete;
+    sink &operator=(const sink &) = delete;
+
+    void character(char c) {
+        if (room_ > 0) {
+            gathered_[used_++] = c;
+            --room_;
+        } else {
+            bytes(&c, 1);
+        }
+    }
+    void bytes(const char *piece, size_t length);
+    /// A null pointer is the empty string.
+    void string(const char *s);
+    /// As xml_output_escape_string(); a null pointer is the empty string.
+    void escaped(const char *s);
+    /// As it is, or escaped.
+    void value(const char *s, bool raw) { raw ? string(s) : escaped(s); }
+
+    [[nodiscard]] bool good() const { return out_.error == 0; }
+    void fail(int error) { out_.error = error; }
+    void count_node() { ++out_.count; }
+
+  private:
+    template <class Predicate>
+    size_t copy_while(const char *s, Predicate wanted);
+    void count_gathered(size_t length);
+    const char *send_plain(const char *s);
+    void send_run(const char *run, size_t length);
+    void call(const char *piece, size_t length);
+    void flush();
+    [[nodiscard]] size_t stream_room() const;
+
+    xml_output &out_;
+    const bool own_;    // the write function is one of the library's: runs of plain bytes in one piece
+    const bool stream_; // it is the one for streams
+    size_t used_ = 0;
+    size_t room_ = 0; // bytes that may still be gathered
+    std::array<char, 2048> gathered_;
+};
+
+} // namespace varnel::xml

@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/xml_iterator.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "varnel/xml_reader.h"
+#include "xml/model.h"
+
+using varnel::test::dump;
+
+namespace {
+
+class Iterator : public ::testing::Test {
+  protected:
+    Iterator() {
+        std::string text = "<a x='1'><b><c id='7' kind='fan'/>t<d/>u</b></a><item/><!--c--><it idle='77'/>";
+        const auto size = static_cast<unsigned>(text.size());
+        xml_refiller r{};
+        xml_refiller_setup(&r, nullptr, text.data(), size, size);
+        xml_node_read(&r, doc->root, doc, 0);
+        EXPECT_EQ(doc->status, 0);
+        xml_iterator_setup(&it, doc);
+    }
+    ~Iterator() override {
+        xml_node_delete(doc->root);
+        xml_document_delete(doc);
+    }
+
+    std::string here() const {
+        const xml_node *n = it.current;
+        return std::string(n->name != nullptr             ? n->name
+                           : n->kind == xml_kind_document ? "DOC"
+                                                          : n->value) +
+               " " + std::to_string(it.depth);
+    }
+
+    xml_document *doc = xml_document_new();
+    xml_iterator it{};
+};
+
+TEST_F(Iterator, SetupStandsOnTheRoot) {
+    it.reserved = 3;
+    EXPECT_EQ(xml_iterator_setup(&it, doc), 0);
+    EXPECT_EQ(it.document, doc);
+    EXPECT_EQ(it.root, doc->root);
+    EXPECT_EQ(it.current, doc->root);
+    EXPECT_EQ(it.depth, 0);
+    EXPECT_EQ(it.reserved, 0U);
+}
+
+TEST_F(Iterator, NewCloneAndCopyAreAllTheSame) {
+    xml_iterator *const made = xml_iterator_new(doc);
+    xml_iterator_descend(made);
+    made->reserved = 9;
+    xml_iterator *const clone = xml_iterator_clone(made);
+    xml_iterator_copy(&it, made);
+    for (const xml_iterator *copy :
+         {static_cast<const xml_iterator *>(clone), static_cast<const xml_iterator *>(&it)}) {
+        EXPECT_EQ(copy->document, doc);
+        EXPECT_EQ(copy->current, doc->root->first_child);
+        EXPECT_EQ(copy->root, doc->root);
+        EXPECT_EQ(copy->depth, 1);
+        EXPECT_EQ(copy->reserved, 9U);
+    }
+    xml_iterator_delete(made);
+    xml_iterator_delete(clone);
+    xml_iterator_delete(nullptr);
+}
+
+TEST_F(Iterator, NextGoesInDocumentOrderToTheEndOfTheTree) {
+    for (const char *expected : {"a 1", "b 2", "c 3", "t 3", "d 3", "u 3", "item 1", "c 1", "it 1"}) {
+        const xml_node *const node = xml_iterator_next(&it);
+        EXPECT_EQ(node, it.current);
+        EXPECT_EQ(here(), expected);
+    }
+    EXPECT_EQ(xml_iterator_next(&it), nullptr);
+    EXPECT_EQ(here(), "it 1");
+}
+
+TEST_F(Iterator, NextLeavesTheSubtreeOfItsRoot) {
+    xml_iterator_set_root(&it, doc->root->first_child->first_child); // b
+    EXPECT_EQ(it.current, doc->root);
+    EXPECT_EQ(xml_iterator_get_root(&it), it.root);
+    EXPECT_EQ(here(), "b 0");
+    for (const char *expected : {"c 1", "t 1", "d 1", "u 1", "item -1"}) {
+        xml_iterator_next(&it);
+        EXPECT_EQ(here(), expected);
+    }
+}
+
+TEST_F(Iterator, MovesThatHaveNowhereToGoStay) {
+    EXPECT_EQ(xml_iterator_ascend(&it), nullptr);
+    EXPECT_EQ(xml_iterator_previous_sibling(&it), nullptr);
+    EXPECT_EQ(xml_iterator_next_sibling(&it), nullptr);
+    EXPECT_EQ(here(), "DOC 0");
+    xml_iterator_descend(&it);
+    xml_iterator_next_sibling(&it);
+    EXPECT_EQ(here(), "item 1");
+    EXPECT_EQ(xml_iterator_descend(&it), nullptr);
+    EXPECT_EQ(xml_iterator_previous_sibling(&it), it.current);
+    EXPECT_EQ(here(), "a 1");
+    EXPECT_EQ(xml_iterator_ascend(&it), doc->root);
+    EXPECT_EQ(here(), "DOC 0");
+}
+
+TEST_F(Iterator, WithoutACurrentNodeNothingMoves) {
+    it.current = nullptr;
+    it.depth = 5;
+    EXPECT_EQ(xml_iterator_next(&it), nullptr);
+    EXPECT_EQ(xml_iterator_previous_sibling(&it), nullptr);
+    EXPECT_EQ(xml_iterator_next_sibling(&it), nullptr);
+    EXPECT_EQ(xml_iterator_ascend(&it), nullptr);
+    EXPECT_EQ(xml_iterator_descend(&it), nullptr);
+    EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "a"), nullptr);
+    EXPECT_EQ(it.depth, 5);
+}
+
+TEST_F(Iterator, AddingToNothingSetsTheDocumentsRoot) {
+    for (auto *add :
+         {xml_iterator_add_child, xml_iterator_insert_sibling_after, xml_iterator_insert_sibling_before}) {
+        xml_document empty{};
+        xml_iterator at{};
+        xml_iterator_setup(&at, &empty);
+        xml_node *const node = xml_node_new();
+        add(&at, node);
+        EXPECT_EQ(at.current, node);
+        EXPECT_EQ(empty.root, node);
+        EXPECT_EQ(at.root, nullptr);
+        xml_node_delete(node);
+    }
+}
+
+TEST_F(Iterator, EditsHappenAtTheCurrentNodeWithoutAMove) {
+    xml_iterator_next(&it);
+    xml_iterator_next(&it); // b
+    for (auto *edit : {xml_iterator_add_child, xml_iterator_insert_sibling_after,
+                       xml_iterator_insert_sibling_before, xml_iterator_add_middle_child}) {
+        xml_node *const node = xml_node_new();
+        node->name = strdup("new");
+        edit(&it, node);
+        EXPECT_EQ(here(), "b 2");
+    }
+    EXPECT_EQ(dump(*doc->root->first_child),
+              "a[x=\"1\" ~]{new b[~]{new{c[id=\"7\" kind=\"fan\" ~] T\"t\" d[~] T\"u\" new}} new}");
+}
+
+// A stored name matches when the searched one begins with it.
+TEST_F(Iterator, ScanByNodeName) {
+    EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "b"), it.current);
+    EXPECT_EQ(here(), "b 2");
+    EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "b"), it.current); // the current node counts
+    EXPECT_EQ(here(), "b 2");
+    xml_iterator_scan_node_via_node_name(&it, "cabinet");
+    EXPECT_EQ(here(), "c 3");
+    xml_iterator_next(&it);
+    EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "ite"), it.current);
+    EXPECT_EQ(here(), "it 1"); // not "item", which is no beginning of "ite"
+}
+
+TEST_F(Iterator, ScanForItemStopsAtIt) {
+    it.current = doc->root->last_child; // "it"
+    EXPECT_NE(xml_iterator_scan_node_via_node_name(&it, "item"), nullptr);
+    EXPECT_EQ(here(), "it 0");
+}
+
+TEST_F(Iterator, ScanWithoutAHitEndsOnTheLastNode) {
+    EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "zzz"), nullptr);
+    EXPECT_EQ(here(), "it 1");
+    xml_iterator_get_root(&it);
+    EXPECT_EQ(xml_iterator_scan_node_via_attribute_name(&it, "zzz"), nullptr);
+    EXPECT_EQ(here(), "it 1");
+    xml_iterator_get_root(&it);
+    EXPECT_EQ(xml_iterator_scan_node_via_attribute_name_and_value(&it, "id", "8"), nullptr);
+    EXPECT_EQ(here(), "it 1");
+}
+
+TEST_F(Iterator, ScanByAttributeName) {
+    EXPECT_NE(xml_iterator_scan_node_via_attribute_name(&it, "identity"), nullptr);
+    EXPECT_EQ(here(), "c 3");
+    xml_iterator_next(&it);
+    EXPECT_NE(xml_iterator_scan_node_via_attribute_name(&it, "idle"), nullptr);
+    EXPECT_EQ(here(), "it 1");
+}
+
+TEST_F(Iterator, ScanByAttributeNameAndValue) {
+    EXPECT_NE(xml_iterator_scan_node_via_attribute_name_and_value(&it, "id", "7"), nullptr);
+    EXPECT_EQ(here(), "c 3");
+    xml_iterator_get_root(&it);
+    EXPECT_NE(xml_iterator_scan_node_via_attribute_name_and_value(&it, "id", "77"), nullptr);
+    EXPECT_EQ(here(), "c 3"); // "7" is a beginning of "77"
+    xml_iterator_get_root(&it);
+    EXPECT_NE(xml_iterator_scan_node_via_attribute_name_and_value(&it, "kindness", "fanatic"), nullptr);
+    EXPECT_EQ(here(), "c 3");
+    xml_iterator_get_root(&it);
+    EXPECT_EQ(xml_iterator_scan_node_via_attribute_name_and_value(&it, "kind", "7"), nullptr);
+}
+
+TEST_F(Iterator, ScanPassesOverAttributesWithoutAValue) {
+    free(doc->root->first_child->attributes->value);
+    doc->root->first_child->attributes->value = nullptr;
+    EXPECT_EQ(xml_iterator_scan_node_via_attribute_name_and_value(&it, "x", "1"), nullptr);
+    xml_iterator_get_root(&it);
+    EXPECT_NE(xml_iterator_scan_node_via_attribute_name(&it, "x"), nullptr);
+}
+
+TEST_F(Iterator, EmptyStoredNameIsABeginningOfAll) {
+    xml_node *const empty = xml_node_new();
+    empty->name = strdup("");
+    xml_node_add_child(doc->root, empty);
+    EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "zzz"), empty);
+}
+
+} // namespace

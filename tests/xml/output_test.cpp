@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "varnel/xml_output.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using ::testing::ElementsAre;
+
+namespace {
+
+/// A daemon's own write function: keeps each call, fails from one of them on.
+struct recorder {
+    std::vector<std::string> calls;
+    size_t fail_at = static_cast<size_t>(-1);
+};
+
+int record(xml_output *out, const char *bytes, unsigned length) {
+    auto *to = static_cast<recorder *>(out->target.pointer);
+    if (to->calls.size() >= to->fail_at) {
+        out->error = 9;
+    }
+    to->calls.emplace_back(bytes, length);
+    return -5;
+}
+
+class Output : public ::testing::Test {
+  protected:
+    Output() {
+        xml_output_setup(&out_, record);
+        out_.target.pointer = &recorded_;
+    }
+
+    recorder recorded_;
+    xml_output out_{};
+};
+
+TEST(OutputSetup, StoresTheFunctionAndClearsTheError) {
+    xml_output out{};
+    out.error = 5;
+    out.count = 7;
+    out.target.descriptor = 3;
+    EXPECT_EQ(xml_output_setup(&out, record), 0);
+    EXPECT_EQ(out.error, 0);
+    EXPECT_EQ(out.write, record);
+    EXPECT_EQ(out.count, 7U);
+    EXPECT_EQ(out.target.descriptor, 3);
+}
+
+TEST(OutputSetup, RefusesToGoWithoutAFunction) {
+    xml_output out{};
+    out.error = 5;
+    EXPECT_EQ(xml_output_setup(&out, nullptr), 14);
+    EXPECT_EQ(out.error, 5);
+    EXPECT_EQ(xml_output_new(nullptr), nullptr);
+}
+
+TEST(OutputNew, GivesASinkThatDeleteFrees) {
+    xml_output *const out = xml_output_new(record);
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(out->error, 0);
+    EXPECT_EQ(out->count, 0U);
+    xml_output_delete(out);
+    xml_output_delete(nullptr);
+}
+
+TEST_F(Output, EachFunctionIsOneCall) {
+    EXPECT_EQ(xml_output_char(&out_, 'c'), 0);
+    EXPECT_EQ(xml_output_lengthed_string(&out_, "a\0b", 3), 0);
+    EXPECT_EQ(xml_output_string(&out_, "string"), 0);
+    EXPECT_EQ(xml_output_string(&out_, ""), 0);
+    EXPECT_THAT(recorded_.calls, ElementsAre("c", std::string("a\0b", 3), "string", ""));
+}
+
+TEST_F(Output, ASinkInErrorIsWrittenToAllTheSame) {
+    out_.error = 3;
+    EXPECT_EQ(xml_output_char(&out_, 'c'), 3);
+    EXPECT_EQ(xml_output_string(&out_, "s"), 3);
+    EXPECT_THAT(recorded_.calls, ElementsAre("c", "s"));
+}
+
+TEST_F(Output, EscapingCallsOncePerCharacterAndEntity) {
+    EXPECT_EQ(xml_output_escape_string(&out_, "a<b>& 'c\""), 0);
+    EXPECT_THAT(recorded_.calls,
+                ElementsAre("a", "&lt;", "b", "&gt;", "&amp;", " ", "&apos;", "c", "&quot;"));
+}
+
+TEST_F(Output, EscapingNothingCallsNothing) {
+    EXPECT_EQ(xml_output_escape_string(&out_, ""), 0);
+    out_.error = 4;
+    EXPECT_EQ(xml_output_escape_string(&out_, ""), 4);
+    EXPECT_TRUE(recorded_.calls.empty());
+}
+
+TEST_F(Output, EscapingEndsBehindTheFirstError) {
+    recorded_.fail_at = 2;
+    EXPECT_EQ(xml_output_escape_string(&out_, "abcd"), 9);
+    EXPECT_THAT(recorded_.calls, ElementsAre("a", "b", "c"));
+    EXPECT_EQ(xml_output_escape_string(&out_, "<x"), 9); // in error from the beginning: one more
+    EXPECT_THAT(recorded_.calls, ElementsAre("a", "b", "c", "&lt;"));
+}
+
+std::string content_of(std::FILE *stream) {
+    std::string text;
+    rewind(stream);
+    for (int c = fgetc(stream); c != EOF; c = fgetc(stream)) {
+        text += static_cast<char>(c);
+    }
+    return text;
+}
+
+TEST(OutputToStream, ReturnsWhatFputcAndFwriteReturn) {
+    std::FILE *const stream = tmpfile();
+    xml_output out{};
+    xml_output_setup(&out, xml_output_function_to_file_stream);
+    out.target.stream = stream;
+    EXPECT_EQ(out.write(&out, "\xE9", 1), 0xE9);
+    EXPECT_EQ(out.write(&out, "two", 3), 3);
+    EXPECT_EQ(out.write(&out, "", 0), 0);
+    EXPECT_EQ(xml_output_escape_string(&out, "plain <&> text"), 0);
+    EXPECT_EQ(out.error, 0);
+    EXPECT_EQ(content_of(stream), "\xE9twoplain &lt;&amp;&gt; text");
+    (void)fclose(stream);
+}
+
+TEST(OutputToStream, ErrorIsTheStreamsErrorIndicator) {
+    const cookie_io_functions_t takes_nothing = {
+        .read = nullptr,
+        .write = [](void *, const char *, size_t) -> ssize_t { return 0; },
+        .seek = nullptr,
+        .close = nullptr};
+    std::FILE *const stream = fopencookie(nullptr, "w", takes_nothing);
+    ASSERT_NE(stream, nullptr);
+    (void)setvbuf(stream, nullptr, _IONBF, 0);
+    xml_output out{};
+    xml_output_setup(&out, xml_output_function_to_file_stream);
+    out.target.stream = stream;
+    EXPECT_EQ(out.write(&out, "x", 1), EOF);
+    EXPECT_EQ(out.error, 1);
+    out.error = 0;
+    EXPECT_EQ(out.write(&out, "", 0), 0); // the indicator is still set
+    EXPECT_EQ(out.error, 1);
+    out.error = 0;
+    EXPECT_EQ(xml_output_escape_string(&out, "xyz"), 1);
+    (void)fclose(stream);
+}
+
+class OutputToPipe : public ::testing::Test {
+  protected:
+    OutputToPipe() {
+        EXPECT_EQ(pipe2(ends_, O_NONBLOCK), 0);
+        (void)fcntl(ends_[1], F_SETPIPE_SZ, 4096);
+        xml_output_setup(&out_, xml_output_function_to_file_descriptor);
+        out_.target.descriptor = ends_[1];
+    }
+    ~OutputToPipe() override {
+        (void)close(ends_[0]);
+        (void)close(ends_[1]);
+    }
+
+    std::string drain() {
+        char buffer[8192];
+        const ssize_t size = read(ends_[0], buffer, sizeof buffer);
+        return {buffer, static_cast<size_t>(size < 0 ? 0 : size)};
+    }
+
+    int ends_[2];
+    xml_output out_{};
+};
+
+TEST_F(OutputToPipe, ReturnsWhatWriteReturns) {
+    EXPECT_EQ(out_.write(&out_, "x", 1), 1);
+    EXPECT_EQ(out_.write(&out_, "bytes", 5), 5);
+    EXPECT_EQ(out_.error, 0);
+    EXPECT_EQ(drain(), "xbytes");
+}
+
+TEST_F(OutputToPipe, ShortWriteIsAnErrorAndIsNotContinued) {
+    const int size = fcntl(ends_[1], F_GETPIPE_SZ);
+    const std::string text(static_cast<size_t>(size) + 100, 'x');
+    EXPECT_EQ(out_.write(&out_, text.data(), static_cast<unsigned>(text.size())), size);
+    EXPECT_EQ(out_.error, 1);
+    out_.error = 0;
+    EXPECT_EQ(out_.write(&out_, "y", 1), -1);
+    EXPECT_EQ(out_.error, 1);
+}
+
+// One write(2) for a run: a pipe in packet mode gives each write back by itself.
+TEST(OutputToPacketPipe, PlainRunsGoOutInOneCall) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_DIRECT | O_NONBLOCK), 0);
+    xml_output out{};
+    xml_output_setup(&out, xml_output_function_to_file_descriptor);
+    out.target.descriptor = ends[1];
+    EXPECT_EQ(xml_output_escape_string(&out, "one run<another"), 0);
+    std::vector<std::string> packets;
+    char buffer[100];
+    for (ssize_t size = read(ends[0], buffer, sizeof buffer); size > 0;
+         size = read(ends[0], buffer, sizeof buffer)) {
+        packets.emplace_back(buffer, static_cast<size_t>(size));
+    }
+    EXPECT_THAT(packets, ElementsAre("one run", "&lt;", "another"));
+    out.error = 1; // a sink in error is sent one byte more, not a run
+    EXPECT_EQ(xml_output_escape_string(&out, "abc"), 1);
+    EXPECT_EQ(read(ends[0], buffer, sizeof buffer), 1);
+    (void)close(ends[0]);
+    (void)close(ends[1]);
+}
+
+class OutputToSgs : public ::testing::Test {
+  protected:
+    OutputToSgs() {
+        xml_output_setup(&out_, xml_output_function_to_sgs);
+        out_.target.sgs = sgs_;
+    }
+    ~OutputToSgs() override { xml_sgs_delete(sgs_); }
+
+    xml_sgs *sgs_ = xml_sgs_new();
+    xml_output out_{};
+};
+
+TEST_F(OutputToSgs, AppendsCharactersAndStrings) {
+    EXPECT_EQ(out_.write(&out_, "x", 1), 0);
+    EXPECT_EQ(out_.write(&out_, "two", 3), 0);
+    EXPECT_EQ(xml_output_escape_string(&out_, "a<b & 'c'"), 0);
+    EXPECT_STREQ(sgs_->buffer, "xtwoa&lt;b &amp; &apos;c&apos;");
+}
+
+// 2047 bytes in one piece fit; one by one the 2048th place makes the string grow.
+TEST_F(OutputToSgs, SingleBytesGrowLikeCharacters) {
+    const std::string text(2047, 'x');
+    EXPECT_EQ(out_.write(&out_, text.data(), 2047), 0);
+    EXPECT_EQ(sgs_->capacity, 2048U);
+    EXPECT_EQ(out_.write(&out_, "y", 1), 0);
+    EXPECT_EQ(sgs_->capacity, 4096U);
+}
+
+// Escaped runs leave the capacity that single characters leave, from any capacity on.
+TEST_F(OutputToSgs, EscapedRunsGrowLikeCharacters) {
+    for (const unsigned capacity : {1U, 7U, 2048U, 3000U}) {
+        for (const unsigned length : {1U, 6U, 2047U, 2048U, 2049U, 10000U}) {
+            xml_sgs runs{static_cast<char *>(calloc(capacity, 1)), capacity, 0};
+            xml_sgs characters{static_cast<char *>(calloc(capacity, 1)), capacity, 0};
+            const std::string text(length, 'r');
+            out_.target.sgs = &runs;
+            EXPECT_EQ(xml_output_escape_string(&out_, text.c_str()), 0);
+            for (const char c : text) {
+                xml_sgs_append_character(&characters, c);
+            }
+            EXPECT_EQ(runs.capacity, characters.capacity) << capacity << " " << length;
+            EXPECT_EQ(runs.length, characters.length);
+            EXPECT_STREQ(runs.buffer, characters.buffer);
+            free(runs.buffer);
+            free(characters.buffer);
+        }
+    }
+}
+
+} // namespace

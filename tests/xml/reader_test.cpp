@@ -1,0 +1,567 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "xml/model.h"
+
+using namespace varnel::test;
+using namespace std::string_literals;
+
+namespace {
+
+/// What a document looks like after a reading.
+struct outcome {
+    std::string tree; // children of the document node
+    int status;
+    unsigned count;
+    unsigned line;
+
+    bool operator==(const outcome &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &to, const outcome &o) {
+    return to << o.tree << " status " << o.status << " count " << o.count << " line " << o.line;
+}
+
+struct new_document {
+    xml_document *doc = xml_document_new();
+    new_document() = default;
+    new_document(const new_document &) = delete;
+    new_document &operator=(const new_document &) = delete;
+    ~new_document() {
+        xml_node_delete(doc->root);
+        xml_document_delete(doc);
+    }
+    [[nodiscard]] outcome result() const {
+        std::string tree = dump_children(*doc->root);
+        if (doc->root->value != nullptr) {
+            tree += " VALUE " + std::string(doc->root->value);
+        }
+        return {tree, doc->status, doc->node_count, doc->line};
+    }
+};
+
+struct pieces {
+    const std::string &text;
+    size_t given = 0;
+};
+
+outcome read_in_pieces(const std::string &text, unsigned flags, unsigned capacity) {
+    new_document read;
+    read.doc->line = 1;
+    std::string buffer(capacity, '\0');
+    pieces from{text};
+    xml_refiller r{};
+    xml_refiller_setup(
+        &r,
+        [](xml_refiller *self) {
+            auto *source = static_cast<pieces *>(self->source.pointer);
+            self->fill =
+                static_cast<unsigned>(source->text.copy(self->buffer, self->capacity, source->given));
+            self->position = 0;
+            source->given += self->fill;
+            return 0;
+        },
+        buffer.data(), 0, capacity);
+    r.source.pointer = &from;
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, flags), 0);
+    return read.result();
+}
+
+outcome read_fixed(std::string text, unsigned flags) {
+    new_document read;
+    read.doc->line = 1;
+    const auto size = static_cast<unsigned>(text.size());
+    xml_refiller r{};
+    xml_refiller_setup(&r, nullptr, text.data(), size, size);
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, flags), 0);
+    return read.result();
+}
+
+outcome read_stream(const std::string &text, unsigned flags) {
+    new_document read;
+    std::FILE *const stream = tmpfile();
+    (void)fwrite(text.data(), 1, text.size(), stream);
+    rewind(stream);
+    EXPECT_EQ(xml_read_file(read.doc, stream, flags), 0);
+    (void)fclose(stream);
+    return read.result();
+}
+
+/// However the text arrives, the outcome is the same.
+void expect_read(const std::string &text, const outcome &expected, unsigned flags = 0) {
+    SCOPED_TRACE(::testing::PrintToString(text));
+    EXPECT_EQ(read_stream(text, flags), expected) << "stream";
+    EXPECT_EQ(read_fixed(text, flags), expected) << "fixed buffer";
+    for (const unsigned capacity : {1U, 2U, 3U, 2047U, 2048U}) {
+        EXPECT_EQ(read_in_pieces(text, flags, capacity), expected) << "capacity " << capacity;
+    }
+}
+
+constexpr unsigned raw = xml_flag_raw;
+
+TEST(Reader, NothingButWhiteSpace) {
+    expect_read("", {"", 0, 0, 1});
+    expect_read(" \t\r\n\n", {"", 0, 0, 3});
+}
+
+TEST(Reader, ElementsKeepAnEmptyRecordAtTheEndOfTheirAttributes) {
+    expect_read("<a/>", {"a[~]", 0, 1, 1});
+    expect_read("<a></a>", {"a[~]", 0, 1, 1});
+    expect_read("<a x=\"1\" y='2'/>", {"a[x=\"1\" y=\"2\" ~]", 0, 1, 1});
+    expect_read("<a\nx\n=\n'1'\n>\n</a>\n", {"a[x=\"1\" ~]", 0, 1, 7});
+    expect_read("<a x = \t\r\n \"\"/>", {"a[x=\"\" ~]", 0, 1, 2});
+    expect_read("<a-1_b:c/>", {"a-1_b:c[~]", 0, 1, 1});
+}
+
+TEST(Reader, SlashEndsTheAttributesWhereverItStands) {
+    // Only "/>" without anything between is an empty element; else content follows.
+    expect_read("<a / x='1'>t</a>", {"a[~]=\"x='1'>t\"", 0, 1, 1});
+    expect_read("<a/ >", {"a[~]{T\">\"}", 0, 2, 1});
+}
+
+TEST(Reader, GreaterThanTwiceMeansNoContent) {
+    expect_read("<a>>t", {"a[~] T\"t\"", 0, 2, 1});
+    expect_read("<a>>t</a>", {"a[~] VALUE t"s, 11, 1, 1});
+}
+
+TEST(Reader, ElementsNest) {
+    expect_read("<a><b><c/></b><d/></a>", {"a[~]{b[~]{c[~]} d[~]}", 0, 4, 1});
+    expect_read("<a>\n <b/>\n <c/>\n</a>\n<d/>", {"a[~]{b[~] c[~]} d[~]", 0, 4, 5});
+}
+
+TEST(Reader, ElementsWithoutAnEndTagAreComplete) {
+    expect_read("<a>", {"a[~]", 0, 1, 1});
+    expect_read("<a><b>", {"a[~]{b[~]}", 0, 2, 1});
+    expect_read("<a><b>text", {"a[~]{b[~]{T\"text\"}}", 0, 3, 1}); // no end tag, no merge
+}
+
+TEST(Reader, ASingleTextBecomesTheValue) {
+    expect_read("<a>text</a>", {"a[~]=\"text\"", 0, 1, 1});
+    expect_read("<a> text </a>", {"a[~]=\"text\"", 0, 1, 1});
+    expect_read("<a>text<b/></a>", {"a[~]=\"text\"{b[~]}", 0, 2, 1});
+    expect_read("<a><b/>text</a>", {"a[~]=\"text\"{b[~]}", 0, 2, 1});
+    expect_read("<a><b/>text<c/></a>", {"a[~]=\"text\"{b[~] c[~]}", 0, 3, 1});
+    expect_read("<a>one<b/>two</a>", {"a[~]{T\"one\" b[~] T\"two\"}", 0, 4, 1});
+    expect_read("<a><!--c-->text</a>", {"a[~]=\"text\"{#\"c\"}", 0, 2, 1});
+}
+
+TEST(Reader, TextIsTrimmedOfBlanksAndTabsBehindItOnly) {
+    expect_read("<a>abc  \t</a>", {"a[~]=\"abc\"", 0, 1, 1});
+    expect_read("<a>abc\r</a>", {"a[~]=\"abc\\x0D\"", 0, 1, 1});
+    expect_read("<a>\n\t abc\n \t</a>", {"a[~]=\"abc\\n\"", 0, 1, 3});
+    expect_read("<a>a b\tc</a>", {"a[~]=\"a b\\x09c\"", 0, 1, 1});
+    expect_read("text \t ", {"T\"text\"", 0, 1, 1});
+    expect_read("\n text\n", {"T\"text\\n\"", 0, 1, 3});
+}
+
+TEST(Reader, EntitiesInText) {
+    expect_read("<a>&lt;&gt;&amp;&quot;&apos;</a>", {"a[~]=\"<>&\\\"'\"", 0, 1, 1});
+    expect_read("<a>&foo;</a>", {"a[~]=\"&foo;\"", 0, 1, 1});
+    expect_read("<a>&am;&ampx;&lx;&gx;&qu;&apo;</a>", {"a[~]=\"&&<>\\\"'\"", 0, 1, 1});
+    expect_read("<a>&ap;&quo;&quox;&ampxy;&AMP;</a>", {"a[~]=\"&\\\"\\\"&ampxy;&AMP;\"", 0, 1, 1});
+    expect_read("<a>&no\nsuch thing;</a>", {"a[~]=\"&no\\nsuch thing;\"", 0, 1, 2});
+    expect_read("<a>a;b</a>", {"a[~]=\"a;b\"", 0, 1, 1});
+    expect_read("<a>&#65;</a>", {"a[~]=\"&#65;\"", 0, 1, 1});
+}
+
+TEST(Reader, EntitiesInAttributes) {
+    expect_read("<a x='&lt;&gt;&amp;&quot;&apos;'/>", {"a[x=\"<>&\\\"'\" ~]", 0, 1, 1});
+    expect_read("<a x='1&foo;2'/>", {"a[x=\"1;2\" ~]", 0, 1, 1});
+    expect_read("<a x='1&amp'/>", {"a[x=\"1&amp\" ~]", 0, 1, 1}); // the quote ends the value
+    expect_read("<a x='1;2'/>", {"a[x=\"1;2\" ~]", 0, 1, 1});
+    expect_read("<a x='&am;&ampx;'/>", {"a[x=\"&&\" ~]", 0, 1, 1});
+}
+
+TEST(Reader, RawLeavesEntitiesAlone) {
+    expect_read("<a x='&amp;&;&'>&lt;&;&</a>", {"a[x=\"&amp;&;&\" ~]=\"&lt;&;&\"", 0, 1, 1}, raw);
+}
+
+TEST(Reader, AttributeValuesKeepOtherQuotesAndLineFeeds) {
+    expect_read("<a x=\"it's\n<b>\" y='\"'/>", {"a[x=\"it's\\n<b>\" y=\"\\\"\" ~]", 0, 1, 2});
+}
+
+TEST(Reader, Comments) {
+    expect_read("<!---->", {"#\"\"", 0, 1, 1});
+    expect_read("<!-- a\nb -->", {"#\" a\\nb \"", 0, 1, 2});
+    expect_read("<!--a--b-->", {"#\"a-b\"", 0, 1, 1});
+    expect_read("<!--a-b-->", {"#\"a-b\"", 0, 1, 1});
+    expect_read("<!--a---b-->", {"#\"a--b\"", 0, 1, 1});
+    expect_read("<!--a--->x-->", {"#\"a-->x\"", 0, 1, 1});
+    expect_read("<!--a", {"#\"a\"", 0, 1, 1});
+    expect_read("<!--a-", {"#\"a-\"", 0, 1, 1});
+    expect_read("<!--a--", {"#\"a--\"", 0, 1, 1});
+    expect_read("<!--<a>&amp;</a>-->", {"#\"<a>&amp;</a>\"", 0, 1, 1});
+}
+
+TEST(Reader, Instructions) {
+    expect_read("<?xml version=\"1.0\"?>", {"?xml=\"version=\\\"1.0\\\"\"", 0, 1, 1});
+    expect_read("<?p   b ?>", {"?p=\"b \"", 0, 1, 1});
+    expect_read("<?p ?>", {"?p=\"\"", 0, 1, 1});
+    expect_read("<?p\n\tb?>", {"?p=\"\\n\\x09b\"", 0, 1, 2});
+    expect_read("<?p a?b?"
+                "?>",
+                {"?p=\"a?b?\"", 0, 1, 1});
+    expect_read("<?p ? x?>", {"?p=\"? x\"", 0, 1, 1});
+    expect_read("<?p>x?>", {"?p=\">x\"", 0, 1, 1});
+    expect_read("<?p a", {"?p=\"a\"", 0, 1, 1});
+    expect_read("<?p a?", {"?p=\"a?\"", 0, 1, 1});
+}
+
+TEST(Reader, Declarations) {
+    expect_read("<!DOCTYPE  html >", {"!DOCTYPE=\"html \"", 0, 1, 1});
+    expect_read("<!D>", {"!D=\"\"", 0, 1, 1});
+    expect_read("<!D \t\r\n a\n b>", {"!D=\"a\\n b\"", 0, 1, 3});
+    expect_read("<!D a", {"!D=\"a\"", 0, 1, 1});
+    expect_read("<!DOCTYPE a [<!ENTITY b 'c'>]>", {"!DOCTYPE=\"a [<!ENTITY b 'c'\" T\"]>\"", 0, 2, 1});
+}
+
+TEST(Reader, CDataIsABadTag) { expect_read("<a><![CDATA[x]]></a>", {"a[~]", 11, 1, 1}); }
+
+TEST(Reader, BadCharacterBehindTheBracket) {
+    // Status 4, then the rest up to ">" is an end tag: here it closes "a", so 4 stays.
+    expect_read("<a><1a></a>", {"a[~]", 11, 1, 1}); // the second end tag matches nothing
+    expect_read("<a><1a>", {"a[~]", 4, 1, 1});
+    expect_read("<a><!1a>", {"a[~]", 4, 1, 1});
+    expect_read("<a><!-xa>", {"a[~]", 4, 1, 1});
+    expect_read("<a><>a>", {"a[~]", 4, 1, 1}); // ">" is the bad character
+    expect_read("<a><!>a>", {"a[~]", 4, 1, 1});
+    expect_read("<a><!->a>", {"a[~]", 4, 1, 1});
+    expect_read("<a><!/a>", {"a[~]", 4, 1, 1});
+    expect_read("<a>t<1>", {"a[~]=\"t\"", 11, 1, 1});
+    expect_read("<1>x", {"", 11, 0, 1}); // the document has no name to match: reading ends here
+}
+
+TEST(Reader, NamesThatCannotBeReadLeaveTheNodeBare) {
+    expect_read("<a$b>text", {"~ T\"b>text\"", 4, 2, 1});
+    expect_read("<a=>text", {"~ T\">text\"", 4, 2, 1});
+    expect_read("<?xml?>", {"?~ T\">\"", 4, 2, 1});
+    expect_read("<? p?>", {"?~ T\"p?>\"", 4, 2, 1});
+    expect_read("<!D$ x>", {"!~ T\"x>\"", 4, 2, 1});
+    expect_read("<a", {"~", 8, 1, 1});
+    expect_read("<?", {"?~", 8, 1, 1});
+    expect_read("<?p", {"?~", 8, 1, 1});
+    expect_read("<!D", {"!~", 8, 1, 1});
+}
+
+TEST(Reader, EndOfInputRightBehindTheBracketIsNoError) {
+    expect_read("<", {"", 0, 0, 1});
+    expect_read("<!", {"", 0, 0, 1});
+    expect_read("<!-", {"", 0, 0, 1});
+    expect_read("<a><", {"a[~]", 0, 1, 1});
+}
+
+TEST(Reader, NamesHaveUpTo127Characters) {
+    const std::string good(127, 'n');
+    expect_read("<" + good + "/>", {good + "[~]", 0, 1, 1});
+    expect_read("<" + good + "n/>", {"~ T\"/>\"", 8, 2, 1});
+    expect_read("<" + good + "$/>", {"~ T\"/>\"", 4, 2, 1});
+    expect_read("<" + good, {"~", 8, 1, 1});
+    expect_read("<?" + good + "nn?>", {"?~ T\"n?>\"", 8, 2, 1});
+}
+
+TEST(Reader, AttributeNamesHaveUpTo128Characters) {
+    const std::string good(128, 'n');
+    expect_read("<a " + good + "='1'/>", {"a[" + good + "=\"1\" ~]", 0, 1, 1});
+    expect_read("<a " + good + "n='1'/>", {"a[~]{T\"='1'/>\"}", 9, 2, 1});
+}
+
+TEST(Reader, AttributeValuesHaveUpTo256Characters) {
+    const std::string good(256, 'v');
+    expect_read("<a x='" + good + "'/>", {"a[x=\"" + good + "\" ~]", 0, 1, 1});
+    expect_read("<a x='" + good + "v'/>", {"a[~]{T\"'/>\"}", 10, 2, 1});
+    const std::string almost(252, 'v');
+    expect_read("<a x='" + almost + "&amp;'/>", {"a[x=\"" + almost + "&\" ~]", 0, 1, 1});
+    expect_read("<a x='" + almost + "v&amp;'/>", {"a[~]{T\";'/>\"}", 10, 2, 1}); // "p" is the 257th
+}
+
+TEST(Reader, BadAttributes) {
+    expect_read("<a 1x='1'/>", {"a[~]{T\"x='1'/>\"}", 5, 2, 1});
+    expect_read("<a x$='1'/>", {"a[~]{T\"='1'/>\"}", 6, 2, 1});
+    expect_read("<a x y='1'/>", {"a[~]{T\"='1'/>\"}", 6, 2, 1});
+    expect_read("<a x>t</a>", {"a[~]=\"t\"", 6, 1, 1}); // ">" is consumed as the bad character
+    expect_read("<a x=1 />", {"a[~]{T\"/>\"}", 6, 2, 1});
+    expect_read("<a x='1' 2>t</a>", {"a[x=\"1\" ~] VALUE t", 11, 1, 1}); // ">" behind it: no content
+}
+
+TEST(Reader, EndOfInputInAnAttribute) {
+    for (const char *text : {"<a ", "<a x", "<a x ", "<a x=", "<a x= ", "<a x='", "<a x='1", "<a x='&am"}) {
+        expect_read(text, {"a[~]", 6, 1, 1});
+    }
+}
+
+TEST(Reader, BadEntitiesInAttributesEndThemAtOnce) {
+    expect_read("<a x='&;'/>", {"a[~]{T\"'/>\"}", 13, 2, 1});
+    expect_read("<a x='&a;'/>", {"a[~]{T\"'/>\"}", 13, 2, 1});
+    expect_read("<a x='&#65;'/>", {"a[~]{T\"65;'/>\"}", 12, 2, 1});
+    expect_read("<a x='&am p;'/>", {"a[~]{T\"p;'/>\"}", 12, 2, 1});
+    expect_read("<a x='&&amp;'/>", {"a[~]{T\"amp;'/>\"}", 12, 2, 1});
+}
+
+TEST(Reader, BadEntitiesInTextLeaveItWithoutAValue) {
+    expect_read("<a>x&;y</a>", {"a[~]{T T\"y\"}", 13, 3, 1});
+    expect_read("<a>x&a; y</a>", {"a[~]{T T\"y\"}", 13, 3, 1});
+    expect_read("<a>x&amp</a>", {"a[~]", 12, 1, 1}); // the one text, without a value, becomes the element's
+    expect_read("<a>x&amp<b/></a>", {"a[~]{b[~]}", 12, 2, 1});
+    expect_read("<a>x&am&lt;y</a>", {"a[~]{T T\"lt;y\"}", 12, 3, 1});
+    expect_read("x&amp", {"T", 12, 1, 1});
+}
+
+TEST(Reader, EndTagsThatDoNotMatch) {
+    expect_read("<a>t</b>", {"a[~]=\"t\"", 11, 1, 1});
+    expect_read("<a></A>", {"a[~]", 11, 1, 1});
+    expect_read("<a></a >", {"a[~]", 11, 1, 1});
+    expect_read("<a></a\n>", {"a[~]", 11, 1, 2});
+    expect_read("<a></a", {"a[~]", 11, 1, 1});
+    expect_read("<a></>", {"a[~]", 11, 1, 1});
+    expect_read("</a>rest", {"", 11, 0, 1}); // closes what was never opened: reading ends
+    expect_read("<a/>t</x>rest", {"a[~] VALUE t", 11, 1, 1});
+}
+
+TEST(Reader, EndTagsHaveUpTo128Characters) {
+    const std::string name(128, 'x');
+    expect_read("<a>t</" + name + ">u", {"a[~]=\"t\" T\"u\"", 11, 2, 1});
+    expect_read("<a>t</" + name + "y>u", {"a[~]=\"t\" T\">u\"", 8, 2, 1});
+}
+
+TEST(Reader, AfterAnErrorAnElementReadsOneAttributeAndStoresNone) {
+    expect_read("<a x/><b y='1' z='2'>t</b>", {"a[~] b[~]=\"z='2'>t\"", 6, 2, 1});
+}
+
+TEST(Reader, ZeroBytesEndStringsButNotTheirCount) {
+    expect_read("<a>x\0y</a>"s, {"a[~]=\"x\\x00y\"", 0, 1, 1});
+    expect_read("<a x='1\0002'/>"s, {"a[x=\"1\" ~]", 0, 1, 1});
+    expect_read("<a></a\0b>"s, {"a[~]", 0, 1, 1}); // the comparison ends at the zero byte
+}
+
+TEST(Reader, LongTextsAndBodies) {
+    for (const size_t length : {2000U, 2047U, 2048U, 2049U, 5000U, 70000U}) {
+        const std::string text(length, 'z');
+        expect_read("<a>" + text + "</a>", {"a[~]=\"" + text + "\"", 0, 1, 1});
+        expect_read("<!--" + text + "-->", {"#\"" + text + "\"", 0, 1, 1});
+        expect_read("<?p " + text + "?>", {"?p=\"" + text + "\"", 0, 1, 1});
+        expect_read("<!D " + text + ">", {"!D=\"" + text + "\"", 0, 1, 1});
+    }
+}
+
+TEST(Reader, LettersAreTheLocales) {
+    expect_read("<a>\xE4</a>", {"a[~]=\"\\xE4\"", 0, 1, 1});
+    expect_read("<\xE4/>", {"", 11, 0, 1});
+    if (setlocale(LC_CTYPE, "de_DE.ISO-8859-1") != nullptr) {
+        expect_read("<\xE4/>", {"\xE4[~]", 0, 1, 1});
+        setlocale(LC_CTYPE, "C");
+    }
+}
+
+TEST(Reader, StatusIsSetButNeverReset) {
+    new_document read;
+    std::string text = "<a/>";
+    xml_refiller r{};
+    xml_refiller_setup(&r, nullptr, text.data(), 4, 4);
+    read.doc->status = 9;
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
+    EXPECT_EQ(read.doc->status, 9);
+}
+
+TEST(Reader, PushedBackCharacterComesFirst) {
+    new_document read;
+    std::string text = "a/>";
+    xml_refiller r{};
+    xml_refiller_setup(&r, nullptr, text.data(), 3, 3);
+    xml_refiller_set_char(&r, '<');
+    xml_node_read(&r, read.doc->root, read.doc, 0);
+    EXPECT_EQ(read.result(), (outcome{"a[~]", 0, 1, 0}));
+}
+
+TEST(Reader, ReadsOnBehindAnEndTag) {
+    new_document read;
+    std::string text = "<b/>t</a><c/>";
+    const auto size = static_cast<unsigned>(text.size());
+    xml_refiller r{};
+    xml_refiller_setup(&r, nullptr, text.data(), size, size);
+    free(read.doc->root->name);
+    read.doc->root->name = strdup("a");
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
+    EXPECT_EQ(read.result(), (outcome{"b[~] VALUE t", 0, 1, 0}));
+    EXPECT_EQ(r.position, 9U);
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
+    EXPECT_EQ(read.result(), (outcome{"b[~] c[~] VALUE t", 0, 2, 0}));
+}
+
+// The children's own links may be odd when a daemon made them; the merge mends what it touches.
+TEST(Reader, MergeLeavesNoLinkToTheTextThatIsGone) {
+    new_document read;
+    xml_node *const root = read.doc->root;
+    xml_node *const first = xml_node_new();
+    xml_node *const text = xml_node_new();
+    text->kind = xml_kind_text;
+    text->value = strdup("old");
+    xml_node_add_child(root, first);
+    xml_node_add_child(root, text);
+    text->previous = nullptr;
+    text->parent = nullptr;
+    std::string end_tag = "</x>";
+    xml_refiller r{};
+    xml_refiller_setup(&r, nullptr, end_tag.data(), 4, 4);
+    read.doc->node_count = 2;
+    xml_node_read(&r, root, read.doc, 0);
+    EXPECT_EQ(read.result(), (outcome{"~ VALUE old", 11, 1, 0}));
+    EXPECT_EQ(root->last_child, first);
+    EXPECT_EQ(first->next, nullptr);
+}
+
+TEST(Reader, MergeOfTheOnlyChildLeavesNoChildren) {
+    new_document read;
+    std::string text = "t</x>";
+    xml_refiller r{};
+    xml_refiller_setup(&r, nullptr, text.data(), 5, 5);
+    xml_node_read(&r, read.doc->root, read.doc, 0);
+    EXPECT_EQ(read.doc->root->first_child, nullptr);
+    EXPECT_EQ(read.doc->root->last_child, nullptr);
+}
+
+TEST(Reader, RefillFailureDeletesWhatIsOpenAndKeepsTheRest) {
+    new_document read;
+    std::string text = "<done/><a><b/><c>text";
+    xml_refiller r{};
+    std::string buffer(100, '\0');
+    xml_refiller_setup(
+        &r,
+        [](xml_refiller *self) {
+            const auto *source = static_cast<std::string *>(self->source.pointer);
+            if (self->fill != 0) {
+                self->error = 5;
+                return 1;
+            }
+            self->fill = static_cast<unsigned>(source->copy(self->buffer, self->capacity));
+            return 0;
+        },
+        buffer.data(), 0, 100);
+    r.source.pointer = &text;
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 5);
+    EXPECT_EQ(read.result(), (outcome{"done[~]", 5, 2, 0})); // "b" had been counted
+}
+
+TEST(ReadFile, StopsAtAnEndTagTooManyAndLeavesTheStreamBehindItsBlock) {
+    new_document read;
+    std::FILE *const stream = tmpfile();
+    (void)fputs("</x>", stream);
+    (void)fputs(std::string(5000, ' ').c_str(), stream);
+    rewind(stream);
+    EXPECT_EQ(xml_read_file(read.doc, stream, 0), 0);
+    EXPECT_EQ(read.doc->status, 11);
+    EXPECT_EQ(ftell(stream), 2048);
+    (void)fclose(stream);
+}
+
+TEST(ReadFile, BeginsWhereTheStreamStandsAndSetsTheLine) {
+    new_document read;
+    std::FILE *const stream = tmpfile();
+    (void)fputs("skipped<a/>\n", stream);
+    (void)fseek(stream, 7, SEEK_SET);
+    read.doc->line = 77;
+    EXPECT_EQ(xml_read_file(read.doc, stream, 0), 0);
+    EXPECT_EQ(read.result(), (outcome{"a[~]", 0, 1, 2}));
+    (void)fclose(stream);
+}
+
+TEST(ReadFile, FailedReadIsTheResult) {
+    new_document read;
+    std::FILE *const stream = fopen("/dev/null", "w"); // not open for reading
+    EXPECT_EQ(xml_read_file(read.doc, stream, 0), 1);
+    EXPECT_EQ(read.doc->status, 1);
+    (void)fclose(stream);
+}
+
+TEST(Read, ReturnsTheStatus) {
+    const std::string path = ::testing::TempDir() + "varnel_reader_test_" + std::to_string(getpid()) + ".xml";
+    std::FILE *const stream = fopen(path.c_str(), "w");
+    (void)fputs("<a></b>", stream);
+    (void)fclose(stream);
+    new_document read;
+    EXPECT_EQ(xml_read(read.doc, path.c_str(), 0), 11);
+    EXPECT_EQ(read.result(), (outcome{"a[~]", 11, 1, 1}));
+    (void)unlink(path.c_str());
+}
+
+TEST(Read, FileThatCannotBeOpened) {
+    new_document read;
+    EXPECT_EQ(xml_read(read.doc, "/nonexistent/file.xml", 0), 1);
+    EXPECT_EQ(read.doc->status, 1);
+    EXPECT_EQ(read.doc->line, 0U);
+}
+
+TEST(Read, DirectoryOpensButCannotBeRead) {
+    new_document read;
+    EXPECT_EQ(xml_read(read.doc, "/", 0), 1);
+    EXPECT_EQ(read.doc->status, 1);
+}
+
+class AttributeReader : public ::testing::Test {
+  protected:
+    int read(const std::string &text, unsigned flags = 0) {
+        text_ = text;
+        const auto size = static_cast<unsigned>(text.size());
+        xml_refiller_setup(&refiller_, nullptr, text_.data(), size, size);
+        return xml_attribute_read(&refiller_, &attribute_, read_.doc, flags);
+    }
+    ~AttributeReader() override {
+        free(attribute_.name);
+        free(attribute_.value);
+    }
+
+    std::string text_;
+    xml_refiller refiller_{};
+    xml_attribute attribute_{};
+    new_document read_;
+};
+
+TEST_F(AttributeReader, StoresNameAndValue) {
+    EXPECT_EQ(read("\n x = '1' y"), 0);
+    EXPECT_STREQ(attribute_.name, "x");
+    EXPECT_STREQ(attribute_.value, "1");
+    EXPECT_EQ(attribute_.next, nullptr);
+    EXPECT_EQ(refiller_.position, 9U);
+    EXPECT_EQ(read_.doc->line, 1U);
+}
+
+TEST_F(AttributeReader, EndOfTheTagIsConsumedWithoutAStatus) {
+    for (const char *text : {"/>", " >x"}) {
+        EXPECT_EQ(read(text), 0);
+        EXPECT_EQ(attribute_.name, nullptr);
+        EXPECT_EQ(read_.doc->status, 0);
+        EXPECT_EQ(text_[refiller_.position - 1], text[0] == ' ' ? '>' : '/');
+    }
+}
+
+TEST_F(AttributeReader, ReturnsTheStatusItSets) {
+    EXPECT_EQ(read("x 1"), 6);
+    EXPECT_EQ(read_.doc->status, 6);
+    EXPECT_EQ(attribute_.name, nullptr);
+}
+
+TEST_F(AttributeReader, ReturnsAnEarlierStatusAndStoresNothing) {
+    read_.doc->status = 11;
+    EXPECT_EQ(read("x='1'"), 11);
+    EXPECT_EQ(attribute_.name, nullptr);
+    EXPECT_EQ(refiller_.position, 5U); // but has read it
+    EXPECT_EQ(read(">"), 0);
+    EXPECT_EQ(read(std::string(200, 'n')), 11);
+    EXPECT_EQ(read("$"), 5); // a bad character is recorded all the same
+}
+
+TEST_F(AttributeReader, RawKeepsEntities) {
+    EXPECT_EQ(read("x='&lt;'", xml_flag_raw), 0);
+    EXPECT_STREQ(attribute_.value, "&lt;");
+}
+
+} // namespace
