@@ -4,13 +4,27 @@
 
 /**
  * @file
- * The port: functions that the library imports from whatever stands under it.
+ * The port: the eleven functions that the library imports from whatever stands under it.
  *
- * The library defines none of these. A board's own libraries, or the simulated board, provide them with C
- * linkage; each is bound when it is first called, so a program that uses no bus needs no bus library.
+ * The library defines none of these. A board's own libraries, libvarnel_platform for any Linux, or the
+ * simulated board provide them with C linkage. Each is bound when it is first called, so a program needs only
+ * those of the families it uses:
  *
- * All of them must be callable from several threads. Each call of an I2C function must be one bus transaction
- * that nothing else on the adapter interrupts.
+ * - SMBus and chip drivers: i2c_master_write_on_bus(), i2c_master_read_on_bus(), i2c_writeread_on_bus()
+ * - queues: file_lock_write(), file_unlock(), IDBG_LINUXAPP_DbgOut()
+ * - relay: smc_get_shared_memory(), get_device_ip(), LIBIPMI_Create_IPMI20_Session(),
+ *   LIBIPMI_Send_RAW_IPMI2_0_Command(), LIBIPMI_CloseSession()
+ *
+ * This page is written for whoever provides them: what the library passes, what it does with the result, and
+ * what must hold for its own promises to hold. docs/porting.md has a command to check each function with.
+ *
+ * @par Threads
+ * All must be callable from several threads at once and in a child after fork(). The library takes no lock
+ * around them.
+ *
+ * @par errno
+ * The library hands errno on to its callers as the platform left it. What libvarnel_platform sets is said for
+ * each function; another platform may set other values.
  */
 
 #include <stdint.h>
@@ -20,15 +34,38 @@ extern "C" {
 #endif
 
 /**
+ * @name I2C
+ *
+ * Each call is one bus transaction that nothing else on the adapter interrupts: START, the phases with a
+ * repeated START between them, STOP. Nothing is to be retried here: a chip may have acted on a transfer that
+ * failed, and callers decide.
+ *
+ * The library passes bus and slave from a device handle unchecked, so a platform refuses what it has not.
+ * Frames are 0 to 34 bytes written and 0 to 33 read, except in smbus_flexible_write_read_to_device(), which
+ * passes up to 255 of each.
+ *
+ * @par errno of libvarnel_platform
+ * - ENXIO, EREMOTEIO: no acknowledge; which one depends on the adapter's driver
+ * - EINVAL: @p slave above 0x7F; more than 8192 bytes
+ * - ENODEV: no such bus, or its adapter went away
+ * - EOPNOTSUPP: the adapter cannot do a transfer of this shape
+ * - EPROTO: on an adapter for SMBus alone, the chip announced a shorter block than was asked for
+ * - EIO: the transfer ended early
+ * - others as the adapter's driver gives them, such as EAGAIN (arbitration lost) and ETIMEDOUT (Linux,
+ *   Documentation/i2c/fault-codes.rst), or as opening the bus does, such as EACCES and EMFILE
+ */
+/** @{ */
+
+/**
  * Writes @p length bytes to a slave: START, address with the write bit, bytes, STOP.
  *
  * @param bus     I2C adapter number.
  * @param slave   7-bit slave address, unshifted.
  * @param buffer  the bytes; readable even when @p length is 0.
  * @param length  number of bytes. 0 is an SMBus quick command: address and STOP only (SMBus 3.2
- * section 6.5.1).
- * @return the number of bytes written, or a negative value. SMBus functions look at the low 16 bits only; the
- *         PCA9505 driver at the whole value.
+ *                section 6.5.1).
+ * @return @p length when all were written. Anything else is a failure: a smaller count, or -1. SMBus
+ * functions look at the low 16 bits only, as a signed number; the PCA9505 driver at the whole value.
  */
 int i2c_master_write_on_bus(uint8_t bus, uint8_t slave, const uint8_t *buffer, uint16_t length);
 
@@ -37,9 +74,10 @@ int i2c_master_write_on_bus(uint8_t bus, uint8_t slave, const uint8_t *buffer, u
  *
  * @param bus     I2C adapter number.
  * @param slave   7-bit slave address, unshifted.
- * @param buffer  receives the bytes; writable for one byte even when @p length is 0.
+ * @param buffer  receives the bytes; writable for one byte even when @p length is 0. Leave it alone on
+ *                failure if you can: smbus_recv_byte_to_device() hands on the caller's own byte.
  * @param length  number of bytes; 0 is an SMBus quick command with the read bit.
- * @return the number of bytes read, or a negative value; judged as for i2c_master_write_on_bus().
+ * @return as for i2c_master_write_on_bus().
  */
 int i2c_master_read_on_bus(uint8_t bus, uint8_t slave, uint8_t *buffer, uint16_t length);
 
@@ -51,11 +89,14 @@ int i2c_master_read_on_bus(uint8_t bus, uint8_t slave, uint8_t *buffer, uint16_t
  * @param write_buffer  the bytes to write.
  * @param read_buffer   receives the bytes read. What it holds before the call is not part of the transaction.
  * @param write_length  number of bytes to write.
- * @param read_length   number of bytes to read.
- * @return 0 on success, anything else on failure. Callers look at the low 16 bits only.
+ * @param read_length   number of bytes to read, exactly: in a block read, too, where the first byte is the
+ *                      chip's own count.
+ * @return 0 on success, anything else on failure. @b Careful: callers look at the low 16 bits only, so
+ * neither a count nor 0x10000 is a way to say "failed"; use -1.
  */
 int i2c_writeread_on_bus(uint8_t bus, uint8_t slave, const uint8_t *write_buffer, uint8_t *read_buffer,
                          uint16_t write_length, uint16_t read_length);
+/** @} */
 
 /**
  * @name Queues (message.h)
@@ -63,110 +104,157 @@ int i2c_writeread_on_bus(uint8_t bus, uint8_t slave, const uint8_t *write_buffer
 /** @{ */
 
 /**
- * Takes an exclusive advisory lock on an open queue; waits while another process has it. A post goes ahead
- * without the lock when this fails, so it fails only when it must.
+ * Locks a queue for one write: excludes every other writer, whether it is another process that opened the
+ * queue itself, a process that shares an inherited descriptor, or another thread of this process. An
+ * exclusive fcntl() record lock on the whole file (POSIX, fcntl) together with a lock among threads serves.
  *
- * fcntl(2) with F_SETLKW and F_WRLCK over the whole file will do; so will flock(2) where no two processes
- * share an open file description. (Locks of fcntl() do not hold off other threads of the same process.)
+ * A failure does not stop the library: it prints a line, writes unlocked, and calls file_unlock() all the
+ * same.
  *
- * @param fd  the queue, open for writing; -1 after a failed open.
- * @return 0, or -1.
+ * libvarnel_platform: waits without limit; a signal does not end the wait, nor is it a cancellation point.
+ * Locking again what the calling thread holds succeeds and does not nest. What ends a lock early, as for
+ * every record lock: the process closes @e any descriptor of the same file. A process that keeps a descriptor
+ * of a queue and at the same time opens and closes that queue in another thread
+ * (post_message_to_named_queue()) loses the exclusion of other processes for the write under way; its own
+ * threads still exclude each other. At most 256 files are locked at a time by one process.
+ *
+ * @param fd  descriptor open for writing; -1 after a failed open, which must give -1.
+ * @return 0; -1 on failure. errno is unchanged on success. libvarnel_platform: EBADF no descriptor or not
+ * open for writing; EDEADLK the calling thread holds a lock that the holder waits for; ENOLCK out of locks.
  */
 int file_lock_write(int fd);
 
 /**
- * Releases the lock of file_lock_write(). Leave errno alone on success: the caller prints it afterwards.
+ * Releases the lock of file_lock_write().
  *
- * @param fd  as for file_lock_write().
- * @return 0, or -1.
+ * @param fd  the same descriptor, or another one of the same file.
+ * @return 0, also when nothing was locked; -1 on failure. @b errno is unchanged on success: the library calls
+ *         this between a failed write and the line that prints the write's errno. libvarnel_platform: EBADF;
+ *         EPERM when another thread of the process holds the lock, which it keeps.
  */
 int file_unlock(int fd);
 
 /**
- * The platform's debug output.
+ * Debug output.
  *
- * @param level   where and how urgent, in the platform's own encoding; the library passes 0x82.
- * @param format  printf format, with its newline; the arguments follow.
- * @return anything; ignored.
+ * @param level   the library passes 0x82. libvarnel_platform takes the low three bits as the syslog priority
+ *                (0x82: LOG_CRIT) and ignores the others.
+ * @param format  printf format, ending in a newline; the arguments follow.
+ * @return ignored by the library. libvarnel_platform: the length of the text, or a negative value.
+ *
+ * errno must be unchanged afterwards: the library prints it next.
  */
-int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...);
+int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...)
+#ifdef __GNUC__
+    __attribute__((format(printf, 2, 3)))
+#endif
+    ;
 /** @} */
 
 /**
- * @name IPMI relay (ipmi_relay.h)
+ * @name Logins (ipmi_relay.h)
+ *
+ * Controllers have numbers: 0 is the SMC, n + 1 the BMC in slot n, so 0 to 256.
  */
 /** @{ */
 
 /**
- * The device record of a controller: user name (16 bytes) at offset 2, password (20 bytes) at offset 18, both
- * ending early at a zero byte. The library reads nothing else of it.
+ * The login record of a controller.
  *
- * @param dev_id  controller: 0 is the SMC, n + 1 the BMC in slot n (1 to 256).
- * @return the record, readable until the caller's call has ended; @b never null, it is not checked.
+ * | bytes  | content                                                        |
+ * |--------|----------------------------------------------------------------|
+ * | 0-1    | not read                                                       |
+ * | 2-17   | user name, ended by a zero byte unless all 16 are used         |
+ * | 18-37  | password, ended by a zero byte unless all 20 are used          |
+ *
+ * @param dev_id  controller number; a daemon's own mistake may be any integer.
+ * @return the record. @b Never null: the library does not look before it reads 38 bytes, so a controller that
+ *         is not there has a record of zeros. The record must stand still while the library copies it: give
+ *         a copy, not a live table. libvarnel_platform: a copy that belongs to the calling thread,
+ * overwritten by its next call.
  */
 uint8_t *smc_get_shared_memory(int dev_id);
 
 /**
- * The IPv4 address of a controller.
+ * The address of a controller.
  *
- * @param dev_id  controller.
- * @param ip      receives dotted text, at most 19 characters and a zero byte; "0.0.0.0" when there is no
- *                address.
- * @return anything; ignored.
+ * @param dev_id  controller number, as above.
+ * @param ip      receives the IPv4 address as dotted text with its zero byte; room for 20 bytes. "0.0.0.0"
+ *                says that there is none: then no session is tried. It must be written in every case.
+ * @return ignored by the library. libvarnel_platform: 0; -1 with ENODEV when there is none.
  */
 int get_device_ip(int dev_id, char *ip);
+/** @} */
 
 /**
- * Opens an IPMI 2.0 LAN session.
+ * @name IPMI 2.0 sessions over LAN (ipmi_relay.h)
  *
- * The meaning of the constants is the platform's; the library always passes these.
+ * The library judges a status by its low 16 bits: 0 is success, all others are one failure to it. A relay is
+ * one session: create, send one command, close; a close follows every successful create and no other.
  *
- * @param session    storage for the session; the relay gives 32 zeroed bytes, aligned for any type. Keep what
- *                   is larger elsewhere and a pointer to it here.
- * @param host       IPv4 address as dotted text.
- * @param port       623.
- * @param user_name  up to 16 characters; @b not terminated when there are 16.
- * @param password   up to 20 characters; @b not terminated when there are 20.
- * @param arg6       6.
- * @param arg7       null.
- * @param arg8       null.
- * @param privilege  requested privilege level: 4, Administrator (IPMI 2.0 section 13.17).
- * @param arg10      1, or 4 for a session over UDP.
- * @param arg11      0x81.
- * @param arg12      0x20.
- * @param arg13      0.
- * @param arg14      0.
- * @param timeout    5.
- * @return 0 on success.
+ * The statuses of libvarnel_platform_ipmi are listed in docs/porting.md.
+ */
+/** @{ */
+
+/**
+ * Opens a session.
+ *
+ * Each argument has one value, or two where said; what the unnamed ones mean is the platform's choice.
+ * libvarnel_platform_ipmi uses the named ones.
+ *
+ * @param session    storage for the session. The relay gives 32 zeroed bytes; lan_create_session() whatever
+ * its caller gives. Keep more than 32 bytes elsewhere and a pointer here.
+ * @param host       IPv4 address as dotted text; never "0.0.0.0".
+ * @param port       623 (IPMI 2.0 section 13.1.2).
+ * @param user_name  16 bytes. @b Not terminated when the name has 16 characters: look at no more than 16.
+ * @param password   20 bytes. @b Not terminated when the password has 20 characters.
+ * @param argument6  6.
+ * @param argument7  null.
+ * @param argument8  null.
+ * @param privilege  privilege level asked for: 4, Administrator (IPMI 2.0 section 6.8). Writable.
+ * @param argument10 1 from lan_create_session(), 4 from lan_create_session_over_udp().
+ * @param argument11 0x81.
+ * @param argument12 0x20.
+ * @param argument13 0.
+ * @param argument14 0.
+ * @param timeout    5: seconds after which a silent host is given up.
+ * @return 0 when the session is open. Otherwise nothing may be left that a close would have to free.
  */
 uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t port, const char *user_name,
-                                       const char *password, uint8_t arg6, uint8_t *arg7, uint8_t *arg8,
-                                       uint8_t *privilege, uint8_t arg10, uint8_t arg11, uint8_t arg12,
-                                       uint8_t arg13, uint8_t arg14, uint8_t timeout);
+                                       const char *password, uint8_t argument6, uint8_t *argument7,
+                                       uint8_t *argument8, uint8_t *privilege, uint8_t argument10,
+                                       uint8_t argument11, uint8_t argument12, uint8_t argument13,
+                                       uint8_t argument14, uint8_t timeout);
 
 /**
- * Sends one raw command over a session and waits for the response.
+ * Sends one command and waits for its response.
  *
- * @param session   an open session.
- * @param arg2      0.
- * @param arg3      0x38.
- * @param cmd       command byte.
- * @param req       request data.
- * @param req_len   bytes in @p req.
- * @param res       receives the response.
- * @param res_len   length of the response; the daemons' pointer, handed through.
- * @param timeout   10.
- * @return 0 on success.
+ * The last five arguments before the time-out are those of the daemon that asked for the relay; the library
+ * passes them on unseen.
+ *
+ * @param session       an open session.
+ * @param lun           0.
+ * @param net_function  0x38, an OEM network function (IPMI 2.0 section 5.1).
+ * @param cmd           command byte.
+ * @param req           request data; may be null for a length of 0.
+ * @param req_len       bytes in @p req.
+ * @param res           receives the response data. libvarnel_platform_ipmi: the completion code first, as on
+ *                      the wire (IPMI 2.0 section 5.2), then the command's own bytes.
+ * @param res_len       on entry the room in @p res, on return the bytes stored there. Agree on this with the
+ *                      daemons: the library does neither set nor read it.
+ * @param timeout       10: seconds.
+ * @return 0 when the command was carried out. libvarnel_platform_ipmi: a completion code other than 0 is
+ *         returned as it is (1 to 255), with the response stored.
  */
-uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t arg2, uint8_t arg3, uint8_t cmd,
+uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t lun, uint8_t net_function, uint8_t cmd,
                                           uint8_t *req, uint32_t req_len, uint8_t *res, uint32_t *res_len,
                                           int timeout);
 
 /**
- * Closes a session and frees what belongs to it.
+ * Closes a session and frees what belongs to it, also when the other end does not answer any more.
  *
- * @param session  a session that was opened; called once for each.
- * @return 0 on success.
+ * @param session  an open session.
+ * @return 0 on success. The relay ignores it, lan_close_session() does not.
  */
 uint16_t LIBIPMI_CloseSession(void *session);
 /** @} */

@@ -1,0 +1,25 @@
+# SPDX-License-Identifier: Apache-2.0
+# varnel_daemon_library(NAME EXPORTS_FILE source...): a shared library that runs inside daemons: it needs the C
+# library alone (and what is linked to it by name) and exports what the file lists.
+function(varnel_daemon_library name exports_file)
+  set(exports_list ${CMAKE_CURRENT_SOURCE_DIR}/${exports_file})
+  set(version_script ${CMAKE_CURRENT_BINARY_DIR}/${name}.map)
+  file(STRINGS ${exports_list} exports)
+  list(JOIN exports ";\n    " exports)
+  file(CONFIGURE OUTPUT ${version_script} CONTENT "{\n  global:\n    @exports@;\n  local:\n    *;\n};\n" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports_list})
+
+  add_library(${name} SHARED ${ARGN})
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    CXX_VISIBILITY_PRESET default      # the version script alone decides
+    LINKER_LANGUAGE C                  # no libstdc++, no libgcc_s
+    LINK_DEPENDS ${version_script})
+  target_include_directories(${name}
+    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
+    PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+  target_compile_options(${name} PRIVATE -ffunction-sections -fdata-sections)
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:varnel_daemon_side>
+                        -nodefaultlibs -l:libc.so.6 -lc_nonshared -lgcc)
+  target_link_options(${name} PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions -Wl,--gc-sections)
+endfunction()

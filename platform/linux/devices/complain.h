@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <atomic>
+#include <cerrno>
+
+#include <syslog.h>
+
+#include "devices/device_table.h"
+
+namespace varnel::platform {
+
+/// Tells the log about a table that cannot be used, once until the reason changes. errno stays.
+inline void complain_once(complaint about_table) {
+    static std::atomic<complaint> last{nullptr};
+    if (last.exchange(about_table) != about_table && about_table != nullptr) {
+        const int errno_before = errno;
+        syslog(LOG_ERR, "device table %s is not used: %s", table_name(), about_table);
+        errno = errno_before;
+    }
+}
+
+} // namespace varnel::platform

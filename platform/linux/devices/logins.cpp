@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+
+#include "devices/complain.h"
+#include "devices/device_table.h"
+#include "varnel/platform.h"
+
+using varnel::platform::complain_once;
+using varnel::platform::device_record;
+using varnel::platform::read_device;
+
+namespace {
+
+constexpr std::size_t address_room = 20; // what callers of get_device_ip() give
+
+} // namespace
+
+uint8_t *smc_get_shared_memory(int dev_id) {
+    // The caller copies the record in its own time, while another thread may ask for another one.
+    static thread_local device_record copy;
+    const int errno_before = errno;
+    complain_once(read_device(dev_id, copy));
+    errno = errno_before;
+    return copy.login.data();
+}
+
+int get_device_ip(int dev_id, char *ip) {
+    const int errno_before = errno;
+    device_record device;
+    complain_once(read_device(dev_id, device));
+    const bool found = device.present != 0;
+    std::snprintf(ip, address_room, "%s", found ? device.address.data() : "0.0.0.0");
+    errno = found ? errno_before : ENODEV;
+    return found ? 0 : -1;
+}

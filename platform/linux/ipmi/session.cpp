@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include <arpa/inet.h>
+#include <freeipmi/freeipmi.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include "devices/complain.h"
+#include "devices/device_table.h"
+#include "ipmi/status.h"
+#include "varnel/platform.h"
+
+namespace varnel::platform {
+
+namespace {
+
+constexpr unsigned int default_timeout_s = 5;
+constexpr uint8_t privilege_administrator = 4;
+constexpr uint8_t suite_sha256 = 17; // RAKP-HMAC-SHA256, HMAC-SHA256-128, AES-CBC-128 (IPMI 2.0 errata 4)
+constexpr uint8_t suite_sha1 = 3;    // RAKP-HMAC-SHA1, HMAC-SHA1-96, AES-CBC-128 (IPMI 2.0 table 22-20)
+
+// Many BMCs answer "open session" with a privilege level of 0, which says nothing about what they grant
+// later.
+constexpr unsigned int workarounds = IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE;
+
+/// libfreeipmi gives up when a signal interrupts it, so that signals wait for the scope's end.
+class signals_blocked {
+  public:
+    signals_blocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~signals_blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    signals_blocked(const signals_blocked &) = delete;
+    signals_blocked &operator=(const signals_blocked &) = delete;
+
+  private:
+    sigset_t before_{};
+};
+
+/// A field of fixed size as terminated text; fields that are full have no terminator of their own.
+template <std::size_t Size>
+class text_of_field {
+  public:
+    explicit text_of_field(const char *field) {
+        if (field != nullptr) {
+            std::memcpy(text_.data(), field, strnlen(field, Size));
+        }
+    }
+    ~text_of_field() { explicit_bzero(text_.data(), text_.size()); }
+    text_of_field(const text_of_field &) = delete;
+    text_of_field &operator=(const text_of_field &) = delete;
+
+    [[nodiscard]] const char *c_str() const { return text_.data(); }
+
+  private:
+    std::array<char, Size + 1> text_{};
+};
+
+struct login {
+    const char *host;
+    const char *user_name;
+    const char *password;
+    uint8_t privilege;
+    unsigned int give_up_after_ms;
+    unsigned int retransmit_after_ms;
+};
+
+/// What a session's storage holds; all zero is a session that is not open.
+struct session_content {
+    ipmi_ctx_t context;
+};
+
+// By copying: the caller's bytes may lie anywhere.
+ipmi_ctx_t context_in(const void *session) {
+    session_content content{};
+    std::memcpy(&content, session, sizeof content);
+    return content.context;
+}
+
+void keep_context(void *session, ipmi_ctx_t context) {
+    const session_content content{context};
+    std::memcpy(session, &content, sizeof content);
+}
+
+uint16_t number(ipmi_status status) { return static_cast<uint16_t>(status); }
+
+void initialise_library() {
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, [] { ipmi_rmcpplus_init(); });
+}
+
+/// The two time-outs of libfreeipmi add up: a host that says nothing is given up after the first multiple of
+/// the retransmission time that is not below the session time. So a call that may last n seconds asks once
+/// more after n / 2 and gives up at n.
+login with_time_outs(login to, const device_record &device, uint8_t timeout_s) {
+    const unsigned int seconds = timeout_s == 0 ? default_timeout_s : timeout_s;
+    const bool from_table = device.give_up_after_ms != 0 && device.retransmit_after_ms != 0;
+    to.retransmit_after_ms = from_table ? device.retransmit_after_ms : seconds * 500;
+    to.give_up_after_ms = from_table ? device.give_up_after_ms : to.retransmit_after_ms + 100;
+    return to;
+}
+
+/// Opens a session with one cipher suite. Returns 0 and the context, or the error number.
+int open_with_suite(const login &to, uint8_t suite, ipmi_ctx_t &opened) {
+    ipmi_ctx_t context = ipmi_ctx_create();
+    if (context == nullptr) {
+        return IPMI_ERR_OUT_OF_MEMORY;
+    }
+    if (ipmi_ctx_open_outofband_2_0(context, to.host, to.user_name, to.password, nullptr, 0, to.privilege,
+                                    suite, to.give_up_after_ms, to.retransmit_after_ms, workarounds,
+                                    0) != 0) {
+        const int error = ipmi_ctx_errnum(context);
+        ipmi_ctx_destroy(context);
+        return error;
+    }
+    opened = context;
+    return 0;
+}
+
+/// Errors with which BMCs say that they do not know the cipher suite, in good form or bad. Silence is not one
+/// of them: trying again would double the wait for a dead host.
+bool may_be_refused_suite(int error) {
+    return error == IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE || error == IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE ||
+           error == IPMI_ERR_IPMI_ERROR;
+}
+
+int open_session(const login &to, uint8_t suite, ipmi_ctx_t &opened) {
+    if (suite != 0) {
+        return open_with_suite(to, suite, opened);
+    }
+    const int error = open_with_suite(to, suite_sha256, opened);
+    return may_be_refused_suite(error) ? open_with_suite(to, suite_sha1, opened) : error;
+}
+
+bool is_address(const char *host) {
+    in_addr address{};
+    return host != nullptr && inet_pton(AF_INET, host, &address) == 1;
+}
+
+/// "host:port", the form libfreeipmi takes.
+using host_and_port = std::array<char, INET_ADDRSTRLEN + sizeof ":65535">;
+host_and_port joined(const char *host, uint16_t port) {
+    host_and_port text{};
+    std::snprintf(text.data(), text.size(), "%s:%u", host, port);
+    return text;
+}
+
+/// The response as libfreeipmi gives it: command byte, completion code, data. Sizes beyond what a LAN packet
+/// holds.
+using response_buffer = std::array<uint8_t, 2048>;
+constexpr uint32_t request_data_max = 1024;
+
+/// Hands on completion code and data.
+uint16_t take_response(const uint8_t *response, std::size_t length, uint8_t *res, uint32_t *res_len) {
+    const uint32_t room = res == nullptr ? 0 : *res_len;
+    const auto stored = std::min<uint32_t>(static_cast<uint32_t>(length), room);
+    if (stored != 0) {
+        std::memcpy(res, response, stored);
+    }
+    *res_len = stored;
+    if (response[0] != 0) {
+        return response[0];
+    }
+    return stored == length ? 0 : number(ipmi_status::answer_too_long);
+}
+
+} // namespace
+
+} // namespace varnel::platform
+
+using namespace varnel::platform;
+
+uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t port, const char *user_name,
+                                       const char *password, uint8_t /*argument6*/, uint8_t * /*argument7*/,
+                                       uint8_t * /*argument8*/, uint8_t *privilege, uint8_t /*argument10*/,
+                                       uint8_t /*argument11*/, uint8_t /*argument12*/, uint8_t /*argument13*/,
+                                       uint8_t /*argument14*/, uint8_t timeout) {
+    if (session == nullptr || !is_address(host)) {
+        return number(ipmi_status::bad_argument);
+    }
+    keep_context(session, nullptr);
+    const signals_blocked quiet;
+    initialise_library();
+    device_record device;
+    complain_once(find_device(host, device));
+    const host_and_port destination = joined(host, port);
+    const text_of_field<user_name_size> user(user_name);
+    const text_of_field<password_size> secret(password);
+    const uint8_t level = privilege == nullptr ? privilege_administrator : *privilege;
+    const login to =
+        with_time_outs({destination.data(), user.c_str(), secret.c_str(), level, 0, 0}, device, timeout);
+    ipmi_ctx_t opened = nullptr;
+    const int error = open_session(to, device.cipher_suite, opened);
+    keep_context(session, opened);
+    return number(status_of_error(error));
+}
+
+uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t lun, uint8_t net_function, uint8_t cmd,
+                                          uint8_t *req, uint32_t req_len, uint8_t *res, uint32_t *res_len,
+                                          int /*timeout*/) {
+    if (session == nullptr || res_len == nullptr || (req == nullptr && req_len != 0) ||
+        req_len > request_data_max) {
+        return number(ipmi_status::bad_argument);
+    }
+    ipmi_ctx_t context = context_in(session);
+    if (context == nullptr) {
+        return number(ipmi_status::not_open);
+    }
+    std::array<uint8_t, 1 + request_data_max> request{cmd};
+    if (req_len != 0) {
+        std::memcpy(request.data() + 1, req, req_len);
+    }
+    response_buffer response{};
+    const signals_blocked quiet;
+    const int length = ipmi_cmd_raw(context, lun, net_function, request.data(), 1 + req_len, response.data(),
+                                    response.size());
+    if (length < 2) {
+        *res_len = 0;
+        const int error = length < 0 ? ipmi_ctx_errnum(context) : IPMI_ERR_IPMI_ERROR;
+        return number(status_of_error(error));
+    }
+    return take_response(response.data() + 1, static_cast<std::size_t>(length) - 1, res, res_len);
+}
+
+uint16_t LIBIPMI_CloseSession(void *session) {
+    if (session == nullptr) {
+        return number(ipmi_status::bad_argument);
+    }
+    ipmi_ctx_t context = context_in(session);
+    if (context == nullptr) {
+        return number(ipmi_status::not_open);
+    }
+    const signals_blocked quiet;
+    const int error = ipmi_ctx_close(context) == 0 ? 0 : ipmi_ctx_errnum(context);
+    ipmi_ctx_destroy(context);
+    keep_context(session, nullptr);
+    return number(status_of_error(error));
+}

@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: Apache-2.0
+// The device table: what daemons get of it, and what they refuse.
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "device_table_file.h"
+#include "platform/private_dev.h"
+#include "varnel/platform.h"
+
+namespace {
+
+using namespace varnel::tools;
+using varnel::platform::device_record;
+using varnel::platform::device_table;
+using varnel::test::logged;
+
+using login = std::array<uint8_t, 38>;
+
+device_record make_record(const char *address, const std::string &user, const std::string &password) {
+    device_record record{};
+    record.present = 1;
+    std::strcpy(record.address.data(), address);
+    std::ranges::copy(user, record.login.begin() + 2);
+    std::ranges::copy(password, record.login.begin() + 18);
+    return record;
+}
+
+login login_of(int device) {
+    login copy;
+    std::memcpy(copy.data(), smc_get_shared_memory(device), copy.size());
+    return copy;
+}
+
+std::string address_of(int device) {
+    std::array<char, 20> text;
+    text.fill('x');
+    get_device_ip(device, text.data());
+    return text.data();
+}
+
+class DeviceTable : public ::testing::Test {
+  protected:
+    DeviceTable() : name("/varnel-test-" + std::to_string(getpid())) {
+        setenv("VARNEL_DEVICE_TABLE", name.c_str(), 1);
+        records[0] = make_record("192.0.2.1", "smc-user", "smc-password");
+        records[256] = make_record("192.0.2.255", "sixteen.letters.", "twenty.letters.long.");
+        // A table in order ends what an earlier test was complained of for.
+        publish();
+        smc_get_shared_memory(0);
+        shm_unlink(name.c_str());
+        while (!logged().empty()) {
+        }
+    }
+    ~DeviceTable() override { shm_unlink(name.c_str()); }
+
+    void publish() const { publish_device_table(records, name); }
+
+    /// Publishes a good table and then changes the object's bytes at `offset`.
+    template <typename Value>
+    void publish_with(std::size_t offset, Value value) const {
+        publish();
+        const int object = shm_open(name.c_str(), O_RDWR, 0);
+        EXPECT_EQ(pwrite(object, &value, sizeof value, static_cast<off_t>(offset)), ssize_t{sizeof value});
+        close(object);
+    }
+
+    void expect_refused(const std::string &complaint) const {
+        EXPECT_EQ(login_of(0), login{});
+        EXPECT_EQ(address_of(0), "0.0.0.0");
+        if (varnel::test::has_private_dev()) {
+            EXPECT_THAT(logged(), ::testing::EndsWith("device table " + name + " is not used: " + complaint));
+            EXPECT_EQ(logged(), "") << "said more than once";
+        }
+        try {
+            read_device_table();
+            ADD_FAILURE() << "read all the same";
+        } catch (const device_error &error) {
+            EXPECT_EQ(error.what(), name + ": " + complaint);
+        }
+    }
+
+    std::string name;
+    device_records records{};
+};
+
+TEST_F(DeviceTable, GivesLoginAndAddress) {
+    publish();
+    errno = E2BIG;
+    const login smc = login_of(0);
+    EXPECT_EQ(std::string(smc.begin() + 2, smc.begin() + 11), std::string("smc-user\0", 9));
+    EXPECT_EQ(std::string(smc.begin() + 18, smc.begin() + 31), std::string("smc-password\0", 13));
+    EXPECT_EQ(address_of(0), "192.0.2.1");
+    EXPECT_EQ(errno, E2BIG);
+}
+
+TEST_F(DeviceTable, GivesFieldsThatAreFull) {
+    publish();
+    const login bmc = login_of(256);
+    EXPECT_EQ(std::string(bmc.begin() + 2, bmc.end()), "sixteen.letters.twenty.letters.long.");
+    EXPECT_EQ(address_of(256), "192.0.2.255");
+}
+
+TEST_F(DeviceTable, GivesNothingForDevicesThatAreNotThere) {
+    publish();
+    for (const int device : {1, 255, 257, 1000, -1, INT_MAX, INT_MIN}) {
+        EXPECT_EQ(login_of(device), login{}) << device;
+        EXPECT_EQ(address_of(device), "0.0.0.0") << device;
+        std::array<char, 20> ip{};
+        EXPECT_EQ(get_device_ip(device, ip.data()), -1);
+        EXPECT_EQ(errno, ENODEV);
+    }
+    EXPECT_EQ(logged(), "");
+}
+
+TEST_F(DeviceTable, GivesNothingWithoutATable) {
+    EXPECT_EQ(login_of(0), login{});
+    EXPECT_EQ(address_of(0), "0.0.0.0");
+    EXPECT_EQ(logged(), "");
+}
+
+TEST_F(DeviceTable, HandsOutCopiesThatStandStill) {
+    publish();
+    const uint8_t *const record = smc_get_shared_memory(0);
+    records[0] = make_record("192.0.2.9", "another", "secret");
+    publish();
+    std::thread([] { smc_get_shared_memory(256); }).join();
+    EXPECT_STREQ(reinterpret_cast<const char *>(record) + 2, "smc-user");
+    EXPECT_EQ(address_of(0), "192.0.2.9");
+}
+
+TEST_F(DeviceTable, IsMadeForItsOwnerAlone) {
+    const mode_t before = umask(0);
+    publish();
+    umask(before);
+    struct stat object {};
+    ASSERT_EQ(stat(("/dev/shm" + name).c_str(), &object), 0);
+    EXPECT_EQ(object.st_mode, S_IFREG | 0600U);
+    EXPECT_EQ(object.st_uid, geteuid());
+}
+
+TEST_F(DeviceTable, ReplacesWhatStoodThere) {
+    const int foreign = shm_open(name.c_str(), O_RDWR | O_CREAT, 0666);
+    ASSERT_EQ(fchmod(foreign, 0666), 0);
+    publish();
+    struct stat object {};
+    ASSERT_EQ(fstat(foreign, &object), 0);
+    EXPECT_EQ(object.st_size, 0) << "passwords written into an object that others have open";
+    EXPECT_EQ(address_of(0), "192.0.2.1");
+    close(foreign);
+}
+
+TEST_F(DeviceTable, IsRefusedWhenCutShort) {
+    publish();
+    ASSERT_EQ(truncate(("/dev/shm" + name).c_str(), 1000), 0);
+    expect_refused("not the size of a device table");
+}
+
+TEST_F(DeviceTable, IsRefusedWhenEmpty) {
+    close(shm_open(name.c_str(), O_RDWR | O_CREAT, 0600));
+    expect_refused("not the size of a device table");
+}
+
+TEST_F(DeviceTable, IsRefusedWhenSomethingElse) {
+    publish_with(0, 'X');
+    expect_refused("not a device table");
+}
+
+TEST_F(DeviceTable, IsRefusedInAnotherVersion) {
+    publish_with(offsetof(device_table, version), uint32_t{2});
+    expect_refused("a device table of another version");
+}
+
+TEST_F(DeviceTable, IsRefusedWhenOthersMayReadIt) {
+    publish();
+    ASSERT_EQ(chmod(("/dev/shm" + name).c_str(), 0640), 0);
+    expect_refused("open to other users (mode is not 0600)");
+}
+
+TEST_F(DeviceTable, IsRefusedFromAnotherUser) {
+    publish();
+    if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    expect_refused("belongs to another user");
+}
+
+TEST_F(DeviceTable, IsRefusedWhenItIsNoFile) {
+    ASSERT_EQ(mkdir(("/dev/shm" + name).c_str(), 0700), 0);
+    EXPECT_EQ(login_of(0), login{});
+    EXPECT_EQ(address_of(0), "0.0.0.0");
+    rmdir(("/dev/shm" + name).c_str());
+}
+
+TEST_F(DeviceTable, GivesNoAddressWithoutItsEnd) {
+    std::array<char, 16> unterminated;
+    unterminated.fill('1');
+    publish_with(offsetof(device_table, records) + offsetof(device_record, address), unterminated);
+    EXPECT_EQ(address_of(0), "0.0.0.0");
+}
+
+TEST_F(DeviceTable, IsNeverSeenHalfWritten) {
+    records[0] = make_record("192.0.2.1", "1111111111111111", "11111111111111111111");
+    publish();
+    std::atomic<bool> done = false;
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i) {
+        readers.emplace_back([&] {
+            while (!done) {
+                const login seen = login_of(0);
+                EXPECT_TRUE(seen[2] == '1' || seen[2] == '2');
+                EXPECT_THAT(std::vector<uint8_t>(seen.begin() + 2, seen.end()), ::testing::Each(seen[2]));
+                EXPECT_THAT(address_of(0), ::testing::AnyOf("192.0.2.1", "192.0.2.2"));
+            }
+        });
+    }
+    for (int i = 0; i < 500; ++i) {
+        const bool odd = i % 2 == 0;
+        records[0] = odd ? make_record("192.0.2.2", "2222222222222222", "22222222222222222222")
+                         : make_record("192.0.2.1", "1111111111111111", "11111111111111111111");
+        publish();
+    }
+    done = true;
+    for (std::thread &each : readers) {
+        each.join();
+    }
+}
+
+} // namespace

@@ -1,0 +1,465 @@
+// SPDX-License-Identifier: Apache-2.0
+// file_lock_write() and file_unlock() with real processes and threads, on FIFOs and on regular files.
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "varnel/platform.h"
+
+namespace {
+
+/// A child process; ends with the test. Its action's result is its exit status.
+class process {
+  public:
+    explicit process(const std::function<int()> &action) : pid_(fork()) {
+        if (pid_ == 0) {
+            alarm(100);
+            _exit(action());
+        }
+    }
+    ~process() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    process(const process &) = delete;
+    process &operator=(const process &) = delete;
+
+    [[nodiscard]] pid_t pid() const { return pid_; }
+    int result() {
+        int status = -1;
+        waitpid(std::exchange(pid_, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+  private:
+    pid_t pid_;
+};
+
+/// Waits until the kernel lists `pid` among those that wait for a record lock.
+void wait_until_waiting(pid_t pid) {
+    const std::string waiter = "-> POSIX  ADVISORY  WRITE " + std::to_string(pid) + " ";
+    for (;;) {
+        std::ifstream locks("/proc/locks");
+        for (std::string line; std::getline(locks, line);) {
+            if (line.find(waiter) != std::string::npos) {
+                return;
+            }
+        }
+        std::this_thread::yield();
+    }
+}
+
+/// A value that parent and children see.
+template <typename Value>
+class shared {
+  public:
+    shared()
+        : value_(new (mmap(nullptr, sizeof(Value), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+                     Value{}) {}
+    ~shared() { munmap(value_, sizeof(Value)); }
+    shared(const shared &) = delete;
+    shared &operator=(const shared &) = delete;
+    Value *operator->() { return value_; }
+    Value &operator*() { return *value_; }
+
+  private:
+    Value *value_;
+};
+
+enum class file_kind { regular, fifo };
+
+class FileLock : public ::testing::Test {
+  protected:
+    FileLock() : folder_(std::filesystem::temp_directory_path() / "varnel-lock-XXXXXX") {
+        EXPECT_NE(mkdtemp(folder_.data()), nullptr);
+        make_file();
+    }
+    ~FileLock() override { std::filesystem::remove_all(folder_); }
+
+    void make_file(file_kind kind = file_kind::regular, const std::string &name = "file") {
+        path = folder_ + "/" + name;
+        std::filesystem::remove(path);
+        EXPECT_EQ(mknod(path.c_str(), 0600U | (kind == file_kind::fifo ? S_IFIFO : S_IFREG), 0), 0);
+    }
+    // Opened for both, a FIFO needs no other end.
+    [[nodiscard]] int open_file() const { return open(path.c_str(), O_RDWR | O_CLOEXEC); }
+
+    std::string path;
+
+  private:
+    std::string folder_;
+};
+
+bool lockable_now(int fd) {
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    return fcntl(fd, F_SETLK, &whole) == 0;
+}
+
+// Results.
+
+TEST_F(FileLock, SucceedsAndLeavesErrno) {
+    const int fd = open_file();
+    errno = E2BIG;
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_EQ(errno, E2BIG);
+    close(fd);
+}
+
+TEST_F(FileLock, FailsWithoutADescriptor) {
+    EXPECT_EQ(file_lock_write(-1), -1);
+    EXPECT_EQ(errno, EBADF);
+    errno = 0;
+    EXPECT_EQ(file_unlock(-1), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(FileLock, FailsOnADescriptorForReadingAndKeepsNothing) {
+    const int reading = open(path.c_str(), O_RDONLY);
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(reading), -1);
+    EXPECT_EQ(errno, EBADF);
+    std::thread([&] {
+        EXPECT_EQ(file_lock_write(fd), 0);
+        EXPECT_EQ(file_unlock(fd), 0);
+    }).join();
+    close(reading);
+    close(fd);
+}
+
+TEST_F(FileLock, UnlockingWhatIsNotLockedSucceeds) {
+    const int fd = open_file();
+    EXPECT_EQ(file_unlock(fd), 0);
+    close(fd);
+}
+
+TEST_F(FileLock, DoesNotNest) {
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
+    close(fd);
+}
+
+TEST_F(FileLock, OfAnotherThreadIsNotReleased) {
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    std::thread([&] {
+        EXPECT_EQ(file_unlock(fd), -1);
+        EXPECT_EQ(errno, EPERM);
+    }).join();
+    EXPECT_EQ(process([&] { return lockable_now(fd) ? 1 : 0; }).result(), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    close(fd);
+}
+
+TEST_F(FileLock, CountsLockedFiles) {
+    std::vector<int> descriptors;
+    for (int i = 0; i < 256; ++i) {
+        make_file(file_kind::regular, std::to_string(i));
+        descriptors.push_back(open_file());
+        ASSERT_EQ(file_lock_write(descriptors.back()), 0) << i;
+    }
+    make_file(file_kind::regular, "one more");
+    descriptors.push_back(open_file());
+    EXPECT_EQ(file_lock_write(descriptors.back()), -1);
+    EXPECT_EQ(errno, ENOLCK);
+    EXPECT_EQ(file_unlock(descriptors[7]), 0);
+    EXPECT_EQ(file_lock_write(descriptors.back()), 0);
+    for (const int fd : descriptors) {
+        EXPECT_EQ(file_unlock(fd), 0);
+        close(fd);
+    }
+}
+
+// Exclusion.
+
+struct sharing {
+    const char *name;
+    file_kind kind;
+    bool inherited; ///< children use the parent's descriptor; otherwise each opens the file
+};
+
+class Exclusion : public FileLock, public ::testing::WithParamInterface<sharing> {
+  protected:
+    Exclusion() { make_file(GetParam().kind); }
+    [[nodiscard]] int descriptor_for_another(int mine) const {
+        return GetParam().inherited ? mine : open_file();
+    }
+};
+
+TEST_P(Exclusion, AProcessWaitsForAnother) {
+    const int fd = open_file();
+    ASSERT_EQ(file_lock_write(fd), 0);
+    process child([&] { return file_lock_write(descriptor_for_another(fd)); });
+    wait_until_waiting(child.pid());
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_EQ(child.result(), 0);
+    close(fd);
+}
+
+/// Locks and unlocks, and counts how often somebody else was inside.
+struct counters {
+    std::atomic<int> inside;
+    std::atomic<int> collisions;
+    std::atomic<int> turns;
+};
+
+void take_turns(int fd, int turns, counters &count) {
+    for (int i = 0; i < turns; ++i) {
+        if (file_lock_write(fd) != 0) {
+            count.collisions += 1000;
+        }
+        if (count.inside++ != 0) {
+            ++count.collisions;
+        }
+        std::this_thread::yield();
+        --count.inside;
+        ++count.turns;
+        file_unlock(fd);
+    }
+}
+
+void in_threads(int count, const std::function<void()> &action) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) {
+        threads.emplace_back(action);
+    }
+    for (std::thread &each : threads) {
+        each.join();
+    }
+}
+
+TEST_P(Exclusion, ThreadsOfOneProcessTakeTurns) {
+    const int fd = open_file();
+    counters count{};
+    in_threads(8, [&] { take_turns(descriptor_for_another(fd), 200, count); });
+    EXPECT_EQ(count.collisions, 0);
+    EXPECT_EQ(count.turns, 1600);
+    close(fd);
+}
+
+TEST_P(Exclusion, ThreadsOfSeveralProcessesTakeTurns) {
+    const int fd = open_file();
+    shared<counters> count;
+    std::vector<std::unique_ptr<process>> children;
+    for (int i = 0; i < 3; ++i) {
+        children.push_back(std::make_unique<process>([&] {
+            const int mine =
+                descriptor_for_another(fd); // closing any descriptor of the file would end the lock
+            in_threads(3, [&] { take_turns(mine, 100, *count); });
+            return 0;
+        }));
+    }
+    for (auto &child : children) {
+        EXPECT_EQ(child->result(), 0);
+    }
+    EXPECT_EQ(count->collisions, 0);
+    EXPECT_EQ(count->turns, 900);
+    close(fd);
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Exclusion,
+                         ::testing::Values(sharing{"RegularFileOpenedByEach", file_kind::regular, false},
+                                           sharing{"RegularFileInherited", file_kind::regular, true},
+                                           sharing{"FifoOpenedByEach", file_kind::fifo, false},
+                                           sharing{"FifoInherited", file_kind::fifo, true}),
+                         [](const auto &row) { return std::string(row.param.name); });
+
+TEST_F(FileLock, KeepsLongRecordsOfSeveralWritersApart) {
+    constexpr std::size_t record_size = 20'000; // more than a FIFO takes at once without being torn
+    constexpr int writers = 4;
+    constexpr int records = 10;
+    make_file(file_kind::fifo);
+    const int reading = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    std::vector<std::unique_ptr<process>> children;
+    for (int i = 0; i < writers; ++i) {
+        children.push_back(std::make_unique<process>([&, i] {
+            const int fd = open(path.c_str(), O_WRONLY);
+            in_threads(2, [&] {
+                const std::vector<char> record(record_size, static_cast<char>('a' + i));
+                for (int n = 0; n < records; ++n) {
+                    file_lock_write(fd);
+                    EXPECT_EQ(write(fd, record.data(), record.size()), static_cast<ssize_t>(record.size()));
+                    file_unlock(fd);
+                }
+            });
+            return 0;
+        }));
+    }
+    fcntl(reading, F_SETFL, 0);
+    for (int n = 0; n < writers * 2 * records; ++n) {
+        std::vector<char> record(record_size);
+        for (std::size_t got = 0; got < record.size();) {
+            const ssize_t some = read(reading, record.data() + got, record.size() - got);
+            got += static_cast<std::size_t>(std::max<ssize_t>(some, 0));
+        }
+        ASSERT_THAT(record, ::testing::Each(record.front())) << n;
+    }
+    for (auto &child : children) {
+        EXPECT_EQ(child->result(), 0);
+    }
+    close(reading);
+}
+
+// Waiting.
+
+TEST_F(FileLock, WaitsOnThroughSignals) {
+    static shared<std::atomic<int>> signals;
+    const int fd = open_file();
+    ASSERT_EQ(file_lock_write(fd), 0);
+    process child([&] {
+        struct sigaction count {};
+        count.sa_handler = [](int) { ++*signals; }; // without SA_RESTART
+        sigaction(SIGUSR1, &count, nullptr);
+        return file_lock_write(fd);
+    });
+    for (int n = 1; n <= 3; ++n) {
+        wait_until_waiting(child.pid());
+        kill(child.pid(), SIGUSR1);
+        while (*signals < n) {
+            std::this_thread::yield();
+        }
+    }
+    wait_until_waiting(child.pid());
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_EQ(child.result(), 0);
+    close(fd);
+}
+
+TEST_F(FileLock, IsNotInheritedOverFork) {
+    const int fd = open_file();
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool locked = false;
+    bool forked = false;
+    std::thread holder([&] {
+        EXPECT_EQ(file_lock_write(fd), 0);
+        std::unique_lock lock(mutex);
+        locked = true;
+        changed.notify_all();
+        changed.wait(lock, [&] { return forked; });
+        EXPECT_EQ(file_unlock(fd), 0);
+    });
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return locked; });
+    }
+    process child([&] { return file_lock_write(fd); });
+    wait_until_waiting(child.pid()); // in the kernel, not for a thread that the child has not
+    {
+        const std::lock_guard lock(mutex);
+        forked = true;
+        changed.notify_all();
+    }
+    EXPECT_EQ(child.result(), 0);
+    holder.join();
+    close(fd);
+}
+
+TEST_F(FileLock, EndsWhenAnyDescriptorOfTheFileIsClosed) {
+    const int fd = open_file();
+    const int another = open_file();
+    ASSERT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(process([&] { return lockable_now(fd) ? 1 : 0; }).result(), 0);
+    close(another);
+    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    close(fd);
+}
+
+/// Two files, and a line on which two processes tell each other how far they are.
+class Deadlock : public FileLock {
+  protected:
+    Deadlock() {
+        make_file(file_kind::regular, "y");
+        y = open_file();
+        make_file(file_kind::regular, "x");
+        x = open_file();
+        EXPECT_EQ(pipe(line.data()), 0);
+    }
+    ~Deadlock() override {
+        for (const int fd : {x, y, line[0], line[1]}) {
+            close(fd);
+        }
+    }
+    void tell() const { EXPECT_EQ(write(line[1], "x", 1), 1); }
+    void await() const {
+        char byte = 0;
+        EXPECT_EQ(read(line[0], &byte, 1), 1);
+    }
+
+    int x;
+    int y;
+    std::array<int, 2> line{};
+};
+
+TEST_F(Deadlock, AmongThreadsThatHoldOneLockIsOnlyTheKernelsOpinion) {
+    // Each process has one file in one thread and waits for the other's file in another thread.
+    const pid_t parent = getpid();
+    process child([&] {
+        bool seen_by_kernel = false;
+        int result = -1;
+        EXPECT_EQ(file_lock_write(y), 0);
+        tell();
+        wait_until_waiting(parent);
+        std::thread waiter([&] {
+            struct flock whole {};
+            whole.l_type = F_WRLCK;
+            seen_by_kernel = fcntl(x, F_SETLKW, &whole) != 0 && errno == EDEADLK;
+            tell();
+            result = file_lock_write(x);
+        });
+        waiter.join();
+        return seen_by_kernel && result == 0 && file_unlock(y) == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(file_lock_write(x), 0);
+    await();
+    std::thread waiter([&] {
+        EXPECT_EQ(file_lock_write(y), 0);
+        EXPECT_EQ(file_unlock(y), 0);
+    });
+    await();
+    EXPECT_EQ(file_unlock(x), 0);
+    EXPECT_EQ(child.result(), 0);
+    waiter.join();
+}
+
+TEST_F(Deadlock, OfThreadsThatHoldTwoLocksIsReported) {
+    process child([&] {
+        EXPECT_EQ(file_lock_write(y), 0);
+        tell();
+        return file_lock_write(x);
+    });
+    EXPECT_EQ(file_lock_write(x), 0);
+    await();
+    wait_until_waiting(child.pid());
+    EXPECT_EQ(file_lock_write(y), -1);
+    EXPECT_EQ(errno, EDEADLK);
+    EXPECT_EQ(file_unlock(x), 0);
+    EXPECT_EQ(child.result(), 0);
+}
+
+} // namespace

@@ -1,0 +1,531 @@
+// SPDX-License-Identifier: Apache-2.0
+// The I2C primitives of the platform library over the kernel's interface, /dev/i2c-N.
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <functional>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <linux/i2c.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fake_i2c_kernel.h"
+#include "varnel/platform.h"
+#include "varnel/smbus.h"
+
+namespace {
+
+using namespace varnel::test;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using bytes = std::vector<uint8_t>;
+
+constexpr unsigned long with_messages = I2C_FUNC_I2C | I2C_FUNC_SMBUS_EMUL;
+constexpr unsigned long every_smbus_request = I2C_FUNC_SMBUS_EMUL | I2C_FUNC_SMBUS_READ_BLOCK_DATA |
+                                              I2C_FUNC_SMBUS_WRITE_BLOCK_DATA |
+                                              I2C_FUNC_SMBUS_BLOCK_PROC_CALL;
+constexpr uint8_t chip = 0x50;
+
+class I2c : public ::testing::Test {
+  protected:
+    // The buses of the library live as long as the process: each test has one of its own.
+    I2c() : bus(next_bus++) {}
+
+    void plug(unsigned long functionality) { kernel.plug(bus, functionality); }
+    int write(const bytes &frame, uint8_t slave = chip) {
+        return i2c_master_write_on_bus(bus, slave, frame.data(), static_cast<uint16_t>(frame.size()));
+    }
+    int read(bytes &into) {
+        return i2c_master_read_on_bus(bus, chip, into.data(), static_cast<uint16_t>(into.size()));
+    }
+    int write_read(const bytes &frame, bytes &into) {
+        return i2c_writeread_on_bus(bus, chip, frame.data(), into.data(), static_cast<uint16_t>(frame.size()),
+                                    static_cast<uint16_t>(into.size()));
+    }
+
+    fake_i2c_kernel kernel;
+    uint8_t bus;
+
+  private:
+    static inline uint8_t next_bus = 0;
+};
+
+TEST_F(I2c, AWriteIsOneMessage) {
+    plug(with_messages);
+    errno = E2BIG;
+    EXPECT_EQ(write({1, 2, 3}), 3);
+    EXPECT_EQ(errno, E2BIG);
+    EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {1, 2, 3}, -1}));
+    EXPECT_THAT(kernel.calls(), ElementsAre("open " + std::to_string(bus), "I2C_RDWR"));
+}
+
+TEST_F(I2c, AReadIsOneMessage) {
+    plug(with_messages);
+    kernel.answer = {7, 8, 9};
+    bytes answer(3);
+    EXPECT_EQ(read(answer), 3);
+    EXPECT_EQ(answer, (bytes{7, 8, 9}));
+    EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, 3}));
+}
+
+TEST_F(I2c, AWriteReadIsOneCombinedTransfer) {
+    plug(with_messages);
+    kernel.answer = {7, 8};
+    bytes answer(2);
+    EXPECT_EQ(write_read({0x10}, answer), 0);
+    EXPECT_EQ(answer, (bytes{7, 8}));
+    EXPECT_THAT(kernel.calls(), ElementsAre("open " + std::to_string(bus), "I2C_RDWR"));
+    EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {0x10}, 2}));
+}
+
+TEST_F(I2c, LongTransfersReturnTheirLength) {
+    plug(with_messages);
+    EXPECT_EQ(write(bytes(8192, 0xA5)), 8192);
+    bytes answer(8192);
+    EXPECT_EQ(read(answer), 8192);
+    EXPECT_EQ(write(bytes(8193)), -1);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(I2c, TheKernelsErrnoIsHandedOn) {
+    plug(with_messages);
+    for (const int error : {ENXIO, EREMOTEIO, EAGAIN, ETIMEDOUT, EIO}) {
+        kernel.fail_with = error;
+        bytes answer{0xEE};
+        EXPECT_EQ(write({1}), -1);
+        EXPECT_EQ(errno, error);
+        EXPECT_EQ(read(answer), -1);
+        EXPECT_EQ(write_read({1}, answer), -1);
+        EXPECT_EQ(answer, bytes{0xEE});
+    }
+}
+
+TEST_F(I2c, NothingIsRetried) {
+    plug(with_messages);
+    kernel.fail_with = EAGAIN;
+    EXPECT_EQ(write({1}), -1);
+    EXPECT_EQ(kernel.transfers().size(), 1U);
+}
+
+TEST_F(I2c, ACombinedTransferThatEndsEarlyFails) {
+    plug(with_messages);
+    kernel.messages_done = 1;
+    bytes answer(1);
+    EXPECT_EQ(write_read({1}, answer), -1);
+    EXPECT_EQ(errno, EIO);
+}
+
+TEST_F(I2c, AddressesAboveSevenBitsNeverReachTheBus) {
+    plug(with_messages);
+    EXPECT_EQ(write({1}, 0x80), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(kernel.calls(), IsEmpty());
+    EXPECT_EQ(write({1}, 0x7F), 1);
+}
+
+TEST_F(I2c, ABusThatIsNotThereIsNoDevice) {
+    EXPECT_EQ(write({1}), -1);
+    EXPECT_EQ(errno, ENODEV);
+}
+
+// Addresses without data.
+
+TEST_F(I2c, QuickTransfersAskTheKernelForQuick) {
+    plug(with_messages);
+    bytes none;
+    EXPECT_EQ(write({}), 0);
+    EXPECT_EQ(read(none), 0);
+    EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, -1}, wire_transfer{chip, {}, 0}));
+}
+
+TEST_F(I2c, AnAdapterWithoutQuickIsNotAskedForEmptyMessages) {
+    plug(with_messages & ~static_cast<unsigned long>(I2C_FUNC_SMBUS_QUICK));
+    bytes none;
+    bytes one(1);
+    EXPECT_EQ(write({}), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    EXPECT_EQ(read(none), -1);
+    EXPECT_EQ(write_read({}, one), -1);
+    EXPECT_EQ(write_read({1}, none), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    EXPECT_THAT(kernel.transfers(), IsEmpty());
+}
+
+TEST_F(I2c, EmptyPhasesOfACombinedTransferAreMessages) {
+    plug(with_messages);
+    bytes none;
+    bytes one(1);
+    EXPECT_EQ(write_read({}, one), 0);
+    EXPECT_EQ(write_read({1}, none), 0);
+    EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, 1}, wire_transfer{chip, {1}, 0}));
+}
+
+TEST_F(I2c, AFailedQuickIsAFailure) {
+    plug(with_messages);
+    kernel.fail_with = ENXIO;
+    EXPECT_EQ(write({}), -1);
+    EXPECT_EQ(errno, ENXIO);
+}
+
+// Adapters that take SMBus requests only.
+
+/// A call of the library and the buffers it fills.
+struct library_call {
+    const char *name;
+    std::function<int(uint32_t device, bytes &filled)> call;
+};
+
+const bytes block_of_32(32, 0x5A);
+
+const std::vector<library_call> &library_calls() {
+    static const std::vector<library_call> calls{
+        {"quick write", [](uint32_t d, bytes &) { return smbus_quick_to_device(d, 0); }},
+        {"quick read", [](uint32_t d, bytes &) { return smbus_quick_to_device(d, 1); }},
+        {"send byte", [](uint32_t d, bytes &) { return smbus_send_byte_to_device(d, 0x21); }},
+        {"receive byte", [](uint32_t d, bytes &f) { return smbus_recv_byte_to_device(d, f.data()); }},
+        {"write byte", [](uint32_t d, bytes &) { return smbus_write_byte_to_device(d, 0x21, 0x43); }},
+        {"read byte", [](uint32_t d, bytes &f) { return smbus_read_byte_to_device(d, 0x21, f.data()); }},
+        {"write word", [](uint32_t d, bytes &) { return smbus_write_word_to_device(d, 0x21, 0xBEEF); }},
+        {"read word",
+         [](uint32_t d, bytes &f) {
+             uint16_t word = 0;
+             const int result = smbus_read_word_to_device(d, 0x21, &word);
+             f = {static_cast<uint8_t>(word), static_cast<uint8_t>(word >> 8)};
+             return result;
+         }},
+        {"write block of 0",
+         [](uint32_t d, bytes &) { return smbus_write_block_to_device(d, 0x21, 0, nullptr); }},
+        {"write block of 1",
+         [](uint32_t d, bytes &) { return smbus_write_block_to_device(d, 0x21, 1, block_of_32.data()); }},
+        {"write block of 32",
+         [](uint32_t d, bytes &) { return smbus_write_block_to_device(d, 0x21, 32, block_of_32.data()); }},
+        {"read block of 4",
+         [](uint32_t d, bytes &f) { return smbus_read_block_to_device(d, 0x21, 4, f.data()); }},
+        {"process call",
+         [](uint32_t d, bytes &f) {
+             uint16_t word = 0;
+             const int result = smbus_process_call_to_device(d, 0x21, 0xBEEF, &word);
+             f = {static_cast<uint8_t>(word), static_cast<uint8_t>(word >> 8)};
+             return result;
+         }},
+        {"block process call",
+         [](uint32_t d, bytes &f) {
+             return smbus_block_write_block_read_process_call_to_device(d, 0x21, 3, block_of_32.data(), 4,
+                                                                        f.data());
+         }},
+        {"raw write of 12",
+         [](uint32_t d, bytes &) {
+             return smbus_flexible_write_read_to_device(d, 0, 12, block_of_32.data(), 0, nullptr);
+         }},
+        {"raw read of 9 behind a register",
+         [](uint32_t d, bytes &f) {
+             return smbus_flexible_write_read_to_device(d, 0, 1, block_of_32.data(), 9, f.data());
+         }},
+    };
+    return calls;
+}
+
+class SmbusOnly : public I2c, public ::testing::WithParamInterface<library_call> {
+  protected:
+    // The answer's first byte is the count of a block of four.
+    SmbusOnly() { kernel.answer = {4, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}; }
+
+    struct outcome {
+        int result;
+        bytes filled;
+        std::vector<wire_transfer> transfers;
+        bool operator==(const outcome &) const = default;
+    };
+
+    outcome run_on(uint8_t number) {
+        kernel.forget();
+        bytes filled(40);
+        const int result = GetParam().call(number | chip << 8U, filled);
+        return {result, filled, kernel.transfers()};
+    }
+};
+
+TEST_P(SmbusOnly, TheLibrarysFramesAreTheSameOnTheWire) {
+    const auto raw_bus = static_cast<uint8_t>(bus + 100);
+    kernel.plug(raw_bus, with_messages);
+    plug(every_smbus_request);
+    const outcome expected = run_on(raw_bus);
+    EXPECT_EQ(expected.result, 0);
+    EXPECT_EQ(run_on(bus), expected);
+    EXPECT_THAT(kernel.calls(), ::testing::Not(::testing::Contains("I2C_RDWR")));
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryFrame, SmbusOnly, ::testing::ValuesIn(library_calls()), [](const auto &row) {
+    std::string name = row.param.name;
+    std::ranges::replace(name, ' ', '_');
+    return name;
+});
+
+class SmbusRequests : public I2c {};
+
+TEST_F(SmbusRequests, WhatIsNoSmbusFrameIsRefused) {
+    plug(every_smbus_request);
+    bytes two(2);
+    bytes four(4);
+    bytes thirty_four(34);
+    bytes none;
+    const std::vector<std::function<int()>> refused{
+        [&] { return read(two); },                    // a plain read of more than a byte
+        [&] { return write(bytes(34, 0x21)); },       // too long for a block, count or not
+        [&] { return write_read({1}, thirty_four); }, // the same as a read
+        [&] {
+            return write_read({1, 2}, four);
+        }, // a two-byte register
+        [&] {
+            return write_read({1, 2, 3}, four);
+        },                                   // three bytes and no count
+        [&] { return write_read({}, two); }, // empty phases
+        [&] { return write_read({1}, none); },
+    };
+    for (std::size_t i = 0; i < refused.size(); ++i) {
+        errno = 0;
+        EXPECT_EQ(refused[i](), -1) << i;
+        EXPECT_EQ(errno, EOPNOTSUPP) << i;
+    }
+    EXPECT_THAT(kernel.transfers(), IsEmpty());
+}
+
+TEST_F(SmbusRequests, AMissingRequestIsReplacedByOneWithTheSameBytes) {
+    plug(I2C_FUNC_SMBUS_WRITE_I2C_BLOCK | I2C_FUNC_SMBUS_READ_I2C_BLOCK);
+    bytes one(1);
+    bytes two(2);
+    EXPECT_EQ(write({1, 2}), 2);
+    EXPECT_EQ(write({1, 2, 3}), 3);
+    EXPECT_EQ(write({1, 3, 3, 4, 5}), 5);
+    EXPECT_EQ(write_read({1}, one), 0);
+    EXPECT_EQ(write_read({1}, two), 0);
+    EXPECT_THAT(kernel.transfers(),
+                ElementsAre(wire_transfer{chip, {1, 2}, -1}, wire_transfer{chip, {1, 2, 3}, -1},
+                            wire_transfer{chip, {1, 3, 3, 4, 5}, -1}, wire_transfer{chip, {1}, 1},
+                            wire_transfer{chip, {1}, 2}));
+}
+
+TEST_F(SmbusRequests, AnAdapterWithoutTheRequestIsNotAsked) {
+    plug(I2C_FUNC_SMBUS_BYTE);
+    bytes one(1);
+    EXPECT_EQ(write({1}), 1);
+    EXPECT_EQ(read(one), 1);
+    kernel.forget();
+    EXPECT_EQ(write({}), -1);
+    EXPECT_EQ(write({1, 2}), -1);
+    EXPECT_EQ(write({1, 2, 3}), -1);
+    EXPECT_EQ(write_read({1}, one), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    EXPECT_THAT(kernel.calls(), IsEmpty());
+}
+
+TEST_F(SmbusRequests, ABlockReadLetsTheChipDecideAndFailsWhenItSendsLess) {
+    plug(I2C_FUNC_SMBUS_READ_BLOCK_DATA);
+    bytes answer(5);
+    kernel.answer = {4, 1, 2, 3, 4};
+    EXPECT_EQ(write_read({0x10}, answer), 0);
+    EXPECT_EQ(answer, (bytes{4, 1, 2, 3, 4}));
+    kernel.answer = {6, 6, 5, 4, 3, 2, 1};
+    EXPECT_EQ(write_read({0x10}, answer), 0);
+    EXPECT_EQ(answer, (bytes{6, 6, 5, 4, 3}));
+    kernel.answer = {3, 1, 2, 3};
+    const bytes before = answer;
+    EXPECT_EQ(write_read({0x10}, answer), -1);
+    EXPECT_EQ(errno, EPROTO);
+    EXPECT_EQ(answer, before);
+}
+
+TEST_F(SmbusRequests, ThreadsDoNotSendToEachOthersChips) {
+    plug(I2C_FUNC_SMBUS_WRITE_BYTE);
+    kernel.before_transfer = [] { std::this_thread::yield(); };
+    std::vector<std::thread> threads;
+    for (uint8_t slave = 0x20; slave < 0x28; ++slave) {
+        threads.emplace_back([this, slave] {
+            for (int i = 0; i < 200; ++i) {
+                EXPECT_EQ(write({slave}, slave), 1);
+            }
+        });
+    }
+    for (std::thread &each : threads) {
+        each.join();
+    }
+    const auto transfers = kernel.transfers();
+    EXPECT_EQ(transfers.size(), 8U * 200);
+    for (const wire_transfer &each : transfers) {
+        EXPECT_EQ(each.written, bytes{static_cast<uint8_t>(each.slave)});
+    }
+}
+
+// The descriptor.
+
+class Descriptor : public I2c {
+  protected:
+    int descriptor_in_use() {
+        EXPECT_EQ(write({1}), 1);
+        const int descriptor = kernel.last_descriptor();
+        kernel.forget();
+        return descriptor;
+    }
+    [[nodiscard]] std::string open_call() const { return "open " + std::to_string(bus); }
+};
+
+bool is_open(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
+
+/// Runs `action` in a child; returns its exit status.
+int in_child(const std::function<int()> &action) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(action());
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(Descriptor, IsOpenedOnceEvenWhenThreadsBeginTogether) {
+    plug(with_messages);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 16; ++i) {
+        threads.emplace_back([this] { EXPECT_EQ(write({1}), 1); });
+    }
+    for (std::thread &each : threads) {
+        each.join();
+    }
+    const auto calls = kernel.calls();
+    EXPECT_EQ(std::ranges::count(calls, open_call()), 1);
+}
+
+TEST_F(Descriptor, IsClosedOnExec) {
+    plug(with_messages);
+    EXPECT_EQ(fcntl(descriptor_in_use(), F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(Descriptor, NeverTakesThePlaceOfAStandardStream) {
+    plug(with_messages);
+    const int kept = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    const int descriptor = descriptor_in_use();
+    const bool taken = is_open(STDIN_FILENO);
+    dup2(kept, STDIN_FILENO);
+    close(kept);
+    EXPECT_GT(descriptor, STDERR_FILENO);
+    EXPECT_FALSE(taken);
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(Descriptor, IsOpenedAgainWhenTheDaemonClosedIt) {
+    plug(with_messages);
+    close(descriptor_in_use());
+    EXPECT_EQ(write({2}), 1);
+    EXPECT_THAT(kernel.calls(), ElementsAre(open_call(), "I2C_RDWR"));
+}
+
+TEST_F(Descriptor, IsLeftAloneWhenSomethingElseHasItsNumber) {
+    plug(with_messages);
+    const int number = descriptor_in_use();
+    std::array<int, 2> pipe_ends{};
+    ASSERT_EQ(pipe(pipe_ends.data()), 0);
+    dup2(pipe_ends[1], number);
+    EXPECT_EQ(write({2}), 1);
+    EXPECT_NE(kernel.last_descriptor(), number);
+    EXPECT_EQ(::write(number, "x", 1), 1);
+    close(number);
+    close(pipe_ends[0]);
+    close(pipe_ends[1]);
+}
+
+TEST_F(Descriptor, IsClosedWhenTheAdapterWentAndOpenedWhenItCameBack) {
+    plug(with_messages);
+    const int first = descriptor_in_use();
+    kernel.unplug(bus);
+    EXPECT_EQ(write({2}), -1);
+    EXPECT_EQ(errno, ENODEV);
+    EXPECT_FALSE(is_open(first));
+    EXPECT_EQ(write({2}), -1);
+    EXPECT_THAT(kernel.transfers(), IsEmpty());
+    plug(with_messages);
+    EXPECT_EQ(write({3}), 1);
+}
+
+TEST_F(Descriptor, IsExchangedWhenTheAdapterWentAndCameBackBetweenTransfers) {
+    plug(I2C_FUNC_SMBUS_BYTE);
+    descriptor_in_use();
+    kernel.unplug(bus);
+    plug(with_messages);
+    EXPECT_EQ(write({1, 2, 3, 4}), 4);
+    EXPECT_THAT(kernel.calls(), ElementsAre(open_call(), "I2C_RDWR"));
+}
+
+TEST_F(Descriptor, IsDroppedWhenTheKernelSaysThatTheDeviceIsGone) {
+    plug(with_messages);
+    for (const int error : {ENODEV, ESHUTDOWN}) {
+        const int first = descriptor_in_use();
+        kernel.fail_with = error;
+        EXPECT_EQ(write({2}), -1);
+        EXPECT_EQ(errno, error);
+        EXPECT_FALSE(is_open(first));
+        kernel.fail_with = 0;
+        kernel.forget();
+        EXPECT_EQ(write({3}), 1);
+        EXPECT_THAT(kernel.calls(), ElementsAre(open_call(), "I2C_RDWR"));
+    }
+}
+
+TEST_F(Descriptor, IsKeptWhenAChipDoesNotAcknowledge) {
+    plug(with_messages);
+    descriptor_in_use();
+    kernel.fail_with = ENXIO;
+    EXPECT_EQ(write({2}), -1);
+    kernel.fail_with = 0;
+    EXPECT_EQ(write({3}), 1);
+    EXPECT_THAT(kernel.calls(), ElementsAre("I2C_RDWR", "I2C_RDWR"));
+}
+
+TEST_F(Descriptor, SurvivesFork) {
+    plug(with_messages);
+    descriptor_in_use();
+    EXPECT_EQ(in_child([this] {
+                  return write({2}) == 1 && kernel.calls() == std::vector<std::string>{"I2C_RDWR"} ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(Descriptor, OfAnSmbusAdapterIsNotSharedWithAChild) {
+    plug(I2C_FUNC_SMBUS_BYTE);
+    const int parents = descriptor_in_use();
+    EXPECT_EQ(in_child([&] {
+                  const bool first = write({2}) == 1 && kernel.calls().front() == open_call();
+                  kernel.forget();
+                  const bool second = write({2}) == 1 && kernel.calls().front() != open_call();
+                  return first && second && !is_open(parents) ? 0 : 1;
+              }),
+              0);
+    EXPECT_TRUE(is_open(parents));
+    EXPECT_EQ(write({3}), 1);
+    EXPECT_EQ(kernel.last_descriptor(), parents);
+}
+
+TEST_F(Descriptor, IsUsableInAChildForkedDuringATransfer) {
+    plug(with_messages);
+    int result = -1;
+    bool in_parent = true;
+    kernel.before_transfer = [&] {
+        if (!std::exchange(in_parent, false)) {
+            return;
+        }
+        result = in_child([this] {
+            alarm(60); // the lock that the parent holds would be for ever in the child
+            return write({2}) == 1 ? 0 : 1;
+        });
+    };
+    EXPECT_EQ(write({1}), 1);
+    EXPECT_EQ(result, 0);
+}
+
+} // namespace

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace varnel::test {
+
+/// A server process, stopped with the object. Its constructor returns when it listens.
+class bmc_server {
+  public:
+    /// Runs `command`, which is to listen on the IPMI ports of `addresses`.
+    bmc_server(const std::vector<std::string> &command, const std::vector<std::string> &addresses);
+    ~bmc_server();
+    bmc_server(const bmc_server &) = delete;
+    bmc_server &operator=(const bmc_server &) = delete;
+
+  private:
+    pid_t pid_;
+};
+
+/// The address of simulated BMC `n`, 0 to 63.
+std::string bmc_address(int n);
+
+/// ipmi_sim with `count` BMCs and oem_commands.c. Users: admin (administrator) with password "secret", and
+/// "sixteen.letters." with "twenty.letters.long.".
+class simulated_bmcs {
+  public:
+    explicit simulated_bmcs(int count = 1);
+    ~simulated_bmcs();
+    simulated_bmcs(const simulated_bmcs &) = delete;
+    simulated_bmcs &operator=(const simulated_bmcs &) = delete;
+
+  private:
+    std::string folder_;
+    bmc_server server_;
+};
+
+} // namespace varnel::test
