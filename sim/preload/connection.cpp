@@ -77,6 +77,7 @@ int connect_to(const sockaddr_un &address) {
 }
 
 bool connection::open() {
+    socket = -1;
     sockaddr_un address{};
     if (!set_address(address)) {
         return false;
@@ -152,14 +153,20 @@ int without_board() {
     return -1;
 }
 
+/// The old connection, if anything the parent process's, goes last: it may be all that keeps the board
+/// powered.
+bool renew_link() {
+    connection old = link;
+    const bool opened = link.open();
+    old.close();
+    return opened;
+}
+
 int exchange(const transfer &wanted) {
     const int saved_errno = errno;
     errno = 0;
-    if (!link.usable()) {
-        link.close(); // of the parent process, if anything
-        if (!link.open()) {
-            return without_board();
-        }
+    if (!link.usable() && !renew_link()) {
+        return without_board();
     }
     reply_header reply{};
     if (!send_request(wanted) || !receive_reply(wanted, reply)) {

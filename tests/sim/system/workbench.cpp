@@ -42,7 +42,13 @@ workbench::workbench() {
     board = file("bench.ini", description);
 }
 
-workbench::~workbench() { std::filesystem::remove_all(folder_); }
+workbench::~workbench() {
+    const auto end = std::chrono::steady_clock::now() + deadline;
+    std::error_code in_use; // a server that is just ending may still create or remove its files
+    do {
+        std::filesystem::remove_all(folder_, in_use);
+    } while (in_use && std::chrono::steady_clock::now() < end);
+}
 
 std::string workbench::file(const std::string &name, const std::string &text) const {
     const std::string path = folder_ + "/" + name;
