@@ -1,0 +1,82 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/*
+ * event_reader prints the events that board_monitor posts to a queue, each with a reading of its own, taken
+ * from the bus that both guard with one lock.
+ */
+#include <errno.h>
+#include <fcntl.h>
+#include <stdbool.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "../board_monitor/events.h"
+#include "../demo_board.h"
+#include "varnel/varnel.h"
+
+static bool read_temperature(int supply_number, int bus_lock, double *celsius) {
+    uint16_t raw = 0;
+    if (wait_sem_lock(bus_lock, 0) != 0) {
+        return false;
+    }
+    const bool read = pca9548_enable_channel(supply_mux, channel_of(supply_number)) == 0 &&
+                      car2512_get_temp(supply, &raw) == 0;
+    pca9548_disable_channel(supply_mux);
+    release_sem_lock(bus_lock, 0);
+    *celsius = (int16_t)raw / 10.0;
+    return read;
+}
+
+static void print_event(const queue_message *event, int bus_lock) {
+    const int supply_number = event->header[EVENT_SUPPLY];
+    double celsius = 0;
+    printf("event_reader: level %d psu%d %.*s", event->header[EVENT_LEVEL], supply_number,
+           (int)event->payload_len, (const char *)event->payload);
+    if (supply_number < SUPPLIES && read_temperature(supply_number, bus_lock, &celsius)) {
+        printf(" (%.1f C now)", celsius);
+    }
+    putchar('\n');
+}
+
+/* Both ends are held open, so that there is always a writer and reading waits instead of meeting the end. */
+static int open_queue(const char *path) {
+    if (mkfifo(path, 0660) != 0 && errno != EEXIST) {
+        return -1;
+    }
+    return open(path, O_RDWR);
+}
+
+int main(int argc, char *argv[]) {
+    if (argc != 4) {
+        fprintf(stderr,
+                "usage: event_reader QUEUE LOCK EVENTS (a FIFO, a key file, how many events to print)\n");
+        return 2;
+    }
+    char *end;
+    const long events = strtol(argv[3], &end, 10);
+    if (*argv[3] == '\0' || *end != '\0' || events < 1) {
+        fprintf(stderr, "event_reader: not a number of events: %s\n", argv[3]);
+        return 2;
+    }
+    const int queue = open_queue(argv[1]);
+    const int bus_lock = get_sem_lock(argv[2], 1);
+    if (queue < 0 || bus_lock < 0) {
+        fprintf(stderr, "event_reader: %s: %s\n", queue < 0 ? argv[1] : argv[2], strerror(errno));
+        return 1;
+    }
+    setvbuf(stdout, NULL, _IOLBF, 0);
+    printf("event_reader: waiting for events at %s\n", argv[1]);
+    static union {
+        queue_message message;
+        uint8_t bytes[QUEUE_MESSAGE_RECORD_MAX];
+    } record;
+    for (long i = 0; i < events; i++) {
+        if (get_message(&record, queue, -1) != 0) {
+            return 1;
+        }
+        print_event(&record.message, bus_lock);
+    }
+    return 0;
+}

@@ -1,0 +1,18 @@
+# SPDX-License-Identifier: Apache-2.0
+# Sourced by the tests here with their own arguments: runs the calling script again, on a board of its own and in a new
+# folder, and gives it what it checks output with.
+if [ "${4-}" != --on-the-board ]; then
+    XDG_RUNTIME_DIR=$(mktemp -d)
+    export XDG_RUNTIME_DIR
+    trap 'rm -rf "$XDG_RUNTIME_DIR"' EXIT
+    "$1" run --board "$3" -- "$0" "$1" "$2" "$3" --on-the-board
+    exit
+fi
+cd "$XDG_RUNTIME_DIR"
+
+fail() {
+    printf '%s\nin:\n%s\n' "$1" "$output"
+    exit 1
+}
+has() { grep -qE -- "$1" <<<"$output" || fail "no line like: $1"; }
+lacks() { ! grep -qE -- "$1" <<<"$output" || fail "unexpected line like: $1"; }
