@@ -4,9 +4,10 @@
 add_library(varnel_options INTERFACE)
 target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
                        $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast>)
-# In tests, tables of small numbers are easier to read without casts, and GCC 12 sees overlaps in string + string.
-set(is_test $<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>)
-target_compile_options(varnel_options INTERFACE $<${is_test}:-Wno-restrict> $<$<NOT:${is_test}>:-Wconversion>)
+# GCC 12 sees overlaps in string + string where there are none. In tests, tables of small numbers are easier to read
+# without casts.
+target_compile_options(varnel_options INTERFACE
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict> $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>>:-Wconversion>)
 if(VARNEL_WERROR)
   target_compile_options(varnel_options INTERFACE -Werror)
 endif()

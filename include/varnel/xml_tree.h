@@ -120,7 +120,7 @@ xml_node *xml_node_clone(const xml_node *n);
 xml_node *xml_node_clone_tree(const xml_node *n);
 /**
  * Takes a node, with its descendants, out of its siblings; the caller owns it then. The parent's `last_child`
- * is left alone: after the last child was unlinked it still points to it.
+ * is left alone: after the last child was unlinked it still points to it. Set it before adding another child.
  */
 void xml_node_unlink(xml_node *n);
 /**

@@ -216,7 +216,7 @@ class node_reader {
     step read_text() {
         const byte_range ready = in_.ready();
         const scanned text = scan_until(ready.next, ready.end, '<', in_.raw() ? '<' : '&');
-        if (text.end != ready.end && *text.end == '<' && in_.failure() == 0) {
+        if (text.end != ready.end && *text.end == '<') {
             return take_text(ready, text);
         }
         xml_node *const node = make_node(xml_kind_text);

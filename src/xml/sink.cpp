@@ -67,18 +67,23 @@ void sink::flush() {
 
 void sink::call(const char *piece, size_t length) { out_.write(&out_, piece, static_cast<unsigned>(length)); }
 
+/// Passes on what is gathered, and learns how much may be gathered now.
+void sink::make_room() {
+    flush();
+    limit_ = stream_room();
+}
+
 void sink::bytes(const char *piece, size_t length) {
-    if (length >= room_) {
-        flush();
-        room_ = stream_room();
-        if (length >= room_) {
-            call(piece, length);
-            room_ = stream_room();
-            return;
-        }
+    if (length >= room()) {
+        make_room();
     }
-    memcpy(gathered_.data() + used_, piece, length);
-    count_gathered(length);
+    if (length < room()) {
+        memcpy(gathered_.data() + used_, piece, length);
+        used_ += length;
+    } else {
+        call(piece, length);
+        make_room();
+    }
 }
 
 /// Copies a string to what is gathered, without counting it yet, while there is room and its bytes are
@@ -86,24 +91,20 @@ void sink::bytes(const char *piece, size_t length) {
 template <class Predicate>
 size_t sink::copy_while(const char *s, Predicate wanted) {
     char *const to = gathered_.data() + used_;
+    const size_t most = room();
     size_t length = 0;
-    while (length != room_ && s[length] != '\0' && wanted(s[length])) {
+    while (length != most && s[length] != '\0' && wanted(s[length])) {
         to[length] = s[length];
         ++length;
     }
     return length;
 }
 
-void sink::count_gathered(size_t length) {
-    used_ += length;
-    room_ -= length;
-}
-
 void sink::string(const char *s) {
     s = s != nullptr ? s : "";
     const size_t length = copy_while(s, [](char) { return true; });
-    if (length < room_) {
-        count_gathered(length);
+    if (length < room()) {
+        used_ += length;
     } else { // a piece is never split: the stream decides where
         bytes(s, length + strlen(s + length));
     }
@@ -115,7 +116,7 @@ const char *sink::send_plain(const char *s) {
         !good()) { // one byte for a daemon's function, or to learn what room a stream has now
         bytes(s++, 1);
     }
-    if (!own_ || !good() || room_ > 0) {
+    if (!own_ || !good() || room() > 0) {
         return s;
     }
     const char *const run = s;
@@ -147,7 +148,7 @@ void sink::escaped(const char *s) {
     bool going_on = s != nullptr;
     while (going_on) {
         const size_t length = copy_while(s, is_plain);
-        count_gathered(length);
+        used_ += length;
         s += length;
         if (*s == '\0') {
             return;

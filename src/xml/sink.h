@@ -20,9 +20,8 @@ class sink {
     sink &operator=(const sink &) = delete;
 
     void character(char c) {
-        if (room_ > 0) {
+        if (used_ < limit_) {
             gathered_[used_++] = c;
-            --room_;
         } else {
             bytes(&c, 1);
         }
@@ -42,7 +41,8 @@ class sink {
   private:
     template <class Predicate>
     size_t copy_while(const char *s, Predicate wanted);
-    void count_gathered(size_t length);
+    [[nodiscard]] size_t room() const { return limit_ - used_; }
+    void make_room();
     const char *send_plain(const char *s);
     void send_run(const char *run, size_t length);
     void call(const char *piece, size_t length);
@@ -52,8 +52,8 @@ class sink {
     xml_output &out_;
     const bool own_;    // the write function is one of the library's: runs of plain bytes in one piece
     const bool stream_; // it is the one for streams
-    size_t used_ = 0;
-    size_t room_ = 0; // bytes that may still be gathered
+    size_t used_ = 0;   // bytes gathered
+    size_t limit_ = 0;  // bytes that may be
     std::array<char, 2048> gathered_;
 };
 

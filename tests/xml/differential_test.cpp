@@ -212,6 +212,17 @@ TEST(ReaderDifferential, DamagedDocumentsAndScriptedRefills) {
     }
 }
 
+// Reading goes on over what lies in the buffer and ends at the first node; what was pushed back then shows.
+TEST(ReaderDifferential, RefillersThatAreInErrorFromTheBeginning) {
+    text_maker make(6);
+    for (int i = 0; i < 3000; ++i) {
+        scenario s = varied(make, i % 2 == 0 ? make.soup() : make.document());
+        s.error = 6;
+        s.capacity = i % 3 == 0 ? s.capacity : 0;
+        ASSERT_NO_FATAL_FAILURE(expect_same(s));
+    }
+}
+
 // A document that goes past the refill buffer, its middle moved byte by byte over the seam.
 TEST(ReaderDifferential, EveryPlaceOfTheSeam) {
     text_maker make(4);

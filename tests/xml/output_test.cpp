@@ -210,6 +210,7 @@ TEST(OutputToPacketPipe, PlainRunsGoOutInOneCall) {
     out.error = 1; // a sink in error is sent one byte more, not a run
     EXPECT_EQ(xml_output_escape_string(&out, "abc"), 1);
     EXPECT_EQ(read(ends[0], buffer, sizeof buffer), 1);
+    EXPECT_EQ(read(ends[0], buffer, sizeof buffer), -1);
     (void)close(ends[0]);
     (void)close(ends[1]);
 }

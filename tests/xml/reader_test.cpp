@@ -429,6 +429,26 @@ TEST(Reader, MergeOfTheOnlyChildLeavesNoChildren) {
     EXPECT_EQ(read.doc->root->last_child, nullptr);
 }
 
+// A refill function may hand out memory of its own instead of filling a buffer.
+TEST(Reader, RefillFunctionMayBringItsOwnBuffers) {
+    new_document read;
+    static char first[] = "<a x='1";
+    static char second[] = "'>text</a>";
+    xml_refiller r{};
+    xml_refiller_setup(
+        &r,
+        [](xml_refiller *self) {
+            const bool at_end = self->buffer == second;
+            self->buffer = self->buffer == nullptr ? first : second;
+            self->fill = at_end ? 0 : static_cast<unsigned>(strlen(self->buffer));
+            self->position = 0;
+            return 0;
+        },
+        nullptr, 0, 0);
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
+    EXPECT_EQ(read.result(), (outcome{"a[x=\"1\" ~]=\"text\"", 0, 1, 0}));
+}
+
 TEST(Reader, RefillFailureDeletesWhatIsOpenAndKeepsTheRest) {
     new_document read;
     std::string text = "<done/><a><b/><c>text";
