@@ -116,7 +116,8 @@ int i2c_writeread_on_bus(uint8_t bus, uint8_t slave, const uint8_t *write_buffer
  * every record lock: the process closes @e any descriptor of the same file. A process that keeps a descriptor
  * of a queue and at the same time opens and closes that queue in another thread
  * (post_message_to_named_queue()) loses the exclusion of other processes for the write under way; its own
- * threads still exclude each other. At most 256 files are locked at a time by one process.
+ * threads still exclude each other. At most 256 files are locked at a time by one process. A thread that ends
+ * with a lock leaves it to nobody.
  *
  * @param fd  descriptor open for writing; -1 after a failed open, which must give -1.
  * @return 0; -1 on failure. errno is unchanged on success. libvarnel_platform: EBADF no descriptor or not

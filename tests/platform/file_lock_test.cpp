@@ -448,13 +448,11 @@ TEST_F(Deadlock, AmongThreadsThatHoldOneLockIsOnlyTheKernelsOpinion) {
 }
 
 TEST_F(Deadlock, OfThreadsThatHoldTwoLocksIsReported) {
+    EXPECT_EQ(file_lock_write(x), 0);
     process child([&] {
         EXPECT_EQ(file_lock_write(y), 0);
-        tell();
         return file_lock_write(x);
     });
-    EXPECT_EQ(file_lock_write(x), 0);
-    await();
     wait_until_waiting(child.pid());
     EXPECT_EQ(file_lock_write(y), -1);
     EXPECT_EQ(errno, EDEADLK);
