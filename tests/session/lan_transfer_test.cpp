@@ -791,8 +791,17 @@ TEST_F(Client, Returns6WhenTheFileCannotBeCreated) {
 }
 
 TEST_F(Client, Returns7WhenTheConnectionBreaks) {
-    raw_server server([](connection &client) {
+    // Not before the client knows that it is connected, or its connect fails.
+    std::atomic<bool> receiving = false;
+    stand_in<ssize_t, int, void *, size_t, int> receives(
+        recv_call, [&receiving](int fd, void *bytes, size_t size, int flags) {
+            receiving = true;
+            receiving.notify_one();
+            return recv_call.real(fd, bytes, size, flags);
+        });
+    raw_server server([&receiving](connection &client) {
         client.send_all(size_field(1000) + "abc");
+        receiving.wait(false);
         client.vanish();
     });
     EXPECT_EQ(received(path), 7);
