@@ -110,6 +110,18 @@ void sink::string(const char *s) {
     }
 }
 
+void sink::repeat(std::string_view piece, size_t times) {
+    const size_t length = piece.size() * times;
+    if (good() && length < room()) {
+        memset(gathered_.data() + used_, piece.front(), length);
+        used_ += length;
+        return;
+    }
+    for (size_t i = 0; i < times && good(); ++i) {
+        bytes(piece.data(), piece.size());
+    }
+}
+
 /// Sends plain bytes that could not be gathered, at least one of them. What is left.
 const char *sink::send_plain(const char *s) {
     if (!own_ || stream_ ||

@@ -3,6 +3,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
+#include <string_view>
 
 #include "varnel/xml_output.h"
 
@@ -27,6 +29,18 @@ class sink {
         }
     }
     void bytes(const char *piece, size_t length);
+    template <size_t Size>
+    void literal(const char (&text)[Size]) {
+        constexpr size_t length = Size - 1;
+        if (length < room()) {
+            memcpy(gathered_.data() + used_, text, length);
+            used_ += length;
+        } else {
+            bytes(text, length);
+        }
+    }
+    /// A piece of one or more of the same character, so many times.
+    void repeat(std::string_view piece, size_t times);
     /// A null pointer is the empty string.
     void string(const char *s);
     /// As xml_output_escape_string(); a null pointer is the empty string.

@@ -2,6 +2,7 @@
 #include "varnel/xml_writer.h"
 
 #include <cstdio>
+#include <string_view>
 
 #include "varnel/xml_iterator.h"
 #include "xml/detours.h"
@@ -103,8 +104,8 @@ class node_writer {
     }
 
     void indent(int level) {
-        for (int i = 0; i < level && out_.good(); ++i) {
-            out_.string(unit_);
+        if (level > 0) {
+            out_.repeat(unit_, static_cast<size_t>(level));
         }
     }
 
@@ -117,9 +118,9 @@ class node_writer {
             open_element(node);
             break;
         case xml_kind_comment:
-            out_.string("<!-- ");
+            out_.literal("<!-- ");
             out_.string(node.value);
-            out_.string(" -->\n");
+            out_.literal(" -->\n");
             break;
         case xml_kind_processing_instruction:
             write_markup("<?", node, "?>\n");
@@ -178,7 +179,7 @@ class node_writer {
     void close_element(const xml_node &element) {
         const bool indented = indented_ && element.first_child != nullptr;
         if (element.value == nullptr && element.first_child == nullptr) {
-            out_.string("/>\n");
+            out_.literal("/>\n");
             return;
         }
         if (element.value != nullptr) {
@@ -190,15 +191,15 @@ class node_writer {
         if (indented) {
             indent(depth_ - 1);
         }
-        out_.string("</");
+        out_.literal("</");
         out_.string(element.name);
-        out_.string(">\n");
+        out_.literal(">\n");
     }
 
     sink out_;
     const bool indented_;
     const bool raw_;
-    const char *const unit_;
+    const std::string_view unit_;
     const xml_node *at_ = nullptr;
     const xml_node *parent_ = nullptr; // whose children are being written
     int depth_ = 0;                    // of `at_`, when it matters
