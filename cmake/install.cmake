@@ -58,6 +58,10 @@ varnel_install_manual(varnel_common.3 development)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
         PATTERN CMakeLists.txt EXCLUDE PATTERN boards EXCLUDE)
 
+if(NOT VARNEL_DEBIAN_ARCHITECTURE) # there each package has a copyright file
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+endif()
+
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/varnel-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(EXPORT varnel FILE varnel-targets.cmake NAMESPACE varnel:: DESTINATION ${varnel_cmake_folder} COMPONENT development)
