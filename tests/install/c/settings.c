@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* settings INI XML: stores a setting and reads it back, then prints the values in an XML file. Calls no platform. */
+/* settings INI XML: stores a setting and reads it back, then prints the values in an XML file. Calls no
+ * platform. */
 #include <stdio.h>
 #include <varnel/varnel.h>
 
