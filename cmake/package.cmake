@@ -18,8 +18,8 @@ function(debian_package component name section multi_arch summary description)
   string(TOUPPER ${component} COMPONENT)
   set(package CPACK_DEBIAN_${COMPONENT})
   set(${package}_PACKAGE_NAME ${name} PARENT_SCOPE)
-  set(${package}_PACKAGE_SECTION ${section} PARENT_SCOPE)
-  set(${package}_PACKAGE_MULTIARCH ${multi_arch} PARENT_SCOPE)
+  # CPack knows the field Multi-Arch since CMake 3.31 only; here it comes with the one before it.
+  set(${package}_PACKAGE_SECTION "${section}\nMulti-Arch: ${multi_arch}" PARENT_SCOPE)
   set(${package}_DESCRIPTION "${summary}\n${description}" PARENT_SCOPE)
   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
 
@@ -34,32 +34,24 @@ function(debian_package component name section multi_arch summary description)
           RENAME ${name} COMPONENT ${component})
 endfunction()
 
-# debian_library(COMPONENT EXPORTS_FILE SUMMARY DESCRIPTION): a package for varnel_COMPONENT, and what tells packages
-# that link it what they depend on.
-function(debian_library component exports_file summary description)
+# debian_library(COMPONENT NAME EXPORTS_FILE): what tells packages that link libvarnel_COMPONENT what they depend on.
+function(debian_library component name exports_file)
   set(library libvarnel_${component})
-  string(REPLACE _ - name ${library}${PROJECT_VERSION_MAJOR})
-  debian_package(${component} ${name} libs same "${summary}" "${description}")
-
   set(control ${CMAKE_BINARY_DIR}/debian/${component})
   file(STRINGS ${PROJECT_SOURCE_DIR}/${exports_file} symbols)
   list(SORT symbols)
   list(TRANSFORM symbols REPLACE "(.+)" " \\1@Base ${PROJECT_VERSION}")
   list(JOIN symbols "\n" symbols)
-  file(WRITE ${control}/symbols "${library}.so.${PROJECT_VERSION_MAJOR} ${name} #MINVER#\n* Build-Depends-Package: libvarnel-dev\n${symbols}\n")
+  file(WRITE ${control}/symbols
+    "${library}.so.${PROJECT_VERSION_MAJOR} ${name} #MINVER#\n* Build-Depends-Package: libvarnel-dev\n${symbols}\n")
   file(WRITE ${control}/shlibs "${library} ${PROJECT_VERSION_MAJOR} ${name} (>= ${PROJECT_VERSION})\n")
   file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
-
   string(TOUPPER ${component} COMPONENT)
   set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/symbols ${control}/triggers PARENT_SCOPE)
-  foreach(variable IN ITEMS PACKAGE_NAME PACKAGE_SECTION PACKAGE_MULTIARCH DESCRIPTION)
-    set(CPACK_DEBIAN_${COMPONENT}_${variable} "${CPACK_DEBIAN_${COMPONENT}_${variable}}" PARENT_SCOPE)
-  endforeach()
-  set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} PARENT_SCOPE)
 endfunction()
 
 set(CPACK_COMPONENTS_ALL)
-debian_library(common src/exports.txt
+debian_package(common libvarnel-common${PROJECT_VERSION_MAJOR} libs same
   "common services for daemons of board-management controllers" [[
 SMBus and drivers for chips on management boards (GPIO expanders,
 multiplexers, power supplies, clocks), INI configuration, system and text
@@ -69,21 +61,24 @@ transfer, in one small shared library that needs the C library alone.
 The functions that reach hardware come from a platform library:
 libvarnel-platform1 on any Linux, the simulated board of varnel-sim, or a
 board's own.]])
+debian_library(common libvarnel-common${PROJECT_VERSION_MAJOR} src/exports.txt)
 if(TARGET varnel_platform)
-  debian_library(platform platform/linux/exports.txt
+  debian_package(platform libvarnel-platform${PROJECT_VERSION_MAJOR} libs same
     "platform functions of varnel on any Linux" [[
 What libvarnel-common1 asks of a platform, on any Linux: I2C transfers through
 /dev/i2c-N, locks on files, debug output to syslog, and the table of
 controllers that an IPMI relay talks to.]])
+  debian_library(platform libvarnel-platform${PROJECT_VERSION_MAJOR} platform/linux/exports.txt)
 endif()
 if(TARGET varnel_platform_ipmi)
-  debian_library(platform_ipmi platform/linux/ipmi/exports.txt
+  debian_package(platform_ipmi libvarnel-platform-ipmi${PROJECT_VERSION_MAJOR} libs same
     "IPMI sessions for varnel by libfreeipmi" [[
 The IPMI functions that the relay of libvarnel-common1 asks of a platform,
 done by libfreeipmi.
 
 libfreeipmi is under the GPL, version 3 or later: a program that loads this
 library is distributed under those terms as a whole.]])
+  debian_library(platform_ipmi libvarnel-platform-ipmi${PROJECT_VERSION_MAJOR} platform/linux/ipmi/exports.txt)
 endif()
 debian_package(development libvarnel-dev libdevel same
   "common services for board-management controllers (development)" [[
@@ -111,6 +106,7 @@ set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${VARNEL_DEBIAN_ARCHITECTURE})
 set(CPACK_DEBIAN_PACKAGE_SOURCE varnel)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
