@@ -16,7 +16,7 @@ function(varnel_daemon_library name exports_file)
     LINKER_LANGUAGE C                  # no libstdc++, no libgcc_s
     LINK_DEPENDS ${version_script})
   target_include_directories(${name}
-    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
+    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
   target_compile_options(${name} PRIVATE -ffunction-sections -fdata-sections)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:varnel_daemon_side>

@@ -1,16 +1,96 @@
 # SPDX-License-Identifier: Apache-2.0
-# What is installed: libraries, headers, and a pkg-config file for each thing that a daemon links.
-include(GNUInstallDirs)
+# What is installed, in components that the packages are made of (cmake/package.cmake): libraries each for itself;
+# development with headers, pkg-config files, the CMake package, examples; tools; simulator.
+set(varnel_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/varnel)
 
-install(DIRECTORY include/varnel TYPE INCLUDE)
-foreach(library IN ITEMS varnel_common varnel_platform varnel_platform_ipmi)
-  if(TARGET ${library})
+# varnel_install_gzipped(FILE FOLDER NAME COMPONENT): as Debian wants manual pages and changelogs, the same to the byte
+# on each machine.
+function(varnel_install_gzipped file folder name component)
+  set(gzipped ${CMAKE_BINARY_DIR}/gzipped/${component}/${name}.gz)
+  cmake_path(GET gzipped PARENT_PATH gzipped_folder)
+  file(MAKE_DIRECTORY ${gzipped_folder})
+  execute_process(COMMAND gzip -9nc ${file} OUTPUT_FILE ${gzipped} COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  install(FILES ${gzipped} DESTINATION ${folder} COMPONENT ${component})
+endfunction()
+
+# varnel_install_manual(PAGE COMPONENT): docs/man/PAGE, if it is there.
+function(varnel_install_manual page component)
+  if(EXISTS ${PROJECT_SOURCE_DIR}/docs/man/${page})
+    cmake_path(GET page EXTENSION LAST_ONLY section)
+    string(SUBSTRING ${section} 1 1 section)
+    varnel_install_gzipped(${PROJECT_SOURCE_DIR}/docs/man/${page} ${CMAKE_INSTALL_MANDIR}/man${section} ${page} ${component})
+  endif()
+endfunction()
+
+# varnel_install_pkgconfig(NAME): written when it is installed, since only then the prefix is known (cmake --install --prefix).
+function(varnel_install_pkgconfig name)
+  set(template ${PROJECT_SOURCE_DIR}/cmake/pkgconfig/${name}.pc.in)
+  set(written ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc)
+  set(pc_libdir "\${prefix}")
+  cmake_path(APPEND pc_libdir ${CMAKE_INSTALL_LIBDIR})
+  set(pc_includedir "\${prefix}")
+  cmake_path(APPEND pc_includedir ${CMAKE_INSTALL_INCLUDEDIR})
+  install(CODE "
+    set(PROJECT_VERSION [[${PROJECT_VERSION}]])
+    set(pc_libdir [[${pc_libdir}]])
+    set(pc_includedir [[${pc_includedir}]])
+    configure_file([[${template}]] [[${written}]] @ONLY)" COMPONENT development)
+  install(FILES ${written} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endfunction()
+
+foreach(library IN ITEMS common platform platform_ipmi)
+  if(TARGET varnel_${library})
+    install(TARGETS varnel_${library} EXPORT varnel
+            LIBRARY COMPONENT ${library} NAMELINK_COMPONENT development)
     string(REPLACE _ - name ${library})
-    configure_file(cmake/pkgconfig/${name}.pc.in ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc @ONLY)
-    install(TARGETS ${library} LIBRARY)
-    install(FILES ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    varnel_install_pkgconfig(varnel-${name})
   endif()
 endforeach()
-if(TARGET varnel-devices)
-  install(TARGETS varnel-devices RUNTIME)
+foreach(link_line IN ITEMS varnel_with_platform varnel_with_platform_ipmi)
+  if(TARGET ${link_line})
+    install(TARGETS ${link_line} EXPORT varnel)
+  endif()
+endforeach()
+
+install(DIRECTORY include/varnel TYPE INCLUDE COMPONENT development)
+varnel_install_manual(varnel_common.3 development)
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
+        PATTERN CMakeLists.txt EXCLUDE PATTERN boards EXCLUDE)
+
+if(NOT VARNEL_DEBIAN_ARCHITECTURE) # there each package has a copyright file
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+endif()
+
+include(CMakePackageConfigHelpers)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/varnel-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(EXPORT varnel FILE varnel-targets.cmake NAMESPACE varnel:: DESTINATION ${varnel_cmake_folder} COMPONENT development)
+install(FILES ${CMAKE_BINARY_DIR}/varnel-config-version.cmake cmake/varnel-config.cmake
+        DESTINATION ${varnel_cmake_folder} COMPONENT development)
+
+# varnel_install_tool(NAME COMPONENT): the program and its page. Anywhere but in /usr it finds the libraries that were
+# installed with it.
+function(varnel_install_tool name component)
+  if(TARGET ${name})
+    install(TARGETS ${name} RUNTIME COMPONENT ${component})
+    varnel_install_manual(${name}.1 ${component})
+    if(NOT CMAKE_INSTALL_PREFIX STREQUAL /usr)
+      file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+      set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${libraries})
+    endif()
+  endif()
+endfunction()
+
+varnel_install_tool(varnel tools)
+varnel_install_tool(varnel-sim simulator)
+varnel_install_tool(varnel-sim-usb simulator)
+if(TARGET varnel AND EXISTS ${PROJECT_SOURCE_DIR}/packaging/completion)
+  install(DIRECTORY packaging/completion/ DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+endif()
+
+if(TARGET varnel-sim)
+  install(DIRECTORY examples/boards DESTINATION ${CMAKE_INSTALL_DATADIR}/varnel COMPONENT simulator)
+endif()
+if(TARGET varnel_sim_preload) # nothing that a program links: in a folder of its own
+  install(TARGETS varnel_sim_preload LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/varnel COMPONENT simulator)
 endif()

@@ -29,7 +29,7 @@ class trace_ring {
     /// Number that the next transfer will have.
     [[nodiscard]] uint64_t next() const { return oldest_ + records_.size(); }
     [[nodiscard]] const nlohmann::ordered_json &at(uint64_t number) const {
-        return records_[number - oldest_];
+        return records_[static_cast<std::size_t>(number - oldest_)];
     }
 
   private:

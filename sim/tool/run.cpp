@@ -29,18 +29,18 @@ using json = nlohmann::ordered_json;
 namespace {
 
 /// The library that answers the programs' I2C primitives: beside this command in a build folder, in the
-/// library folder next to it where it is installed.
+/// project's own library folder where both are installed.
 std::string library_name() {
     static constexpr const char *name = "libvarnel_sim.so";
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const fs::path &folder :
-         {here, here.parent_path() / "lib" / VARNEL_LIBRARY_ARCHITECTURE, here.parent_path() / "lib"}) {
+    const fs::path installed = (here / VARNEL_PRELOAD_FOLDER).lexically_normal();
+    for (const fs::path &folder : {here, installed}) {
         if (fs::exists(folder / name)) {
             return folder / name;
         }
     }
     throw std::runtime_error(
-        fmt::format("{} is neither in {} nor in a lib folder beside it", name, here.string()));
+        fmt::format("{} is neither in {} nor in {}", name, here.string(), installed.string()));
 }
 
 void preload(const std::string &library) {
