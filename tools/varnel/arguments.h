@@ -26,6 +26,14 @@ CLI::Option *add_argument(CLI::App &verb, const std::string &name, Value &value,
 CLI::Option *add_number(CLI::App &verb, const std::string &name, uint64_t &number, uint64_t most,
                         const char *description);
 
+/// One of a few words, which becomes its place among them.
+CLI::Option *add_choice(CLI::App &verb, const std::string &name, std::size_t &choice,
+                        std::vector<std::string> words, const char *description);
+
+/// The place of a word among others. Throws bad_usage: "WHAT: 'TEXT' is not WORD, WORD or WORD".
+[[nodiscard]] std::size_t place_among(const std::vector<std::string> &words, const std::string &text,
+                                      const std::string &what);
+
 /// A number of bytes: 4096, 64K, 1M.
 CLI::Option *add_size(CLI::App &verb, const std::string &name, uint64_t &bytes, const char *description);
 
@@ -33,7 +41,8 @@ CLI::Option *add_size(CLI::App &verb, const std::string &name, uint64_t &bytes, 
 CLI::Option *add_duration(CLI::App &verb, const std::string &name,
                           std::optional<std::chrono::milliseconds> &time, const char *description);
 
-/// Bytes, each a number in C notation: 0x12 255.
+/// As many positional arguments as there are, each a number in C notation from 0 to 255; or, as an option, a
+/// list with commas.
 CLI::Option *add_bytes(CLI::App &verb, const std::string &name, std::vector<uint8_t> &bytes,
                        const char *description);
 

@@ -21,6 +21,8 @@ class report {
   public:
     /// `name  text`, and a member of the JSON object: a bare value whose name carries its unit.
     void add(const std::string &name, const std::string &text, const std::string &key, json value);
+    /// For people alone.
+    void add_line(const std::string &name, const std::string &text) { lines_.emplace_back(name, text); }
     /// For JSON alone.
     void add(const std::string &key, json value);
 
