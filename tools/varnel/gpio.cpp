@@ -210,14 +210,14 @@ class gpio_verbs {
         CLI::App &get = add("get", "Show levels, one line a pin", [](const auto &context, const auto &given) {
             print_bits(context, given, registers::level, level_name);
         });
-        add_words(get, "PIN", "3, or BANK.BIT such as 1.7");
+        add_words(get, "...", "3, or BANK.BIT such as 1.7");
         add_json(get, context_);
         CLI::App &set_verb = add("set", "Set outputs: set DEVICE PIN high|low [PIN high|low...]",
                                  [](const auto &, const auto &given) { set(given); });
-        add_words(set_verb, "PIN high|low", "pins and levels");
+        add_words(set_verb, "high|low ...", "pins and levels");
         add_verify(set_verb);
         CLI::App &dir = add("dir", "Show directions, or set them: dir DEVICE PIN input|output...", direction);
-        add_words(dir, "PIN [input|output]", "pins, or pins and directions");
+        add_words(dir, "[input|output] ...", "pins, or pins and directions");
         add_verify(dir);
         add_json(dir, context_);
     }
@@ -265,11 +265,7 @@ class gpio_verbs {
     }
 
     void add_words(CLI::App &verb, const char *type, const char *description) {
-        verb.add_option("PIN", given_->words, description)
-            ->required()
-            ->expected(-1)
-            ->type_name("")
-            ->option_text(std::string(type) + " ...");
+        verb.add_option("PIN", given_->words, description)->required()->expected(-1)->option_text(type);
     }
 
     static void add_pin_list(CLI::App &verb, const char *name, std::vector<std::string> &pins,

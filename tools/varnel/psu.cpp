@@ -29,6 +29,7 @@ namespace varnel::tools {
 namespace {
 
 constexpr uint8_t operation = 0x01;
+constexpr uint8_t fan_command = 0x3B;
 constexpr uint8_t operation_on = 0x80;
 constexpr uint8_t operation_off = 0x00;
 constexpr unsigned int most_percent = 100;
@@ -184,6 +185,15 @@ void raise_duty(const options &given) {
 void set_rpm(const options &given) {
     const auto rpm = static_cast<uint16_t>(*given.rpm);
     on(given.chip, "set fan speed", [&](uint32_t handle) { return car2512_set_fan_speed(handle, rpm); });
+    uint16_t found = rpm;
+    if (given.verify) {
+        on(given.chip, "read FAN_COMMAND_1",
+           [&](uint32_t handle) { return smbus_read_word_to_device(handle, fan_command, &found); });
+    }
+    if (found != rpm) {
+        throw failed(
+            fmt::format("{}: FAN_COMMAND_1: wrote {} rpm, reads {} rpm", given.chip.name(), rpm, found));
+    }
 }
 
 void fan(const context &context, const options &given) {

@@ -33,6 +33,7 @@ constexpr std::size_t longest_transfer = 255;
 struct options {
     device chip;
     uint8_t command = 0;
+    bool has_command = false;
     uint64_t value = 0;
     std::vector<uint8_t> bytes;
     uint64_t length = 0;
@@ -54,6 +55,9 @@ std::string trouble(const options &given, const char *verb) {
 void print_value(const context &context, const options &given, const std::string &text, json value) {
     report report;
     report.add("device", given.chip.name());
+    if (given.has_command) {
+        report.add("register", given.command);
+    }
     report.add("value", std::move(value));
     print(context.json ? report.text(context) : text + "\n");
 }
@@ -288,6 +292,7 @@ class smbus_verbs {
     template <typename Action>
     CLI::App &add_with_command(const char *name, const char *description, Action action) {
         CLI::App &verb = add(name, description, action);
+        given_->has_command = true;
         add_argument(verb, "REGISTER", given_->command, pmbus_command,
                      "command code: 0xe2, 226 or a PMBus name");
         return verb;
@@ -305,7 +310,10 @@ class smbus_verbs {
     }
 
     void add_block(CLI::App &verb) {
-        add_bytes(verb, "BYTES", given_->bytes, "the block")->required()->expected(1, longest_block);
+        add_bytes(verb, "BYTES", given_->bytes, "the block: up to 32 bytes")
+            ->required()
+            ->expected(1, longest_block)
+            ->option_text("...");
     }
 
     void add_writing(CLI::App &verb) {
