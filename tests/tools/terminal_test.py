@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""terminal_test.py FOLDER: how varnel behaves on a terminal: it asks, colours and redraws there only."""
+"""terminal_test.py FOLDER: how varnel behaves on a terminal, where it asks, colours and redraws; and in a pipe."""
 import fcntl
 import os
 import pty
 import signal
 import struct
+import subprocess
 import sys
 import termios
 import unittest
@@ -85,6 +86,22 @@ class Colour(unittest.TestCase):
     def test_not_when_unwelcome(self):
         self.assertNotIn("\x1b", self.status(NO_COLOR="1"))
         self.assertNotIn("\x1b", self.status(TERM="dumb"))
+
+
+class Pipe(unittest.TestCase):
+    def into_a_closed_pipe(self, **how):
+        read_end, write_end = os.pipe()
+        os.close(read_end)
+        words = [VARNEL, "gpio", "list", "0:0x20"]
+        result = subprocess.run(words, stdout=write_end, stderr=subprocess.PIPE, check=False, **how)
+        os.close(write_end)
+        return result.returncode, result.stderr
+
+    def test_a_reader_that_went_away_needs_no_message(self):
+        self.assertEqual(self.into_a_closed_pipe(), (-signal.SIGPIPE, b""))
+
+    def test_nor_does_one_when_the_signal_is_ignored(self):
+        self.assertEqual(self.into_a_closed_pipe(restore_signals=False), (1, b""))
 
 
 class Watch(unittest.TestCase):

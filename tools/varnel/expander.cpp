@@ -155,6 +155,7 @@ void expander::write_all(registers which, const std::vector<pin> &pins, bool val
         return;
     }
     std::vector<uint8_t> ports;
+    ports.reserve(pins.size());
     for (const pin &pin : pins) {
         ports.push_back(static_cast<uint8_t>(pin.bank * bits + pin.bit));
     }
