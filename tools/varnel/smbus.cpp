@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -36,7 +37,7 @@ struct options {
     bool has_command = false;
     uint64_t value = 0;
     std::vector<uint8_t> bytes;
-    uint64_t length = 0;
+    std::size_t length = 0;
     bool read = false;
     bool verify = false;
 };
@@ -300,7 +301,7 @@ class smbus_verbs {
 
     CLI::Option *add_count(CLI::App &verb, const char *name, std::size_t most) {
         const auto read = [name, most](const std::string &text) {
-            const uint64_t count = c_number(text, most, name);
+            const auto count = static_cast<std::size_t>(c_number(text, most, name));
             if (count == 0) {
                 throw bad_usage(fmt::format("{}: 0 bytes are none at all", name));
             }
