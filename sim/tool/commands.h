@@ -2,24 +2,15 @@
 #pragma once
 
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
+#include "tools/support/command_line.h"
 
 namespace varnel::sim::tool {
 
-/// Exit statuses of the command itself; `run` passes on those of the program.
-enum exit_status : int { success = 0, failure = 1, bad_input = 2 };
-
-/// The user asked for something that does not exist; what() is one line. Nothing has changed.
-class bad_usage : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
+using tools::bad_usage;
+using tools::success;
 
 /// What the user typed, apart from options of single commands.
 struct invocation {

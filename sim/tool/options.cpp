@@ -1,24 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/tool/options.h"
 
-#include <charconv>
 #include <string>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "tools/support/numbers.h"
+
 namespace varnel::sim::tool {
-
-namespace {
-
-template <typename Number>
-std::optional<Number> whole(const std::string &text) {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
-} // namespace
 
 CLI::App *add_command(CLI::App &app, const char *name, const char *description, invocation &call,
                       std::function<void()> action) {
@@ -32,7 +22,7 @@ CLI::App *add_command(CLI::App &app, const char *name, const char *description, 
 CLI::Option *add_number(CLI::App &command, const char *option, std::optional<uint64_t> &number,
                         const char *description) {
     const auto take = [option, &number](const std::string &text) {
-        number = whole<uint64_t>(text);
+        number = tools::whole_number<uint64_t>(text);
         if (!number) {
             throw bad_usage(fmt::format("{}: '{}' is not a whole number", option, text));
         }
@@ -43,7 +33,7 @@ CLI::Option *add_number(CLI::App &command, const char *option, std::optional<uin
 CLI::Option *add_probability(CLI::App &command, const char *option, std::optional<double> &number,
                              const char *description) {
     const auto take = [option, &number](const std::string &text) {
-        number = whole<double>(text);
+        number = tools::whole_number<double>(text);
         if (!number || !(*number >= 0 && *number <= 1)) {
             throw bad_usage(fmt::format("{}: '{}' is not a number from 0 to 1", option, text));
         }

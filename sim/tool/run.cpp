@@ -16,14 +16,15 @@
 
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
-#include "sim/tool/output.h"
-#include "sim/tool/program.h"
 #include "sim/tool/start.h"
 #include "sim/tool/trace.h"
+#include "tools/support/foreground_program.h"
+#include "tools/support/line_output.h"
 
 namespace varnel::sim::tool {
 
 namespace fs = std::filesystem;
+using tools::line_output;
 using json = nlohmann::ordered_json;
 
 namespace {
@@ -88,7 +89,7 @@ class accompanying_trace {
     bool open_ = true;
 };
 
-void print_until(const program &program, accompanying_trace &trace) {
+void print_until(const tools::foreground_program &program, accompanying_trace &trace) {
     std::array<pollfd, 2> watched{{{program.ending(), POLLIN, 0}, {trace.waits_for(), POLLIN, 0}}};
     while (watched[0].revents == 0) {
         watched[1].fd = trace.waits_for();
@@ -124,7 +125,7 @@ int run(const invocation &call, const std::vector<std::string> &trace_files) {
     preload(library);
     setenv(board_variable, file.c_str(), 1);
     setenv(socket_variable, where.socket_path().c_str(), 1);
-    program program(call.program);
+    tools::foreground_program program(call.program);
     if (trace) {
         print_until(program, *trace);
     }

@@ -14,11 +14,12 @@
 
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
-#include "sim/tool/output.h"
+#include "tools/support/line_output.h"
 
 namespace varnel::sim::tool {
 
 using json = nlohmann::ordered_json;
+using tools::line_output;
 
 namespace {
 

@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "sim/tool/board_access.h"
-#include "sim/tool/output.h"
+#include "tools/support/line_output.h"
 
 namespace varnel::sim::tool {
+
+using tools::line_output;
 
 enum class trace_format { text, json };
 

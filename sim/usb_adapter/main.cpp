@@ -3,15 +3,13 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <exception>
 #include <string>
-#include <string_view>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -19,13 +17,11 @@
 #include "sim/protocol/channel.h"
 #include "sim/usb_adapter/redirection.h"
 #include "sim/usb_adapter/tiny_usb_device.h"
+#include "tools/support/command_line.h"
 
 namespace {
 
 using namespace varnel::sim;
-
-constexpr int failure = 1;
-constexpr int bad_input = 2;
 
 [[noreturn]] void fail(const std::string &path) {
     throw std::system_error(errno, std::generic_category(), path);
@@ -58,39 +54,26 @@ descriptor connection_on(const std::string &path) {
     return connection;
 }
 
-int run(int argc, char *argv[]) {
+int run_command(std::vector<std::string> arguments) {
     CLI::App app(
         "Makes a bus a USB I2C adapter of a virtual machine: waits for QEMU\n"
         "(-chardev socket,id=ID,path=SOCKET -device usb-redir,chardev=ID) and serves it until it ends.\n"
         "Run by varnel-sim run, with a bus of a simulated board.",
         "varnel-sim-usb");
+    app.set_version_flag("--version", "varnel-sim-usb " VARNEL_VERSION);
     uint8_t bus = 0;
     std::string path;
     app.add_option("BUS", bus, "number of the I2C adapter")->required();
     app.add_option("SOCKET", path, "name for the socket; there must be nothing of that name")->required();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success &help) {
-        return app.exit(help);
+    if (varnel::tools::parse(app, std::move(arguments))) {
+        tiny_usb_device device(bus);
+        serve(device, connection_on(path));
     }
-    tiny_usb_device device(bus);
-    serve(device, connection_on(path));
-    return 0;
-}
-
-int complain(std::string_view message, int status) {
-    fmt::print(stderr, "varnel-sim-usb: {}\n", message);
-    return status;
+    return varnel::tools::success;
 }
 
 } // namespace
 
 int main(int argc, char *argv[]) {
-    try {
-        return run(argc, argv);
-    } catch (const CLI::ParseError &mistake) {
-        return complain(mistake.what(), bad_input);
-    } catch (const std::exception &problem) {
-        return complain(problem.what(), failure);
-    }
+    return varnel::tools::run_guarded("varnel-sim-usb", [&] { return run_command({argv + 1, argv + argc}); });
 }

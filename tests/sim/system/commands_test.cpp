@@ -330,6 +330,12 @@ TEST_F(without_choice, run_in_a_shell_on_a_board_joins_it) {
     EXPECT_EQ(result.out, "wb ok\nrb 01 ok\n");
 }
 
+TEST_F(without_choice, the_version_is_that_of_the_project) {
+    const finished result = sim_run({"--version"});
+    EXPECT_EQ(result.out, "varnel-sim 1.0.0\n");
+    EXPECT_EQ(result.status, 0);
+}
+
 TEST_F(without_choice, help_tells_each_command) {
     for (const char *const command : {"run", "show", "set", "fault", "trace"}) {
         EXPECT_THAT(sim_run({"--help"}).out, HasSubstr(command));

@@ -6,17 +6,17 @@
 
 #include <sys/types.h>
 
-namespace varnel::sim::tool {
+namespace varnel::tools {
 
 /// A program that runs in the foreground in our place: signals of the terminal are for it, not for us.
-class program {
+class foreground_program {
   public:
     /// Starts it; cannot fail for want of the program, which is the program's exit status 126 or 127, as of
     /// env(1).
-    explicit program(const std::vector<std::string> &words);
-    ~program();
-    program(const program &) = delete;
-    program &operator=(const program &) = delete;
+    explicit foreground_program(const std::vector<std::string> &words);
+    ~foreground_program();
+    foreground_program(const foreground_program &) = delete;
+    foreground_program &operator=(const foreground_program &) = delete;
 
     /// Becomes readable when the program has ended.
     [[nodiscard]] int ending() const { return ending_; }
@@ -28,4 +28,4 @@ class program {
     int ending_;
 };
 
-} // namespace varnel::sim::tool
+} // namespace varnel::tools

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "sim/tool/output.h"
+#include "tools/support/line_output.h"
 
 #include <cerrno>
 #include <cstring>
@@ -8,9 +8,9 @@
 
 #include <fmt/format.h>
 
-#include "sim/tool/commands.h"
+#include "tools/support/command_line.h"
 
-namespace varnel::sim::tool {
+namespace varnel::tools {
 
 line_output::line_output(std::string name)
     : name_(std::move(name)), file_(name_ == "-" ? stdout : std::fopen(name_.c_str(), "we")) {
@@ -36,4 +36,4 @@ void line_output::print(std::string_view line) {
     }
 }
 
-} // namespace varnel::sim::tool
+} // namespace varnel::tools

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "sim/tool/program.h"
+#include "tools/support/foreground_program.h"
 
 #include <array>
 #include <cerrno>
@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace varnel::sim::tool {
+namespace varnel::tools {
 
 namespace {
 
@@ -40,7 +40,7 @@ void forward(int signal) {
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
     const int error = errno;
-    fmt::print(stderr, "varnel-sim: {}: {}\n", words[0], std::strerror(error));
+    fmt::print(stderr, "{}: {}: {}\n", program_invocation_short_name, words[0], std::strerror(error));
     _exit(error == ENOENT ? not_found : cannot_execute);
 }
 
@@ -80,7 +80,7 @@ class foreground_signals {
 
 } // namespace
 
-program::program(const std::vector<std::string> &words) {
+foreground_program::foreground_program(const std::vector<std::string> &words) {
     const foreground_signals signals;
     sigset_t termination;
     sigset_t before;
@@ -101,9 +101,9 @@ program::program(const std::vector<std::string> &words) {
     }
 }
 
-program::~program() { close(ending_); }
+foreground_program::~foreground_program() { close(ending_); }
 
-int program::wait() {
+int foreground_program::wait() {
     int status = 0;
     while (waitpid(process_, &status, 0) < 0) {
         if (errno != EINTR) {
@@ -114,4 +114,4 @@ int program::wait() {
     return WIFSIGNALED(status) ? by_signal + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-} // namespace varnel::sim::tool
+} // namespace varnel::tools

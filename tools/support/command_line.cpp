@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/support/command_line.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <string_view>
+#include <system_error>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace varnel::tools {
+
+bool parse(CLI::App &app, std::vector<std::string> arguments) {
+    try {
+        std::ranges::reverse(arguments); // as the parser wants them
+        app.parse(std::move(arguments));
+    } catch (const CLI::Success &help) {
+        app.exit(help);
+        return false;
+    } catch (const CLI::ParseError &mistake) {
+        throw bad_usage(mistake.what());
+    }
+    return true;
+}
+
+std::vector<std::string> split_off_program(std::vector<std::string> &arguments) {
+    const auto mark = std::ranges::find(arguments, "--");
+    if (mark == arguments.end()) {
+        return {};
+    }
+    std::vector<std::string> program(mark + 1, arguments.end());
+    arguments.erase(mark, arguments.end());
+    return program;
+}
+
+namespace {
+
+int complain(const char *name, std::string_view message, int status) {
+    fmt::print(stderr, "{}: {}\n", name, message.substr(0, message.find('\n')));
+    return status;
+}
+
+} // namespace
+
+int run_guarded(const char *name, const std::function<int()> &command) {
+    try {
+        return command();
+    } catch (const bad_usage &mistake) {
+        return complain(name, mistake.what(), bad_input);
+    } catch (const std::system_error &problem) {
+        // Whoever closed the other end of a pipe knows.
+        return problem.code() == std::errc::broken_pipe ? failure : complain(name, problem.what(), failure);
+    } catch (const std::exception &problem) {
+        return complain(name, problem.what(), failure);
+    }
+}
+
+} // namespace varnel::tools

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace varnel::tools {
+
+/// Exit statuses of every command.
+enum exit_status : int { success = 0, failure = 1, bad_input = 2 };
+
+/// The user asked for something that does not exist or cannot be; what() is one line. Nothing has changed.
+class bad_usage : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads the arguments, without the command's own name. Returns false when they asked for help or the
+/// version, which have been printed. Throws bad_usage.
+[[nodiscard]] bool parse(CLI::App &app, std::vector<std::string> arguments);
+
+/// Removes "--" and what follows, which is returned: a program, whose arguments may look like options.
+[[nodiscard]] std::vector<std::string> split_off_program(std::vector<std::string> &arguments);
+
+/// The body of main(): what `command` returns, or the status of what it throws, after one line on standard
+/// error that starts with the command's name.
+[[nodiscard]] int run_guarded(const char *name, const std::function<int()> &command);
+
+} // namespace varnel::tools

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace varnel::tools {
+
+/// An option ("--limit") or a positional argument ("COUNT") that `read` makes a value of; it throws
+/// bad_usage. Positional arguments are required.
+template <typename Value, typename Reader>
+CLI::Option *add_argument(CLI::App &verb, const std::string &name, Value &value, Reader read,
+                          const char *description, const char *type = "") {
+    CLI::Option *const option = verb.add_option_function<std::string>(
+        name, [&value, read](const std::string &text) { value = read(text); }, description);
+    option->type_name(type);
+    return name.starts_with('-') ? option : option->required();
+}
+
+/// A number in C notation, 0x.. or decimal, from 0 to `most`.
+CLI::Option *add_number(CLI::App &verb, const std::string &name, uint64_t &number, uint64_t most,
+                        const char *description);
+
+/// One of a few words, which becomes its place among them.
+CLI::Option *add_choice(CLI::App &verb, const std::string &name, std::size_t &choice,
+                        std::vector<std::string> words, const char *description);
+
+/// The place of a word among others. Throws bad_usage: "WHAT: 'TEXT' is not WORD, WORD or WORD".
+[[nodiscard]] std::size_t place_among(const std::vector<std::string> &words, const std::string &text,
+                                      const std::string &what);
+
+/// A number of bytes: 4096, 64K, 1M.
+CLI::Option *add_size(CLI::App &verb, const std::string &name, uint64_t &bytes, const char *description);
+
+/// A time: 500ms, 1s, 2m.
+CLI::Option *add_duration(CLI::App &verb, const std::string &name,
+                          std::optional<std::chrono::milliseconds> &time, const char *description);
+
+/// As many positional arguments as there are, each a number in C notation from 0 to 255; or, as an option, a
+/// list with commas.
+CLI::Option *add_bytes(CLI::App &verb, const std::string &name, std::vector<uint8_t> &bytes,
+                       const char *description);
+
+} // namespace varnel::tools

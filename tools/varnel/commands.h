@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <stdexcept>
+
+#include "tools/support/command_line.h"
+
+namespace varnel::tools {
+
+/// More exit statuses (command_line.h); `lock run` passes on that of its command.
+inline constexpr int not_confirmed = 3;
+
+/// The device, the file or the other end said no; what() is one line that says what and where.
+class failed : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What the user typed, apart from the arguments of single verbs.
+struct context {
+    bool json = false;            ///< --json
+    bool yes = false;             ///< --yes
+    std::function<void()> action; ///< of the verb that was typed
+    int status = success;         ///< to exit with when the action returns
+};
+
+/// Each adds a family's verbs to the parser, which leaves in context::action what is to be done.
+void add_smbus(CLI::App &app, context &context);
+void add_gpio(CLI::App &app, context &context);
+void add_mux(CLI::App &app, context &context);
+void add_bus(CLI::App &app, context &context);
+void add_psu(CLI::App &app, context &context);
+void add_rtc(CLI::App &app, context &context);
+
+} // namespace varnel::tools

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/varnel/device.h"
+
+#include <cstdio>
+#include <cstring>
+#include <system_error>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "tools/support/numbers.h"
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/commands.h"
+
+namespace varnel::tools {
+
+namespace {
+
+constexpr uint64_t first_address = 0x03; // those below and above have meanings of their own (UM10204, 3.1.12)
+constexpr uint64_t last_address = 0x77;
+
+} // namespace
+
+std::string device::name() const { return fmt::format("{}:0x{:02x}", bus, address); }
+
+device device_from(const std::string &text) {
+    const std::size_t colon = text.find(':');
+    // 58 would be 0x3a: whoever leaves the 0x out means something else.
+    if (colon == std::string::npos || text.compare(colon + 1, 2, "0x") != 0) {
+        throw bad_usage(fmt::format("'{}' is not BUS:ADDRESS, such as 1:0x58", text));
+    }
+    device device;
+    device.bus = static_cast<uint8_t>(c_number(text.substr(0, colon), UINT8_MAX, text + ": bus"));
+    const uint64_t address = c_number(text.substr(colon + 1), UINT8_MAX, text + ": address");
+    if (address < first_address || address > last_address) {
+        throw bad_usage(fmt::format("{}: a 7-bit address is 0x03 to 0x77", text));
+    }
+    device.address = static_cast<uint8_t>(address);
+    return device;
+}
+
+void add_device(CLI::App &verb, device &device) {
+    add_argument(verb, "DEVICE", device, device_from, "BUS:ADDRESS, such as 1:0x58");
+}
+
+silenced_driver::silenced_driver()
+    : standard_output_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (standard_output_ < 0 || nowhere < 0) {
+        throw std::system_error(errno, std::generic_category(), "/dev/null");
+    }
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
+}
+
+silenced_driver::~silenced_driver() {
+    const int error = errno;
+    std::fflush(stdout);
+    dup2(standard_output_, STDOUT_FILENO);
+    close(standard_output_);
+    errno = error;
+}
+
+namespace {
+
+/// errno as the platform's I2C functions use it (varnel/platform.h).
+std::string reason(int error) {
+    switch (error) {
+    case 0:
+        return "the transfer ended early";
+    case ENXIO:
+    case EREMOTEIO:
+        return fmt::format("no acknowledge ({})", std::strerror(error));
+    case ETIMEDOUT:
+        return "timed out: the bus is held low";
+    default:
+        return std::strerror(error);
+    }
+}
+
+} // namespace
+
+void fail(const device &device, const std::string &what) {
+    if (errno == ENODEV) {
+        throw failed(fmt::format("bus {}: no such bus", device.bus));
+    }
+    throw failed(fmt::format("{}: {}: {}", device.name(), what, reason(errno)));
+}
+
+} // namespace varnel::tools

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace varnel::tools {
+
+/// A chip: BUS:ADDRESS.
+struct device {
+    uint8_t bus = 0;
+    uint8_t address = 0;
+
+    /// As the library takes it (varnel/smbus.h).
+    [[nodiscard]] uint32_t handle() const { return uint32_t{address} << 8 | bus; }
+    /// "1:0x58"
+    [[nodiscard]] std::string name() const;
+    /// An EEPROM, going by the address: what is written there outlives the board's power.
+    [[nodiscard]] bool may_be_eeprom() const { return address >= 0x50 && address <= 0x57; }
+};
+
+/// Throws bad_usage.
+[[nodiscard]] device device_from(const std::string &text);
+
+void add_device(CLI::App &verb, device &device);
+
+/// Keeps what the drivers print when a call fails from standard output, where only data belongs.
+class silenced_driver {
+  public:
+    silenced_driver();
+    ~silenced_driver(); ///< leaves errno alone
+    silenced_driver(const silenced_driver &) = delete;
+    silenced_driver &operator=(const silenced_driver &) = delete;
+
+  private:
+    int standard_output_;
+};
+
+/// Throws failed: what did not work, on which device, and why, from errno.
+[[noreturn]] void fail(const device &device, const std::string &what);
+
+/// Calls a function of the library that returns 0 or -1. Throws failed.
+template <typename Call>
+void on(const device &device, const std::string &what, Call call) {
+    int result = 0;
+    {
+        const silenced_driver silence;
+        errno = 0;
+        result = call(device.handle());
+    }
+    if (result != 0) {
+        fail(device, what);
+    }
+}
+
+} // namespace varnel::tools

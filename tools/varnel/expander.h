@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/varnel/device.h"
+
+namespace varnel::tools {
+
+enum class expander_model { pca9555, pca9554, pca9505 };
+
+/// Throws bad_usage.
+[[nodiscard]] expander_model expander_model_from(const std::string &name);
+
+/// Groups of registers, one register a bank. Direction: 1 is an input.
+enum class registers { level, output, direction };
+
+struct pin {
+    unsigned int bank;
+    unsigned int bit;
+};
+
+/// A GPIO expander, whichever of the models it is. Single pins are changed in the register that holds them,
+/// so that the other pins of the bank keep what they are set to. Throws failed when the chip does not answer.
+class expander {
+  public:
+    expander(const device &chip, expander_model model) : chip_(chip), model_(model) {}
+
+    [[nodiscard]] unsigned int banks() const;
+
+    /// "11" or "1.3"; the same pin. Throws bad_usage for one that the model has not.
+    [[nodiscard]] pin pin_from(const std::string &text) const;
+    /// As the model's datasheet counts: "11"; of a PCA9505 "1.3".
+    [[nodiscard]] std::string name(const pin &pin) const;
+
+    [[nodiscard]] uint8_t read_bank(registers which, unsigned int bank) const;
+    void write_bank(registers which, unsigned int bank, uint8_t value) const;
+
+    [[nodiscard]] bool read(registers which, const pin &pin) const;
+    void write(registers which, const pin &pin, bool value) const;
+
+    /// These pins get `value`, all others the opposite.
+    void write_all(registers which, const std::vector<pin> &pins, bool value) const;
+
+    /// Throws bad_usage on models without interrupt masks.
+    void clear_interrupt_mask(unsigned int bank) const;
+
+  private:
+    device chip_;
+    expander_model model_;
+};
+
+} // namespace varnel::tools

@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel gpio: pins of the expanders PCA9555, PCA9554 and PCA9505.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "tools/support/numbers.h"
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/device.h"
+#include "tools/varnel/expander.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/verb.h"
+#include "tools/varnel/watch.h"
+
+namespace varnel::tools {
+
+namespace {
+
+constexpr const char *level_name(bool high) { return high ? "high" : "low"; }
+constexpr const char *direction_name(bool input) { return input ? "input" : "output"; }
+
+struct options {
+    device chip;
+    expander_model model = expander_model::pca9555;
+    std::vector<std::string> words;
+    std::size_t kind = 0; ///< place among the kinds of registers
+    std::string bank;
+    std::optional<uint64_t> value;
+    std::vector<std::string> outputs, inputs, high, low;
+    watch_options watch;
+    bool verify = false;
+
+    [[nodiscard]] expander target() const { return {chip, model}; }
+};
+
+std::vector<pin> pins_from(const std::vector<std::string> &words, const expander &target) {
+    std::vector<pin> pins;
+    for (const std::string &word : words) {
+        pins.push_back(target.pin_from(word));
+    }
+    return pins;
+}
+
+/// One word a pin, in the order that was asked for.
+void print_bits(const context &context, const options &given, registers which, const char *(*name)(bool)) {
+    const expander target = given.target();
+    const auto pins = pins_from(given.words, target);
+    json values = json::object();
+    std::string text;
+    for (const pin &pin : pins) {
+        const char *const word = name(target.read(which, pin));
+        values[target.name(pin)] = word;
+        text += fmt::format("{}\n", word);
+    }
+    report report;
+    report.add("device", given.chip.name());
+    report.add("pins", std::move(values));
+    print(context.json ? report.text(context) : text);
+}
+
+/// "3 high 4 low": all are checked before the first is written.
+std::vector<std::pair<pin, bool>> assignments_from(const options &given,
+                                                   const std::vector<std::string> &states) {
+    const expander target = given.target();
+    std::vector<std::pair<pin, bool>> assignments;
+    for (std::size_t i = 0; i < given.words.size(); i += 2) {
+        const pin pin = target.pin_from(given.words[i]);
+        if (i + 1 == given.words.size()) {
+            throw bad_usage(fmt::format("pin {}: neither {} nor {}", given.words[i], states[0], states[1]));
+        }
+        const std::size_t state = place_among(states, given.words[i + 1], "pin " + given.words[i]);
+        assignments.emplace_back(pin, state == 0);
+    }
+    return assignments;
+}
+
+void verify(const options &given, const std::vector<std::pair<pin, bool>> &assignments, registers which,
+            const char *(*name)(bool)) {
+    const expander target = given.target();
+    for (const auto &[pin, wanted] : assignments) {
+        if (target.read(which, pin) != wanted) {
+            const bool waits = which == registers::level && target.read(registers::direction, pin);
+            throw failed(fmt::format("{}: pin {}: set to {}, reads {}{}", given.chip.name(), target.name(pin),
+                                     name(wanted), name(!wanted), waits ? "; it is an input" : ""));
+        }
+    }
+}
+
+void set_bits(const options &given, registers written, registers read_back,
+              const std::vector<std::string> &states, const char *(*name)(bool)) {
+    const auto assignments = assignments_from(given, states);
+    const expander target = given.target();
+    for (const auto &[pin, value] : assignments) {
+        target.write(written, pin, value);
+    }
+    if (given.verify) {
+        verify(given, assignments, read_back, name);
+    }
+}
+
+void set(const options &given) {
+    set_bits(given, registers::output, registers::level, {"high", "low"}, level_name);
+}
+
+void direction(const context &context, const options &given) {
+    const bool is_setting =
+        given.words.size() > 1 && given.words[1].find_first_not_of("0123456789.") != std::string::npos;
+    if (is_setting) {
+        set_bits(given, registers::direction, registers::direction, {"input", "output"}, direction_name);
+    } else {
+        print_bits(context, given, registers::direction, direction_name);
+    }
+}
+
+std::string list(const context &context, const options &given) {
+    const expander target = given.target();
+    table table({"PIN", "DIRECTION", "LEVEL", "OUTPUT"});
+    json pins = json::object();
+    for (unsigned int bank = 0; bank < target.banks(); ++bank) {
+        const uint8_t directions = target.read_bank(registers::direction, bank);
+        const uint8_t levels = target.read_bank(registers::level, bank);
+        const uint8_t outputs = target.read_bank(registers::output, bank);
+        for (unsigned int bit = 0; bit < 8; ++bit) {
+            const auto is_set = [bit](uint8_t byte) { return (byte >> bit & 1U) != 0; };
+            const std::string name = target.name({bank, bit});
+            table.add({name, direction_name(is_set(directions)), level_name(is_set(levels)),
+                       level_name(is_set(outputs))});
+            pins[name] = {{"direction", direction_name(is_set(directions))},
+                          {"level", level_name(is_set(levels))},
+                          {"output", level_name(is_set(outputs))}};
+        }
+    }
+    report report;
+    report.add("device", given.chip.name());
+    report.add("pins", std::move(pins));
+    return context.json ? report.text(context) : table.text();
+}
+
+constexpr const char *register_kinds[] = {"level", "output", "direction"};
+constexpr registers registers_of_kind[] = {registers::level, registers::output, registers::direction};
+
+void bank(const context &context, const options &given) {
+    const expander target = given.target();
+    const auto number = static_cast<unsigned int>(c_number(given.bank, target.banks() - 1, "BANK"));
+    const registers which = registers_of_kind[given.kind];
+    if (!given.value) {
+        const uint8_t value = target.read_bank(which, number);
+        report report;
+        report.add("device", given.chip.name());
+        report.add(register_kinds[given.kind], value);
+        return print(context.json ? report.text(context) : fmt::format("0x{:02x}\n", value));
+    }
+    if (which == registers::level) {
+        throw bad_usage("gpio bank: levels are read; --of output or --of direction is written");
+    }
+    const auto wanted = static_cast<uint8_t>(*given.value);
+    target.write_bank(which, number, wanted);
+    if (const uint8_t found = given.verify ? target.read_bank(which, number) : wanted; found != wanted) {
+        throw failed(fmt::format("{}: {} of bank {}: wrote 0x{:02x}, reads 0x{:02x}", given.chip.name(),
+                                 register_kinds[given.kind], number, wanted, found));
+    }
+}
+
+void check_exclusive(const std::vector<std::string> &one, const std::vector<std::string> &other,
+                     const char *names) {
+    if (!one.empty() && !other.empty()) {
+        throw bad_usage(fmt::format("gpio init: either {}: all other pins become the opposite", names));
+    }
+}
+
+/// Levels first, so that a pin that becomes an output starts with the right one.
+void init(const options &given) {
+    check_exclusive(given.outputs, given.inputs, "--outputs or --inputs");
+    check_exclusive(given.high, given.low, "--high or --low");
+    const expander target = given.target();
+    const auto high = pins_from(given.high, target);
+    const auto low = pins_from(given.low, target);
+    const auto inputs = pins_from(given.inputs, target);
+    const auto outputs = pins_from(given.outputs, target);
+    if (high.size() + low.size() + inputs.size() + outputs.size() == 0) {
+        throw bad_usage("gpio init: nothing to do: --outputs or --inputs, --high or --low");
+    }
+    if (!high.empty() || !low.empty()) {
+        target.write_all(registers::output, high.empty() ? low : high, !high.empty());
+    }
+    if (!inputs.empty() || !outputs.empty()) {
+        target.write_all(registers::direction, inputs.empty() ? outputs : inputs, !inputs.empty());
+    }
+}
+
+void unmask(const options &given) {
+    const expander target = given.target();
+    target.clear_interrupt_mask(static_cast<unsigned int>(c_number(given.bank, target.banks() - 1, "BANK")));
+}
+
+class gpio_verbs {
+  public:
+    gpio_verbs(CLI::App &app, context &context)
+        : family_(add_family(app, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins")),
+          context_(context) {}
+
+    void pins() {
+        CLI::App &get = add("get", "Show levels, one line a pin", [](const auto &context, const auto &given) {
+            print_bits(context, given, registers::level, level_name);
+        });
+        add_words(get, "...", "3, or BANK.BIT such as 1.7");
+        add_json(get, context_);
+        CLI::App &set_verb = add("set", "Set outputs: set DEVICE PIN high|low [PIN high|low...]",
+                                 [](const auto &, const auto &given) { set(given); });
+        add_words(set_verb, "high|low ...", "pins and levels");
+        add_verify(set_verb);
+        CLI::App &dir = add("dir", "Show directions, or set them: dir DEVICE PIN input|output...", direction);
+        add_words(dir, "[input|output] ...", "pins, or pins and directions");
+        add_verify(dir);
+        add_json(dir, context_);
+    }
+
+    void whole_chip() {
+        CLI::App &list_verb = add("list", "Show all pins", [](const auto &context, const auto &given) {
+            show(given.watch, [&] { return list(context, given); });
+        });
+        add_json(list_verb, context_);
+        add_watch(list_verb, given_->watch);
+        CLI::App &init_verb = add("init", "Set all pins at once; those not listed become the opposite",
+                                  [](const auto &, const auto &given) { init(given); });
+        add_pin_list(init_verb, "--outputs", given_->outputs, "outputs; all others inputs");
+        add_pin_list(init_verb, "--inputs", given_->inputs, "inputs; all others outputs");
+        add_pin_list(init_verb, "--high", given_->high, "driven high; all others low");
+        add_pin_list(init_verb, "--low", given_->low, "driven low; all others high");
+    }
+
+    void banks() {
+        CLI::App &bank_verb = add("bank", "Show or write eight pins as a byte", bank);
+        bank_verb.add_option("BANK", given_->bank, "0 to 1; pca9505: 0 to 4")->required()->type_name("");
+        const auto byte = [](const std::string &text) {
+            return std::optional(c_number(text, UINT8_MAX, "VALUE"));
+        };
+        add_argument(bank_verb, "VALUE", given_->value, byte, "the byte to write")->required(false);
+        add_choice(bank_verb, "--of", given_->kind, {"level", "output", "direction"},
+                   "default: level; a direction of 1 is an input");
+        add_verify(bank_verb);
+        add_json(bank_verb, context_);
+        CLI::App &unmask_verb = add("unmask", "Let a bank of a PCA9505 interrupt",
+                                    [](const auto &, const auto &given) { unmask(given); });
+        unmask_verb.add_option("BANK", given_->bank, "0 to 4")->required()->type_name("");
+    }
+
+  private:
+    template <typename Action>
+    CLI::App &add(const char *name, const char *description, Action action) {
+        given_ = std::make_shared<options>();
+        CLI::App &verb = add_verb(family_, name, description, context_,
+                                  [&context = context_, given = given_, action] { action(context, *given); });
+        add_device(verb, given_->chip);
+        add_argument(verb, "--chip", given_->model, expander_model_from,
+                     "pca9555 (default), pca9554 or pca9505", "TYPE");
+        return verb;
+    }
+
+    void add_words(CLI::App &verb, const char *type, const char *description) {
+        verb.add_option("PIN", given_->words, description)->required()->expected(-1)->option_text(type);
+    }
+
+    static void add_pin_list(CLI::App &verb, const char *name, std::vector<std::string> &pins,
+                             const char *description) {
+        verb.add_option(name, pins, description)
+            ->delimiter(',')
+            ->allow_extra_args(false)
+            ->type_name("PIN,PIN...");
+    }
+
+    void add_verify(CLI::App &verb) { verb.add_flag("--verify", given_->verify, "read it back and compare"); }
+
+    CLI::App &family_;
+    context &context_;
+    std::shared_ptr<options> given_ = {}; ///< of the verb added last
+};
+
+} // namespace
+
+void add_gpio(CLI::App &app, context &context) {
+    gpio_verbs verbs(app, context);
+    verbs.pins();
+    verbs.whole_chip();
+    verbs.banks();
+}
+
+} // namespace varnel::tools

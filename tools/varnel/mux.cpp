@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel mux: PCA9548 and PCA9546 multiplexers.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "tools/support/numbers.h"
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/device.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/verb.h"
+#include "varnel/pca9546.h"
+#include "varnel/pca9548.h"
+
+namespace varnel::tools {
+
+namespace {
+
+enum model : std::size_t { pca9548, pca9546 };
+
+struct options {
+    device chip;
+    std::size_t model = pca9548;
+    std::optional<uint64_t> control;
+    std::vector<uint8_t> channels;
+    bool verify = false;
+};
+
+unsigned int channel_count(const options &given) { return given.model == pca9546 ? 4 : 8; }
+
+uint8_t wanted_control(const options &given) {
+    if (given.control.has_value() != given.channels.empty()) {
+        throw bad_usage("mux enable: either CONTROL, a bit per channel such as 0x04, or --channel N,N...");
+    }
+    uint64_t control = given.control.value_or(0);
+    for (const uint8_t channel : given.channels) {
+        control |= channel < channel_count(given) ? 1ULL << channel : 0x100;
+    }
+    if (control >> channel_count(given) != 0) {
+        throw bad_usage(
+            fmt::format("mux enable: this multiplexer has channels 0 to {}", channel_count(given) - 1));
+    }
+    return static_cast<uint8_t>(control);
+}
+
+uint8_t read_control(const options &given) {
+    uint8_t control = 0;
+    on(given.chip, "read channels", [&](uint32_t handle) {
+        return given.model == pca9546 ? pca9546_get_channel(handle, &control)
+                                      : pca9548_get_channel(handle, &control);
+    });
+    return control;
+}
+
+void write_control(const options &given, uint8_t control) {
+    on(given.chip, "switch channels", [&](uint32_t handle) {
+        if (given.model == pca9546) {
+            return pca9546_enable_channel(handle, control);
+        }
+        return control == 0 ? pca9548_disable_channel(handle) : pca9548_enable_channel(handle, control);
+    });
+    if (const uint8_t found = given.verify ? read_control(given) : control; found != control) {
+        throw failed(
+            fmt::format("{}: channels: wrote 0x{:02x}, reads 0x{:02x}", given.chip.name(), control, found));
+    }
+}
+
+void print_control(const context &context, const options &given) {
+    const uint8_t control = read_control(given);
+    std::vector<unsigned int> channels;
+    for (unsigned int channel = 0; channel < 8; ++channel) {
+        if ((control >> channel & 1U) != 0) {
+            channels.push_back(channel);
+        }
+    }
+    report report;
+    report.add("device", given.chip.name());
+    report.add("control", fmt::format("0x{:02x}", control), "control", control);
+    report.add("channels", channels.empty() ? "none" : fmt::format("{}", fmt::join(channels, " ")),
+               "channels", channels);
+    print(report.text(context));
+}
+
+} // namespace
+
+void add_mux(CLI::App &app, context &context) {
+    CLI::App &family = add_family(app, "mux", "PCA9548 and PCA9546 multiplexers: channels");
+    const auto given = std::make_shared<options>();
+    const auto add = [&](const char *name, const char *description,
+                         std::function<void()> action) -> CLI::App & {
+        CLI::App &verb = add_verb(family, name, description, context, std::move(action));
+        add_device(verb, given->chip);
+        add_choice(verb, "--chip", given->model, {"pca9548", "pca9546"}, "default: pca9548");
+        return verb;
+    };
+    add_json(add("get", "Show which channels are connected",
+                 [&context, given] { print_control(context, *given); }),
+             context);
+    CLI::App &enable = add("enable", "Connect these channels and no others",
+                           [given] { write_control(*given, wanted_control(*given)); });
+    const auto read = [](const std::string &text) {
+        return std::optional(c_number(text, UINT8_MAX, "CONTROL"));
+    };
+    add_argument(enable, "CONTROL", given->control, read, "control byte, a bit per channel")->required(false);
+    add_bytes(enable, "--channel", given->channels, "by number, instead");
+    CLI::App &disable = add("disable", "Disconnect all channels", [given] { write_control(*given, 0); });
+    for (CLI::App *verb : {&enable, &disable}) {
+        verb->add_flag("--verify", given->verify, "read it back and compare");
+    }
+}
+
+} // namespace varnel::tools

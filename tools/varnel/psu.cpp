@@ -1,0 +1,366 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel psu: the CAR2512 power supply.
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "tools/support/numbers.h"
+#include "tools/support/terminal.h"
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/confirm.h"
+#include "tools/varnel/device.h"
+#include "tools/varnel/pmbus.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/verb.h"
+#include "tools/varnel/watch.h"
+#include "varnel/car2512.h"
+#include "varnel/smbus.h"
+
+namespace varnel::tools {
+
+namespace {
+
+constexpr uint8_t operation = 0x01;
+constexpr uint8_t fan_command = 0x3B;
+constexpr uint8_t operation_on = 0x80;
+constexpr uint8_t operation_off = 0x00;
+constexpr unsigned int most_percent = 100;
+constexpr unsigned int most_rpm = 20000;
+constexpr double least_volts = 10.8;
+constexpr double most_volts = 13.2;
+
+/// A reading: how it is asked for, and what a raw unit is.
+struct quantity {
+    const char *name; ///< for people, and what `get` takes
+    const char *key;  ///< in JSON
+    const char *unit;
+    double raw_unit;
+    int decimals;
+    int (*read_word)(uint32_t, uint16_t *);
+    int (*read_byte)(uint32_t, uint8_t *);
+    bool has_sign = false;
+};
+
+constexpr std::array<quantity, 9> quantities{{
+    {"output", "output_volts", "V", 0.01, 2, car2512_get_output_volt, nullptr},
+    {"output-setting", "output_setting_volts", "V", 0.01, 2, car2512_get_vprog, nullptr},
+    {"input", "input_volts", "V", 0.1, 1, car2512_get_input_volt, nullptr},
+    {"input-power", "input_power_watts", "W", 0.1, 1, car2512_get_input_power, nullptr},
+    {"temperature", "temperature_celsius", "C", 0.1, 1, car2512_get_temp, nullptr, true},
+    {"fan-speed", "fan_speed_rpm", "rpm", 1, 0, car2512_get_fan_speed, nullptr},
+    {"fan-duty", "fan_duty_percent", "%", 1, 0, nullptr, car2512_get_fan_duty_cycle},
+    {"firmware", "firmware", "", 1, 0, nullptr, car2512_get_frw_version},
+    {"status", "status_word", "", 1, 0, car2512_get_status, nullptr},
+}};
+
+int read_raw(const device &chip, const quantity &wanted) {
+    uint16_t word = 0;
+    uint8_t byte = 0;
+    on(chip, wanted.name, [&](uint32_t handle) {
+        return wanted.read_word != nullptr ? wanted.read_word(handle, &word)
+                                           : wanted.read_byte(handle, &byte);
+    });
+    if (wanted.has_sign) {
+        return static_cast<int16_t>(word);
+    }
+    return wanted.read_word != nullptr ? word : byte;
+}
+
+std::string with_unit(const quantity &what, int raw) {
+    if (*what.unit == '\0') {
+        return fmt::format("0x{:0{}x}", raw, what.read_word != nullptr ? 4 : 2);
+    }
+    return fmt::format("{:.{}f} {}", raw * what.raw_unit, what.decimals, what.unit);
+}
+
+/// Divided, 12.05 V are 12.05; multiplied by 0.01, they would be 12.050000000000001.
+json as_json(const quantity &what, int raw) {
+    return what.decimals == 0 ? json(raw) : json(raw / (1 / what.raw_unit));
+}
+
+const quantity &quantity_from(const std::string &name) {
+    std::vector<std::string> names;
+    for (const quantity &each : quantities) {
+        names.emplace_back(each.name);
+    }
+    return quantities.at(place_among(names, name, "READING"));
+}
+
+struct options {
+    device chip;
+    watch_options watch;
+    const quantity *reading = nullptr;
+    std::optional<uint64_t> percent;
+    std::optional<uint64_t> at_least;
+    std::optional<uint64_t> rpm;
+    std::optional<unsigned int> centivolts;
+    std::size_t off = 0; ///< place among "on", "off"
+    bool verify = false;
+};
+
+std::string faults_text(const std::vector<std::string> &faults) {
+    return faults.empty() ? coloured(stdout, colour::green, "ok")
+                          : coloured(stdout, colour::red, fmt::format("{}", fmt::join(faults, ", ")));
+}
+
+/// The registers behind STATUS_WORD; people see those that say something.
+void add_details(report &report, const device &chip) {
+    json details = json::object();
+    for (const status_register &status : status_details()) {
+        uint8_t value = 0;
+        on(chip, std::string(status.name),
+           [&](uint32_t handle) { return smbus_read_byte_to_device(handle, status.command, &value); });
+        const auto faults = words_for(status, value);
+        details[std::string(status.name)] = {{"value", value}, {"faults", faults}};
+        if (value != 0) {
+            report.add_line(fmt::format("  {}", status.name),
+                            fmt::format("0x{:02x}  {}", value, faults_text(faults)));
+        }
+    }
+    report.add("details", std::move(details));
+}
+
+std::string status_view(const context &context, const device &chip) {
+    report report;
+    report.add("device", chip.name());
+    for (const quantity &each : quantities) {
+        const int raw = read_raw(chip, each);
+        std::string text = with_unit(each, raw);
+        const bool is_status = each.read_word == car2512_get_status;
+        const auto faults =
+            is_status ? words_for(status_word, static_cast<unsigned int>(raw)) : std::vector<std::string>{};
+        report.add(each.name, is_status ? fmt::format("{}  {}", text, faults_text(faults)) : text, each.key,
+                   as_json(each, raw));
+        if (is_status) {
+            report.add("faults", faults);
+        }
+    }
+    add_details(report, chip);
+    return report.text(context);
+}
+
+std::string reading_view(const context &context, const options &given) {
+    const int raw = read_raw(given.chip, *given.reading);
+    report report;
+    report.add("device", given.chip.name());
+    report.add(given.reading->key, as_json(*given.reading, raw));
+    return context.json ? report.text(context) : with_unit(*given.reading, raw) + "\n";
+}
+
+/// After a setting, with --verify: the reading that has to agree.
+void verify(const options &given, const std::string &name, int wanted) {
+    const quantity &what = quantity_from(name);
+    if (const int found = given.verify ? read_raw(given.chip, what) : wanted; found != wanted) {
+        throw failed(fmt::format("{}: {}: wrote {}, reads {}", given.chip.name(), name,
+                                 with_unit(what, wanted), with_unit(what, found)));
+    }
+}
+
+void set_duty(const options &given) {
+    const auto percent = static_cast<uint8_t>(*given.percent);
+    on(given.chip, "set fan duty",
+       [&](uint32_t handle) { return car2512_set_fan_duty_cycle(handle, percent); });
+    verify(given, "fan-duty", percent);
+}
+
+void raise_duty(const options &given) {
+    const auto percent = static_cast<uint8_t>(*given.at_least);
+    on(given.chip, "raise fan duty",
+       [&](uint32_t handle) { return car2512_set_fan_duty_cycle_upto_percent(handle, percent); });
+    const quantity &duty = quantity_from("fan-duty");
+    if (const int found = given.verify ? read_raw(given.chip, duty) : percent; found < percent) {
+        throw failed(
+            fmt::format("{}: fan-duty: wanted at least {} %, reads {} %", given.chip.name(), percent, found));
+    }
+}
+
+void set_rpm(const options &given) {
+    const auto rpm = static_cast<uint16_t>(*given.rpm);
+    on(given.chip, "set fan speed", [&](uint32_t handle) { return car2512_set_fan_speed(handle, rpm); });
+    uint16_t found = rpm;
+    if (given.verify) {
+        on(given.chip, "read FAN_COMMAND_1",
+           [&](uint32_t handle) { return smbus_read_word_to_device(handle, fan_command, &found); });
+    }
+    if (found != rpm) {
+        throw failed(
+            fmt::format("{}: FAN_COMMAND_1: wrote {} rpm, reads {} rpm", given.chip.name(), rpm, found));
+    }
+}
+
+void fan(const context &context, const options &given) {
+    if (given.percent.has_value() + given.at_least.has_value() + given.rpm.has_value() > 1) {
+        throw bad_usage("psu fan: one of PERCENT, --at-least and --rpm");
+    }
+    if (given.percent) {
+        return set_duty(given);
+    }
+    if (given.at_least) {
+        return raise_duty(given);
+    }
+    if (given.rpm) {
+        return set_rpm(given);
+    }
+    report report;
+    report.add("device", given.chip.name());
+    for (const char *name : {"fan-duty", "fan-speed"}) {
+        const quantity &each = quantity_from(name);
+        const int raw = read_raw(given.chip, each);
+        report.add(each.name, with_unit(each, raw), each.key, as_json(each, raw));
+    }
+    print(report.text(context));
+}
+
+void switch_output(const context &context, const options &given) {
+    const bool off = given.off != 0;
+    if (off) {
+        confirm(context,
+                fmt::format("{}: output off: what this supply feeds loses power", given.chip.name()));
+    }
+    on(given.chip, off ? "output off" : "output on",
+       [&](uint32_t handle) { return off ? car2512_set_power_off(handle) : car2512_set_power_on(handle); });
+    uint8_t found = off ? operation_off : operation_on;
+    const uint8_t wanted = found;
+    if (given.verify) {
+        on(given.chip, "read OPERATION",
+           [&](uint32_t handle) { return smbus_read_byte_to_device(handle, operation, &found); });
+    }
+    if (found != wanted) {
+        throw failed(
+            fmt::format("{}: OPERATION: wrote 0x{:02x}, reads 0x{:02x}", given.chip.name(), wanted, found));
+    }
+}
+
+void voltage(const context &context, const options &given) {
+    const quantity &setting = quantity_from("output-setting");
+    const int now = read_raw(given.chip, setting);
+    if (!given.centivolts) {
+        report report;
+        report.add("device", given.chip.name());
+        report.add(setting.key, as_json(setting, now));
+        return print(context.json ? report.text(context) : with_unit(setting, now) + "\n");
+    }
+    const auto wanted = static_cast<int>(*given.centivolts);
+    confirm(context, fmt::format("{}: output voltage from {} to {}", given.chip.name(),
+                                 with_unit(setting, now), with_unit(setting, wanted)));
+    on(given.chip, "set output voltage",
+       [&](uint32_t handle) { return car2512_set_output_volt(handle, static_cast<uint16_t>(wanted)); });
+    verify(given, setting.name, wanted);
+}
+
+/// "12.1", "12.1V", in whole hundredths.
+std::optional<unsigned int> centivolts_from(const std::string &text) {
+    std::string_view digits = text;
+    if (digits.ends_with('V')) {
+        digits.remove_suffix(1);
+    }
+    const auto volts = whole_number<double>(digits);
+    const std::size_t dot = digits.find('.');
+    const bool too_fine = dot != std::string_view::npos && digits.size() - dot > 3;
+    if (!volts || too_fine || !(*volts >= least_volts && *volts <= most_volts)) {
+        throw bad_usage(fmt::format("VOLTS: '{}' is not a voltage from {:.2f} to {:.2f} in steps of 0.01",
+                                    text, least_volts, most_volts));
+    }
+    return static_cast<unsigned int>(*volts * 100 + 0.5);
+}
+
+/// "60" or "60%"
+std::optional<uint64_t> percent_from(const std::string &text) {
+    const bool has_unit = text.ends_with('%');
+    return c_number(has_unit ? text.substr(0, text.size() - 1) : text, most_percent, "PERCENT");
+}
+
+class psu_verbs {
+  public:
+    psu_verbs(CLI::App &app, context &context)
+        : family_(add_family(app, "psu", "CAR2512 power supply: readings, faults, fan, output")),
+          context_(context) {}
+
+    void readers() {
+        CLI::App &status =
+            add("status", "Show all readings and faults", [](const auto &context, const auto &given) {
+                show(given.watch, [&] { return status_view(context, given.chip); });
+            });
+        add_json(status, context_);
+        add_watch(status, given_->watch);
+        CLI::App &get = add("get", "Show one reading", [](const auto &context, const auto &given) {
+            show(given.watch, [&] { return reading_view(context, given); });
+        });
+        add_argument(
+            get, "READING", given_->reading, [](const std::string &text) { return &quantity_from(text); },
+            "output, output-setting, input, input-power, temperature, fan-speed, fan-duty, firmware or "
+            "status");
+        add_json(get, context_);
+        add_watch(get, given_->watch);
+    }
+
+    void writers() {
+        CLI::App &fan_verb = add("fan", "Show the fan, or set its duty cycle or speed", fan);
+        add_argument(fan_verb, "PERCENT", given_->percent, percent_from, "duty cycle, 0 to 100")
+            ->required(false);
+        add_argument(fan_verb, "--at-least", given_->at_least, percent_from,
+                     "raise the duty cycle, never lower it", "PERCENT");
+        const auto rpm = [](const std::string &text) {
+            return std::optional(c_number(text, most_rpm, "--rpm"));
+        };
+        add_argument(fan_verb, "--rpm", given_->rpm, rpm, "speed; 0: the duty cycle decides", "N");
+        add_verify(fan_verb);
+        add_json(fan_verb, context_);
+        CLI::App &output = add("output", "Switch the output", switch_output);
+        add_choice(output, "STATE", given_->off, {"on", "off"}, "off asks first");
+        add_verify(output);
+        add_yes(output, context_);
+        CLI::App &volts = add("voltage", "Show or set the output voltage that is aimed at", voltage);
+        add_argument(volts, "VOLTS", given_->centivolts, centivolts_from, "10.80 to 13.20; asks first")
+            ->required(false);
+        add_verify(volts);
+        add_yes(volts, context_);
+        add_json(volts, context_);
+    }
+
+    void commands() {
+        add("clear", "Clear latched faults", [](const auto &, const auto &given) {
+            on(given.chip, "clear faults", [](uint32_t handle) { return car2512_clear_fault(handle); });
+        });
+        add("unprotect", "Cancel write protection, as every setting does",
+            [](const auto &, const auto &given) {
+                on(given.chip, "cancel write protection",
+                   [](uint32_t handle) { return car2512_cancel_write_protect(handle); });
+            });
+    }
+
+  private:
+    template <typename Action>
+    CLI::App &add(const char *name, const char *description, Action action) {
+        given_ = std::make_shared<options>();
+        CLI::App &verb = add_verb(family_, name, description, context_,
+                                  [&context = context_, given = given_, action] { action(context, *given); });
+        add_device(verb, given_->chip);
+        return verb;
+    }
+
+    void add_verify(CLI::App &verb) { verb.add_flag("--verify", given_->verify, "read it back and compare"); }
+
+    CLI::App &family_;
+    context &context_;
+    std::shared_ptr<options> given_ = {}; ///< of the verb added last
+};
+
+} // namespace
+
+void add_psu(CLI::App &app, context &context) {
+    psu_verbs verbs(app, context);
+    verbs.readers();
+    verbs.writers();
+    verbs.commands();
+}
+
+} // namespace varnel::tools

@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel rtc: the DS3232 clock at its fixed place, 0:0x68.
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "tools/support/numbers.h"
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/device.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/verb.h"
+#include "tools/varnel/watch.h"
+#include "varnel/ds3232.h"
+#include "varnel/smbus.h"
+
+namespace varnel::tools {
+
+namespace {
+
+constexpr device clock_chip{0, 0x68};
+constexpr uint8_t month_register = 0x05;
+constexpr unsigned int month_bits = 0x1F;
+constexpr unsigned int october = 0x10; // BCD
+constexpr std::time_t no_time = -1;
+constexpr int tries = 3;
+
+struct options {
+    watch_options watch;
+    std::time_t time = 0;
+    bool verify = false;
+};
+
+std::time_t read_once() {
+    std::time_t time = 0;
+    on(clock_chip, "read the time", [&](uint32_t) { return ds3232_get_time(&time); });
+    return time;
+}
+
+uint8_t read_month() {
+    uint8_t month = 0;
+    on(clock_chip, "read the month",
+       [&](uint32_t handle) { return smbus_read_byte_to_device(handle, month_register, &month); });
+    return month;
+}
+
+/// The driver takes October for April of the next year, and its 31st for the 1st of May.
+std::time_t as_october(std::time_t time) {
+    std::tm broken{};
+    localtime_r(&time, &broken);
+    const int may = 4;
+    broken.tm_mday = broken.tm_mon == may ? 31 : broken.tm_mday;
+    broken.tm_mon = 9;
+    broken.tm_year -= 1;
+    broken.tm_isdst = -1;
+    return std::mktime(&broken);
+}
+
+/// Registers are read one by one: only two readings that agree are of one instant.
+std::time_t read_time() {
+    std::time_t time = read_once();
+    uint8_t month = read_month();
+    for (int i = 1; i < tries; ++i) {
+        const std::time_t again = read_once();
+        const uint8_t month_again = read_month();
+        if (again == time && month_again == month) {
+            break;
+        }
+        time = again;
+        month = month_again;
+    }
+    if (time == no_time) {
+        throw failed(fmt::format("{}: the clock's registers hold no time", clock_chip.name()));
+    }
+    return (month & month_bits) == october ? as_october(time) : time;
+}
+
+std::string format_time(std::time_t time, const char *format) {
+    std::tm broken{};
+    localtime_r(&time, &broken);
+    std::array<char, 64> text{};
+    const std::size_t length = std::strftime(text.data(), text.size(), format, &broken);
+    return {text.data(), length};
+}
+
+std::string view(const context &context) {
+    const std::time_t time = read_time();
+    const std::time_t ahead = time - std::time(nullptr);
+    report report;
+    report.add("time", format_time(time, "%F %T %z"), "time", format_time(time, "%FT%T%z"));
+    report.add("epoch_seconds", time);
+    report.add("ahead of system time", fmt::format("{} s", ahead), "ahead_seconds", ahead);
+    return report.text(context);
+}
+
+/// "now", "@1700000000", "2026-11-21 08:00:00" or with T, as local time.
+std::time_t time_from(const std::string &text) {
+    if (text == "now") {
+        return std::time(nullptr);
+    }
+    if (text.starts_with('@')) {
+        return static_cast<std::time_t>(c_number(text.substr(1), UINT32_MAX, "TIME"));
+    }
+    for (const char *format : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S"}) {
+        std::tm broken{};
+        broken.tm_isdst = -1;
+        const char *const end = strptime(text.c_str(), format, &broken);
+        const int day = broken.tm_mday;
+        const std::time_t time = end != nullptr && *end == '\0' ? std::mktime(&broken) : no_time;
+        if (time != no_time && broken.tm_mday == day) { // there is no 31st of April
+            return time;
+        }
+    }
+    throw bad_usage(fmt::format("TIME: '{}' is not now, YYYY-MM-DD HH:MM:SS or @SECONDS", text));
+}
+
+void set(const options &given) {
+    const auto begin = std::chrono::steady_clock::now();
+    on(clock_chip, "set the time", [&](uint32_t) { return ds3232_set_time(given.time); });
+    if (given.verify) {
+        const std::time_t found = read_time();
+        const auto passed = std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - begin);
+        if (found < given.time || found > given.time + passed.count()) {
+            throw failed(fmt::format("{}: set to {}, reads {}", clock_chip.name(),
+                                     format_time(given.time, "%F %T"), format_time(found, "%F %T")));
+        }
+    }
+}
+
+} // namespace
+
+void add_rtc(CLI::App &app, context &context) {
+    CLI::App &family = add_family(app, "rtc", "DS3232 clock at 0:0x68, which holds local time");
+    const auto given = std::make_shared<options>();
+    CLI::App &get = add_verb(family, "get", "Show the clock's time", context,
+                             [&context, given] { show(given->watch, [&] { return view(context); }); });
+    add_json(get, context);
+    add_watch(get, given->watch);
+    CLI::App &set_verb = add_verb(family, "set", "Set the clock", context, [given] { set(*given); });
+    add_argument(set_verb, "TIME", given->time, time_from,
+                 "now, 'YYYY-MM-DD HH:MM:SS' or @SECONDS since 1970 UTC");
+    set_verb.add_flag("--verify", given->verify, "read it back and compare");
+}
+
+} // namespace varnel::tools

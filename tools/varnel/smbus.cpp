@@ -1,0 +1,340 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel smbus: every SMBus transaction, and raw transfers.
+
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "tools/support/numbers.h"
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/confirm.h"
+#include "tools/varnel/device.h"
+#include "tools/varnel/pmbus.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/verb.h"
+#include "varnel/smbus.h"
+
+namespace varnel::tools {
+
+namespace {
+
+constexpr std::size_t longest_block = 32;
+constexpr std::size_t longest_transfer = 255;
+
+struct options {
+    device chip;
+    uint8_t command = 0;
+    bool has_command = false;
+    uint64_t value = 0;
+    std::vector<uint8_t> bytes;
+    std::size_t length = 0;
+    bool read = false;
+    bool verify = false;
+};
+using shared_options = std::shared_ptr<options>;
+
+std::string in_hex(std::span<const uint8_t> bytes) {
+    return fmt::format("{:#04x}", fmt::join(bytes.begin(), bytes.end(), " "));
+}
+
+std::string register_name(const options &given) { return fmt::format("register 0x{:02x}", given.command); }
+
+std::string trouble(const options &given, const char *verb) {
+    return fmt::format("{} {}", verb, register_name(given));
+}
+
+void print_value(const context &context, const options &given, const std::string &text, json value) {
+    report report;
+    report.add("device", given.chip.name());
+    if (given.has_command) {
+        report.add("register", given.command);
+    }
+    report.add("value", std::move(value));
+    print(context.json ? report.text(context) : text + "\n");
+}
+
+void print_bytes(const context &context, const options &given, const std::vector<uint8_t> &bytes) {
+    print_value(context, given, in_hex(bytes), bytes);
+}
+
+void confirm_write(const context &context, const options &given, const std::string &data) {
+    if (given.chip.may_be_eeprom()) {
+        confirm(context, fmt::format("{}: write {} to {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
+                                     given.chip.name(), data, register_name(given)));
+    }
+}
+
+/// Reads back what was written. An EEPROM does not answer while it stores it: asked again for a while.
+template <typename Value, typename Read>
+void verify(const options &given, const Value &written, Read read, const auto &to_text) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    Value found{written};
+    while (read(found) != 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    on(given.chip, trouble(given, "read back"), [&](uint32_t) { return read(found); });
+    if (found != written) {
+        throw failed(fmt::format("{}: {}: wrote {}, reads {}", given.chip.name(), register_name(given),
+                                 to_text(written), to_text(found)));
+    }
+}
+
+std::string byte_text(uint8_t byte) { return fmt::format("0x{:02x}", byte); }
+std::string word_text(uint16_t word) { return fmt::format("0x{:04x}", word); }
+
+void quick(const options &given) {
+    on(given.chip, "quick command",
+       [&](uint32_t handle) { return smbus_quick_to_device(handle, given.read ? 1 : 0); });
+}
+
+void send_byte(const options &given) {
+    on(given.chip, "send byte",
+       [&](uint32_t handle) { return smbus_send_byte_to_device(handle, static_cast<uint8_t>(given.value)); });
+}
+
+void receive_byte(const context &context, const options &given) {
+    uint8_t byte = 0;
+    on(given.chip, "receive byte", [&](uint32_t handle) { return smbus_recv_byte_to_device(handle, &byte); });
+    print_value(context, given, byte_text(byte), byte);
+}
+
+void read_byte(const context &context, const options &given) {
+    uint8_t byte = 0;
+    on(given.chip, trouble(given, "read"),
+       [&](uint32_t handle) { return smbus_read_byte_to_device(handle, given.command, &byte); });
+    print_value(context, given, byte_text(byte), byte);
+}
+
+void read_word(const context &context, const options &given) {
+    uint16_t word = 0;
+    on(given.chip, trouble(given, "read"),
+       [&](uint32_t handle) { return smbus_read_word_to_device(handle, given.command, &word); });
+    print_value(context, given, word_text(word), word);
+}
+
+void read_block(const context &context, const options &given) {
+    std::vector<uint8_t> block(given.length);
+    on(given.chip, trouble(given, "read"), [&](uint32_t handle) {
+        return smbus_read_block_to_device(handle, given.command, static_cast<unsigned int>(block.size()),
+                                          block.data());
+    });
+    print_bytes(context, given, block);
+}
+
+void write_byte(const context &context, const options &given) {
+    const auto byte = static_cast<uint8_t>(given.value);
+    confirm_write(context, given, byte_text(byte));
+    on(given.chip, trouble(given, "write"),
+       [&](uint32_t handle) { return smbus_write_byte_to_device(handle, given.command, byte); });
+    if (given.verify) {
+        const auto read = [&](uint8_t &found) {
+            return smbus_read_byte_to_device(given.chip.handle(), given.command, &found);
+        };
+        verify(given, byte, read, byte_text);
+    }
+}
+
+void write_word(const context &context, const options &given) {
+    const auto word = static_cast<uint16_t>(given.value);
+    confirm_write(context, given, word_text(word));
+    on(given.chip, trouble(given, "write"),
+       [&](uint32_t handle) { return smbus_write_word_to_device(handle, given.command, word); });
+    if (given.verify) {
+        const auto read = [&](uint16_t &found) {
+            return smbus_read_word_to_device(given.chip.handle(), given.command, &found);
+        };
+        verify(given, word, read, word_text);
+    }
+}
+
+void write_block(const context &context, const options &given) {
+    const auto count = static_cast<unsigned int>(given.bytes.size());
+    confirm_write(context, given, fmt::format("a block of {}", in_hex(given.bytes)));
+    on(given.chip, trouble(given, "write"), [&](uint32_t handle) {
+        return smbus_write_block_to_device(handle, given.command, count, given.bytes.data());
+    });
+    if (given.verify) {
+        const auto read = [&](std::vector<uint8_t> &found) {
+            return smbus_read_block_to_device(given.chip.handle(), given.command, count, found.data());
+        };
+        verify(given, given.bytes, read, in_hex);
+    }
+}
+
+void process_call(const context &context, const options &given) {
+    const auto word = static_cast<uint16_t>(given.value);
+    uint16_t answer = 0;
+    confirm_write(context, given, word_text(word));
+    on(given.chip, trouble(given, "process call of"),
+       [&](uint32_t handle) { return smbus_process_call_to_device(handle, given.command, word, &answer); });
+    print_value(context, given, word_text(answer), answer);
+}
+
+void block_process_call(const context &context, const options &given) {
+    if (given.bytes.size() + given.length > longest_block) {
+        throw bad_usage(fmt::format("{} bytes to write and {} to read are more than {}", given.bytes.size(),
+                                    given.length, longest_block));
+    }
+    std::vector<uint8_t> answer(given.length);
+    confirm_write(context, given, fmt::format("a block of {}", in_hex(given.bytes)));
+    on(given.chip, trouble(given, "process call of"), [&](uint32_t handle) {
+        return smbus_block_write_block_read_process_call_to_device(
+            handle, given.command, static_cast<unsigned int>(given.bytes.size()), given.bytes.data(),
+            static_cast<uint8_t>(answer.size()), answer.data());
+    });
+    print_bytes(context, given, answer);
+}
+
+/// One byte alone, or in front of a read, stores nothing: it says where.
+void confirm_transfer(const context &context, const options &given) {
+    if (given.chip.may_be_eeprom() && given.bytes.size() > 1) {
+        confirm(context, fmt::format("{}: write {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
+                                     given.chip.name(), in_hex(given.bytes)));
+    }
+}
+
+void transfer(const context &context, const options &given) {
+    if (given.bytes.empty() && given.length == 0) {
+        throw bad_usage("transfer: nothing to write and nothing to read");
+    }
+    if (given.bytes.size() > longest_transfer) {
+        throw bad_usage(fmt::format("transfer: more than {} bytes", longest_transfer));
+    }
+    confirm_transfer(context, given);
+    std::vector<uint8_t> answer(given.length);
+    on(given.chip, "transfer", [&](uint32_t handle) {
+        return smbus_flexible_write_read_to_device(handle, 0, static_cast<unsigned int>(given.bytes.size()),
+                                                   given.bytes.empty() ? nullptr : given.bytes.data(),
+                                                   static_cast<uint8_t>(answer.size()),
+                                                   answer.empty() ? nullptr : answer.data());
+    });
+    if (!answer.empty()) {
+        print_bytes(context, given, answer);
+    }
+}
+
+/// Adds verbs one after the other; each has options of its own.
+class smbus_verbs {
+  public:
+    smbus_verbs(CLI::App &app, context &context)
+        : family_(add_family(app, "smbus", "SMBus transactions, one each; and raw transfers")),
+          context_(context) {}
+
+    void without_command() {
+        CLI::App &quick_verb = add("quick", "Quick command: the address alone",
+                                   [](const auto &, const auto &given) { quick(given); });
+        quick_verb.add_flag("--read", given_->read, "with the read bit; default: the write bit");
+        CLI::App &send =
+            add("send-byte", "Send one byte", [](const auto &, const auto &given) { send_byte(given); });
+        add_number(send, "BYTE", given_->value, UINT8_MAX, "the byte");
+        add_json(add("receive-byte", "Receive one byte", receive_byte), context_);
+    }
+
+    void readers() {
+        add_json(add_with_command("read-byte", "Read a byte", read_byte), context_);
+        add_json(add_with_command("read-word", "Read a word, low byte first", read_word), context_);
+        CLI::App &block =
+            add_with_command("read-block", "Read a block; the chip's own count is not shown", read_block);
+        add_count(block, "COUNT", longest_block);
+        add_json(block, context_);
+    }
+
+    void writers() {
+        CLI::App &byte = add_with_command("write-byte", "Write a byte", write_byte);
+        add_number(byte, "VALUE", given_->value, UINT8_MAX, "the byte");
+        add_writing(byte);
+        CLI::App &word = add_with_command("write-word", "Write a word, low byte first", write_word);
+        add_number(word, "VALUE", given_->value, UINT16_MAX, "the word");
+        add_writing(word);
+        CLI::App &block = add_with_command("write-block", "Write a block of up to 32 bytes", write_block);
+        add_block(block);
+        add_writing(block);
+    }
+
+    void calls() {
+        CLI::App &word = add_with_command("process-call", "Write a word and read one", process_call);
+        add_number(word, "VALUE", given_->value, UINT16_MAX, "the word written");
+        add_json(word, context_);
+        add_yes(word, context_);
+        CLI::App &block = add_with_command(
+            "block-process-call", "Write a block and read one, 32 bytes together", block_process_call);
+        add_block(block);
+        add_count(block, "--read", longest_block - 1)->required();
+        add_json(block, context_);
+        add_yes(block, context_);
+        CLI::App &raw =
+            add("transfer", "Write bytes, read bytes, or write then read, without any frame", transfer);
+        add_bytes(raw, "BYTES", given_->bytes, "bytes to write");
+        add_count(raw, "--read", longest_transfer);
+        add_json(raw, context_);
+        add_yes(raw, context_);
+    }
+
+  private:
+    template <typename Action>
+    CLI::App &add(const char *name, const char *description, Action action) {
+        given_ = std::make_shared<options>();
+        CLI::App &verb = add_verb(family_, name, description, context_,
+                                  [&context = context_, given = given_, action] { action(context, *given); });
+        add_device(verb, given_->chip);
+        return verb;
+    }
+
+    template <typename Action>
+    CLI::App &add_with_command(const char *name, const char *description, Action action) {
+        CLI::App &verb = add(name, description, action);
+        given_->has_command = true;
+        add_argument(verb, "REGISTER", given_->command, pmbus_command,
+                     "command code: 0xe2, 226 or a PMBus name");
+        return verb;
+    }
+
+    CLI::Option *add_count(CLI::App &verb, const char *name, std::size_t most) {
+        const auto read = [name, most](const std::string &text) {
+            const auto count = static_cast<std::size_t>(c_number(text, most, name));
+            if (count == 0) {
+                throw bad_usage(fmt::format("{}: 0 bytes are none at all", name));
+            }
+            return count;
+        };
+        return add_argument(verb, name, given_->length, read, "bytes to read", *name == '-' ? "N" : "");
+    }
+
+    void add_block(CLI::App &verb) {
+        add_bytes(verb, "BYTES", given_->bytes, "the block: up to 32 bytes")
+            ->required()
+            ->expected(1, longest_block)
+            ->option_text("...");
+    }
+
+    void add_writing(CLI::App &verb) {
+        verb.add_flag("--verify", given_->verify, "read it back and compare");
+        add_yes(verb, context_);
+    }
+
+    CLI::App &family_;
+    context &context_;
+    shared_options given_; ///< of the verb added last
+};
+
+} // namespace
+
+void add_smbus(CLI::App &app, context &context) {
+    smbus_verbs verbs(app, context);
+    verbs.without_command();
+    verbs.readers();
+    verbs.writers();
+    verbs.calls();
+}
+
+} // namespace varnel::tools
