@@ -89,6 +89,7 @@ json as_json(const quantity &what, int raw) {
 
 const quantity &quantity_from(const std::string &name) {
     std::vector<std::string> names;
+    names.reserve(quantities.size());
     for (const quantity &each : quantities) {
         names.emplace_back(each.name);
     }
