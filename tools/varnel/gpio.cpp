@@ -42,6 +42,7 @@ struct options {
 
 std::vector<pin> pins_from(const std::vector<std::string> &words, const expander &target) {
     std::vector<pin> pins;
+    pins.reserve(words.size());
     for (const std::string &word : words) {
         pins.push_back(target.pin_from(word));
     }

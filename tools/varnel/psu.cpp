@@ -2,6 +2,7 @@
 // varnel psu: the CAR2512 power supply.
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -88,6 +89,7 @@ json as_json(const quantity &what, int raw) {
 
 const quantity &quantity_from(const std::string &name) {
     std::vector<std::string> names;
+    names.reserve(quantities.size());
     for (const quantity &each : quantities) {
         names.emplace_back(each.name);
     }
@@ -269,7 +271,7 @@ std::optional<unsigned int> centivolts_from(const std::string &text) {
         throw bad_usage(fmt::format("VOLTS: '{}' is not a voltage from {:.2f} to {:.2f} in steps of 0.01",
                                     text, least_volts, most_volts));
     }
-    return static_cast<unsigned int>(*volts * 100 + 0.5);
+    return static_cast<unsigned int>(std::lround(*volts * 100));
 }
 
 /// "60" or "60%"
