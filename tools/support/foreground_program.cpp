@@ -31,19 +31,6 @@ void forward(int signal) {
     errno = saved_errno;
 }
 
-[[noreturn]] void become(const std::vector<std::string> &words) {
-    std::vector<char *> arguments;
-    arguments.reserve(words.size() + 1);
-    for (const std::string &word : words) {
-        arguments.push_back(const_cast<char *>(word.c_str())); // execvp() does not write there
-    }
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
-    const int error = errno;
-    fmt::print(stderr, "{}: {}: {}\n", program_invocation_short_name, words[0], std::strerror(error));
-    _exit(error == ENOENT ? not_found : cannot_execute);
-}
-
 /// The C library of some systems declares pidfd_open() for C only.
 int descriptor_of(pid_t process) { return static_cast<int>(syscall(SYS_pidfd_open, process, 0)); }
 
@@ -79,6 +66,19 @@ class foreground_signals {
 };
 
 } // namespace
+
+void become(const std::vector<std::string> &words) {
+    std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
+    for (const std::string &word : words) {
+        arguments.push_back(const_cast<char *>(word.c_str())); // execvp() does not write there
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    const int error = errno;
+    fmt::print(stderr, "{}: {}: {}\n", program_invocation_short_name, words[0], std::strerror(error));
+    _exit(error == ENOENT ? not_found : cannot_execute);
+}
 
 foreground_program::foreground_program(const std::vector<std::string> &words) {
     const foreground_signals signals;

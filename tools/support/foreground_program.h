@@ -8,6 +8,10 @@
 
 namespace varnel::tools {
 
+/// Becomes a program: does not return. Says so and exits with 126 or 127, as of env(1), when there is no such
+/// program.
+[[noreturn]] void become(const std::vector<std::string> &words);
+
 /// A program that runs in the foreground in our place: signals of the terminal are for it, not for us.
 class foreground_program {
   public:

@@ -32,5 +32,15 @@ void add_mux(CLI::App &app, context &context);
 void add_bus(CLI::App &app, context &context);
 void add_psu(CLI::App &app, context &context);
 void add_rtc(CLI::App &app, context &context);
+void add_config(CLI::App &app, context &context);
+void add_log(CLI::App &app, context &context);
+void add_syslog(CLI::App &app, context &context);
+void add_xml(CLI::App &app, context &context);
+void add_lock(CLI::App &app, context &context);
+void add_queue(CLI::App &app, context &context);
+void add_ipmi(CLI::App &app, context &context);
+void add_send(CLI::App &app, context &context);
+void add_fetch(CLI::App &app, context &context);
+void add_devices(CLI::App &app, context &context);
 
 } // namespace varnel::tools

@@ -22,6 +22,16 @@ void add_verbs(CLI::App &app, context &context) {
     add_bus(app, context);
     add_psu(app, context);
     add_rtc(app, context);
+    add_config(app, context);
+    add_log(app, context);
+    add_syslog(app, context);
+    add_xml(app, context);
+    add_lock(app, context);
+    add_queue(app, context);
+    add_ipmi(app, context);
+    add_send(app, context);
+    add_fetch(app, context);
+    add_devices(app, context);
 }
 
 /// The innermost verb that was typed, and the words that lead to it.

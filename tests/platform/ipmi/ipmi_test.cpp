@@ -30,7 +30,7 @@
 #include "device_table_file.h"
 #include "ipmi/status.h"
 #include "platform/namespaces.h"
-#include "relay.h"
+#include "varnel/ipmi_relay.h"
 #include "varnel/platform.h"
 
 namespace {

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel ipmi, from a shell, against the simulator ipmi_sim on loopback in a network namespace of the test's
+// own.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "bmc_servers.h"
+#include "device_table_file.h"
+#include "platform/namespaces.h"
+
+namespace {
+
+using namespace varnel::test;
+using varnel::platform::device_record;
+using varnel::tools::device_records;
+
+bool in_own_network = false;
+
+struct finished {
+    int status;
+    std::string text; ///< standard output and error
+    bool operator==(const finished &) const = default;
+};
+
+void PrintTo(const finished &got, std::ostream *out) { *out << "status " << got.status << ": " << got.text; }
+
+finished varnel_ipmi(const std::string &arguments) {
+    // A sanitizer's dlopen() does not look for libraries where the program itself does.
+    std::FILE *const pipe =
+        popen(("LD_LIBRARY_PATH=" LIBRARIES " " VARNEL " ipmi " + arguments + " 2>&1").c_str(), "r");
+    finished result{0, ""};
+    std::array<char, 4096> piece{};
+    for (std::size_t n = 0; (n = std::fread(piece.data(), 1, piece.size(), pipe)) > 0;) {
+        result.text.append(piece.data(), n);
+    }
+    result.status = WEXITSTATUS(pclose(pipe));
+    return result;
+}
+
+device_record make_record(const std::string &address, const std::string &password) {
+    const std::string user = "admin";
+    device_record record{};
+    record.present = 1;
+    std::ranges::copy(address, record.address.begin());
+    std::ranges::copy(user, record.login.begin() + 2);
+    std::ranges::copy(password, record.login.begin() + 18);
+    record.give_up_after_ms = 2000;
+    record.retransmit_after_ms = 1000;
+    return record;
+}
+
+class VarnelIpmi : public ::testing::Test {
+  protected:
+    VarnelIpmi() : table("/varnel-test-command-" + std::to_string(getpid())) {
+        setenv("VARNEL_DEVICE_TABLE", table.c_str(), 1);
+        records[0] = make_record(bmc_address(1), "secret");
+        records[1] = make_record(bmc_address(0), "secret");
+        records[3] = make_record(bmc_address(0), "wrong");
+        records[4] = make_record("127.0.9.1", "secret"); // nobody there
+        varnel::tools::publish_device_table(records, table);
+    }
+    ~VarnelIpmi() override { shm_unlink(table.c_str()); }
+    void SetUp() override {
+        if (!in_own_network) {
+            GTEST_SKIP() << "this machine allows no network namespace";
+        }
+    }
+
+    std::string table;
+    device_records records{};
+};
+
+TEST_F(VarnelIpmi, PrintsWhatTheControllerAnswers) {
+    const simulated_bmcs bmcs(2);
+    EXPECT_EQ(varnel_ipmi("raw 0 0x10"), (finished{0, "00\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0 0x10 0xff 0 128"), (finished{0, "00 ff 00 80\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0 0x12"), (finished{0, "00 20\n"}));
+    EXPECT_EQ(varnel_ipmi("raw smc 0x12"), (finished{0, "00 22\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0 16 1 2 --json"), (finished{0, "{\n"
+                                                               "  \"controller\": \"bmc0\",\n"
+                                                               "  \"address\": \"127.0.1.1\",\n"
+                                                               "  \"response\": [\n"
+                                                               "    0,\n"
+                                                               "    1,\n"
+                                                               "    2\n"
+                                                               "  ]\n"
+                                                               "}\n"}));
+}
+
+TEST_F(VarnelIpmi, TellsWhyThereIsNoAnswer) {
+    const simulated_bmcs bmcs;
+    EXPECT_EQ(varnel_ipmi("raw 0 0x13 0xD5"),
+              (finished{1, "varnel: bmc0 (127.0.1.1): completion code 0xd5, see IPMI 2.0 table 5-2\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 2 0x10"),
+              (finished{1, "varnel: bmc2 (127.0.1.1): no session, or no answer\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 3 0x10"),
+              (finished{1, "varnel: bmc3 (127.0.9.1): no session, or no answer\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 1 0x10"), (finished{1, "varnel: bmc1: no address; see varnel devices\n"}));
+}
+
+TEST_F(VarnelIpmi, RefusesWhatIsNoCommand) {
+    EXPECT_EQ(varnel_ipmi("raw 256 1"),
+              (finished{2, "varnel: SLOT: '256' is not a number from 0 to 255 (0xff)\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0 0x100"),
+              (finished{2, "varnel: CMD: '0x100' is not a number from 0 to 255 (0xff)\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0 1 x"),
+              (finished{2, "varnel: BYTES: 'x' is not a number from 0 to 255 (0xff)\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0"), (finished{2, "varnel: CMD is required\n"}));
+    EXPECT_EQ(varnel_ipmi(""), (finished{2, "varnel: ipmi: which? raw; --help tells more\n"}));
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    ::testing::InitGoogleMock(&argc, argv);
+    if (!::testing::GTEST_FLAG(list_tests)) {
+        in_own_network = enter_namespaces(CLONE_NEWNET);
+    }
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: Apache-2.0
+# Sourced by the tests here, each called as: TEST COMMAND..., where COMMAND starts varnel (an emulator may stand in
+# front). They work in a folder of their own, with nothing on standard input.
+set -euo pipefail
+varnel=("$@")
+test=$(realpath "$0")
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder"
+exec </dev/null
+
+fail() {
+    echo "line ${BASH_LINENO[-2]}: $*"
+    exit 1
+}
+
+# expect STATUS STDOUT STDERR ARGUMENTS...: runs varnel, and compares exactly, line ends at the end aside.
+expect() {
+    local status=0
+    "${varnel[@]}" "${@:4}" >.out 2>.err || status=$?
+    [ "$status" -eq "$1" ] || fail "${*:4}: status $status, not $1: $(cat .out .err)"
+    [ "$(cat .out)" = "$2" ] || fail "${*:4}: printed: $(cat .out)"
+    [ "$(cat .err)" = "$3" ] || fail "${*:4}: said: $(cat .err)"
+}
+
+# content_is FILE TEXT
+content_is() {
+    [ "$(cat "$1")" = "$2" ] || fail "$1 holds: $(cat "$1")"
+}
+
+# in_own_namespaces FLAGS...: starts the test again in namespaces of its own; where the machine allows none, the test
+# counts as skipped.
+in_own_namespaces() {
+    [ -z "${own_namespaces-}" ] || return 0
+    [ "$(id -u)" -eq 0 ] || set -- "$@" --map-root-user
+    if ! unshare "$@" true 2>err; then
+        echo "skipped: $(cat err)"
+        exit 77
+    fi
+    cd /
+    rm -rf "$folder"
+    own_namespaces=1 exec unshare "$@" "$test" "${varnel[@]}"
+}

@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel config: INI files and record files, as daemons read and write them.
+
+#include <array>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/confirm.h"
+#include "tools/varnel/ini_trial.h"
+#include "tools/varnel/json_text.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/text_input.h"
+#include "tools/varnel/verb.h"
+#include "varnel/iniparser.h"
+#include "varnel/logparser.h"
+
+namespace varnel::tools {
+
+namespace {
+
+constexpr std::size_t value_room = 256;
+
+struct ini_place {
+    std::string file;
+    std::string section;
+    std::string key;
+};
+
+// --- get ---
+
+json read_value(const ini_place &at, const std::string &type, int base) {
+    const char *const file = at.file.c_str();
+    int32_t number = 0;
+    std::array<char, value_room> text{};
+    int32_t result = 0;
+    json value;
+    if (type == "integer") {
+        result = get_config_integer(file, at.section.c_str(), at.key.c_str(), base, &number);
+        value = number;
+    } else if (type == "boolean") {
+        result = get_config_boolean(file, at.section.c_str(), at.key.c_str(), &number);
+        value = number != 0;
+    } else {
+        result = get_config_string(file, at.section.c_str(), at.key.c_str(), text.data());
+        value = text.data();
+    }
+    if (result != 0) {
+        throw failed(fmt::format("{}: no {} in [{}]", at.file, at.key, at.section));
+    }
+    return value;
+}
+
+void get(const ini_place &at, const std::string &type, int base, const context &context) {
+    read_ini(at.file); // or the library would end the process when it is too long
+    const json value = read_value(at, type, base);
+    const json all{{"file", at.file}, {"section", at.section}, {"key", at.key}, {"value", value}};
+    const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    print(context.json ? json_text(all) : text + '\n');
+}
+
+// --- set and rename ---
+
+/// Words that would make the line mean something else when it is read again.
+void check_word(const char *what, std::string_view word, std::string_view forbidden) {
+    if (word.find_first_of("\r\n\xFF") != std::string_view::npos ||
+        word.find_first_of(forbidden) != std::string_view::npos) {
+        throw bad_usage(fmt::format("{}: may not contain line ends, byte 0xFF{}", what,
+                                    forbidden.empty() ? "" : fmt::format(" or {}", forbidden)));
+    }
+}
+
+void check_section(std::string_view name) { check_word("SECTION", name, "]"); }
+
+void check_entry(const ini_place &at, std::string_view value) {
+    check_section(at.section);
+    check_word("KEY", at.key, "=");
+    check_word("VALUE", value, "");
+    if (at.key.empty() || std::string_view("[;#").find(at.key.front()) != std::string_view::npos) {
+        throw bad_usage(fmt::format("KEY: '{}' would not be read as a key", at.key));
+    }
+    if (value.size() >= value_room) {
+        throw bad_usage(
+            fmt::format("VALUE: {} bytes; daemons read at most {}", value.size(), value_room - 1));
+    }
+}
+
+bool has_key(const std::string &file, const ini_place &at) {
+    std::array<char, value_room> value{};
+    return get_config_string(file.c_str(), at.section.c_str(), at.key.c_str(), value.data()) == 0;
+}
+
+/// What storing a value does beyond storing it; empty when nothing. `known`: the library finds the key.
+std::string side_effect(const ini_place &at, const std::string &before, const std::string &after,
+                        bool known) {
+    const text_change change = difference(before, after);
+    const std::string line = line_at(before, change.place);
+    if (known && before != after && !line.starts_with(at.key + "=")) {
+        return fmt::format("the line '{}', whose key begins {}, becomes '{}'", line, at.key,
+                           line_at(after, change.place));
+    }
+    if (!known && !change.removed.empty()) {
+        return "text behind the new line changes, too: the library prints it as format text, where % has a "
+               "meaning";
+    }
+    return "";
+}
+
+void confirm_if_any(const context &context, const std::string &file, const std::string &effect) {
+    if (!effect.empty()) {
+        confirm(context, fmt::format("{}: {}", file, effect));
+    }
+}
+
+void set(const ini_place &at, const std::string &value, const context &context) {
+    check_entry(at, value);
+    const auto store = [&](const char *path) {
+        return set_config_string(path, at.section.c_str(), at.key.c_str(), value.c_str());
+    };
+    const ini_trial trial(at.file);
+    const bool known = has_key(trial.copy(), at);
+    confirm_if_any(context, at.file, side_effect(at, trial.before(), trial.after(store), known));
+    if (store(at.file.c_str()) != 0) {
+        throw failed(fmt::format("{}: cannot be written", at.file));
+    }
+}
+
+void rename(const std::string &file, const std::string &old_name, const std::string &new_name,
+            const context &context) {
+    check_section(old_name);
+    check_section(new_name);
+    const auto store = [&](const char *path) {
+        return set_section_string(path, old_name.c_str(), new_name.c_str());
+    };
+    const ini_trial trial(file);
+    const std::string after = trial.after(store);
+    const text_change change = difference(trial.before(), after);
+    const bool appended = change.place == trial.before().size();
+    confirm_if_any(
+        context, file,
+        appended ? ""
+                 : fmt::format("the old bracket stays: the header becomes {}", line_at(after, change.place)));
+    if (store(file.c_str()) != 0) {
+        throw failed(fmt::format("{}: cannot be written", file));
+    }
+}
+
+// --- table ---
+
+std::string token_text(const char *token) { return {token, strnlen(token, VARNEL_LOG_TOKEN_SIZE)}; }
+
+json tokens_of(const log_record &record, int columns) {
+    json tokens = json::array();
+    for (int i = 0; i < columns; ++i) {
+        tokens.push_back(token_text(record.tokens[i]));
+    }
+    return tokens;
+}
+
+std::string records_as_text(const TABLE &records, int columns) {
+    std::string all;
+    for (int i = 0; i < records.count; ++i) {
+        for (int column = 0; column < columns; ++column) {
+            all += token_text(records.records[i].tokens[column]) + (column + 1 == columns ? '\n' : '\t');
+        }
+    }
+    return all;
+}
+
+json records_as_json(const TABLE &records, int columns) {
+    json all = json::array();
+    for (int i = 0; i < records.count; ++i) {
+        all.push_back(tokens_of(records.records[i], columns));
+    }
+    return all;
+}
+
+void print_table(const std::string &file, const std::string &delimiters, int columns,
+                 const context &context) {
+    if (columns == 0) {
+        throw bad_usage("--columns: 0 columns are none at all");
+    }
+    read_some(file, 1); // or the library would not say why it cannot
+    const auto records = std::make_unique<TABLE>();
+    const int result = log_styled_file_parse(file.c_str(), delimiters.c_str(), columns, records.get());
+    print(context.json ? json_text(records_as_json(*records, columns)) : records_as_text(*records, columns));
+    if (result != 0) {
+        const int count = records->count;
+        throw failed(count == VARNEL_LOG_RECORDS
+                         ? fmt::format("{}: more than {} records", file, count)
+                         : fmt::format("{}: record {} has fewer than {} fields", file, count + 1, columns));
+    }
+}
+
+struct config_arguments {
+    ini_place at;
+    std::string value;
+    std::string type = "string";
+    uint64_t base = 10;
+    std::string delimiters = " \t";
+    uint64_t columns = 0;
+};
+
+void add_place(CLI::App &verb, ini_place &at) {
+    verb.add_option("FILE", at.file, "the INI file")->required();
+    verb.add_option("SECTION", at.section, "its name, without brackets")->required();
+    verb.add_option("KEY", at.key, "a line matches when its key is the beginning of this one")->required();
+}
+
+void add_get(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
+    CLI::App &verb = add_verb(family, "get", "Print a value", context, [given, &context] {
+        get(given->at, given->type, static_cast<int>(given->base), context);
+    });
+    add_place(verb, given->at);
+    verb.add_option("--type", given->type, "read it as a daemon would: string (default), integer or boolean")
+        ->type_name("TYPE")
+        ->check(CLI::IsMember({"string", "integer", "boolean"}));
+    add_number(verb, "--base", given->base, 36, "of an integer, 2 to 36; 0 knows 0x and 0 (default 10)");
+    add_json(verb, context);
+}
+
+void add_set(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
+    CLI::App &verb =
+        add_verb(family, "set", "Store a value; adds section, key and file when they are not there", context,
+                 [given, &context] { set(given->at, given->value, context); });
+    add_place(verb, given->at);
+    verb.add_option("VALUE", given->value, "up to 255 bytes; one that begins with - goes behind --")
+        ->required();
+    add_yes(verb, context);
+}
+
+void add_rename(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
+    CLI::App &verb =
+        add_verb(family, "rename", "Rename a section, or append it when it is not there", context,
+                 [given, &context] { rename(given->at.file, given->at.section, given->value, context); });
+    verb.add_option("FILE", given->at.file, "the INI file")->required();
+    verb.add_option("OLD", given->at.section, "name of the section")->required();
+    verb.add_option("NEW", given->value, "its new name, which then begins with [")->required();
+    add_yes(verb, context);
+}
+
+void add_table(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
+    CLI::App &verb = add_verb(
+        family, "table", "Print the records of a file, fields separated by tabs", context, [given, &context] {
+            print_table(given->at.file, given->delimiters, static_cast<int>(given->columns), context);
+        });
+    verb.add_option("FILE", given->at.file, "one record a line; empty lines and // are passed over")
+        ->required();
+    add_number(verb, "--columns", given->columns, VARNEL_LOG_TOKENS, "fields that every record has, 1 to 8")
+        ->required();
+    verb.add_option("--delimiters", given->delimiters, "characters between fields (default: blank and tab)")
+        ->type_name("CHARACTERS");
+    add_json(verb, context);
+}
+
+} // namespace
+
+void add_config(CLI::App &app, context &context) {
+    const auto given = std::make_shared<config_arguments>();
+    CLI::App &family = add_family(app, "config", "INI files and record files");
+    add_get(family, context, given);
+    add_set(family, context, given);
+    add_rename(family, context, given);
+    add_table(family, context, given);
+}
+
+} // namespace varnel::tools

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel devices: the table of controllers that the platform library reads addresses and logins from.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "tools/varnel/device_admin/device_ini.h"
+#include "tools/varnel/device_admin/device_table_file.h"
+#include "tools/varnel/json_text.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/verb.h"
+
+namespace varnel::tools {
+
+namespace {
+
+using platform::device_record;
+
+device_records read_file(const std::string &path) {
+    if (path == "-") {
+        return read_device_ini(stdin, "standard input");
+    }
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "re"), std::fclose);
+    if (!file) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+    return read_device_ini(file.get(), path);
+}
+
+void import_file(const std::string &path) {
+    const device_records records = read_file(path);
+    publish_device_table(records, platform::table_name());
+    const auto count = std::ranges::count(records, 1, &device_record::present);
+    print(fmt::format("{} controllers in {}\n", count, platform::table_name()));
+}
+
+std::string seconds(uint32_t milliseconds) {
+    return milliseconds == 0 ? "caller's" : fmt::format("{:.3g}s", milliseconds / 1000.0);
+}
+
+std::string suites(uint8_t suite) { return suite == 0 ? "17,3" : fmt::to_string(suite); }
+
+/// Never the password.
+class device_list {
+  public:
+    void add(unsigned int number, const device_record &device) {
+        using namespace platform;
+        const std::string user(login_text(device, user_name_offset, user_name_size));
+        const bool has_password = device.login[password_offset] != 0;
+        rows_.add({device_name(number), device.address.data(), user, has_password ? "set" : "none",
+                   suites(device.cipher_suite), seconds(device.give_up_after_ms),
+                   seconds(device.retransmit_after_ms)});
+        objects_.push_back({{"device", device_name(number)},
+                            {"address", device.address.data()},
+                            {"user", user},
+                            {"password_set", has_password},
+                            {"cipher_suite", number_or_null(device.cipher_suite)},
+                            {"give_up_after_ms", number_or_null(device.give_up_after_ms)},
+                            {"retransmit_after_ms", number_or_null(device.retransmit_after_ms)}});
+    }
+    [[nodiscard]] std::string text(const context &context) const {
+        return context.json ? json_text(objects_) : rows_.text();
+    }
+
+  private:
+    static json number_or_null(uint32_t number) { return number == 0 ? json(nullptr) : json(number); }
+
+    table rows_{{"DEVICE", "ADDRESS", "USER", "PASSWORD", "SUITE", "GIVE-UP", "RETRANSMIT"}};
+    json objects_ = json::array();
+};
+
+void list(const context &context) {
+    const device_records records = read_device_table();
+    device_list all;
+    for (unsigned int i = 0; i < records.size(); ++i) {
+        if (records[i].present != 0) {
+            all.add(i, records[i]);
+        }
+    }
+    print(all.text(context));
+}
+
+} // namespace
+
+void add_devices(CLI::App &app, context &context) {
+    CLI::App &family =
+        add_family(app, "devices", "The table of controllers, with their addresses and logins");
+    family.footer(fmt::format("The table is the POSIX shared-memory object {}, or the one named in {}.",
+                              platform::default_table_name, platform::table_name_variable));
+    const auto file = std::make_shared<std::string>();
+    CLI::App &importing = add_verb(family, "import", "Replace the table by what an INI file says", context,
+                                   [file] { import_file(*file); });
+    importing.add_option("FILE", *file, "the INI file; - is standard input")->required();
+    CLI::App &listing =
+        add_verb(family, "list", "Show the table, without passwords", context, [&context] { list(context); });
+    add_json(listing, context);
+}
+
+} // namespace varnel::tools

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel fetch: a file that another controller serves.
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include <arpa/inet.h>
+#include <fmt/format.h>
+#include <poll.h>
+
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/arriving_file.h"
+#include "tools/varnel/progress_bar.h"
+#include "tools/varnel/reception.h"
+#include "tools/varnel/verb.h"
+#include "varnel/lan_transfer.h"
+
+namespace varnel::tools {
+
+namespace {
+
+constexpr int no_connection = 5;
+constexpr int pause_between_attempts = 50; // milliseconds
+
+struct fetch_arguments {
+    std::string address;
+    std::string file;
+    std::optional<std::chrono::milliseconds> wait;
+};
+
+/// A signal to end came; files that are not complete are removed on the way out.
+struct interruption : std::exception {
+    explicit interruption(int number) : signal(number) {}
+    int signal;
+};
+
+/// Signals to end wait until somebody looks.
+class held_signals {
+  public:
+    held_signals() {
+        sigemptyset(&ending_);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            struct sigaction now {};
+            sigaction(signal, nullptr, &now);
+            if (now.sa_handler != SIG_IGN) { // as nohup wants it
+                sigaddset(&ending_, signal);
+            }
+        }
+        sigprocmask(SIG_BLOCK, &ending_, &before_);
+    }
+    ~held_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    held_signals(const held_signals &) = delete;
+    held_signals &operator=(const held_signals &) = delete;
+
+    void look() const {
+        const timespec now{};
+        const int signal = sigtimedwait(&ending_, nullptr, &now);
+        if (signal > 0) {
+            throw interruption(signal);
+        }
+    }
+
+  private:
+    sigset_t ending_{};
+    sigset_t before_{};
+};
+
+std::string reason(const reception::ending &end) {
+    switch (end.result) {
+    case 1:
+    case 2:
+    case 3:
+        return fmt::format("no socket: {}", std::strerror(end.error));
+    case no_connection:
+        return fmt::format("port {}: {}", static_cast<int>(LAN_TRANSFER_PORT), std::strerror(end.error));
+    case 7:
+        return fmt::format("receiving failed: {}", std::strerror(end.error));
+    default:
+        return "the transfer failed";
+    }
+}
+
+/// One attempt. Returns how it ended; what arrived is in the file.
+reception::ending receive(const fetch_arguments &given, arriving_file &file, const held_signals &signals) {
+    reception transfer(file.pipe(), given.address);
+    const auto announced = transfer.announced_size([&] { signals.look(); });
+    progress_bar bar;
+    const meanwhile look = [&] {
+        signals.look();
+        bar.show(given.file, file.size(), announced.value_or(0));
+    };
+    const auto take = [&](const char *bytes, std::size_t size) {
+        file.write(bytes, size);
+        look();
+    };
+    transfer.receive(take, look);
+    if (transfer.end().result == 0 && (!announced || file.size() != *announced)) {
+        throw failed(announced ? fmt::format("{}: sent {} of {} bytes, and closed the connection",
+                                             given.address, file.size(), *announced)
+                               : fmt::format("{}: closed the connection", given.address));
+    }
+    return transfer.end();
+}
+
+void receive_file(const fetch_arguments &given) {
+    const held_signals signals;
+    std::signal(SIGPIPE, SIG_IGN); // standard output may be a pipe that somebody closes
+    arriving_file file(given.file);
+    const auto last_attempt =
+        std::chrono::steady_clock::now() + given.wait.value_or(std::chrono::milliseconds(0));
+    reception::ending end = receive(given, file, signals);
+    while (end.result == no_connection && std::chrono::steady_clock::now() < last_attempt) {
+        poll(nullptr, 0, pause_between_attempts);
+        signals.look();
+        end = receive(given, file, signals);
+    }
+    if (end.result != 0) {
+        throw failed(fmt::format("{}: {}", given.address, reason(end)));
+    }
+    file.keep();
+}
+
+void fetch(const fetch_arguments &given) {
+    in_addr address{};
+    if (inet_aton(given.address.c_str(), &address) == 0) {
+        throw bad_usage(fmt::format("'{}' is not an IPv4 address", given.address));
+    }
+    try {
+        receive_file(given);
+    } catch (const interruption &stop) {
+        std::signal(stop.signal, SIG_DFL);
+        std::raise(stop.signal); // whoever started us sees what ended us
+    }
+}
+
+} // namespace
+
+void add_fetch(CLI::App &app, context &context) {
+    const auto given = std::make_shared<fetch_arguments>();
+    CLI::App &verb = add_verb(app, "fetch", "Fetch the file that a sender serves; nothing is authenticated",
+                              context, [given] { fetch(*given); });
+    verb.add_option("ADDRESS", given->address, "IPv4 address of the sender")->required();
+    verb.add_option("FILE", given->file, "replaced when all has arrived; - is standard output")->required();
+    add_duration(verb, "--wait", given->wait, "keep trying so long while nobody serves");
+}
+
+} // namespace varnel::tools

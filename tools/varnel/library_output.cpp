@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/varnel/library_output.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+
+namespace varnel::tools {
+
+quiet_library::quiet_library() {
+    std::fflush(stdout);
+    output_ = descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+    const descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
+    dup2(nowhere.get(), STDOUT_FILENO);
+}
+
+quiet_library::~quiet_library() {
+    const int saved_errno = errno;
+    std::fflush(stdout);
+    dup2(output_.get(), STDOUT_FILENO);
+    errno = saved_errno;
+}
+
+} // namespace varnel::tools

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "tools/varnel/descriptor.h"
+
+namespace varnel::tools {
+
+/// For as long as it lives, what the library prints to standard output goes nowhere: some functions report
+/// failures there, and standard output is for data.
+class quiet_library {
+  public:
+    quiet_library();
+    ~quiet_library();
+    quiet_library(const quiet_library &) = delete;
+    quiet_library &operator=(const quiet_library &) = delete;
+
+  private:
+    descriptor output_;
+};
+
+} // namespace varnel::tools

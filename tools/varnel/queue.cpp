@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel queue: records in named pipes.
+
+#include <csignal>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "tools/support/numbers.h"
+#include "tools/varnel/arguments.h"
+#include "tools/varnel/hexadecimal.h"
+#include "tools/varnel/json_text.h"
+#include "tools/varnel/record_pipe.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/text_input.h"
+#include "tools/varnel/verb.h"
+
+namespace varnel::tools {
+
+namespace {
+
+struct queue_arguments {
+    std::string pipe;
+    std::string header;
+    bool hex = false;
+    bool no_wait = false;
+    std::vector<std::string> words;
+    std::optional<uint64_t> count;
+    bool follow = false;
+    bool raw = false;
+    std::optional<std::chrono::milliseconds> time_out;
+};
+
+// --- post ---
+
+void post(const queue_arguments &given) {
+    const std::string header = bytes_from_hex(given.header, "--header");
+    check_pipe(given.pipe);
+    std::signal(SIGPIPE, SIG_IGN);   // a reader that leaves is an error to report
+    std::optional<record_pipe> pipe; // opened when there is something to post, and right
+    each_text(given.words, [&](const std::string &text) {
+        const queue_record record(header, given.hex ? bytes_from_hex(text, "TEXT") : text);
+        if (!pipe) {
+            pipe.emplace(given.pipe,
+                         given.no_wait ? record_pipe::use::post_without_waiting : record_pipe::use::post);
+        }
+        pipe->post(record);
+    });
+}
+
+// --- read ---
+
+/// A payload in one line: what is not printable as \xNN.
+std::string escaped(const std::string &payload) {
+    std::string text;
+    for (const char byte : payload) {
+        const auto value = static_cast<uint8_t>(byte);
+        if (byte == '\\') {
+            text += "\\\\";
+        } else if (value < 0x20 || value == 0x7F) {
+            text += fmt::format("\\x{:02x}", value);
+        } else {
+            text += byte;
+        }
+    }
+    return text;
+}
+
+std::string shown(const queue_record &record, const queue_arguments &given, const context &context) {
+    if (given.raw) {
+        return {record.bytes().begin(), record.bytes().end()};
+    }
+    if (given.hex) {
+        return fmt::format("{} {}\n", hex_from_bytes(record.header()), hex_from_bytes(record.payload()));
+    }
+    if (context.json) {
+        return json_line({{"header", hex_from_bytes(record.header())},
+                          {"length", record.payload().size()},
+                          {"payload", hex_from_bytes(record.payload())},
+                          {"text", record.payload()}});
+    }
+    return escaped(record.payload()) + '\n';
+}
+
+/// Receives records; returns the bytes that still wait.
+std::size_t read_records(const queue_arguments &given, const context &context) {
+    const record_pipe pipe(given.pipe, record_pipe::use::read);
+    const uint64_t count = given.count.value_or(1);
+    for (uint64_t i = 0; given.follow || i < count; ++i) {
+        const auto record = pipe.read(given.no_wait ? std::chrono::milliseconds(0) : given.time_out);
+        if (!record) {
+            throw failed(fmt::format("{}: no record{}", given.pipe, i == 0 ? "" : " more"));
+        }
+        print(shown(*record, given, context));
+    }
+    return pipe.waiting();
+}
+
+void read(const queue_arguments &given, const context &context) {
+    const std::size_t rest = read_records(given, context);
+    if (rest > 0 && !has_reader(given.pipe)) { // now that we have closed it
+        fmt::print(stderr, "varnel: {}: {} bytes left without a reader\n", given.pipe, rest);
+    }
+}
+
+// --- count ---
+
+void count(const std::string &pipe, const context &context) {
+    const queue_content content = count_queue(pipe);
+    report lines;
+    lines.add("records", fmt::to_string(content.records), "records", content.records);
+    lines.add("bytes", fmt::to_string(content.bytes), "bytes", content.bytes);
+    print(lines.text(context));
+}
+
+void add_post(CLI::App &family, context &context, const std::shared_ptr<queue_arguments> &given) {
+    CLI::App &verb = add_verb(family, "post", "Post a record, or one for each line of standard input",
+                              context, [given] { post(*given); });
+    verb.add_option("FIFO", given->pipe, "the queue: a named pipe")->required();
+    verb.add_option("TEXT", given->words, "the payload; without one, lines of standard input");
+    verb.add_option("--header", given->header, "first bytes of the header, in hexadecimal; zeros follow")
+        ->type_name("HEX");
+    verb.add_flag("--hex", given->hex, "TEXT is hexadecimal");
+    verb.add_flag("--no-wait", given->no_wait, "fail when nobody reads, or the queue is full");
+}
+
+void add_read(CLI::App &family, context &context, const std::shared_ptr<queue_arguments> &given) {
+    CLI::App &verb = add_verb(family, "read", "Receive records, and print their payloads, one a line",
+                              context, [given, &context] { read(*given, context); });
+    verb.add_option("FIFO", given->pipe, "the queue: a named pipe")->required();
+    CLI::Option *const follow = verb.add_flag("--follow", given->follow, "go on until interrupted");
+    add_argument(
+        verb, "--count", given->count,
+        [](const std::string &text) { return c_number(text, UINT32_MAX, "--count"); },
+        "records to receive (default 1)", "N")
+        ->excludes(follow);
+    CLI::Option *const no_wait = verb.add_flag("--no-wait", given->no_wait, "fail when there is no record");
+    add_duration(verb, "--timeout", given->time_out, "fail when no record begins within this time")
+        ->excludes(no_wait);
+    CLI::Option *const hex = verb.add_flag("--hex", given->hex, "print header and payload in hexadecimal");
+    verb.add_flag("--raw", given->raw, "print records as they travel")->excludes(hex);
+    add_json(verb, context);
+}
+
+} // namespace
+
+void add_queue(CLI::App &app, context &context) {
+    const auto given = std::make_shared<queue_arguments>();
+    CLI::App &family = add_family(app, "queue", "Record queues on named pipes");
+    add_post(family, context, given);
+    add_read(family, context, given);
+    CLI::App &counting = add_verb(family, "count", "Count the records that wait, and leave them there",
+                                  context, [given, &context] { count(given->pipe, context); });
+    counting.add_option("FIFO", given->pipe, "the queue: a named pipe")->required();
+    add_json(counting, context);
+}
+
+} // namespace varnel::tools

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace varnel::tools {
+
+/// Gives `take` the words, joined by blanks; without words, each line of standard input. Throws
+/// std::system_error when that cannot be read.
+void each_text(const std::vector<std::string> &words,
+               const std::function<void(const std::string &text)> &take);
+
+/// The first bytes of a file, up to `most`; "-" is standard input. Throws std::system_error.
+std::string read_some(const std::string &path, std::size_t most);
+
+} // namespace varnel::tools

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+// varnel xml: documents as the library reads and writes them.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <new>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "tools/varnel/json_text.h"
+#include "tools/varnel/report.h"
+#include "tools/varnel/verb.h"
+#include "tools/varnel/xml_input.h"
+#include "tools/varnel/xml_path.h"
+
+namespace varnel::tools {
+
+namespace {
+
+/// What messages call a file.
+std::string shown(const std::string &file) { return file == "-" ? "standard input" : file; }
+
+xml_text read_file(const std::string &file, unsigned int flags) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
+        file == "-" ? nullptr : std::fopen(file.c_str(), "re"), std::fclose);
+    std::FILE *const stream = file == "-" ? stdin : opened.get();
+    if (stream != nullptr) {
+        errno = 0;
+        xml_text text = read_xml(stream, flags);
+        if (text.status != xml_status_input_failed) {
+            return text;
+        }
+    }
+    throw std::system_error(errno, std::generic_category(), shown(file));
+}
+
+std::string complaint(const std::string &file, const xml_text &text) {
+    return fmt::format("{}:{}: {} (status {})", shown(file), text.line, xml_meaning(text.status),
+                       text.status);
+}
+
+/// A document without errors: one with any is a ruin.
+xml_document_owner read_good_file(const std::string &file, unsigned int flags) {
+    xml_text text = read_file(file, flags);
+    if (text.status != 0) {
+        throw failed(complaint(file, text));
+    }
+    return std::move(text.document);
+}
+
+// --- check ---
+
+int check(const std::string &file, const context &context) {
+    const xml_text text = read_file(file, 0);
+    const std::string meaning = xml_meaning(text.status);
+    if (context.json) {
+        print(json_text({{"file", file},
+                         {"status", text.status},
+                         {"meaning", meaning},
+                         {"line", text.line},
+                         {"nodes", text.document->node_count}}));
+    } else if (text.status == 0) {
+        print(fmt::format("{}: {}, {} nodes\n", shown(file), meaning, text.document->node_count));
+    } else {
+        throw failed(complaint(file, text));
+    }
+    return text.status == 0 ? success : failure;
+}
+
+// --- format ---
+
+/// The writer's flags for kinds of indentation.
+const std::map<std::string, unsigned int> indentations{{"none", 0},
+                                                       {"blank", xml_flag_indent},
+                                                       {"three", xml_flag_indent | xml_flag_three_spaces},
+                                                       {"tab", xml_flag_indent | xml_flag_tabs}};
+
+void format(const std::string &file, unsigned int flags) {
+    const xml_document_owner document = read_good_file(file, flags & xml_flag_raw);
+    errno = 0;
+    xml_write_file(document.get(), stdout, flags);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw std::system_error(errno, std::generic_category(), "standard output");
+    }
+}
+
+// --- get ---
+
+std::string value_of(const xml_node &node) {
+    const std::size_t length = node.value_length != 0  ? node.value_length
+                               : node.value != nullptr ? std::strlen(node.value)
+                                                       : 0;
+    return {node.value, length};
+}
+
+/// The text of an element. Where there are several pieces they stand among its children.
+std::string text_of(const xml_node &element) {
+    std::string text = element.value != nullptr ? value_of(element) : "";
+    for (const xml_node *child = element.first_child; child != nullptr; child = child->next) {
+        if (child->kind == xml_kind_text && child->value != nullptr) {
+            text += value_of(*child);
+        }
+    }
+    return text;
+}
+
+std::string path_of(const xml_node &node) {
+    const std::unique_ptr<char, decltype(&std::free)> path(xml_node_get_path_new(&node), std::free);
+    return path ? path.get() : throw std::bad_alloc();
+}
+
+json element_as_json(const xml_node &element) {
+    json attributes = json::object();
+    for (const xml_attribute *each = element.attributes; each != nullptr; each = each->next) {
+        if (each->name != nullptr) {
+            attributes[each->name] = each->value != nullptr ? each->value : "";
+        }
+    }
+    return {{"path", path_of(element)}, {"text", text_of(element)}, {"attributes", attributes}};
+}
+
+/// What the path names: elements, or the attribute of those that have it.
+json found_values(const std::vector<const xml_node *> &elements, const std::string &attribute,
+                  std::string &lines) {
+    json all = json::array();
+    for (const xml_node *element : elements) {
+        if (attribute.empty()) {
+            lines += text_of(*element) + '\n';
+            all.push_back(element_as_json(*element));
+        } else if (const char *value = xml_node_get_attribute_value(element, attribute.c_str())) {
+            lines += fmt::format("{}\n", value);
+            all.push_back({{"path", path_of(*element)}, {"attribute", attribute}, {"value", value}});
+        }
+    }
+    return all;
+}
+
+void get(const std::string &path, const std::string &file, const context &context) {
+    const xml_path wanted(path);
+    const xml_document_owner document = read_good_file(file, 0);
+    std::string lines;
+    const json all = found_values(wanted.find(document->root), wanted.attribute(), lines);
+    if (all.empty()) {
+        throw failed(fmt::format("{}: no {}", shown(file), path));
+    }
+    print(context.json ? json_text(all) : lines);
+}
+
+} // namespace
+
+void add_xml(CLI::App &app, context &context) {
+    struct arguments {
+        std::string path;
+        std::string file;
+        std::string indentation = "three";
+        bool raw = false;
+    };
+    auto given = std::make_shared<arguments>();
+    CLI::App &family = add_family(app, "xml", "XML documents, as the library reads and writes them");
+
+    CLI::App &checking =
+        add_verb(family, "check", "Tell whether a document reads, and where it does not", context,
+                 [given, &context] { context.status = check(given->file, context); });
+    checking.add_option("FILE", given->file, "the document; - is standard input")->required();
+    add_json(checking, context);
+
+    CLI::App &formatting =
+        add_verb(family, "format", "Print a document, laid out by the library's writer", context, [given] {
+            format(given->file,
+                   indentations.at(given->indentation) | (given->raw ? unsigned{xml_flag_raw} : 0U));
+        });
+    formatting.add_option("FILE", given->file, "the document; - is standard input")->required();
+    formatting
+        .add_option("--indent", given->indentation, "for each level: none, blank, three (default) or tab")
+        ->type_name("KIND")
+        ->check(CLI::IsMember(indentations));
+    formatting.add_flag("--raw", given->raw, "leave & and entities as they are");
+
+    CLI::App &getting = add_verb(family, "get", "Print texts or attributes, one a line", context,
+                                 [given, &context] { get(given->path, given->file, context); });
+    getting.add_option("PATH", given->path, "such as /fans/fan, /fans/fan[2], '/fans/fan[@id=\"2\"]/@speed'")
+        ->required();
+    getting.add_option("FILE", given->file, "the document; - is standard input")->required();
+    add_json(getting, context);
+}
+
+} // namespace varnel::tools
