@@ -40,8 +40,10 @@ extern "C" {
 void IDBG_LINUXAPP_DbgInit(void);
 
 /**
- * Logs one line: `[PID LEVEL]` and, with no blank between, the formatted text. Calls IDBG_LINUXAPP_DbgInit()
- * first. The whole is cut to 2,047 bytes.
+ * Logs one line: `[PID LEVEL]` and the formatted text, cut to 2,047 bytes. Calls IDBG_LINUXAPP_DbgInit()
+ * first.
+ *
+ * @oddity{No blank behind the bracket} `[812 ERROR]fan stopped`: begin the text with a blank if you want one.
  *
  * @param priority  level, see above.
  * @param format    printf() format; never text from elsewhere. Its arguments follow.

@@ -75,11 +75,13 @@ enum queue_message_size {
 /**
  * Posts a record to an open pipe. Waits while the pipe is full, unless @p fd is non-blocking.
  *
+ * @oddity{Failed locks do not stop a post} A lock that fails prints "Varnel message.c : Error locking Queue"
+ * or "... unlocking Queue" and changes nothing else.
+ *
  * @param msg  the record; (payload_len + 44) modulo 65536 bytes of it are written.
  * @param fd   pipe open for writing.
  * @return 0, or -1 when the write failed or was short ("Message.c : PostMsg ERRNO TEXT", ERRNO in
- *         hexadecimal). A lock that fails prints "Varnel message.c : Error locking Queue" or "... unlocking
- *         Queue" and changes nothing else.
+ *         hexadecimal).
  */
 int post_message(const queue_message *msg, int32_t fd);
 
@@ -125,6 +127,9 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
  * processor time. A reader that opens its pipe with O_RDWR never sees the end of file, and its time-outs
  * always work.
  *
+ * @oddity{Long time-outs wrap} The wait is handed to select(2) in microseconds of 32 bits: 2148 s and more
+ * wrap around into a failure or a shorter wait.
+ *
  * @par Errors
  * Interrupted reads (EINTR) and an empty non-blocking pipe (EAGAIN) are waited out.
  *
@@ -135,9 +140,8 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
  * @param buf      receives header, length and payload. A payload_len below 1, taken as a signed number, means
  *                 no payload.
  * @param fd       pipe open for reading.
- * @param timeout  seconds; 0 does not wait; -1 waits for ever. The wait is handed to select(2) in
- *                 microseconds of 32 bits: 2147 s is the longest, 2148 and more wrap around into a failure or
- *                 a shorter wait, and numbers below -1 fail.
+ * @param timeout  seconds; 0 does not wait; -1 waits for ever. 2147 s is the longest, and numbers below -1
+ *                 fail.
  * @return 0, or -1 when the time is over (nothing printed) or select() failed ("Message.c : Error waiting on
  *         Queue TEXT"): a signal handler ran (EINTR), or @p fd is not open (EBADF, where the kernel notices).
  *         With a time-out, negative descriptors and those from 1024 (FD_SETSIZE) on are refused in the same

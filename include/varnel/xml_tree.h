@@ -164,8 +164,10 @@ xml_node *xml_node_add_child(xml_node *parent, xml_node *child);
  * Puts a node between another and all of its children: they become the children of @p middle, and @p middle
  * the only child of @p n.
  *
+ * @oddity{Children of the middle are lost} Children that @p middle has are lost sight of.
+ *
  * @param n       not null; it may have no children.
- * @param middle  an unlinked node; children it has are lost sight of.
+ * @param middle  an unlinked node.
  */
 void xml_node_add_middle_child(xml_node *n, xml_node *middle);
 /**
