@@ -10,6 +10,8 @@
  *
  * Every function returns 0, or -1 when a bus call failed; nothing is printed and nothing is retried.
  *
+ * @oddity{Write protection stays off} Settings cancel write protection first, and leave it cancelled.
+ *
  * Standard commands and the bits of the status registers are those of PMBus 1.2 Part II; commands from 0xD0
  * up are the manufacturer's.
  *
@@ -105,8 +107,7 @@ int car2512_clear_fault(uint32_t device);
 /**
  * @name Settings
  *
- * @oddity{Write protection stays off} Each cancels write protection first, and leaves it cancelled; when that
- * fails, its own command is not sent.
+ * Each cancels write protection first; when that fails, its own command is not sent.
  *
  * @param device   device handle.
  * @param speed    the word written, in the supply's unit.

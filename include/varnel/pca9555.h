@@ -13,6 +13,9 @@
  *
  * Every function returns 0, or -1 when a bus call failed.
  *
+ * @oddity{Pins that are not listed change} Functions that take a list of ports set all others to the
+ * opposite.
+ *
  * @par Diagnostics
  *
  * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
@@ -34,9 +37,7 @@ extern "C" {
  * @name Whole registers from a list of ports
  *
  * Each writes both banks of a PCA9555 register pair, low bank first; the second write is skipped when the
- * first failed.
- *
- * @oddity{Pins that are not listed change} Pins that are not listed get the opposite setting.
+ * first failed. Pins that are not listed get the opposite setting.
  *
  * @param device  device handle (smbus.h).
  * @param ports   port numbers; 16 and more add nothing.

@@ -6,6 +6,9 @@
  * @file
  * Walking, editing and searching a tree from a current node, and where a node stands in its tree.
  *
+ * @oddity{Names match by their beginning} In a search a stored name or value matches when it is a @b
+ * beginning of the one searched: a search for "item" finds a node named "it".
+ *
  * @par Threads
  * No lock: an iterator and its tree belong to one caller at a time.
  */
@@ -97,10 +100,8 @@ void xml_iterator_add_middle_child(xml_iterator *it, xml_node *node);
 /**
  * @name Searches
  *
- * Forwards from the current node, itself included, by xml_iterator_next().
- *
- * @oddity{Names match by their beginning} A stored name or value matches when it is a @b beginning of the one
- * searched: a search for "item" finds a node named "it".
+ * Forwards from the current node, itself included, by xml_iterator_next(). Names and values match by their
+ * beginning, see above.
  *
  * @param it     not null.
  * @param name   not null.
