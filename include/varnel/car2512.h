@@ -6,8 +6,11 @@
  * @file
  * CAR2512 power supply: PMBus-style commands over SMBus.
  *
- * Values are raw: no unit conversion and no decoding of linear formats is done here. Every function returns
- * 0, or -1 when a bus call failed; nothing is printed and nothing is retried.
+ * @oddity{Raw values} Values are raw: no unit conversion and no decoding of linear formats is done here.
+ *
+ * Every function returns 0, or -1 when a bus call failed; nothing is printed and nothing is retried.
+ *
+ * @oddity{Write protection stays off} Settings cancel write protection first, and leave it cancelled.
  *
  * Standard commands and the bits of the status registers are those of PMBus 1.2 Part II; commands from 0xD0
  * up are the manufacturer's.
@@ -83,10 +86,22 @@ enum car2512_reading {
  */
 int car2512_getall(uint32_t device, uint16_t *record);
 
-/** Cancels write protection (WRITE_PROTECT, 0x10, data 0). @return 0, or -1. */
+/**
+ * Cancels write protection (WRITE_PROTECT, 0x10, data 0).
+ *
+ * @param device  device handle.
+ * @return 0, or -1.
+ */
 int car2512_cancel_write_protect(uint32_t device);
 
-/** Clears latched faults (CLEAR_FAULTS, 0x03). Write protection is not cancelled first. @return 0, or -1. */
+/**
+ * Clears latched faults (CLEAR_FAULTS, 0x03).
+ *
+ * @oddity{Clearing keeps write protection} Write protection is not cancelled first.
+ *
+ * @param device  device handle.
+ * @return 0, or -1.
+ */
 int car2512_clear_fault(uint32_t device);
 
 /**
@@ -94,7 +109,10 @@ int car2512_clear_fault(uint32_t device);
  *
  * Each cancels write protection first; when that fails, its own command is not sent.
  *
- * @param device  device handle.
+ * @param device   device handle.
+ * @param speed    the word written, in the supply's unit.
+ * @param percent  the byte written; not checked against 100.
+ * @param volt     the word written, in the supply's unit.
  * @return 0, or -1.
  */
 /** @{ */
@@ -104,7 +122,7 @@ int car2512_set_power_on(uint32_t device);
 int car2512_set_power_off(uint32_t device);
 /** Fan speed command (FAN_COMMAND_1, 0x3B). */
 int car2512_set_fan_speed(uint32_t device, uint16_t speed);
-/** Fan duty cycle in percent (0xD7); not checked against 100. */
+/** Fan duty cycle in percent (0xD7). */
 int car2512_set_fan_duty_cycle(uint32_t device, uint8_t percent);
 /** Output voltage setting (0xD4), raw. */
 int car2512_set_output_volt(uint32_t device, uint16_t volt);

@@ -30,16 +30,20 @@ extern "C" {
 #endif
 
 /**
- * Opens the system log, once in the life of the process; later calls do nothing. Lines then carry the process
- * id, go to facility LOG_LOCAL6 unless they name another, and all levels pass: this replaces the options,
- * facility and mask that the program set before. An identity that it gave to openlog() stays; without one the
- * lines carry the program's name. The log is never closed.
+ * Opens the system log, once in the life of the process; later calls do nothing.
+ *
+ * @oddity{Options of the program are replaced} Lines then carry the process id, go to facility LOG_LOCAL6
+ * unless they name another, and all levels pass: this replaces the options, facility and mask that the
+ * program set before. An identity that it gave to openlog() stays; without one the lines carry the program's
+ * name. The log is never closed.
  */
 void IDBG_LINUXAPP_DbgInit(void);
 
 /**
- * Logs one line: `[PID LEVEL]` and, with no blank between, the formatted text. Calls IDBG_LINUXAPP_DbgInit()
- * first. The whole is cut to 2,047 bytes.
+ * Logs one line: `[PID LEVEL]` and the formatted text, cut to 2,047 bytes. Calls IDBG_LINUXAPP_DbgInit()
+ * first.
+ *
+ * @oddity{No blank behind the bracket} `[812 ERROR]fan stopped`: begin the text with a blank if you want one.
  *
  * @param priority  level, see above.
  * @param format    printf() format; never text from elsewhere. Its arguments follow.
@@ -58,8 +62,8 @@ void IDBG_LINUXAPP_DbgLog(int32_t priority, const char *format, ...) VARNEL_PRIN
  * (The dot stands for the blank that ends the line.) Each byte is three wide, blank-padded: 0x05 is "  5".
  * The last 1 to 20 bytes are on the END line.
  *
- * The log is not opened here: before the first IDBG_LINUXAPP_DbgInit() or IDBG_LINUXAPP_DbgLog() the lines
- * carry no process id and go to syslog()'s default facility, LOG_USER.
+ * @oddity{Dumps do not open the log} The log is not opened here: before the first IDBG_LINUXAPP_DbgInit() or
+ * IDBG_LINUXAPP_DbgLog() the lines carry no process id and go to syslog()'s default facility, LOG_USER.
  *
  * @param priority  level, see above.
  * @param file      name of the caller's source file, say __FILE__.

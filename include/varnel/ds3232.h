@@ -6,11 +6,14 @@
  * @file
  * DS3232 real-time clock (Maxim datasheet, timekeeping registers 00h-06h).
  *
- * The chip's place is fixed: bus 0, slave 0x68. The clock holds local time: the TZ of the calling process
- * decides what is written and how it is read, and an hour that daylight saving repeats is ambiguous.
+ * @oddity{The place is fixed} The chip's place is fixed: bus 0, slave 0x68.
  *
- * The seven registers are transferred one by one, so a time read while the clock passes a second (or worse, a
- * midnight) can mix two instants: a careful caller reads twice and takes a pair that agrees.
+ * @oddity{Local time} The clock holds local time: the TZ of the calling process decides what is written and
+ * how it is read, and an hour that daylight saving repeats is ambiguous.
+ *
+ * @oddity{Registers one by one} The seven registers are transferred one by one, so a time read while the
+ * clock passes a second (or worse, a midnight) can mix two instants: a careful caller reads twice and takes a
+ * pair that agrees.
  *
  * @par Threads
  * Uses tzset() and mktime(); otherwise no state and no lock. Callers serialise use of the chip.
@@ -34,11 +37,13 @@ int ds3232_set_time(time_t time);
 /**
  * Reads the clock.
  *
- * @b October: the month is taken as (register - 1), 10 for bit 4 plus the low nibble. That is right for
+ * @oddity{October} The month is taken as (register - 1), 10 for bit 4 plus the low nibble. That is right for
  * eleven months, but October (BCD 10h) comes out as month 15, which lands in April of the following year. In
  * October take the month from elsewhere.
  *
- * The hour register is taken as 24-hour BCD. A date that mktime() cannot represent stores (time_t)-1 and is
+ * The hour register is taken as 24-hour BCD.
+ *
+ * @oddity{A date that is none is a success} A date that mktime() cannot represent stores (time_t)-1 and is
  * still a success.
  *
  * @param time  receives the calendar time; untouched on failure.

@@ -15,21 +15,28 @@
  * Host=bmc0          ; key and value: everything before and after the first '=', blanks included
  * # a comment        ; so is a line that begins with ';' or '=', and a line without '='
  * @endcode
+ *
+ * @oddity{Blanks belong to keys and values} `Port = 80` is the key "Port " with the value " 80".
+ *
  * CR, LF or both end a line. There are no comments behind a value: the text behind ';' above would be part of
  * it. White space right behind a header, empty lines included, is skipped, so the first entry of a section
  * may be indented; other entries may not. A section that occurs again is searched again.
  *
- * The content ends at the end of the file or at the first byte 0xFF. It may have at most 16,383 bytes: a
- * longer one ends the process through an assertion, in getters and setters alike. A zero byte ends the line
- * that it stands in, and where a line or the search for a header meets it the rest of the file is not looked
- * at; setters drop it and what follows.
+ * @oddity{16,383 bytes, or the process ends} The content ends at the end of the file or at the first byte
+ * 0xFF. It may have at most 16,383 bytes: a longer one ends the process through an assertion, in getters and
+ * setters alike.
+ *
+ * A zero byte ends the line that it stands in, and where a line or the search for a header meets it the rest
+ * of the file is not looked at; setters drop it and what follows.
  *
  * @par Names
- * Section names match whole and without regard to case. Keys match with regard to case, and @b by @b prefix:
- * a line matches when its key is the beginning of the key asked for, so asking for "PortNumber" finds a line
- * `Port=80` when that comes first. Keep one key from being the beginning of another. Case and white space are
- * those of the process's locale. Neither names nor values are checked: one with a line end, '=' or ']' inside
- * writes a file that reads differently.
+ * Section names match whole and without regard to case.
+ *
+ * @oddity{Keys match by prefix} Keys match with regard to case, and by prefix: a line matches when its key is
+ * the beginning of the key asked for, so asking for "PortNumber" finds a line `Port=80` when that comes
+ * first. Keep one key from being the beginning of another. Case and white space are those of the process's
+ * locale. Neither names nor values are checked: one with a line end, '=' or ']' inside writes a file that
+ * reads differently.
  *
  * @par Results
  * 0, or -1 when the file cannot be opened or read, when a getter does not find the key, and when a setter
@@ -67,19 +74,23 @@ extern "C" {
 /**
  * Reads a value as text.
  *
+ * @oddity{Values modulo 256} A value of n bytes comes as its first n modulo 256 bytes: 300 give 44, 256 give
+ * none. Keep values below 256 bytes.
+ *
  * @param file_path  the file.
  * @param section    section name, without brackets.
  * @param key        key.
- * @param value      receives the value and a terminator; room for 256 bytes. A value of n bytes comes as its
- *                   first n modulo 256 bytes: 300 give 44, 256 give none. Keep values below 256 bytes.
+ * @param value      receives the value and a terminator; room for 256 bytes.
  * @return 0, or -1.
  */
 int32_t get_config_string(const char *file_path, const char *section, const char *key, char *value);
 
 /**
- * Reads a value as an integer, by strtol(). What strtol() cannot convert, and an empty value, give 0 with
- * result 0; text behind the number is ignored. On 64-bit hosts the low 32 bits of the result are kept, on
- * 32-bit ones strtol() itself limits it.
+ * Reads a value as an integer, by strtol().
+ *
+ * @oddity{No number is 0} What strtol() cannot convert, and an empty value, give 0 with result 0; text behind
+ * the number is ignored. On 64-bit hosts the low 32 bits of the result are kept, on 32-bit ones strtol()
+ * itself limits it.
  *
  * @param file_path  the file.
  * @param section    section name.
@@ -92,8 +103,10 @@ int32_t get_config_integer(const char *file_path, const char *section, const cha
                            int32_t *value);
 
 /**
- * Reads a value as a truth value: true is any beginning of the word "true", in any case, so "true", "T", "tr"
- * and @b the @b empty @b value too. All else is false: "false", "1", "yes", "on", "true1", "true ".
+ * Reads a value as a truth value.
+ *
+ * @oddity{Empty is true} True is any beginning of the word "true", in any case: "true", "T", "tr" and the
+ * empty value, too. All else is false: "false", "1", "yes", "on", "true1", "true ".
  *
  * @param file_path  the file.
  * @param section    section name.
@@ -109,14 +122,16 @@ int32_t get_config_boolean(const char *file_path, const char *section, const cha
  * - Key found (by prefix, see above): its value is replaced, all other bytes of the file stay. Only strlen
  *   modulo 256 bytes of @p value are stored.
  * - Section found without the key: the entry becomes the section's first; of several sections of the name,
- *   the last one's. @b The @b rest @b of @b the @b file @b is @b printed @b as @b format @b text: `%%`
- * becomes
- *   `%`, and any other conversion is printed by the C library's formatter with a zero for its argument (`%d`
- *   becomes 0, `%s` (null), `%f` 0.000000; `%n` and `%c` vanish; `50% off` becomes `500ff`). A `%` that is
- *   the last byte of the file is lost, unless a conversion that the formatter does not know stands before it.
- *   Files that hold `%` should be given all their keys from the start.
+ *   the last one's. The rest of the file is format text, see below.
  * - Section not found, or no such file: an empty line, the header and the entry are appended. A new file
  *   therefore begins with an empty line.
+ *
+ * @oddity{The rest of the file is format text} When a key is added to a section, what stands behind it in the
+ * file is printed as printf() would: `%%` becomes `%`, and any other conversion is printed by the C library's
+ * formatter with a zero for its argument (`%d` becomes 0, `%s` (null), `%f` 0.000000; `%n` and `%c` vanish;
+ * `50% off` becomes `500ff`). A `%` that is the last byte of the file is lost, unless a conversion that the
+ * formatter does not know stands before it. Files that hold `%` should be given all their keys from the
+ * start.
  *
  * @param file_path  the file.
  * @param section    section name.
@@ -130,9 +145,9 @@ int32_t set_config_string(const char *file_path, const char *section, const char
  * Renames a section, or appends an empty one (with an empty line before it) when the file has none of that
  * name or does not exist. Of several sections of the name the last is renamed.
  *
- * @b Unusual: the old opening bracket stays, so renaming A to B turns `[A]` into `[[B]`, a section whose name
- * is now `[B`. Everything up to the header's LF is replaced; in a file without LF behind the header the old
- * text stays: `[A]` becomes `[[B]A]`.
+ * @oddity{The old bracket stays} The old opening bracket stays, so renaming A to B turns `[A]` into `[[B]`, a
+ * section whose name is now `[B`. Everything up to the header's LF is replaced; in a file without LF behind
+ * the header the old text stays: `[A]` becomes `[[B]A]`.
  *
  * @param file_path    the file.
  * @param old_section  name to look for.

@@ -14,8 +14,8 @@
  * A controller's number, `dev_id`, is 0 for the SMC and n + 1 for the BMC in slot n.
  *
  * @par Results
- * 0, or -1; nothing is printed, and the status of the platform's IPMI library is not passed on. Its statuses
- * count as 16-bit values, 0 being success.
+ * @oddity{-1 does not say why} 0, or -1; nothing is printed, and the status of the platform's IPMI library is
+ * not passed on. Its statuses count as 16-bit values, 0 being success.
  *
  * @par Threads
  * No state: each call has its session and its login on its own stack. Calls may run in parallel as far as the
@@ -28,17 +28,24 @@
 extern "C" {
 #endif
 
-/** The login of a controller. The lengths of user name and password are those of IPMI 2.0
- * (sections 22.28, 22.30). */
+/**
+ * The login of a controller. The lengths of user name and password are those of IPMI 2.0
+ * (sections 22.28, 22.30).
+ *
+ * @oddity{Full names are not terminated} A user name of 16 and a password of 20 characters fill their fields.
+ */
 typedef struct bmc_session_info {
     char ip[20];        /**< IPv4 address as dotted text; "0.0.0.0" means that there is none */
-    char user_name[16]; /**< padded with zeros; @b not terminated when all 16 characters are used */
-    char password[20];  /**< padded with zeros; @b not terminated when all 20 characters are used */
+    char user_name[16]; /**< padded with zeros; see above */
+    char password[20];  /**< padded with zeros; see above */
 } bmc_session_info;
 
 /**
  * Looks up the login of a controller: the address with get_device_ip(), user name and password in the record
- * of smc_get_shared_memory() (platform.h). Neither is checked.
+ * of smc_get_shared_memory() (platform.h).
+ *
+ * @oddity{Every controller has a login} Neither number nor login is checked, and the result is 0 for a
+ * controller that is not there, too.
  *
  * @param dev_id    the controller.
  * @param pSession  receives the login; null ends the process through an assertion.
@@ -56,7 +63,13 @@ int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession);
  */
 int lan_create_session(bmc_session_info *info, void *IPMISession);
 
-/** As lan_create_session(), with 4 instead of 1 as the tenth argument of the platform's call. */
+/**
+ * As lan_create_session(), with 4 instead of 1 as the tenth argument of the platform's call.
+ *
+ * @param info         the login.
+ * @param IPMISession  as for lan_create_session().
+ * @return 0, or -1.
+ */
 int lan_create_session_over_udp(bmc_session_info *info, void *IPMISession);
 
 /**
@@ -82,7 +95,16 @@ int lan_close_session(void *session);
 int smc_send_command_to_bmc(uint8_t slot, uint8_t cmd, uint8_t *req, uint32_t req_len, uint8_t *res,
                             uint32_t *res_len);
 
-/** As smc_send_command_to_bmc(), from a BMC to the SMC. */
+/**
+ * As smc_send_command_to_bmc(), from a BMC to the SMC.
+ *
+ * @param cmd      command byte.
+ * @param req      these four as for smc_send_command_to_bmc().
+ * @param req_len  see there.
+ * @param res      see there.
+ * @param res_len  see there.
+ * @return 0, or -1.
+ */
 int bmc_send_command_to_smc(uint8_t cmd, uint8_t *req, uint32_t req_len, uint8_t *res, uint32_t *res_len);
 
 /** Bytes that get_device_name() may store. */
@@ -95,10 +117,11 @@ enum device_name_limit { DEVICE_NAME_SIZE = 30 };
  * get_device_name("/etc/slots", '<', '>', name, 2) finds "fan" in "<cpu> <fan>".
  *
  * - A field ends after 29 characters, and at a zero byte in it.
- * - A file that ends inside the field is not noticed: the missing characters are bytes 0xFF, up to a field of
- *   29, unless @p end is (char)0xFF, which ends it there.
  * - A field that is not there gives the empty string: too few @p start characters, @p nth below 1, or a file
  *   that opens but cannot be read.
+ *
+ * @oddity{The end of the file is a character} A file that ends inside the field is not noticed: the missing
+ * characters are bytes 0xFF, up to a field of 29, unless @p end is (char)0xFF, which ends it there.
  *
  * @param path   the file.
  * @param start  character in front of the field, compared as a byte.

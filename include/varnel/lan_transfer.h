@@ -25,9 +25,10 @@
  * bytes of the file. No checksum, no acknowledgement.
  *
  * @par Security
- * Nothing is authenticated or encrypted: whoever reaches port 7000 gets the file, and whoever answers there
- * decides what the receiver stores, of any length. Use it on a management network only, and check what
- * arrives (length, digest, signature) before using it.
+ *
+ * @oddity{Nobody is asked who they are} Nothing is authenticated or encrypted: whoever reaches port 7000 gets
+ * the file, and whoever answers there decides what the receiver stores, of any length. Use it on a management
+ * network only, and check what arrives (length, digest, signature) before using it.
  *
  * @par Files of 2 GiB and more
  * The size is 32 bits wide, and the receiver counts in signed 32 bits: do not send them.
@@ -72,22 +73,26 @@ extern int g_transfer_server_ok;
  * Thread start routine: serves a file to @ref lan_transfer_arg::count clients, one after another, on all
  * interfaces.
  *
- * It ends the thread with pthread_exit(NULL) and never returns: one second after the last client, or at once
- * and without a word when the socket cannot be made or bound (another server has the port), when the file
- * cannot be opened, or when listen(2) or accept(2) fails, a signal handler's EINTR included. `count` tells
- * what was done.
+ * @oddity{It ends its thread} It ends the thread with pthread_exit(NULL) and never returns: one second after
+ * the last client, or at once and without a word when the socket cannot be made or bound (another server has
+ * the port), when the file cannot be opened, or when listen(2) or accept(2) fails, a signal handler's EINTR
+ * included. `count` tells what was done.
  *
  * - The file is opened once, its size taken anew for each client.
  * - A client that goes away is counted as served, and the next one is waited for. SIGPIPE is blocked in this
  *   thread, so that it never ends the process.
- * - A send that the kernel ends early (a signal handler ran) is not continued: the rest of that chunk is
- *   missing on the wire, and the client, who counts, waits for it. Block signals in this thread.
  * - There is no time limit: a client that reads nothing holds up the others.
- * - The connection of each client but the last stays open until the process ends, one descriptor each:
- *   clients go by the size, not by the end of file.
- * - When the file cannot be opened, @b descriptor @b 0 is closed; when `count` is 0, too, one second later.
- *   Keep descriptor 0 on /dev/null and expect it to be gone.
  * - After a failed listen or accept the file stays open.
+ *
+ * @oddity{Connections stay open} The connection of each client but the last stays open until the process
+ * ends, one descriptor each: clients go by the size, not by the end of file.
+ *
+ * @oddity{Descriptor 0 is closed} When the file cannot be opened, descriptor 0 is closed; when `count` is 0,
+ * too, one second later. Keep descriptor 0 on /dev/null and expect it to be gone.
+ *
+ * @oddity{Signals make gaps} A send that the kernel ends early (a signal handler ran) is not continued: the
+ * rest of that chunk is missing on the wire, and the client, who counts, waits for it. Block signals in this
+ * thread.
  *
  * @par Stack and start
  * The thread needs a little more than LAN_TRANSFER_CHUNK bytes of stack; LAN_TRANSFER_STACK_SIZE suffices.
@@ -96,15 +101,17 @@ extern int g_transfer_server_ok;
  * contains it.
  *
  * @param arg  a @ref lan_transfer_arg, alive and in place until the thread has ended.
+ * @return never.
  */
 void *lan_transfer_file(void *arg);
 
 /**
  * Connects to a sender and writes what arrives to a file.
  *
- * Receiving ends when the announced size has arrived or the sender closes: a connection that broke in a clean
- * way gives 0 and a short file. After an empty file the call waits for the close, which comes a second after
- * the sender's last client. What arrives beyond the announced size, in the same recv(2), is written too.
+ * @oddity{Short files are a success} Receiving ends when the announced size has arrived or the sender closes:
+ * a connection that broke in a clean way gives 0 and a short file. After an empty file the call waits for the
+ * close, which comes a second after the sender's last client. What arrives beyond the announced size, in the
+ * same recv(2), is written too.
  *
  * Needs LAN_TRANSFER_CHUNK bytes of stack and a little more.
  *

@@ -7,9 +7,10 @@
  * Record files: text with one record a line, its fields split by delimiter characters.
  *
  * @par Threads
- * Both functions use strtok() and its process-wide position: only one thread of a process may be inside
- * either of them or strtok() at a time, and a strtok() loop of the caller's own does not survive a call of
- * log_styled_file_parse().
+ *
+ * @oddity{strtok()'s position is shared} Both functions use strtok() and its process-wide position: only one
+ * thread of a process may be inside either of them or strtok() at a time, and a strtok() loop of the caller's
+ * own does not survive a call of log_styled_file_parse().
  */
 
 #include <stdint.h>
@@ -27,8 +28,9 @@ enum {
 /** One record: 516 bytes. */
 struct log_record {
     /**
-     * A token of up to 63 characters ends in a zero byte; of a longer one the first 64 characters are here,
-     * without a terminator. The bytes behind the terminator are what followed it in the line.
+     * @oddity{Long tokens are not terminated} A token of up to 63 characters ends in a zero byte; of a longer
+     * one the first 64 characters are here, without a terminator. The bytes behind the terminator are what
+     * followed it in the line.
      */
     char tokens[VARNEL_LOG_TOKENS][VARNEL_LOG_TOKEN_SIZE];
     uint32_t unused; /**< never written */
@@ -40,11 +42,12 @@ struct log_record_table {
     int32_t count;                                 /**< records stored */
 };
 
+/** The table, by the name that log_styled_file_parse() takes. */
 typedef struct log_record_table TABLE;
 
 /**
  * Takes the next token of a string: strtok(string, delimiters) for index 0, strtok(NULL, delimiters) for any
- * other. Empty fields yield no token.
+ * other. Empty fields yield no token: "a,,b" has two.
  *
  * @param string      the text, which strtok() cuts up in place; used for index 0 only.
  * @param delimiters  characters that separate tokens.
@@ -57,8 +60,10 @@ char *get_token_from_string(char *string, const char *delimiters, int32_t index)
  * Reads a file of records.
  *
  * Blanks (space, tab, CR, LF, form feed, backspace) at both ends of a line are dropped; empty lines and those
- * that then begin with `//` are passed over. A line is read in pieces of up to 255 bytes, and each piece
- * counts as a line of its own. A zero byte ends its line.
+ * that then begin with `//` are passed over.
+ *
+ * @oddity{Long lines are several} A line is read in pieces of up to 255 bytes, and each piece counts as a
+ * line of its own. A zero byte ends its line.
  *
  * @param file_path                 the file; null counts as one that cannot be opened.
  * @param delimiters                characters that separate tokens.

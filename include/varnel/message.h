@@ -11,29 +11,31 @@
  * write(2), so that records of several writers do not mix, whatever their size.
  *
  * @par Choosing a record size
- * The stream has no marks between records: a record written in part puts every later one out of step. Two
- * rules keep clear of that.
- * - Payload at most 61440 bytes, and bytes 42 and 43 of the record zero. Posting computes the record's size
- *   in 16 bits, (payload_len + 44) modulo 65536, while the reader takes all 32 bits of payload_len: a
- *   payload_len of 65500 writes 8 bytes.
+ * @oddity{A part spoils the queue} The stream has no marks between records: a record written in part puts
+ * every later one out of step. Two rules keep clear of that.
+ * - Payload at most 61440 bytes, and bytes 42 and 43 of the record zero: see below.
  * - Without blocking, and wherever signal handlers run, post records of at most PIPE_BUF bytes (4096 on
  *   Linux: a payload of 4052). The kernel writes those as a whole or not at all (pipe(7)). Of a larger one
  *   post_message_non_block() writes what still fits into a nearly full pipe, and a blocking post that a
  *   signal handler interrupts, SA_RESTART or not, writes what went in before; both return -1, and the rest of
  *   the record is lost.
  *
+ * @oddity{Sizes of 16 bits} Posting computes the record's size in 16 bits, (payload_len + 44) modulo 65536,
+ * while the reader takes all 32 bits of payload_len: a payload_len of 65500 writes 8 bytes.
+ *
  * Where larger records must go without blocking, make the pipe so large that it never fills: `fcntl(fd,
  * F_SETPIPE_SZ, bytes)` (fcntl(2); up to /proc/sys/fs/pipe-max-size, 1 MiB by default, without privileges). A
  * default pipe of 64 KiB takes one record of 61484 bytes and, of a second one, the first 44 bytes.
  *
  * @par Standard output
- * Failures print the lines quoted below to standard output, where operators' log filters find them. The errno
- * a line shows is the one of its moment: after a write that was merely short it is older than the call, and a
- * platform's file_unlock() that sets errno decides what is shown.
+ * @oddity{Failures are printed} To standard output, in the lines quoted below, where operators' log filters
+ * find them. The errno a line shows is the one of its moment: after a write that was merely short it is older
+ * than the call, and a platform's file_unlock() that sets errno decides what is shown.
  *
  * @par Signals
- * Writing to a pipe that no process has open for reading raises SIGPIPE in the caller, as write(2) does. A
- * daemon that wants -1 instead ignores the signal.
+ *
+ * @oddity{A missing reader ends the process} Writing to a pipe that no process has open for reading raises
+ * SIGPIPE in the caller, as write(2) does. A daemon that wants -1 instead ignores the signal.
  *
  * @par Threads
  * No state. Whether two threads of one process exclude each other is up to the platform's lock (record locks
@@ -73,11 +75,13 @@ enum queue_message_size {
 /**
  * Posts a record to an open pipe. Waits while the pipe is full, unless @p fd is non-blocking.
  *
+ * @oddity{Failed locks do not stop a post} A lock that fails prints "Varnel message.c : Error locking Queue"
+ * or "... unlocking Queue" and changes nothing else.
+ *
  * @param msg  the record; (payload_len + 44) modulo 65536 bytes of it are written.
  * @param fd   pipe open for writing.
  * @return 0, or -1 when the write failed or was short ("Message.c : PostMsg ERRNO TEXT", ERRNO in
- *         hexadecimal). A lock that fails prints "Varnel message.c : Error locking Queue" or "... unlocking
- *         Queue" and changes nothing else.
+ *         hexadecimal).
  */
 int post_message(const queue_message *msg, int32_t fd);
 
@@ -111,26 +115,33 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
 /**
  * Receives a record.
  *
+ * @oddity{The record decides how much is stored} No bound is checked: 44 bytes and what payload_len says.
+ * Give room for the largest record that anybody posts.
+ *
  * @par How long it waits
- * @p timeout limits the wait for the record to begin. Once anything can be read, the call stays until the
- * record is complete: at the end of file, too, that is while no process has the pipe open for writing, where
- * select(2) reports the pipe as readable. It then sleeps and looks again, at least every 10 ms; it uses next
- * to no processor time. A reader that opens its pipe with O_RDWR never sees the end of file, and its
- * time-outs always work.
+ * @p timeout limits the wait for the record to begin.
+ *
+ * @oddity{The end of a pipe is waited out} Once anything can be read, the call stays until the record is
+ * complete: at the end of file, too, that is while no process has the pipe open for writing, where select(2)
+ * reports the pipe as readable. It then sleeps and looks again, at least every 10 ms; it uses next to no
+ * processor time. A reader that opens its pipe with O_RDWR never sees the end of file, and its time-outs
+ * always work.
+ *
+ * @oddity{Long time-outs wrap} The wait is handed to select(2) in microseconds of 32 bits: 2148 s and more
+ * wrap around into a failure or a shorter wait.
  *
  * @par Errors
- * Interrupted reads (EINTR) and an empty non-blocking pipe (EAGAIN) are waited out. Any other read error is
- * not reported: the call returns 0, and what could not be read keeps the buffer's earlier content, the length
- * included, which is then acted upon. Zero the first 44 bytes before the call, and a failed read looks like
- * an empty record with a header of zeros.
+ * Interrupted reads (EINTR) and an empty non-blocking pipe (EAGAIN) are waited out.
  *
- * @param buf      receives header, length and payload. It must hold 44 bytes and the largest payload that
- *                 anybody posts; no bound is checked. A payload_len below 1, taken as a signed number, means
+ * @oddity{Failed reads are a success} Any other read error is not reported: the call returns 0, and what
+ * could not be read keeps the buffer's earlier content, the length included, which is then acted upon. Zero
+ * the first 44 bytes before the call, and a failed read looks like an empty record with a header of zeros.
+ *
+ * @param buf      receives header, length and payload. A payload_len below 1, taken as a signed number, means
  *                 no payload.
  * @param fd       pipe open for reading.
- * @param timeout  seconds; 0 does not wait; -1 waits for ever. The wait is handed to select(2) in
- *                 microseconds of 32 bits: 2147 s is the longest, 2148 and more wrap around into a failure or
- *                 a shorter wait, and numbers below -1 fail.
+ * @param timeout  seconds; 0 does not wait; -1 waits for ever. 2147 s is the longest, and numbers below -1
+ *                 fail.
  * @return 0, or -1 when the time is over (nothing printed) or select() failed ("Message.c : Error waiting on
  *         Queue TEXT"): a signal handler ran (EINTR), or @p fd is not open (EBADF, where the kernel notices).
  *         With a time-out, negative descriptors and those from 1024 (FD_SETSIZE) on are refused in the same
@@ -142,8 +153,8 @@ int get_message(void *buf, int32_t fd, int16_t timeout);
  * Estimates the number of records in a queue: its size in bytes, as fstat(2) tells it, divided by the size of
  * the largest record. Prints "Stat.st_size = SIZE" in hexadecimal, on every call.
  *
- * @b Linux tells a size of 0 for every pipe, so the result is 0 there; it counts where a queue is kept in a
- * file.
+ * @oddity{0 on Linux} Linux tells a size of 0 for every pipe, so the result is 0 there; it counts where a
+ * queue is kept in a file.
  *
  * @param fd  descriptor of the queue.
  * @return number of largest records, rounded down; 0 when fstat() failed ("Error Stat.st_size = 0").

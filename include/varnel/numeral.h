@@ -18,6 +18,8 @@ extern "C" {
 /**
  * The host's byte-order code, for numeral_value_byte_order_convert().
  *
+ * @oddity{Every host says 0} The code names "the host's order", not big or little.
+ *
  * @return always 0, on every host.
  */
 uint32_t get_host_byte_order(void);
@@ -25,8 +27,9 @@ uint32_t get_host_byte_order(void);
 /**
  * Converts the low bytes of @p value from one byte order to another.
  *
- * The two orders are only compared: equal codes keep the bytes as they stand, any two different codes reverse
- * them. Either way the result is cut to the size, so equal orders still truncate.
+ * @oddity{Orders are only compared} The two orders are only compared: equal codes keep the bytes as they
+ * stand, any two different codes reverse them. Either way the result is cut to the size, so equal orders
+ * still truncate.
  *
  * @param value       the integer; its bytes are taken from the low end.
  * @param from_order  byte-order code of @p value (0 is the host's).
@@ -42,8 +45,8 @@ uint64_t numeral_value_byte_order_convert(uint64_t value, uint32_t from_order, u
  * Writes a bit field in place: clears bits @p bit_index_a to @p bit_index_b and ORs @p value, shifted to the
  * lower of the two, into the integer.
  *
- * @note @p value is not cut to the field's width: its bits above the width are ORed into the bits above the
- *       field. Setting bits 4-7 of 0 to 0x1F gives 0x1F0. Pass values that fit.
+ * @oddity{Values spill over} @p value is not cut to the field's width: its bits above the width are ORed into
+ * the bits above the field. Setting bits 4-7 of 0 to 0x1F gives 0x1F0. Pass values that fit.
  *
  * @param operated_integer  the integer to change; null ends the process through an assertion.
  * @param bit_index_a       one end of the field, 0 (least significant) to 63; the ends may come in either

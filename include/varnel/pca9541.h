@@ -46,15 +46,15 @@ int pca9541_read_ctrl(uint32_t device, uint8_t *byte);
  */
 int pca9541_get_intstatus(uint32_t device, uint8_t *byte);
 
-/** Writes 0 to the interrupt status register. @return 0, or -1. */
+/** Writes 0 to the interrupt status register. @param device  device handle. @return 0, or -1. */
 int pca9541_clear_intstatus(uint32_t device);
 
 /**
  * Takes the downstream bus for this master with one read and one write of the control register: MYBUS =
  * NMYBUS, BUSON = not NBUSON, BUSINIT = 1, all other bits 0.
  *
- * There is no retry and no wait, and the outcome is not checked: read the control register to learn whether
- * the bus is ours (MYBUS equal to NMYBUS, BUSON different from NBUSON).
+ * @oddity{Success is not ownership} There is no retry and no wait, and the outcome is not checked: read the
+ * control register to learn whether the bus is ours (MYBUS equal to NMYBUS, BUSON different from NBUSON).
  *
  * @param device  device handle.
  * @return 0 when both transfers succeeded, -1 otherwise.

@@ -6,12 +6,16 @@
  * @file
  * PCA9546 4-channel I2C multiplexer (NXP datasheet, control register).
  *
- * `channel` is the control byte itself, not a channel number: bit n enables channel n, so several channels
- * can be on at once and 0 disconnects all. Every function returns 0, or -1 when the bus call failed.
+ * @oddity{Channels are a control byte} `channel` is the control byte itself, not a channel number: bit n
+ * enables channel n, so several channels can be on at once and 0 disconnects all.
+ *
+ * Every function returns 0, or -1 when the bus call failed.
  *
  * @par Diagnostics
- * A failed bus call prints one line to standard output, `FILE:LINE:FUNCTION():CALL`, and ends the function
- * with -1; later steps are not sent and nothing is retried. The line numbers belong to the text.
+ *
+ * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
+ * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
+ * retried. The line numbers belong to the text.
  *
  * @par Threads
  * No state and no lock. Selecting a channel and using a chip behind it is a sequence that callers serialise.

@@ -6,12 +6,16 @@
  * @file
  * PCA9548 8-channel I2C multiplexer (NXP datasheet, control register).
  *
- * `channel` is the control byte itself, not a channel number: bit n enables channel n, so several channels
- * can be on at once and 0 disconnects all. Every function returns 0, or -1 when the bus call failed.
+ * @oddity{Channels are a control byte} `channel` is the control byte itself, not a channel number: bit n
+ * enables channel n, so several channels can be on at once and 0 disconnects all.
+ *
+ * Every function returns 0, or -1 when the bus call failed.
  *
  * @par Diagnostics
- * A failed bus call prints one line to standard output, `FILE:LINE:FUNCTION():CALL`, and ends the function
- * with -1; later steps are not sent and nothing is retried. The line numbers belong to the text.
+ *
+ * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
+ * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
+ * retried. The line numbers belong to the text.
  *
  * @par Threads
  * No state and no lock. Selecting a channel and using a chip behind it is a sequence that callers serialise.
@@ -41,7 +45,7 @@ int pca9548_enable_channel(uint32_t device, uint8_t channel);
  */
 int pca9548_get_channel(uint32_t device, uint8_t *channel);
 
-/** Disconnects all channels. @return 0, or -1. */
+/** Disconnects all channels. @param device  device handle. @return 0, or -1. */
 int pca9548_disable_channel(uint32_t device);
 
 #ifdef __cplusplus

@@ -6,12 +6,21 @@
  * @file
  * PCA9555 16-bit and PCA9554 8-bit GPIO expanders (NXP datasheets, register tables).
  *
- * Ports (pins) are numbered 0-15: port p is bit p % 8 of bank p / 8. Numbers are not checked; a port of 16 or
- * more addresses registers beyond the chip's. Every function returns 0, or -1 when a bus call failed.
+ * Ports (pins) are numbered 0-15: port p is bit p % 8 of bank p / 8.
+ *
+ * @oddity{Numbers are not checked} Numbers are not checked; a port of 16 or more addresses registers beyond
+ * the chip's.
+ *
+ * Every function returns 0, or -1 when a bus call failed.
+ *
+ * @oddity{Pins that are not listed change} Functions that take a list of ports set all others to the
+ * opposite.
  *
  * @par Diagnostics
- * A failed bus call prints one line to standard output, `FILE:LINE:FUNCTION():CALL`, and ends the function
- * with -1; later steps are not sent and nothing is retried. The line numbers belong to the text.
+ *
+ * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
+ * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
+ * retried. The line numbers belong to the text.
  *
  * @par Threads
  * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
@@ -68,8 +77,10 @@ int pca9554_init_port_input(uint32_t device, const uint8_t *ports, int count);
 /** @} */
 
 /**
- * Drives one port high. The new output byte starts from the bank's @b input register, not from its output
- * register: the other outputs of the bank are rewritten with the levels now read on their pins.
+ * Drives one port high.
+ *
+ * @oddity{Levels start from the pins} The new output byte starts from the bank's @b input register, not from
+ * its output register: the other outputs of the bank are rewritten with the levels now read on their pins.
  *
  * @param device  device handle.
  * @param port    port number.
@@ -77,14 +88,30 @@ int pca9554_init_port_input(uint32_t device, const uint8_t *ports, int count);
  */
 int pca9555_set_port_high(uint32_t device, uint8_t port);
 
-/** Drives one port low; starts from the input register like pca9555_set_port_high(). */
+/**
+ * Drives one port low; starts from the input register like pca9555_set_port_high().
+ *
+ * @param device  device handle.
+ * @param port    port number.
+ * @return 0, or -1.
+ */
 int pca9555_set_port_low(uint32_t device, uint8_t port);
 
-/** Makes one port an input, leaving the other directions of its bank as they are. @return 0, or -1. */
+/**
+ * @name Direction of one port
+ *
+ * The other directions of its bank stay as they are.
+ *
+ * @param device  device handle.
+ * @param port    port number.
+ * @return 0, or -1.
+ */
+/** @{ */
+/** Makes the port an input. */
 int pca9555_set_port_input(uint32_t device, uint8_t port);
-
-/** Makes one port an output, leaving the other directions of its bank as they are. @return 0, or -1. */
+/** Makes the port an output. */
 int pca9555_set_port_output(uint32_t device, uint8_t port);
+/** @} */
 
 /**
  * Reads one port's level from its input register.
@@ -135,9 +162,10 @@ int pca9555_set_bank_dir(uint32_t device, uint8_t bank, uint8_t data);
 /**
  * Lists the ports that read high, in ascending order.
  *
- * @b Unusual: @p count is not a counter but an array of indices. Word 0 is set to 0; then the k-th port found
- * (from 0) is stored in `ports[count[k]]`. No word is incremented, so the number of ports found is not
- * returned. To get all ports in order, fill @p ports with a value that is no port number and preset @p count:
+ * @oddity{The count is an array of indices} @p count is not a counter but an array of indices. Word 0 is set
+ * to 0; then the k-th port found (from 0) is stored in `ports[count[k]]`. No word is incremented, so the
+ * number of ports found is not returned. To get all ports in order, fill @p ports with a value that is no
+ * port number and preset @p count:
  *
  * @code
  * uint8_t ports[16];
@@ -153,7 +181,14 @@ int pca9555_set_bank_dir(uint32_t device, uint8_t bank, uint8_t data);
  */
 int pca9555_get_high_port(uint32_t device, uint8_t *ports, uint32_t *count);
 
-/** Lists the ports that read low; in everything else like pca9555_get_high_port(). */
+/**
+ * Lists the ports that read low; in everything else like pca9555_get_high_port().
+ *
+ * @param device  device handle.
+ * @param ports   as for pca9555_get_high_port().
+ * @param count   as for pca9555_get_high_port().
+ * @return 0, or -1.
+ */
 int pca9555_get_low_port(uint32_t device, uint8_t *ports, uint32_t *count);
 
 #ifdef __cplusplus

@@ -22,14 +22,17 @@
  * semop(2)). What the lock protects may then be half changed: whoever takes it next copes with that.
  *
  * @par Results
- * Nothing is printed. A failure is the -1 of the call below, with its errno. A wait is not resumed after a
- * signal handler ran: it fails with EINTR.
+ * Nothing is printed. A failure is the -1 of the call below, with its errno.
+ *
+ * @oddity{Signals end a wait} A wait is not resumed after a signal handler ran: it fails with EINTR.
  *
  * @par Lifetime
  * The set and the key file stay until somebody removes them (`ipcrm`, `rm`); the library never does. A set
- * that is removed under its users fails their calls with EIDRM or EINVAL. Removing the key file and creating
- * it anew gives the path another inode and with it another set: those who came before and those who come
- * after no longer exclude each other. Keep key files where nothing cleans up.
+ * that is removed under its users fails their calls with EIDRM or EINVAL.
+ *
+ * @oddity{A new key file is another lock} Removing the key file and creating it anew gives the path another
+ * inode and with it another set: those who came before and those who come after no longer exclude each other.
+ * Keep key files where nothing cleans up.
  *
  * @par Threads
  * No state: any thread may call. A lock belongs to the process, not to the thread: a second thread of the
@@ -48,19 +51,24 @@ extern "C" {
  * The file is created when it is missing (mode 0777 less the umask) and is never written; its inode and
  * device give the key (ftok(3) with '_'). ftok() folds them into 32 bits: two paths can, rarely, share a key.
  *
+ * @oddity{Sets are open to all} The set is created with mode 0777, whatever the umask: any user may take and
+ * release its locks.
+ *
  * @param path   key file.
  * @param nsems  number of locks in the set, 1 to the system's limit (SEMMSL). A set that exists must have at
  *               least as many; 0 accepts any set that exists.
  * @return set identifier (>= 0), or -1: the file cannot be created or opened for reading and writing, no
- * right to use the set (it is created with mode 0777, whatever the umask), or it is too small (EINVAL).
+ * right to use the set, or it is too small (EINVAL).
  */
 int get_sem_lock(const char *path, int32_t nsems);
 
 /**
  * Takes a lock; waits while it is held.
  *
+ * @oddity{Lock numbers of 16 bits} Only the low 16 bits of a number count: 65536 is lock 0.
+ *
  * @param semid   set identifier.
- * @param semnum  number of the lock. Only the low 16 bits count: 65536 is lock 0.
+ * @param semnum  number of the lock. See above for numbers over 65535.
  * @return 0 when the lock is ours, -1 otherwise: no such lock (EFBIG), set removed (EIDRM, EINVAL), a signal
  *         handler ran (EINTR), no right (EACCES).
  */
@@ -78,10 +86,10 @@ int try_sem_lock(int32_t semid, int32_t semnum);
 /**
  * Gives a lock back.
  *
- * Nobody checks that the caller holds it. Releasing a lock that is @b free does not fail: the call waits
- * until another process has taken the lock, and then takes it away from that process. Releasing another
- * process's lock frees it only until the releaser ends: then the kernel undoes the release, and the lock is
- * held by nobody.
+ * @oddity{Releasing a free lock waits} Nobody checks that the caller holds it. Releasing a lock that is @b
+ * free does not fail: the call waits until another process has taken the lock, and then takes it away from
+ * that process. Releasing another process's lock frees it only until the releaser ends: then the kernel
+ * undoes the release, and the lock is held by nobody.
  *
  * @param semid   set identifier.
  * @param semnum  number of the lock, low 16 bits.

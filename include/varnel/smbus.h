@@ -8,18 +8,24 @@
  *
  * @par Device handle
  * `device` names a chip: I2C bus number in bits 0-7, 7-bit slave address in bits 8-15. 0x6800 is bus 0, slave
- * 0x68. Bits 16-31 are ignored, and neither number is checked.
+ * 0x68.
+ *
+ * @oddity{Handles are not checked} Bits 16-31 are ignored, and neither number is checked.
  *
  * @par Results
  * Every transaction returns 0 on success and -1 on failure; nothing is printed and errno is whatever the
- * platform left. The primitives' results count as 16-bit values: a transfer succeeds when the low 16 bits
- * equal the length asked for, a combined write-read when they are 0. A caller's result storage is untouched
- * on failure, except in smbus_recv_byte_to_device() and smbus_read_byte_to_device(), where the primitive
- * reads straight into it.
+ * platform left.
+ *
+ * @oddity{Results of 16 bits} The primitives' results count as 16-bit values: a transfer succeeds when the
+ * low 16 bits equal the length asked for, a combined write-read when they are 0.
+ *
+ * @oddity{Single bytes are read in place} A caller's result storage is untouched on failure, except in
+ * smbus_recv_byte_to_device() and smbus_read_byte_to_device(), where the primitive reads straight into it.
  *
  * @par Null pointers
- * A null result pointer is a programming error and ends the process through an assertion before any bus
- * traffic. Pointers to data that is written are not checked.
+ *
+ * @oddity{Null pointers end the process} A null result pointer is a programming error and ends the process
+ * through an assertion before any bus traffic. Pointers to data that is written are not checked.
  *
  * @par Threads
  * No state and no lock: calls are as safe as the platform's primitives. Sequences of calls are not atomic.
@@ -103,10 +109,12 @@ int smbus_read_word_to_device(uint32_t device, uint8_t command, uint16_t *word);
 /**
  * Block write (section 6.5.7): command, count, data.
  *
+ * @oddity{Block counts wrap} A count is taken modulo 256 and then cut to 32, and the call succeeds: 300 sends
+ * 32 bytes, 256 none.
+ *
  * @param device   device handle.
  * @param command  command code.
- * @param count    bytes in @p data; taken modulo 256, then cut to 32 without a word. 0 sends a count byte of
- * 0.
+ * @param count    bytes in @p data, 0 to 32. 0 sends a count byte of 0.
  * @param data     the bytes; may be null only for a count of 0.
  * @return 0, or -1.
  */
@@ -115,8 +123,8 @@ int smbus_write_block_to_device(uint32_t device, uint8_t command, unsigned int c
 /**
  * Block read (section 6.5.7): command, repeated start, count byte, data.
  *
- * The caller always gets the number of bytes it asked for: the count byte that the chip sends is neither
- * checked nor returned.
+ * @oddity{Count byte ignored} The caller always gets the number of bytes it asked for: the count byte that
+ * the chip sends is neither checked nor returned.
  *
  * @param device   device handle.
  * @param command  command code.
@@ -156,8 +164,10 @@ int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t
  * A raw transfer for chips that do not keep to the SMBus frames: write only, read only, or write then read,
  * depending on which buffers are given.
  *
+ * @oddity{Command not sent} @p command is ignored.
+ *
  * @param device        device handle.
- * @param command       ignored; a chip's command byte goes first in @p write_data.
+ * @param command       not sent; a chip's command byte goes first in @p write_data.
  * @param write_length  bytes in @p write_data, taken modulo 256.
  * @param write_data    the bytes, or null to read only.
  * @param read_length   bytes wanted.
@@ -169,7 +179,10 @@ int smbus_flexible_write_read_to_device(uint32_t device, uint8_t command, unsign
                                         const uint8_t *write_data, uint8_t read_length, uint8_t *read_data);
 
 /**
- * Prints bytes to standard output: a newline, each byte as "0x%x " (so 5 is "0x5 "), a newline.
+ * Prints bytes to standard output.
+ *
+ * @oddity{A newline first} The bytes stand on a line of their own, behind an empty one: a newline, each byte
+ * as "0x%x " (so 5 is "0x5 "), a newline.
  *
  * @param buffer  the bytes.
  * @param length  how many; 0 or less prints the two newlines only.

@@ -16,21 +16,28 @@
  * The file is opened and closed for each entry and created with mode 0666 less the umask when it is missing.
  *
  * @par The path goes through a shell
- * The file is moved by system("mv PATH PATH.old"), the path neither quoted nor escaped.
- * @b A @b path @b that @b comes @b from @b a @b user, @b the @b network @b or @b a @b file @b is @b a
- * @b command. Use constant paths of letters, digits and the characters / . _ - only, not beginning with -.
- * With any other character (a blank, quote, `$`, `;`, `*`, `~`...) the move does something else or nothing.
- * Never log this way from a set-user-ID program: the PATH variable decides which `mv` runs. A path of more
- * than 45 bytes is never moved (the command is limited to 99), and its file grows without limit.
+ *
+ * @oddity{The path is a command} The file is moved by system("mv PATH PATH.old"), the path neither quoted nor
+ * escaped: a path that comes from a user, the network or a file is a command. Use constant paths of letters,
+ * digits and the characters / . _ - only, not beginning with -. With any other character (a blank, quote,
+ * `$`, `;`, `*`, `~`...) the move does something else or nothing. Never log this way from a set-user-ID
+ * program: the PATH variable decides which `mv` runs.
+ *
+ * @oddity{Long paths are never moved} A path of more than 45 bytes is never moved (the command is limited to
+ * 99), and its file grows without limit.
  *
  * @par Limits
- * The size is compared before the entry is written: a file may exceed its limit by one entry. It is moved
- * when it is strictly larger; a limit of 0 moves any file that is not empty, a negative one any file.
+ *
+ * @oddity{One entry past the limit} The size is compared before the entry is written: a file may exceed its
+ * limit by one entry. It is moved when it is strictly larger; a limit of 0 moves any file that is not empty,
+ * a negative one any file.
  *
  * @par Results
- * 0 when the entry was written, and also when the file could not be opened and the entry was dropped;
- * otherwise what fclose() returned, EOF (-1) on a full disk. A move that failed is not reported: the entry
- * goes to the old file. The size and the move say nothing of errno; a `%m` prints the caller's.
+ * @oddity{Dropped entries are a success} 0 when the entry was written, and also when the file could not be
+ * opened and the entry was dropped; otherwise what fclose() returned, EOF (-1) on a full disk.
+ *
+ * @oddity{Failed moves are not reported} A move that failed is not reported: the entry goes to the old file.
+ * The size and the move say nothing of errno; a `%m` prints the caller's.
  *
  * @par Threads and processes
  * May be called from any thread; sets the time zone from TZ (tzset()), and system() blocks SIGCHLD and

@@ -6,6 +6,9 @@
  * @file
  * Walking, editing and searching a tree from a current node, and where a node stands in its tree.
  *
+ * @oddity{Names match by their beginning} In a search a stored name or value matches when it is a @b
+ * beginning of the one searched: a search for "item" finds a node named "it".
+ *
  * @par Threads
  * No lock: an iterator and its tree belong to one caller at a time.
  */
@@ -18,14 +21,22 @@ extern "C" {
 
 /** An iterator. It owns nothing; the node it stands on must not be freed under it. */
 typedef struct xml_iterator {
-    xml_document *document;
-    xml_node *current; /**< Where it stands; null in a document without a root. */
-    xml_node *root;    /**< Where xml_iterator_get_root() goes to. */
-    int depth;         /**< Levels below the last xml_iterator_get_root(); kept up by the moves. */
-    unsigned reserved; /**< 0. */
+    xml_document *document; /**< The document it was set up with. */
+    xml_node *current;      /**< Where it stands; null in a document without a root. */
+    xml_node *root;         /**< Where xml_iterator_get_root() goes to. */
+    int depth;              /**< Levels below the last xml_iterator_get_root(); kept up by the moves. */
+    unsigned reserved;      /**< 0. */
 } xml_iterator;
 
-/** @name Life and position */
+/**
+ * @name Life and position
+ *
+ * @param it    an iterator; not null.
+ * @param src   the iterator that is copied.
+ * @param dst   storage for the copy.
+ * @param doc   a document.
+ * @param node  a node of the document.
+ */
 /** @{ */
 /** Puts an iterator on a document's root node. @return 0. */
 int xml_iterator_setup(xml_iterator *it, xml_document *doc);
@@ -45,12 +56,16 @@ void xml_iterator_set_root(xml_iterator *it, xml_node *node);
 
 /**
  * @name Moves
+ *
+ * @param it  not null.
  * @return the node moved to; or null when there is none, and the iterator stays where it is.
  */
 /** @{ */
 /**
  * To the next node in document order: first child, else next sibling, else the next sibling of the nearest
- * ancestor that has one. The walk does not end below the iterator's root, but with the whole tree.
+ * ancestor that has one.
+ *
+ * @oddity{Walks leave their root} The walk does not end below the iterator's root, but with the whole tree.
  */
 xml_node *xml_iterator_next(xml_iterator *it);
 /** To the previous sibling. */
@@ -67,6 +82,9 @@ xml_node *xml_iterator_descend(xml_iterator *it);
  * @name Edits
  * Those of xml_tree.h, at the current node; the iterator does not move. Without a current node the first
  * three make @p node the current node and the document's root.
+ *
+ * @param it    an iterator.
+ * @param node  an unlinked node.
  */
 /** @{ */
 /** xml_node_add_child(). */
@@ -82,9 +100,12 @@ void xml_iterator_add_middle_child(xml_iterator *it, xml_node *node);
 /**
  * @name Searches
  *
- * Forwards from the current node, itself included, by xml_iterator_next(). Mind that a stored name or value
- * matches when it is a @b beginning of the one searched: a search for "item" finds a node named "it".
+ * Forwards from the current node, itself included, by xml_iterator_next(). Names and values match by their
+ * beginning, see above.
  *
+ * @param it     not null.
+ * @param name   not null.
+ * @param value  not null.
  * @return the node found, where the iterator now stands; or null, and it stands on the last node of the tree.
  */
 /** @{ */
@@ -122,7 +143,9 @@ int xml_node_get_path_length(const xml_node *node);
  */
 char *xml_node_get_path_new(const xml_node *node);
 /**
- * A node's path, in the caller's buffer. Only the 64 levels nearest to the node are written.
+ * A node's path, in the caller's buffer.
+ *
+ * @oddity{Paths of 64 levels} Only the 64 levels nearest to the node are written.
  *
  * @param node    may be null, which gives the empty string.
  * @param buffer  xml_node_get_path_length() + 1 bytes.

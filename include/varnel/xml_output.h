@@ -30,6 +30,7 @@
 extern "C" {
 #endif
 
+/** See @ref xml_output below. */
 typedef struct xml_output xml_output;
 
 /**
@@ -60,21 +61,37 @@ struct xml_output {
  */
 int xml_output_setup(xml_output *out, xml_output_function write);
 
-/** Allocates a sink with `count` 0 and sets it up. @return it, or null out of memory or for a null @p write.
+/**
+ * Allocates a sink with `count` 0 and sets it up.
+ *
+ * @param write  as for xml_output_setup().
+ * @return the sink, or null out of memory or for a null @p write.
  */
 xml_output *xml_output_new(xml_output_function write);
 
 /** Frees a sink of xml_output_new(); its target is left alone. @param out  may be null. */
 void xml_output_delete(xml_output *out);
 
-/** Writes one byte: one call of the write function. @return `error`. */
+/**
+ * @name Pieces of text
+ *
+ * One call of the write function each, also for 0 bytes.
+ *
+ * @param out    not null.
+ * @param c      the byte.
+ * @param bytes  the bytes.
+ * @param n      how many.
+ * @param s      zero-terminated.
+ * @return `error`.
+ */
+/** @{ */
+/** Writes one byte. */
 int xml_output_char(xml_output *out, char c);
-
-/** Writes @p n bytes: one call of the write function, also for 0 bytes. @return `error`. */
+/** Writes @p n bytes. */
 int xml_output_lengthed_string(xml_output *out, const char *bytes, unsigned n);
-
-/** Writes a zero-terminated string: one call of the write function. @return `error`. */
+/** Writes a zero-terminated string. */
 int xml_output_string(xml_output *out, const char *s);
+/** @} */
 
 /**
  * Writes a string with the five markup characters as `&quot;` `&amp;` `&apos;` `&lt;` `&gt;`. A caller's own
@@ -91,6 +108,10 @@ int xml_output_escape_string(xml_output *out, const char *s);
 /**
  * @name Write functions
  * For the `write` field; each expects its kind of target.
+ *
+ * @param out     the sink.
+ * @param bytes   the bytes.
+ * @param length  how many.
  */
 /** @{ */
 /**
@@ -99,8 +120,11 @@ int xml_output_escape_string(xml_output *out, const char *s);
  */
 int xml_output_function_to_file_stream(xml_output *out, const char *bytes, unsigned length);
 /**
- * To `target.descriptor`, by one write(2): a short write is not continued. `error` becomes 1 when fewer bytes
- * were written. @return what write(2) returned.
+ * To `target.descriptor`, by one write(2).
+ *
+ * @oddity{Short writes are not continued} `error` becomes 1 when fewer bytes were written.
+ *
+ * @return what write(2) returned.
  */
 int xml_output_function_to_file_descriptor(xml_output *out, const char *bytes, unsigned length);
 /** To `target.sgs`. `error` becomes 2 when the string could not grow. @return 0, or 2. */

@@ -16,20 +16,28 @@
  * while
  *   `<?xml ?>` is good.
  * - White space before a text is dropped, blanks and tabs behind it as well; line feeds behind it stay.
- * - An element with exactly one text among its children ends up with that text as its own `value`; the text
- *   node is gone. With two or more texts they stay as children.
- * - Elements have an attribute list with a last record that stayed empty (name and value null).
- * - Entities: `&amp;` `&lt;` `&gt;` `&quot;` `&apos;`. The last letter is not looked at, and only as many
- *   characters are compared as there are before it: `&am;` and `&ampx;` are "&", too. Others stay as they are
- *   in a text, and become a lone ";" in an attribute.
- * - In a comment "--" that does not end it becomes "-".
- * - After the first error an element's start tag is read up to its first attribute only, and nothing is
- * stored from it: what follows is read as content. A document with a status other than 0 is a ruin to look
- * at, not data to use.
+ * - Entities: `&amp;` `&lt;` `&gt;` `&quot;` `&apos;`. Others stay as they are in a text, and become a lone
+ * ";" in an attribute.
  * - An element whose end tag never comes is complete all the same.
  *
+ * @oddity{A single text becomes the value} An element with exactly one text among its children ends up with
+ * that text as its own `value`; the text node is gone. With two or more texts they stay as children.
+ *
+ * @oddity{The last attribute is empty} Elements have an attribute list with a last record that stayed empty
+ * (name and value null).
+ *
+ * @oddity{Entities match by their beginning} The last letter is not looked at, and only as many characters
+ * are compared as there are before it: "am" and "ampx" between "&" and ";" are "&", too.
+ *
+ * @oddity{After an error nothing is data} After the first error an element's start tag is read up to its
+ * first attribute only, and nothing is stored from it: what follows is read as content. A document with a
+ * status other than 0 is a ruin to look at, not data to use.
+ *
+ * @oddity{Comments lose dashes} In a comment "--" that does not end it becomes "-".
+ *
  * @par Status codes
- * Reading sets `status` and never resets it; the last error stays. They are listed at enum xml_status.
+ * @oddity{The status is never reset} Reading sets `status`, and the last error stays. Its values are listed
+ * at enum xml_status.
  *
  * @par Line and count
  * `line` counts every line feed consumed; xml_read_file() sets it to 1 first. `node_count` counts the nodes

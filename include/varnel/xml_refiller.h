@@ -24,6 +24,7 @@
 extern "C" {
 #endif
 
+/** See @ref xml_refiller below. */
 typedef struct xml_refiller xml_refiller;
 
 /**
@@ -63,7 +64,15 @@ struct xml_refiller {
 int xml_refiller_setup(xml_refiller *r, xml_refiller_function refill, char *buffer, unsigned fill,
                        unsigned capacity);
 
-/** Allocates a refiller and sets it up. @return it, or null out of memory or when setup refuses. */
+/**
+ * Allocates a refiller and sets it up.
+ *
+ * @param refill    these four as for xml_refiller_setup().
+ * @param buffer    see there.
+ * @param fill      see there.
+ * @param capacity  see there.
+ * @return the refiller, or null out of memory or when setup refuses.
+ */
 xml_refiller *xml_refiller_new(xml_refiller_function refill, char *buffer, unsigned fill, unsigned capacity);
 
 /** Frees a refiller of xml_refiller_new(), never its buffer. @param r  may be null. */
@@ -73,17 +82,27 @@ void xml_refiller_delete(xml_refiller *r);
  * The next character: the pushed-back one if there is one, else the next byte of the buffer, refilled when it
  * is used up.
  *
+ * @param r  not null.
  * @return 0 to 255 (or whatever was pushed back), or -256 at the end of input and after a failed refill,
  * which `error` tells apart. At the end every further call asks the refill function again.
  */
 int xml_refiller_get_char(xml_refiller *r);
 
-/** Pushes a character back. There is one slot: a second push before a read replaces the first. */
+/**
+ * Pushes a character back.
+ *
+ * @oddity{One slot} A second push before a read replaces the first.
+ *
+ * @param r  not null.
+ * @param c  what xml_refiller_get_char() is to return next.
+ */
 void xml_refiller_set_char(xml_refiller *r, int c);
 
 /**
  * @name Refill functions
  * For the `refill` field; each expects its kind of source.
+ *
+ * @param r  the refiller.
  */
 /** @{ */
 /**

@@ -39,13 +39,17 @@ int xml_sgs_setup(xml_sgs *sgs);
 void xml_sgs_delete(xml_sgs *sgs);
 
 /**
- * Appends one byte. The byte that makes `length` equal to `capacity` (the 2048th of a new string) grows the
- * string by 2048.
+ * Appends one byte.
+ *
+ * @oddity{Full strings have no terminator} When the string cannot grow, the byte that fills it is stored all
+ * the same, where the terminator would be.
+ *
+ * The byte that makes `length` equal to `capacity` (the 2048th of a new string) grows the string by 2048.
  *
  * @param sgs  not null.
  * @param c    any byte.
  * @return 0, or 2 when the string could not grow (out of memory, or past what 32 bits count). That byte is
- *         stored and counted all the same, and the string is then full and has @b no terminator; the next
+ *         stored and counted all the same; the next
  *         append first tries to grow again and changes nothing when that fails, too.
  */
 int xml_sgs_append_character(xml_sgs *sgs, char c);
@@ -61,7 +65,13 @@ int xml_sgs_append_character(xml_sgs *sgs, char c);
  */
 int xml_sgs_append_lengthed_string(xml_sgs *sgs, const char *bytes, unsigned n);
 
-/** Appends a zero-terminated string; otherwise like xml_sgs_append_lengthed_string(). @return 0, or 2. */
+/**
+ * Appends a zero-terminated string; otherwise like xml_sgs_append_lengthed_string().
+ *
+ * @param sgs  not null.
+ * @param s    not null; may lie anywhere but in the string itself.
+ * @return 0, or 2.
+ */
 int xml_sgs_append_string(xml_sgs *sgs, const char *s);
 
 #ifdef __cplusplus

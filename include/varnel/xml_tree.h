@@ -38,7 +38,7 @@ enum xml_kind {
 typedef struct xml_attribute {
     char *name;  /**< Owned; null in a record that stayed empty. Such records are passed over everywhere. */
     char *value; /**< Owned; may be null. */
-    struct xml_attribute *next;
+    struct xml_attribute *next; /**< Owned; the attribute behind it, or null. */
 } xml_attribute;
 
 /** One node. */
@@ -47,19 +47,19 @@ typedef struct xml_node {
     char *value;           /**< Owned; text, body, or an element's single text; may be null. */
     unsigned value_length; /**< Bytes in `value`, or 0 when unknown. */
     int kind;              /**< enum xml_kind. */
-    xml_attribute *attributes;
-    struct xml_node *next; /**< Sibling. */
-    struct xml_node *previous;
-    struct xml_node *first_child;
-    struct xml_node *last_child;
-    struct xml_node *parent;
+    xml_attribute *attributes;    /**< Owned; the first attribute, or null. */
+    struct xml_node *next;        /**< Owned; the later sibling. */
+    struct xml_node *previous;    /**< The earlier sibling. */
+    struct xml_node *first_child; /**< Owned. */
+    struct xml_node *last_child;  /**< See Odd links. */
+    struct xml_node *parent;      /**< The node above, up to the document's root. */
 } xml_node;
 
 /** Reserved: belongs to a document, and nothing fills it yet. */
 typedef struct xml_index {
-    unsigned reserved_a;
-    unsigned reserved_b;
-    void *buffer; /**< Owned. */
+    unsigned reserved_a; /**< 0. */
+    unsigned reserved_b; /**< 0. */
+    void *buffer;        /**< Owned. */
 } xml_index;
 
 /** A document. */
@@ -74,7 +74,7 @@ typedef struct xml_document {
 
 /** @name Attributes */
 /** @{ */
-/** Zeroes the caller's storage. @return 0. */
+/** Zeroes the caller's storage. @param a  not null. @return 0. */
 int xml_attribute_setup(xml_attribute *a);
 /** Allocates a zeroed attribute. @return it, or null out of memory. */
 xml_attribute *xml_attribute_new(void);
@@ -91,12 +91,14 @@ xml_attribute *xml_attribute_clone(const xml_attribute *a);
 
 /** @name Nodes */
 /** @{ */
-/** Zeroes the caller's storage: an element without anything. @return 0. */
+/** Zeroes the caller's storage: an element without anything. @param n  not null. @return 0. */
 int xml_node_setup(xml_node *n);
 /** Allocates a zeroed node. @return it, or null out of memory. */
 xml_node *xml_node_new(void);
 /**
- * Frees a node with its attributes and descendants @b and all its later siblings. To delete one subtree
+ * Frees a node with its attributes and descendants.
+ *
+ * @oddity{Later siblings are deleted, too} All its later siblings are freed as well. To delete one subtree
  * alone, unlink it first. Links that point to what was freed are not mended.
  *
  * @param n  may be null.
@@ -111,29 +113,37 @@ void xml_node_delete(xml_node *n);
  */
 xml_node *xml_node_clone(const xml_node *n);
 /**
- * Copies a node with its descendants, but not its siblings. In the copy every `previous` is null; the other
- * links are complete.
+ * Copies a node with its descendants, but not its siblings.
+ *
+ * @oddity{Copies have no way back} In the copy every `previous` is null; the other links are complete.
  *
  * @param n  not null.
  * @return the copy, or null out of memory.
  */
 xml_node *xml_node_clone_tree(const xml_node *n);
 /**
- * Takes a node, with its descendants, out of its siblings; the caller owns it then. The parent's `last_child`
- * is left alone: after the last child was unlinked it still points to it. Set it before adding another child.
+ * Takes a node, with its descendants, out of its siblings; the caller owns it then.
+ *
+ * @oddity{The last child stays on record} The parent's `last_child` is left alone: after the last child was
+ * unlinked it still points to it. Set it before adding another child.
+ *
+ * @param n  not null.
  */
 void xml_node_unlink(xml_node *n);
 /**
- * Puts a node before another: in front of the first child it becomes the first. Before any other, only the
- * links back lead to it: the previous sibling's `next` is left alone, so walking forwards, writing and
- * deleting pass it by.
+ * Puts a node before another: in front of the first child it becomes the first.
+ *
+ * @oddity{Inserted before, seen backwards only} Before any other child, only the links back lead to it: the
+ * previous sibling's `next` is left alone, so walking forwards, writing and deleting pass it by.
  *
  * @param n         the node that stays.
  * @param new_node  an unlinked node.
  */
 void xml_node_insert_sibling_before(xml_node *n, xml_node *new_node);
 /**
- * Puts a node after another. The later sibling's `previous` is left alone.
+ * Puts a node after another.
+ *
+ * @oddity{Inserted after, not seen backwards} The later sibling's `previous` is left alone.
  *
  * @param n         the node that stays.
  * @param new_node  an unlinked node.
@@ -142,9 +152,11 @@ void xml_node_insert_sibling_after(xml_node *n, xml_node *new_node);
 /**
  * Appends a node to the children of another.
  *
+ * @oddity{Siblings come along} The child's `next` is left alone: siblings that hang on it come along, but
+ * with the parent and last child not set for them.
+ *
  * @param parent  not null.
- * @param child   an unlinked node. Its `next` is left alone: siblings that hang on it come along, but with
- * the parent and last child not set for them.
+ * @param child   an unlinked node.
  * @return @p parent.
  */
 xml_node *xml_node_add_child(xml_node *parent, xml_node *child);
@@ -152,8 +164,10 @@ xml_node *xml_node_add_child(xml_node *parent, xml_node *child);
  * Puts a node between another and all of its children: they become the children of @p middle, and @p middle
  * the only child of @p n.
  *
+ * @oddity{Children of the middle are lost} Children that @p middle has are lost sight of.
+ *
  * @param n       not null; it may have no children.
- * @param middle  an unlinked node; children it has are lost sight of.
+ * @param middle  an unlinked node.
  */
 void xml_node_add_middle_child(xml_node *n, xml_node *middle);
 /**
@@ -165,7 +179,13 @@ void xml_node_add_middle_child(xml_node *n, xml_node *middle);
  * @return the value, still owned by the attribute (null if it has none), or @p fallback.
  */
 char *xml_node_get_attribute_value_with_failsafe(const xml_node *n, const char *name, const char *fallback);
-/** The same with null for a fallback. */
+/**
+ * The same with null for a fallback.
+ *
+ * @param n     not null.
+ * @param name  not null.
+ * @return the value, or null.
+ */
 char *xml_node_get_attribute_value(const xml_node *n, const char *name);
 /** @} */
 
@@ -175,21 +195,26 @@ char *xml_node_get_attribute_value(const xml_node *n, const char *name);
  * Makes the caller's storage an empty document: allocates its root node and its index. What it held before is
  * not freed.
  *
+ * @param d  not null.
  * @return 0, or 2 out of memory; this is also its `status`. What was allocated is there then, the rest null.
  */
 int xml_document_setup(xml_document *d);
 /** Allocates a document and sets it up. @return it (look at its `status`), or null out of memory. */
 xml_document *xml_document_new(void);
 /**
- * Frees a document of xml_document_new() and its index. The tree is @b not freed: delete it first.
+ * Frees a document of xml_document_new() and its index.
+ *
+ * @oddity{Documents leave their tree} The tree is not freed: delete it first.
  *
  * @code
  * xml_node_delete(document->root);
  * xml_document_delete(document);
  * @endcode
+ *
+ * @param d  not null.
  */
 void xml_document_delete(xml_document *d);
-/** Zeroes the caller's storage. @return 0. */
+/** Zeroes the caller's storage. @param i  not null. @return 0. */
 int xml_index_setup(xml_index *i);
 /** Allocates a zeroed index. @return it, or null out of memory. */
 xml_index *xml_index_new(void);

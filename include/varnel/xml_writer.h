@@ -21,9 +21,9 @@
  * escaped, unless xml_flag_raw is given; comments, instructions and declarations never are. With
  * xml_flag_indent each node begins with the indentation of its level: 0 for top-level elements.
  *
- * A comment gains a blank on either side each time it is written. An indented text, when it is read again,
- * begins behind the indentation but ends with the line's: write without xml_flag_indent what has to be the
- * same when it is read again.
+ * @oddity{Comments grow} A comment gains a blank on either side each time it is written. An indented text,
+ * when it is read again, begins behind the indentation but ends with the line's: write without
+ * xml_flag_indent what has to be the same when it is read again.
  *
  * Null strings are written as empty, attributes without a name not at all.
  *
@@ -48,11 +48,14 @@ extern "C" {
 /**
  * Writes a document to a file, which is created or emptied.
  *
+ * @oddity{Failed writes are not reported} Only opening and closing are: a full disk can give a short file and
+ * 0.
+ *
  * @param doc    the document.
  * @param path   file name.
  * @param flags  enum xml_flag, added up.
  * @return 1, which becomes the `status`, when the file could not be opened or closed; otherwise the `status`
- *         that the document had. A write that fails before closing is not reported.
+ *         that the document had.
  */
 int xml_write(xml_document *doc, const char *path, unsigned flags);
 
