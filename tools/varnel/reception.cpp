@@ -9,10 +9,10 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <linux/tcp.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include "tools/varnel/descriptor.h"
@@ -25,7 +25,6 @@ namespace {
 constexpr int connection_pause = 2; // milliseconds
 constexpr int idle_pause = 100;
 constexpr std::size_t piece_size = 65536;
-constexpr int closed_state = 7; // TCP_CLOSE of the kernel's net/tcp_states.h
 
 bool is_connected_to_sender(int number) {
     sockaddr_in peer{};
@@ -34,25 +33,43 @@ bool is_connected_to_sender(int number) {
            peer.sin_family == AF_INET && ntohs(peer.sin_port) == LAN_TRANSFER_PORT;
 }
 
-/// A connection that was there and has been reset since.
-bool was_connected(int number) {
-    tcp_info info{};
-    socklen_t size = sizeof info;
-    return number > STDERR_FILENO && getsockopt(number, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 &&
-           info.tcpi_state == closed_state && info.tcpi_segs_in > 0;
+/// What poll(2) says of a socket at once: it takes nothing from it, not even an error.
+int state_of(int number, short events) {
+    pollfd socket{number, events, 0};
+    poll(&socket, 1, 0);
+    return socket.revents;
 }
 
-/// The library's socket: the one of this process that leads to a sender.
-int find_connection() {
+/// Whether this is a socket with an error to tell of, such as a connection that has been reset already.
+bool is_broken(int number) {
+    sockaddr_in own{};
+    socklen_t size = sizeof own;
+    return getsockname(number, reinterpret_cast<sockaddr *>(&own), &size) == 0 && own.sin_family == AF_INET &&
+           (state_of(number, 0) & POLLERR) != 0;
+}
+
+std::size_t bytes_ready(int connection) {
+    int bytes = 0;
+    ioctl(connection, FIONREAD, &bytes);
+    return static_cast<std::size_t>(bytes);
+}
+
+/// What is to be seen of the library's socket, the one of this process that leads to a sender.
+struct sighting {
+    int connected = -1;
+    bool broken = false;
+};
+
+sighting look_for_connection() {
+    sighting seen;
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         const std::string name = entry.path().filename();
         int number = -1;
         std::from_chars(name.data(), name.data() + name.size(), number);
-        if (is_connected_to_sender(number) || was_connected(number)) {
-            return number;
-        }
+        seen.connected = is_connected_to_sender(number) ? number : seen.connected;
+        seen.broken = seen.broken || is_broken(number);
     }
-    return -1;
+    return seen;
 }
 
 void take_all(int pipe, const std::function<void(const char *, std::size_t)> &take) {
@@ -99,25 +116,25 @@ void *reception::run(void *arg) {
 }
 
 std::optional<uint32_t> reception::announced_size(const meanwhile &idle) {
-    int connection = -1;
-    while ((connection = find_connection()) < 0) {
-        if (order_->is_finished()) {
+    sighting seen;
+    while ((seen = look_for_connection()).connected < 0) {
+        if (seen.broken || order_->is_finished()) {
             return std::nullopt;
         }
         poll(nullptr, 0, connection_pause);
         idle();
     }
-    // In the sender's byte order, little-endian on the boards.
-    std::array<uint8_t, 4> size{};
-    ssize_t got = 0;
-    while ((got = recv(connection, size.data(), size.size(), MSG_PEEK | MSG_DONTWAIT)) !=
-           ssize_t{size.size()}) {
-        if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR)) {
-            return std::nullopt;
-        }
+    std::array<uint8_t, 4> size{}; // in the sender's byte order, little-endian on the boards
+    bool ended = false;
+    while (!ended && bytes_ready(seen.connected) < size.size()) {
         poll(nullptr, 0, connection_pause);
         idle();
+        ended = (state_of(seen.connected, POLLRDHUP) & (POLLERR | POLLRDHUP)) != 0;
     }
+    if (bytes_ready(seen.connected) < size.size()) {
+        return std::nullopt;
+    }
+    recv(seen.connected, size.data(), size.size(), MSG_PEEK);
     return size[0] | size[1] << 8U | size[2] << 16U | static_cast<uint32_t>(size[3]) << 24U;
 }
 

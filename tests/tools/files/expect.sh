@@ -41,3 +41,13 @@ in_own_namespaces() {
     rm -rf "$folder"
     own_namespaces=1 exec unshare "$@" "$test" "${varnel[@]}"
 }
+
+# In a new network the loopback interface is down.
+loopback_up() {
+    /usr/bin/python3 - <<'END'
+import fcntl, socket, struct
+SIOCSIFFLAGS, IFF_UP = 0x8914, 1
+with socket.socket() as any_socket:
+    fcntl.ioctl(any_socket, SIOCSIFFLAGS, struct.pack("16sh22x", b"lo", IFF_UP))
+END
+}
