@@ -25,7 +25,9 @@ TEST(SessionTorture, Relay) {
     torture([](trial &t) {
         int result = 1;
         t.run([&] { result = smc_send_command_to_bmc(3, 1, nullptr, 0, nullptr, nullptr); });
-        EXPECT_EQ(result, t.any_failed() && !t.has_failed("close session") ? -1 : 0);
+        const bool sent = !t.has_failed("device address") && !t.has_failed("create session") &&
+                          !t.has_failed("send command");
+        EXPECT_EQ(result, sent ? 0 : -1);
         EXPECT_EQ(t.count("close session"),
                   t.has_failed("device address") || t.has_failed("create session") ? 0U : 1U);
     });
@@ -55,7 +57,7 @@ TEST(SessionTorture, DeviceName) {
         int result = 1;
         t.run([&] { result = get_device_name(path.c_str(), '<', '>', name, 2); });
         EXPECT_EQ(result, t.has_failed("fopen") ? -1 : 0);
-        const bool unreadable = t.has_failed("stream read") && !t.was_short("stream read");
+        const bool unreadable = t.has_error("stream read");
         EXPECT_STREQ(name, t.has_failed("fopen") ? "kept" : unreadable ? "" : "fan");
     });
 }

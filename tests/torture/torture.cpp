@@ -24,6 +24,7 @@ namespace {
 constexpr unsigned int longest_run = 20; // seconds, after which the library hangs
 constexpr int faulty_runs_reported = 3;
 constexpr std::size_t likeliest = 3;
+constexpr std::size_t second_fault_within = 10;
 
 thread_local trial *current = nullptr;
 std::string description; // of the run under way
@@ -75,6 +76,10 @@ void trial::disarm() { current = nullptr; }
 
 bool trial::has_failed(std::string_view kind) const {
     return std::find(failed_.begin(), failed_.end(), kind) != failed_.end();
+}
+
+bool trial::has_error(std::string_view kind) const {
+    return std::count(failed_.begin(), failed_.end(), kind) > std::count(short_.begin(), short_.end(), kind);
 }
 
 bool trial::was_short(std::string_view kind) const {
@@ -213,7 +218,8 @@ class campaign {
         if (!full_) {
             return;
         }
-        for (std::size_t i = first.call + 1; i < calls.size(); ++i) {
+        const std::size_t end = std::min(calls.size(), first.call + 1 + second_fault_within);
+        for (std::size_t i = first.call + 1; i < end; ++i) {
             each_effect(calls[i], [&](const effect &how) { one({first, {i, calls[i], how}}); });
         }
     }

@@ -44,6 +44,8 @@ class trial {
     [[nodiscard]] const std::vector<std::string> &failed() const { return failed_; }
     [[nodiscard]] bool any_failed() const { return !failed_.empty(); }
     [[nodiscard]] bool has_failed(std::string_view kind) const;
+    /// Whether a call of that kind failed and was not just cut short.
+    [[nodiscard]] bool has_error(std::string_view kind) const;
     /// Whether a call of that kind was cut short.
     [[nodiscard]] bool was_short(std::string_view kind) const;
     /// How many calls of a kind were made.
@@ -69,8 +71,8 @@ class trial {
 using scenario = std::function<void(trial &)>;
 
 /// Runs a scenario without a fault, then with each fault alone; in full mode (VARNEL_TORTURE=full in the
-/// environment) with every errno instead of the likeliest and with each pair of faults, too. After each run
-/// no memory block of the library's and no descriptor may be left over.
+/// environment) with every errno instead of the likeliest, and with a second fault in each of the ten calls
+/// behind the first, too. After each run no memory block of the library's and no descriptor may be left over.
 void torture(const scenario &run);
 
 /// The trial that the calling thread is armed for, or null.
