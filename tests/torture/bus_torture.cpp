@@ -20,7 +20,8 @@ constexpr uint32_t chip = 0x2000;
 std::array<uint8_t, 255> bytes{};
 std::array<uint16_t, 16> words{};
 std::array<uint8_t, 256> ports{0, 1, 7};
-uint32_t count;
+std::array<uint8_t, 16> found{};
+std::array<uint32_t, 16> indices{};
 time_t now;
 
 using call = std::function<int()>;
@@ -73,8 +74,8 @@ TEST(BusTorture, Expanders) {
                   [] { return pca9555_get_bank_output(chip, 1, bytes.data()); },
                   [] { return pca9555_get_bank_dir(chip, 1, bytes.data()); },
                   [] { return pca9555_set_bank_dir(chip, 1, 5); },
-                  [] { return pca9555_get_high_port(chip, ports.data(), &count); },
-                  [] { return pca9555_get_low_port(chip, ports.data(), &count); },
+                  [] { return pca9555_get_high_port(chip, found.data(), indices.data()); },
+                  [] { return pca9555_get_low_port(chip, found.data(), indices.data()); },
                   [] { return pca9505_get_reg_data(chip, 1, bytes.data()); },
                   [] { return pca9505_get_port_data(chip, 1, 2, bytes.data()); },
                   [] { return pca9505_set_port_input(chip, 1, 2); },

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -79,6 +81,19 @@ TEST(ConfigTorture, SetInNewFile) {
         } else if (!t.has_failed("close") && t.failed().size() == 1) {
             EXPECT_EQ(read_file(path).value_or(""), "");
         }
+    });
+}
+
+/// Not a file: written as a stream. Success means that the last write was not one that failed.
+TEST(ConfigTorture, SetInDevice) {
+    torture([](trial &t) {
+        int32_t result = 1;
+        t.run([&] { result = set_config_string("/dev/null", "a", "b", "c"); });
+        const auto failed_writes = std::count(t.failed().begin(), t.failed().end(), "write");
+        if (result == 0) {
+            EXPECT_GT(t.count("write"), static_cast<std::size_t>(failed_writes));
+        }
+        EXPECT_TRUE(result == 0 || t.any_failed());
     });
 }
 

@@ -33,7 +33,7 @@ class trial {
   public:
     explicit trial(std::vector<fault> faults) : faults_(std::move(faults)) {}
 
-    /// Runs what calls the library, with faults and without standard output and error.
+    /// Runs what calls the library, with faults and without standard output.
     void run(const std::function<void()> &calls);
 
     /// Makes the calling thread the one whose calls are noted and fail, until it ends or disarms itself.
