@@ -23,6 +23,10 @@ if(VARNEL_SANITIZE)
   target_link_options(varnel_options INTERFACE -fsanitize=address,undefined)
 endif()
 
+if(VARNEL_COVERAGE) # the library itself is compiled for it; what it is linked into holds the counters
+  target_link_options(varnel_options INTERFACE --coverage)
+endif()
+
 # For code that runs inside daemons: C library only, and hardened.
 add_library(varnel_daemon_side INTERFACE)
 target_link_libraries(varnel_daemon_side INTERFACE varnel_options)

@@ -34,7 +34,9 @@
  *
  * @par Results
  * @oddity{Dropped entries are a success} 0 when the entry was written, and also when the file could not be
- * opened and the entry was dropped; otherwise what fclose() returned, EOF (-1) on a full disk.
+ * opened and the entry was dropped; otherwise what fclose() returned, EOF (-1) on a full disk. Of an entry of
+ * more than 16 KiB, date included, which takes several writes, a write that fails before the last one is not
+ * reported.
  *
  * @oddity{Failed moves are not reported} A move that failed is not reported: the entry goes to the old file.
  * The size and the move say nothing of errno; a `%m` prints the caller's.

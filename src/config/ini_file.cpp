@@ -30,8 +30,9 @@ ssize_t uninterrupted(Call call) {
     return result;
 }
 
-/// Pipes and terminals: reads until the end, the content's end or `room` bytes.
-ssize_t read_stream(int descriptor, char *bytes, std::size_t room) {
+/// Reads until the end, the content's end or `room` bytes. A short read of a file is no sign of its end: what
+/// stands behind it may just be unreadable.
+ssize_t read_content(int descriptor, char *bytes, std::size_t room) {
     std::size_t have = 0;
     ssize_t n = 1;
     while (n > 0 && have < room) {
@@ -46,12 +47,6 @@ ssize_t read_stream(int descriptor, char *bytes, std::size_t room) {
         }
     }
     return static_cast<ssize_t>(have);
-}
-
-/// A file comes in one call: a positioned read that is short has met its end. Only streams refuse it.
-ssize_t read_file(int descriptor, char *bytes, std::size_t room) {
-    const ssize_t n = uninterrupted([&] { return pread(descriptor, bytes, room, 0); });
-    return n < 0 && errno == ESPIPE ? read_stream(descriptor, bytes, room) : n;
 }
 
 bool write_stream(int descriptor, std::string_view text) {
@@ -73,7 +68,7 @@ varnel::ini_load varnel::ini_image::load(const char *path) {
     if (!file.is_open()) {
         return errno == ENOENT || errno == EACCES ? ini_load::unreadable : ini_load::failed;
     }
-    const ssize_t n = read_file(file.get(), bytes_.data(), limit);
+    const ssize_t n = read_content(file.get(), bytes_.data(), limit);
     if (n < 0) {
         return ini_load::failed;
     }

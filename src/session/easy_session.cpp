@@ -2,7 +2,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
 #include "varnel/ipmi_relay.h"
 #include "varnel/platform.h"
@@ -20,10 +19,7 @@ int send_command(int32_t dev_id, uint8_t cmd, uint8_t *req, uint32_t req_len, ui
                  uint32_t *res_len) {
     bmc_session_info info{};
     alignas(std::max_align_t) std::array<uint8_t, session_size> session{};
-    if (get_bmc_session_info(dev_id, &info) == -1) {
-        std::puts("easy_session.c:32:send_command():get_bmc_session_info( dev_id, &bmc_session_inf )");
-        return -1;
-    }
+    get_bmc_session_info(dev_id, &info);
     if (lan_create_session(&info, session.data()) == -1) {
         return -1;
     }
