@@ -27,13 +27,18 @@ if(VARNEL_COVERAGE) # the library itself is compiled for it; what it is linked i
   target_link_options(varnel_options INTERFACE --coverage)
 endif()
 
+if(VARNEL_SANITIZE_THREADS)
+  target_compile_options(varnel_options INTERFACE -fsanitize=thread)
+  target_link_options(varnel_options INTERFACE -fsanitize=thread)
+endif()
+
 # For code that runs inside daemons: C library only, and hardened.
 add_library(varnel_daemon_side INTERFACE)
 target_link_libraries(varnel_daemon_side INTERFACE varnel_options)
 target_compile_options(varnel_daemon_side INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
   -fstack-protector-strong -fstack-clash-protection)
-if(NOT VARNEL_SANITIZE)
+if(NOT VARNEL_SANITIZE AND NOT VARNEL_SANITIZE_THREADS)
   target_compile_options(varnel_daemon_side INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()
 # Platform functions are bound when they are first called, so that a program that uses none needs none: lazy.

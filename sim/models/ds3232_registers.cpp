@@ -70,7 +70,7 @@ void temperature_sensor::catch_up(nanoseconds now, unsigned int crate) {
         unfinished_ = false;
         measure();
     }
-    const nanoseconds period = 64s * (1U << crate);
+    const nanoseconds period = std::chrono::seconds(64) * (1U << crate);
     const auto begun = (now - last_) / period;
     if (begun > 0) {
         last_ += begun * period;

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr char stop_byte = '\xFF'; // ends the content
+constexpr int stop_byte = 0xFF; // ends the content
 constexpr mode_t new_file_mode = 0666;
 
 /// Repeats a system call that a signal interrupted.
@@ -109,7 +109,7 @@ bool varnel::ini_image::overwrite(int descriptor, std::string_view text, long lo
 // The blocks that are written here were written a moment ago: a full disk does not refuse them.
 void varnel::ini_image::put_back(int descriptor, std::size_t touched, long long size) {
     if (length_ < stored_) {
-        bytes_[length_] = stop_byte;
+        bytes_[length_] = static_cast<char>(stop_byte);
     }
     const std::size_t known = std::min(touched, stored_);
     static_cast<void>(uninterrupted([&] { return pwrite(descriptor, bytes_.data(), known, 0); }));

@@ -11,7 +11,10 @@ namespace varnel::xml {
 template <class Record>
 [[nodiscard]] inline Record *make() {
     void *memory = malloc(sizeof(Record));
-    return memory != nullptr ? new (memory) Record{} : nullptr;
+    if (memory == nullptr) {
+        return nullptr;
+    }
+    return new (memory) Record{};
 }
 
 /// `length` bytes and a terminator in a block of just that size, or null.

@@ -274,6 +274,7 @@ class node_reader {
             name[length++] = static_cast<char>(c);
             c = in_.get();
         }
+        // cppcheck-suppress containerOutOfBounds // the array has one byte more than the limit
         name[length] = '\0';
         if (c != '>' && c != end_of_input) {
             in_.report(xml_status_name_too_long);

@@ -184,6 +184,12 @@ TEST_F(IniFile, ContentUpToItsLimitAndA0xFF) {
     EXPECT_EQ(get("S", "k"), "v");
 }
 
+TEST_F(IniFile, FileMayBeLargerThan2GiB) {
+    write("[S]\nk=v\n\xFF");
+    ASSERT_EQ(truncate64(path_.c_str(), (int64_t{1} << 31) + 1), 0);
+    EXPECT_EQ(get("S", "k"), "v") << "32-bit boards, too";
+}
+
 TEST_F(IniFile, ReadsAPipeWhateverItsPieces) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     std::thread writer([this] {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -70,6 +72,36 @@ TEST_F(RecordFile, StoresTokensByLineAndColumn) {
     EXPECT_EQ(table_->count, 2);
     EXPECT_THAT(record(0, 3), ElementsAre("2001-01-01", "fan", "failed"));
     EXPECT_THAT(record(1, 3), ElementsAre("2001-01-02", "psu", "ok"));
+}
+
+TEST_F(RecordFile, BytesAbove127AreCharactersLikeOthers) {
+    std::string high;
+    for (int byte = 0x80; byte <= 0xFF; ++byte) {
+        high += static_cast<char>(byte);
+    }
+    // Not blanks, whether characters are signed or not: both ends of the line stay.
+    EXPECT_EQ(parse(high.substr(0, 60) + "," + high.substr(60, 60) + "," + high.substr(120) + "\n", ",", 3),
+              0);
+    EXPECT_THAT(record(0, 3), ElementsAre(high.substr(0, 60), high.substr(60, 60), high.substr(120)));
+    EXPECT_EQ(parse("a\xFF"
+                    "b\xE4"
+                    "c\n",
+                    "\xE4\xFF", 3),
+              0);
+    EXPECT_THAT(record(0, 3), ElementsAre("a", "b", "c"));
+}
+
+TEST_F(RecordFile, FileMayBeLargerThan2GiB) {
+    std::string lines;
+    for (int i = 0; i < VARNEL_LOG_RECORDS + 1; ++i) {
+        lines += "a\n";
+    }
+    clear();
+    write_file(path_, lines);
+    ASSERT_EQ(truncate64(path_.c_str(), (int64_t{1} << 31) + 1), 0);
+    // Reading ends at the first record too many, long before the hole.
+    EXPECT_EQ(log_styled_file_parse(path_.c_str(), ",", 1, table_.get()), -1);
+    EXPECT_EQ(table_->count, VARNEL_LOG_RECORDS) << "32-bit boards, too";
 }
 
 TEST_F(RecordFile, TableIsLaidOutToTheByte) {

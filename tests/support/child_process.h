@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <optional>
 #include <utility>
 
 #include <sys/types.h>
@@ -24,6 +25,9 @@ class child_process {
             _exit(result);
         }
     }
+
+    /// Nobody yet.
+    static child_process none() { return child_process(); }
 
     ~child_process() {
         if (id_ > 0) {
@@ -48,6 +52,16 @@ class child_process {
         return status;
     }
 
+    /// The same without waiting: nothing while it runs.
+    std::optional<int> ended() {
+        int status = -1;
+        if (waitpid(id_, &status, WNOHANG) != id_) {
+            return std::nullopt;
+        }
+        id_ = -1;
+        return status;
+    }
+
     /// Whether it ended by itself with this result.
     bool exits_with(int result) {
         const int status = wait();
@@ -55,6 +69,8 @@ class child_process {
     }
 
   private:
+    child_process() = default;
+
     pid_t id_ = -1;
 };
 

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+// XML: documents, sinks and sources of one thread each; one tree that several threads read.
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/scratch_folder.h"
+#include "threads/in_parallel.h"
+#include "varnel/xml.h"
+
+namespace {
+
+using namespace varnel::test;
+
+std::string inventory_of(int thread) {
+    std::string text = "<board name=\"b" + std::to_string(thread) + "\">";
+    for (int i = 0; i < 50; ++i) {
+        text += "<psu n=\"" + std::to_string(i) + "\">a &amp; b " + std::to_string(thread) + "</psu>";
+    }
+    return text + "</board>";
+}
+
+struct document {
+    xml_document *get = xml_document_new();
+    document() = default;
+    ~document() {
+        xml_node_delete(get->root);
+        xml_document_delete(get);
+    }
+    document(const document &) = delete;
+    document &operator=(const document &) = delete;
+};
+
+int read_text(document &into, std::string &text) {
+    xml_refiller source;
+    const auto size = static_cast<unsigned>(text.size());
+    xml_refiller_setup(&source, nullptr, text.data(), size, size);
+    return xml_node_read(&source, into.get->root, into.get, 0);
+}
+
+std::string written(xml_node *tree) {
+    xml_sgs text;
+    xml_sgs_setup(&text);
+    xml_output sink;
+    xml_output_setup(&sink, xml_output_function_to_sgs);
+    sink.target.sgs = &text;
+    xml_node_write(&sink, tree, 0);
+    std::string bytes(text.buffer, text.length);
+    free(text.buffer);
+    return bytes;
+}
+
+TEST(XmlThreads, EachReadsEditsAndWritesADocumentOfItsOwn) {
+    const scratch_folder folder;
+    in_parallel(4, [&](int thread) {
+        std::string text = inventory_of(thread);
+        const std::string path = folder.file("report" + std::to_string(thread));
+        for (int round = 0; round < 20; ++round) {
+            document first;
+            ASSERT_EQ(read_text(first, text), 0);
+            xml_iterator iterator;
+            xml_iterator_setup(&iterator, first.get);
+            ASSERT_NE(xml_iterator_scan_node_via_attribute_name_and_value(&iterator, "n", "49"), nullptr);
+            xml_iterator_add_child(&iterator, xml_node_clone(first.get->root->first_child));
+            ASSERT_EQ(xml_write(first.get, path.c_str(), xml_flag_indent), 0);
+            document second;
+            ASSERT_EQ(xml_read(second.get, path.c_str(), 0), 0);
+            EXPECT_STREQ(xml_node_get_attribute_value(second.get->root->first_child, "name"),
+                         ("b" + std::to_string(thread)).c_str());
+        }
+    });
+}
+
+TEST(XmlThreads, OneTreeIsWrittenClonedAndSearchedByAll) {
+    document shared;
+    std::string text = inventory_of(0);
+    ASSERT_EQ(read_text(shared, text), 0);
+    xml_node *const board = shared.get->root->first_child;
+    const std::string bytes = written(board);
+    in_parallel(4, [&](int) {
+        for (int round = 0; round < 20; ++round) {
+            EXPECT_EQ(written(board), bytes);
+            xml_node *const copy = xml_node_clone_tree(board);
+            EXPECT_EQ(written(copy), bytes);
+            xml_node_delete(copy);
+            char *const path = xml_node_get_path_new(board->last_child);
+            EXPECT_GT(std::strlen(path), 0U);
+            free(path);
+            EXPECT_STREQ(xml_node_get_attribute_value(board->last_child, "n"), "49");
+        }
+    });
+}
+
+} // namespace
