@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -14,6 +13,7 @@
 #include "tools/support/numbers.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/device.h"
+#include "tools/varnel/device_verbs.h"
 #include "tools/varnel/expander.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -201,11 +201,10 @@ void unmask(const options &given) {
     target.clear_interrupt_mask(static_cast<unsigned int>(c_number(given.bank, target.banks() - 1, "BANK")));
 }
 
-class gpio_verbs {
+class gpio_verbs : device_verbs<options> {
   public:
     gpio_verbs(CLI::App &app, context &context)
-        : family_(add_family(app, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins")),
-          context_(context) {}
+        : device_verbs(add_family(app, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins"), context) {}
 
     void pins() {
         CLI::App &get = add("get", "Show levels, one line a pin", [](const auto &context, const auto &given) {
@@ -256,10 +255,7 @@ class gpio_verbs {
   private:
     template <typename Action>
     CLI::App &add(const char *name, const char *description, Action action) {
-        given_ = std::make_shared<options>();
-        CLI::App &verb = add_verb(family_, name, description, context_,
-                                  [&context = context_, given = given_, action] { action(context, *given); });
-        add_device(verb, given_->chip);
+        CLI::App &verb = device_verbs::add(name, description, action);
         add_argument(verb, "--chip", given_->model, expander_model_from,
                      "pca9555 (default), pca9554 or pca9505", "TYPE");
         return verb;
@@ -276,12 +272,6 @@ class gpio_verbs {
             ->allow_extra_args(false)
             ->type_name("PIN,PIN...");
     }
-
-    void add_verify(CLI::App &verb) { verb.add_flag("--verify", given_->verify, "read it back and compare"); }
-
-    CLI::App &family_;
-    context &context_;
-    std::shared_ptr<options> given_ = {}; ///< of the verb added last
 };
 
 } // namespace

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +17,7 @@
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"
+#include "tools/varnel/device_verbs.h"
 #include "tools/varnel/pmbus.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -280,11 +280,11 @@ std::optional<uint64_t> percent_from(const std::string &text) {
     return c_number(has_unit ? text.substr(0, text.size() - 1) : text, most_percent, "PERCENT");
 }
 
-class psu_verbs {
+class psu_verbs : device_verbs<options> {
   public:
     psu_verbs(CLI::App &app, context &context)
-        : family_(add_family(app, "psu", "CAR2512 power supply: readings, faults, fan, output")),
-          context_(context) {}
+        : device_verbs(add_family(app, "psu", "CAR2512 power supply: readings, faults, fan, output"),
+                       context) {}
 
     void readers() {
         CLI::App &status =
@@ -338,22 +338,6 @@ class psu_verbs {
                    [](uint32_t handle) { return car2512_cancel_write_protect(handle); });
             });
     }
-
-  private:
-    template <typename Action>
-    CLI::App &add(const char *name, const char *description, Action action) {
-        given_ = std::make_shared<options>();
-        CLI::App &verb = add_verb(family_, name, description, context_,
-                                  [&context = context_, given = given_, action] { action(context, *given); });
-        add_device(verb, given_->chip);
-        return verb;
-    }
-
-    void add_verify(CLI::App &verb) { verb.add_flag("--verify", given_->verify, "read it back and compare"); }
-
-    CLI::App &family_;
-    context &context_;
-    std::shared_ptr<options> given_ = {}; ///< of the verb added last
 };
 
 } // namespace

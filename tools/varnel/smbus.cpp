@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string>
 #include <thread>
@@ -19,6 +18,7 @@
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"
+#include "tools/varnel/device_verbs.h"
 #include "tools/varnel/pmbus.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -41,7 +41,6 @@ struct options {
     bool read = false;
     bool verify = false;
 };
-using shared_options = std::shared_ptr<options>;
 
 std::string in_hex(std::span<const uint8_t> bytes) {
     return fmt::format("{:#04x}", fmt::join(bytes.begin(), bytes.end(), " "));
@@ -223,12 +222,11 @@ void transfer(const context &context, const options &given) {
     }
 }
 
-/// Adds verbs one after the other; each has options of its own.
-class smbus_verbs {
+class smbus_verbs : device_verbs<options> {
   public:
     smbus_verbs(CLI::App &app, context &context)
-        : family_(add_family(app, "smbus", "SMBus transactions, one each; and raw transfers")),
-          context_(context) {}
+        : device_verbs(add_family(app, "smbus", "SMBus transactions, one each; and raw transfers"), context) {
+    }
 
     void without_command() {
         CLI::App &quick_verb = add("quick", "Quick command: the address alone",
@@ -282,15 +280,6 @@ class smbus_verbs {
 
   private:
     template <typename Action>
-    CLI::App &add(const char *name, const char *description, Action action) {
-        given_ = std::make_shared<options>();
-        CLI::App &verb = add_verb(family_, name, description, context_,
-                                  [&context = context_, given = given_, action] { action(context, *given); });
-        add_device(verb, given_->chip);
-        return verb;
-    }
-
-    template <typename Action>
     CLI::App &add_with_command(const char *name, const char *description, Action action) {
         CLI::App &verb = add(name, description, action);
         given_->has_command = true;
@@ -318,13 +307,9 @@ class smbus_verbs {
     }
 
     void add_writing(CLI::App &verb) {
-        verb.add_flag("--verify", given_->verify, "read it back and compare");
+        add_verify(verb);
         add_yes(verb, context_);
     }
-
-    CLI::App &family_;
-    context &context_;
-    shared_options given_; ///< of the verb added last
 };
 
 } // namespace
