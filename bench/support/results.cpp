@@ -19,7 +19,7 @@ using nlohmann::json;
 
 const char *name_of(role who) { return who == role::ours ? "ours" : who == role::peer ? "peer" : "floor"; }
 
-int rounds_divisor = 1; // of --quick
+bool is_quick = false; // --quick
 
 json summary(const std::vector<double> &values) {
     const auto [lowest, highest] = std::minmax_element(values.begin(), values.end());
@@ -186,7 +186,7 @@ std::vector<measurement> interleaved(int rounds, const std::vector<contender> &c
 
 std::vector<std::vector<measurement>> interleaved(int rounds, std::size_t count,
                                                   const std::vector<contender_of_several> &contenders) {
-    const auto wanted = static_cast<std::size_t>(std::max(1, rounds / rounds_divisor));
+    const auto wanted = static_cast<std::size_t>(is_quick ? std::max(3, rounds / 10) : rounds);
     std::vector<measurement> blank;
     blank.reserve(contenders.size());
     for (const contender_of_several &each : contenders) {
@@ -234,13 +234,11 @@ int run_benchmark(int argc, char **argv, const std::vector<part> &parts,
     }
     CLI::App app("Compares the library with peers, in one run.");
     std::string file;
-    bool quick = false;
     std::vector<std::string> wanted = names;
     app.add_option("--json", file, "also write what was found there");
-    app.add_flag("--quick", quick, "a tenth of the rounds, to try it");
+    app.add_flag("--quick", is_quick, "a tenth of the rounds, to try it");
     app.add_option("part", wanted, "what to run (default: everything)")->check(CLI::IsMember(names));
     CLI11_PARSE(app, argc, argv);
-    rounds_divisor = quick ? 10 : 1;
     try {
         results found;
         for (const family &each : families) {

@@ -117,7 +117,7 @@ measured_growth(int rounds, const std::vector<double> &sizes,
 /// The main function of a benchmark: bench_NAME [--json FILE] [--quick] [PART...]. Runs the named parts, or
 /// all of them, saves what they found when asked, and turns exceptions into a line on standard error and
 /// status 1.
-/// --quick runs a tenth of the rounds, to try a benchmark.
+/// --quick runs a tenth of the rounds, three at least, to try a benchmark.
 struct part {
     std::string name;
     std::function<void(results &)> run;

@@ -102,7 +102,7 @@ class libxml2_library : public tree_library {
 /// Parses without any handler: no tree.
 class expat_library : public tree_library {
   public:
-    [[nodiscard]] const char *name() const override { return "expat, no tree"; }
+    [[nodiscard]] const char *name() const override { return "expat (no tree)"; }
     bool read(const std::string &text, std::FILE * /*stream*/) override {
         parser_ = XML_ParserCreate(nullptr);
         return XML_Parse(parser_, text.data(), static_cast<int>(text.size()), XML_TRUE) == XML_STATUS_OK;

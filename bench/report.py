@@ -1,0 +1,174 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""report.py [FILE...]: merges what benchmarks saved with --json into bench/report.json, and makes bench/report.html and
+the figures in README.md from that. Without files it makes them from the report that is there."""
+import datetime
+import json
+import math
+import os
+import pathlib
+import platform
+import re
+import subprocess
+import sys
+
+import jinja2
+
+PROJECT = pathlib.Path(__file__).resolve().parent.parent
+BENCH = PROJECT / "bench"
+README_FIGURES = re.compile(r"(?<=<!-- figures: script/bench writes them -->\n).*?(?=<!-- end of figures -->)", re.DOTALL)
+
+# --- The report ---
+
+
+def output_of(*command):
+    return subprocess.run(command, cwd=PROJECT, check=True, capture_output=True, text=True).stdout
+
+
+def machine():
+    model = re.search(r"^model name\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE)
+    return {
+        "processor": model[1] if model else platform.machine(),
+        "cores": os.cpu_count(),
+        "kernel": f"{platform.system()} {platform.release().split('-')[0]}",
+        "compiler": output_of("c++", "--version").splitlines()[0],
+    }
+
+
+def library():
+    version = re.search(r"project\(varnel\s+VERSION ([\d.]+)", (PROJECT / "CMakeLists.txt").read_text())[1]
+    return f"{version}, revision {output_of('git', 'rev-parse', '--short', 'HEAD').strip()}"
+
+
+def rounded(value):
+    """Six digits tell more than a measurement knows; more make every report differ everywhere."""
+    if isinstance(value, dict):
+        return {key: rounded(each) for key, each in value.items()}
+    if isinstance(value, list):
+        return [rounded(each) for each in value]
+    return float(f"{value:.6g}") if isinstance(value, float) and not value.is_integer() else value
+
+
+def merged(files):
+    found = [json.loads(pathlib.Path(file).read_text()) for file in files]
+    all_of = {kind: [each for one in found for each in one[kind]] for kind in ("families", "figures", "growths")}
+    ids = [each["id"] for each in all_of["figures"] + all_of["growths"]]
+    if twice := {each for each in ids if ids.count(each) > 1}:
+        sys.exit(f"report.py: more than one figure of the name {', '.join(sorted(twice))}")
+    today = datetime.datetime.now(datetime.timezone.utc).date().isoformat()
+    return rounded({"date": today, "library": library(), "machine": machine(), **all_of})
+
+
+# --- Numbers ---
+
+
+def number(value, is_counted=False):
+    """Three digits, or all of what was counted."""
+    if is_counted and float(value).is_integer() or value == 0:
+        return f"{value:,.0f}"
+    decimals = 2 - math.floor(math.log10(abs(value)))
+    return f"{round(value, decimals):,.{max(decimals, 0)}f}"
+
+
+def times(ratio):
+    if ratio is None:
+        return "-"
+    return f"{ratio:.1g}" if ratio < 0.095 else f"{ratio:.2f}" if ratio < 9.995 else f"{ratio:,.0f}"
+
+
+def is_behind(figure):
+    return any(each["role"] == "peer" and each["ratio"] is not None and each["ratio"] < 0.995 for each in figure["contenders"])
+
+
+# --- Charts: sizes in pixels of the page ---
+
+
+def bars(figure, width=300):
+    """For each contender its bar and its spread. Outliers do not flatten the bars: a spread may leave the picture."""
+    scale = width / (1.3 * max(each["median"] for each in figure["contenders"]) or 1)
+    return [{key: min(each[key] * scale, width) for key in ("median", "lowest", "highest")} for each in figure["contenders"]]
+
+
+def decades(values):
+    return [10.0**n for n in range(math.floor(math.log10(min(values))), math.ceil(math.log10(max(values))) + 1)]
+
+
+def spread_out(heights, distance):
+    """Moves labels down until none covers the one above it."""
+    placed, last = {}, -math.inf
+    for i in sorted(range(len(heights)), key=heights.__getitem__):
+        placed[i] = last = max(heights[i], last + distance)
+    return [placed[i] for i in range(len(heights))]
+
+
+class Plot:
+    """A growth on logarithmic axes."""
+
+    left, right, top, bottom = 64, 420, 12, 270
+
+    def __init__(self, growth):
+        points = [point for line in growth["lines"] for point in line["points"]]
+        self.sizes = [point["size"] for point in growth["lines"][0]["points"]]
+        self.values = decades([point["median"] for point in points if point["median"] > 0])
+        self.lines = [[(self.x(p["size"]), self.y(p["median"])) for p in line["points"] if p["median"] > 0] for line in growth["lines"]]
+        self.labels = spread_out([line[-1][1] for line in self.lines], 15)
+
+    def x(self, size):
+        return self.left + (self.right - self.left) * math.log(size / self.sizes[0]) / (math.log(self.sizes[-1] / self.sizes[0]) or 1)
+
+    def y(self, value):
+        return self.bottom - (self.bottom - self.top) * math.log(value / self.values[0]) / (math.log(self.values[-1] / self.values[0]) or 1)
+
+
+# --- Pages ---
+
+
+def sections(report):
+    """The families in the order of their figures, with a name for those that have not told theirs."""
+    told = {family["id"]: family for family in report["families"]}
+    everything = report["figures"] + report["growths"]
+    for family in dict.fromkeys(each["id"].split(".")[0] for each in everything):
+        about = told.get(family, {"id": family, "title": family.capitalize(), "about": ""})
+        yield about | {kind: [each for each in report[kind] if each["id"].split(".")[0] == family] for kind in ("figures", "growths")}
+
+
+def page(report):
+    environment = jinja2.Environment(loader=jinja2.FileSystemLoader(BENCH), autoescape=True, trim_blocks=True, lstrip_blocks=True)
+    environment.filters |= {"number": number, "times": times}
+    environment.globals |= {"bars": bars, "Plot": Plot, "is_behind": is_behind, "zip": zip}
+    return environment.get_template("report.html.j2").render(report=report, sections=list(sections(report)))
+
+
+def readme_row(what, figure):
+    ours, *others = figure["contenders"]
+    peers = [each for each in others if each["role"] == "peer"] or others
+    compared = ", ".join(f"{each['name']} {times(each['ratio'])}" for each in peers)
+    value = number(ours["median"], ours["rounds"] == 1)
+    return f"| {what} | {value} {figure['unit']} | {compared} | `{figure['id']}` |"
+
+
+def with_figures(readme, report):
+    """A row keeps its first column, the text, and its last, the figure's id."""
+    figures = {figure["id"]: figure for figure in report["figures"]}
+
+    def filled(row):
+        what, name = row[1], row[2]
+        if name not in figures:
+            sys.exit(f"report.py: README.md names {name}, which the report does not have")
+        return readme_row(what, figures[name])
+
+    table = lambda old: re.sub(r"^\| (.*?) \|.*\| `([^`]+)` \|$", filled, old[0], flags=re.MULTILINE)
+    return README_FIGURES.sub(table, readme)
+
+
+def main(files):
+    saved = BENCH / "report.json"
+    if files:
+        saved.write_text(json.dumps(merged(files), indent=1) + "\n")
+    report = json.loads(saved.read_text())
+    (BENCH / "report.html").write_text(page(report))
+    readme = PROJECT / "README.md"
+    readme.write_text(with_figures(readme.read_text(), report))
+
+
+main(sys.argv[1:])
