@@ -73,7 +73,14 @@ def number(value, is_counted=False):
 def times(ratio):
     if ratio is None:
         return "-"
-    return f"{ratio:.1g}" if ratio < 0.095 else f"{ratio:.2f}" if ratio < 9.995 else f"{ratio:,.0f}"
+    if 0 < ratio < 0.095:
+        return f"{ratio:.{-math.floor(math.log10(ratio))}f}"
+    return f"{ratio:.2f}" if ratio < 9.995 else f"{ratio:,.0f}"
+
+
+def tick(value):
+    """A label of an axis."""
+    return f"{value / 1e6:g}M" if value >= 1e6 else f"{value / 1e3:g}k" if value >= 1e4 else f"{value:,g}"
 
 
 def is_behind(figure):
@@ -83,10 +90,13 @@ def is_behind(figure):
 # --- Charts: sizes in pixels of the page ---
 
 
-def bars(figure, width=300):
+BAR_WIDTH = 260
+
+
+def bars(figure):
     """For each contender its bar and its spread. Outliers do not flatten the bars: a spread may leave the picture."""
-    scale = width / (1.3 * max(each["median"] for each in figure["contenders"]) or 1)
-    return [{key: min(each[key] * scale, width) for key in ("median", "lowest", "highest")} for each in figure["contenders"]]
+    scale = BAR_WIDTH / (1.3 * max(each["median"] for each in figure["contenders"]) or 1)
+    return [{key: min(each[key] * scale, BAR_WIDTH) for key in ("median", "lowest", "highest")} for each in figure["contenders"]]
 
 
 def decades(values):
@@ -110,8 +120,12 @@ class Plot:
         points = [point for line in growth["lines"] for point in line["points"]]
         self.sizes = [point["size"] for point in growth["lines"][0]["points"]]
         self.values = decades([point["median"] for point in points if point["median"] > 0])
-        self.lines = [[(self.x(p["size"]), self.y(p["median"])) for p in line["points"] if p["median"] > 0] for line in growth["lines"]]
-        self.labels = spread_out([line[-1][1] for line in self.lines], 15)
+        points_of = [[(self.x(p["size"]), self.y(p["median"])) for p in line["points"] if p["median"] > 0] for line in growth["lines"]]
+        labels = spread_out([points[-1][1] for points in points_of], 15)
+        self.lines = [
+            {"name": line["name"], "role": line["role"], "points": points, "label": label, "colour": (i - 1) % 6 if i else "ours"}
+            for i, (line, points, label) in enumerate(zip(growth["lines"], points_of, labels))
+        ][::-1]  # ours on top
 
     def x(self, size):
         return self.left + (self.right - self.left) * math.log(size / self.sizes[0]) / (math.log(self.sizes[-1] / self.sizes[0]) or 1)
@@ -134,8 +148,8 @@ def sections(report):
 
 def page(report):
     environment = jinja2.Environment(loader=jinja2.FileSystemLoader(BENCH), autoescape=True, trim_blocks=True, lstrip_blocks=True)
-    environment.filters |= {"number": number, "times": times}
-    environment.globals |= {"bars": bars, "Plot": Plot, "is_behind": is_behind, "zip": zip}
+    environment.filters |= {"number": number, "times": times, "tick": tick}
+    environment.globals |= {"bars": bars, "bar_width": BAR_WIDTH, "Plot": Plot, "is_behind": is_behind, "zip": zip}
     return environment.get_template("report.html.j2").render(report=report, sections=list(sections(report)))
 
 

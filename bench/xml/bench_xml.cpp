@@ -103,7 +103,7 @@ void memory(results &found) {
                     {}};
         for (const auto &who : tree_libraries()) {
             const allocation_counts counts = count_allocations(*who, what);
-            const double kibibytes = static_cast<double>(counts.most_held) / 1024;
+            const double kibibytes = std::round(static_cast<double>(counts.most_held) / 1024);
             allocations.contenders.push_back(
                 {who->name(), role_of(*who), {static_cast<double>(counts.allocations)}});
             peak.contenders.push_back({who->name(), role_of(*who), {kibibytes}});
