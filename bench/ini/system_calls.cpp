@@ -2,14 +2,14 @@
 #include "ini/system_calls.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
 #include <unistd.h>
+
+#include "support/command.h"
 
 namespace varnel::bench {
 
@@ -21,31 +21,32 @@ action find_action(std::string_view name, std::string_view job) {
     return job == "get" ? found->get : found->set;
 }
 
-std::string quoted(const std::string &word) { return " '" + word + "'"; }
-
 std::string traced_command(const std::string &name, const std::string &job, const entry &where) {
+    std::string command = "strace -qq";
     const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-    return "strace -qq" + quoted(self) + " --once" + quoted(name) + quoted(job) + quoted(where.path) +
-           quoted(where.section) + quoted(where.key) + " 2>&1";
+    for (const std::string &word :
+         {self, std::string("--once"), name, job, where.path, where.section, where.key}) {
+        command.append(" ").append(quoted(word));
+    }
+    return command + " 2>&1";
 }
 
 } // namespace
 
 // What counts is between the two getppid() calls of ran_once().
 std::map<std::string, int> system_calls(const std::string &name, const std::string &job, const entry &where) {
-    std::FILE *const trace = popen(traced_command(name, job, where).c_str(), "r");
+    std::istringstream trace(output_of(traced_command(name, job, where)));
     std::map<std::string, int> counts;
     int marks = 0;
-    std::array<char, 4096> line{};
-    while (trace != nullptr && std::fgets(line.data(), line.size(), trace) != nullptr) {
-        const std::string call(line.data(), std::strcspn(line.data(), "("));
+    for (std::string line; std::getline(trace, line);) {
+        const std::string call = line.substr(0, line.find('('));
         if (call == "getppid") {
             ++marks;
         } else if (marks == 1) {
             ++counts[call];
         }
     }
-    if (trace == nullptr || pclose(trace) != 0 || marks != 2) {
+    if (marks != 2) {
         throw std::runtime_error("strace did not work; without it system calls cannot be counted");
     }
     return counts;

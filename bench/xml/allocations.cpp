@@ -2,7 +2,6 @@
 #include "xml/allocations.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <sstream>
@@ -10,26 +9,22 @@
 
 #include <dlfcn.h>
 
+#include "support/command.h"
+
 namespace varnel::bench {
 
 namespace {
 
 constexpr const char *counter_name = "bench_allocation_counts"; // of allocation_counter.cpp
 
-std::string quoted(const std::string &word) { return "'" + word + "' "; }
-
 } // namespace
 
 allocation_counts count_allocations(const tree_library &who, const document &what) {
     const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-    const std::string command = "LD_PRELOAD=" + quoted(ALLOCATION_COUNTER) + quoted(self) + "--count " +
-                                quoted(who.name()) + quoted(what.name);
-    std::FILE *const child = popen(command.c_str(), "r");
-    std::array<char, 64> line{};
-    const bool read = child != nullptr && fgets(line.data(), line.size(), child) != nullptr;
+    std::istringstream counted(output_of("LD_PRELOAD=" + quoted(ALLOCATION_COUNTER) + " " + quoted(self) +
+                                         " --count " + quoted(who.name()) + " " + quoted(what.name)));
     allocation_counts counts{};
-    std::istringstream(line.data()) >> counts.allocations >> counts.most_held;
-    if (!read || pclose(child) != 0 || counts.most_held == 0) {
+    if (!(counted >> counts.allocations >> counts.most_held)) {
         throw std::runtime_error("cannot count the allocations of " + std::string(who.name()));
     }
     return counts;
