@@ -37,6 +37,8 @@ def machine():
 
 def library():
     version = re.search(r"project\(varnel\s+VERSION ([\d.]+)", (PROJECT / "CMakeLists.txt").read_text())[1]
+    if not (PROJECT / ".git").exists():
+        return version
     return f"{version}, revision {output_of('git', 'rev-parse', '--short', 'HEAD').strip()}"
 
 
@@ -83,8 +85,12 @@ def tick(value):
     return f"{value / 1e6:g}M" if value >= 1e6 else f"{value / 1e3:g}k" if value >= 1e4 else f"{value:,g}"
 
 
+def is_ahead(contender):
+    return contender["ratio"] is not None and contender["ratio"] < 0.995
+
+
 def is_behind(figure):
-    return any(each["role"] == "peer" and each["ratio"] is not None and each["ratio"] < 0.995 for each in figure["contenders"])
+    return any(each["role"] == "peer" and is_ahead(each) for each in figure["contenders"])
 
 
 # --- Charts: sizes in pixels of the page ---
@@ -111,27 +117,36 @@ def spread_out(heights, distance):
     return [placed[i] for i in range(len(heights))]
 
 
+def along(value, ends, pixels):
+    """Where a value is between the ends of a logarithmic axis."""
+    share = math.log(value / ends[0]) / (math.log(ends[-1] / ends[0]) or 1)
+    return pixels[0] + (pixels[1] - pixels[0]) * share
+
+
 class Plot:
-    """A growth on logarithmic axes."""
+    """A growth on logarithmic axes, our line on top."""
 
     left, right, top, bottom = 64, 420, 12, 270
 
     def __init__(self, growth):
-        points = [point for line in growth["lines"] for point in line["points"]]
-        self.sizes = [point["size"] for point in growth["lines"][0]["points"]]
-        self.values = decades([point["median"] for point in points if point["median"] > 0])
-        points_of = [[(self.x(p["size"]), self.y(p["median"])) for p in line["points"] if p["median"] > 0] for line in growth["lines"]]
-        labels = spread_out([points[-1][1] for points in points_of], 15)
+        lines = growth["lines"]
+        self.sizes = [point["size"] for point in lines[0]["points"]]
+        self.values = decades([point["median"] for line in lines for point in line["points"] if point["median"] > 0])
+        points = [[self.place(point) for point in line["points"] if point["median"] > 0] for line in lines]
+        labels = spread_out([each[-1][1] for each in points], 15)
         self.lines = [
-            {"name": line["name"], "role": line["role"], "points": points, "label": label, "colour": (i - 1) % 6 if i else "ours"}
-            for i, (line, points, label) in enumerate(zip(growth["lines"], points_of, labels))
-        ][::-1]  # ours on top
+            {"name": lines[i]["name"], "role": lines[i]["role"], "points": points[i], "label": labels[i], "colour": (i - 1) % 6}
+            for i in reversed(range(len(lines)))
+        ]
+
+    def place(self, point):
+        return self.x(point["size"]), self.y(point["median"])
 
     def x(self, size):
-        return self.left + (self.right - self.left) * math.log(size / self.sizes[0]) / (math.log(self.sizes[-1] / self.sizes[0]) or 1)
+        return along(size, self.sizes, (self.left, self.right))
 
     def y(self, value):
-        return self.bottom - (self.bottom - self.top) * math.log(value / self.values[0]) / (math.log(self.values[-1] / self.values[0]) or 1)
+        return along(value, self.values, (self.bottom, self.top))
 
 
 # --- Pages ---
@@ -139,24 +154,29 @@ class Plot:
 
 def sections(report):
     """The families in the order of their figures, with a name for those that have not told theirs."""
+    def of(family, kind):
+        return [each for each in report[kind] if each["id"].split(".")[0] == family]
+
     told = {family["id"]: family for family in report["families"]}
     everything = report["figures"] + report["growths"]
     for family in dict.fromkeys(each["id"].split(".")[0] for each in everything):
         about = told.get(family, {"id": family, "title": family.capitalize(), "about": ""})
-        yield about | {kind: [each for each in report[kind] if each["id"].split(".")[0] == family] for kind in ("figures", "growths")}
+        yield about | {kind: of(family, kind) for kind in ("figures", "growths")}
 
 
 def page(report):
-    environment = jinja2.Environment(loader=jinja2.FileSystemLoader(BENCH), autoescape=True, trim_blocks=True, lstrip_blocks=True)
+    loader = jinja2.FileSystemLoader(BENCH)
+    environment = jinja2.Environment(loader=loader, autoescape=True, trim_blocks=True, lstrip_blocks=True)
     environment.filters |= {"number": number, "times": times, "tick": tick}
-    environment.globals |= {"bars": bars, "bar_width": BAR_WIDTH, "Plot": Plot, "is_behind": is_behind, "zip": zip}
+    environment.globals |= {"bars": bars, "bar_width": BAR_WIDTH, "Plot": Plot, "zip": zip}
+    environment.tests |= {"behind": is_behind, "ahead": is_ahead}
     return environment.get_template("report.html.j2").render(report=report, sections=list(sections(report)))
 
 
 def readme_row(what, figure):
     ours, *others = figure["contenders"]
     peers = [each for each in others if each["role"] == "peer"] or others
-    compared = ", ".join(f"{each['name']} {times(each['ratio'])}" for each in peers)
+    compared = "; ".join(f"{each['name']} {times(each['ratio'])}" for each in peers)
     value = number(ours["median"], ours["rounds"] == 1)
     return f"| {what} | {value} {figure['unit']} | {compared} | `{figure['id']}` |"
 
@@ -171,8 +191,10 @@ def with_figures(readme, report):
             sys.exit(f"report.py: README.md names {name}, which the report does not have")
         return readme_row(what, figures[name])
 
-    table = lambda old: re.sub(r"^\| (.*?) \|.*\| `([^`]+)` \|$", filled, old[0], flags=re.MULTILINE)
-    return README_FIGURES.sub(table, readme)
+    def filled_table(table):
+        return re.sub(r"^\| (.*?) \|.*\| `([^`]+)` \|$", filled, table[0], flags=re.MULTILINE)
+
+    return README_FIGURES.sub(filled_table, readme)
 
 
 def main(files):
