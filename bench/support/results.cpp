@@ -146,10 +146,18 @@ std::optional<double> ratio(const figure &of, const measurement &peer) {
 }
 
 bool is_met(const figure &of, const goal &wanted) {
-    return std::all_of(of.contenders.begin(), of.contenders.end(), [&](const measurement &each) {
-        const bool counts = wanted.against.empty() ? each.who == role::peer : each.name == wanted.against;
-        return !counts || ratio(of, each).value_or(0) >= wanted.ratio;
-    });
+    bool is_met = true;
+    int counted = 0;
+    for (const measurement &each : of.contenders) {
+        if (wanted.against.empty() ? each.who == role::peer : each.name == wanted.against) {
+            ++counted;
+            is_met = is_met && ratio(of, each).value_or(0) >= wanted.ratio;
+        }
+    }
+    if (counted == 0) {
+        throw std::logic_error(of.id + ": the goal is against nobody");
+    }
+    return is_met;
 }
 
 void results::add(const family &about) { families_.push_back(about); }

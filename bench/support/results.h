@@ -70,7 +70,7 @@ double median(std::vector<double> values);
 /// none where a round divides by zero.
 std::optional<double> ratio(const figure &of, const measurement &peer);
 
-/// Whether the wanted ratio is reached.
+/// Whether the wanted ratio is reached. Throws std::logic_error when it is against nobody.
 bool is_met(const figure &of, const goal &wanted);
 
 class results {
