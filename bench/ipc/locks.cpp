@@ -4,6 +4,8 @@
 #include <array>
 #include <cerrno>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -13,7 +15,7 @@
 #include <unistd.h>
 
 #include "benches.h"
-#include "measure.h"
+#include "support/processes.h"
 #include "support/scratch_folder.h"
 #include "varnel/sem_lock.h"
 
@@ -23,12 +25,16 @@ namespace {
 
 constexpr int pairs = 100'000;
 
-outcome timed(const std::function<void()> &take_and_release) {
+double pairs_per_second(const std::function<void()> &take_and_release) {
     const double before = now();
     for (int i = 0; i < pairs; ++i) {
         take_and_release();
     }
-    return {pairs / (now() - before)};
+    return pairs / (now() - before);
+}
+
+contender contender_of(const std::string &name, role who, const std::function<void()> &take_and_release) {
+    return {name, who, [take_and_release] { return pairs_per_second(take_and_release); }};
 }
 
 void bare_semop(int set) {
@@ -52,36 +58,36 @@ pthread_mutex_t *robust_mutex() {
 
 } // namespace
 
-void locks() {
+void locks(results &found) {
     const test::scratch_folder folder;
     const int set = get_sem_lock(folder.file("key").c_str(), 1);
     checked(set, "get_sem_lock");
     const int file = open(folder.file("lock").c_str(), O_RDWR | O_CREAT, 0600);
     checked(file, "open");
-    pthread_mutex_t *mutex = robust_mutex();
-    compare({"Lock, taken and released by one process", "pairs per second", 15, "semop, semop", 90},
-            {{"wait_sem_lock, release_sem_lock",
-              [&] {
-                  return timed([&] {
-                      checked(wait_sem_lock(set, 0), "wait_sem_lock");
-                      checked(release_sem_lock(set, 0), "release_sem_lock");
-                  });
-              }},
-             {"semop, semop", [&] { return timed([&] { bare_semop(set); }); }},
-             {"flock",
-              [&] {
-                  return timed([&] {
-                      checked(flock(file, LOCK_EX), "flock");
-                      checked(flock(file, LOCK_UN), "flock");
-                  });
-              }},
-             {"robust pthread mutex", [&] {
-                  return timed([&] {
-                      checked(-pthread_mutex_lock(mutex), "pthread_mutex_lock");
-                      checked(-pthread_mutex_unlock(mutex), "pthread_mutex_unlock");
-                  });
-              }}});
-    munmap(mutex, sizeof *mutex);
+    pthread_mutex_t *const mutex = robust_mutex();
+    const std::vector<contender> contenders{
+        contender_of("wait_sem_lock, release_sem_lock", role::ours,
+                     [&] {
+                         checked(wait_sem_lock(set, 0), "wait_sem_lock");
+                         checked(release_sem_lock(set, 0), "release_sem_lock");
+                     }),
+        contender_of("flock", role::peer,
+                     [&] {
+                         checked(flock(file, LOCK_EX), "flock");
+                         checked(flock(file, LOCK_UN), "flock");
+                     }),
+        contender_of("robust pthread mutex", role::peer,
+                     [&] {
+                         checked(-pthread_mutex_lock(mutex), "pthread_mutex_lock");
+                         checked(-pthread_mutex_unlock(mutex), "pthread_mutex_unlock");
+                     }),
+        contender_of("semop, semop", role::floor, [&] { bare_semop(set); })};
+    found.add(
+        {"lock.pair", "Taking and releasing a lock that is free", "pairs/s", better::higher,
+         "One process, 100 000 pairs a round. The mutex needs no system call while nobody waits, and shared "
+         "memory between its users; the others go by a path.",
+         interleaved(15, contenders), goal{0.9, "semop, semop"}});
+    munmap(mutex, sizeof(pthread_mutex_t));
     close(file);
     semctl(set, 0, IPC_RMID);
 }

@@ -2,15 +2,18 @@
 // A file over the loopback of a network of its own: ours, a bare sendfile loop, and nc. Files are in memory.
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -18,21 +21,32 @@
 #include <unistd.h>
 
 #include "benches.h"
-#include "measure.h"
+#include "support/memory_folder.h"
 #include "support/own_network.h"
+#include "support/processes.h"
 #include "varnel/lan_transfer.h"
 
 namespace varnel::bench {
 
 namespace {
 
-constexpr std::size_t file_size = 512 << 20;
 constexpr uint16_t bare_port = 7001;
 constexpr const char *nc_port = "7002";
 
-struct files {
+constexpr int not_ready = 5; // what receiving comes to before the sender listens
+
+/// A file to send to so many receivers, one after another.
+struct job {
+    std::size_t size;
+    int clients;
     std::string sent;
     std::string received;
+};
+
+/// A way to do it; `receive` returns 0, or `not_ready`.
+struct method {
+    std::function<void(const job &)> send;
+    std::function<int(const job &)> receive;
 };
 
 sockaddr_in loopback(uint16_t port) {
@@ -43,77 +57,110 @@ sockaddr_in loopback(uint16_t port) {
     return address;
 }
 
-/// Sender and receiver in a process each. The receiver tells by its result whether the sender was not ready
-/// yet; only the attempt that went through is timed.
-outcome timed(const std::function<void()> &send, const std::function<int()> &receive, const files &where) {
-    const pid_t sender = start_process(send);
-    double processor = 0;
-    double seconds = 0;
-    constexpr int not_ready = 5;
-    for (int result = not_ready; result == not_ready; usleep(1000)) {
-        const double before = now();
-        std::array<int, 2> answer{};
-        checked(pipe(answer.data()), "pipe");
-        const pid_t receiver = start_process([&] {
-            const int outcome = receive();
-            checked(write(answer[1], &outcome, sizeof outcome), "write");
-        });
-        checked(read(answer[0], &result, sizeof result), "read");
-        processor = finish_process(receiver);
-        seconds = now() - before;
-        close(answer[0]);
-        close(answer[1]);
-        if (result != 0 && result != not_ready) {
-            std::fprintf(stderr, "bench_ipc: receiving failed with %d\n", result);
-            std::exit(1);
-        }
+void check_received(const job &what) {
+    if (std::filesystem::file_size(what.received) != what.size) {
+        throw std::runtime_error("the received file is incomplete");
     }
-    processor += finish_process(sender);
-    if (std::filesystem::file_size(where.received) != file_size) {
-        std::fprintf(stderr, "bench_ipc: %s is incomplete\n", where.received.c_str());
-        std::exit(1);
-    }
-    const double gigabytes = static_cast<double>(file_size) / 1e9;
-    return {file_size / seconds / 1e6, processor / gigabytes};
 }
 
-outcome ours(const files &where) {
-    return timed(
-        [&] {
-            std::vector<char> order(1, 1);
-            order.insert(order.end(), where.sent.c_str(), where.sent.c_str() + where.sent.size() + 1);
-            lan_transfer_file(order.data());
-        },
-        [&] { return mma_lan_transfer(where.received.c_str(), "127.0.0.1"); }, where);
+/// What one attempt to receive came to, in a process of its own.
+struct attempt {
+    int result;
+    double processor;
+};
+
+attempt receive_once(const method &how, const job &what) {
+    std::array<int, 2> answer{};
+    checked(pipe(answer.data()), "pipe");
+    const pid_t receiver = start_process([&] {
+        const int result = how.receive(what);
+        checked(write(answer[1], &result, sizeof result), "write");
+    });
+    attempt made{};
+    checked(read(answer[0], &made.result, sizeof made.result), "read");
+    made.processor = finish_process(receiver);
+    close(answer[0]);
+    close(answer[1]);
+    if (made.result != 0 && made.result != not_ready) {
+        throw std::runtime_error("receiving failed with " + std::to_string(made.result));
+    }
+    return made;
 }
 
-void bare_send(const files &where) {
+/// All receivers, once the sender is ready: the time from the start of the first that came through, and the
+/// processor time, both in seconds.
+struct cost {
+    double seconds;
+    double processor;
+};
+
+cost carry_out(const method &how, const job &what) {
+    const pid_t sender = start_process([&] { how.send(what); });
+    double before = now();
+    attempt made = receive_once(how, what);
+    while (made.result == not_ready) {
+        usleep(1000);
+        before = now();
+        made = receive_once(how, what);
+    }
+    double processor = made.processor;
+    for (int client = 1; client < what.clients; ++client) {
+        check_received(what);
+        processor += receive_once(how, what).processor;
+    }
+    const double seconds = now() - before;
+    check_received(what);
+    return {seconds, processor + finish_process(sender)};
+}
+
+// --- Ours ---
+
+/// In a thread: it ends its thread.
+void send_ours(const job &what) {
+    std::vector<char> order(1, static_cast<char>(what.clients));
+    order.insert(order.end(), what.sent.c_str(), what.sent.c_str() + what.sent.size() + 1);
+    pthread_t server{};
+    pthread_create(&server, nullptr, lan_transfer_file, order.data());
+    pthread_join(server, nullptr);
+}
+
+int receive_ours(const job &what) { return mma_lan_transfer(what.received.c_str(), "127.0.0.1"); }
+
+// --- The system calls alone ---
+
+void bare_send(const job &what) {
     const int listener = static_cast<int>(checked(socket(AF_INET, SOCK_STREAM, 0), "socket"));
     const int yes = 1;
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     const sockaddr_in address = loopback(bare_port);
     checked(bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), "bind");
     checked(listen(listener, 1), "listen");
-    const int client = static_cast<int>(checked(accept(listener, nullptr, nullptr), "accept"));
-    const int file = static_cast<int>(checked(open(where.sent.c_str(), O_RDONLY), "open"));
-    while (checked(sendfile(client, file, nullptr, LAN_TRANSFER_CHUNK), "sendfile") > 0) {
+    const int file = static_cast<int>(checked(open(what.sent.c_str(), O_RDONLY), "open"));
+    for (int i = 0; i < what.clients; ++i) {
+        const int client = static_cast<int>(checked(accept(listener, nullptr, nullptr), "accept"));
+        off_t at = 0;
+        while (checked(sendfile(client, file, &at, LAN_TRANSFER_CHUNK), "sendfile") > 0) {
+        }
+        close(client);
     }
 }
 
-int bare_receive(const files &where) {
+int bare_receive(const job &what) {
     const int sender = static_cast<int>(checked(socket(AF_INET, SOCK_STREAM, 0), "socket"));
     const sockaddr_in address = loopback(bare_port);
     if (connect(sender, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        return 5;
+        return not_ready;
     }
     const int file =
-        static_cast<int>(checked(open(where.received.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), "open"));
+        static_cast<int>(checked(open(what.received.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), "open"));
     std::vector<char> bytes(LAN_TRANSFER_CHUNK);
     for (ssize_t n = 0; (n = checked(recv(sender, bytes.data(), bytes.size(), 0), "recv")) > 0;) {
         checked(write(file, bytes.data(), static_cast<std::size_t>(n)), "write");
     }
     return 0;
 }
+
+// --- nc ---
 
 /// Runs nc with its input and output in files; returns its exit code.
 int run_nc(const std::vector<const char *> &arguments, const std::string &input, const std::string &output) {
@@ -122,6 +169,7 @@ int run_nc(const std::vector<const char *> &arguments, const std::string &input,
         dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
         dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
         std::vector<char *> list;
+        list.reserve(arguments.size() + 1);
         for (const char *argument : arguments) {
             list.push_back(const_cast<char *>(argument));
         }
@@ -134,49 +182,92 @@ int run_nc(const std::vector<const char *> &arguments, const std::string &input,
     return WIFEXITED(status) ? WEXITSTATUS(status) : 255;
 }
 
-outcome netcat(const files &where) {
-    return timed(
-        [&] {
-            run_nc({"nc", "-l", "-N", "127.0.0.1", nc_port}, where.sent, "/dev/null");
-        },
-        [&] {
-            const int code = run_nc({"nc", "-d", "127.0.0.1", nc_port}, "/dev/null", where.received);
-            return code == 1 ? 5 : code;
-        },
-        where);
+void send_nc(const job &what) { run_nc({"nc", "-l", "-N", "127.0.0.1", nc_port}, what.sent, "/dev/null"); }
+
+int receive_nc(const job &what) {
+    const int code = run_nc({"nc", "-d", "127.0.0.1", nc_port}, "/dev/null", what.received);
+    return code == 1 ? not_ready : code;
 }
 
-void make_file(const std::string &path) {
-    std::FILE *file = std::fopen(path.c_str(), "w");
-    const std::vector<char> block(1 << 20, 'x');
-    for (std::size_t i = 0; i < file_size / block.size(); ++i) {
-        std::fwrite(block.data(), 1, block.size(), file);
+// --- Figures ---
+
+const method ours{send_ours, receive_ours};
+const method bare{bare_send, bare_receive};
+const method netcat{send_nc, receive_nc};
+
+constexpr const char *ours_name = "lan_transfer_file, mma_lan_transfer";
+constexpr const char *bare_name = "sendfile; recv, write";
+
+void make_file(const job &what) {
+    std::ofstream file(what.sent, std::ios::binary);
+    const std::vector<char> block(1 << 16, 'x');
+    for (std::size_t i = 0; i < what.size / block.size(); ++i) {
+        file.write(block.data(), static_cast<std::streamsize>(block.size()));
     }
-    std::fclose(file);
+    if (!file.flush()) {
+        throw std::runtime_error("cannot write " + what.sent);
+    }
+}
+
+/// Megabytes per second, and processor seconds for a gigabyte.
+contender_of_several contender_of(const std::string &name, role who, const method &how, const job &what) {
+    return {name, who, [&how, &what] {
+                const cost found = carry_out(how, what);
+                const auto size = static_cast<double>(what.size);
+                return std::vector<double>{size / found.seconds / 1e6, found.processor / size * 1e9};
+            }};
+}
+
+bool has_own_network() {
+    static const std::string no_network = test::enter_own_network();
+    if (!no_network.empty()) {
+        std::printf("\nTransfer: left out, %s\n", no_network.c_str());
+    }
+    return no_network.empty();
 }
 
 } // namespace
 
-void transfer() {
-    const std::string no_network = test::enter_own_network();
-    if (!no_network.empty()) {
-        std::printf("\nTransfer: left out, %s\n", no_network.c_str());
+void transfer(results &found) {
+    if (!has_own_network()) {
         return;
     }
-    std::string folder = "/dev/shm/varnel-bench-XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr) {
-        std::perror(folder.c_str());
-        std::exit(1);
+    const memory_folder folder;
+    const job what{512U << 20, 1, folder.file("sent"), folder.file("received")};
+    make_file(what);
+    const auto all = interleaved(9, 2,
+                                 {contender_of(ours_name, role::ours, ours, what),
+                                  contender_of("nc", role::peer, netcat, what),
+                                  contender_of(bare_name, role::floor, bare, what)});
+    found.add({"transfer.rate", "A file of 512 MiB to one receiver", "MB/s", better::higher,
+               "From the start of the receiver to its end, once the sender listens. We announce the "
+               "size; the others end with the connection.",
+               all[0], goal{0.8, bare_name}});
+    found.add({"transfer.processor", "Processor time of a transfer", "s/GB", better::lower,
+               "Sender and receiver, in the kernel too, in the same rounds.", all[1]});
+}
+
+void transfer_clients(results &found) {
+    if (!has_own_network()) {
+        return;
     }
-    const files where{folder + "/sent", folder + "/received"};
-    make_file(where.sent);
-    compare({"Transfer of " + std::to_string(file_size >> 20) + " MiB", "megabytes per second", 9,
-             "sendfile; recv, write", 80, "CPU s/GB"},
-            {{"lan_transfer_file, mma_lan_transfer", [&] { return ours(where); }},
-             {"sendfile; recv, write",
-              [&] { return timed([&] { bare_send(where); }, [&] { return bare_receive(where); }, where); }},
-             {"nc", [&] { return netcat(where); }}});
-    std::filesystem::remove_all(folder);
+    const memory_folder folder;
+    const std::vector<double> sizes{1, 10, 100, 255};
+    const auto lines = measured_growth(7, sizes, [&](std::size_t clients) {
+        const auto what = std::make_shared<job>(
+            job{1U << 20, static_cast<int>(clients), folder.file("sent"), folder.file("received")});
+        make_file(*what);
+        const auto milliseconds = [what](const method &how) {
+            return [what, &how] { return carry_out(how, *what).seconds * 1e3; };
+        };
+        return std::vector<contender>{{ours_name, role::ours, milliseconds(ours)},
+                                      {bare_name, role::floor, milliseconds(bare)}};
+    });
+    found.add(
+        {"transfer.clients", "A file of 1 MiB to many receivers", "receivers", "ms",
+         "Time until the last receiver has it; they come one after another, each a process of its own, as "
+         "the sender serves them. Its count is one byte: 255 receivers are the most. nc serves one.",
+         sizes, lines});
 }
 
 } // namespace varnel::bench

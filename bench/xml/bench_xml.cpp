@@ -1,198 +1,170 @@
 // SPDX-License-Identifier: Apache-2.0
-// This library and four others on the same documents, in one process and turn by turn. Reading is from memory
-// for the others and from a stream on a file (which lies in the page cache) for us; it includes freeing the
-// tree, which is also measured alone. Writing is to a stream on a file, indented.
-//
-// bench_xml [ROUNDS]
+// This library and four others on the same documents, in one process and turn by turn.
 #include <algorithm>
-#include <array>
+#include <cmath>
+#include <cstddef>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <functional>
-#include <map>
+#include <memory>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include <dlfcn.h>
 #include <malloc.h>
-#include <unistd.h>
 
-#include "contenders.h"
-#include "documents.h"
+#include "support/processes.h"
+#include "support/results.h"
+#include "xml/allocations.h"
+#include "xml/contenders.h"
+#include "xml/documents.h"
+
+namespace varnel::bench {
 
 namespace {
 
-/// Processor time of this process, in the kernel too: what else the machine does is left out.
-double processor_milliseconds() {
-    timespec now{};
-    (void)clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
+constexpr int rounds = 31;
+constexpr int growth_rounds = 15;
 
-double milliseconds(const std::function<void()> &work) {
-    const double begin = processor_milliseconds();
+template <typename Work>
+double milliseconds(const Work &work) {
+    const double before = processor_seconds();
     work();
-    return processor_milliseconds() - begin;
+    return (processor_seconds() - before) * 1e3;
 }
 
-double median(std::vector<double> times) {
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
-}
+role role_of(const tree_library &who) { return who.is_ours() ? role::ours : role::peer; }
 
-std::FILE *stream_of(const std::string &text) {
-    std::FILE *const stream = tmpfile();
-    (void)fwrite(text.data(), 1, text.size(), stream);
-    rewind(stream);
-    return stream;
-}
-
-struct row {
-    std::vector<double> read;  // without freeing
-    std::vector<double> freed; // freeing alone
-    std::vector<double> written;
-
-    [[nodiscard]] double total() const {
-        std::vector<double> sums;
-        for (size_t i = 0; i < read.size(); ++i) {
-            sums.push_back(read[i] + freed[i]);
-        }
-        return median(sums);
-    }
-};
-
-[[noreturn]] void give_up(const std::string &message) {
-    (void)fprintf(stderr, "bench_xml: %s\n", message.c_str());
-    exit(1);
-}
-
-void measure(contender &who, const document &what, std::FILE *in, row &times) {
+/// Milliseconds for reading, for freeing the tree, for both, and for writing.
+std::vector<double> measure(tree_library &who, const document &what, std::FILE *in) {
     rewind(in);
     bool good = true;
-    times.read.push_back(milliseconds([&] { good = who.read(what.text, in); }));
+    const double read = milliseconds([&] { good = who.read(what.text, in); });
     if (!good) {
-        give_up(std::string(who.name()) + " cannot read " + what.name);
+        throw std::runtime_error(std::string(who.name()) + " cannot read " + what.name);
     }
-    std::FILE *const out = tmpfile();
+    const stream out = new_stream();
     bool writes = true;
     const double written = milliseconds([&] {
-        writes = who.write(out);
-        (void)fflush(out);
+        writes = who.write(out.get());
+        (void)fflush(out.get());
     });
-    (void)fclose(out);
-    if (writes) {
-        times.written.push_back(written);
-    }
-    times.freed.push_back(milliseconds([&] { who.free_tree(); }));
+    const double freed = milliseconds([&] { who.free_tree(); });
+    return {read, freed, read + freed, writes ? written : std::nan("")};
 }
 
-void print_line(const char *name, const row &times, const row &ours) {
-    printf("  %-15s %9.2f %9.2f %9.2f %7.2f", name, median(times.read), median(times.freed), times.total(),
-           times.total() / ours.total());
-    if (!times.written.empty()) {
-        printf(" %10.2f %7.2f", median(times.written), median(times.written) / median(ours.written));
-    }
-    printf("\n");
+std::vector<double> measure(allocation_floor &floor) {
+    const double read = milliseconds([&] { floor.allocate(); });
+    const double freed = milliseconds([&] { floor.release(); });
+    return {read, freed, read + freed, std::nan("")};
 }
 
-void measure_document(const document &what, unsigned rounds) {
-    std::FILE *const in = stream_of(what.text);
-    const auto all = contenders();
-    std::vector<row> rows(all.size());
-    row floor_row;
-    allocation_floor floor(in);
-    for (unsigned round = 0; round < rounds; ++round) {
-        for (size_t i = 0; i < all.size(); ++i) {
-            const size_t turn = (i + round) % all.size(); // nobody always follows the same one
-            measure(*all[turn], what, in, rows[turn]);
+void measure_document(results &found, const document &what) {
+    const stream in = stream_of(what.text);
+    std::vector<contender_of_several> contenders;
+    const auto libraries = tree_libraries();
+    contenders.reserve(libraries.size() + 1);
+    for (const auto &who : libraries) {
+        contenders.push_back({who->name(), role_of(*who), [&] { return measure(*who, what, in.get()); }});
+    }
+    allocation_floor floor(in.get());
+    contenders.push_back({"allocations alone", role::floor, [&] { return measure(floor); }});
+    const auto all = interleaved(rounds, 4, contenders);
+    const std::string title = what.title + ": ";
+    found.add({"xml.read." + what.name, title + "reading, and freeing the tree", "ms", better::lower,
+               "Processor time. The floor is the allocations and frees of our tree, and nothing else. expat "
+               "makes no tree.",
+               all[2]});
+    found.add({"xml.free." + what.name, title + "freeing the tree", "ms", better::lower,
+               "Processor time, in the same rounds.", all[1]});
+    found.add({"xml.write." + what.name, title + "writing, indented", "ms", better::lower,
+               "Processor time, in the same rounds. expat does not write.", all[3]});
+}
+
+void speed(results &found) {
+    for (const document &what : measured_documents()) {
+        measure_document(found, what);
+    }
+}
+
+void memory(results &found) {
+    for (const document &what : measured_documents()) {
+        figure allocations{"xml.allocations." + what.name,
+                           what.title + ": allocations to read it",
+                           "allocations",
+                           better::lower,
+                           "Counted in a process of its own, with a counter under malloc() and free().",
+                           {}};
+        figure peak{"xml.peak." + what.name,
+                    what.title + ": most memory while it is read",
+                    "KiB",
+                    better::lower,
+                    "Heap at its highest, above that before reading, counted in the same process. The others "
+                    "read from memory: the text itself is not counted.",
+                    {}};
+        for (const auto &who : tree_libraries()) {
+            const allocation_counts counts = count_allocations(*who, what);
+            const double kibibytes = std::round(static_cast<double>(counts.most_held) / 1024);
+            allocations.contenders.push_back(
+                {who->name(), role_of(*who), {static_cast<double>(counts.allocations)}});
+            peak.contenders.push_back({who->name(), role_of(*who), {kibibytes}});
         }
-        floor_row.read.push_back(milliseconds([&] { floor.allocate(); }));
-        floor_row.freed.push_back(milliseconds([&] { floor.release(); }));
+        found.add(allocations);
+        found.add(peak);
     }
-    (void)fclose(in);
-    printf("\n%s (%.1f MB)\n  %-15s %9s %9s %9s %7s %10s %7s\n", what.name.c_str(),
-           static_cast<double>(what.text.size()) / 1e6, "milliseconds", "read", "free", "both", "ratio",
-           "write", "ratio");
-    for (size_t i = 0; i < all.size(); ++i) {
-        print_line(all[i]->name(), rows[i], rows[0]);
-    }
-    print_line("floor", floor_row, rows[0]);
 }
 
-struct allocation_counts {
-    unsigned long allocations;
-    unsigned long held;
-    unsigned long most_held;
-};
-
-/// In a process of its own, with the counter preloaded: one reading.
-int count_allocations(const std::vector<document> &documents, const std::string &which) {
-    auto *const counts = static_cast<allocation_counts *>(dlsym(RTLD_DEFAULT, "bench_allocation_counts"));
-    if (counts == nullptr) {
-        give_up("the allocation counter is not loaded");
-    }
-    for (const document &what : documents) {
-        for (const auto &who : contenders()) {
-            if (what.name + "/" + who->name() == which) {
-                std::FILE *const in = stream_of(what.text);
-                (void)fgetc(in);
-                rewind(in);
-                counts->most_held = counts->held;
-                const allocation_counts before = *counts;
-                (void)who->read(what.text, in);
-                const allocation_counts after = *counts;
-                (void)printf("%lu %lu\n", after.allocations - before.allocations,
-                             after.most_held - before.held);
-                return 0;
+/// Reads small documents several times, so that the clock does not count.
+double microseconds_to_read(tree_library &who, const document &what, std::size_t nodes) {
+    const std::size_t repetitions = std::max<std::size_t>(1, 1000 / nodes);
+    const stream in = stream_of(what.text);
+    const double taken = milliseconds([&] {
+        for (std::size_t i = 0; i < repetitions; ++i) {
+            rewind(in.get());
+            if (!who.read(what.text, in.get())) {
+                throw std::runtime_error(std::string(who.name()) + " cannot read " + what.name);
             }
+            who.free_tree();
         }
-    }
-    return 2;
+    });
+    return taken / static_cast<double>(repetitions) * 1e3;
 }
 
-void print_memory(const char *self, const std::vector<document> &documents) {
-    printf("\nmemory of one reading\n  %-36s %12s %12s\n", "", "allocations", "peak KiB");
-    for (const document &what : documents) {
-        for (const auto &who : contenders()) {
-            const std::string which = what.name + "/" + who->name();
-            const std::string command =
-                std::string("LD_PRELOAD='" ALLOCATION_COUNTER "' '") + self + "' --count '" + which + "'";
-            std::FILE *const child = popen(command.c_str(), "r");
-            unsigned long allocations = 0;
-            unsigned long peak = 0;
-            if (child == nullptr || fscanf(child, "%lu %lu", &allocations, &peak) != 2) {
-                give_up("counting failed: " + which);
-            }
-            (void)pclose(child);
-            printf("  %-36s %12lu %12lu\n", which.c_str(), allocations, peak / 1024);
+void nodes(results &found) {
+    const std::vector<double> sizes{1, 10, 100, 1000, 10'000, 100'000, 1'000'000};
+    const auto lines = measured_growth(growth_rounds, sizes, [](std::size_t size) {
+        const auto what = std::make_shared<document>(document_of(size));
+        std::vector<contender> all;
+        for (const auto &who : tree_libraries()) {
+            all.push_back({who->name(), role_of(*who),
+                           [who, what, size] { return microseconds_to_read(*who, *what, size); }});
         }
-    }
+        return all;
+    });
+    found.add(
+        {"xml.nodes", "Reading as documents grow", "nodes", "us",
+         "Processor time of reading and freeing a root and its children, each with an attribute and a text. "
+         "We read from a stream on a file, the others from memory: in the smallest documents that is most "
+         "of our time. expat makes no tree.",
+         sizes, lines});
 }
 
 } // namespace
 
+} // namespace varnel::bench
+
 int main(int argc, char **argv) {
-    const std::vector<document> documents = measured_documents();
-    if (documents.empty()) {
-        return 1;
-    }
-    if (argc == 3 && strcmp(argv[1], "--count") == 0) {
-        return count_allocations(documents, argv[2]);
-    }
-    const long rounds = argc > 1 ? strtol(argv[1], nullptr, 10) : 31;
-    if (rounds < 1) {
-        give_up("ROUNDS must be 1 or more");
+    using namespace varnel::bench;
+    if (argc == 4 && std::string_view(argv[1]) == "--count") {
+        return print_allocations(argv[2], argv[3]);
     }
     // One policy for everybody: what is freed stays with the process, so that no one pays for getting it
     // back.
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
-    printf("medians of %ld interleaved rounds; ratios are to us, above 1 is slower than us\n", rounds);
-    for (const document &what : documents) {
-        measure_document(what, static_cast<unsigned>(rounds));
-    }
-    print_memory(argv[0], documents);
-    return 0;
+    const family xml{
+        "xml", "XML",
+        "Documents are read into a tree, written again and freed: two of Debian's packages, and an "
+        "inventory of boards and sensors of 10 MB. The others read from memory; we read from a "
+        "stream on a file, which lies in the page cache. Everybody writes to a stream on a file."};
+    return run_benchmark(argc, argv, {{"speed", speed}, {"memory", memory}, {"nodes", nodes}}, {xml});
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "contenders.h"
+#include "xml/contenders.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -13,12 +13,15 @@
 
 #include "varnel/xml.h"
 
+namespace varnel::bench {
+
 namespace {
 
-class varnel_contender : public contender {
+class varnel_library : public tree_library {
   public:
-    ~varnel_contender() override { free_tree(); }
+    ~varnel_library() override { varnel_library::free_tree(); }
     [[nodiscard]] const char *name() const override { return "varnel"; }
+    [[nodiscard]] bool is_ours() const override { return true; }
     bool read(const std::string & /*text*/, std::FILE *stream) override {
         document_ = xml_document_new();
         return xml_read_file(document_, stream, 0) == 0 && document_->status == 0;
@@ -39,7 +42,7 @@ class varnel_contender : public contender {
     xml_document *document_ = nullptr;
 };
 
-class pugixml_contender : public contender {
+class pugixml_library : public tree_library {
   public:
     [[nodiscard]] const char *name() const override { return "pugixml"; }
     bool read(const std::string &text, std::FILE * /*stream*/) override {
@@ -57,7 +60,7 @@ class pugixml_contender : public contender {
     std::optional<pugi::xml_document> document_;
 };
 
-class tinyxml2_contender : public contender {
+class tinyxml2_library : public tree_library {
   public:
     [[nodiscard]] const char *name() const override { return "tinyxml2"; }
     bool read(const std::string &text, std::FILE * /*stream*/) override {
@@ -75,7 +78,7 @@ class tinyxml2_contender : public contender {
     std::optional<tinyxml2::XMLDocument> document_;
 };
 
-class libxml2_contender : public contender {
+class libxml2_library : public tree_library {
   public:
     [[nodiscard]] const char *name() const override { return "libxml2"; }
     bool read(const std::string &text, std::FILE * /*stream*/) override {
@@ -97,9 +100,9 @@ class libxml2_contender : public contender {
 };
 
 /// Parses without any handler: no tree.
-class expat_contender : public contender {
+class expat_library : public tree_library {
   public:
-    [[nodiscard]] const char *name() const override { return "expat, no tree"; }
+    [[nodiscard]] const char *name() const override { return "expat (no tree)"; }
     bool read(const std::string &text, std::FILE * /*stream*/) override {
         parser_ = XML_ParserCreate(nullptr);
         return XML_Parse(parser_, text.data(), static_cast<int>(text.size()), XML_TRUE) == XML_STATUS_OK;
@@ -122,13 +125,13 @@ void add_string(std::vector<unsigned> &sizes, const char *s) {
 
 } // namespace
 
-std::vector<std::unique_ptr<contender>> contenders() {
-    std::vector<std::unique_ptr<contender>> all;
-    all.push_back(std::make_unique<varnel_contender>());
-    all.push_back(std::make_unique<pugixml_contender>());
-    all.push_back(std::make_unique<tinyxml2_contender>());
-    all.push_back(std::make_unique<libxml2_contender>());
-    all.push_back(std::make_unique<expat_contender>());
+std::vector<std::shared_ptr<tree_library>> tree_libraries() {
+    std::vector<std::shared_ptr<tree_library>> all;
+    all.push_back(std::make_shared<varnel_library>());
+    all.push_back(std::make_shared<pugixml_library>());
+    all.push_back(std::make_shared<tinyxml2_library>());
+    all.push_back(std::make_shared<libxml2_library>());
+    all.push_back(std::make_shared<expat_library>());
     return all;
 }
 
@@ -163,3 +166,5 @@ void allocation_floor::release() {
         free(block);
     }
 }
+
+} // namespace varnel::bench

@@ -6,15 +6,18 @@
 #include <string>
 #include <vector>
 
+namespace varnel::bench {
+
 /// A library that is measured: it reads a text into a tree of its own, writes and frees that.
-class contender {
+class tree_library {
   public:
-    contender() = default;
-    virtual ~contender() = default;
-    contender(const contender &) = delete;
-    contender &operator=(const contender &) = delete;
+    tree_library() = default;
+    virtual ~tree_library() = default;
+    tree_library(const tree_library &) = delete;
+    tree_library &operator=(const tree_library &) = delete;
 
     [[nodiscard]] virtual const char *name() const = 0;
+    [[nodiscard]] virtual bool is_ours() const { return false; }
     /// False when it could not. `stream` stands at the beginning of the same text.
     virtual bool read(const std::string &text, std::FILE *stream) = 0;
     virtual void free_tree() = 0;
@@ -23,7 +26,7 @@ class contender {
 };
 
 /// This library first.
-std::vector<std::unique_ptr<contender>> contenders();
+std::vector<std::shared_ptr<tree_library>> tree_libraries();
 
 /// The allocations and frees of this library's tree of a text, and nothing else.
 class allocation_floor {
@@ -37,3 +40,5 @@ class allocation_floor {
     std::vector<unsigned> sizes_;
     std::vector<void *> blocks_;
 };
+
+} // namespace varnel::bench

@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "documents.h"
+#include "xml/documents.h"
 
-#include <cstdio>
 #include <fstream>
-#include <iostream>
 #include <iterator>
+#include <stdexcept>
+
+namespace varnel::bench {
 
 namespace {
 
-bool read_file(const char *path, std::string &text) {
+std::string text_of(const char *path) {
     std::ifstream file(path, std::ios::binary);
-    text.assign(std::istreambuf_iterator<char>(file), {});
+    std::string text(std::istreambuf_iterator<char>(file), {});
     if (text.empty()) {
-        std::cerr << path << ": missing or empty\n";
+        throw std::runtime_error(std::string(path) + ": missing or empty");
     }
-    return !text.empty();
+    return text;
 }
 
 std::string sensor(unsigned board, unsigned number) {
@@ -56,13 +57,36 @@ std::string inventory(size_t size) {
 } // namespace
 
 std::vector<document> measured_documents() {
-    std::string mime;
-    std::string languages;
-    if (!read_file("/usr/share/mime/packages/freedesktop.org.xml", mime) ||
-        !read_file("/usr/share/xml/iso-codes/iso_639-3.xml", languages)) {
-        return {};
-    }
-    return {{"freedesktop.org.xml", mime},
-            {"iso_639-3.xml", languages},
-            {"inventory, 10 MB", inventory(10'000'000)}};
+    return {{"freedesktop", "freedesktop.org.xml", text_of("/usr/share/mime/packages/freedesktop.org.xml")},
+            {"iso_639-3", "iso_639-3.xml", text_of("/usr/share/xml/iso-codes/iso_639-3.xml")},
+            {"inventory", "inventory, 10 MB", inventory(10'000'000)}};
 }
+
+document document_of(std::size_t nodes) {
+    std::string text = "<list>";
+    for (std::size_t i = 1; i < nodes; ++i) {
+        const std::string number = std::to_string(i);
+        text.append("<fan id=\"").append(number).append("\">").append(number).append("</fan>");
+    }
+    text += "</list>";
+    return {std::to_string(nodes), std::to_string(nodes) + " nodes", text};
+}
+
+stream new_stream() {
+    stream result(tmpfile(), fclose);
+    if (result == nullptr) {
+        throw std::runtime_error("cannot make a temporary file");
+    }
+    return result;
+}
+
+stream stream_of(const std::string &text) {
+    stream result = new_stream();
+    if (fwrite(text.data(), 1, text.size(), result.get()) != text.size()) {
+        throw std::runtime_error("cannot write a temporary file");
+    }
+    rewind(result.get());
+    return result;
+}
+
+} // namespace varnel::bench

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "support/results.h"
+
+namespace varnel::bench {
+
+/// A key of a file.
+struct entry {
+    std::string path;
+    std::string section;
+    std::string key;
+};
+
+/// Reads or writes one key. Returns the value that was read or written, nothing when that failed.
+using action = std::string (*)(const entry &where);
+
+struct library {
+    const char *name;
+    role who;
+    action get;
+    action set; ///< null: the library has no way to do that
+};
+
+/// This library first; the floor opens, reads and closes as it does, and does not look at the bytes.
+const std::vector<library> &libraries();
+
+} // namespace varnel::bench
