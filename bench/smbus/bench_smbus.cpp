@@ -7,7 +7,7 @@
 // bench_smbus [--json FILE] [time|instructions|allocations|growth]...
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -58,7 +58,8 @@ std::string command_line(const program &who, const std::string &shape_name, int 
 
 cost cost_of(const std::string &command) {
     cost found{};
-    if (std::sscanf(output_of(command).c_str(), "%lf %lf", &found.nanoseconds, &found.allocations) != 2) {
+    std::istringstream output(output_of(command));
+    if (!(output >> found.nanoseconds >> found.allocations)) {
         throw std::runtime_error("no result of: " + command);
     }
     return found;

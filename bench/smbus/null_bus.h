@@ -11,13 +11,16 @@
 
 namespace varnel::bench {
 
-constexpr std::array<uint8_t, 64> null_answer = [] {
-    std::array<uint8_t, 64> bytes{};
+using answer_bytes = std::array<uint8_t, 64>;
+
+constexpr answer_bytes made_answer() {
+    answer_bytes bytes{};
     for (unsigned int n = 0; n < bytes.size(); ++n) {
         bytes[n] = answer_byte(n);
     }
     return bytes;
-}();
+}
+constexpr answer_bytes null_answer = made_answer();
 
 /// `length` up to 64. Bytes and words are stored without a call, to be as cheap as a bus can be.
 inline void answer(uint8_t *buffer, std::size_t length) {
