@@ -144,19 +144,29 @@ sizes armhf_text() {
     return found;
 }
 
-double sum_of(const sizes &all, const std::vector<std::string> &names) {
+using names = std::vector<std::string>;
+
+measurement together(const std::string &name, role who, const sizes &all, const names &libraries) {
     double sum = 0;
-    for (const std::string &each : names) {
+    for (const std::string &each : libraries) {
         sum += all.at(each);
     }
-    return sum;
+    return {name, who, {sum}};
+}
+
+const names ours{"libvarnel_common.so.1"};
+const names ours_on_linux{"libvarnel_common.so.1", "libvarnel_platform.so.1"};
+const names c_peers{"libi2c.so.0", "libinih.so.1", "libmxml.so.1"};
+const names cpp_peers{"libi2c.so.0", "libinih.so.1", "libpugixml.so.1", "libspdlog.so.1.10", "libfmt.so.9"};
+const names cpp_runtime{"libstdc++.so.6", "libgcc_s.so.1"};
+
+names both(names first, const names &second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
 }
 
 void measure_text(results &found) {
     const sizes all = armhf_text();
-    const auto together = [&all](const std::string &name, role who, const std::vector<std::string> &names) {
-        return measurement{name, who, {sum_of(all, names)}};
-    };
     found.add(figure{
         "footprint.armhf_text",
         "Code of the libraries on 32-bit ARM",
@@ -164,28 +174,25 @@ void measure_text(results &found) {
         better::lower,
         "What size(1) calls text: code and constants. Ours built here, the others as Debian builds them. "
         "spdlog "
-        "needs fmt and, like pugixml, the runtime libraries of C++. libfreeipmi is left out of all.",
-        {together("libvarnel_common", role::ours, {"libvarnel_common.so.1"}),
-         together("libvarnel_common, libvarnel_platform", role::ours,
-                  {"libvarnel_common.so.1", "libvarnel_platform.so.1"}),
-         together("libi2c, inih, Mini-XML", role::peer, {"libi2c.so.0", "libinih.so.1", "libmxml.so.1"}),
-         together("libi2c, inih, pugixml, spdlog, fmt", role::peer,
-                  {"libi2c.so.0", "libinih.so.1", "libpugixml.so.1", "libspdlog.so.1.10", "libfmt.so.9"}),
-         together("the same with libstdc++, libgcc_s", role::peer,
-                  {"libi2c.so.0", "libinih.so.1", "libpugixml.so.1", "libspdlog.so.1.10", "libfmt.so.9",
-                   "libstdc++.so.6", "libgcc_s.so.1"})}});
+        "needs fmt and, like pugixml, the runtime libraries of C++. Chip drivers, system log, locks, queues, "
+        "relay and "
+        "file transfer are in ours alone; libfreeipmi is left out of all.",
+        {together("libvarnel_common", role::ours, all, ours),
+         together("libvarnel_common, libvarnel_platform", role::ours, all, ours_on_linux),
+         together("libi2c, inih, Mini-XML", role::peer, all, c_peers),
+         together("libi2c, inih, pugixml, spdlog, fmt", role::peer, all, cpp_peers),
+         together("the same with libstdc++, libgcc_s", role::peer, all, both(cpp_peers, cpp_runtime))}});
     figure each{"footprint.armhf_text_each",
                 "Code of each library on 32-bit ARM",
                 "bytes",
                 better::lower,
-                "As in footprint.armhf_text, of which these are the summands.",
+                "The summands of footprint.armhf_text.",
                 {}};
-    each.contenders.push_back(together("libvarnel_common.so.1", role::ours, {"libvarnel_common.so.1"}));
-    for (const auto &[name, size] : all) {
-        if (name != each.contenders.front().name) {
-            each.contenders.push_back(
-                {name, name.starts_with("libvarnel") ? role::ours : role::peer, {size}});
-        }
+    for (const std::string &name : ours_on_linux) {
+        each.contenders.push_back(together(name, role::ours, all, {name}));
+    }
+    for (const std::string &name : both({"libmxml.so.1"}, both(cpp_peers, cpp_runtime))) {
+        each.contenders.push_back(together(name, role::peer, all, {name}));
     }
     found.add(each);
 }

@@ -13,7 +13,7 @@ int speed_in_xml(const char *path) {
     mxml_node_t *tree = file == NULL ? NULL : mxmlLoadFile(NULL, file, MXML_OPAQUE_CALLBACK);
     mxml_node_t *fan = mxmlFindElement(tree, tree, "fan", "id", "2", MXML_DESCEND);
     const char *speed = fan == NULL ? NULL : mxmlElementGetAttr(fan, "speed");
-    const int result = speed == NULL ? -1 : atoi(speed);
+    const int result = speed == NULL ? -1 : (int)strtol(speed, NULL, 10);
     mxmlDelete(tree);
     if (file != NULL) {
         (void)fclose(file);

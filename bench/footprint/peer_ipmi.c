@@ -7,7 +7,7 @@
 
 int relay_command(void) {
     const uint8_t request[] = {1, 0};
-    uint8_t response[64];
+    uint8_t response[64] = {0};
     ipmi_ctx_t context = ipmi_ctx_create();
     if (context == NULL) {
         return -1;

@@ -20,7 +20,7 @@
 
 static int find_limit(void *found, const char *section, const char *name, const char *value) {
     if (strcmp(section, "fan") == 0 && strcmp(name, "limit") == 0) {
-        *(int *)found = atoi(value);
+        *(int *)found = (int)strtol(value, NULL, 10);
     }
     return 1;
 }

@@ -23,7 +23,8 @@ int speed_in_xml(const char *path) {
         xml_iterator it;
         xml_iterator_setup(&it, doc);
         const xml_node *fan = xml_iterator_scan_node_via_attribute_name_and_value(&it, "id", "2");
-        speed = fan == NULL ? -1 : atoi(xml_node_get_attribute_value_with_failsafe(fan, "speed", "-1"));
+        const char *value = fan == NULL ? NULL : xml_node_get_attribute_value(fan, "speed");
+        speed = value == NULL ? -1 : (int)strtol(value, NULL, 10);
     }
     xml_node_delete(doc->root);
     xml_document_delete(doc);
