@@ -8,5 +8,10 @@
 
 int main(int argc, char **argv) {
     using namespace varnel::bench;
-    return run_benchmark(argc, argv, {{"files", text_files}, {"rotation", rotation}, {"syslog", system_log}});
+    const family log{
+        "log", "Logs",
+        "Text files that are moved away when they have outgrown a limit, and lines to the system log. All "
+        "contenders of a figure write the same entries, which are counted or compared where they arrive."};
+    return run_benchmark(argc, argv, {{"files", text_files}, {"rotation", rotation}, {"syslog", system_log}},
+                         {log});
 }

@@ -2,7 +2,6 @@
 // Lines to the system log. This process is the log's end: it receives at /dev/log, in mounts of its own, and
 // compares each line with what was to come.
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <stdexcept>
@@ -17,8 +16,8 @@
 #include <unistd.h>
 
 #include "log/parts.h"
-#include "support/child_process.h"
 #include "support/private_mounts.h"
+#include "support/processes.h"
 #include "support/scratch_folder.h"
 #include "varnel/debug_log.h"
 
@@ -79,55 +78,43 @@ std::vector<std::string> all_lines(const std::string &prefix) {
     return all;
 }
 
-int log_ours() {
+void log_ours() {
     for (int i = 0; i < lines; ++i) {
         IDBG_LINUXAPP_DbgLog(LOG_INFO, "fan %d at %d rpm", i % 8, i);
     }
-    return 0;
 }
 
-int log_by_syslog() {
+void log_by_syslog() {
     openlog(nullptr, LOG_PID, LOG_LOCAL6);
     for (int i = 0; i < lines; ++i) {
         syslog(LOG_INFO, "[%d %s]fan %d at %d rpm", getpid(), "INFO", i % 8, i);
     }
-    return 0;
 }
 
-int log_by_logger(const std::string &file) {
-    if (std::freopen(file.c_str(), "r", stdin) == nullptr) {
-        return 1;
-    }
-    execlp("logger", "logger", "--id", "--tag", "bench_log", "--priority", "local6.info", nullptr);
-    std::perror("logger");
-    return 1;
+void log_by_logger(const std::string &file) {
+    checked(std::freopen(file.c_str(), "r", stdin) == nullptr ? -1 : 0, "freopen");
+    checked(execlp("logger", "logger", "--id", "--tag", "bench_log", "--priority", "local6.info", nullptr),
+            "logger");
 }
 
-int send_all(const std::vector<std::string> &finished) {
-    const int sender = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (connect(sender, address(), sizeof log_socket) != 0) {
-        return 1;
-    }
+void send_all(const std::vector<std::string> &finished) {
+    const auto sender = static_cast<int>(checked(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket"));
+    checked(connect(sender, address(), sizeof log_socket), "connect");
     for (const std::string &each : finished) {
-        if (send(sender, each.data(), each.size(), 0) < 0) {
-            return 1;
-        }
+        checked(send(sender, each.data(), each.size(), 0), "send");
     }
-    return 0;
 }
 
 double lines_per_second(const system_log_end &log, const std::vector<std::string> &expected,
-                        const std::function<int()> &daemon) {
-    const auto begin = std::chrono::steady_clock::now();
-    test::child_process sender(daemon);
+                        const std::function<void()> &daemon) {
+    const double begin = now();
+    const pid_t sender = start_process(daemon);
     for (const std::string &each : expected) {
         log.receive(each);
     }
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    if (!sender.exits_with(0)) {
-        throw std::runtime_error("a process that logs failed");
-    }
-    return lines / taken.count();
+    const double taken = now() - begin;
+    finish_process(sender);
+    return lines / taken;
 }
 
 std::string joined(const std::vector<std::string> &all) {
@@ -147,22 +134,22 @@ void system_log(results &found) {
     test::write_file(folder.file("lines"), joined(all_lines("[12345 INFO]")));
     const std::vector<std::string> finished =
         all_lines("<182>Jun 30 21:49:08 bench_log[12345]: [12345 INFO]");
-    const auto contender_that = [&](const std::string &name, role who, const std::function<int()> &daemon) {
+    const auto contender_that = [&](const std::string &name, role who, const std::function<void()> &daemon) {
         return contender{name, who, [&, daemon] { return lines_per_second(log, expected, daemon); }};
     };
-    found.add(
-        figure{"log.syslog", "Lines to the system log", "lines/s", better::higher,
-               "10,000 lines from a new process to a receiver at /dev/log, until the last has arrived. "
-               "Everybody's lines "
-               "are the same: process, level, text. logger is one process that reads finished lines from its "
-               "standard "
-               "input; a script that starts one for each line pays for a process each time.",
-               interleaved(11, {contender_that("IDBG_LINUXAPP_DbgLog", role::ours, log_ours),
-                                contender_that("syslog()", role::peer, log_by_syslog),
-                                contender_that("logger", role::peer,
-                                               [&folder] { return log_by_logger(folder.file("lines")); }),
-                                contender_that("send() of finished lines", role::floor,
-                                               [&finished] { return send_all(finished); })})});
+    found.add(figure{
+        "log.syslog", "Lines to the system log", "lines/s", better::higher,
+        "10,000 lines from a new process to a receiver at /dev/log, until the last has arrived. "
+        "Everybody's lines "
+        "are the same: process, level, text. logger is one process that reads finished lines from its "
+        "standard "
+        "input; a script that starts one for each line pays for a process each time.",
+        interleaved(
+            11,
+            {contender_that("IDBG_LINUXAPP_DbgLog", role::ours, log_ours),
+             contender_that("syslog()", role::peer, log_by_syslog),
+             contender_that("logger", role::peer, [&folder] { log_by_logger(folder.file("lines")); }),
+             contender_that("send() of finished lines", role::floor, [&finished] { send_all(finished); })})});
 }
 
 } // namespace varnel::bench

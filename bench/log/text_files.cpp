@@ -2,9 +2,9 @@
 // Text logs of limited size. All contenders write the same entries: a line with date and time, and one with a
 // tab and the message. What they leave is counted after each run.
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -20,8 +20,8 @@
 #include <unistd.h>
 
 #include "log/parts.h"
-#include "support/private_mounts.h"
-#include "support/scratch_folder.h"
+#include "support/memory_folder.h"
+#include "support/processes.h"
 #include "varnel/text_log.h"
 
 namespace varnel::bench {
@@ -32,49 +32,36 @@ constexpr int entries = 25'000; // outgrow the limit once, and not twice
 constexpr int32_t limit = 1 << 20;
 constexpr int rotations = 50;
 
-/// A folder in memory.
-class memory_folder {
-  public:
-    memory_folder() {
-        if (!test::mount_memory(folder_.path(), 16 << 20)) {
-            throw std::runtime_error("cannot mount a file system in memory");
-        }
-    }
-    ~memory_folder() { test::unmount(folder_.path()); }
-    memory_folder(const memory_folder &) = delete;
-    memory_folder &operator=(const memory_folder &) = delete;
-
-    [[nodiscard]] std::string log() const { return folder_.file("fan.log"); }
-
-    /// In the log and the one before, whatever its name.
-    [[nodiscard]] std::ptrdiff_t lines() const {
-        std::ptrdiff_t count = 0;
-        for (const std::string &name : folder_.names()) {
-            std::ifstream file(folder_.file(name));
-            count += std::count(std::istreambuf_iterator<char>(file), {}, '\n');
-        }
-        return count;
-    }
-    [[nodiscard]] std::size_t files() const { return folder_.names().size(); }
-
-  private:
-    test::scratch_folder folder_;
+struct left_behind {
+    std::ptrdiff_t files = 0;
+    std::ptrdiff_t lines = 0;
 };
+
+left_behind left_in(const memory_folder &folder) {
+    left_behind found;
+    for (const auto &each : std::filesystem::directory_iterator(folder.file(""))) {
+        std::ifstream file(each.path());
+        ++found.files;
+        found.lines += std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+    }
+    return found;
+}
 
 using writer = std::function<void(const std::string &path)>;
 
 /// Seconds that `write` takes to write a log of which `kept` entries are left in two files.
 double seconds(const writer &write, int kept) {
     const memory_folder folder;
-    const auto begin = std::chrono::steady_clock::now();
-    write(folder.log());
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    if (folder.lines() != std::ptrdiff_t{2} * kept || folder.files() != 2) {
-        throw std::runtime_error("a log has " + std::to_string(folder.lines()) + " lines in " +
-                                 std::to_string(folder.files()) + " files, expected " +
-                                 std::to_string(2 * kept) + " in 2");
+    const double begin = now();
+    write(folder.file("fan.log"));
+    const double taken = now() - begin;
+    const left_behind left = left_in(folder);
+    if (left.files != 2 || left.lines != std::ptrdiff_t{2} * kept) {
+        throw std::runtime_error("a log has " + std::to_string(left.lines) + " lines in " +
+                                 std::to_string(left.files) + " files, expected " + std::to_string(2 * kept) +
+                                 " in 2");
     }
-    return taken.count();
+    return taken;
 }
 
 constexpr int fan_of(int entry) { return entry % 8; }
@@ -82,9 +69,7 @@ constexpr int speed_of(int entry) { return 3000 + entry % 1000; }
 
 void write_ours(const std::string &path, int count, int32_t size) {
     for (int i = 0; i < count; ++i) {
-        if (log_str_size(path.c_str(), size, "fan %d at %d rpm", fan_of(i), speed_of(i)) != 0) {
-            throw std::runtime_error("log_str_size failed");
-        }
+        checked(log_str_size(path.c_str(), size, "fan %d at %d rpm", fan_of(i), speed_of(i)), "log_str_size");
     }
 }
 
@@ -97,52 +82,41 @@ void write_spdlog(const std::string &path, int count, std::size_t size, spdlog::
     }
 }
 
-void checked(bool done, const char *call) {
-    if (!done) {
-        throw std::runtime_error(std::string(call) + " failed");
-    }
-}
-
-int new_file(const std::string &path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    checked(file >= 0, "open");
-    return file;
-}
-
 const std::string finished_entry = "Wed Jun 30 21:49:08 1993\n\tfan 2 at 3000 rpm\n";
 
-void append(int file) {
-    checked(write(file, finished_entry.data(), finished_entry.size()) ==
-                static_cast<ssize_t>(finished_entry.size()),
-            "write");
+int opened(const std::string &path) {
+    return static_cast<int>(
+        checked(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666), "open"));
 }
+
+void append(int file) { checked(write(file, finished_entry.data(), finished_entry.size()), "write"); }
+
+void move_aside(const std::string &path) { checked(rename(path.c_str(), (path + ".old").c_str()), "rename"); }
 
 /// To files that are moved after `in_file` entries.
 void write_bare(const std::string &path, int count, int in_file) {
-    int file = new_file(path);
+    int file = opened(path);
     for (int i = 0; i < count; ++i) {
         if (i % in_file == 0 && i != 0) {
-            checked(close(file) == 0 && rename(path.c_str(), (path + ".old").c_str()) == 0, "rename");
-            file = new_file(path);
+            close(file);
+            move_aside(path);
+            file = opened(path);
         }
         append(file);
     }
-    checked(close(file) == 0, "close");
+    close(file);
 }
 
 /// The same with a file that is found anew for each entry.
 void write_reopened(const std::string &path, int count, off_t size) {
-    close(new_file(path));
     for (int i = 0; i < count; ++i) {
         struct stat status {};
-        checked(stat(path.c_str(), &status) == 0, "stat");
-        if (status.st_size > size) {
-            checked(rename(path.c_str(), (path + ".old").c_str()) == 0, "rename");
+        if (stat(path.c_str(), &status) == 0 && status.st_size > size) {
+            move_aside(path);
         }
-        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-        checked(file >= 0, "open");
+        const int file = opened(path);
         append(file);
-        checked(close(file) == 0, "close");
+        close(file);
     }
 }
 
@@ -154,24 +128,15 @@ contender microseconds_each(const std::string &name, role who, const writer &wri
     return {name, who, [write] { return seconds(write, 2) * 1e6 / rotations; }};
 }
 
-void need_private_mounts() {
-    static const bool entered = test::enter_private_mounts();
-    if (!entered) {
-        throw std::runtime_error("needs the right to mount a file system (root, or user namespaces)");
-    }
-}
-
 } // namespace
 
 void text_files(results &found) {
-    need_private_mounts();
     found.add(figure{
         "log.files", "Entries to a text log of limited size", "entries/s", better::higher,
         "25,000 entries of 45 bytes, limit 1 MiB, so that a new file is begun once; files are in memory. "
         "log_str_size opens and closes the file for each entry, so that others may move or remove it; spdlog "
         "keeps it open. Without flushing, entries wait in the process and are lost when it dies. The floors "
-        "write "
-        "entries made beforehand, one as log_str_size does, one to an open file.",
+        "write entries made beforehand, one as log_str_size does, one to an open file.",
         interleaved(
             11, {per_second("log_str_size", role::ours, [](auto &path) { write_ours(path, entries, limit); }),
                  per_second("spdlog, flushed", role::peer,
@@ -185,7 +150,6 @@ void text_files(results &found) {
 }
 
 void rotation(results &found) {
-    need_private_mounts();
     found.add(figure{
         "log.rotation", "Beginning a new log file", "us", better::lower,
         "50 entries with a limit that each outgrows: move the file away, begin another, write one entry. "

@@ -52,7 +52,7 @@ struct cost {
     double allocations;
 };
 
-std::string command_line(const program &who, const std::string &shape_name, int devices, int count) {
+std::string command_line(const program &who, const std::string &shape_name, std::size_t devices, int count) {
     return quoted(who.file) + " " + shape_name + " " + std::to_string(devices) + " " + std::to_string(count);
 }
 
@@ -65,7 +65,7 @@ cost cost_of(const std::string &command) {
     return found;
 }
 
-std::vector<measurement> timed(const std::string &shape_name, int devices, int rounds) {
+std::vector<contender> timed(const std::string &shape_name, std::size_t devices) {
     constexpr int transactions = 200'000;
     std::vector<contender> all;
     for (const program &each : programs) {
@@ -73,16 +73,15 @@ std::vector<measurement> timed(const std::string &shape_name, int devices, int r
         all.push_back(
             {each.name, each.who, [command] { return cost_of(command).nanoseconds / transactions; }});
     }
-    return interleaved(rounds, all);
+    return all;
 }
 
 void measure_time(results &found) {
     for (const shape &each : shapes) {
         found.add(figure{"smbus." + each.name, each.title + " on a null bus", "ns", better::lower,
                          "200,000 transactions with one device, the calling loop and a check of the answer "
-                         "included." +
-                             contenders_do,
-                         timed(each.name, 1, 11)});
+                         "included.",
+                         interleaved(11, timed(each.name, 1))});
     }
 }
 
@@ -143,34 +142,27 @@ void count_allocations(results &found) {
 }
 
 void measure_growth(results &found) {
-    growth made{
-        "smbus.devices",
-        "SMBus read word, devices in turn",
-        "devices",
-        "ns",
+    const std::vector<double> sizes{1, 10, 100, 1000};
+    found.add(growth{
+        "smbus.devices", "SMBus read word, devices in turn", "devices", "ns",
         "Time of one transaction when 1 to 1000 devices are read in turn, up to 100 on an adapter or "
         "multiplexer channel (Linux gives each a bus number). libi2c keeps a descriptor for each bus and "
         "is told the slave whenever it is another; our handles carry it.",
-        {1, 10, 100, 1000},
-        {}};
-    for (const program &each : programs) {
-        made.lines.push_back({each.name, each.who, {}});
-    }
-    for (const double devices : made.sizes) {
-        const std::vector<measurement> measured = timed("read_word", static_cast<int>(devices), 9);
-        for (std::size_t i = 0; i < measured.size(); ++i) {
-            made.lines[i].values.push_back(measured[i].values);
-        }
-    }
-    found.add(made);
+        sizes, measured_growth(9, sizes, [](std::size_t devices) { return timed("read_word", devices); })});
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
+    const family smbus{
+        "smbus", "SMBus transactions",
+        "What a transaction costs in the processor, on a bus that answers at once. On a real one a "
+        "read word takes about half a millisecond at 100 kHz." +
+            contenders_do};
     return run_benchmark(argc, argv,
                          {{"time", measure_time},
                           {"instructions", count_instructions},
                           {"allocations", count_allocations},
-                          {"growth", measure_growth}});
+                          {"growth", measure_growth}},
+                         {smbus});
 }

@@ -2,6 +2,7 @@
 #include "support/results.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -18,24 +19,39 @@ using nlohmann::json;
 
 const char *name_of(role who) { return who == role::ours ? "ours" : who == role::peer ? "peer" : "floor"; }
 
+bool is_quick = false; // --quick
+
 json summary(const std::vector<double> &values) {
     const auto [lowest, highest] = std::minmax_element(values.begin(), values.end());
     return {
         {"median", median(values)}, {"lowest", *lowest}, {"highest", *highest}, {"rounds", values.size()}};
 }
 
+json to_json(const figure &of, const measurement &each) {
+    json entry = summary(each.values);
+    entry["name"] = each.name;
+    entry["role"] = name_of(each.who);
+    const std::optional<double> quotient = ratio(of, each);
+    entry["ratio"] = quotient ? json(*quotient) : json();
+    return entry;
+}
+
+json to_json(const family &from) { return {{"id", from.id}, {"title", from.title}, {"about", from.about}}; }
+
 json to_json(const figure &from) {
     json contenders = json::array();
     for (const measurement &each : from.contenders) {
-        json entry = summary(each.values);
-        entry["name"] = each.name;
-        entry["role"] = name_of(each.who);
-        entry["ratio"] = ratio(from, each);
-        contenders.push_back(entry);
+        contenders.push_back(to_json(from, each));
     }
-    return {{"id", from.id},     {"title", from.title},
-            {"unit", from.unit}, {"better", from.direction == better::lower ? "lower" : "higher"},
-            {"how", from.how},   {"contenders", contenders}};
+    json result{{"id", from.id},     {"title", from.title},
+                {"unit", from.unit}, {"better", from.direction == better::lower ? "lower" : "higher"},
+                {"how", from.how},   {"contenders", contenders}};
+    if (from.wanted) {
+        result["goal"] = {{"ratio", from.wanted->ratio},
+                          {"against", from.wanted->against},
+                          {"met", is_met(from, *from.wanted)}};
+    }
+    return result;
 }
 
 json to_json(const growth &from) {
@@ -62,13 +78,31 @@ json all_to_json(const std::vector<T> &all) {
     return list;
 }
 
+std::string printed_ratio(std::optional<double> quotient) {
+    char text[32] = "-";
+    if (quotient) {
+        std::snprintf(text, sizeof text, "%.2f", *quotient);
+    }
+    return text;
+}
+
+void print_goal(const figure &found) {
+    std::printf("  goal: a ratio of %g or more to %s: %s\n", found.wanted->ratio,
+                found.wanted->against.empty() ? "each peer" : found.wanted->against.c_str(),
+                is_met(found, *found.wanted) ? "met" : "MISSED");
+}
+
 void print(const figure &found) {
     std::printf("\n%s (%s)\n  %-34s %14s %14s %14s %8s\n", found.title.c_str(), found.id.c_str(),
                 found.unit.c_str(), "median", "lowest", "highest", "ratio");
     for (const measurement &each : found.contenders) {
         const auto [lowest, highest] = std::minmax_element(each.values.begin(), each.values.end());
-        std::printf("  %-34s %14.6g %14.6g %14.6g %8.2f%s\n", each.name.c_str(), median(each.values), *lowest,
-                    *highest, ratio(found, each), each.who == role::floor ? "  (floor)" : "");
+        std::printf("  %-34s %14.6g %14.6g %14.6g %8s%s\n", each.name.c_str(), median(each.values), *lowest,
+                    *highest, printed_ratio(ratio(found, each)).c_str(),
+                    each.who == role::floor ? "  (floor)" : "");
+    }
+    if (found.wanted) {
+        print_goal(found);
     }
     std::fflush(stdout);
 }
@@ -96,15 +130,29 @@ double median(std::vector<double> values) {
     return values.at(values.size() / 2);
 }
 
-double ratio(const figure &of, const measurement &peer) {
+std::optional<double> ratio(const figure &of, const measurement &peer) {
+    const bool is_lower = of.direction == better::lower;
     const std::vector<double> &ours = of.contenders.at(0).values;
     std::vector<double> ratios;
     for (std::size_t round = 0; round < ours.size(); ++round) {
-        const double theirs = peer.values.at(round);
-        ratios.push_back(of.direction == better::lower ? theirs / ours[round] : ours[round] / theirs);
+        const double dividend = is_lower ? peer.values.at(round) : ours[round];
+        const double divisor = is_lower ? ours[round] : peer.values.at(round);
+        if (divisor == 0) {
+            return std::nullopt;
+        }
+        ratios.push_back(dividend / divisor);
     }
     return median(ratios);
 }
+
+bool is_met(const figure &of, const goal &wanted) {
+    return std::all_of(of.contenders.begin(), of.contenders.end(), [&](const measurement &each) {
+        const bool counts = wanted.against.empty() ? each.who == role::peer : each.name == wanted.against;
+        return !counts || ratio(of, each).value_or(0) >= wanted.ratio;
+    });
+}
+
+void results::add(const family &about) { families_.push_back(about); }
 
 void results::add(const figure &found) {
     print(found);
@@ -118,28 +166,69 @@ void results::add(const growth &found) {
 
 void results::save(const std::string &path) const {
     std::ofstream file(path);
-    file << json{{"figures", all_to_json(figures_)}, {"growths", all_to_json(growths_)}}.dump(1) << '\n';
+    const json all{{"families", all_to_json(families_)},
+                   {"figures", all_to_json(figures_)},
+                   {"growths", all_to_json(growths_)}};
+    file << all.dump(1) << '\n';
     if (!file.flush()) {
         throw std::runtime_error("cannot write " + path);
     }
 }
 
 std::vector<measurement> interleaved(int rounds, const std::vector<contender> &contenders) {
-    std::vector<measurement> found;
+    std::vector<contender_of_several> all;
+    all.reserve(contenders.size());
     for (const contender &each : contenders) {
-        found.push_back({each.name, each.who, std::vector<double>(static_cast<std::size_t>(rounds))});
+        all.push_back({each.name, each.who, [&each] { return std::vector<double>{each.run()}; }});
     }
-    for (std::size_t round = 0; round < static_cast<std::size_t>(rounds); ++round) {
+    return interleaved(rounds, 1, all).front();
+}
+
+std::vector<std::vector<measurement>> interleaved(int rounds, std::size_t count,
+                                                  const std::vector<contender_of_several> &contenders) {
+    const auto wanted = static_cast<std::size_t>(is_quick ? std::max(3, rounds / 10) : rounds);
+    std::vector<measurement> blank;
+    blank.reserve(contenders.size());
+    for (const contender_of_several &each : contenders) {
+        blank.push_back({each.name, each.who, std::vector<double>(wanted)});
+    }
+    std::vector<std::vector<measurement>> found(count, blank);
+    for (std::size_t round = 0; round < wanted; ++round) {
         for (std::size_t turn = 0; turn < contenders.size(); ++turn) {
             const std::size_t i = (turn + round) % contenders.size();
-            found[i].values[round] = contenders[i].run();
+            const std::vector<double> values = contenders[i].run();
+            for (std::size_t value = 0; value < count; ++value) {
+                found[value][i].values[round] = values.at(value);
+            }
         }
+    }
+    for (std::vector<measurement> &each : found) {
+        std::erase_if(each, [](const measurement &m) { return std::isnan(m.values.front()); });
     }
     return found;
 }
 
-int run_benchmark(int argc, char **argv, const std::vector<part> &parts) {
+std::vector<growth::line>
+measured_growth(int rounds, const std::vector<double> &sizes,
+                const std::function<std::vector<contender>(std::size_t size)> &contenders_of) {
+    std::vector<growth::line> lines;
+    for (const double size : sizes) {
+        const std::vector<measurement> found =
+            interleaved(rounds, contenders_of(static_cast<std::size_t>(size)));
+        lines.resize(found.size());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            lines[i].name = found[i].name;
+            lines[i].who = found[i].who;
+            lines[i].values.push_back(found[i].values);
+        }
+    }
+    return lines;
+}
+
+int run_benchmark(int argc, char **argv, const std::vector<part> &parts,
+                  const std::vector<family> &families) {
     std::vector<std::string> names;
+    names.reserve(parts.size());
     for (const part &each : parts) {
         names.push_back(each.name);
     }
@@ -147,10 +236,14 @@ int run_benchmark(int argc, char **argv, const std::vector<part> &parts) {
     std::string file;
     std::vector<std::string> wanted = names;
     app.add_option("--json", file, "also write what was found there");
+    app.add_flag("--quick", is_quick, "a tenth of the rounds, to try it");
     app.add_option("part", wanted, "what to run (default: everything)")->check(CLI::IsMember(names));
     CLI11_PARSE(app, argc, argv);
     try {
         results found;
+        for (const family &each : families) {
+            found.add(each);
+        }
         for (const part &each : parts) {
             if (std::find(wanted.begin(), wanted.end(), each.name) != wanted.end()) {
                 each.run(found);

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+// Clocks, processes and failed calls: what benchmarks that look at more than this process need.
+#pragma once
+
+#include <functional>
+
+#include <sys/types.h>
+
+namespace varnel::bench {
+
+double now(); ///< seconds, monotonic
+
+/// Processor seconds of this process so far, in the kernel too: what else the machine does is left out.
+double processor_seconds();
+
+/// Throws std::system_error with the call and its errno when `result` is negative.
+long checked(long result, const char *call);
+
+/// Runs `body` in another process. What it throws ends that with a line on standard error and status 1.
+pid_t start_process(const std::function<void()> &body);
+/// Waits for its end; returns the processor seconds it used. Throws std::runtime_error when it failed.
+double finish_process(pid_t id);
+
+} // namespace varnel::bench
