@@ -52,7 +52,7 @@ const std::string daemon_does =
     "libraries do not have: locks, queues, file transfer. The floor does nothing.";
 
 const std::vector<daemon_group> groups{{"", "a daemon with everything", daemons("_ipmi")},
-                                       {"_without_ipmi", "a daemon without IPMI sessions", daemons("")}};
+                                       {".without_ipmi", "a daemon without IPMI sessions", daemons("")}};
 
 void measure_start(results &found) {
     for (const daemon_group &group : groups) {
@@ -179,7 +179,7 @@ void measure_text(results &found) {
          together("libi2c, inih, Mini-XML", role::peer, all, c_peers),
          together("libi2c, inih, pugixml, spdlog, fmt", role::peer, all, cpp_peers),
          together("the same with libstdc++, libgcc_s", role::peer, all, both(cpp_peers, cpp_runtime))}});
-    figure each{"footprint.armhf_text_each",
+    figure each{"footprint.armhf_text.each",
                 "Code of each library on 32-bit ARM",
                 "bytes",
                 better::lower,
