@@ -46,11 +46,6 @@ std::vector<daemon_program> daemons(const std::string &suffix) {
             {"C library alone", role::floor, folder + "libc", "limit 0 speed 0"}};
 }
 
-const std::string daemon_does =
-    " Ours links libvarnel_common and libvarnel_platform. The others do by hand, with the C library, what "
-    "their "
-    "libraries do not have: locks, queues, file transfer. The floor does nothing.";
-
 const std::vector<daemon_group> groups{{"", "a daemon with everything", daemons("_ipmi")},
                                        {".without_ipmi", "a daemon without IPMI sessions", daemons("")}};
 
@@ -76,8 +71,7 @@ void count_loader_work(results &found) {
             relative.push_back({each.name, each.who, {work.relative}});
         }
         const std::string how =
-            "Counted by the dynamic loader (LD_DEBUG=statistics) before main(), in all libraries." +
-            daemon_does;
+            "Counted by the dynamic loader (LD_DEBUG=statistics) before main(), in all libraries.";
         found.add(figure{"footprint.bindings" + group.suffix, "Symbols bound to start " + group.title,
                          "relocations", better::lower, how, lookups});
         found.add(figure{"footprint.relative" + group.suffix, "Addresses moved to start " + group.title,
@@ -197,11 +191,14 @@ void measure_text(results &found) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const family footprint{
-        "footprint", "Footprint",
-        "What it costs to link the library: one small daemon, its jobs done by this library, by small "
-        "libraries in C, and by libraries in C++; with libfreeipmi for IPMI sessions and without." +
-            daemon_does};
+    const family footprint{"footprint", "Footprint",
+                           "What it costs to link the library: one small daemon, its jobs done by this "
+                           "library with its platform for "
+                           "Linux, by small libraries in C, and by libraries in C++; with libfreeipmi for "
+                           "IPMI sessions and without. "
+                           "What the others' libraries do not have, locks, queues, file transfer, those "
+                           "daemons do by hand with the C "
+                           "library. The floor does nothing."};
     return run_benchmark(argc, argv,
                          {{"start", measure_start},
                           {"loader", count_loader_work},
