@@ -60,11 +60,11 @@ std::string user(int number, const char *name, const char *password, const char 
     return line.str();
 }
 
-std::string lan_configuration(int count) {
+std::string lan_configuration(int count, int first) {
     std::ostringstream text;
     text << "name \"rack\"\n";
     for (int n = 0; n < count; ++n) {
-        text << "set_working_mc " << first_mc + 2 * n << "\n  startlan 1\n    addr " << bmc_address(n)
+        text << "set_working_mc " << first_mc + 2 * n << "\n  startlan 1\n    addr " << bmc_address(first + n)
              << " 623\n    priv_limit admin\n    allowed_auths_admin none md5\n"
              << "    guid a123456789abcdefa123456789abcdef\n  endlan\n"
              << user(2, "admin", "secret", "admin");
@@ -83,13 +83,13 @@ std::string emulator_configuration(int count) {
     return text.str();
 }
 
-std::string configured_folder(int count) {
+std::string configured_folder(int count, int first) {
     std::string folder = std::filesystem::temp_directory_path() / "varnel-ipmi-XXXXXX";
     if (mkdtemp(folder.data()) == nullptr) {
         throw std::runtime_error("mkdtemp");
     }
     std::filesystem::create_directory(folder + "/state");
-    std::ofstream(folder + "/lan.conf") << lan_configuration(count);
+    std::ofstream(folder + "/lan.conf") << lan_configuration(count, first);
     std::ofstream(folder + "/bmc.emu") << emulator_configuration(count);
     return folder;
 }
@@ -98,10 +98,10 @@ std::vector<std::string> simulator(const std::string &folder) {
     return {IPMI_SIM, "-n", "-c", folder + "/lan.conf", "-f", folder + "/bmc.emu", "-s", folder + "/state"};
 }
 
-std::vector<std::string> bmc_addresses(int count) {
+std::vector<std::string> bmc_addresses(int count, int first) {
     std::vector<std::string> all;
     for (int n = 0; n < count; ++n) {
-        all.push_back(bmc_address(n));
+        all.push_back(bmc_address(first + n));
     }
     return all;
 }
@@ -126,10 +126,12 @@ bmc_server::~bmc_server() {
     waitpid(pid_, nullptr, 0);
 }
 
-std::string bmc_address(int n) { return "127.0.1." + std::to_string(n + 1); }
+std::string bmc_address(int n) {
+    return "127.0." + std::to_string(1 + n / 200) + "." + std::to_string(1 + n % 200);
+}
 
-simulated_bmcs::simulated_bmcs(int count)
-    : folder_(configured_folder(count)), server_(simulator(folder_), bmc_addresses(count)) {}
+simulated_bmcs::simulated_bmcs(int count, int first)
+    : folder_(configured_folder(count, first)), server_(simulator(folder_), bmc_addresses(count, first)) {}
 
 simulated_bmcs::~simulated_bmcs() { std::filesystem::remove_all(folder_); }
 

@@ -21,14 +21,14 @@ class bmc_server {
     pid_t pid_;
 };
 
-/// The address of simulated BMC `n`, 0 to 63.
+/// The address of simulated BMC `n`, from 0.
 std::string bmc_address(int n);
 
-/// ipmi_sim with `count` BMCs and oem_commands.c. Users: admin (administrator) with password "secret", and
-/// "sixteen.letters." with "twenty.letters.long.".
+/// ipmi_sim with `count` BMCs, up to 64, of which `first` is the first, and oem_commands.c. Users: admin
+/// (administrator) with password "secret", and "sixteen.letters." with "twenty.letters.long.".
 class simulated_bmcs {
   public:
-    explicit simulated_bmcs(int count = 1);
+    explicit simulated_bmcs(int count = 1, int first = 0);
     ~simulated_bmcs();
     simulated_bmcs(const simulated_bmcs &) = delete;
     simulated_bmcs &operator=(const simulated_bmcs &) = delete;
