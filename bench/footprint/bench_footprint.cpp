@@ -163,11 +163,10 @@ void measure_text(results &found) {
         "Code of the libraries on 32-bit ARM",
         "bytes",
         better::lower,
-        "What size(1) calls text: code and constants. Ours built here, the others as Debian builds them. "
-        "spdlog "
-        "needs fmt and, like pugixml, the runtime libraries of C++. Chip drivers, system log, locks, queues, "
-        "relay and "
-        "file transfer are in ours alone; libfreeipmi is left out of all.",
+        "What size(1) calls text: code and constants. Ours built here, the others as Debian "
+        "builds them. spdlog needs fmt and, like pugixml, the runtime libraries of C++. Chip "
+        "drivers, system log, locks, queues, relay and file transfer are in ours alone; "
+        "libfreeipmi is left out of all.",
         {together("libvarnel_common", role::ours, all, ours),
          together("libvarnel_common, libvarnel_platform", role::ours, all, ours_on_linux),
          together("libi2c, inih, Mini-XML", role::peer, all, c_peers),

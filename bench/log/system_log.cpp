@@ -140,10 +140,9 @@ void system_log(results &found) {
     found.add(figure{
         "log.syslog", "Lines to the system log", "lines/s", better::higher,
         "10,000 lines from a new process to a receiver at /dev/log, until the last has arrived. "
-        "Everybody's lines "
-        "are the same: process, level, text. logger is one process that reads finished lines from its "
-        "standard "
-        "input; a script that starts one for each line pays for a process each time.",
+        "Everybody's lines are the same: process, level, text. logger is one process that reads "
+        "finished lines from its standard input; a script that starts one for each line pays for "
+        "a process each time.",
         interleaved(
             11,
             {contender_that("IDBG_LINUXAPP_DbgLog", role::ours, log_ours),

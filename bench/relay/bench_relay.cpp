@@ -162,12 +162,11 @@ void latency(results &found) {
     (void)found_suite(); // what the first sessions of a process take longer is not measured
     found.add(figure{
         "relay.latency", "Relaying one command to a BMC", "ms", better::lower,
-        "Find the login, open an IPMI 2.0 session, send 16 bytes and get them back, close: mean of 20 relays "
-        "to "
-        "ipmi_sim on loopback. libfreeipmi is given login and cipher suite 3 by the caller; ours looks both "
-        "up "
-        "in the device table. Where the table names no suite ours asks for 17 first, which this BMC refuses. "
-        "The floor is the command alone in a session that is open.",
+        "Find the login, open an IPMI 2.0 session, send 16 bytes and get them back, close: mean "
+        "of 20 relays to ipmi_sim on loopback. libfreeipmi is given login and cipher suite 3 by "
+        "the caller; ours looks both up in the device table. Where the table names no suite ours "
+        "asks for 17 first, which this BMC refuses. The floor is the command alone in a session "
+        "that is open.",
         interleaved(11, {{"smc_send_command_to_bmc", role::ours, known_suite},
                          {"the same, suite not in the table", role::ours, found_suite},
                          {"libfreeipmi", role::peer, [] { return milliseconds_each([] { relay_bare(0); }); }},

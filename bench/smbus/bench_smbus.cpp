@@ -41,10 +41,10 @@ const std::vector<shape> shapes{{"read_byte", "SMBus read byte"},
                                 {"read_block", "SMBus block read, 32 bytes"}};
 
 const std::string contenders_do =
-    " The null bus answers at once. It is below the port for varnel and the floor; below ioctl() for varnel "
-    "with "
-    "its platform, which also asks the kernel each time whether its descriptor is still that of the adapter "
-    "(fstat), and for libi2c, which has the slave's address set beforehand.";
+    " The null bus answers at once. It is below the port for varnel and the floor; below ioctl() "
+    "for varnel with its platform, which also asks the kernel each time whether its descriptor "
+    "is still that of the adapter (fstat), and for libi2c, which has the slave's address set "
+    "beforehand.";
 
 /// Of all transactions of a run.
 struct cost {
@@ -145,10 +145,10 @@ void measure_growth(results &found) {
     const std::vector<double> sizes{1, 10, 100, 1000};
     found.add(growth{
         "smbus.read_word.devices", "SMBus read word, devices in turn", "devices", "ns",
-        "Processor time of one transaction when 1 to 1000 devices are read in turn, up to 100 on an adapter "
-        "or multiplexer channel (Linux gives each a bus number). libi2c keeps a descriptor for each bus and "
-        "is "
-        "told the slave whenever it is another; our handles carry it.",
+        "Processor time of one transaction when 1 to 1000 devices are read in turn, up to 100 on "
+        "an adapter or multiplexer channel (Linux gives each a bus number). libi2c keeps a "
+        "descriptor for each bus and is told the slave whenever it is another; our handles carry "
+        "it.",
         sizes, measured_growth(15, sizes, [](std::size_t devices) { return timed("read_word", devices); })});
 }
 

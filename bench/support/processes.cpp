@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/processes.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -8,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -70,6 +72,26 @@ double finish_process(pid_t id) {
         throw std::runtime_error("a process failed with status " + std::to_string(status));
     }
     return seconds_of(use.ru_utime) + seconds_of(use.ru_stime);
+}
+
+std::vector<double> measured_apart(std::size_t count, const std::function<std::vector<double>()> &measure) {
+    std::array<int, 2> ends{};
+    checked(pipe2(ends.data(), O_CLOEXEC), "pipe2");
+    const auto [out, in] = ends;
+    const std::size_t size = count * sizeof(double);
+    const pid_t id = start_process([&] {
+        const std::vector<double> values = measure();
+        checked(write(in, values.data(), size), "write");
+    });
+    close(in);
+    std::vector<double> values(count);
+    const ssize_t got = read(out, values.data(), size);
+    close(out);
+    finish_process(id);
+    if (got != static_cast<ssize_t>(size)) {
+        throw std::runtime_error("a process did not say what it measured");
+    }
+    return values;
 }
 
 } // namespace varnel::bench

@@ -2,7 +2,9 @@
 // Clocks, processes and failed calls: what benchmarks that look at more than this process need.
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -20,5 +22,8 @@ long checked(long result, const char *call);
 pid_t start_process(const std::function<void()> &body);
 /// Waits for its end; returns the processor seconds it used. Throws std::runtime_error when it failed.
 double finish_process(pid_t id);
+
+/// The `count` values that `measure` returns in another process, whose heap nobody else has used.
+std::vector<double> measured_apart(std::size_t count, const std::function<std::vector<double>()> &measure);
 
 } // namespace varnel::bench

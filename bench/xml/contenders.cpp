@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 
 #include <expat.h>
 #include <libxml/parser.h>
@@ -137,7 +138,9 @@ std::vector<std::shared_ptr<tree_library>> tree_libraries() {
 
 allocation_floor::allocation_floor(std::FILE *stream) {
     xml_document *const document = xml_document_new();
-    xml_read_file(document, stream, 0);
+    if (xml_read_file(document, stream, 0) != 0 || document->status != 0) {
+        throw std::runtime_error("no tree whose allocations could be repeated");
+    }
     xml_iterator it;
     xml_iterator_setup(&it, document);
     for (const xml_node *node = it.current; node != nullptr; node = xml_iterator_next(&it)) {

@@ -31,7 +31,7 @@ std::vector<std::shared_ptr<tree_library>> tree_libraries();
 /// The allocations and frees of this library's tree of a text, and nothing else.
 class allocation_floor {
   public:
-    /// False when the text could not be read.
+    /// Throws std::runtime_error when the text cannot be read.
     explicit allocation_floor(std::FILE *stream);
     void allocate();
     void release();
