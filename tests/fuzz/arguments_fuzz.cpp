@@ -78,9 +78,8 @@ outcome run(const std::string &name, const std::vector<std::string> &arguments) 
     const overheard said;
     const int status = run_guarded(name.c_str(), [&] {
         return name == "varnel" ? run_command(arguments, [](context &asked) { asked.status = carried_out; })
-                                : varnel::sim::tool::run_command(arguments, [](auto &asked) {
-                                      asked.status = carried_out;
-                                  });
+                                : varnel::sim::tool::run_command(
+                                      arguments, [](auto &asked) { asked.status = carried_out; });
     });
     return {status, said.output(), said.error()};
 }

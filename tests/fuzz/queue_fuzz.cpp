@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// A queue with any bytes in it, written or posted in any pieces, while the reader waits for them: what is read
-// must be what stands there, and nothing beyond may be touched. The command's reader gets the same queues.
+// A queue with any bytes in it, written or posted in any pieces, while the reader waits for them: what is
+// read must be what stands there, and nothing beyond may be touched. The command's reader gets the same
+// queues.
 
 #include <algorithm>
 #include <array>
@@ -64,15 +65,16 @@ int32_t length_in(const std::string &record) {
 enum class way { write, post, post_without_waiting, post_by_name };
 
 struct piece {
-    std::string bytes; ///< those that get into the pipe
+    std::string memory;
+    std::size_t size; ///< so much of it gets into the pipe
     way how;
 };
 
-/// A record that begins with these bytes, as long as posting takes it: zeros follow, if need be.
-piece record_from(const std::string &bytes, way how) {
-    std::string record = bytes;
-    record.resize(static_cast<uint16_t>(static_cast<uint32_t>(length_in(bytes)) + header_size));
-    return {std::move(record), how};
+/// A record that begins with these bytes; zeros follow, if need be. Posting counts in 16 bits.
+piece record_from(std::string bytes, way how) {
+    const auto size = static_cast<uint16_t>(static_cast<uint32_t>(length_in(bytes)) + header_size);
+    bytes.resize(std::max<std::size_t>(size, header_size));
+    return {std::move(bytes), size, how};
 }
 
 std::vector<piece> pieces_of(const std::string &stream, way how, std::size_t size) {
@@ -80,13 +82,12 @@ std::vector<piece> pieces_of(const std::string &stream, way how, std::size_t siz
     std::size_t total = 0;
     for (std::size_t at = 0; at < stream.size() && total < most_bytes;) {
         if (how == way::write || stream.size() - at < header_size) {
-            pieces.push_back({stream.substr(at, size), way::write});
-            at += pieces.back().bytes.size();
+            pieces.push_back({stream.substr(at, size), std::min(size, stream.size() - at), way::write});
         } else {
             pieces.push_back(record_from(stream.substr(at), how));
-            at += std::max(pieces.back().bytes.size(), header_size);
         }
-        total += pieces.back().bytes.size();
+        at += pieces.back().memory.size();
+        total += pieces.back().size;
     }
     return pieces;
 }
@@ -94,7 +95,7 @@ std::vector<piece> pieces_of(const std::string &stream, way how, std::size_t siz
 std::string all_of(const std::vector<piece> &pieces) {
     std::string bytes;
     for (const piece &each : pieces) {
-        bytes += each.bytes;
+        bytes.append(each.memory, 0, each.size);
     }
     return bytes;
 }
@@ -150,26 +151,19 @@ class queue {
 
   private:
     void put(const piece &next) const {
-        std::string record = next.bytes;
-        record.resize(std::max(record.size(), header_size));
+        const auto *const message = reinterpret_cast<const queue_message *>(next.memory.data());
         if (next.how == way::post_by_name) {
-            require(post_message_to_named_queue(message(record), path().c_str()) == 0, "post by name");
+            require(post_message_to_named_queue(message, path().c_str()) == 0, "post by name");
             return;
         }
         const int in = open(path().c_str(), O_WRONLY | O_CLOEXEC);
         if (next.how == way::write) {
-            require(write(in, next.bytes.data(), next.bytes.size()) ==
-                        static_cast<ssize_t>(next.bytes.size()),
-                    "write");
+            require(write(in, message, next.size) == static_cast<ssize_t>(next.size), "write");
         } else {
             const auto post = next.how == way::post ? post_message : post_message_non_block;
-            require(post(message(record), in) == 0, "post");
+            require(post(message, in) == 0, "post");
         }
         close(in);
-    }
-
-    static const queue_message *message(const std::string &record) {
-        return reinterpret_cast<const queue_message *>(record.data());
     }
 
     std::vector<piece> pieces_;

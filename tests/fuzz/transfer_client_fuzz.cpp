@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A sender that sends anything, in any pieces, and may break off: the receiver's file and result must be those
-// of a plain model, and open is left what the header says.
+// A sender that sends anything, in any pieces, and may break off: the receiver's file and result must be
+// those of a plain model, and open is left what the header says.
 
 #include <algorithm>
 #include <array>

@@ -9,10 +9,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
-#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -35,9 +35,9 @@ constexpr std::size_t never = SIZE_MAX;
 enum class step { none, socket, setsockopt, bind, fopen, listen, accept };
 
 struct client {
-    std::string says;        ///< before it reads
+    std::string says;          ///< before it reads
     std::size_t stays = never; ///< for so many bytes
-    std::size_t cut = never; ///< this send to it ends half way, as after a signal
+    std::size_t cut = never;   ///< this send to it ends half way, as after a signal
     int own_end = -1;
     int server_end = -1;
     std::size_t sends = 0;
@@ -56,7 +56,7 @@ struct server {
     unsigned int slept = 0;
 };
 
-server *under_test = nullptr; // by the thread that serves, of which there is one at a time
+thread_local server *under_test = nullptr; // of the thread that serves
 
 bool fails(step at) {
     const bool repeated = at == step::listen || at == step::accept;
@@ -257,11 +257,10 @@ void close_what_is_open(const server &world) {
 std::size_t serve(server &world, const char *path) {
     std::string order(1, static_cast<char>(world.clients.size()));
     order += path;
-    under_test = &world;
-    pthread_t thread{};
-    require(pthread_create(&thread, nullptr, lan_transfer_file, order.data()) == 0, "pthread_create");
-    pthread_join(thread, nullptr);
-    under_test = nullptr;
+    std::thread([&] {
+        under_test = &world;
+        lan_transfer_file(order.data());
+    }).join();
     return static_cast<uint8_t>(order[0]);
 }
 
@@ -287,7 +286,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     world.fails = failing <= static_cast<uint8_t>(step::accept) ? step{failing} : step::none;
     world.good_calls = input.ConsumeIntegralInRange<std::size_t>(0, most_clients);
     world.clients = clients_from(input);
-    const std::size_t times = input.PickValueInArray<std::size_t>({1, 1, 1, 100}); // long files of short inputs
+    const std::size_t times =
+        input.PickValueInArray<std::size_t>({1, 1, 1, 100}); // long files of short inputs
     const std::string bytes = input.ConsumeRemainingBytesAsString();
     std::string content;
     for (std::size_t i = 0; i < times; ++i) {
