@@ -11,6 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -35,8 +36,9 @@ using namespace varnel::tools;
 
 constexpr std::size_t header_size = QUEUE_MESSAGE_HEADER_SIZE;
 constexpr std::size_t length_offset = offsetof(queue_message, payload_len);
-constexpr std::size_t most_bytes = 400'000;
-constexpr int room = 1 << 20; // of the pipe, for whatever is written in whatever pieces
+constexpr std::size_t most_bytes = 200'000;
+constexpr std::size_t most_records = 20; // for the command, which takes many system calls for each
+constexpr int room = 1 << 20;            // of the pipe, for whatever is written in whatever pieces
 constexpr char old_byte = '~';
 
 interposed<int(pollfd *, nfds_t, int)> poll_call("poll");
@@ -54,7 +56,7 @@ extern "C" int poll(pollfd *fds, nfds_t count, int milliseconds) {
 
 namespace {
 
-int32_t length_in(const std::string &record) {
+int32_t length_in(std::string_view record) {
     int32_t length = 0;
     std::memcpy(&length, record.data() + length_offset, sizeof length);
     return length;
@@ -176,9 +178,9 @@ class queue {
 // --- Readers ---
 
 /// What a buffer holds after receiving: of a record that is cut short, what there was.
-std::string received(const std::string &stream) {
+std::string received(std::string_view stream) {
     std::string buffer(header_size, old_byte);
-    buffer.replace(0, std::min(header_size, stream.size()), stream, 0, header_size);
+    buffer.replace(0, std::min(header_size, stream.size()), stream.substr(0, header_size));
     const int32_t length = length_in(buffer);
     if (stream.size() > header_size && length > 0) {
         buffer += stream.substr(header_size, static_cast<std::size_t>(length));
@@ -186,7 +188,7 @@ std::string received(const std::string &stream) {
     return buffer;
 }
 
-void read_by_library(queue &queue, std::string stream, int16_t timeout) {
+void read_by_library(queue &queue, std::string_view stream, int16_t timeout) {
     while_waiting = [&queue] { queue.go_on(); };
     while (!stream.empty()) {
         while (queue.is_empty()) {
@@ -196,7 +198,7 @@ void read_by_library(queue &queue, std::string stream, int16_t timeout) {
         std::string buffer(expected.size(), old_byte);
         require(get_message(buffer.data(), queue.out(), timeout) == 0, "a record arrives");
         require(buffer == expected, "the record");
-        stream.erase(0, expected.size());
+        stream.remove_prefix(std::min(expected.size(), stream.size()));
     }
     while_waiting = nullptr;
     if (queue.is_waited_for()) {
@@ -207,7 +209,7 @@ void read_by_library(queue &queue, std::string stream, int16_t timeout) {
 }
 
 /// Whole records at the beginning; nothing when one has a length that no record has.
-std::size_t whole_records(const std::string &stream, bool &out_of_step) {
+std::size_t whole_records(std::string_view stream, bool &out_of_step) {
     std::size_t count = 0;
     for (std::size_t at = 0; stream.size() - at >= header_size; ++count) {
         const auto length = static_cast<uint32_t>(length_in(stream.substr(at, header_size)));
@@ -220,7 +222,7 @@ std::size_t whole_records(const std::string &stream, bool &out_of_step) {
     return count;
 }
 
-void read_by_command(queue &queue, std::string stream) {
+void read_by_command(queue &queue, std::string_view stream) {
     queue.put_all();
     bool out_of_step = false;
     const std::size_t records = whole_records(stream, out_of_step);
@@ -232,13 +234,13 @@ void read_by_command(queue &queue, std::string stream) {
         require(out_of_step, "what is in step can be counted");
     }
     const record_pipe pipe(queue.path(), record_pipe::use::read);
-    for (std::size_t i = 0; i < records; ++i) {
+    for (std::size_t i = 0; i < std::min(records, most_records); ++i) {
         const auto record = pipe.read(std::chrono::milliseconds(0));
         const std::string expected = received(stream);
         require(record && std::ranges::equal(record->bytes(), expected,
                                              [](uint8_t a, char b) { return a == static_cast<uint8_t>(b); }),
                 "the command's record");
-        stream.erase(0, expected.size());
+        stream.remove_prefix(expected.size());
     }
     require(pipe.waiting() == stream.size(), "the rest waits");
 }
@@ -255,11 +257,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     const auto timeout = input.PickValueInArray<int16_t>({-1, 0, 1});
     const bool by_command = input.ConsumeBool();
     const std::vector<piece> pieces = pieces_of(input.ConsumeRemainingBytesAsString(), how, piece_size);
+    const std::string stream = all_of(pieces);
     queue queue(pieces, writer_stays);
     if (by_command) {
-        read_by_command(queue, all_of(pieces));
+        read_by_command(queue, stream);
     } else {
-        read_by_library(queue, all_of(pieces), timeout);
+        read_by_library(queue, stream, timeout);
     }
     return 0;
 }
