@@ -63,18 +63,21 @@ bool is_in_order(const std::string &bytes, mode_t mode) {
     return mode == 0600 && bytes.size() == sizeof(device_table) && bytes.starts_with(header);
 }
 
+/// Whether daemons may have a record.
+bool is_good(const std::string &record) {
+    const std::string address = record.substr(offsetof(device_record, address), 16);
+    return record[offsetof(device_record, present)] == 1 && address.find('\0') != std::string::npos;
+}
+
 /// The record's bytes, or zeros where nothing may be had.
 std::string record_in(const std::string &bytes, bool usable, int number) {
-    const std::string nothing(sizeof(device_record), '\0');
-    if (!usable || number < 0 || number >= static_cast<int>(device_count)) {
-        return nothing;
+    std::string record(sizeof(device_record), '\0');
+    if (usable && number >= 0 && number < static_cast<int>(device_count)) {
+        const std::size_t place = static_cast<std::size_t>(number) * sizeof(device_record);
+        const std::string stored = bytes.substr(offsetof(device_table, records) + place, record.size());
+        record = is_good(stored) ? stored : record;
     }
-    const std::string record = bytes.substr(offsetof(device_table, records) +
-                                                static_cast<std::size_t>(number) * sizeof(device_record),
-                                            sizeof(device_record));
-    const std::string address = record.substr(offsetof(device_record, address), 16);
-    return record[offsetof(device_record, present)] == 1 && address.find('\0') != std::string::npos ? record
-                                                                                                    : nothing;
+    return record;
 }
 
 void check_device(int number, const std::string &record) {
@@ -84,7 +87,7 @@ void check_device(int number, const std::string &record) {
 
     std::array<char, 20> ip{};
     require(get_device_ip(number, ip.data()) == (found ? 0 : -1), "get_device_ip's result");
-    const std::string address = record.substr(offsetof(device_record, address)).c_str();
+    const std::string address = &record[offsetof(device_record, address)];
     require(ip.data() == (found ? address : "0.0.0.0"), "the address");
 
     device_record by_address{};

@@ -232,8 +232,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     for (int count = input.ConsumeIntegralInRange<int>(0, 7); count > 0; --count) {
         what.pieces.push_back(input.ConsumeIntegral<uint8_t>());
     }
-    const std::string ip =
-        step == bad_address ? input.ConsumeRandomLengthString(20).c_str() : std::string("127.0.0.1");
+    const std::string ip = step == bad_address ? input.ConsumeRandomLengthString(20) : "127.0.0.1";
     what.stream = input.ConsumeRemainingBytesAsString();
 
     const outcome wanted = expected(what, ip);
