@@ -20,6 +20,11 @@ struct invocation {
     int status = success;             ///< to exit with
 };
 
+/// Reads the arguments, without the command's own name, and hands what they ask for, unless it is help, to
+/// `carry_out`. Returns the status to exit with. Throws bad_usage, and what `carry_out` throws.
+[[nodiscard]] int run_command(std::vector<std::string> arguments,
+                              const std::function<void(invocation &)> &carry_out);
+
 /// Each adds its command to the parser, which leaves in invocation::action what is to be done.
 void add_run(CLI::App &app, invocation &call);
 void add_show(CLI::App &app, invocation &call);

@@ -104,8 +104,9 @@ class conversion_reader {
 };
 
 /// Writes a conversion out again, for the formatter. A zero prints the same with every length modifier, so a
-/// known conversion gets none. An unknown one is echoed by the formatter and stays as it is; the '*' then
-/// keeps a letter that is a flag or a digit from being read as one.
+/// known conversion gets none. An unknown one is echoed by the formatter and stays as it is, but for its
+/// width: that is an argument, or a letter that is a flag or a digit would be read as one, and "%5$", which
+/// is left of "%1$5$", as the choice of an argument that nobody gave.
 class conversion_text {
   public:
     explicit conversion_text(const conversion &c) {
@@ -115,15 +116,14 @@ class conversion_text {
                 put(flag);
             }
         }
-        const long ceiling = c.is_known() ? longest : INT_MAX;
-        if (c.width > 0) {
-            put(std::min(c.width, ceiling));
-        } else if (c.width == 0 && !c.is_known()) {
+        if (!c.is_known() && c.width != unset) {
             put('*');
+        } else if (c.width > 0) {
+            put(std::min(c.width, longest));
         }
         if (c.precision != unset) {
             put('.');
-            put(std::min(c.precision, ceiling));
+            put(c.is_known() ? std::min(c.precision, longest) : c.precision);
         }
         if (!c.is_known()) {
             for (const char modifier : c.length_modifier) {
@@ -156,7 +156,7 @@ void print_zero(bounded_text &out, const conversion &c) {
     } else if (is_one_of("aAeEfFgG", c.letter)) {
         out.print(text.c_str(), 0.0);
     } else {
-        out.print(text.c_str(), 0);
+        out.print(text.c_str(), c.is_known() ? 0 : static_cast<int>(std::max(c.width, 0L)));
     }
 }
 

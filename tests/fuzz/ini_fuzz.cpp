@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include "require.h"
 #include "support/memory_file.h"
 #include "tests/config/ini_model.h"
 #include "varnel/iniparser.h"
@@ -20,15 +20,9 @@ namespace {
 
 namespace model = varnel::test::ini_model;
 using varnel::test::memory_file;
+using varnel::test::require;
 
 constexpr std::size_t limit = 16383;
-
-void require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 std::string without_zeros(const std::string &text) { return text.c_str(); }
 

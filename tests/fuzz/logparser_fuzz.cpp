@@ -1,32 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 // The record parser over any file: its table must be the one that a plain reading gives.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include "require.h"
 #include "support/memory_file.h"
 #include "varnel/logparser.h"
 
 namespace {
 
 using varnel::test::memory_file;
+using varnel::test::require;
 
 constexpr char old_byte = '~';
 constexpr std::size_t piece_size = 255;
-
-void require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 /// The lines that count, trimmed.
 std::vector<std::string> lines_of(const std::string &bytes) {

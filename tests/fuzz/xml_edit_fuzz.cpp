@@ -2,13 +2,13 @@
 // Random edits of a few nodes, odd ones too, with every link compared to a model after each; walking,
 // cloning, writing and deleting where the links still form a tree.
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "require.h"
 #include "tests/xml/model.h"
 #include "tests/xml/reference_writer.h"
 
@@ -18,13 +18,6 @@ namespace {
 
 constexpr int none = -1;
 constexpr int node_limit = 12;
-
-void require(bool holds, const char *what) {
-    if (!holds) {
-        (void)fprintf(stderr, "xml_edit_fuzz: %s\n", what);
-        abort();
-    }
-}
 
 /// What a node's links should be, as indices.
 struct links {

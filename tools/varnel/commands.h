@@ -3,6 +3,8 @@
 
 #include <functional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "tools/support/command_line.h"
 
@@ -24,6 +26,11 @@ struct context {
     std::function<void()> action; ///< of the verb that was typed
     int status = success;         ///< to exit with when the action returns
 };
+
+/// Reads the arguments, without the command's own name, and hands what they ask for, unless it is help, to
+/// `carry_out`. Returns the status to exit with. Throws bad_usage, and what `carry_out` throws.
+[[nodiscard]] int run_command(std::vector<std::string> arguments,
+                              const std::function<void(context &)> &carry_out);
 
 /// Each adds a family's verbs to the parser, which leaves in context::action what is to be done.
 void add_smbus(CLI::App &app, context &context);

@@ -14,6 +14,7 @@
 
 #include "tools/support/numbers.h"
 #include "tools/varnel/arguments.h"
+#include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
 #include "varnel/ipmi_relay.h"
@@ -98,7 +99,7 @@ void send_raw(const ipmi_arguments &given, const context &context) {
                                  address, response.bytes[0]));
     }
     const json all{{"controller", name_of(given)}, {"address", address}, {"response", response.bytes}};
-    print(context.json ? all.dump(2) + "\n" : hex_bytes(response.bytes) + "\n");
+    print(context.json ? json_text(all) : hex_bytes(response.bytes) + "\n");
 }
 
 std::optional<uint8_t> slot_from(const std::string &text) {

@@ -19,6 +19,7 @@
 #include "tools/support/foreground_program.h"
 #include "tools/support/numbers.h"
 #include "tools/varnel/arguments.h"
+#include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
 #include "varnel/sem_lock.h"
@@ -163,7 +164,7 @@ void show_status(const std::string &file, const context &context) {
                          {"waiting", waiting}});
     }
     const json all{{"file", file}, {"set", set}, {"locks", locks}};
-    print(context.json ? all.dump(2) + "\n" : rows.text());
+    print(context.json ? json_text(all) : rows.text());
 }
 
 } // namespace

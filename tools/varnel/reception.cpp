@@ -135,7 +135,8 @@ std::optional<uint32_t> reception::announced_size(const meanwhile &idle) {
         return std::nullopt;
     }
     recv(seen.connected, size.data(), size.size(), MSG_PEEK);
-    return size[0] | size[1] << 8U | size[2] << 16U | static_cast<uint32_t>(size[3]) << 24U;
+    return static_cast<uint32_t>(size[0] | size[1] << 8 | size[2] << 16) | static_cast<uint32_t>(size[3])
+                                                                               << 24U;
 }
 
 void reception::receive(const std::function<void(const char *, std::size_t)> &take, const meanwhile &idle) {

@@ -9,6 +9,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/varnel/json_text.h"
+
 namespace varnel::tools {
 
 void print(std::string_view text) {
@@ -27,7 +29,7 @@ void report::add(const std::string &key, json value) { object_[key] = std::move(
 
 std::string report::text(const context &context) const {
     if (context.json) {
-        return object_.dump(2) + "\n";
+        return json_text(object_);
     }
     std::size_t width = 0;
     for (const auto &[name, value] : lines_) {

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/tool/commands.h"
+
+#include <utility>
+
+#include <CLI/CLI.hpp>
+
+namespace varnel::sim::tool {
+
+namespace {
+
+void add_commands(CLI::App &app, invocation &call) {
+    app.get_formatter()->column_width(40);
+    add_run(app, call);
+    add_show(app, call);
+    add_set(app, call);
+    add_fault(app, call);
+    add_trace(app, call);
+}
+
+} // namespace
+
+int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &carry_out) {
+    invocation call;
+    call.program = tools::split_off_program(arguments);
+    CLI::App app("Runs programs on a simulated board, and shows and changes what surrounds them.",
+                 "varnel-sim");
+    app.set_version_flag("--version", "varnel-sim " VARNEL_VERSION);
+    add_commands(app, call);
+    if (!tools::parse(app, std::move(arguments))) {
+        return success;
+    }
+    if (!call.action) {
+        throw bad_usage("which command? run, show, set, fault or trace; --help tells more");
+    }
+    if (!call.program.empty() && !app.got_subcommand("run")) {
+        throw bad_usage("only run takes a program after --");
+    }
+    carry_out(call);
+    return call.status;
+}
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// Any command line of varnel and varnel-sim, up to what it would do: that is not done. Either there is
+// something to do, or help on standard output, or one line on standard error and status 2.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "require.h"
+#include "sim/tool/commands.h"
+#include "tools/varnel/commands.h"
+
+namespace {
+
+using varnel::test::require;
+using namespace varnel::tools;
+
+constexpr int carried_out = 77; ///< a status that no command gives
+
+/// Words as in /proc/PID/cmdline: each with a zero byte behind it.
+std::vector<std::string> words_of(const std::string &line) {
+    std::vector<std::string> words;
+    std::istringstream rest(line);
+    for (std::string word; std::getline(rest, word, '\0');) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+/// What the command says goes here for as long as it lives.
+class overheard {
+  public:
+    overheard() : real_error_(stderr), real_output_(std::cout.rdbuf(output_.rdbuf())) {
+        stderr = open_memstream(&text_, &size_);
+    }
+    ~overheard() {
+        std::fclose(stderr);
+        stderr = real_error_;
+        std::cout.rdbuf(real_output_);
+        std::free(text_);
+    }
+    overheard(const overheard &) = delete;
+    overheard &operator=(const overheard &) = delete;
+
+    [[nodiscard]] std::string output() const { return output_.str(); }
+    [[nodiscard]] std::string error() const {
+        std::fflush(stderr);
+        return {text_, size_};
+    }
+
+  private:
+    std::ostringstream output_;
+    std::FILE *real_error_;
+    std::streambuf *real_output_;
+    char *text_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+bool is_one_line(const std::string &error, const std::string &name) {
+    return error.starts_with(name + ": ") && error.size() > name.size() + 3 && error.back() == '\n' &&
+           std::ranges::count(error, '\n') == 1;
+}
+
+struct outcome {
+    int status;
+    std::string output;
+    std::string error;
+};
+
+outcome run(const std::string &name, const std::vector<std::string> &arguments) {
+    const overheard said;
+    const int status = run_guarded(name.c_str(), [&] {
+        return name == "varnel" ? run_command(arguments, [](context &asked) { asked.status = carried_out; })
+                                : varnel::sim::tool::run_command(
+                                      arguments, [](auto &asked) { asked.status = carried_out; });
+    });
+    return {status, said.output(), said.error()};
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
+    std::vector<std::string> words = words_of({reinterpret_cast<const char *>(data), size});
+    if (words.empty() || (words[0] != "varnel" && words[0] != "varnel-sim")) {
+        return -1;
+    }
+    const outcome seen = run(words[0], {words.begin() + 1, words.end()});
+    switch (seen.status) {
+    case success:
+        require(!seen.output.empty() && seen.error.empty(), "help, or the version");
+        break;
+    case carried_out:
+        require(seen.output.empty() && seen.error.empty(), "nothing said before it is done");
+        break;
+    default:
+        require(seen.status == bad_input, "bad usage");
+        require(seen.output.empty() && is_one_line(seen.error, words[0]), "one line that says what");
+    }
+    return 0;
+}

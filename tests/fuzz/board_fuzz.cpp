@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+// Any board description: refused with its place, or a board that can be looked at and talked to.
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <sstream>
+#include <string>
+
+#include "refusal.h"
+#include "require.h"
+#include "sim/board/board.h"
+
+namespace {
+
+using namespace varnel::sim;
+using varnel::test::require;
+
+class stopped_clock : public board_clock {
+  public:
+    [[nodiscard]] std::chrono::nanoseconds now() const override { return {}; }
+};
+
+/// Every chip, wherever it is soldered, stands a write of two bytes and a read.
+void talk_to(board &made, const board_description &description) {
+    constexpr std::array<uint8_t, 2> written{0x07, 0x55};
+    for (uint8_t bus = 0; bus < 3; ++bus) {
+        for (const chip_description &chip : description.chips) {
+            (void)made.transfer({operation::write_read, bus, chip.place.address, written, 4});
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
+    const std::string text(reinterpret_cast<const char *>(data), size);
+    std::istringstream input(text);
+    try {
+        const stopped_clock clock;
+        const board_description description = read_description(input, "board.ini");
+        board made(description, clock);
+        const nlohmann::ordered_json before = made.status();
+        require(before["chips"].size() == description.chips.size(), "all chips are there");
+        talk_to(made, description);
+        require(made.status()["board"] == description.name, "it can be shown");
+    } catch (const bad_description &refusal) {
+        varnel::test::require_place(refusal.what(), "board.ini", text);
+    }
+    return 0;
+}

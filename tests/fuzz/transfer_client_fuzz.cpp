@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: Apache-2.0
+// A sender that sends anything, in any pieces, and may break off: the receiver's file and result must be
+// those of a plain model, and open is left what the header says.
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include "require.h"
+#include "support/interposed.h"
+#include "support/memory_file.h"
+#include "varnel/lan_transfer.h"
+
+namespace {
+
+using varnel::test::interposed;
+using varnel::test::memory_file;
+using varnel::test::require;
+
+/// Results of mma_lan_transfer().
+enum result : int {
+    received,
+    no_socket,
+    no_reuse,
+    no_local_port,
+    bad_address,
+    no_connection,
+    no_file,
+    receive_failed,
+    write_failed
+};
+
+constexpr std::size_t breaks_off = 0; ///< a piece of this size is a broken connection
+
+/// One transfer: the network that the receiver meets, and what it has open.
+struct transfer {
+    int fails = received; ///< at the step of this result
+    std::string stream;
+    std::vector<std::size_t> pieces; ///< what arrives at once; then all the rest
+    std::size_t next = 0;
+    int socket = -1;
+    std::FILE *file = nullptr;
+};
+
+transfer *under_test = nullptr;
+
+bool fails(result step) {
+    if (under_test->fails == step) {
+        errno = EIO;
+        return true;
+    }
+    return false;
+}
+
+interposed<int(int, int, int)> socket_call("socket");
+interposed<int(int, int, int, const void *, socklen_t)> setsockopt_call("setsockopt");
+interposed<int(int, const sockaddr *, socklen_t)> bind_call("bind");
+interposed<int(int, const sockaddr *, socklen_t)> connect_call("connect");
+interposed<ssize_t(int, void *, std::size_t, int)> recv_call("recv");
+interposed<std::FILE *(const char *, const char *)> fopen_call("fopen");
+interposed<int(std::FILE *)> fclose_call("fclose");
+interposed<int(int)> close_call("close");
+
+/// The receiver's end of a connection on which everything has been sent.
+int connection_with(const std::string &stream) {
+    std::array<int, 2> ends{};
+    require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == 0, "socketpair");
+    require(stream.empty() || send(ends[1], stream.data(), stream.size(), MSG_DONTWAIT) ==
+                                  static_cast<ssize_t>(stream.size()),
+            "send");
+    close_call.real(ends[1]);
+    return ends[0];
+}
+
+} // namespace
+
+extern "C" {
+int socket(int family, int type, int protocol) noexcept {
+    if (under_test == nullptr) {
+        return socket_call(family, type, protocol);
+    }
+    return under_test->socket = fails(no_socket) ? -1 : connection_with(under_test->stream);
+}
+int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept {
+    return under_test == nullptr ? setsockopt_call(fd, level, option, value, size)
+                                 : -static_cast<int>(fails(no_reuse));
+}
+int bind(int fd, const sockaddr *address, socklen_t size) noexcept {
+    return under_test == nullptr ? bind_call(fd, address, size) : -static_cast<int>(fails(no_local_port));
+}
+int connect(int fd, const sockaddr *address, socklen_t size) {
+    return under_test == nullptr ? connect_call(fd, address, size) : -static_cast<int>(fails(no_connection));
+}
+ssize_t recv(int fd, void *bytes, std::size_t size, int flags) {
+    if (under_test != nullptr && under_test->next < under_test->pieces.size()) {
+        const std::size_t piece = under_test->pieces[under_test->next++];
+        if (piece == breaks_off) {
+            errno = ECONNRESET;
+            return -1;
+        }
+        size = std::min(size, piece);
+    }
+    return recv_call(fd, bytes, size, flags);
+}
+std::FILE *fopen(const char *path, const char *mode) {
+    if (under_test == nullptr) {
+        return fopen_call(path, mode);
+    }
+    return under_test->file = fails(no_file) ? nullptr : fopen_call(path, mode);
+}
+int fclose(std::FILE *file) {
+    if (under_test != nullptr && file == under_test->file) {
+        under_test->file = nullptr;
+    }
+    return fclose_call(file);
+}
+int close(int fd) {
+    if (under_test != nullptr && fd == under_test->socket) {
+        under_test->socket = -1;
+    }
+    return close_call(fd);
+}
+}
+
+namespace {
+
+struct outcome {
+    int result;
+    std::string content;
+};
+
+/// What arrives, told in the plainest way.
+class model {
+  public:
+    explicit model(const transfer &what) : stream_(what.stream), pieces_(what.pieces) {}
+
+    outcome receive() {
+        std::string piece;
+        int32_t remaining = 0;
+        arrives(sizeof remaining, piece);
+        std::memcpy(&remaining, piece.data(), piece.size());
+        outcome seen{received, ""};
+        do {
+            if (!arrives(LAN_TRANSFER_CHUNK, piece)) {
+                seen.result = receive_failed;
+                break;
+            }
+            seen.content += piece;
+            remaining = static_cast<int32_t>(static_cast<uint32_t>(remaining) - piece.size());
+        } while (remaining > 0 && !piece.empty());
+        return seen;
+    }
+
+  private:
+    bool arrives(std::size_t most, std::string &piece) {
+        piece.clear();
+        if (next_ < pieces_.size()) {
+            const std::size_t size = pieces_[next_++];
+            if (size == breaks_off) {
+                return false;
+            }
+            most = std::min(most, size);
+        }
+        piece = stream_.substr(at_, most);
+        at_ += piece.size();
+        return true;
+    }
+
+    const std::string &stream_;
+    const std::vector<std::size_t> &pieces_;
+    std::size_t at_ = 0;
+    std::size_t next_ = 0;
+};
+
+outcome expected(const transfer &what, const std::string &ip) {
+    in_addr ignored{};
+    const bool is_address = inet_aton(ip.c_str(), &ignored) != 0;
+    if (!is_address && (what.fails == received || what.fails > bad_address)) {
+        return {bad_address, ""};
+    }
+    return what.fails == received ? model(what).receive() : outcome{what.fails, ""};
+}
+
+void check_what_is_open(const transfer &after, int result) {
+    const bool keeps_socket = result == no_reuse || result == no_local_port || result == bad_address;
+    const bool keeps_file = result == receive_failed || result == write_failed;
+    require((after.socket >= 0) == keeps_socket, "the socket is closed");
+    require((after.file != nullptr) == keeps_file, "the file is closed");
+}
+
+void close_what_is_open(const transfer &after) {
+    if (after.socket >= 0) {
+        close(after.socket);
+    }
+    if (after.file != nullptr) {
+        std::fclose(after.file);
+    }
+}
+
+int receive(transfer &what, const char *path, const std::string &ip) {
+    under_test = &what;
+    const int result = mma_lan_transfer(path, ip.c_str());
+    under_test = nullptr;
+    check_what_is_open(what, result);
+    close_what_is_open(what);
+    return result;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
+    static memory_file file;
+    FuzzedDataProvider input(data, size);
+    // Numbers come from the end of the input, the stream from its beginning.
+    transfer what;
+    const int step = input.ConsumeIntegralInRange<int>(0, 31); // mostly none fails
+    what.fails = step <= no_file && step != bad_address ? step : received;
+    const bool disk_is_full = step == write_failed;
+    for (int count = input.ConsumeIntegralInRange<int>(0, 7); count > 0; --count) {
+        what.pieces.push_back(input.ConsumeIntegral<uint8_t>());
+    }
+    const std::string ip = step == bad_address ? input.ConsumeRandomLengthString(20) : "127.0.0.1";
+    what.stream = input.ConsumeRemainingBytesAsString();
+
+    const outcome wanted = expected(what, ip);
+    file.rewrite("");
+    const int result = receive(what, disk_is_full ? "/dev/full" : file.path(), ip);
+    if (disk_is_full) {
+        require(result == wanted.result || result == write_failed, "the result on a full disk");
+        return 0;
+    }
+    require(result == wanted.result, "the result");
+    require(file.content() == wanted.content, "the file");
+    return 0;
+}

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/varnel/commands.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace varnel::tools {
+
+namespace {
+
+void add_verbs(CLI::App &app, context &context) {
+    add_smbus(app, context);
+    add_gpio(app, context);
+    add_mux(app, context);
+    add_bus(app, context);
+    add_psu(app, context);
+    add_rtc(app, context);
+    add_config(app, context);
+    add_log(app, context);
+    add_syslog(app, context);
+    add_xml(app, context);
+    add_lock(app, context);
+    add_queue(app, context);
+    add_ipmi(app, context);
+    add_send(app, context);
+    add_fetch(app, context);
+    add_devices(app, context);
+}
+
+/// The innermost verb that was typed, and the words that lead to it.
+std::pair<const CLI::App *, std::string> typed_verb(const CLI::App &app) {
+    const CLI::App *verb = &app;
+    std::string words;
+    while (!verb->get_subcommands().empty()) {
+        verb = verb->get_subcommands().front();
+        words += (words.empty() ? "" : " ") + verb->get_name();
+    }
+    return {verb, words};
+}
+
+std::string which_verb(const CLI::App &family, const std::string &words) {
+    std::string verbs;
+    for (const CLI::App *verb : family.get_subcommands(nullptr)) {
+        verbs += (verbs.empty() ? "" : ", ") + verb->get_name();
+    }
+    return fmt::format("{}{}; --help tells more", words.empty() ? "which verb? " : "which? ", verbs);
+}
+
+} // namespace
+
+int run_command(std::vector<std::string> arguments, const std::function<void(context &)> &carry_out) {
+    context context;
+    CLI::App app("Everything the library does, from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
+                 "varnel");
+    app.set_version_flag("--version", "varnel " VARNEL_VERSION);
+    app.get_formatter()->column_width(32);
+    app.footer("Exit status: 0 done, 1 the device, the file or the other end said no, 2 bad usage: nothing "
+               "was done,\n"
+               "3 not confirmed: nothing was written.");
+    add_verbs(app, context);
+    if (!parse(app, std::move(arguments))) {
+        return success;
+    }
+    if (!context.action) {
+        const auto [verb, words] = typed_verb(app);
+        throw bad_usage((words.empty() ? "" : words + ": ") + which_verb(*verb, words));
+    }
+    carry_out(context);
+    return context.status;
+}
+
+} // namespace varnel::tools
