@@ -9,6 +9,7 @@
 #include "support/scratch_folder.h"
 #include "threads/in_parallel.h"
 #include "varnel/xml.h"
+#include "xml/read_text.h"
 
 namespace {
 
@@ -33,13 +34,6 @@ struct document {
     document &operator=(const document &) = delete;
 };
 
-int read_text(document &into, std::string &text) {
-    xml_refiller source;
-    const auto size = static_cast<unsigned>(text.size());
-    xml_refiller_setup(&source, nullptr, text.data(), size, size);
-    return xml_node_read(&source, into.get->root, into.get, 0);
-}
-
 std::string written(xml_node *tree) {
     xml_sgs text;
     xml_sgs_setup(&text);
@@ -59,7 +53,7 @@ TEST(XmlThreads, EachReadsEditsAndWritesADocumentOfItsOwn) {
         const std::string path = folder.file("report" + std::to_string(thread));
         for (int round = 0; round < 20; ++round) {
             document first;
-            ASSERT_EQ(read_text(first, text), 0);
+            ASSERT_EQ(read_text(first.get, text), 0);
             xml_iterator iterator;
             xml_iterator_setup(&iterator, first.get);
             ASSERT_NE(xml_iterator_scan_node_via_attribute_name_and_value(&iterator, "n", "49"), nullptr);
@@ -76,7 +70,7 @@ TEST(XmlThreads, EachReadsEditsAndWritesADocumentOfItsOwn) {
 TEST(XmlThreads, OneTreeIsWrittenClonedAndSearchedByAll) {
     document shared;
     std::string text = inventory_of(0);
-    ASSERT_EQ(read_text(shared, text), 0);
+    ASSERT_EQ(read_text(shared.get, text), 0);
     xml_node *const board = shared.get->root->first_child;
     const std::string bytes = written(board);
     in_parallel(4, [&](int) {

@@ -12,6 +12,7 @@
 #include "torture/torture.h"
 #include "varnel/xml.h"
 #include "xml/model.h"
+#include "xml/read_text.h"
 
 namespace {
 
@@ -27,10 +28,7 @@ void free_document(xml_document *doc) {
 
 xml_document *document_of(std::string text) {
     xml_document *const doc = xml_document_new();
-    const auto size = static_cast<unsigned>(text.size());
-    xml_refiller r{};
-    xml_refiller_setup(&r, nullptr, text.data(), size, size);
-    xml_node_read(&r, doc->root, doc, 0);
+    read_text(doc, text);
     return doc;
 }
 

@@ -11,9 +11,11 @@
 
 #include "varnel/xml.h"
 #include "xml/model.h"
+#include "xml/read_text.h"
 
 using varnel::test::dump;
 using varnel::test::dump_children;
+using varnel::test::read_text;
 
 namespace {
 
@@ -88,10 +90,7 @@ void expect_null_or_record(const std::function<Record *()> &make,
 /// A document read from a text that lies in memory.
 xml_document *document_of(std::string text) {
     xml_document *const doc = xml_document_new();
-    const auto size = static_cast<unsigned>(text.size());
-    xml_refiller r{};
-    xml_refiller_setup(&r, nullptr, text.data(), size, size);
-    xml_node_read(&r, doc->root, doc, 0);
+    read_text(doc, text);
     return doc;
 }
 
@@ -330,11 +329,8 @@ size_t owned_blocks(const xml_node *node) {
 TEST(Work, ReadingFromMemoryAllocatesWhatTheTreeOwnsAndNothingElse) {
     xml_document *const doc = xml_document_new();
     std::string text = "<?p body?><a x='1' y='2'><b>text</b><c>t<d/>u</c><!--c--></a>";
-    const auto size = static_cast<unsigned>(text.size());
-    xml_refiller r{};
-    xml_refiller_setup(&r, nullptr, text.data(), size, size);
     work = {};
-    xml_node_read(&r, doc->root, doc, 0);
+    read_text(doc, text);
     EXPECT_EQ(work.allocations, owned_blocks(doc->root->first_child));
     free_document(doc);
 }

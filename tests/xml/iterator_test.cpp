@@ -7,10 +7,11 @@
 
 #include <gtest/gtest.h>
 
-#include "varnel/xml_reader.h"
 #include "xml/model.h"
+#include "xml/read_text.h"
 
 using varnel::test::dump;
+using varnel::test::read_text;
 
 namespace {
 
@@ -18,10 +19,7 @@ class Iterator : public ::testing::Test {
   protected:
     Iterator() {
         std::string text = "<a x='1'><b><c id='7' kind='fan'/>t<d/>u</b></a><item/><!--c--><it idle='77'/>";
-        const auto size = static_cast<unsigned>(text.size());
-        xml_refiller r{};
-        xml_refiller_setup(&r, nullptr, text.data(), size, size);
-        xml_node_read(&r, doc->root, doc, 0);
+        read_text(doc, text);
         EXPECT_EQ(doc->status, 0);
         xml_iterator_setup(&it, doc);
     }

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "xml/model.h"
+#include "xml/read_text.h"
 
 using namespace varnel::test;
 using namespace std::string_literals;
@@ -80,10 +81,7 @@ outcome read_in_pieces(const std::string &text, unsigned flags, unsigned capacit
 outcome read_fixed(std::string text, unsigned flags) {
     new_document read;
     read.doc->line = 1;
-    const auto size = static_cast<unsigned>(text.size());
-    xml_refiller r{};
-    xml_refiller_setup(&r, nullptr, text.data(), size, size);
-    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, flags), 0);
+    EXPECT_EQ(read_text(read.doc, text, flags), 0);
     return read.result();
 }
 
