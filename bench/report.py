@@ -153,15 +153,12 @@ class Plot:
 
 
 def sections(report):
-    """The families in the order of their figures, with a name for those that have not told theirs."""
+    """The families, each with its figures."""
     def of(family, kind):
-        return [each for each in report[kind] if each["id"].split(".")[0] == family]
+        return [each for each in report[kind] if each["id"].split(".")[0] == family["id"]]
 
-    told = {family["id"]: family for family in report["families"]}
-    everything = report["figures"] + report["growths"]
-    for family in dict.fromkeys(each["id"].split(".")[0] for each in everything):
-        about = told.get(family, {"id": family, "title": family.capitalize(), "about": ""})
-        yield about | {kind: of(family, kind) for kind in ("figures", "growths")}
+    for family in report["families"]:
+        yield family | {kind: of(family, kind) for kind in ("figures", "growths")}
 
 
 def page(report):
