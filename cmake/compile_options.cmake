@@ -1,21 +1,24 @@
 # SPDX-License-Identifier: Apache-2.0
 # Compiler settings shared by everything that is built here.
 
-add_library(varnel_options INTERFACE)
-target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
+add_library(varnel_plain_options INTERFACE)
+target_compile_options(varnel_plain_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
                        $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast>)
 # GCC 12 sees overlaps in string + string where there are none. In tests, tables of small numbers are easier to read
 # without casts.
-target_compile_options(varnel_options INTERFACE
+target_compile_options(varnel_plain_options INTERFACE
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict> $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>>:-Wconversion>)
 if(VARNEL_WERROR)
-  target_compile_options(varnel_options INTERFACE -Werror)
+  target_compile_options(varnel_plain_options INTERFACE -Werror)
 endif()
 
 # The same sources give the same bytes, whatever folder they are built in.
-target_compile_options(varnel_options INTERFACE
+target_compile_options(varnel_plain_options INTERFACE
   -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
 
+# What sanitizers and coverage need in addition.
+add_library(varnel_options INTERFACE)
+target_link_libraries(varnel_options INTERFACE varnel_plain_options)
 if(VARNEL_SANITIZE)
   target_compile_options(varnel_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
@@ -33,14 +36,15 @@ if(VARNEL_SANITIZE_THREADS)
 endif()
 
 # For code that runs inside daemons: C library only, and hardened.
-add_library(varnel_daemon_side INTERFACE)
-target_link_libraries(varnel_daemon_side INTERFACE varnel_options)
-target_compile_options(varnel_daemon_side INTERFACE
+add_library(varnel_hardened INTERFACE)
+target_link_libraries(varnel_hardened INTERFACE varnel_plain_options)
+target_compile_options(varnel_hardened INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
   -fstack-protector-strong -fstack-clash-protection)
 if(NOT VARNEL_SANITIZE AND NOT VARNEL_SANITIZE_THREADS)
-  target_compile_options(varnel_daemon_side INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+  target_compile_options(varnel_hardened INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()
-# Platform functions are bound when they are first called, so that a program that uses none needs none: lazy.
-target_link_options(varnel_daemon_side INTERFACE
-  -Wl,-z,relro -Wl,-z,lazy -Wl,-z,noexecstack -Wl,--as-needed)
+target_link_options(varnel_hardened INTERFACE -Wl,-z,relro -Wl,-z,noexecstack -Wl,--as-needed)
+
+add_library(varnel_daemon_side INTERFACE)
+target_link_libraries(varnel_daemon_side INTERFACE varnel_options varnel_hardened)

@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
-# varnel_daemon_library(NAME EXPORTS_FILE source...): a shared library that runs inside daemons: it needs the C
-# library alone (and what is linked to it by name) and exports what the file lists.
+# varnel_daemon_library(NAME EXPORTS [PRELOADED] source...): a shared library that runs inside daemons: it needs the C
+# library alone (and what is linked to it by name) and exports what the file EXPORTS lists. A PRELOADED one comes into
+# programs that were not linked with it: it has no version, is bound when it is loaded, and is never sanitized, as the
+# program may have no sanitizer.
 function(varnel_daemon_library name exports_file)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "PRELOADED" "" "")
   set(exports_list ${CMAKE_CURRENT_SOURCE_DIR}/${exports_file})
   set(version_script ${CMAKE_CURRENT_BINARY_DIR}/${name}.map)
   file(STRINGS ${exports_list} exports)
@@ -9,9 +12,8 @@ function(varnel_daemon_library name exports_file)
   file(CONFIGURE OUTPUT ${version_script} CONTENT "{\n  global:\n    @exports@;\n  local:\n    *;\n};\n" @ONLY)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports_list})
 
-  add_library(${name} SHARED ${ARGN})
+  add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
   set_target_properties(${name} PROPERTIES
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     CXX_VISIBILITY_PRESET default      # the version script alone decides
     LINKER_LANGUAGE C                  # no libstdc++, no libgcc_s
     LINK_DEPENDS ${version_script})
@@ -19,7 +21,16 @@ function(varnel_daemon_library name exports_file)
     PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
   target_compile_options(${name} PRIVATE -ffunction-sections -fdata-sections)
-  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:varnel_daemon_side>
-                        -nodefaultlibs -l:libc.so.6 -lc_nonshared -lgcc)
+  # DT_NEEDED is libc alone: libc's linker script would add the dynamic loader on ARM, which every process has anyway.
+  target_link_libraries(${name} PRIVATE -nodefaultlibs -l:libc.so.6 -l:libc_nonshared.a -lgcc)
   target_link_options(${name} PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions -Wl,--gc-sections)
+  if(arg_PRELOADED)
+    target_link_libraries(${name} PRIVATE varnel_hardened)
+    target_link_options(${name} PRIVATE -Wl,-z,now)
+  else()
+    set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:varnel_daemon_side>)
+    # Platform functions are bound when they are first called, so that a program that uses none needs none.
+    target_link_options(${name} PRIVATE -Wl,-z,lazy)
+  endif()
 endfunction()
