@@ -135,7 +135,7 @@ static void print_time(void) {
     char text[32];
     if (ds3232_get_time(&clock) == 0 &&
         strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", localtime(&clock)) > 0) {
-        /* In October the driver reads April of the next year: the difference makes that plain. */
+        /* The difference makes a wrong reading plain, as in October (ds3232.h). */
         printf("clock    %s  (%+.0f s from system time)\n", text, difftime(clock, time(NULL)));
     } else {
         printf("clock    DOES NOT ANSWER\n");

@@ -6,11 +6,13 @@
  * @file
  * CAR2512 power supply: PMBus-style commands over SMBus.
  *
- * @oddity{Raw values} Values are raw: no unit conversion and no decoding of linear formats is done here.
+ * @oddity{Raw values} Values are raw: no unit conversion and no decoding of linear formats is done here. A
+ * temperature of 250 is 25.0 C, an output voltage of 1200 is 12.00 V; docs/devices.md has all units.
  *
  * Every function returns 0, or -1 when a bus call failed; nothing is printed and nothing is retried.
  *
- * @oddity{Write protection stays off} Settings cancel write protection first, and leave it cancelled.
+ * @oddity{Write protection stays off} Settings cancel write protection first, and leave it cancelled. From
+ * then on the supply takes writes from everybody: write WRITE_PROTECT (0x10) again where that matters.
  *
  * Standard commands and the bits of the status registers are those of PMBus 1.2 Part II; commands from 0xD0
  * up are the manufacturer's.
@@ -97,7 +99,8 @@ int car2512_cancel_write_protect(uint32_t device);
 /**
  * Clears latched faults (CLEAR_FAULTS, 0x03).
  *
- * @oddity{Clearing keeps write protection} Write protection is not cancelled first.
+ * @oddity{Clearing keeps write protection} Write protection is not cancelled first. Unlike for the settings,
+ * the caller cancels it where the supply wants that.
  *
  * @param device  device handle.
  * @return 0, or -1.

@@ -35,7 +35,8 @@ extern "C" {
  * @oddity{Options of the program are replaced} Lines then carry the process id, go to facility LOG_LOCAL6
  * unless they name another, and all levels pass: this replaces the options, facility and mask that the
  * program set before. An identity that it gave to openlog() stays; without one the lines carry the program's
- * name. The log is never closed.
+ * name. The log is never closed. A program that wants its own mask calls this function first, then
+ * setlogmask().
  */
 void IDBG_LINUXAPP_DbgInit(void);
 
@@ -63,7 +64,8 @@ void IDBG_LINUXAPP_DbgLog(int32_t priority, const char *format, ...) VARNEL_PRIN
  * The last 1 to 20 bytes are on the END line.
  *
  * @oddity{Dumps do not open the log} The log is not opened here: before the first IDBG_LINUXAPP_DbgInit() or
- * IDBG_LINUXAPP_DbgLog() the lines carry no process id and go to syslog()'s default facility, LOG_USER.
+ * IDBG_LINUXAPP_DbgLog() the lines carry no process id and go to syslog()'s default facility, LOG_USER. Call
+ * IDBG_LINUXAPP_DbgInit() when the program starts.
  *
  * @param priority  level, see above.
  * @param file      name of the caller's source file, say __FILE__.

@@ -6,10 +6,12 @@
  * @file
  * DS3232 real-time clock (Maxim datasheet, timekeeping registers 00h-06h).
  *
- * @oddity{The place is fixed} The chip's place is fixed: bus 0, slave 0x68.
+ * @oddity{The place is fixed} The chip's place is fixed: bus 0, slave 0x68. Another clock is reached by the
+ * functions of smbus.h.
  *
  * @oddity{Local time} The clock holds local time: the TZ of the calling process decides what is written and
- * how it is read, and an hour that daylight saving repeats is ambiguous.
+ * how it is read, and an hour that daylight saving repeats is ambiguous. Two processes with different TZ
+ * disagree about the clock: run all with the same TZ, UTC at best.
  *
  * @oddity{Registers one by one} The seven registers are transferred one by one, so a time read while the
  * clock passes a second (or worse, a midnight) can mix two instants: a careful caller reads twice and takes a
@@ -44,7 +46,7 @@ int ds3232_set_time(time_t time);
  * The hour register is taken as 24-hour BCD.
  *
  * @oddity{A date that is none is a success} A date that mktime() cannot represent stores (time_t)-1 and is
- * still a success.
+ * still a success. Look at the time, too.
  *
  * @param time  receives the calendar time; untouched on failure.
  * @return 0, or -1 when a read failed.

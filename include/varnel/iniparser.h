@@ -16,7 +16,8 @@
  * # a comment        ; so is a line that begins with ';' or '=', and a line without '='
  * @endcode
  *
- * @oddity{Blanks belong to keys and values} `Port = 80` is the key "Port " with the value " 80".
+ * @oddity{Blanks belong to keys and values} `Port = 80` is the key "Port " with the value " 80". Write no
+ * blanks around `=`.
  *
  * CR, LF or both end a line. There are no comments behind a value: the text behind ';' above would be part of
  * it. White space right behind a header, empty lines included, is skipped, so the first entry of a section
@@ -24,7 +25,8 @@
  *
  * @oddity{16,383 bytes, or the process ends} The content ends at the end of the file or at the first byte
  * 0xFF. It may have at most 16,383 bytes: a longer one ends the process through an assertion, in getters and
- * setters alike.
+ * setters alike. A file that grew ends each daemon that reads it: watch sizes, for other writers may not
+ * check.
  *
  * A zero byte ends the line that it stands in, and where a line or the search for a header meets it the rest
  * of the file is not looked at; setters drop it and what follows.
@@ -90,7 +92,7 @@ int32_t get_config_string(const char *file_path, const char *section, const char
  *
  * @oddity{No number is 0} What strtol() cannot convert, and an empty value, give 0 with result 0; text behind
  * the number is ignored. On 64-bit hosts the low 32 bits of the result are kept, on 32-bit ones strtol()
- * itself limits it.
+ * itself limits it. A typing mistake is a setting of 0: check ranges.
  *
  * @param file_path  the file.
  * @param section    section name.
@@ -106,7 +108,8 @@ int32_t get_config_integer(const char *file_path, const char *section, const cha
  * Reads a value as a truth value.
  *
  * @oddity{Empty is true} True is any beginning of the word "true", in any case: "true", "T", "tr" and the
- * empty value, too. All else is false: "false", "1", "yes", "on", "true1", "true ".
+ * empty value, too. All else is false: "false", "1", "yes", "on", "true1", "true ". `Enabled=` switches on:
+ * write `true` and `false`.
  *
  * @param file_path  the file.
  * @param section    section name.
@@ -147,7 +150,7 @@ int32_t set_config_string(const char *file_path, const char *section, const char
  *
  * @oddity{The old bracket stays} The old opening bracket stays, so renaming A to B turns `[A]` into `[[B]`, a
  * section whose name is now `[B`. Everything up to the header's LF is replaced; in a file without LF behind
- * the header the old text stays: `[A]` becomes `[[B]A]`.
+ * the header the old text stays: `[A]` becomes `[[B]A]`. To rename a section, write the file anew.
  *
  * @param file_path    the file.
  * @param old_section  name to look for.

@@ -15,7 +15,8 @@
  *
  * @par Results
  * @oddity{-1 does not say why} 0, or -1; nothing is printed, and the status of the platform's IPMI library is
- * not passed on. Its statuses count as 16-bit values, 0 being success.
+ * not passed on. Its statuses count as 16-bit values, 0 being success. No address, no session and a refused
+ * command look alike: look at the log of the platform's library.
  *
  * @par Threads
  * No state: each call has its session and its login on its own stack. Calls may run in parallel as far as the
@@ -33,6 +34,7 @@ extern "C" {
  * (sections 22.28, 22.30).
  *
  * @oddity{Full names are not terminated} A user name of 16 and a password of 20 characters fill their fields.
+ * Print them with `%.16s` and `%.20s`; strcpy() would run on.
  */
 typedef struct bmc_session_info {
     char ip[20];        /**< IPv4 address as dotted text; "0.0.0.0" means that there is none */
@@ -45,7 +47,7 @@ typedef struct bmc_session_info {
  * of smc_get_shared_memory() (platform.h).
  *
  * @oddity{Every controller has a login} Neither number nor login is checked, and the result is 0 for a
- * controller that is not there, too.
+ * controller that is not there, too. An address of "0.0.0.0" tells.
  *
  * @param dev_id    the controller.
  * @param pSession  receives the login; null ends the process through an assertion.
@@ -121,7 +123,8 @@ enum device_name_limit { DEVICE_NAME_SIZE = 30 };
  *   that opens but cannot be read.
  *
  * @oddity{The end of the file is a character} A file that ends inside the field is not noticed: the missing
- * characters are bytes 0xFF, up to a field of 29, unless @p end is (char)0xFF, which ends it there.
+ * characters are bytes 0xFF, up to a field of 29, unless @p end is (char)0xFF, which ends it there. Keep
+ * files well-formed.
  *
  * @param path   the file.
  * @param start  character in front of the field, compared as a byte.

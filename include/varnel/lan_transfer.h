@@ -76,7 +76,7 @@ extern int g_transfer_server_ok;
  * @oddity{It ends its thread} It ends the thread with pthread_exit(NULL) and never returns: one second after
  * the last client, or at once and without a word when the socket cannot be made or bound (another server has
  * the port), when the file cannot be opened, or when listen(2) or accept(2) fails, a signal handler's EINTR
- * included. `count` tells what was done.
+ * included. After pthread_join() `count` tells what was done.
  *
  * - The file is opened once, its size taken anew for each client.
  * - A client that goes away is counted as served, and the next one is waited for. SIGPIPE is blocked in this
@@ -85,10 +85,11 @@ extern int g_transfer_server_ok;
  * - After a failed listen or accept the file stays open.
  *
  * @oddity{Connections stay open} The connection of each client but the last stays open until the process
- * ends, one descriptor each: clients go by the size, not by the end of file.
+ * ends, one descriptor each: clients go by the size, not by the end of file. Serve in a process of its own.
  *
  * @oddity{Descriptor 0 is closed} When the file cannot be opened, descriptor 0 is closed; when `count` is 0,
- * too, one second later. Keep descriptor 0 on /dev/null and expect it to be gone.
+ * too, one second later. Keep descriptor 0 on /dev/null and expect it to be gone. The next open(2) returns
+ * it.
  *
  * @oddity{Signals make gaps} A send that the kernel ends early (a signal handler ran) is not continued: the
  * rest of that chunk is missing on the wire, and the client, who counts, waits for it. Block signals in this
@@ -111,7 +112,7 @@ void *lan_transfer_file(void *arg);
  * @oddity{Short files are a success} Receiving ends when the announced size has arrived or the sender closes:
  * a connection that broke in a clean way gives 0 and a short file. After an empty file the call waits for the
  * close, which comes a second after the sender's last client. What arrives beyond the announced size, in the
- * same recv(2), is written too.
+ * same recv(2), is written too. Compare size and digest.
  *
  * Needs LAN_TRANSFER_CHUNK bytes of stack and a little more.
  *

@@ -30,7 +30,7 @@ struct log_record {
     /**
      * @oddity{Long tokens are not terminated} A token of up to 63 characters ends in a zero byte; of a longer
      * one the first 64 characters are here, without a terminator. The bytes behind the terminator are what
-     * followed it in the line.
+     * followed it in the line. Print tokens with `%.64s`.
      */
     char tokens[VARNEL_LOG_TOKENS][VARNEL_LOG_TOKEN_SIZE];
     uint32_t unused; /**< never written */
@@ -63,7 +63,7 @@ char *get_token_from_string(char *string, const char *delimiters, int32_t index)
  * that then begin with `//` are passed over.
  *
  * @oddity{Long lines are several} A line is read in pieces of up to 255 bytes, and each piece counts as a
- * line of its own. A zero byte ends its line.
+ * line of its own. A zero byte ends its line. Keep lines short.
  *
  * @param file_path                 the file; null counts as one that cannot be opened.
  * @param delimiters                characters that separate tokens.

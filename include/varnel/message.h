@@ -30,7 +30,8 @@
  * @par Standard output
  * @oddity{Failures are printed} To standard output, in the lines quoted below, where operators' log filters
  * find them. The errno a line shows is the one of its moment: after a write that was merely short it is older
- * than the call, and a platform's file_unlock() that sets errno decides what is shown.
+ * than the call, and a platform's file_unlock() that sets errno decides what is shown. Keep standard output
+ * for the log.
  *
  * @par Signals
  *
@@ -76,7 +77,8 @@ enum queue_message_size {
  * Posts a record to an open pipe. Waits while the pipe is full, unless @p fd is non-blocking.
  *
  * @oddity{Failed locks do not stop a post} A lock that fails prints "Varnel message.c : Error locking Queue"
- * or "... unlocking Queue" and changes nothing else.
+ * or "... unlocking Queue" and changes nothing else. The record is written without the lock; records of up to
+ * 4096 bytes do not mix all the same.
  *
  * @param msg  the record; (payload_len + 44) modulo 65536 bytes of it are written.
  * @param fd   pipe open for writing.
@@ -154,7 +156,7 @@ int get_message(void *buf, int32_t fd, int16_t timeout);
  * the largest record. Prints "Stat.st_size = SIZE" in hexadecimal, on every call.
  *
  * @oddity{0 on Linux} Linux tells a size of 0 for every pipe, so the result is 0 there; it counts where a
- * queue is kept in a file.
+ * queue is kept in a file. There, ask ioctl(FIONREAD).
  *
  * @param fd  descriptor of the queue.
  * @return number of largest records, rounded down; 0 when fstat() failed ("Error Stat.st_size = 0").

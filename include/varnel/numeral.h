@@ -18,7 +18,7 @@ extern "C" {
 /**
  * The host's byte-order code, for numeral_value_byte_order_convert().
  *
- * @oddity{Every host says 0} The code names "the host's order", not big or little.
+ * @oddity{Every host says 0} The code names "the host's order", not big or little. Do not branch on it.
  *
  * @return always 0, on every host.
  */
@@ -29,7 +29,7 @@ uint32_t get_host_byte_order(void);
  *
  * @oddity{Orders are only compared} The two orders are only compared: equal codes keep the bytes as they
  * stand, any two different codes reverse them. Either way the result is cut to the size, so equal orders
- * still truncate.
+ * still truncate. Pass 0 for "as here", 1 for "the other".
  *
  * @param value       the integer; its bytes are taken from the low end.
  * @param from_order  byte-order code of @p value (0 is the host's).

@@ -7,20 +7,22 @@
  * PCA9505 40-bit I/O expander (NXP datasheet, register table): five banks of eight pins.
  *
  * @oddity{Numbers are not checked} Banks are 0-4 and bits 0-7; neither is checked. The register of a bank is
- * the group's base + bank, modulo 256; a bit of 8 or more changes and reads nothing.
+ * the group's base + bank, modulo 256; a bit of 8 or more changes and reads nothing. Check them before the
+ * call.
  *
  * Every function returns 0, or -1 when a bus call failed.
  *
  * @oddity{Registers are selected twice} A register is always selected by a one-byte write of its own first,
  * even before a two-byte write that carries the register again. The chip is reached through the platform's
  * primitives directly, and their results count as whole ints: a one-byte transfer must return exactly 1, a
- * two-byte write exactly 2.
+ * two-byte write exactly 2. Expect one more transfer per access in traces and time budgets. A result above 16
+ * bits is a failure, unlike in smbus.h.
  *
  * @par Diagnostics
  *
  * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
  * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text.
+ * retried. The line numbers belong to the text. Keep standard output for the log.
  *
  * @par Threads
  * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers

@@ -7,7 +7,8 @@
  * PCA9546 4-channel I2C multiplexer (NXP datasheet, control register).
  *
  * @oddity{Channels are a control byte} `channel` is the control byte itself, not a channel number: bit n
- * enables channel n, so several channels can be on at once and 0 disconnects all.
+ * enables channel n, so several channels can be on at once and 0 disconnects all. Channel 3 alone is 0x08,
+ * while 3 connects channels 0 and 1: pass `1 << n`.
  *
  * Every function returns 0, or -1 when the bus call failed.
  *
@@ -15,7 +16,7 @@
  *
  * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
  * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text.
+ * retried. The line numbers belong to the text. Keep standard output for the log.
  *
  * @par Threads
  * No state and no lock. Selecting a channel and using a chip behind it is a sequence that callers serialise.

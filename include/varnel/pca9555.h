@@ -9,18 +9,18 @@
  * Ports (pins) are numbered 0-15: port p is bit p % 8 of bank p / 8.
  *
  * @oddity{Numbers are not checked} Numbers are not checked; a port of 16 or more addresses registers beyond
- * the chip's.
+ * the chip's. Check them before the call.
  *
  * Every function returns 0, or -1 when a bus call failed.
  *
  * @oddity{Pins that are not listed change} Functions that take a list of ports set all others to the
- * opposite.
+ * opposite. List all that matter.
  *
  * @par Diagnostics
  *
  * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
  * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text.
+ * retried. The line numbers belong to the text. Keep standard output for the log.
  *
  * @par Threads
  * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
@@ -81,6 +81,7 @@ int pca9554_init_port_input(uint32_t device, const uint8_t *ports, int count);
  *
  * @oddity{Levels start from the pins} The new output byte starts from the bank's @b input register, not from
  * its output register: the other outputs of the bank are rewritten with the levels now read on their pins.
+ * One that is held low from outside is then driven low: write whole banks where that can happen.
  *
  * @param device  device handle.
  * @param port    port number.

@@ -24,7 +24,8 @@
  * @par Results
  * Nothing is printed. A failure is the -1 of the call below, with its errno.
  *
- * @oddity{Signals end a wait} A wait is not resumed after a signal handler ran: it fails with EINTR.
+ * @oddity{Signals end a wait} A wait is not resumed after a signal handler ran: it fails with EINTR. Nothing
+ * is wrong then: wait again.
  *
  * @par Lifetime
  * The set and the key file stay until somebody removes them (`ipcrm`, `rm`); the library never does. A set
@@ -52,7 +53,7 @@ extern "C" {
  * device give the key (ftok(3) with '_'). ftok() folds them into 32 bits: two paths can, rarely, share a key.
  *
  * @oddity{Sets are open to all} The set is created with mode 0777, whatever the umask: any user may take and
- * release its locks.
+ * release its locks. Trust no lock against other users.
  *
  * @param path   key file.
  * @param nsems  number of locks in the set, 1 to the system's limit (SEMMSL). A set that exists must have at
@@ -65,7 +66,7 @@ int get_sem_lock(const char *path, int32_t nsems);
 /**
  * Takes a lock; waits while it is held.
  *
- * @oddity{Lock numbers of 16 bits} Only the low 16 bits of a number count: 65536 is lock 0.
+ * @oddity{Lock numbers of 16 bits} Only the low 16 bits of a number count: 65536 is lock 0. Number from 0.
  *
  * @param semid   set identifier.
  * @param semnum  number of the lock. See above for numbers over 65535.
@@ -89,7 +90,7 @@ int try_sem_lock(int32_t semid, int32_t semnum);
  * @oddity{Releasing a free lock waits} Nobody checks that the caller holds it. Releasing a lock that is @b
  * free does not fail: the call waits until another process has taken the lock, and then takes it away from
  * that process. Releasing another process's lock frees it only until the releaser ends: then the kernel
- * undoes the release, and the lock is held by nobody.
+ * undoes the release, and the lock is held by nobody. Release once what you took.
  *
  * @param semid   set identifier.
  * @param semnum  number of the lock, low 16 bits.

@@ -10,17 +10,20 @@
  * `device` names a chip: I2C bus number in bits 0-7, 7-bit slave address in bits 8-15. 0x6800 is bus 0, slave
  * 0x68.
  *
- * @oddity{Handles are not checked} Bits 16-31 are ignored, and neither number is checked.
+ * @oddity{Handles are not checked} Bits 16-31 are ignored, and neither number is checked. A slave above 0x7F
+ * goes to the platform as it is: build handles in one place.
  *
  * @par Results
  * Every transaction returns 0 on success and -1 on failure; nothing is printed and errno is whatever the
  * platform left.
  *
  * @oddity{Results of 16 bits} The primitives' results count as 16-bit values: a transfer succeeds when the
- * low 16 bits equal the length asked for, a combined write-read when they are 0.
+ * low 16 bits equal the length asked for, a combined write-read when they are 0. A platform that returns
+ * 0x10000 for "failed" has said "success": platforms return -1.
  *
  * @oddity{Single bytes are read in place} A caller's result storage is untouched on failure, except in
  * smbus_recv_byte_to_device() and smbus_read_byte_to_device(), where the primitive reads straight into it.
+ * Use it only when the result is 0.
  *
  * @par Null pointers
  *
@@ -110,7 +113,7 @@ int smbus_read_word_to_device(uint32_t device, uint8_t command, uint16_t *word);
  * Block write (section 6.5.7): command, count, data.
  *
  * @oddity{Block counts wrap} A count is taken modulo 256 and then cut to 32, and the call succeeds: 300 sends
- * 32 bytes, 256 none.
+ * 32 bytes, 256 none. Keep counts within 32.
  *
  * @param device   device handle.
  * @param command  command code.
@@ -124,7 +127,8 @@ int smbus_write_block_to_device(uint32_t device, uint8_t command, unsigned int c
  * Block read (section 6.5.7): command, repeated start, count byte, data.
  *
  * @oddity{Count byte ignored} The caller always gets the number of bytes it asked for: the count byte that
- * the chip sends is neither checked nor returned.
+ * the chip sends is neither checked nor returned. A chip that announces 2 bytes gives 5 when 5 are asked for,
+ * the last three being what the bus had: know the block's length.
  *
  * @param device   device handle.
  * @param command  command code.
@@ -164,10 +168,10 @@ int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t
  * A raw transfer for chips that do not keep to the SMBus frames: write only, read only, or write then read,
  * depending on which buffers are given.
  *
- * @oddity{Command not sent} @p command is ignored.
+ * @oddity{Command not sent} @p command is ignored. A chip's command byte goes first in @p write_data.
  *
  * @param device        device handle.
- * @param command       not sent; a chip's command byte goes first in @p write_data.
+ * @param command       not sent.
  * @param write_length  bytes in @p write_data, taken modulo 256.
  * @param write_data    the bytes, or null to read only.
  * @param read_length   bytes wanted.
@@ -182,7 +186,7 @@ int smbus_flexible_write_read_to_device(uint32_t device, uint8_t command, unsign
  * Prints bytes to standard output.
  *
  * @oddity{A newline first} The bytes stand on a line of their own, behind an empty one: a newline, each byte
- * as "0x%x " (so 5 is "0x5 "), a newline.
+ * as "0x%x " (so 5 is "0x5 "), a newline. It is for people, not for parsers.
  *
  * @param buffer  the bytes.
  * @param length  how many; 0 or less prints the two newlines only.

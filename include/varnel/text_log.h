@@ -24,22 +24,23 @@
  * program: the PATH variable decides which `mv` runs.
  *
  * @oddity{Long paths are never moved} A path of more than 45 bytes is never moved (the command is limited to
- * 99), and its file grows without limit.
+ * 99), and its file grows without limit. Keep paths short.
  *
  * @par Limits
  *
  * @oddity{One entry past the limit} The size is compared before the entry is written: a file may exceed its
  * limit by one entry. It is moved when it is strictly larger; a limit of 0 moves any file that is not empty,
- * a negative one any file.
+ * a negative one any file. Leave room for it.
  *
  * @par Results
  * @oddity{Dropped entries are a success} 0 when the entry was written, and also when the file could not be
  * opened and the entry was dropped; otherwise what fclose() returned, EOF (-1) on a full disk. Of an entry of
  * more than 16 KiB, date included, which takes several writes, a write that fails before the last one is not
- * reported.
+ * reported. Make sure of the folder and its permissions when the program starts.
  *
  * @oddity{Failed moves are not reported} A move that failed is not reported: the entry goes to the old file.
- * The size and the move say nothing of errno; a `%m` prints the caller's.
+ * The size and the move say nothing of errno; a `%m` prints the caller's. In a read-only folder the log grows
+ * without limit: watch its size.
  *
  * @par Threads and processes
  * May be called from any thread; sets the time zone from TZ (tzset()), and system() blocks SIGCHLD and

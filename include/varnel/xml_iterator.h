@@ -7,7 +7,8 @@
  * Walking, editing and searching a tree from a current node, and where a node stands in its tree.
  *
  * @oddity{Names match by their beginning} In a search a stored name or value matches when it is a @b
- * beginning of the one searched: a search for "item" finds a node named "it".
+ * beginning of the one searched: a search for "item" finds a node named "it". Compare the name of what was
+ * found.
  *
  * @par Threads
  * No lock: an iterator and its tree belong to one caller at a time.
@@ -66,6 +67,7 @@ void xml_iterator_set_root(xml_iterator *it, xml_node *node);
  * ancestor that has one.
  *
  * @oddity{Walks leave their root} The walk does not end below the iterator's root, but with the whole tree.
+ * Watch `depth`.
  */
 xml_node *xml_iterator_next(xml_iterator *it);
 /** To the previous sibling. */
@@ -145,7 +147,8 @@ char *xml_node_get_path_new(const xml_node *node);
 /**
  * A node's path, in the caller's buffer.
  *
- * @oddity{Paths of 64 levels} Only the 64 levels nearest to the node are written.
+ * @oddity{Paths of 64 levels} Only the 64 levels nearest to the node are written. A deeper node's path lacks
+ * its beginning; xml_node_get_path_new() gives all of it.
  *
  * @param node    may be null, which gives the empty string.
  * @param buffer  xml_node_get_path_length() + 1 bytes.

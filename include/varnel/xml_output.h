@@ -122,7 +122,8 @@ int xml_output_function_to_file_stream(xml_output *out, const char *bytes, unsig
 /**
  * To `target.descriptor`, by one write(2).
  *
- * @oddity{Short writes are not continued} `error` becomes 1 when fewer bytes were written.
+ * @oddity{Short writes are not continued} `error` becomes 1 when fewer bytes were written. A pipe or a socket
+ * may take a part, and the rest is missing: look at `error`, or use a stream.
  *
  * @return what write(2) returned.
  */

@@ -24,20 +24,22 @@
  * that text as its own `value`; the text node is gone. With two or more texts they stay as children.
  *
  * @oddity{The last attribute is empty} Elements have an attribute list with a last record that stayed empty
- * (name and value null).
+ * (name and value null). Pass over records without a name.
  *
  * @oddity{Entities match by their beginning} The last letter is not looked at, and only as many characters
- * are compared as there are before it: "am" and "ampx" between "&" and ";" are "&", too.
+ * are compared as there are before it: "am" and "ampx" between "&" and ";" are "&", too. Escape each
+ * ampersand.
  *
  * @oddity{After an error nothing is data} After the first error an element's start tag is read up to its
  * first attribute only, and nothing is stored from it: what follows is read as content. A document with a
  * status other than 0 is a ruin to look at, not data to use.
  *
- * @oddity{Comments lose dashes} In a comment "--" that does not end it becomes "-".
+ * @oddity{Comments lose dashes} In a comment "--" that does not end it becomes "-". Keep data out of
+ * comments.
  *
  * @par Status codes
  * @oddity{The status is never reset} Reading sets `status`, and the last error stays. Its values are listed
- * at enum xml_status.
+ * at enum xml_status. Use a new document for each text.
  *
  * @par Line and count
  * `line` counts every line feed consumed; xml_read_file() sets it to 1 first. `node_count` counts the nodes

@@ -42,7 +42,7 @@ void xml_sgs_delete(xml_sgs *sgs);
  * Appends one byte.
  *
  * @oddity{Full strings have no terminator} When the string cannot grow, the byte that fills it is stored all
- * the same, where the terminator would be.
+ * the same, where the terminator would be. After a result of 2 `buffer` is no C string: use `length`.
  *
  * The byte that makes `length` equal to `capacity` (the 2048th of a new string) grows the string by 2048.
  *

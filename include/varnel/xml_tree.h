@@ -115,7 +115,8 @@ xml_node *xml_node_clone(const xml_node *n);
 /**
  * Copies a node with its descendants, but not its siblings.
  *
- * @oddity{Copies have no way back} In the copy every `previous` is null; the other links are complete.
+ * @oddity{Copies have no way back} In the copy every `previous` is null; the other links are complete. Walk
+ * forwards.
  *
  * @param n  not null.
  * @return the copy, or null out of memory.
@@ -134,7 +135,8 @@ void xml_node_unlink(xml_node *n);
  * Puts a node before another: in front of the first child it becomes the first.
  *
  * @oddity{Inserted before, seen backwards only} Before any other child, only the links back lead to it: the
- * previous sibling's `next` is left alone, so walking forwards, writing and deleting pass it by.
+ * previous sibling's `next` is left alone, so walking forwards, writing and deleting pass it by. Insert after
+ * the sibling before it instead.
  *
  * @param n         the node that stays.
  * @param new_node  an unlinked node.
@@ -143,7 +145,8 @@ void xml_node_insert_sibling_before(xml_node *n, xml_node *new_node);
 /**
  * Puts a node after another.
  *
- * @oddity{Inserted after, not seen backwards} The later sibling's `previous` is left alone.
+ * @oddity{Inserted after, not seen backwards} The later sibling's `previous` is left alone. Walking backwards
+ * passes the new node by: walk forwards.
  *
  * @param n         the node that stays.
  * @param new_node  an unlinked node.
@@ -153,7 +156,7 @@ void xml_node_insert_sibling_after(xml_node *n, xml_node *new_node);
  * Appends a node to the children of another.
  *
  * @oddity{Siblings come along} The child's `next` is left alone: siblings that hang on it come along, but
- * with the parent and last child not set for them.
+ * with the parent and last child not set for them. Unlink the child first.
  *
  * @param parent  not null.
  * @param child   an unlinked node.
@@ -164,7 +167,7 @@ xml_node *xml_node_add_child(xml_node *parent, xml_node *child);
  * Puts a node between another and all of its children: they become the children of @p middle, and @p middle
  * the only child of @p n.
  *
- * @oddity{Children of the middle are lost} Children that @p middle has are lost sight of.
+ * @oddity{Children of the middle are lost} Children that @p middle has are lost sight of. Give it none.
  *
  * @param n       not null; it may have no children.
  * @param middle  an unlinked node.

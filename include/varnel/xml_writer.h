@@ -23,7 +23,7 @@
  *
  * @oddity{Comments grow} A comment gains a blank on either side each time it is written. An indented text,
  * when it is read again, begins behind the indentation but ends with the line's: write without
- * xml_flag_indent what has to be the same when it is read again.
+ * xml_flag_indent what has to be the same when it is read again. Trim what was read.
  *
  * Null strings are written as empty, attributes without a name not at all.
  *
@@ -49,7 +49,7 @@ extern "C" {
  * Writes a document to a file, which is created or emptied.
  *
  * @oddity{Failed writes are not reported} Only opening and closing are: a full disk can give a short file and
- * 0.
+ * 0. Where that matters, use xml_write_file() and ferror(3).
  *
  * @param doc    the document.
  * @param path   file name.

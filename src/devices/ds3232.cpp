@@ -29,7 +29,7 @@ using time_bytes = std::array<uint8_t, time_registers>;
 constexpr uint8_t bcd(int value) { return static_cast<uint8_t>(value % 10 + value / 10 * 16); }
 constexpr int from_bcd(uint8_t byte) { return (byte & 0x0F) + (byte >> 4) * 10; }
 
-/// 0-11. BCD 0x10 (October) gives 15, which mktime carries into April of the next year.
+/// 0-11, but 15 for October (BCD 0x10).
 constexpr int month_of(uint8_t byte) {
     const unsigned int m = byte - 1U;
     return static_cast<int>(((m & 0x10U) != 0 ? 10U : 0U) + (m & 0x0FU));

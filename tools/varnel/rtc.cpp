@@ -49,7 +49,7 @@ uint8_t read_month() {
     return month;
 }
 
-/// The driver takes October for April of the next year, and its 31st for the 1st of May.
+/// Undoes the driver's error in October (ds3232.h): the 31st, read as a day of April, is the 1st of May.
 std::time_t as_october(std::time_t time) {
     std::tm broken{};
     localtime_r(&time, &broken);
