@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""report.py [FILE...]: merges what benchmarks saved with --json into bench/report.json, and makes bench/report.html and
-the figures in README.md from that. Without files it makes them from the report that is there."""
+"""report.py FILE...: merges what benchmarks saved with --json into build/bench/report.json, makes the page
+build/bench/report.html from that, and keeps the medians in bench/medians.json."""
 import datetime
 import json
 import math
@@ -14,9 +14,11 @@ import sys
 
 import jinja2
 
+from figures import Chart, along, decades, number, times
+
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
 BENCH = PROJECT / "bench"
-README_FIGURES = re.compile(r"(?<=<!-- figures: script/bench writes them -->\n).*?(?=<!-- end of figures -->)", re.DOTALL)
+BUILD = PROJECT / "build/bench"
 
 # --- The report ---
 
@@ -64,22 +66,6 @@ def merged(files):
 # --- Numbers ---
 
 
-def number(value, is_counted=False):
-    """Three digits, or all of what was counted."""
-    if is_counted and float(value).is_integer() or value == 0:
-        return f"{value:,.0f}"
-    decimals = 2 - math.floor(math.log10(abs(value)))
-    return f"{round(value, decimals):,.{max(decimals, 0)}f}"
-
-
-def times(ratio):
-    if ratio is None:
-        return "-"
-    if 0 < ratio < 0.095:
-        return f"{ratio:.{-math.floor(math.log10(ratio))}f}"
-    return f"{ratio:.2f}" if ratio < 9.995 else f"{ratio:,.0f}"
-
-
 def tick(value):
     """A label of an axis."""
     return f"{value / 1e6:g}M" if value >= 1e6 else f"{value / 1e3:g}k" if value >= 1e4 else f"{value:,g}"
@@ -105,22 +91,12 @@ def bars(figure):
     return [{key: min(each[key] * scale, BAR_WIDTH) for key in ("median", "lowest", "highest")} for each in figure["contenders"]]
 
 
-def decades(values):
-    return [10.0**n for n in range(math.floor(math.log10(min(values))), math.ceil(math.log10(max(values))) + 1)]
-
-
 def spread_out(heights, distance):
     """Moves labels down until none covers the one above it."""
     placed, last = {}, -math.inf
     for i in sorted(range(len(heights)), key=heights.__getitem__):
         placed[i] = last = max(heights[i], last + distance)
     return [placed[i] for i in range(len(heights))]
-
-
-def along(value, ends, pixels):
-    """Where a value is between the ends of a logarithmic axis."""
-    share = math.log(value / ends[0]) / (math.log(ends[-1] / ends[0]) or 1)
-    return pixels[0] + (pixels[1] - pixels[0]) * share
 
 
 class Plot:
@@ -161,47 +137,48 @@ def sections(report):
         yield family | {kind: of(family, kind) for kind in ("figures", "growths")}
 
 
+def overview(report):
+    compared = [(each, {name: ratio for name, ratio in peers_of(each).items() if ratio}) for each in report["figures"]]
+    rows = [(figure["title"], figure["id"], ratios, "") for figure, ratios in compared if ratios]
+    return Chart(rows, 400, 760).svg()
+
+
 def page(report):
     loader = jinja2.FileSystemLoader(BENCH)
     environment = jinja2.Environment(loader=loader, autoescape=True, trim_blocks=True, lstrip_blocks=True)
     environment.filters |= {"number": number, "times": times, "tick": tick}
     environment.globals |= {"bars": bars, "bar_width": BAR_WIDTH, "Plot": Plot, "zip": zip}
     environment.tests |= {"behind": is_behind, "ahead": is_ahead}
-    return environment.get_template("report.html.j2").render(report=report, sections=list(sections(report)))
+    template = environment.get_template("report.html.j2")
+    return template.render(report=report, overview=overview(report), sections=list(sections(report)))
 
 
-def readme_row(what, figure):
-    ours, *others = figure["contenders"]
-    peers = [each for each in others if each["role"] == "peer"] or others
-    compared = "; ".join(f"{each['name']} {times(each['ratio'])}" for each in peers)
-    value = number(ours["median"], ours["rounds"] == 1)
-    return f"| {what} | {value} {figure['unit']} | {compared} | `{figure['id']}` |"
+# --- Medians ---
 
 
-def with_figures(readme, report):
-    """A row keeps its first column, the text, and its last, the figure's id."""
-    figures = {figure["id"]: figure for figure in report["figures"]}
+def peers_of(figure):
+    return {each["name"]: each["ratio"] for each in figure["contenders"] if each["role"] == "peer"}
 
-    def filled(row):
-        what, name = row[1], row[2]
-        if name not in figures:
-            sys.exit(f"report.py: README.md names {name}, which the report does not have")
-        return readme_row(what, figures[name])
 
-    def filled_table(table):
-        return re.sub(r"^\| (.*?) \|.*\| `([^`]+)` \|$", filled, table[0], flags=re.MULTILINE)
+def median_of(figure):
+    ours = figure["contenders"][0]
+    counted = ours["rounds"] == 1 and float(ours["median"]).is_integer()
+    return {"median": int(ours["median"]) if counted else ours["median"], "unit": figure["unit"], "ratios": peers_of(figure)}
 
-    return README_FIGURES.sub(filled_table, readme)
+
+def medians(report):
+    """A figure a line, so that a difference shows which ones changed."""
+    heads = [f" {json.dumps(key)}: {json.dumps(report[key])}" for key in ("date", "library", "machine")]
+    lines = [f"  {json.dumps(each['id'])}: {json.dumps(median_of(each))}" for each in report["figures"]]
+    return "{\n" + ",\n".join([*heads, ' "figures": {\n' + ",\n".join(lines)]) + "\n }\n}\n"
 
 
 def main(files):
-    saved = BENCH / "report.json"
-    if files:
-        saved.write_text(json.dumps(merged(files), indent=1) + "\n")
-    report = json.loads(saved.read_text())
-    (BENCH / "report.html").write_text(page(report))
-    readme = PROJECT / "README.md"
-    readme.write_text(with_figures(readme.read_text(), report))
+    report = merged(files)
+    (BUILD / "report.json").write_text(json.dumps(report, indent=1) + "\n")
+    (BUILD / "report.html").write_text(page(report))
+    (BENCH / "medians.json").write_text(medians(report))
 
 
-main(sys.argv[1:])
+if __name__ == "__main__":
+    main(sys.argv[1:])
