@@ -506,15 +506,16 @@ TEST_F(FileLock, OfOneThreadIsLeftAloneByAnotherThatUnlocks) {
     const int probe = open_file();
     std::atomic<bool> done = false;
     std::vector<std::jthread> unlocking;
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 8; ++i) {
         unlocking.emplace_back([&] {
             while (!done) {
                 file_unlock(fd);
+                sched_yield();
             }
         });
     }
     int lost = 0;
-    for (int i = 0; i < 1'000; ++i) {
+    for (int i = 0; i < 10'000; ++i) {
         EXPECT_EQ(file_lock_write(fd), 0);
         sched_yield();
         struct flock any {};
