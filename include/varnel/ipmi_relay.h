@@ -58,7 +58,7 @@ int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession);
 /**
  * Opens an IPMI 2.0 session to port 623 of a controller, with Administrator privilege and a time-out of 5.
  *
- * @param info         the login.
+ * @param info         the login; not null, which is not checked: the process ends by SIGSEGV.
  * @param IPMISession  storage for the platform's session object, zeroed; null ends the process through an
  *                     assertion. The relays below give it 32 bytes.
  * @return 0, or -1: the address is "0.0.0.0" (the platform is not called), or the session was not opened.
@@ -68,7 +68,7 @@ int lan_create_session(bmc_session_info *info, void *IPMISession);
 /**
  * As lan_create_session(), with 4 instead of 1 as the tenth argument of the platform's call.
  *
- * @param info         the login.
+ * @param info         as for lan_create_session().
  * @param IPMISession  as for lan_create_session().
  * @return 0, or -1.
  */

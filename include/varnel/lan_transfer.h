@@ -32,6 +32,11 @@
  *
  * @par Files of 2 GiB and more
  * The size is 32 bits wide, and the receiver counts in signed 32 bits: do not send them.
+ *
+ * @par Threads
+ * Any number of threads may receive at the same time, into different files. One thread of the machine sends:
+ * a second one cannot have the port, and ends at once. @ref g_transfer_server_ok and the sender's
+ * @ref lan_transfer_arg::count are the only state that threads share; both are written atomically.
  */
 
 #include <stdint.h>
@@ -85,7 +90,9 @@ extern int g_transfer_server_ok;
  * - After a failed listen or accept the file stays open.
  *
  * @oddity{Connections stay open} The connection of each client but the last stays open until the process
- * ends, one descriptor each: clients go by the size, not by the end of file. Serve in a process of its own.
+ * ends, one descriptor each: clients go by the size, not by the end of file. After an empty file they have
+ * nothing to go by: each client but the last waits until the sender's process ends. Do not send empty files
+ * to more than one client. Serve in a process of its own.
  *
  * @oddity{Descriptor 0 is closed} When the file cannot be opened, descriptor 0 is closed; when `count` is 0,
  * too, one second later. Keep descriptor 0 on /dev/null and expect it to be gone. The next open(2) returns
@@ -111,8 +118,8 @@ void *lan_transfer_file(void *arg);
  *
  * @oddity{Short files are a success} Receiving ends when the announced size has arrived or the sender closes:
  * a connection that broke in a clean way gives 0 and a short file. After an empty file the call waits for the
- * close, which comes a second after the sender's last client. What arrives beyond the announced size, in the
- * same recv(2), is written too. Compare size and digest.
+ * close: one second for the sender's last client, until the sender's process ends for the others. What
+ * arrives beyond the announced size, in the same recv(2), is written too. Compare size and digest.
  *
  * Needs LAN_TRANSFER_CHUNK bytes of stack and a little more.
  *

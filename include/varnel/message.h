@@ -8,7 +8,8 @@
  *
  * The daemons make the pipe (mkfifo(3)), open it and own the descriptors. Any number of processes post; one
  * process reads. A writer holds the platform's file lock (file_lock_write(), platform.h) around its one
- * write(2), so that records of several writers do not mix, whatever their size.
+ * write(2): as far as that lock excludes the other writers, records do not mix, whatever their size. Records
+ * of up to PIPE_BUF bytes never mix (pipe(7)).
  *
  * @par Choosing a record size
  * @oddity{A part spoils the queue} The stream has no marks between records: a record written in part puts
@@ -39,9 +40,11 @@
  * SIGPIPE in the caller, as write(2) does. A daemon that wants -1 instead ignores the signal.
  *
  * @par Threads
- * No state. Whether two threads of one process exclude each other is up to the platform's lock (record locks
- * of fcntl(2) do not). While post_message_non_block() writes, other users of the same open pipe see
- * O_NONBLOCK.
+ * No state. Whether two threads of one process exclude each other is up to the platform's lock. That of
+ * libvarnel_platform excludes threads and processes, however each of them posts. Record locks of fcntl(2)
+ * alone do not exclude threads, and a process loses them when one of its threads ends
+ * post_message_to_named_queue(), which closes a descriptor of the pipe. While post_message_non_block()
+ * writes, other users of the same open pipe see O_NONBLOCK.
  */
 
 #include <stdint.h>
@@ -103,7 +106,8 @@ int post_message_non_block(const queue_message *msg, int32_t fd);
 /**
  * Opens a pipe by its path, posts a record and closes it again.
  *
- * The open waits until a reader has the pipe open, for ever if need be. A pipe that cannot be opened is
+ * The open waits until a reader has the pipe open, for ever if need be; a signal handler that was installed
+ * without SA_RESTART ends the wait, and the open has failed (EINTR). A pipe that cannot be opened is
  * reported through IDBG_LINUXAPP_DbgOut() (level 0x82, "[message.c:103]Error opening named pipe PATH") and on
  * standard error; the lines for a failed lock, unlock and write follow, and the result is -1.
  *
@@ -129,8 +133,9 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
  * processor time. A reader that opens its pipe with O_RDWR never sees the end of file, and its time-outs
  * always work.
  *
- * @oddity{Long time-outs wrap} The wait is handed to select(2) in microseconds of 32 bits: 2148 s and more
- * wrap around into a failure or a shorter wait.
+ * @oddity{Long time-outs wrap} The wait is handed to select(2) in microseconds of 32 bits, signed: 2148 s and
+ * more, and numbers below -1, wrap around. About half of them become negative and fail (EINVAL); the others
+ * become a wait of up to 2148 s that has nothing to do with the number.
  *
  * @par Errors
  * Interrupted reads (EINTR) and an empty non-blocking pipe (EAGAIN) are waited out.
@@ -142,8 +147,8 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
  * @param buf      receives header, length and payload. A payload_len below 1, taken as a signed number, means
  *                 no payload.
  * @param fd       pipe open for reading.
- * @param timeout  seconds; 0 does not wait; -1 waits for ever. 2147 s is the longest, and numbers below -1
- *                 fail.
+ * @param timeout  seconds; 0 does not wait; -1 waits for ever. 2147 s is the longest; all other
+ *                 numbers wrap around, see above.
  * @return 0, or -1 when the time is over (nothing printed) or select() failed ("Message.c : Error waiting on
  *         Queue TEXT"): a signal handler ran (EINTR), or @p fd is not open (EBADF, where the kernel notices).
  *         With a time-out, negative descriptors and those from 1024 (FD_SETSIZE) on are refused in the same

@@ -19,8 +19,8 @@
  * what must hold for its own promises to hold. docs/porting.md has a command to check each function with.
  *
  * @par Threads
- * All must be callable from several threads at once and in a child after fork(). The library takes no lock
- * around them.
+ * All must be callable from several threads at once and in a child after fork(), whatever the parent's other
+ * threads were doing at that moment. The library takes no lock around them.
  *
  * @par errno
  * The library hands errno on to its callers as the platform left it. What libvarnel_platform sets is said for
@@ -105,23 +105,30 @@ int i2c_writeread_on_bus(uint8_t bus, uint8_t slave, const uint8_t *write_buffer
 
 /**
  * Locks a queue for one write: excludes every other writer, whether it is another process that opened the
- * queue itself, a process that shares an inherited descriptor, or another thread of this process. An
- * exclusive fcntl() record lock on the whole file (POSIX, fcntl) together with a lock among threads serves.
+ * queue itself, a process that shares an inherited descriptor, or another thread of this process. Record
+ * locks of fcntl() do not exclude threads, and a process loses them when any of its threads closes any
+ * descriptor of the file, which post_message_to_named_queue() does. Locks of open file descriptions
+ * (F_OFD_SETLKW) and flock() do not exclude processes that share an inherited descriptor.
  *
  * A failure does not stop the library: it prints a line, writes unlocked, and calls file_unlock() all the
  * same.
  *
  * libvarnel_platform: waits without limit; a signal does not end the wait, nor is it a cancellation point.
- * Locking again what the calling thread holds succeeds and does not nest. What ends a lock early, as for
- * every record lock: the process closes @e any descriptor of the same file. A process that keeps a descriptor
- * of a queue and at the same time opens and closes that queue in another thread
- * (post_message_to_named_queue()) loses the exclusion of other processes for the write under way; its own
- * threads still exclude each other. At most 256 files are locked at a time by one process. A thread that ends
- * with a lock leaves it to nobody.
+ * Locking again what the calling thread holds succeeds and does not nest. At most 256 files are locked at a
+ * time by one process. A lock held by a thread that exits is released when the process ends.
+ *
+ * While it is locked, libvarnel_platform has a descriptor of its own on the file, opened through /proc, and
+ * closes it when the lock is released. This ends record locks on the file that the process took itself.
+ * Record locks of other processes on the whole file exclude the lock, and are excluded; the calling thread
+ * must not take one meanwhile, because it would wait for itself. Where the file cannot be opened again (no
+ * /proc, no permission any more, out of descriptors, a pipe without a reader, neither pipe nor regular file),
+ * the lock is a record lock and a lock among threads, which other processes no longer respect once the
+ * process has closed any descriptor of the file.
  *
  * @param fd  descriptor open for writing; -1 after a failed open, which must give -1.
  * @return 0; -1 on failure. errno is unchanged on success. libvarnel_platform: EBADF no descriptor or not
- * open for writing; EDEADLK the calling thread holds a lock that the holder waits for; ENOLCK out of locks.
+ * open for writing; EDEADLK the calling thread holds a lock that the holder waits for, as far as the kernel
+ * sees it: not when a process has closed a descriptor of a file that it has locked; ENOLCK out of locks.
  */
 int file_lock_write(int fd);
 
@@ -129,9 +136,9 @@ int file_lock_write(int fd);
  * Releases the lock of file_lock_write().
  *
  * @param fd  the same descriptor, or another one of the same file.
- * @return 0, also when nothing was locked; -1 on failure. @b errno is unchanged on success: the library calls
- *         this between a failed write and the line that prints the write's errno. libvarnel_platform: EBADF;
- *         EPERM when another thread of the process holds the lock, which it keeps.
+ * @return 0, also when the calling thread has no lock, which changes nothing; -1 on failure. @b errno is
+ * unchanged on success: the library calls this between a failed write and the line that prints the write's
+ * errno. libvarnel_platform: EBADF; EPERM when another thread of the process holds the lock, which it keeps.
  */
 int file_unlock(int fd);
 
@@ -142,6 +149,11 @@ int file_unlock(int fd);
  *                (0x82: LOG_CRIT) and ignores the others.
  * @param format  printf format, ending in a newline; the arguments follow.
  * @return ignored by the library. libvarnel_platform: the length of the text, or a negative value.
+ *
+ * libvarnel_platform calls syslog(). After a fork while another thread of the parent was inside syslog(),
+ * whose lock then stays taken in the child, it waits a second, once, and then sends the lines itself: with
+ * the program's name and LOG_USER instead of what openlog() was given, without a time, and cut off after 8
+ * KiB.
  *
  * errno must be unchanged afterwards: the library prints it next.
  */

@@ -6,6 +6,7 @@
 
 #include <syslog.h>
 
+#include "base/system_log.h"
 #include "varnel/platform.h"
 
 namespace {
@@ -31,7 +32,7 @@ int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...) {
     va_list again;
     va_start(arguments, format);
     va_copy(again, arguments);
-    vsyslog(level & LOG_PRIMASK, format, arguments);
+    varnel::platform::log_to_system(level & LOG_PRIMASK, format, arguments);
     va_end(arguments);
     errno = errno_before; // for %m
     const int length = write_to_stderr_if_wanted(format, again);

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
+#include <limits>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -12,18 +14,29 @@
 #include "base/exclusive.h"
 #include "varnel/platform.h"
 
-// Record locks belong to a process: they exclude every other process, also one that shares the descriptor,
-// and none of the process's own threads. So a thread first takes the file among its own process's threads.
+// A lock has three parts.
+//
+// - Among the process's threads: a table of the files that they have locked.
+// - Record lock on all bytes but the first: it is the process's, so it is lost when any thread closes any
+//   descriptor of the file. The kernel reports deadlocks of these, and shows who holds them (/proc/locks).
+// - Lock of an open file description on the first byte: the file is opened once more for it, so the
+// description is
+//   shared with nobody, and closing other descriptors leaves the lock alone.
+//
+// Record locks of other programs, on the whole file, conflict with both.
 
 namespace varnel::platform {
 
 namespace {
+
+constexpr int not_opened = -1;
 
 /// A file that a thread of this process has locked, or waits to lock.
 struct taken_file {
     dev_t file_system;
     ino_t inode;
     pthread_t thread;
+    int opened; ///< descriptor that has the lock of the first byte, or not_opened
     bool used;
 
     [[nodiscard]] bool is(const struct stat &file) const {
@@ -36,8 +49,14 @@ constinit std::array<taken_file, 256> taken_files{};
 pthread_mutex_t taken_files_mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t file_released = PTHREAD_COND_INITIALIZER;
 
-/// The child has none of its parent's record locks and none of its threads.
+/// The child has none of its parent's threads. Its copies of their descriptors would keep the locks of a
+/// parent that is killed.
 void forget_locks_in_child() {
+    for (const taken_file &each : taken_files) {
+        if (each.used && each.opened != not_opened) {
+            close(each.opened);
+        }
+    }
     taken_files = {};
     taken_files_mutex = PTHREAD_MUTEX_INITIALIZER;
     file_released = PTHREAD_COND_INITIALIZER;
@@ -56,55 +75,76 @@ bool holds_another(const struct stat &file) {
                                [&](const taken_file &each) { return each.is_mine() && !each.is(file); });
 }
 
-/// Takes the file among this process's threads. Returns 0 or an errno; tells whether the thread had it before
-/// and whether it has other files.
-int take(const struct stat &file, bool &had_it, bool &has_others) {
+/// The calling thread's place in the table.
+struct taking {
+    taken_file *place; ///< null: the table is full
+    bool had_it;
+    bool has_others;
+};
+
+/// Takes the file among this process's threads.
+taking take(const struct stat &file) {
     const exclusive table(taken_files_mutex);
+    const bool has_others = holds_another(file);
     taken_file *holder = find(file);
-    had_it = holder != nullptr && holder->is_mine();
-    has_others = holds_another(file);
-    if (had_it) {
-        return 0;
+    if (holder != nullptr && holder->is_mine()) {
+        return {holder, true, has_others};
     }
     for (; holder != nullptr; holder = find(file)) {
         pthread_cond_wait(&file_released, &taken_files_mutex);
     }
     auto *const place = std::ranges::find_if(taken_files, [](const taken_file &each) { return !each.used; });
     if (place == taken_files.end()) {
-        return ENOLCK;
+        return {nullptr, false, has_others};
     }
-    *place = {file.st_dev, file.st_ino, pthread_self(), true};
-    return 0;
+    *place = {file.st_dev, file.st_ino, pthread_self(), not_opened, true};
+    return {place, false, has_others};
 }
 
-void release(const struct stat &file) {
+void give_back(taken_file &taken) {
     const exclusive table(taken_files_mutex);
-    if (taken_file *holder = find(file); holder != nullptr) {
-        *holder = {};
-        pthread_cond_broadcast(&file_released);
-    }
+    taken = {};
+    pthread_cond_broadcast(&file_released);
 }
 
-bool another_thread_holds(const struct stat &file) {
+struct holding {
+    taken_file *mine; ///< null: the calling thread does not hold the file
+    bool other_thread;
+};
+
+holding look_up(const struct stat &file) {
     const exclusive table(taken_files_mutex);
-    const taken_file *holder = find(file);
-    return holder != nullptr && !holder->is_mine();
+    taken_file *const holder = find(file);
+    const bool mine = holder != nullptr && holder->is_mine();
+    return {mine ? holder : nullptr, holder != nullptr && !mine};
 }
 
-int set_record_lock(int fd, int command, short type) {
-    struct flock whole_file {};
-    whole_file.l_type = type;
-    whole_file.l_whence = SEEK_SET;
-    return fcntl(fd, command, &whole_file) == 0 ? 0 : errno;
+struct byte_range {
+    off_t start;
+    off_t length; ///< 0: to the end of all files
+};
+constexpr byte_range first_byte{0, 1};
+constexpr byte_range all_but_first{1, 0};
+constexpr byte_range whole_file{0, 0};
+
+int set_lock(int fd, int command, short type, byte_range range) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = range.start;
+    lock.l_len = range.length;
+    return fcntl(fd, command, &lock) == 0 ? 0 : errno;
 }
+
+bool is_held_by_another(int error) { return error == EAGAIN || error == EACCES; }
 
 /// The kernel looks for deadlocks among processes: two processes whose different threads each hold one file
 /// and wait for one are a deadlock to it although all of them will get on. A thread that holds nothing waits
 /// on.
-int wait_for_record_lock(int fd, bool has_others) {
+int wait_for_record_lock(int fd, byte_range range, bool has_others) {
     constexpr timespec pause{0, 1'000'000};
     for (;;) {
-        const int error = set_record_lock(fd, F_SETLKW, F_WRLCK);
+        const int error = set_lock(fd, F_SETLKW, F_WRLCK, range);
         if (error == EDEADLK && !has_others) {
             nanosleep(&pause, nullptr);
         } else if (error != EINTR) {
@@ -113,26 +153,91 @@ int wait_for_record_lock(int fd, bool has_others) {
     }
 }
 
-int lock(int fd, const struct stat &file) {
-    bool had_it = false;
-    bool has_others = false;
-    int error = take(file, had_it, has_others);
-    if (error == 0) {
-        error = wait_for_record_lock(fd, has_others);
-        if (error != 0 && !had_it) {
-            release(file);
-        }
+/// A new open file description of the same file, or not_opened. Opening devices may do something to them.
+int open_again(int fd, const struct stat &file) {
+    if (!S_ISFIFO(file.st_mode) && !S_ISREG(file.st_mode)) {
+        return not_opened;
+    }
+    std::array<char, sizeof "/proc/thread-self/fd/" + std::numeric_limits<int>::digits10 + 1> path{};
+    std::snprintf(path.data(), path.size(), "/proc/thread-self/fd/%d", fd);
+    return open(path.data(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
+/// For a thread that has the record lock on the other bytes. A record lock of the process's own on this byte
+/// would be waited for without end.
+int wait_for_first_byte(int fd, int opened) {
+    int error = set_lock(opened, F_OFD_SETLK, F_WRLCK, first_byte);
+    if (is_held_by_another(error)) {
+        set_lock(fd, F_SETLK, F_UNLCK, first_byte);
+        do {
+            error = set_lock(opened, F_OFD_SETLKW, F_WRLCK, first_byte);
+        } while (error == EINTR);
     }
     return error;
 }
 
-int unlock(int fd, const struct stat &file) {
-    if (another_thread_holds(file)) {
-        return EPERM;
+bool is_open_at(int descriptor, const taken_file &taken) {
+    struct stat file {};
+    return descriptor != not_opened && fstat(descriptor, &file) == 0 && taken.is(file);
+}
+
+/// Closing a descriptor of the file ends the process's record locks on it, too. The check is for daemons that
+/// have closed all their descriptors meanwhile.
+void unlock_in_kernel(int fd, const taken_file &taken) {
+    if (is_open_at(taken.opened, taken)) {
+        close(taken.opened);
+    } else {
+        set_lock(fd, F_SETLK, F_UNLCK, whole_file);
     }
-    const int error = set_record_lock(fd, F_SETLK, F_UNLCK);
-    release(file);
+}
+
+int lock_in_kernel(int fd, const struct stat &file, taken_file &taken, bool has_others) {
+    int error = wait_for_record_lock(fd, all_but_first, has_others);
+    if (error != 0) {
+        return error;
+    }
+    taken.opened = open_again(fd, file);
+    error = taken.opened == not_opened ? wait_for_record_lock(fd, whole_file, has_others)
+                                       : wait_for_first_byte(fd, taken.opened);
+    if (error != 0) {
+        unlock_in_kernel(fd, taken);
+    }
     return error;
+}
+
+/// The record lock may have been lost meanwhile, and another process may have it, which then waits for the
+/// first byte.
+int lock_again(int fd, const taken_file &taken, bool has_others) {
+    if (taken.opened == not_opened) {
+        return wait_for_record_lock(fd, whole_file, has_others);
+    }
+    const int error = set_lock(fd, F_SETLK, F_WRLCK, all_but_first);
+    return is_held_by_another(error) ? 0 : error;
+}
+
+int lock(int fd, const struct stat &file) {
+    const taking taken = take(file);
+    if (taken.place == nullptr) {
+        return ENOLCK;
+    }
+    if (taken.had_it) {
+        return lock_again(fd, *taken.place, taken.has_others);
+    }
+    const int error = lock_in_kernel(fd, file, *taken.place, taken.has_others);
+    if (error != 0) {
+        give_back(*taken.place);
+    }
+    return error;
+}
+
+/// Of a thread that holds nothing: nothing is done, because another thread may take the file at any moment.
+int unlock(int fd, const struct stat &file) {
+    const holding held = look_up(file);
+    if (held.mine != nullptr) {
+        unlock_in_kernel(fd, *held.mine);
+        give_back(*held.mine);
+    }
+    return held.other_thread ? EPERM : 0;
 }
 
 /// Ends a function of the port: errno changes on failure only.

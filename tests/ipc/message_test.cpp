@@ -726,6 +726,26 @@ TEST_F(RealQueue, NamedPostWaitsForAReader) {
     EXPECT_TRUE(writer.exits_with(0));
 }
 
+TEST_F(RealQueue, SignalEndsTheNamedPostsWaitForAReader) {
+    platform.lock = platform.unlock = [](int) { return -1; };
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval often{{0, 5000}, {0, 5000}};
+    ::testing::internal::CaptureStderr();
+    captured_output output;
+    setitimer(ITIMER_REAL, &often, nullptr);
+    EXPECT_EQ(post_message_to_named_queue(record(9), path.c_str()), -1);
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_EQ(output.text(), "Varnel message.c : Error locking Queue\n"
+                             "Varnel message.c : Error unlocking Queue\n"
+                             "Message.c : PostMsg Bad file descriptor\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Interrupted system call\n");
+    EXPECT_EQ(platform.debug_output, "130 [message.c:103]Error opening named pipe " + path + "\n");
+    platform = {};
+}
+
 TEST_F(RealQueue, RecordIsCompletedByAnotherWriterAfterTheFirstClosed) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     const std::string text = record(200).text();

@@ -1,21 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 // IDBG_LINUXAPP_DbgOut() as a syslog daemon and a terminal see it.
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/private_dev.h"
+#include "support/child_process.h"
 #include "varnel/platform.h"
 
 namespace {
 
 using ::testing::EndsWith;
 using ::testing::StartsWith;
+using varnel::test::child_process;
 using varnel::test::logged;
 
 class DebugOutput : public ::testing::Test {
@@ -27,6 +36,22 @@ class DebugOutput : public ::testing::Test {
         unsetenv("VARNEL_DEBUG_STDERR");
     }
 };
+
+/// The line without its priority and time.
+std::string after_time(const std::string &line) {
+    return line.substr(line.find('>') + sizeof "Oct 10 10:10:10");
+}
+
+/// Emulators of a processor do not make copies that end without a signal.
+bool can_copy_process() {
+    const long copy = syscall(SYS_clone, 0, nullptr, nullptr, nullptr, nullptr);
+    if (copy == 0) {
+        _exit(0);
+    }
+    return copy > 0 && waitpid(static_cast<pid_t>(copy), nullptr, __WALL) == copy;
+}
+
+bool is_from_child(const std::string &line) { return line.ends_with(": from the child\n"); }
 
 std::string priority(int level) { return "<" + std::to_string(level) + ">"; }
 
@@ -53,6 +78,73 @@ TEST_F(DebugOutput, LeavesErrno) {
     IDBG_LINUXAPP_DbgOut(0x82, format.c_str(), "open");
     EXPECT_EQ(errno, ENOENT);
     EXPECT_THAT(logged(), EndsWith("open: No such file or directory"));
+}
+
+/// What a child of a fork logs. Its parent has another thread, so it has to look whether the log can be used.
+std::string logged_by_child_of_threads() {
+    std::atomic<bool> done = false;
+    std::jthread another([&] { done.wait(false); });
+    const int result = child_process([] {
+                           return IDBG_LINUXAPP_DbgOut(0x82, "%s\n", "from the child") == 15 ? 0 : 1;
+                       }).wait();
+    done = true;
+    done.notify_all();
+    EXPECT_EQ(result, 0);
+    return logged();
+}
+
+TEST_F(DebugOutput, OfAChildIsLikeItsParents) {
+    if (!can_copy_process()) {
+        GTEST_SKIP() << "this machine does not copy processes without a signal";
+    }
+    IDBG_LINUXAPP_DbgOut(0x82, "%s\n", "from the child");
+    EXPECT_EQ(after_time(logged()), after_time(logged_by_child_of_threads()));
+    openlog("daemon", 0, LOG_LOCAL6);
+    const std::string line = logged_by_child_of_threads();
+    openlog(nullptr, 0, LOG_USER);
+    EXPECT_THAT(line, StartsWith(priority(LOG_LOCAL6 | LOG_CRIT)));
+    EXPECT_THAT(line, EndsWith(" daemon: from the child\n"));
+}
+
+/// A thread that is inside syslog() nearly all the time. Somebody has to receive its lines.
+class thread_that_logs {
+  public:
+    [[nodiscard]] bool running() const { return running_; }
+    void finish() { finish_ = true; }
+
+  private:
+    std::atomic<bool> finish_ = false;
+    std::atomic<bool> running_ = true;
+    std::jthread thread_{[this] {
+        while (!finish_) {
+            syslog(LOG_DEBUG, "of the other thread");
+        }
+        running_ = false;
+    }};
+};
+
+/// syslog() cannot be used in a child whose parent's other thread was inside it.
+TEST_F(DebugOutput, OfAChildArrivesAfterAForkInTheMiddleOfSyslog) {
+    constexpr int children = 24;
+    thread_that_logs other;
+    std::vector<child_process> all;
+    for (int i = 0; i < children; ++i) {
+        all.emplace_back([] { return IDBG_LINUXAPP_DbgOut(0x82, "from the child\n") == 15 ? 0 : 1; });
+    }
+    int arrived = 0;
+    const auto receive_while = [&](auto condition) {
+        for (std::string line; !(line = logged()).empty() || condition();) {
+            arrived += is_from_child(line) ? 1 : 0;
+        }
+    };
+    for (child_process &each : all) {
+        std::optional<int> status;
+        receive_while([&] { return !(status = each.ended()); });
+        EXPECT_EQ(status, 0);
+    }
+    other.finish();
+    receive_while([&] { return other.running(); });
+    EXPECT_EQ(arrived, children);
 }
 
 TEST_F(DebugOutput, GoesToStandardErrorWhenAskedTo) {

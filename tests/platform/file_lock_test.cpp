@@ -14,7 +14,10 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/eventfd.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,18 +58,29 @@ class process {
     pid_t pid_;
 };
 
-/// Waits until the kernel lists `pid` among those that wait for a record lock.
-void wait_until_waiting(pid_t pid) {
-    const std::string waiter = "-> POSIX  ADVISORY  WRITE " + std::to_string(pid) + " ";
+/// Waits until the kernel lists somebody who waits for a lock, in a line with `text`.
+void wait_until_listed(const std::string &text) {
     for (;;) {
         std::ifstream locks("/proc/locks");
         for (std::string line; std::getline(locks, line);) {
-            if (line.find(waiter) != std::string::npos) {
+            if (line.find("-> ") != std::string::npos && line.find(text) != std::string::npos) {
                 return;
             }
         }
         std::this_thread::yield();
     }
+}
+
+/// Waits until the kernel lists `pid` among those that wait for a record lock.
+void wait_until_waiting(pid_t pid) {
+    wait_until_listed("POSIX  ADVISORY  WRITE " + std::to_string(pid) + " ");
+}
+
+/// Waits until somebody waits for a lock of this file.
+void wait_until_waited_for(int fd) {
+    struct stat file {};
+    fstat(fd, &file);
+    wait_until_listed(":" + std::to_string(file.st_ino) + " ");
 }
 
 /// A value that parent and children see.
@@ -267,8 +281,7 @@ TEST_P(Exclusion, ThreadsOfSeveralProcessesTakeTurns) {
     std::vector<std::unique_ptr<process>> children;
     for (int i = 0; i < 3; ++i) {
         children.push_back(std::make_unique<process>([&] {
-            const int mine =
-                descriptor_for_another(fd); // closing any descriptor of the file would end the lock
+            const int mine = descriptor_for_another(fd);
             in_threads(3, [&] { take_turns(mine, 100, *count); });
             return 0;
         }));
@@ -379,14 +392,141 @@ TEST_F(FileLock, IsNotInheritedOverFork) {
     close(fd);
 }
 
-TEST_F(FileLock, EndsWhenAnyDescriptorOfTheFileIsClosed) {
+TEST_F(FileLock, StaysWhenAnotherDescriptorOfTheFileIsClosed) {
     const int fd = open_file();
-    const int another = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
+    close(open_file());
     EXPECT_EQ(process([&] { return lockable_now(fd) ? 1 : 0; }).result(), 0);
-    close(another);
-    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
     EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
+    close(fd);
+}
+
+TEST_P(Exclusion, StaysWhenAnotherDescriptorOfTheFileIsClosed) {
+    const int fd = open_file();
+    const int child_is_inside = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    ASSERT_EQ(file_lock_write(fd), 0);
+    close(open_file());
+    process child([&] {
+        const int mine = descriptor_for_another(fd);
+        const int result = file_lock_write(mine);
+        eventfd_write(child_is_inside, 1);
+        return result;
+    });
+    wait_until_waited_for(fd);
+    eventfd_t inside = 0;
+    EXPECT_EQ(eventfd_read(child_is_inside, &inside), -1);
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_EQ(child.result(), 0);
+    close(child_is_inside);
+    close(fd);
+}
+
+TEST_F(FileLock, EndsWithItsProcessAlthoughAChildHasTheDescriptor) {
+    const int fd = open_file();
+    std::array<int, 2> line{};
+    ASSERT_EQ(pipe2(line.data(), O_CLOEXEC), 0);
+    process holder([&] {
+        EXPECT_EQ(file_lock_write(fd), 0);
+        if (fork() == 0) {
+            EXPECT_EQ(write(line[1], "x", 1), 1);
+            prctl(PR_SET_PDEATHSIG, SIGTERM);
+            alarm(100);
+            pause();
+        }
+        pause();
+        return 0;
+    });
+    char byte = 0;
+    ASSERT_EQ(read(line[0], &byte, 1), 1);
+    kill(holder.pid(), SIGKILL);
+    EXPECT_EQ(holder.result(), -1);
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    for (const int each : {fd, line[0], line[1]}) {
+        close(each);
+    }
+}
+
+TEST_F(FileLock, IsHadBesideARecordLockOfTheProcess) {
+    const int fd = open_file();
+    ASSERT_TRUE(lockable_now(fd));
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(process([&] { return lockable_now(fd) ? 1 : 0; }).result(), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
+    close(fd);
+}
+
+TEST_F(FileLock, WaitsForRecordLocksOfOtherPrograms) {
+    const int fd = open_file();
+    ASSERT_TRUE(lockable_now(fd));
+    process child([&] { return file_lock_write(fd); });
+    wait_until_waiting(child.pid());
+    struct flock none {};
+    none.l_type = F_UNLCK;
+    EXPECT_EQ(fcntl(fd, F_SETLK, &none), 0);
+    EXPECT_EQ(child.result(), 0);
+    close(fd);
+}
+
+/// Opening it again fails where the process may not open it; a descriptor may have come from another one.
+TEST_F(FileLock, IsHadWhereTheFileCannotBeOpenedAgain) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become somebody else";
+    }
+    const int fd = open_file();
+    process child([&] {
+        const bool became = setresuid(65534, 65534, 65534) == 0;
+        const bool locked = became && open_file() == -1 && file_lock_write(fd) == 0;
+        const bool excludes = process([&] { return lockable_now(fd) ? 1 : 0; }).result() == 0;
+        const bool again = file_lock_write(fd) == 0 && file_unlock(fd) == 0;
+        return locked && excludes && again && process([&] { return lockable_now(fd) ? 0 : 1; }).result() == 0
+                   ? 0
+                   : 1;
+    });
+    EXPECT_EQ(child.result(), 0);
+    close(fd);
+}
+
+TEST_F(FileLock, LeavesNoDescriptorBehind) {
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    const int while_locked = dup(fd);
+    EXPECT_EQ(file_unlock(fd), 0);
+    const int afterwards = dup(fd);
+    EXPECT_LT(afterwards, while_locked);
+    for (const int each : {fd, while_locked, afterwards}) {
+        close(each);
+    }
+}
+
+TEST_F(FileLock, OfOneThreadIsLeftAloneByAnotherThatUnlocks) {
+    const int fd = open_file();
+    const int probe = open_file();
+    std::atomic<bool> done = false;
+    std::vector<std::jthread> unlocking;
+    for (int i = 0; i < 8; ++i) {
+        unlocking.emplace_back([&] {
+            while (!done) {
+                file_unlock(fd);
+                sched_yield();
+            }
+        });
+    }
+    int lost = 0;
+    for (int i = 0; i < 10'000; ++i) {
+        EXPECT_EQ(file_lock_write(fd), 0);
+        sched_yield();
+        struct flock any {};
+        any.l_type = F_WRLCK;
+        lost += fcntl(probe, F_OFD_GETLK, &any) == 0 && any.l_type == F_UNLCK ? 1 : 0;
+        EXPECT_EQ(file_unlock(fd), 0);
+    }
+    done = true;
+    unlocking.clear();
+    EXPECT_EQ(lost, 0);
+    close(probe);
     close(fd);
 }
 

@@ -26,6 +26,7 @@ namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::KilledBySignal;
 
@@ -267,6 +268,13 @@ TEST(SessionDeathTest, NullPointersEndTheProcess) {
                 "Assertion `IPMISession != \\(\\(void \\*\\)0\\)' failed\\.");
     // Before the address is looked at.
     EXPECT_EXIT(lan_create_session(nullptr, nullptr), KilledBySignal(SIGABRT), "IPMISession");
+}
+
+TEST(SessionDeathTest, NullLoginEndsTheProcessUnchecked) {
+    std::array<uint8_t, 32> session{};
+    EXPECT_DEATH(lan_create_session(nullptr, session.data()), ::testing::Not(HasSubstr("Assertion")));
+    EXPECT_DEATH(lan_create_session_over_udp(nullptr, session.data()),
+                 ::testing::Not(HasSubstr("Assertion")));
 }
 
 // --- Relay ---

@@ -449,6 +449,15 @@ TEST_F(Server, LeavesTheConnectionsOfEarlierClientsOpen) {
     seen.clients.pop_back();
 }
 
+TEST_F(Server, ClosesOnlyTheLastConnectionAfterAnEmptyFile) {
+    serves("", 2);
+    const connection first = connected();
+    EXPECT_EQ(first.read_up_to(4), size_field(0));
+    EXPECT_EQ(connected().read_all(), size_field(0)); // closed
+    ends();
+    EXPECT_TRUE(first.nothing_to_read());
+}
+
 TEST_F(Server, TakesTheSizeAnewForEachClient) {
     serves("abc", 2);
     EXPECT_EQ(connected().read_up_to(7), size_field(3) + "abc");

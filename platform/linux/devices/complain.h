@@ -3,19 +3,28 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
 
 #include <syslog.h>
 
+#include "base/system_log.h"
 #include "devices/device_table.h"
 
 namespace varnel::platform {
+
+[[gnu::format(printf, 2, 3)]] inline void complain(int priority, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    log_to_system(priority, format, arguments);
+    va_end(arguments);
+}
 
 /// Tells the log about a table that cannot be used, once until the reason changes. errno stays.
 inline void complain_once(complaint about_table) {
     static std::atomic<complaint> last{nullptr};
     if (last.exchange(about_table) != about_table && about_table != nullptr) {
         const int errno_before = errno;
-        syslog(LOG_ERR, "device table %s is not used: %s", table_name(), about_table);
+        complain(LOG_ERR, "device table %s is not used: %s", table_name(), about_table);
         errno = errno_before;
     }
 }

@@ -19,7 +19,8 @@ namespace {
 /// then, not the end of the daemon.
 class table_reader {
   public:
-    table_reader() : descriptor_(shm_open(table_name(), O_RDONLY | O_CLOEXEC, 0)) {
+    // O_NONBLOCK: anybody may put a FIFO into the place of a table that is not there.
+    table_reader() : descriptor_(shm_open(table_name(), O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0)) {
         if (descriptor_ < 0) {
             problem_ = errno == ENOENT ? nullptr : std::strerror(errno);
         } else {
@@ -63,7 +64,10 @@ class table_reader {
         if (object.st_uid != 0 && object.st_uid != geteuid()) {
             return "belongs to another user";
         }
-        if (!S_ISREG(object.st_mode) || (object.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        if (!S_ISREG(object.st_mode)) {
+            return "not a regular file";
+        }
+        if ((object.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
             return "open to other users (mode is not 0600)";
         }
         if (object.st_size != static_cast<off_t>(sizeof(device_table))) {

@@ -108,6 +108,12 @@ login with_time_outs(login to, const device_record &device, uint8_t timeout_s) {
     return to;
 }
 
+/// Why the last call failed. libfreeipmi reports success for some packets that come twice or out of order.
+int error_of(ipmi_ctx_t context) {
+    const int error = ipmi_ctx_errnum(context);
+    return error == IPMI_ERR_SUCCESS ? IPMI_ERR_INTERNAL_ERROR : error;
+}
+
 /// Opens a session with one cipher suite. Returns 0 and the context, or the error number.
 int open_with_suite(const login &to, uint8_t suite, ipmi_ctx_t &opened) {
     ipmi_ctx_t context = ipmi_ctx_create();
@@ -117,7 +123,7 @@ int open_with_suite(const login &to, uint8_t suite, ipmi_ctx_t &opened) {
     if (ipmi_ctx_open_outofband_2_0(context, to.host, to.user_name, to.password, nullptr, 0, to.privilege,
                                     suite, to.give_up_after_ms, to.retransmit_after_ms, workarounds,
                                     0) != 0) {
-        const int error = ipmi_ctx_errnum(context);
+        const int error = error_of(context);
         ipmi_ctx_destroy(context);
         return error;
     }
@@ -224,7 +230,7 @@ uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t lun, uint8_t ne
                                     response.size());
     if (length < 2) {
         *res_len = 0;
-        const int error = length < 0 ? ipmi_ctx_errnum(context) : IPMI_ERR_IPMI_ERROR;
+        const int error = length < 0 ? error_of(context) : IPMI_ERR_IPMI_ERROR;
         return number(status_of_error(error));
     }
     return take_response(response.data() + 1, static_cast<std::size_t>(length) - 1, res, res_len);
@@ -239,7 +245,7 @@ uint16_t LIBIPMI_CloseSession(void *session) {
         return number(ipmi_status::not_open);
     }
     const signals_blocked quiet;
-    const int error = ipmi_ctx_close(context) == 0 ? 0 : ipmi_ctx_errnum(context);
+    const int error = ipmi_ctx_close(context) == 0 ? 0 : error_of(context);
     ipmi_ctx_destroy(context);
     keep_context(session, nullptr);
     return number(status_of_error(error));

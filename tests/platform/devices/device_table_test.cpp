@@ -199,9 +199,26 @@ TEST_F(DeviceTable, IsRefusedFromAnotherUser) {
 
 TEST_F(DeviceTable, IsRefusedWhenItIsNoFile) {
     ASSERT_EQ(mkdir(("/dev/shm" + name).c_str(), 0700), 0);
-    EXPECT_EQ(login_of(0), login{});
-    EXPECT_EQ(address_of(0), "0.0.0.0");
+    expect_refused("not a regular file");
     rmdir(("/dev/shm" + name).c_str());
+}
+
+TEST_F(DeviceTable, FifoIsRefusedWithoutWaiting) {
+    ASSERT_EQ(mkfifo(("/dev/shm" + name).c_str(), 0600), 0);
+    expect_refused("not a regular file");
+}
+
+TEST_F(DeviceTable, AnotherUsersFifoIsRefusedWithoutWaiting) {
+    ASSERT_EQ(mkfifo(("/dev/shm" + name).c_str(), 0600), 0);
+    if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    expect_refused("belongs to another user");
+}
+
+TEST_F(DeviceTable, LinkIsRefused) {
+    ASSERT_EQ(symlink("/", ("/dev/shm" + name).c_str()), 0);
+    expect_refused("Too many levels of symbolic links");
 }
 
 TEST_F(DeviceTable, GivesNoAddressWithoutItsEnd) {

@@ -30,6 +30,7 @@
 #include "device_table_file.h"
 #include "ipmi/status.h"
 #include "platform/namespaces.h"
+#include "udp_proxy.h"
 #include "varnel/ipmi_relay.h"
 #include "varnel/platform.h"
 
@@ -499,6 +500,83 @@ TEST_F(Ipmi, SixtyFourThreadsRelayToSixtyFourBmcs) {
         each.join();
     }
 }
+
+// Packets that the network treats as UDP may.
+
+struct packet_row {
+    const char *name;
+    mistreatment treatment;
+};
+
+void PrintTo(const packet_row &row, std::ostream *out) { *out << row.name; }
+
+class Packets : public Ipmi, public ::testing::WithParamInterface<packet_row> {
+  protected:
+    static constexpr int count = 64;
+
+    void SetUp() override {
+        for (int n = 0; n < count; ++n) {
+            device_record &record = records[static_cast<std::size_t>(n)];
+            record = make_record(proxied_address(n), "admin", "secret");
+            record.give_up_after_ms = 600;
+            record.retransmit_after_ms = 200;
+        }
+        Ipmi::SetUp();
+    }
+};
+
+/// Opens a session to BMC `n` through the proxy, and sends commands: what succeeds has brought its own
+/// answer. Returns whether the session was opened.
+bool use_session(int n, uint8_t mark) {
+    session open(proxied_address(n));
+    if (open.opened != 0) {
+        EXPECT_EQ(open.block, (std::array<uint8_t, 32>{}));
+        return false;
+    }
+    EXPECT_NE(open.block, (std::array<uint8_t, 32>{})) << "success without a session";
+    for (uint8_t i = 0; i < 2; ++i) {
+        const response got = open.send(echo, {mark, i});
+        EXPECT_NE(got.status, code(ipmi_status::not_open));
+        if (got.status == 0) {
+            EXPECT_EQ(got, success({mark, i}));
+        }
+    }
+    return true;
+}
+
+TEST_P(Packets, SessionIsOpenOrItIsAnError) {
+    const simulated_bmcs bmcs;
+    const std::size_t before = open_descriptors();
+    {
+        const udp_proxy proxy(GetParam().treatment);
+        for (uint8_t i = 0; i < 6; ++i) {
+            use_session(0, i);
+        }
+    }
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_P(Packets, SixtyFourSessionsAtOnce) {
+    const simulated_bmcs bmcs(count);
+    const udp_proxy proxy(GetParam().treatment, count);
+    std::atomic<int> opened = 0;
+    std::vector<std::jthread> threads;
+    for (int n = 0; n < count; ++n) {
+        threads.emplace_back([n, &opened] { opened += use_session(n, static_cast<uint8_t>(n)) ? 1 : 0; });
+    }
+    threads.clear();
+    EXPECT_TRUE(GetParam().treatment != mistreatment::none || opened == count);
+}
+
+INSTANTIATE_TEST_SUITE_P(Proxy, Packets,
+                         ::testing::Values(packet_row{"Untouched", mistreatment::none},
+                                           packet_row{"Doubled", mistreatment::doubled},
+                                           packet_row{"Swapped", mistreatment::swapped},
+                                           packet_row{"Lost", mistreatment::lost},
+                                           packet_row{"Corrupted", mistreatment::corrupted},
+                                           packet_row{"Delayed", mistreatment::delayed},
+                                           packet_row{"Replayed", mistreatment::replayed}),
+                         [](const auto &row) { return std::string(row.param.name); });
 
 } // namespace
 
