@@ -75,7 +75,7 @@ varnel::ini_load varnel::ini_image::load(const char *path) {
     stored_ = static_cast<std::size_t>(n);
     const auto *const stop = static_cast<const char *>(std::memchr(bytes_.data(), stop_byte, stored_));
     length_ = stop != nullptr ? static_cast<std::size_t>(stop - bytes_.data()) : stored_;
-    require(length_ < limit, "i < (1024 * 16)", {"iniparser.c", "load_ini_file"});
+    require(length_ < limit, "i < (1024 * 16)", "iniparser.c", "load_ini_file");
     bytes_[length_] = '\0';
     return ini_load::done;
 }

@@ -24,14 +24,15 @@ using varnel::scan_ini;
 
 namespace {
 
+constexpr const char *source = "iniparser.c";
 constexpr std::size_t value_size = 256; // of a caller's buffer
 
 void require_arguments(const char *file_path, const char *section, const char *key, const void *value,
-                       const char *function) {
+                       const char *function = __builtin_FUNCTION(), unsigned line = __builtin_LINE()) {
     varnel::require(file_path != nullptr && section != nullptr && key != nullptr && value != nullptr,
                     "(file_path != ((void *)0)) && (section != ((void *)0)) && (key != ((void *)0)) && "
                     "(value != ((void *)0))",
-                    {"iniparser.c", function});
+                    source, function, line);
 }
 
 int32_t read_value(const char *file_path, const char *section, const char *key, char *value) {
@@ -87,13 +88,13 @@ int32_t store(ini_image &file, const char *file_path, const bounded_text &out) {
 } // namespace
 
 int32_t get_config_string(const char *file_path, const char *section, const char *key, char *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     return read_value(file_path, section, key, value);
 }
 
 int32_t get_config_integer(const char *file_path, const char *section, const char *key, int32_t base,
                            int32_t *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     std::array<char, value_size> text{};
     const int32_t result = read_value(file_path, section, key, text.data());
     if (result == 0) {
@@ -103,7 +104,7 @@ int32_t get_config_integer(const char *file_path, const char *section, const cha
 }
 
 int32_t get_config_boolean(const char *file_path, const char *section, const char *key, int32_t *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     std::array<char, value_size> text{};
     const int32_t result = read_value(file_path, section, key, text.data());
     if (result == 0) {
@@ -113,7 +114,7 @@ int32_t get_config_boolean(const char *file_path, const char *section, const cha
 }
 
 int32_t set_config_string(const char *file_path, const char *section, const char *key, const char *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     ini_image file;
     if (file.load(file_path) == ini_load::failed) {
         return -1;
@@ -128,7 +129,7 @@ int32_t set_section_string(const char *file_path, const char *old_section, const
     varnel::require(file_path != nullptr && old_section != nullptr && new_section != nullptr,
                     "(file_path != ((void *)0)) && (old_section != ((void *)0)) && "
                     "(new_section != ((void *)0))",
-                    {"iniparser.c", __func__});
+                    source);
     ini_image file;
     if (file.load(file_path) == ini_load::failed) {
         return -1;

@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 #include "config/ini_model.h"
+#include "support/assertion_lines.h"
 #include "support/private_mounts.h"
 #include "support/scratch_folder.h"
 
@@ -33,6 +34,7 @@ using namespace std::string_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::KilledBySignal;
+using varnel::test::assertion_lines;
 using varnel::test::identity_of;
 using varnel::test::read_file;
 using varnel::test::scratch_folder;
@@ -829,42 +831,41 @@ const std::string four_arguments =
     "\\(file_path != \\(\\(void \\*\\)0\\)\\) && \\(section != \\(\\(void \\*\\)0\\)\\) && "
     "\\(key != \\(\\(void \\*\\)0\\)\\) && \\(value != \\(\\(void \\*\\)0\\)\\)";
 
-std::string assertion(const std::string &function, const std::string &expression) {
-    return "iniparser\\.c:[0-9]+: " + function + ": Assertion `" + expression + "' failed\\.";
-}
-
 TEST_F(IniFileDeathTest, NullArgumentsEndTheProcess) {
     std::array<char, 256> text{};
     int32_t number = 0;
     const char *const p = path_.c_str();
     const auto died = KilledBySignal(SIGABRT);
-    const std::string get_string = assertion("get_config_string", four_arguments);
+    assertion_lines lines("iniparser");
+    const auto get_string = lines.message("get_config_string", four_arguments);
     EXPECT_EXIT(get_config_string(nullptr, "S", "k", text.data()), died, get_string);
     EXPECT_EXIT(get_config_string(p, nullptr, "k", text.data()), died, get_string);
     EXPECT_EXIT(get_config_string(p, "S", nullptr, text.data()), died, get_string);
     EXPECT_EXIT(get_config_string(p, "S", "k", nullptr), died, get_string);
-    const std::string get_integer = assertion("get_config_integer", four_arguments);
+    const auto get_integer = lines.message("get_config_integer", four_arguments);
     EXPECT_EXIT(get_config_integer(nullptr, "S", "k", 10, &number), died, get_integer);
     EXPECT_EXIT(get_config_integer(p, "S", "k", 10, nullptr), died, get_integer);
-    const std::string get_boolean = assertion("get_config_boolean", four_arguments);
+    const auto get_boolean = lines.message("get_config_boolean", four_arguments);
     EXPECT_EXIT(get_config_boolean(p, nullptr, "k", &number), died, get_boolean);
     EXPECT_EXIT(get_config_boolean(p, "S", "k", nullptr), died, get_boolean);
-    const std::string set_string = assertion("set_config_string", four_arguments);
+    const auto set_string = lines.message("set_config_string", four_arguments);
     EXPECT_EXIT(set_config_string(p, "S", nullptr, "v"), died, set_string);
     EXPECT_EXIT(set_config_string(p, "S", "k", nullptr), died, set_string);
-    const std::string set_section = assertion(
+    const auto set_section = lines.message(
         "set_section_string", "\\(file_path != \\(\\(void \\*\\)0\\)\\) && \\(old_section != \\(\\(void "
                               "\\*\\)0\\)\\) && \\(new_section != \\(\\(void \\*\\)0\\)\\)");
     EXPECT_EXIT(set_section_string(nullptr, "S", "T"), died, set_section);
     EXPECT_EXIT(set_section_string(p, nullptr, "T"), died, set_section);
     EXPECT_EXIT(set_section_string(p, "S", nullptr), died, set_section);
+    EXPECT_EQ(lines.count(), 5U) << "one line for each function's check";
 }
 
 TEST_F(IniFileDeathTest, TooLongAFileEndsTheProcess) {
     const std::string before = "[S]\nk=v\n" + std::string(longest_content + 1 - 8, '#');
     ASSERT_EQ(before.size(), 16384U);
     write(before);
-    const std::string too_long = assertion("load_ini_file", "i < \\(1024 \\* 16\\)");
+    assertion_lines lines("iniparser");
+    const auto too_long = lines.message("load_ini_file", "i < \\(1024 \\* 16\\)");
     int32_t number = 0;
     EXPECT_EXIT(get("S", "k"), KilledBySignal(SIGABRT), too_long);
     EXPECT_EXIT(get_config_integer(path_.c_str(), "S", "k", 10, &number), KilledBySignal(SIGABRT), too_long);
