@@ -129,9 +129,10 @@ int32_t get_config_boolean(const char *file_path, const char *section, const cha
  * @oddity{The rest of the file is format text} When a key is added to a section, what stands behind it in the
  * file is printed as printf() would: `%%` becomes `%`, and any other conversion is printed by the C library's
  * formatter with a zero for its argument (`%d` becomes 0, `%s` (null), `%f` 0.000000; `%n` and `%c` vanish;
- * `50% off` becomes `500ff`). A `%` that is the last byte of the file is lost, unless a conversion that the
- * formatter does not know stands before it. Files that hold `%` should be given all their keys from the
- * start.
+ * `50% off` becomes `500ff`). A conversion that the end of the file cuts off (`50%`, `50%-5l`) is lost. After
+ * an odd conversion it is echoed instead, without its length modifier; odd is one that the formatter does not
+ * know (`%!`), one that chooses its argument (`%1$d`), and `h` before a letter of no integer (`%hs`). Files
+ * that hold `%` should be given all their keys from the start.
  *
  * @param file_path  the file.
  * @param section    section name.

@@ -31,16 +31,19 @@ class bounded_text {
         }
     }
 
-    /// Prints one argument. A zero byte that it prints is no text and is left out.
-    template <typename Argument>
-    void print(const char *format, Argument argument) {
-        const int printed = std::snprintf(end(), room() + 1, format, argument);
+    /// Prints one conversion. A NUL that it prints is no text and is left out.
+    template <typename... Arguments>
+    void print(const char *format, Arguments... arguments) {
+        const int printed = std::snprintf(end(), room() + 1, format, arguments...);
         if (printed < 0 || static_cast<std::size_t>(printed) > room()) {
             refuse();
         } else {
             length_ += static_cast<std::size_t>(std::remove(end(), end() + printed, '\0') - end());
         }
     }
+
+    /// Takes the last byte away.
+    void drop_last() { length_ -= fits() ? 1 : 0; }
 
     /// Nothing that follows can make the text fit again.
     void refuse() { refused_ = true; }

@@ -461,13 +461,18 @@ const print_case print_cases[] = {
     {"a=%5%|%l%|%-%\n", "a=%|%|%\n"},
     {"a=%.20000s|%.20000g\n", "a=(null)|0\n"},
     {"a=%20000!|%.20000!\n", "a=%20000!|%.20000!\n"},
-    // Cut off inside a conversion: the formatter prints nothing, unless an odd one made it look ahead before.
+    {"a=%.*9\n", "a=%.09\n"},
+    // Cut off inside a conversion: the formatter prints nothing, unless an odd one made it parse ahead
+    // before.
     {"a=50%", "a=50"},
     {"a=50%5", "a=50"},
     {"a=50%-.l", "a=50"},
     {"a=%d 50%", "a=0 50"},
     {"a=10%\nb=50%", "a=10%\nb=50%"},
     {"a=%1$d 50%", "a=0 50%"},
+    {"a=%! 50%-+5.ll", "a=%! 50%+-5.0"},
+    {"a=%hs 50%", "a=(null) 50%"},
+    {"a=%hhs 50%", "a=(null) 50"},
 };
 
 TEST_F(IniFile, TextBehindANewEntryIsFormatText) {
