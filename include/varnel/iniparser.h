@@ -26,8 +26,8 @@
  * 0xFF. It may have at most 16,383 bytes: a longer one ends the process through an assertion, in getters and
  * setters alike.
  *
- * A zero byte ends the line that it stands in, and where a line or the search for a header meets it the rest
- * of the file is not looked at; setters drop it and what follows.
+ * A NUL ends the line that it is in. At the start of a line it also ends the search for a key in its section,
+ * and with that the whole search. Setters keep it and what follows.
  *
  * @par Names
  * Section names match whole and without regard to case.
@@ -132,7 +132,8 @@ int32_t get_config_boolean(const char *file_path, const char *section, const cha
  * `50% off` becomes `500ff`). A conversion that the end of the file cuts off (`50%`, `50%-5l`) is lost. After
  * an odd conversion it is echoed instead, without its length modifier; odd is one that the formatter does not
  * know (`%!`), one that chooses its argument (`%1$d`), and `h` before a letter of no integer (`%hs`). Files
- * that hold `%` should be given all their keys from the start.
+ * that hold `%` should be given all their keys from the start. (A NUL ends a format text as the end of the
+ * file does, is kept, and another format text follows it.)
  *
  * @param file_path  the file.
  * @param section    section name.

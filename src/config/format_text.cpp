@@ -183,9 +183,7 @@ void echo_unfinished(bounded_text &out, conversion c) {
     out.drop_last();
 }
 
-} // namespace
-
-void varnel::print_with_zeros(bounded_text &out, const char *format) {
+void print_format(bounded_text &out, const char *format) {
     conversion_reader reader(format);
     for (out.append(reader.plain_text()); !reader.at_end() && out.fits(); out.append(reader.plain_text())) {
         const conversion c = reader.read();
@@ -196,5 +194,16 @@ void varnel::print_with_zeros(bounded_text &out, const char *format) {
         } else if (reader.parses_ahead()) {
             echo_unfinished(out, c);
         }
+    }
+}
+
+} // namespace
+
+void varnel::print_with_zeros(bounded_text &out, std::string_view formats) {
+    print_format(out, formats.data());
+    for (std::size_t nul = 0; (nul = formats.find('\0')) != std::string_view::npos;) {
+        out.append(formats.substr(nul, 1));
+        formats.remove_prefix(nul + 1);
+        print_format(out, formats.data());
     }
 }

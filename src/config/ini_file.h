@@ -21,11 +21,8 @@ class ini_image {
     /// Ends the process through an assertion when the content is longer than `limit - 1`.
     [[nodiscard]] ini_load load(const char *path);
 
-    /// The bytes up to the end of the file or its first 0xFF; a zero byte follows them.
+    /// The bytes up to the end of the file or its first 0xFF; a NUL follows them.
     [[nodiscard]] std::string_view content() const { return {bytes_.data(), length_}; }
-
-    /// The content up to its first zero byte.
-    [[nodiscard]] std::string_view text() const { return bytes_.data(); }
 
     /// Makes `text` the file's content, in place: same inode, same mode. When that fails, what load() found
     /// is put back.

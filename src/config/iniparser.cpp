@@ -65,7 +65,7 @@ void put_entry(bounded_text &out, std::string_view old, const ini_match &match, 
         out.append({between(begin, match.value), stored, between(match.value_end, end)});
     } else {
         out.append({between(begin, match.section_body), key, "=", value, "\n"});
-        print_with_zeros(out, match.section_body);
+        print_with_zeros(out, between(match.section_body, end));
     }
 }
 
@@ -76,9 +76,10 @@ void put_section(bounded_text &out, std::string_view old, const ini_match &match
         return;
     }
     const char *const end = old.data() + old.size();
-    const char *const line_feed = std::strchr(match.section_name, '\n');
-    const char *const rest = line_feed != nullptr ? line_feed : match.section_name;
-    out.append({between(old.data(), match.section_name), "[", name, "]", between(rest, end)});
+    const std::string_view behind = between(match.section_name, end);
+    const std::size_t line_feed = behind.find('\n');
+    const std::string_view rest = behind.substr(line_feed != std::string_view::npos ? line_feed : 0);
+    out.append({between(old.data(), match.section_name), "[", name, "]", rest});
 }
 
 int32_t store(ini_image &file, const char *file_path, const bounded_text &out) {
@@ -119,7 +120,7 @@ int32_t set_config_string(const char *file_path, const char *section, const char
     if (file.load(file_path) == ini_load::failed) {
         return -1;
     }
-    const std::string_view old = file.text();
+    const std::string_view old = file.content();
     bounded_text out;
     put_entry(out, old, scan_ini(old, section, key), section, key, value);
     return store(file, file_path, out);
@@ -134,7 +135,7 @@ int32_t set_section_string(const char *file_path, const char *old_section, const
     if (file.load(file_path) == ini_load::failed) {
         return -1;
     }
-    const std::string_view old = file.text();
+    const std::string_view old = file.content();
     bounded_text out;
     put_section(out, old, scan_ini(old, old_section, ""), new_section); // no entry has the empty key
     return store(file, file_path, out);

@@ -134,15 +134,16 @@ const get_case get_cases[] = {
     {"content ends at 0xFF", "[S]\nk=v\xFFw\n", "S", "k", "v"},
     {"nothing behind 0xFF", "[S]\n\xFFk=v\n", "S", "k", {}},
     {"bytes above 127", "[\xC3\xA4]\n\xE2\x82\xAC=\xFE\n", "\xC3\xA4", "\xE2\x82\xAC", "\xFE"},
-    {"zero byte ends a value", "[S]\nk=v\0w\n"s, "S", "k", "v"},
-    {"zero byte ends a line", "[S]\na=1\0k=v\n"s, "S", "k", "v"},
-    {"zero byte ends a line without =", "[S]\na\0k=v\n"s, "S", "k", "v"},
-    {"zero byte at a line's start ends all", "[S]\na=1\n\0k=v\n"s, "S", "k", {}},
-    {"two zero bytes end all", "[S]\na=1\0\0k=v\n"s, "S", "k", {}},
-    {"zero byte behind a header ends all", "[S]\0k=v\n"s, "S", "k", {}},
-    {"zero byte before a header ends all", "#\0\n[S]\nk=v\n"s, "S", "k", {}},
-    {"header behind a zero byte is a line", "[S]\na=1\0[T]\nk=v\n"s, "S", "k", "v"},
-    {"zero byte in a name ends all", "[S\0]\nk=v\n[S]\nk=v\n"s, "S", "k", {}},
+    {"NUL ends a value", "[S]\nk=v\0w\n"s, "S", "k", "v"},
+    {"NUL ends a line", "[S]\na=1\0k=v\n"s, "S", "k", "v"},
+    {"NUL ends a line without =", "[S]\na\0k=v\n"s, "S", "k", "v"},
+    {"NUL at a line's start ends all", "[S]\na=1\n\0k=v\n"s, "S", "k", {}},
+    {"two NULs end all", "[S]\na=1\0\0k=v\n"s, "S", "k", {}},
+    {"NUL behind a header ends all", "[S]\0k=v\n"s, "S", "k", {}},
+    {"NUL before a header", "#\0\n[S]\nk=v\n"s, "S", "k", "v"},
+    {"NUL in another section", "[T]\na\0b\0\0\n[S]\nk=v\n"s, "S", "k", "v"},
+    {"header behind a NUL is a line", "[S]\na=1\0[T]\nk=v\n"s, "S", "k", "v"},
+    {"NUL in a name belongs to it", "[S\0]\nk=1\n[S]\nk=2\n"s, "S", "k", "2"},
 };
 
 TEST_F(IniFile, GetFindsWhatTheFormatSays) {
@@ -337,9 +338,12 @@ const set_case set_cases[] = {
 
     {"0xFF and what follows is dropped", "[S]\nk=old\nz=1\xFFrest", "S", "k", "v", "[S]\nk=v\nz=1"},
     {"0xFF dropped behind a new section", "[S]\n\xFFrest", "T", "k", "v", "[S]\n\n[T]\nk=v\n"},
-    {"zero byte and what follows is dropped", "[S]\nk=old\nz=1\0rest\n"s, "S", "k", "v", "[S]\nk=v\nz=1"},
-    {"what it hid is added", "[S]\na=1\0k=old\n"s, "S", "k", "v", "[S]\nk=v\na=1"},
-    {"zero byte dropped behind a new section", "[S]\n\0rest"s, "T", "k", "v", "[S]\n\n[T]\nk=v\n"},
+    {"NUL and what follows is kept", "[S]\nk=old\nz=1\0rest\n"s, "S", "k", "v", "[S]\nk=v\nz=1\0rest\n"s},
+    {"NUL ends the value replaced", "[S]\nk=old\0rest\n"s, "S", "k", "v", "[S]\nk=v\0rest\n"s},
+    {"value behind a NUL", "[S]\na=1\0k=old\n"s, "S", "k", "v", "[S]\na=1\0k=v\n"s},
+    {"NUL behind a new entry", "[S]\na=1\n\0k=old\n"s, "S", "k", "v", "[S]\nk=v\na=1\n\0k=old\n"s},
+    {"a format ends at a NUL", "[S]\na=50%\0d%d%\0\0%%"s, "S", "k", "v", "[S]\nk=v\na=50\0d0\0\0%"s},
+    {"NUL before a new section", "[S]\n\0rest"s, "T", "k", "v", "[S]\n\0rest\n[T]\nk=v\n"s},
 };
 
 TEST_F(IniFile, SetChangesWhatItSays) {
@@ -486,7 +490,7 @@ TEST_F(IniFile, TextBehindANewEntryIsFormatText) {
 TEST_F(IniFile, FormattedTextMatchesTheFormattersOwn) {
     for (const print_case &c : print_cases) {
         if (c.format.find_first_of("fgn$c") != std::string::npos) {
-            continue; // takes a double, prints a zero byte, chooses its arguments or stores
+            continue; // takes a double, prints a NUL, chooses its arguments or stores
         }
         std::array<char, 512> expected{};
         const void *const z = nullptr;
@@ -588,8 +592,9 @@ const rename_case rename_cases[] = {
     {"no such section", "[A]\nx=1\n", "C", "B", "[A]\nx=1\n\n[B]\n"},
     {"empty file", "", "A", "B", "\n[B]\n"},
     {"0xFF and what follows is dropped", "[A]\nx=1\xFF[A]\n", "A", "B", "[[B]\nx=1"},
-    {"zero byte and what follows is dropped", "[A]\nx=1\0[A]\n"s, "A", "B", "[[B]\nx=1"},
-    {"LF behind a zero byte is none", "[A]x\0\n"s, "A", "B", "[[B]A]x"},
+    {"NUL and what follows is kept", "[A]\nx=1\0[A]\n"s, "A", "B", "[[B]\nx=1\0[A]\n"s},
+    {"text on the header's line goes, NUL or not", "[A]x\0y\nz"s, "A", "B", "[[B]\nz"},
+    {"NUL before a new section", "\0[A]"s, "A", "B", "\0[A]\n[B]\n"s},
 };
 
 TEST_F(IniFile, RenameChangesWhatItSays) {
@@ -647,6 +652,19 @@ TEST_F(IniFile, AgreesWithThePlainModelOnRandomFiles) {
         write(before);
         ASSERT_EQ(rename(section, key), 0);
         ASSERT_EQ(text(), model::rename(before, section, key));
+    }
+}
+
+TEST_F(IniFile, WhatIsSetIsGotWithANulAtAnyPlace) {
+    const std::string before = "# x\n\n[T]\na=1\n\n[S]\n\nb=2\nk=3\n[S]\nc=4\n";
+    for (std::size_t place = 0; place <= before.size(); ++place) {
+        std::string text = before;
+        text.insert(place, 1, '\0');
+        for (const char *section : {"S", "T", "U"}) {
+            write(text);
+            ASSERT_EQ(set(section, "k", "new"), 0);
+            ASSERT_EQ(get(section, "k"), "new") << testing::PrintToString(text) << section;
+        }
     }
 }
 
