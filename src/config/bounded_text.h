@@ -48,6 +48,14 @@ class bounded_text {
     /// Nothing that follows can make the text fit again.
     void refuse() { refused_ = true; }
 
+    /// Fills the text up to `length` bytes, which may be one more than the limit.
+    void fill_up(std::size_t length, char byte) {
+        if (length > length_) {
+            std::memset(end(), byte, length - length_);
+            length_ = length;
+        }
+    }
+
     [[nodiscard]] bool fits() const { return !refused_; }
     [[nodiscard]] std::string_view text() const { return {bytes_.data(), length_}; }
 

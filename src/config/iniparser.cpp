@@ -82,8 +82,8 @@ void put_section(bounded_text &out, std::string_view old, const ini_match &match
     out.append({between(old.data(), match.section_name), "[", name, "]", rest});
 }
 
-int32_t store(ini_image &file, const char *file_path, const bounded_text &out) {
-    return out.fits() && file.replace(file_path, out.text()) ? 0 : -1;
+int32_t store(ini_image &file, const char *file_path, bounded_text &out) {
+    return out.fits() && file.replace(file_path, out) ? 0 : -1;
 }
 
 } // namespace

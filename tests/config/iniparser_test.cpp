@@ -790,6 +790,21 @@ TEST_F(FileSizeLimit, WriteThatStopsHalfWayIsTakenBack) {
     EXPECT_EQ(text(), "[S]\nk=" + std::string(200, 'v') + "\n" + std::string(3000, '#') + "\n");
 }
 
+TEST_F(FileSizeLimit, FileThatHasReachedItIsRefusedAndTheProcessLives) {
+    const std::string before = "[S]\nk=old\n";
+    write(before);
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    const rlimit reached{before.size(), old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &reached), 0);
+    const int32_t longer = set("S", "k", "longer");
+    const int32_t shorter = set("S", "k", "v");
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
+    EXPECT_EQ(longer, -1);
+    EXPECT_EQ(shorter, 0);
+    EXPECT_EQ(text(), "[S]\nk=v\n");
+}
+
 // Several processes
 
 /// Runs an action in a child; true when it returned true.
