@@ -48,7 +48,8 @@ int ds3232_set_time(time_t time);
  * @oddity{A date that is none is a success} A date that mktime() cannot represent stores (time_t)-1 and is
  * still a success. Look at the time, too.
  *
- * @param time  receives the calendar time; untouched on failure.
+ * @param time  receives the calendar time; untouched on failure. Not null; not checked: a null pointer ends
+ * the process by SIGSEGV once the registers were read.
  * @return 0, or -1 when a read failed.
  */
 int ds3232_get_time(time_t *time);

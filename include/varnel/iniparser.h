@@ -28,8 +28,8 @@
  * setters alike. A file that grew ends each daemon that reads it: watch sizes, for other writers may not
  * check.
  *
- * A zero byte ends the line that it stands in, and where a line or the search for a header meets it the rest
- * of the file is not looked at; setters drop it and what follows.
+ * A NUL ends the line that it is in. At the start of a line it also ends the search for a key in its section,
+ * and with that the whole search. Setters keep it and what follows.
  *
  * @par Names
  * Section names match whole and without regard to case.
@@ -50,12 +50,19 @@
  * created with mode 0666 less the umask. A result that would not fit 16,383 bytes is refused before the file
  * is touched. When the disk is full or a write fails the old content is put back, and -1 returned. (A file
  * that may be written but not read counts as missing: it is overwritten, and its content, never known,
- * cannot be put back. A new file stays behind empty.) The file is never cut short on the way to its new
- * content.
+ * cannot be put back. A new file stays empty.)
  *
- * Not promised: that the new text is on the flash when the call returns (sync() does that), that a power
- * failure during the write-back leaves exactly one of the two texts, and that the old text comes back after
- * an error which a network file system reports only when the file is closed (the result is -1 then, too).
+ * A process that is killed in a setter leaves the old or the new text, with empty lines after it where their
+ * lengths differ: a longer text gets its room as empty lines first, one write() puts the new text, filled up
+ * with empty lines, over the old one, and what is left of these is cut off last. (Bytes that the old file had
+ * after an 0xFF can still be there, after an 0xFF.) Only a kill inside that write() can leave a mixture, and
+ * only of a file of several pages (4,096 bytes), whose first pages are then new and the others old.
+ *
+ * A power failure before the file system has written its cache back (seconds later, as a rule) can leave the
+ * old text, the new one, either with empty lines or NULs after it, or, in a file of several blocks, new and
+ * old blocks side by side; which of them depends on the file system. Not promised either: that the new text
+ * is on the flash when the call returns (sync() does that), and that the old text comes back after an error
+ * which a network file system reports only when the file is closed (the result is -1 then, too).
  *
  * @par Null pointers
  * A null pointer is a programming error and ends the process through an assertion.
@@ -63,8 +70,8 @@
  * @par Threads and processes
  * No shared state: calls may come from any thread. No lock either. Of two setters at work on one file at the
  * same time one loses its update, and when their texts differ in length the file can end up with a tail of
- * the longer one: writers serialise. A reader meets the old or the new text; for a moment also the new one
- * with the end of a longer old one behind it, or, in files of several pages, a mixture of both.
+ * the longer one: writers serialise. A reader meets the old or the new text, for a moment with empty lines
+ * after it, or, in files of several pages, a mixture of both.
  */
 
 #include <stdint.h>
@@ -132,9 +139,11 @@ int32_t get_config_boolean(const char *file_path, const char *section, const cha
  * @oddity{The rest of the file is format text} When a key is added to a section, what stands behind it in the
  * file is printed as printf() would: `%%` becomes `%`, and any other conversion is printed by the C library's
  * formatter with a zero for its argument (`%d` becomes 0, `%s` (null), `%f` 0.000000; `%n` and `%c` vanish;
- * `50% off` becomes `500ff`). A `%` that is the last byte of the file is lost, unless a conversion that the
- * formatter does not know stands before it. Files that hold `%` should be given all their keys from the
- * start.
+ * `50% off` becomes `500ff`). A conversion that the end of the file cuts off (`50%`, `50%-5l`) is lost. After
+ * an odd conversion it is echoed instead, without its length modifier; odd is one that the formatter does not
+ * know (`%!`), one that chooses its argument (`%1$d`), and `h` before a letter of no integer (`%hs`). Files
+ * that hold `%` should be given all their keys from the start. (A NUL ends a format text as the end of the
+ * file does, is kept, and another format text follows it.)
  *
  * @param file_path  the file.
  * @param section    section name.

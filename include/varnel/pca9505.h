@@ -22,7 +22,8 @@
  *
  * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
  * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text. Keep standard output for the log.
+ * retried. The line numbers belong to the text. errno is the platform's, even when the line could not be
+ * printed. Keep standard output for the log.
  *
  * @par Threads
  * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
@@ -41,7 +42,7 @@ extern "C" {
  * @param device  device handle (smbus.h).
  * @param reg     register number: 0x00-0x04 input, 0x08-0x0C output, 0x10-0x14 polarity, 0x18-0x1C
  *                configuration, 0x20-0x24 interrupt mask.
- * @param data    receives the byte. After a failed read it holds what the bus left there.
+ * @param data    receives the byte; not null. After a failed read it holds what the bus left there.
  * @return 0, or -1.
  */
 int pca9505_get_reg_data(uint32_t device, uint8_t reg, uint8_t *data);
@@ -52,7 +53,7 @@ int pca9505_get_reg_data(uint32_t device, uint8_t reg, uint8_t *data);
  * @param device  device handle.
  * @param reg     register number (not a bank): 0-4 for pin levels.
  * @param bit     bit in the register.
- * @param data    receives 0 or 1. After a failed read it holds what the bus left there.
+ * @param data    receives 0 or 1; not null. After a failed read it holds what the bus left there.
  * @return 0, or -1.
  */
 int pca9505_get_port_data(uint32_t device, uint8_t reg, uint8_t bit, uint8_t *data);

@@ -32,7 +32,7 @@ int pca9541_set_intmask(uint32_t device, uint8_t mask);
  * Reads the control register (1): bit 0 MYBUS, 1 NMYBUS, 2 BUSON, 3 NBUSON, 4 BUSINIT, 6 TESTON, 7 NTESTON.
  *
  * @param device  device handle.
- * @param byte    receives the register; not null.
+ * @param byte    receives the register; not null. After a failure it holds what the bus left there.
  * @return 0, or -1.
  */
 int pca9541_read_ctrl(uint32_t device, uint8_t *byte);
@@ -41,7 +41,7 @@ int pca9541_read_ctrl(uint32_t device, uint8_t *byte);
  * Reads the interrupt status register (2).
  *
  * @param device  device handle.
- * @param byte    receives the register; not null.
+ * @param byte    receives the register; not null. After a failure it holds what the bus left there.
  * @return 0, or -1.
  */
 int pca9541_get_intstatus(uint32_t device, uint8_t *byte);

@@ -16,7 +16,8 @@
  *
  * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
  * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text. Keep standard output for the log.
+ * retried. The line numbers belong to the text. errno is the platform's, even when the line could not be
+ * printed. Keep standard output for the log.
  *
  * @par Threads
  * No state and no lock. Selecting a channel and using a chip behind it is a sequence that callers serialise.
@@ -41,7 +42,7 @@ int pca9548_enable_channel(uint32_t device, uint8_t channel);
  * Reads the control byte.
  *
  * @param device   device handle.
- * @param channel  receives it; not null.
+ * @param channel  receives it; not null. After a failure it holds what the bus left there.
  * @return 0, or -1.
  */
 int pca9548_get_channel(uint32_t device, uint8_t *channel);

@@ -20,7 +20,8 @@
  *
  * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
  * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text. Keep standard output for the log.
+ * retried. The line numbers belong to the text. errno is the platform's, even when the line could not be
+ * printed. Keep standard output for the log.
  *
  * @par Threads
  * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
@@ -130,7 +131,7 @@ int pca9555_get_port_data(uint32_t device, uint8_t port, uint8_t *data);
  * @param device  device handle.
  * @param port    port number.
  * @param data    receives 1 for an input, 0 for an output; not null. After a failure it holds what the bus
- * left.
+ *                left there.
  * @return 0, or -1.
  */
 int pca9555_get_port_dir(uint32_t device, uint8_t port, uint8_t *data);
@@ -140,7 +141,8 @@ int pca9555_get_port_dir(uint32_t device, uint8_t port, uint8_t *data);
  *
  * @param device  device handle.
  * @param bank    0 or 1; not checked, the register is base + bank modulo 256.
- * @param data    the byte written, or the byte that receives the register; not null.
+ * @param data    the byte written, or the byte that receives the register; not null. After a failed read it
+ *                holds what the bus left there.
  * @return 0, or -1.
  */
 /** @{ */

@@ -31,10 +31,10 @@ class bounded_text {
         }
     }
 
-    /// Prints one argument. A zero byte that it prints is no text and is left out.
-    template <typename Argument>
-    void print(const char *format, Argument argument) {
-        const int printed = std::snprintf(end(), room() + 1, format, argument);
+    /// Prints one conversion. A NUL that it prints is no text and is left out.
+    template <typename... Arguments>
+    void print(const char *format, Arguments... arguments) {
+        const int printed = std::snprintf(end(), room() + 1, format, arguments...);
         if (printed < 0 || static_cast<std::size_t>(printed) > room()) {
             refuse();
         } else {
@@ -42,8 +42,19 @@ class bounded_text {
         }
     }
 
+    /// Takes the last byte away.
+    void drop_last() { length_ -= fits() ? 1 : 0; }
+
     /// Nothing that follows can make the text fit again.
     void refuse() { refused_ = true; }
+
+    /// Fills the text up to `length` bytes, which may be one more than the limit.
+    void fill_up(std::size_t length, char byte) {
+        if (length > length_) {
+            std::memset(end(), byte, length - length_);
+            length_ = length;
+        }
+    }
 
     [[nodiscard]] bool fits() const { return !refused_; }
     [[nodiscard]] std::string_view text() const { return {bytes_.data(), length_}; }

@@ -14,8 +14,9 @@ namespace {
 
 using varnel::bounded_text;
 
-constexpr long unset = -1;
-constexpr long longest = bounded_text::limit + 1; // what pads to this does not fit
+constexpr int unset = -1;
+constexpr long long too_large = INT_MAX + 1LL;   // for the formatter
+constexpr int longest = bounded_text::limit + 1; // what pads to this does not fit
 
 constexpr std::string_view all_flags = " +-#0'I";
 
@@ -25,69 +26,92 @@ constexpr bool is_one_of(std::string_view set, char c) { return set.find(c) != s
 /// One conversion without its arguments: no "5$", and a '*' replaced by the zero that it would fetch.
 struct conversion {
     std::string_view flags;
-    long width = unset;
-    long precision = unset;
+    int width = unset;
+    int precision = unset;
     std::string_view length_modifier;
     char letter = '\0'; // '\0' where the text ends too early
-    bool is_positional = false;
 
     [[nodiscard]] bool is_known() const { return is_one_of("diouxXbBcCaAeEfFgGsSpmn%", letter); }
-    [[nodiscard]] bool is_too_long() const { return std::max(width, precision) >= INT_MAX; }
+    /// Only the formatter that parses ahead knows a letter with 'h' that is none of an integer.
+    [[nodiscard]] bool is_odd() const {
+        return !is_known() || (length_modifier == "h" && is_one_of("cCaAeEfFgGsSpm", letter));
+    }
 };
 
-/// Reads one conversion, by the grammar of the C library's formatter.
+/// Reads conversions, by the grammar of the C library's formatter. From the first one on that is odd or
+/// chooses its argument ("%5$d") the formatter parses the whole rest ahead, and is then less strict.
 class conversion_reader {
   public:
-    /// `at` stands behind the '%'.
-    explicit conversion_reader(const char *at) : at_(at) {}
+    explicit conversion_reader(const char *text) : at_(text) {}
 
+    /// The text before the next '%', or the rest.
+    std::string_view plain_text() {
+        const char *const begin = at_;
+        at_ = begin + std::strcspn(begin, "%");
+        return {begin, static_cast<std::size_t>(at_ - begin)};
+    }
+
+    [[nodiscard]] bool at_end() const { return *at_ == '\0'; }
+
+    /// The conversion of the '%' here.
     conversion read() {
+        ++at_;
         conversion c;
-        c.is_positional = skip_position();
+        skip_position(too_large);
         const std::size_t flags = std::strspn(at_, all_flags.data());
         c.flags = {at_, flags};
         at_ += flags;
         if (*at_ == '*' || is_digit(*at_)) {
-            c.width = number(c);
+            c.width = number();
         }
         if (*at_ == '.') {
             ++at_;
-            c.precision = number(c);
+            c.precision = *at_ == '*' || is_digit(*at_) ? number() : 0;
         }
         c.length_modifier = length_modifier();
         c.letter = *at_;
         at_ += c.letter != '\0' ? 1 : 0;
+        parses_ahead_ |= c.letter != '\0' && c.is_odd();
         return c;
     }
 
-    [[nodiscard]] const char *rest() const { return at_; }
+    [[nodiscard]] bool parses_ahead() const { return parses_ahead_; }
+
+    /// A number above INT_MAX was read where the formatter gives up.
+    [[nodiscard]] bool gives_up() const { return gives_up_; }
 
   private:
-    long number(conversion &c) {
-        if (*at_ == '*') {
-            ++at_;
-            c.is_positional |= skip_position();
-            return 0;
+    /// Unset for a number above INT_MAX, which the formatter that parses ahead ignores.
+    int number() {
+        if (*at_ != '*') {
+            const long long n = digits();
+            return n < too_large ? static_cast<int>(n) : unset;
         }
-        return is_digit(*at_) ? digits() : 0;
+        ++at_;
+        skip_position(INT_MAX);
+        return 0;
     }
 
-    long digits() {
-        char *behind = nullptr;
-        const long n = std::strtol(at_, &behind, 10); // LONG_MAX when too large
-        at_ = behind;
-        return std::min<long>(n, INT_MAX);
+    /// Stops at `too_large`.
+    long long digits() {
+        long long n = 0;
+        for (; is_digit(*at_); ++at_) {
+            n = std::min(n * 10 + (*at_ - '0'), too_large);
+        }
+        gives_up_ |= n == too_large && !parses_ahead_;
+        return n;
     }
 
-    /// "5$" chooses an argument; they are all zero.
-    bool skip_position() {
+    /// "5$" chooses an argument, which is zero like all. Larger numbers than `last` choose none.
+    void skip_position(long long last) {
         const char *const begin = at_;
-        if (is_digit(*at_) && digits() != 0 && *at_ == '$') {
+        const long long n = digits();
+        if (n != 0 && n <= last && *at_ == '$') {
             ++at_;
-            return true;
+            parses_ahead_ = true;
+        } else {
+            at_ = begin;
         }
-        at_ = begin;
-        return false;
     }
 
     std::string_view length_modifier() {
@@ -101,84 +125,85 @@ class conversion_reader {
     }
 
     const char *at_;
+    bool parses_ahead_ = false;
+    bool gives_up_ = false;
 };
 
-/// Writes a conversion out again, for the formatter. A zero prints the same with every length modifier, so a
-/// known conversion gets none. An unknown one is echoed by the formatter and stays as it is, but for its
-/// width: that is an argument, or a letter that is a flag or a digit would be read as one, and "%5$", which
-/// is left of "%1$5$", as the choice of an argument that nobody gave.
+/// A conversion's flags, modifier and letter as a format of its own, which takes width and precision as
+/// arguments: digits before an unknown letter could be read as its width or as the choice of an argument.
 class conversion_text {
   public:
     explicit conversion_text(const conversion &c) {
-        put('%');
-        for (const char flag : all_flags) {
-            if (is_one_of(c.flags, flag)) {
-                put(flag);
-            }
+        put("%");
+        for (const char &flag : all_flags) {
+            put({&flag, is_one_of(c.flags, flag) ? 1U : 0U});
         }
-        if (!c.is_known() && c.width != unset) {
-            put('*');
-        } else if (c.width > 0) {
-            put(std::min(c.width, longest));
-        }
-        if (c.precision != unset) {
-            put('.');
-            put(c.is_known() ? std::min(c.precision, longest) : c.precision);
-        }
-        if (!c.is_known()) {
-            for (const char modifier : c.length_modifier) {
-                put(modifier);
-            }
-        }
-        put(c.letter);
+        put("*.*");
+        put(c.is_known() ? "" : c.length_modifier); // a zero prints the same with each
+        put({&c.letter, 1});
     }
 
     [[nodiscard]] const char *c_str() const { return text_.data(); }
 
   private:
-    void put(char c) { text_[length_++] = c; }
-    void put(long number) {
-        const int digits = std::snprintf(text_.data() + length_, text_.size() - length_, "%ld", number);
-        length_ += static_cast<std::size_t>(digits);
+    void put(std::string_view part) {
+        std::memcpy(text_.data() + length_, part.data(), part.size());
+        length_ += part.size();
     }
 
-    std::array<char, 40> text_{}; // '%', 7 flags, two numbers of 10 digits, '.', 2 modifiers, letter
+    std::array<char, 16> text_{}; // '%', 7 flags, "*.*", 2 modifiers, letter, terminator
     std::size_t length_ = 0;
 };
 
+template <typename... Zero>
+void print(bounded_text &out, const conversion &c, Zero... zero) {
+    const int width = c.is_known() ? std::min(c.width, longest) : c.width;
+    const int precision = c.is_known() ? std::min(c.precision, longest) : c.precision;
+    out.print(conversion_text(c).c_str(), std::max(width, 0), precision, zero...);
+}
+
 void print_zero(bounded_text &out, const conversion &c) {
-    const conversion_text text(c);
     if (c.letter == 'n') {
         return; // would store through a null pointer
     }
     if (is_one_of("sSp", c.letter)) {
-        out.print(text.c_str(), static_cast<const char *>(nullptr));
+        print(out, c, static_cast<const char *>(nullptr));
     } else if (is_one_of("aAeEfFgG", c.letter)) {
-        out.print(text.c_str(), 0.0);
+        print(out, c, 0.0);
     } else {
-        out.print(text.c_str(), c.is_known() ? 0 : static_cast<int>(std::max(c.width, 0L)));
+        print(out, c, 0);
+    }
+}
+
+/// What the formatter that parses ahead prints for a conversion that the text's end cuts off.
+void echo_unfinished(bounded_text &out, conversion c) {
+    c.length_modifier = "";
+    c.letter = '!'; // unknown
+    print(out, c);
+    out.drop_last();
+}
+
+void print_format(bounded_text &out, const char *format) {
+    conversion_reader reader(format);
+    for (out.append(reader.plain_text()); !reader.at_end() && out.fits(); out.append(reader.plain_text())) {
+        const conversion c = reader.read();
+        if (reader.gives_up()) {
+            out.refuse();
+        } else if (c.letter != '\0') {
+            print_zero(out, c);
+        } else if (reader.parses_ahead()) {
+            echo_unfinished(out, c);
+        }
     }
 }
 
 } // namespace
 
-void varnel::print_with_zeros(bounded_text &out, const char *format) {
-    bool echoes = false;
-    for (const char *percent = nullptr; out.fits() && (percent = std::strchr(format, '%')) != nullptr;) {
-        out.append({format, static_cast<std::size_t>(percent - format)});
-        conversion_reader reader(percent + 1);
-        const conversion c = reader.read();
-        format = reader.rest();
-        if (c.is_too_long()) {
-            out.refuse();
-        } else if (c.letter != '\0') {
-            echoes |= c.is_positional || !c.is_known();
-            print_zero(out, c);
-        } else if (echoes) {
-            // From its first unknown or positional conversion on, the formatter also echoes an unfinished
-            // one.
-            out.append(percent);
-        }
+void varnel::print_with_zeros(bounded_text &out, std::string_view formats) {
+    print_format(out, formats.data());
+    for (std::size_t nul = 0; (nul = formats.find('\0')) != std::string_view::npos;) {
+        out.append(formats.substr(nul, 1));
+        formats.remove_prefix(nul + 1);
+        print_format(out, formats.data());
     }
-    out.append(format);
 }

@@ -2,12 +2,14 @@
 #include "config/ini_file.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -60,6 +62,24 @@ bool write_stream(int descriptor, std::string_view text) {
     return true;
 }
 
+/// Whether this process may make a file so long: it would be killed by SIGXFSZ.
+bool is_within_limit(long long size) {
+    rlimit limit{};
+    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(size) <= limit.rlim_cur;
+}
+
+/// Adds newlines to the end of a file, if it is shorter than it is to be.
+bool lengthen(int descriptor, long long size, long long wanted) {
+    std::array<char, 256> newlines;
+    newlines.fill('\n');
+    ssize_t n = 1;
+    for (; size < wanted && n > 0; size += n) {
+        const auto length = std::min<std::size_t>(newlines.size(), static_cast<std::size_t>(wanted - size));
+        n = uninterrupted([&] { return pwrite(descriptor, newlines.data(), length, size); });
+    }
+    return n > 0;
+}
+
 } // namespace
 
 varnel::ini_load varnel::ini_image::load(const char *path) {
@@ -75,34 +95,42 @@ varnel::ini_load varnel::ini_image::load(const char *path) {
     stored_ = static_cast<std::size_t>(n);
     const auto *const stop = static_cast<const char *>(std::memchr(bytes_.data(), stop_byte, stored_));
     length_ = stop != nullptr ? static_cast<std::size_t>(stop - bytes_.data()) : stored_;
-    require(length_ < limit, "i < (1024 * 16)", {"iniparser.c", "load_ini_file"});
+    require(length_ < limit, "i < (1024 * 16)", "iniparser.c", "load_ini_file");
     bytes_[length_] = '\0';
     return ini_load::done;
 }
 
-bool varnel::ini_image::replace(const char *path, std::string_view text) {
+bool varnel::ini_image::replace(const char *path, bounded_text &text) {
     owned_descriptor file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, new_file_mode));
     struct stat status {};
     if (!file.is_open() || fstat(file.get(), &status) != 0) {
         return false;
     }
     const bool written = S_ISREG(status.st_mode) ? overwrite(file.get(), text, status.st_size)
-                                                 : write_stream(file.get(), text);
+                                                 : write_stream(file.get(), text.text());
     return file.close() == 0 && written;
 }
 
-// Truncating first would lose the content when the disk is full or the power fails. One call writes it all,
-// so a reader sees the old text or the new one as far as the file system allows; a short write means a full
-// disk.
-bool varnel::ini_image::overwrite(int descriptor, std::string_view text, long long size) {
-    const auto length = static_cast<long long>(text.size());
-    const ssize_t n = uninterrupted([&] { return pwrite(descriptor, text.data(), text.size(), 0); });
-    if (n == length && (size <= length || ftruncate(descriptor, length) == 0)) {
-        return true;
+// A longer text gets its room first, as empty lines: the old text is complete until the disk has shown that
+// it is not full. One call then writes the new text over all of the old one, a longer old one with empty
+// lines; only these are cut off last. Where more follows an 0xFF of the old file, one stays before it until
+// then.
+bool varnel::ini_image::overwrite(int descriptor, bounded_text &text, long long size) {
+    const auto length = static_cast<long long>(text.text().size());
+    ssize_t n = 0;
+    if (size >= length || (is_within_limit(length) && lengthen(descriptor, size, length))) {
+        text.fill_up(length_, '\n');
+        if (size > static_cast<long long>(text.text().size())) {
+            text.fill_up(text.text().size() + 1, static_cast<char>(stop_byte));
+        }
+        const std::string_view block = text.text();
+        n = uninterrupted([&] { return pwrite(descriptor, block.data(), block.size(), 0); });
+        if (n == static_cast<ssize_t>(block.size()) &&
+            (size <= length || ftruncate(descriptor, length) == 0)) {
+            return true;
+        }
     }
-    if (n > 0) {
-        put_back(descriptor, static_cast<std::size_t>(n), size);
-    }
+    put_back(descriptor, static_cast<std::size_t>(std::max<ssize_t>(n, 0)), size);
     return false;
 }
 

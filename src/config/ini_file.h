@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "config/bounded_text.h"
+
 namespace varnel {
 
 enum class ini_load {
@@ -21,18 +23,16 @@ class ini_image {
     /// Ends the process through an assertion when the content is longer than `limit - 1`.
     [[nodiscard]] ini_load load(const char *path);
 
-    /// The bytes up to the end of the file or its first 0xFF; a zero byte follows them.
+    /// The bytes up to the end of the file or its first 0xFF; a NUL follows them.
     [[nodiscard]] std::string_view content() const { return {bytes_.data(), length_}; }
 
-    /// The content up to its first zero byte.
-    [[nodiscard]] std::string_view text() const { return bytes_.data(); }
-
     /// Makes `text` the file's content, in place: same inode, same mode. When that fails, what load() found
-    /// is put back.
-    [[nodiscard]] bool replace(const char *path, std::string_view text);
+    /// is put back. Whichever system call is the last one done, the file reads as the old or the new text.
+    /// `text` is used up.
+    [[nodiscard]] bool replace(const char *path, bounded_text &text);
 
   private:
-    [[nodiscard]] bool overwrite(int descriptor, std::string_view text, long long size);
+    [[nodiscard]] bool overwrite(int descriptor, bounded_text &text, long long size);
     void put_back(int descriptor, std::size_t touched, long long size);
 
     std::array<char, limit + 1> bytes_; // one more, so that a file of `limit` bytes shows that it is too long

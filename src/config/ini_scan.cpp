@@ -14,7 +14,7 @@ using varnel::ini_match;
 
 constexpr bool ends_line(char c) { return c == '\r' || c == '\n'; }
 
-/// The line end (CR, LF or zero byte) of the line that contains `at`.
+/// The line end (CR, LF or NUL) of the line that contains `at`.
 const char *line_end(const char *at) {
     while (!ends_line(*at) && *at != '\0') {
         ++at;
@@ -34,8 +34,8 @@ constexpr bool is_entry(char first) {
     return !ends_line(first) && first != '#' && first != ';' && first != '=';
 }
 
-/// A zero byte ends the search for a header and, at the start of a line, the search for a key; elsewhere it
-/// only ends its line. The text's end is such a zero byte.
+/// A NUL ends the line that it is in, and at the start of a section's line the search. The text's end is such
+/// a NUL.
 class ini_scan {
   public:
     ini_scan(std::string_view text, const char *section, const char *key)
@@ -46,8 +46,8 @@ class ini_scan {
         const char *at = next_header(begin_);
         while (at != nullptr) {
             const char *const name = at + 1;
-            at = name + std::strcspn(name, "]");
-            if (names_section(name)) {
+            at = find(name, ']');
+            if (at != nullptr && names_section(name)) {
                 match_.section_name = name;
                 match_.section_body = after_white_space(at + 1);
                 at = find_key(match_.section_body);
@@ -58,10 +58,14 @@ class ini_scan {
     }
 
   private:
+    [[nodiscard]] const char *find(const char *from, char wanted) const {
+        return static_cast<const char *>(std::memchr(from, wanted, static_cast<std::size_t>(end_ - from)));
+    }
+
     [[nodiscard]] const char *next_header(const char *at) const {
-        at = std::strchr(at, '[');
+        at = find(at, '[');
         while (at != nullptr && at != begin_ && !ends_line(at[-1])) {
-            at = std::strchr(at + 1, '[');
+            at = find(at + 1, '[');
         }
         return at;
     }

@@ -14,7 +14,7 @@ struct ini_match {
 };
 
 /// Looks for a key in every section of a name; of the sections without the key the match names the last one.
-/// A zero byte must follow `text`.
+/// A NUL must follow `text`.
 [[nodiscard]] ini_match scan_ini(std::string_view text, const char *section, const char *key);
 
 } // namespace varnel

@@ -24,14 +24,15 @@ using varnel::scan_ini;
 
 namespace {
 
+constexpr const char *source = "iniparser.c";
 constexpr std::size_t value_size = 256; // of a caller's buffer
 
 void require_arguments(const char *file_path, const char *section, const char *key, const void *value,
-                       const char *function) {
+                       const char *function = __builtin_FUNCTION(), unsigned line = __builtin_LINE()) {
     varnel::require(file_path != nullptr && section != nullptr && key != nullptr && value != nullptr,
                     "(file_path != ((void *)0)) && (section != ((void *)0)) && (key != ((void *)0)) && "
                     "(value != ((void *)0))",
-                    {"iniparser.c", function});
+                    source, function, line);
 }
 
 int32_t read_value(const char *file_path, const char *section, const char *key, char *value) {
@@ -64,7 +65,7 @@ void put_entry(bounded_text &out, std::string_view old, const ini_match &match, 
         out.append({between(begin, match.value), stored, between(match.value_end, end)});
     } else {
         out.append({between(begin, match.section_body), key, "=", value, "\n"});
-        print_with_zeros(out, match.section_body);
+        print_with_zeros(out, between(match.section_body, end));
     }
 }
 
@@ -75,25 +76,26 @@ void put_section(bounded_text &out, std::string_view old, const ini_match &match
         return;
     }
     const char *const end = old.data() + old.size();
-    const char *const line_feed = std::strchr(match.section_name, '\n');
-    const char *const rest = line_feed != nullptr ? line_feed : match.section_name;
-    out.append({between(old.data(), match.section_name), "[", name, "]", between(rest, end)});
+    const std::string_view behind = between(match.section_name, end);
+    const std::size_t line_feed = behind.find('\n');
+    const std::string_view rest = behind.substr(line_feed != std::string_view::npos ? line_feed : 0);
+    out.append({between(old.data(), match.section_name), "[", name, "]", rest});
 }
 
-int32_t store(ini_image &file, const char *file_path, const bounded_text &out) {
-    return out.fits() && file.replace(file_path, out.text()) ? 0 : -1;
+int32_t store(ini_image &file, const char *file_path, bounded_text &out) {
+    return out.fits() && file.replace(file_path, out) ? 0 : -1;
 }
 
 } // namespace
 
 int32_t get_config_string(const char *file_path, const char *section, const char *key, char *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     return read_value(file_path, section, key, value);
 }
 
 int32_t get_config_integer(const char *file_path, const char *section, const char *key, int32_t base,
                            int32_t *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     std::array<char, value_size> text{};
     const int32_t result = read_value(file_path, section, key, text.data());
     if (result == 0) {
@@ -103,7 +105,7 @@ int32_t get_config_integer(const char *file_path, const char *section, const cha
 }
 
 int32_t get_config_boolean(const char *file_path, const char *section, const char *key, int32_t *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     std::array<char, value_size> text{};
     const int32_t result = read_value(file_path, section, key, text.data());
     if (result == 0) {
@@ -113,12 +115,12 @@ int32_t get_config_boolean(const char *file_path, const char *section, const cha
 }
 
 int32_t set_config_string(const char *file_path, const char *section, const char *key, const char *value) {
-    require_arguments(file_path, section, key, value, __func__);
+    require_arguments(file_path, section, key, value);
     ini_image file;
     if (file.load(file_path) == ini_load::failed) {
         return -1;
     }
-    const std::string_view old = file.text();
+    const std::string_view old = file.content();
     bounded_text out;
     put_entry(out, old, scan_ini(old, section, key), section, key, value);
     return store(file, file_path, out);
@@ -128,12 +130,12 @@ int32_t set_section_string(const char *file_path, const char *old_section, const
     varnel::require(file_path != nullptr && old_section != nullptr && new_section != nullptr,
                     "(file_path != ((void *)0)) && (old_section != ((void *)0)) && "
                     "(new_section != ((void *)0))",
-                    {"iniparser.c", __func__});
+                    source);
     ini_image file;
     if (file.load(file_path) == ini_load::failed) {
         return -1;
     }
-    const std::string_view old = file.text();
+    const std::string_view old = file.content();
     bounded_text out;
     put_section(out, old, scan_ini(old, old_section, ""), new_section); // no entry has the empty key
     return store(file, file_path, out);

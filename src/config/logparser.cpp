@@ -71,7 +71,7 @@ char *get_token_from_string(char *string, const char *delimiters, int32_t index)
 int32_t log_styled_file_parse(const char *file_path, const char *delimiters, int32_t token_count,
                               TABLE *multi_line_string_tokens) {
     varnel::require(multi_line_string_tokens != nullptr, "multi_line_string_tokens != ((void *)0)",
-                    {"logparser.c", __func__});
+                    "logparser.c");
     if (token_count > VARNEL_LOG_TOKENS) {
         return -1;
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cerrno>
 #include <cstdio>
 
 namespace varnel {
@@ -12,10 +13,12 @@ struct driver {
 };
 
 /// Passes on the result of a bus call; a failed one first prints the line that operators' log filters look
-/// for. `line` is part of the message, not a position in today's source.
+/// for. `line` is part of the message, not a position in today's source. errno stays the bus call's.
 [[nodiscard]] inline int reported(int result, driver from, int line, const char *call) {
     if (result != 0) {
+        const int bus_error = errno;
         std::printf("%s:%d:%s():%s\n", from.source, line, from.function, call);
+        errno = bus_error;
     }
     return result;
 }

@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr const char *source = "lan_session_ifc.c";
+
 constexpr char no_address[] = "0.0.0.0";
 constexpr uint16_t ipmi_port = 623; // IANA: asf-rmcp
 constexpr uint8_t administrator = 4;
@@ -40,14 +42,10 @@ int create_session(bmc_session_info *info, void *session, session_kind kind) {
         static_cast<uint8_t>(kind), 0x81, 0x20, 0, 0, session_timeout));
 }
 
-void require(bool holds, const char *expression, const char *function) {
-    varnel::require(holds, expression, {"lan_session_ifc.c", function});
-}
-
 } // namespace
 
 int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession) {
-    require(pSession != nullptr, "pSession != ((void *)0)", __func__);
+    varnel::require(pSession != nullptr, "pSession != ((void *)0)", source);
     const uint8_t *record = smc_get_shared_memory(dev_id);
     get_device_ip(dev_id, pSession->ip);
     copy_field(pSession->user_name, record + user_name_offset);
@@ -56,12 +54,12 @@ int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession) {
 }
 
 int lan_create_session(bmc_session_info *info, void *IPMISession) {
-    require(IPMISession != nullptr, "IPMISession != ((void *)0)", __func__);
+    varnel::require(IPMISession != nullptr, "IPMISession != ((void *)0)", source);
     return create_session(info, IPMISession, session_kind::plain);
 }
 
 int lan_create_session_over_udp(bmc_session_info *info, void *IPMISession) {
-    require(IPMISession != nullptr, "IPMISession != ((void *)0)", __func__);
+    varnel::require(IPMISession != nullptr, "IPMISession != ((void *)0)", source);
     return create_session(info, IPMISession, session_kind::over_udp);
 }
 

@@ -15,6 +15,8 @@ using varnel::device_address;
 
 namespace {
 
+constexpr const char *source = "smbus.c";
+
 constexpr unsigned int block_limit = 32; // SMBus 2.0 block size, still what most chips keep to
 
 using write_frame = std::array<uint8_t, 2 + block_limit>;  // command, count, data
@@ -54,10 +56,6 @@ int write_read(device_address with, const uint8_t *written, unsigned int write_l
                                                  static_cast<uint16_t>(read_length))));
 }
 
-void require(bool holds, const char *expression, const char *function) {
-    varnel::require(holds, expression, {"smbus.c", function});
-}
-
 } // namespace
 
 int smbus_quick_to_device(uint32_t device, unsigned int read_flag) {
@@ -71,7 +69,7 @@ int smbus_send_byte_to_device(uint32_t device, uint8_t byte) {
 }
 
 int smbus_recv_byte_to_device(uint32_t device, uint8_t *byte) {
-    require(byte != nullptr, "byte != ((void *)0)", __func__);
+    varnel::require(byte != nullptr, "byte != ((void *)0)", source);
     return read(device_address(device), byte, 1);
 }
 
@@ -81,7 +79,7 @@ int smbus_write_byte_to_device(uint32_t device, uint8_t command, uint8_t data) {
 }
 
 int smbus_read_byte_to_device(uint32_t device, uint8_t command, uint8_t *byte) {
-    require(byte != nullptr, "byte != ((void *)0)", __func__);
+    varnel::require(byte != nullptr, "byte != ((void *)0)", source);
     return write_read(device_address(device), &command, 1, byte, 1);
 }
 
@@ -91,7 +89,7 @@ int smbus_write_word_to_device(uint32_t device, uint8_t command, uint16_t word) 
 }
 
 int smbus_read_word_to_device(uint32_t device, uint8_t command, uint16_t *word) {
-    require(word != nullptr, "word != ((void *)0)", __func__);
+    varnel::require(word != nullptr, "word != ((void *)0)", source);
     word_answer answer{};
     if (write_read(device_address(device), &command, 1, answer.data(), answer.size()) != 0) {
         return -1;
@@ -110,7 +108,7 @@ int smbus_write_block_to_device(uint32_t device, uint8_t command, unsigned int c
 }
 
 int smbus_read_block_to_device(uint32_t device, uint8_t command, unsigned int count, uint8_t *block) {
-    require(block != nullptr, "block != ((void *)0)", __func__);
+    varnel::require(block != nullptr, "block != ((void *)0)", source);
     const unsigned int n = limited_count(count);
     block_answer answer{static_cast<uint8_t>(n)};
     if (write_read(device_address(device), &command, 1, answer.data(), n + 1) != 0) {
@@ -121,7 +119,7 @@ int smbus_read_block_to_device(uint32_t device, uint8_t command, unsigned int co
 }
 
 int smbus_process_call_to_device(uint32_t device, uint8_t command, uint16_t word, uint16_t *process_ret_val) {
-    require(process_ret_val != nullptr, "process_ret_val != ((void *)0)", __func__);
+    varnel::require(process_ret_val != nullptr, "process_ret_val != ((void *)0)", source);
     const word_frame frame = word_frame_of(command, word);
     word_answer answer{};
     if (write_read(device_address(device), frame.data(), frame.size(), answer.data(), answer.size()) != 0) {
@@ -134,7 +132,7 @@ int smbus_process_call_to_device(uint32_t device, uint8_t command, uint16_t word
 int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t command,
                                                         unsigned int write_count, const uint8_t *write_data,
                                                         uint8_t read_count, uint8_t *process_ret_vals) {
-    require(process_ret_vals != nullptr, "process_ret_vals != ((void *)0)", __func__);
+    varnel::require(process_ret_vals != nullptr, "process_ret_vals != ((void *)0)", source);
     const unsigned int w = write_count & 0xFFU;
     if (w == 0 || read_count == 0 || w + read_count > block_limit) {
         return -1;
@@ -151,8 +149,8 @@ int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t
 
 int smbus_flexible_write_read_to_device(uint32_t device, uint8_t /*command*/, unsigned int write_length,
                                         const uint8_t *write_data, uint8_t read_length, uint8_t *read_data) {
-    require(write_data != nullptr || read_data != nullptr,
-            "(write_data != ((void *)0)) || (read_data != ((void *)0))", __func__);
+    varnel::require(write_data != nullptr || read_data != nullptr,
+                    "(write_data != ((void *)0)) || (read_data != ((void *)0))", source);
     const device_address chip(device);
     if (write_data == nullptr) {
         return read(chip, read_data, read_length);

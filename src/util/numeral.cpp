@@ -45,7 +45,7 @@ uint64_t numeral_value_byte_order_convert(uint64_t value, uint32_t from_order, u
 }
 
 void set_bits_value(uint64_t *operated_integer, uint8_t bit_index_a, uint8_t bit_index_b, uint64_t value) {
-    varnel::require(operated_integer != nullptr, "operated_integer != ((void *)0)", {"numeral.c", __func__});
+    varnel::require(operated_integer != nullptr, "operated_integer != ((void *)0)", "numeral.c");
     const bit_field field(bit_index_a, bit_index_b);
     if (field.mask != 0) {
         *operated_integer = (*operated_integer & ~(field.mask << field.lower)) | value << field.lower;

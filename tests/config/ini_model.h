@@ -29,21 +29,21 @@ inline std::string content_of(std::string_view file) {
 inline bool ends_line(char c) { return c == '\r' || c == '\n'; }
 
 inline scan_result scan(const std::string &content, const std::string &section, const std::string &key) {
-    const char *const b = content.c_str(); // b[content.size()] is the terminating zero byte
+    const char *const b = content.c_str(); // b[content.size()] is the terminating NUL
     const int size = static_cast<int>(content.size());
     const int section_length = static_cast<int>(section.size());
     scan_result r;
     int pos = 0;
     for (;;) {
-        while (b[pos] != '\0' && !(b[pos] == '[' && (pos == 0 || ends_line(b[pos - 1])))) {
+        while (pos < size && !(b[pos] == '[' && (pos == 0 || ends_line(b[pos - 1])))) {
             ++pos;
         }
-        if (b[pos] == '\0') {
+        if (pos >= size) {
             return r;
         }
         const int name = pos + 1;
         pos = name;
-        while (b[pos] != '\0' && b[pos] != ']') {
+        while (pos < size && b[pos] != ']') {
             ++pos;
         }
         if (strncasecmp(b + name, section.c_str(), section.size()) != 0 || b[name + section_length] != ']') {
@@ -102,14 +102,11 @@ inline std::optional<std::string> get(std::string_view file, const std::string &
     return slice(content, r.value_start, r.value_start + length);
 }
 
-/// What setters start from: the content as a string, up to its first zero byte.
-inline std::string text_of(std::string_view file) { return content_of(file).c_str(); }
-
 /// `print` carries out the conversions in the text behind a new entry.
 template <typename Print>
 std::string set(std::string_view file, const std::string &section, const std::string &key,
                 const std::string &value, Print print) {
-    const std::string old = text_of(file);
+    const std::string old = content_of(file);
     const scan_result r = scan(old, section, key);
     if (r.section_start < 0) {
         return old + "\n[" + section + "]\n" + key + "=" + value + "\n";
@@ -122,7 +119,7 @@ std::string set(std::string_view file, const std::string &section, const std::st
 
 inline std::string rename(std::string_view file, const std::string &old_section,
                           const std::string &new_section) {
-    const std::string old = text_of(file);
+    const std::string old = content_of(file);
     const scan_result r = scan(old, old_section, "");
     if (r.section_start < 0) {
         return old + "\n[" + new_section + "]\n";

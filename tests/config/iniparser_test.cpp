@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 #include "config/ini_model.h"
+#include "support/assertion_lines.h"
 #include "support/private_mounts.h"
 #include "support/scratch_folder.h"
 
@@ -33,6 +34,7 @@ using namespace std::string_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::KilledBySignal;
+using varnel::test::assertion_lines;
 using varnel::test::identity_of;
 using varnel::test::read_file;
 using varnel::test::scratch_folder;
@@ -132,15 +134,16 @@ const get_case get_cases[] = {
     {"content ends at 0xFF", "[S]\nk=v\xFFw\n", "S", "k", "v"},
     {"nothing behind 0xFF", "[S]\n\xFFk=v\n", "S", "k", {}},
     {"bytes above 127", "[\xC3\xA4]\n\xE2\x82\xAC=\xFE\n", "\xC3\xA4", "\xE2\x82\xAC", "\xFE"},
-    {"zero byte ends a value", "[S]\nk=v\0w\n"s, "S", "k", "v"},
-    {"zero byte ends a line", "[S]\na=1\0k=v\n"s, "S", "k", "v"},
-    {"zero byte ends a line without =", "[S]\na\0k=v\n"s, "S", "k", "v"},
-    {"zero byte at a line's start ends all", "[S]\na=1\n\0k=v\n"s, "S", "k", {}},
-    {"two zero bytes end all", "[S]\na=1\0\0k=v\n"s, "S", "k", {}},
-    {"zero byte behind a header ends all", "[S]\0k=v\n"s, "S", "k", {}},
-    {"zero byte before a header ends all", "#\0\n[S]\nk=v\n"s, "S", "k", {}},
-    {"header behind a zero byte is a line", "[S]\na=1\0[T]\nk=v\n"s, "S", "k", "v"},
-    {"zero byte in a name ends all", "[S\0]\nk=v\n[S]\nk=v\n"s, "S", "k", {}},
+    {"NUL ends a value", "[S]\nk=v\0w\n"s, "S", "k", "v"},
+    {"NUL ends a line", "[S]\na=1\0k=v\n"s, "S", "k", "v"},
+    {"NUL ends a line without =", "[S]\na\0k=v\n"s, "S", "k", "v"},
+    {"NUL at a line's start ends all", "[S]\na=1\n\0k=v\n"s, "S", "k", {}},
+    {"two NULs end all", "[S]\na=1\0\0k=v\n"s, "S", "k", {}},
+    {"NUL behind a header ends all", "[S]\0k=v\n"s, "S", "k", {}},
+    {"NUL before a header", "#\0\n[S]\nk=v\n"s, "S", "k", "v"},
+    {"NUL in another section", "[T]\na\0b\0\0\n[S]\nk=v\n"s, "S", "k", "v"},
+    {"header behind a NUL is a line", "[S]\na=1\0[T]\nk=v\n"s, "S", "k", "v"},
+    {"NUL in a name belongs to it", "[S\0]\nk=1\n[S]\nk=2\n"s, "S", "k", "2"},
 };
 
 TEST_F(IniFile, GetFindsWhatTheFormatSays) {
@@ -335,9 +338,12 @@ const set_case set_cases[] = {
 
     {"0xFF and what follows is dropped", "[S]\nk=old\nz=1\xFFrest", "S", "k", "v", "[S]\nk=v\nz=1"},
     {"0xFF dropped behind a new section", "[S]\n\xFFrest", "T", "k", "v", "[S]\n\n[T]\nk=v\n"},
-    {"zero byte and what follows is dropped", "[S]\nk=old\nz=1\0rest\n"s, "S", "k", "v", "[S]\nk=v\nz=1"},
-    {"what it hid is added", "[S]\na=1\0k=old\n"s, "S", "k", "v", "[S]\nk=v\na=1"},
-    {"zero byte dropped behind a new section", "[S]\n\0rest"s, "T", "k", "v", "[S]\n\n[T]\nk=v\n"},
+    {"NUL and what follows is kept", "[S]\nk=old\nz=1\0rest\n"s, "S", "k", "v", "[S]\nk=v\nz=1\0rest\n"s},
+    {"NUL ends the value replaced", "[S]\nk=old\0rest\n"s, "S", "k", "v", "[S]\nk=v\0rest\n"s},
+    {"value behind a NUL", "[S]\na=1\0k=old\n"s, "S", "k", "v", "[S]\na=1\0k=v\n"s},
+    {"NUL behind a new entry", "[S]\na=1\n\0k=old\n"s, "S", "k", "v", "[S]\nk=v\na=1\n\0k=old\n"s},
+    {"a format ends at a NUL", "[S]\na=50%\0d%d%\0\0%%"s, "S", "k", "v", "[S]\nk=v\na=50\0d0\0\0%"s},
+    {"NUL before a new section", "[S]\n\0rest"s, "T", "k", "v", "[S]\n\0rest\n[T]\nk=v\n"s},
 };
 
 TEST_F(IniFile, SetChangesWhatItSays) {
@@ -459,13 +465,18 @@ const print_case print_cases[] = {
     {"a=%5%|%l%|%-%\n", "a=%|%|%\n"},
     {"a=%.20000s|%.20000g\n", "a=(null)|0\n"},
     {"a=%20000!|%.20000!\n", "a=%20000!|%.20000!\n"},
-    // Cut off inside a conversion: the formatter prints nothing, unless an odd one made it look ahead before.
+    {"a=%.*9\n", "a=%.09\n"},
+    // Cut off inside a conversion: the formatter prints nothing, unless an odd one made it parse ahead
+    // before.
     {"a=50%", "a=50"},
     {"a=50%5", "a=50"},
     {"a=50%-.l", "a=50"},
     {"a=%d 50%", "a=0 50"},
     {"a=10%\nb=50%", "a=10%\nb=50%"},
     {"a=%1$d 50%", "a=0 50%"},
+    {"a=%! 50%-+5.ll", "a=%! 50%+-5.0"},
+    {"a=%hs 50%", "a=(null) 50%"},
+    {"a=%hhs 50%", "a=(null) 50"},
 };
 
 TEST_F(IniFile, TextBehindANewEntryIsFormatText) {
@@ -479,7 +490,7 @@ TEST_F(IniFile, TextBehindANewEntryIsFormatText) {
 TEST_F(IniFile, FormattedTextMatchesTheFormattersOwn) {
     for (const print_case &c : print_cases) {
         if (c.format.find_first_of("fgn$c") != std::string::npos) {
-            continue; // takes a double, prints a zero byte, chooses its arguments or stores
+            continue; // takes a double, prints a NUL, chooses its arguments or stores
         }
         std::array<char, 512> expected{};
         const void *const z = nullptr;
@@ -581,8 +592,9 @@ const rename_case rename_cases[] = {
     {"no such section", "[A]\nx=1\n", "C", "B", "[A]\nx=1\n\n[B]\n"},
     {"empty file", "", "A", "B", "\n[B]\n"},
     {"0xFF and what follows is dropped", "[A]\nx=1\xFF[A]\n", "A", "B", "[[B]\nx=1"},
-    {"zero byte and what follows is dropped", "[A]\nx=1\0[A]\n"s, "A", "B", "[[B]\nx=1"},
-    {"LF behind a zero byte is none", "[A]x\0\n"s, "A", "B", "[[B]A]x"},
+    {"NUL and what follows is kept", "[A]\nx=1\0[A]\n"s, "A", "B", "[[B]\nx=1\0[A]\n"s},
+    {"text on the header's line goes, NUL or not", "[A]x\0y\nz"s, "A", "B", "[[B]\nz"},
+    {"NUL before a new section", "\0[A]"s, "A", "B", "\0[A]\n[B]\n"s},
 };
 
 TEST_F(IniFile, RenameChangesWhatItSays) {
@@ -640,6 +652,19 @@ TEST_F(IniFile, AgreesWithThePlainModelOnRandomFiles) {
         write(before);
         ASSERT_EQ(rename(section, key), 0);
         ASSERT_EQ(text(), model::rename(before, section, key));
+    }
+}
+
+TEST_F(IniFile, WhatIsSetIsGotWithANulAtAnyPlace) {
+    const std::string before = "# x\n\n[T]\na=1\n\n[S]\n\nb=2\nk=3\n[S]\nc=4\n";
+    for (std::size_t place = 0; place <= before.size(); ++place) {
+        std::string text = before;
+        text.insert(place, 1, '\0');
+        for (const char *section : {"S", "T", "U"}) {
+            write(text);
+            ASSERT_EQ(set(section, "k", "new"), 0);
+            ASSERT_EQ(get(section, "k"), "new") << testing::PrintToString(text) << section;
+        }
     }
 }
 
@@ -765,6 +790,21 @@ TEST_F(FileSizeLimit, WriteThatStopsHalfWayIsTakenBack) {
     EXPECT_EQ(text(), "[S]\nk=" + std::string(200, 'v') + "\n" + std::string(3000, '#') + "\n");
 }
 
+TEST_F(FileSizeLimit, FileThatHasReachedItIsRefusedAndTheProcessLives) {
+    const std::string before = "[S]\nk=old\n";
+    write(before);
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    const rlimit reached{before.size(), old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &reached), 0);
+    const int32_t longer = set("S", "k", "longer");
+    const int32_t shorter = set("S", "k", "v");
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
+    EXPECT_EQ(longer, -1);
+    EXPECT_EQ(shorter, 0);
+    EXPECT_EQ(text(), "[S]\nk=v\n");
+}
+
 // Several processes
 
 /// Runs an action in a child; true when it returned true.
@@ -829,42 +869,41 @@ const std::string four_arguments =
     "\\(file_path != \\(\\(void \\*\\)0\\)\\) && \\(section != \\(\\(void \\*\\)0\\)\\) && "
     "\\(key != \\(\\(void \\*\\)0\\)\\) && \\(value != \\(\\(void \\*\\)0\\)\\)";
 
-std::string assertion(const std::string &function, const std::string &expression) {
-    return "iniparser\\.c:[0-9]+: " + function + ": Assertion `" + expression + "' failed\\.";
-}
-
 TEST_F(IniFileDeathTest, NullArgumentsEndTheProcess) {
     std::array<char, 256> text{};
     int32_t number = 0;
     const char *const p = path_.c_str();
     const auto died = KilledBySignal(SIGABRT);
-    const std::string get_string = assertion("get_config_string", four_arguments);
+    assertion_lines lines("iniparser");
+    const auto get_string = lines.message("get_config_string", four_arguments);
     EXPECT_EXIT(get_config_string(nullptr, "S", "k", text.data()), died, get_string);
     EXPECT_EXIT(get_config_string(p, nullptr, "k", text.data()), died, get_string);
     EXPECT_EXIT(get_config_string(p, "S", nullptr, text.data()), died, get_string);
     EXPECT_EXIT(get_config_string(p, "S", "k", nullptr), died, get_string);
-    const std::string get_integer = assertion("get_config_integer", four_arguments);
+    const auto get_integer = lines.message("get_config_integer", four_arguments);
     EXPECT_EXIT(get_config_integer(nullptr, "S", "k", 10, &number), died, get_integer);
     EXPECT_EXIT(get_config_integer(p, "S", "k", 10, nullptr), died, get_integer);
-    const std::string get_boolean = assertion("get_config_boolean", four_arguments);
+    const auto get_boolean = lines.message("get_config_boolean", four_arguments);
     EXPECT_EXIT(get_config_boolean(p, nullptr, "k", &number), died, get_boolean);
     EXPECT_EXIT(get_config_boolean(p, "S", "k", nullptr), died, get_boolean);
-    const std::string set_string = assertion("set_config_string", four_arguments);
+    const auto set_string = lines.message("set_config_string", four_arguments);
     EXPECT_EXIT(set_config_string(p, "S", nullptr, "v"), died, set_string);
     EXPECT_EXIT(set_config_string(p, "S", "k", nullptr), died, set_string);
-    const std::string set_section = assertion(
+    const auto set_section = lines.message(
         "set_section_string", "\\(file_path != \\(\\(void \\*\\)0\\)\\) && \\(old_section != \\(\\(void "
                               "\\*\\)0\\)\\) && \\(new_section != \\(\\(void \\*\\)0\\)\\)");
     EXPECT_EXIT(set_section_string(nullptr, "S", "T"), died, set_section);
     EXPECT_EXIT(set_section_string(p, nullptr, "T"), died, set_section);
     EXPECT_EXIT(set_section_string(p, "S", nullptr), died, set_section);
+    EXPECT_EQ(lines.count(), 5U) << "one line for each function's check";
 }
 
 TEST_F(IniFileDeathTest, TooLongAFileEndsTheProcess) {
     const std::string before = "[S]\nk=v\n" + std::string(longest_content + 1 - 8, '#');
     ASSERT_EQ(before.size(), 16384U);
     write(before);
-    const std::string too_long = assertion("load_ini_file", "i < \\(1024 \\* 16\\)");
+    assertion_lines lines("iniparser");
+    const auto too_long = lines.message("load_ini_file", "i < \\(1024 \\* 16\\)");
     int32_t number = 0;
     EXPECT_EXIT(get("S", "k"), KilledBySignal(SIGABRT), too_long);
     EXPECT_EXIT(get_config_integer(path_.c_str(), "S", "k", 10, &number), KilledBySignal(SIGABRT), too_long);

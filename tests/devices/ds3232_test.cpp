@@ -243,4 +243,8 @@ TEST_F(Ds3232, NothingIsPrinted) {
     EXPECT_EQ(output.text(), "");
 }
 
+using Ds3232DeathTest = Ds3232;
+
+TEST_F(Ds3232DeathTest, NullTimeEndsTheProcess) { EXPECT_DEATH(ds3232_get_time(nullptr), ""); }
+
 } // namespace

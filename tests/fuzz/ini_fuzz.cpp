@@ -67,7 +67,7 @@ bool is_plain_entry(const std::string &section, const std::string &key, const st
 
 void check_set(memory_file &file, const std::string &bytes, const std::string &section,
                const std::string &key, const std::string &value) {
-    const model::scan_result found = model::scan(model::text_of(bytes), section, key);
+    const model::scan_result found = model::scan(model::content_of(bytes), section, key);
     bool formats = false;
     const std::string expected = model::set(bytes, section, key, value, [&](const std::string &rest) {
         formats = rest.find('%') != std::string::npos;

@@ -16,6 +16,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/assertion_lines.h"
 #include "support/captured_output.h"
 #include "varnel/platform.h"
 
@@ -29,6 +30,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::KilledBySignal;
+using varnel::test::assertion_lines;
 
 constexpr size_t relay_session_size = 32;
 
@@ -257,17 +259,17 @@ TEST_F(Session, CloseHandsTheSessionOverAndJudgesTheStatus) {
 
 TEST(SessionDeathTest, NullPointersEndTheProcess) {
     bmc_session_info info{};
-    EXPECT_EXIT(get_bmc_session_info(0, nullptr), KilledBySignal(SIGABRT),
-                "lan_session_ifc\\.c:[0-9]+: get_bmc_session_info: "
-                "Assertion `pSession != \\(\\(void \\*\\)0\\)' failed\\.");
-    EXPECT_EXIT(lan_create_session(&info, nullptr), KilledBySignal(SIGABRT),
-                "lan_session_ifc\\.c:[0-9]+: lan_create_session: "
-                "Assertion `IPMISession != \\(\\(void \\*\\)0\\)' failed\\.");
-    EXPECT_EXIT(lan_create_session_over_udp(&info, nullptr), KilledBySignal(SIGABRT),
-                "lan_session_ifc\\.c:[0-9]+: lan_create_session_over_udp: "
-                "Assertion `IPMISession != \\(\\(void \\*\\)0\\)' failed\\.");
+    assertion_lines lines("lan_session_ifc");
+    const auto died = KilledBySignal(SIGABRT);
+    EXPECT_EXIT(get_bmc_session_info(0, nullptr), died,
+                lines.message("get_bmc_session_info", "pSession != \\(\\(void \\*\\)0\\)"));
+    EXPECT_EXIT(lan_create_session(&info, nullptr), died,
+                lines.message("lan_create_session", "IPMISession != \\(\\(void \\*\\)0\\)"));
+    EXPECT_EXIT(lan_create_session_over_udp(&info, nullptr), died,
+                lines.message("lan_create_session_over_udp", "IPMISession != \\(\\(void \\*\\)0\\)"));
+    EXPECT_EQ(lines.count(), 3U);
     // Before the address is looked at.
-    EXPECT_EXIT(lan_create_session(nullptr, nullptr), KilledBySignal(SIGABRT), "IPMISession");
+    EXPECT_EXIT(lan_create_session(nullptr, nullptr), died, "IPMISession");
 }
 
 TEST(SessionDeathTest, NullLoginEndsTheProcessUnchecked) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/assertion_lines.h"
 #include "support/captured_output.h"
 #include "support/scripted_bus.h"
 
@@ -346,30 +347,38 @@ TEST_F(Smbus, NothingIsPrinted) {
 
 // --- Null pointers ---
 
+struct broken_call {
+    const char *function;
+    std::function<void()> call;
+    const char *expression;
+};
+
 TEST_F(SmbusDeathTest, NullResultsEndTheProcessBeforeBusTraffic) {
-    const std::vector<std::pair<std::function<void()>, std::string>> broken{
-        {[] { smbus_recv_byte_to_device(device, nullptr); },
-         "smbus_recv_byte_to_device: Assertion `byte != \\(\\(void \\*\\)0\\)' failed"},
-        {[] { smbus_read_byte_to_device(device, 1, nullptr); },
-         "smbus_read_byte_to_device: Assertion `byte != \\(\\(void \\*\\)0\\)' failed"},
-        {[] { smbus_read_word_to_device(device, 1, nullptr); },
-         "smbus_read_word_to_device: Assertion `word != \\(\\(void \\*\\)0\\)' failed"},
-        {[] { smbus_read_block_to_device(device, 1, 1, nullptr); },
-         "smbus_read_block_to_device: Assertion `block != \\(\\(void \\*\\)0\\)' failed"},
-        {[] { smbus_process_call_to_device(device, 1, 1, nullptr); },
-         "smbus_process_call_to_device: Assertion `process_ret_val != \\(\\(void \\*\\)0\\)' failed"},
-        // The pointer is looked at before the counts.
-        {[] { smbus_block_write_block_read_process_call_to_device(device, 1, 0, nullptr, 0, nullptr); },
-         "smbus_block_write_block_read_process_call_to_device: Assertion `process_ret_vals != \\(\\(void "
-         "\\*\\)0\\)' "
-         "failed"},
-        {[] { smbus_flexible_write_read_to_device(device, 1, 1, nullptr, 1, nullptr); },
-         "smbus_flexible_write_read_to_device: Assertion `\\(write_data != \\(\\(void \\*\\)0\\)\\) \\|\\| "
-         "\\(read_data != \\(\\(void \\*\\)0\\)\\)' failed"},
+    const std::vector<broken_call> broken_calls{
+        {"smbus_recv_byte_to_device", [] { smbus_recv_byte_to_device(device, nullptr); },
+         "byte != \\(\\(void \\*\\)0\\)"},
+        {"smbus_read_byte_to_device", [] { smbus_read_byte_to_device(device, 1, nullptr); },
+         "byte != \\(\\(void \\*\\)0\\)"},
+        {"smbus_read_word_to_device", [] { smbus_read_word_to_device(device, 1, nullptr); },
+         "word != \\(\\(void \\*\\)0\\)"},
+        {"smbus_read_block_to_device", [] { smbus_read_block_to_device(device, 1, 1, nullptr); },
+         "block != \\(\\(void \\*\\)0\\)"},
+        {"smbus_process_call_to_device", [] { smbus_process_call_to_device(device, 1, 1, nullptr); },
+         "process_ret_val != \\(\\(void \\*\\)0\\)"},
+        // The pointer is checked before the counts.
+        {"smbus_block_write_block_read_process_call_to_device",
+         [] { smbus_block_write_block_read_process_call_to_device(device, 1, 0, nullptr, 0, nullptr); },
+         "process_ret_vals != \\(\\(void \\*\\)0\\)"},
+        {"smbus_flexible_write_read_to_device",
+         [] { smbus_flexible_write_read_to_device(device, 1, 1, nullptr, 1, nullptr); },
+         "\\(write_data != \\(\\(void \\*\\)0\\)\\) \\|\\| \\(read_data != \\(\\(void \\*\\)0\\)\\)"},
     };
-    for (const auto &[call, message] : broken) {
-        EXPECT_EXIT(call(), KilledBySignal(SIGABRT), "smbus\\.c:[0-9]+: " + message);
+    assertion_lines lines("smbus");
+    for (const broken_call &broken : broken_calls) {
+        EXPECT_EXIT(broken.call(), KilledBySignal(SIGABRT),
+                    lines.message(broken.function, broken.expression));
     }
+    EXPECT_EQ(lines.count(), broken_calls.size());
 }
 
 // --- Hex dump ---

@@ -2,6 +2,7 @@
 #include "scripted_bus.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <ostream>
 #include <utility>
@@ -67,6 +68,7 @@ int scripted_bus::perform(const transfer &call, uint8_t *read_buffer, unsigned i
     const answer next = script_.front();
     script_.erase(script_.begin());
     std::copy_n(next.data.begin(), std::min(next.data.size(), call.preset.size()), read_buffer);
+    errno = next.error != 0 ? next.error : errno;
     return next.result.value_or(static_cast<int>(success));
 }
 

@@ -33,10 +33,12 @@ transfer write_of(unsigned int bus, unsigned int slave, bytes written);
 transfer read_of(unsigned int bus, unsigned int slave, bytes preset);
 transfer write_read_of(unsigned int bus, unsigned int slave, bytes written, bytes preset);
 
-/// What a primitive is to do: fill the read buffer and return. Without a result it reports success.
+/// What a primitive is to do: fill the read buffer, set errno and return. Without a result it reports
+/// success.
 struct answer {
     bytes data = {};
     std::optional<int> result = std::nullopt;
+    int error = 0; ///< 0 leaves errno as it is
 };
 
 /// A bus that records each primitive call and answers from a script; calls beyond the script succeed and read

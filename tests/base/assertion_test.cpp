@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "src/base/assertion.h"
+
+#include <csignal>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using ::testing::KilledBySignal;
+
+constexpr int first_check = __LINE__ + 2;
+void check_twice(bool first, bool second) {
+    varnel::require(first, "first", "unit.c");
+    varnel::require(second, "second", "unit.c");
+}
+
+std::string failure(int line, const std::string &expression) {
+    return "unit\\.c:" + std::to_string(line) + ": check_twice: Assertion `" + expression + "' failed\\.";
+}
+
+TEST(AssertionDeathTest, NamesTheLineAndTheFunctionOfTheCheckItself) {
+    EXPECT_EXIT(check_twice(false, true), KilledBySignal(SIGABRT), failure(first_check, "first"));
+    EXPECT_EXIT(check_twice(true, false), KilledBySignal(SIGABRT), failure(first_check + 1, "second"));
+}
+
+TEST(Assertion, DoesNothingWhereTheContractHolds) { check_twice(true, true); }
+
+} // namespace
