@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "base/exclusive.h"
+#include "base/standard_streams.h"
 #include "varnel/platform.h"
 
 // A lock has three parts.
@@ -163,7 +164,7 @@ int open_again(int fd, const struct stat &file) {
     return open(path.data(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
-/// For a thread that has the record lock on the other bytes. A record lock of the process's own on this byte
+/// A record lock of the process's own on this byte
 /// would be waited for without end.
 int wait_for_first_byte(int fd, int opened) {
     int error = set_lock(opened, F_OFD_SETLK, F_WRLCK, first_byte);
@@ -191,14 +192,24 @@ void unlock_in_kernel(int fd, const taken_file &taken) {
     }
 }
 
+/// For a thread that has the record lock on the other bytes.
+int lock_first_byte(int fd, const struct stat &file, taken_file &taken, bool has_others) {
+    const int opened = open_again(fd, file);
+    taken.opened = above_standard_streams(opened); // output of other threads would go into the queue
+    if (taken.opened == not_opened) {
+        return wait_for_record_lock(fd, whole_file, has_others);
+    }
+    // A descriptor that was moved was closed, which ended the record lock.
+    const int error = taken.opened == opened ? 0 : wait_for_record_lock(fd, all_but_first, has_others);
+    return error == 0 ? wait_for_first_byte(fd, taken.opened) : error;
+}
+
 int lock_in_kernel(int fd, const struct stat &file, taken_file &taken, bool has_others) {
     int error = wait_for_record_lock(fd, all_but_first, has_others);
     if (error != 0) {
         return error;
     }
-    taken.opened = open_again(fd, file);
-    error = taken.opened == not_opened ? wait_for_record_lock(fd, whole_file, has_others)
-                                       : wait_for_first_byte(fd, taken.opened);
+    error = lock_first_byte(fd, file, taken, has_others);
     if (error != 0) {
         unlock_in_kernel(fd, taken);
     }

@@ -128,6 +128,7 @@ TEST_F(DebugOutput, OfAChildArrivesAfterAForkInTheMiddleOfSyslog) {
     constexpr int children = 24;
     thread_that_logs other;
     std::vector<child_process> all;
+    all.reserve(children);
     for (int i = 0; i < children; ++i) {
         all.emplace_back([] { return IDBG_LINUXAPP_DbgOut(0x82, "from the child\n") == 15 ? 0 : 1; });
     }

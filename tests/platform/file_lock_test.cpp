@@ -501,6 +501,22 @@ TEST_F(FileLock, LeavesNoDescriptorBehind) {
     }
 }
 
+TEST_F(FileLock, TakesNoStandardDescriptor) {
+    const int fd = open_file();
+    process child([&] {
+        for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            close(standard);
+        }
+        const bool locked = file_lock_write(fd) == 0;
+        const bool excludes = process([&] { return lockable_now(fd) ? 1 : 0; }).result() == 0;
+        const bool kept = fcntl(STDIN_FILENO, F_GETFD) == -1 && fcntl(STDOUT_FILENO, F_GETFD) == -1 &&
+                          fcntl(STDERR_FILENO, F_GETFD) == -1;
+        return locked && excludes && kept && file_unlock(fd) == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(child.result(), 0);
+    close(fd);
+}
+
 TEST_F(FileLock, OfOneThreadIsLeftAloneByAnotherThatUnlocks) {
     const int fd = open_file();
     const int probe = open_file();

@@ -10,6 +10,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "base/standard_streams.h"
+
 namespace varnel::platform {
 
 namespace {
@@ -24,19 +26,6 @@ int open_device(unsigned int number) {
     std::array<char, 24> path{};
     std::snprintf(path.data(), path.size(), "/dev/i2c-%u", number);
     return open(path.data(), O_RDWR | O_CLOEXEC);
-}
-
-/// Writing to the descriptor would reach the bus, so it must not pass for the standard output of a daemon
-/// that closed its own.
-int above_standard_streams(int descriptor) {
-    if (descriptor < 0 || descriptor > STDERR_FILENO) {
-        return descriptor;
-    }
-    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int error = errno;
-    close(descriptor);
-    errno = error;
-    return moved;
 }
 
 void survive_fork_in_child() {
@@ -103,6 +92,7 @@ bus::condition bus::look() const {
 }
 
 int bus::open_adapter(unsigned int number) {
+    // Output to the descriptor would reach the bus.
     const int descriptor = above_standard_streams(open_device(number));
     if (descriptor < 0) {
         return bus_error(errno);
