@@ -47,7 +47,8 @@ void IDBG_LINUXAPP_DbgInit(void);
  * @oddity{No blank behind the bracket} `[812 ERROR]fan stopped`: begin the text with a blank if you want one.
  *
  * @param priority  level, see above.
- * @param format    printf() format; never text from elsewhere. Its arguments follow.
+ * @param format    printf() format; never text from elsewhere. Its arguments follow. Not with `%n`: in memory
+ * that can be written, such a format ends the process (the library is built with _FORTIFY_SOURCE).
  */
 void IDBG_LINUXAPP_DbgLog(int32_t priority, const char *format, ...) VARNEL_PRINTF(2, 3);
 

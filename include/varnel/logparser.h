@@ -29,8 +29,8 @@ enum {
 struct log_record {
     /**
      * @oddity{Long tokens are not terminated} A token of up to 63 characters ends in a zero byte; of a longer
-     * one the first 64 characters are here, without a terminator. The bytes behind the terminator are what
-     * followed it in the line. Print tokens with `%.64s`.
+     * one the first 64 characters are here, without a terminator. The bytes after the terminator come from
+     * the line or are zero; nothing is promised about them. Print tokens with `%.64s`.
      */
     char tokens[VARNEL_LOG_TOKENS][VARNEL_LOG_TOKEN_SIZE];
     uint32_t unused; /**< never written */

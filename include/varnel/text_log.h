@@ -74,7 +74,8 @@ int32_t log_str_old(const char *path, const char *text);
  * Appends a formatted message. Limit: 1,048,576 bytes.
  *
  * @param path    the file; see above for what is safe.
- * @param format  printf() format; never text from elsewhere. Its arguments follow.
+ * @param format  printf() format; never text from elsewhere. Its arguments follow. Not with `%n`: in memory
+ * that can be written, such a format ends the process (the library is built with _FORTIFY_SOURCE).
  * @return see Results.
  */
 int32_t log_str(const char *path, const char *format, ...) VARNEL_PRINTF(2, 3);
@@ -84,7 +85,8 @@ int32_t log_str(const char *path, const char *format, ...) VARNEL_PRINTF(2, 3);
  *
  * @param path    the file; see above for what is safe.
  * @param limit   bytes.
- * @param format  printf() format; never text from elsewhere. Its arguments follow.
+ * @param format  printf() format; never text from elsewhere. Its arguments follow. Not with `%n`: in memory
+ * that can be written, such a format ends the process (the library is built with _FORTIFY_SOURCE).
  * @return see Results.
  */
 int32_t log_str_size(const char *path, int32_t limit, const char *format, ...) VARNEL_PRINTF(3, 4);

@@ -28,8 +28,8 @@
  * Null strings are written as empty, attributes without a name not at all.
  *
  * @par Errors
- * Writing goes on after an error of the sink (except for the attributes of that element and for indentation);
- * the sink's `error` tells the caller.
+ * Writing goes on after an error of the sink (except for the attributes of that element; of indentation one
+ * unit is still written); the sink's `error` tells the caller.
  *
  * @par Threads
  * Trees are not changed. A stream is written through its buffer, several pieces at a time.

@@ -155,23 +155,20 @@ class conversion_text {
     std::size_t length_ = 0;
 };
 
-template <typename... Zero>
-void print(bounded_text &out, const conversion &c, Zero... zero) {
-    const int width = c.is_known() ? std::min(c.width, longest) : c.width;
-    const int precision = c.is_known() ? std::min(c.precision, longest) : c.precision;
-    out.print(conversion_text(c).c_str(), std::max(width, 0), precision, zero...);
-}
-
 void print_zero(bounded_text &out, const conversion &c) {
     if (c.letter == 'n') {
         return; // would store through a null pointer
     }
+    const conversion_text text(c);
+    const int most = c.is_known() ? longest : INT_MAX;
+    const int width = std::clamp(c.width, 0, most);
+    const int precision = std::min(c.precision, most);
     if (is_one_of("sSp", c.letter)) {
-        print(out, c, static_cast<const char *>(nullptr));
+        out.print(text.c_str(), width, precision, static_cast<const char *>(nullptr));
     } else if (is_one_of("aAeEfFgG", c.letter)) {
-        print(out, c, 0.0);
+        out.print(text.c_str(), width, precision, 0.0);
     } else {
-        print(out, c, 0);
+        out.print(text.c_str(), width, precision, 0);
     }
 }
 
@@ -179,7 +176,7 @@ void print_zero(bounded_text &out, const conversion &c) {
 void echo_unfinished(bounded_text &out, conversion c) {
     c.length_modifier = "";
     c.letter = '!'; // unknown
-    print(out, c);
+    print_zero(out, c);
     out.drop_last();
 }
 

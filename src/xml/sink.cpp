@@ -117,7 +117,7 @@ void sink::repeat(std::string_view piece, size_t times) {
         used_ += length;
         return;
     }
-    for (size_t i = 0; i < times && good(); ++i) {
+    for (size_t i = 0; i < times && (i == 0 || good()); ++i) {
         bytes(piece.data(), piece.size());
     }
 }

@@ -39,7 +39,7 @@ class sink {
             bytes(text, length);
         }
     }
-    /// A piece of one or more of the same character, so many times.
+    /// A piece of one or more of the same character, so many times; once where the sink has an error.
     void repeat(std::string_view piece, size_t times);
     /// A null pointer is the empty string.
     void string(const char *s);

@@ -33,13 +33,13 @@ formatter plain_snprintf() {
     return reinterpret_cast<formatter>(dlsym(library, "snprintf"));
 }
 
-/// Passes one zero for each index, whatever type a conversion takes it for: integers and pointers from
-/// `integers`, floating-point numbers from registers of their own or, on machines without, from the same
-/// place.
+/// Passes zeros, whatever type a conversion takes them for: floating-point numbers come from registers of
+/// their own or, as on ARM, from the same places as all else. The first fills the register that a double
+/// would skip.
 template <std::size_t... integers>
 int print_zeros(std::array<char, 32768> &out, const char *format, std::index_sequence<integers...>) {
     static const formatter print = plain_snprintf();
-    return print(out.data(), out.size(), format, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0,
+    return print(out.data(), out.size(), format, 0L, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0,
                  (static_cast<void>(integers), 0LL)...);
 }
 

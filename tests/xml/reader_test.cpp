@@ -291,6 +291,32 @@ TEST(Reader, BadAttributes) {
     expect_read("<a x='1' 2>t</a>", {"a[x=\"1\" ~] VALUE t", 11, 1, 1}); // ">" behind it: no content
 }
 
+/// How often a refill function is called after it has reported the end of the input.
+int calls_after_the_end(std::string text) {
+    static int calls;
+    calls = 0;
+    xml_refiller source{};
+    xml_refiller_setup(
+        &source,
+        [](xml_refiller *self) {
+            ++calls;
+            self->fill = 0;
+            self->position = 0;
+            return 0;
+        },
+        text.data(), static_cast<unsigned>(text.size()), static_cast<unsigned>(text.size()));
+    const new_document read;
+    EXPECT_EQ(xml_node_read(&source, read.doc->root, read.doc, 0), 0) << text;
+    return calls - 1;
+}
+
+TEST(Reader, EndOfInputEndsABodyAtOnce) {
+    for (const char *body : {"<!--", "<!-- ", "<!-- x", "<!-- -", "<!-- --", "<?name", "<?name ", "<?name x",
+                             "<?name x?", "<!NAME", "<!NAME ", "<!NAME x"}) {
+        EXPECT_EQ(calls_after_the_end(body), 1) << body << ": the level above looks for the next node";
+    }
+}
+
 TEST(Reader, EndOfInputInAnAttribute) {
     for (const char *text : {"<a ", "<a x", "<a x ", "<a x=", "<a x= ", "<a x='", "<a x='1", "<a x='&am"}) {
         expect_read(text, {"a[~]", 6, 1, 1});

@@ -79,10 +79,7 @@ struct writing {
     }
 
     void indent(int level) {
-        for (int i = 0; i < level; ++i) {
-            if (out.error != 0) {
-                return;
-            }
+        for (int i = 0; i < level && (i == 0 || out.error == 0); ++i) {
             if ((flags & 2) != 0) {
                 put("\t");
             } else if ((flags & 4) != 0) {

@@ -252,6 +252,17 @@ TEST_F(Siblings, CloneHasNoLinks) {
     xml_node_delete(copy);
 }
 
+TEST(Clone, ValueThatIsLongerThanItsLengthIsCutAndTerminated) {
+    xml_node *const n = xml_node_new();
+    n->value = strdup("text");
+    n->value_length = 2;
+    xml_node *const copy = xml_node_clone(n);
+    EXPECT_STREQ(copy->value, "te");
+    EXPECT_EQ(copy->value_length, 2U);
+    xml_node_delete(copy);
+    xml_node_delete(n);
+}
+
 TEST(Clone, ValueOfUnknownLengthIsCopiedUpToItsTerminator) {
     xml_node *const n = xml_node_new();
     n->value = strdup("text");

@@ -213,15 +213,15 @@ TEST(Writer, SameCallsAfterAnErrorAnywhere) {
     }
 }
 
-TEST(Writer, SinkInErrorFromTheBeginningGetsNoAttributesAndNoIndentation) {
-    document doc("<a><b x='1'/></a>");
+TEST(Writer, SinkInErrorFromTheBeginningGetsNoAttributesAndOneUnitOfIndentation) {
+    document doc("<a><b><c x='1'/></b></a>");
     xml_sgs *const text = xml_sgs_new();
     xml_output out{};
     xml_output_setup(&out, xml_output_function_to_sgs);
     out.target.sgs = text;
     out.error = 2;
     xml_node_write(&out, doc->root, 1);
-    EXPECT_STREQ(text->buffer, "<a>\n<b/>\n</a>\n\n");
+    EXPECT_STREQ(text->buffer, "<a>\n <b>\n <c/>\n </b>\n</a>\n\n");
     EXPECT_EQ(out.count, 0U);
     xml_sgs_delete(text);
 }
