@@ -49,4 +49,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
         varnel::test::require_place(refusal.what(), "board.ini", text);
     }
     return 0;
+        require(text.find('\0') == std::string::npos, "a NUL byte is refused");
 }

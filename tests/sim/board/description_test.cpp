@@ -156,6 +156,20 @@ TEST(description, says_which_types_there_are_when_one_is_unknown) {
         EXPECT_THAT(mistake.what(), ::testing::HasSubstr("pca9999"));
         EXPECT_THAT(mistake.what(), ::testing::HasSubstr("pca9555"));
     }
+TEST(description, nul_byte_is_refused_with_its_line) {
+    const std::string head = "[a]\ntype = echo\nbus = 0\naddress = 3\n";
+    const std::string places[] = {"fill = 3" + std::string(1, '\0') + "4\n", std::string("\0fill = 3\n", 10),
+                                  std::string("; a comment\0\n", 13), std::string(1, '\0')};
+    for (const std::string &line : places) {
+        try {
+            (void)bench_board::describe(head + line);
+            ADD_FAILURE() << "accepted: " << ::testing::PrintToString(line);
+        } catch (const sim::bad_description &mistake) {
+            EXPECT_STREQ(mistake.what(), "test.ini:5: the line has a NUL byte");
+        }
+    }
+}
+
 }
 
 } // namespace varnel::test
