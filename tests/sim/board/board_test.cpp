@@ -15,7 +15,7 @@ class small_board : public ::testing::Test {
                 "[a]\ntype = echo\nbus = 0\naddress = 0x20\nfill = 3\n"
                 "[gpio]\ntype = pca9554\nbus = 0\naddress = 0x38\nname.2 = lid\n"
                 "[sel]\ntype = pca9541\nbus = 0\naddress = 0x74\nother_bus = 1\nother_address = 0x75\n"
-                "[b]\ntype = echo\nbus = sel.0\naddress = 0x50\n") {}
+                "[b]\ntype = echo\nbus = sel\naddress = 0x50\n") {}
 
     [[nodiscard]] std::string reading(const char *chip, const char *name) const {
         return bench.board.status()["chips"][chip]["readings"][name];
