@@ -6,6 +6,7 @@
 #include <fstream>
 #include <thread>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -15,12 +16,11 @@
 
 namespace varnel::test {
 
-using ::testing::AnyOf;
-using ::testing::StartsWith;
-
 class sharing : public workbench {
   public:
     [[nodiscard]] std::string read_output() const { return call({"0x2000", "rb", "2"}); }
+
+    void kill_server() const;
 
     /// The test as somebody who talks to the server by hand.
     [[nodiscard]] sim::channel connect() const {
@@ -124,18 +124,77 @@ TEST_F(sharing, board_stays_on_when_run_is_killed_but_not_its_program) {
 TEST_F(sharing, killed_server_is_missed_and_replaced) {
     process keeper(on_board({"sh", "-c", "echo powered; read line; exec \"$0\" 0x2000 q q", i2c_call()}));
     EXPECT_EQ(keeper.read_line(), "powered");
-    const sim::descriptor until_it_is_gone = sim::meeting_point::of_board(board).connect();
-    ASSERT_EQ(kill(state()["server"].get<pid_t>(), SIGKILL), 0);
-    char byte = 0;
-    ASSERT_EQ(recv(until_it_is_gone.get(), &byte, 1, 0), 0);
+    kill_server();
     keeper.write("\n");
     const finished missed = keeper.finish();
     EXPECT_EQ(missed.out, "q failed: No such device\nq failed: No such device\n");
-    EXPECT_THAT(missed.err, StartsWith("libvarnel_sim: no simulated board at "));
+    EXPECT_THAT(missed.err, ::testing::MatchesRegex("libvarnel_sim: no simulated board at [^\n]*\n"
+                                                    "varnel-sim: [^\n]*: the board's server ended before the "
+                                                    "program did\n"));
     EXPECT_EQ(missed.status, 1);
     EXPECT_TRUE(std::filesystem::exists(sim::meeting_point::of_board(board).socket_path()));
     EXPECT_EQ(read_output(), "rb ff ok\n");
     EXPECT_FALSE(std::filesystem::exists(sim::meeting_point::of_board(board).socket_path()));
+}
+
+/// Kills the server of the bench board, and waits until its sockets are closed.
+void sharing::kill_server() const {
+    const sim::descriptor until_it_is_gone = sim::meeting_point::of_board(board).connect();
+    ASSERT_EQ(kill(state()["server"].get<pid_t>(), SIGKILL), 0);
+    char byte = 0;
+    ASSERT_EQ(recv(until_it_is_gone.get(), &byte, 1, 0), 0);
+}
+
+TEST_F(sharing, run_fails_when_the_server_ended_before_the_program) {
+    const std::string message =
+        "varnel-sim: " + board + ": the board's server ended before the program did\n";
+    for (const auto &[program_status, status] : {std::pair(0, 1), std::pair(7, 7)}) {
+        const std::string program = "echo powered; read line; exit " + std::to_string(program_status);
+        process plain(on_board({"sh", "-c", program}));
+        process traced(sim({"run", "--board", board, "--trace", "-", "--", "sh", "-c", program}));
+        ASSERT_EQ(plain.read_line(), "powered");
+        ASSERT_EQ(traced.read_line(), "powered");
+        kill_server();
+        for (process *const each : {&plain, &traced}) {
+            const finished result = each->finish();
+            EXPECT_EQ(result.err, message);
+            EXPECT_EQ(result.status, status);
+        }
+    }
+}
+
+TEST_F(sharing, commands_name_a_server_that_ends_before_it_replies) {
+    ASSERT_EQ(run(on_board({"true"})).status, 0); // makes the runtime directory
+    const sim::meeting_point here = sim::meeting_point::of_board(board);
+    for (const char *const command : {"show", "trace --last 3", "set gpio.lid low"}) {
+        sim::descriptor listener = here.listen();
+        process asking(
+            {"sh", "-c", "exec \"$0\" " + std::string(command) + " --board \"$1\"", sim({})[0], board});
+        pollfd waiting{listener.get(), POLLIN, 0};
+        ASSERT_EQ(poll(&waiting, 1, -1), 1);
+        listener.close();
+        const finished result = asking.finish();
+        EXPECT_EQ(result.err, "varnel-sim: the board's server has ended\n") << command;
+        EXPECT_EQ(result.status, 1) << command;
+    }
+    here.remove();
+}
+
+TEST_F(sharing, latest_transfers_that_a_dying_server_leaves_incomplete_are_an_error) {
+    ASSERT_EQ(run(on_board({"true"})).status, 0);
+    const sim::meeting_point here = sim::meeting_point::of_board(board);
+    sim::descriptor listener = here.listen();
+    process asking(sim({"trace", "--last", "3", "--board", board}));
+    pollfd waiting{listener.get(), POLLIN, 0};
+    ASSERT_EQ(poll(&waiting, 1, -1), 1);
+    sim::channel server(sim::descriptor(accept(listener.get(), nullptr, nullptr)));
+    ASSERT_TRUE(server.receive_control());
+    server.send(nlohmann::ordered_json::object());
+    server = sim::channel(sim::descriptor{});
+    const finished result = asking.finish();
+    EXPECT_EQ(result.err, "varnel-sim: the board's server has ended\n");
+    EXPECT_EQ(result.status, 1);
+    here.remove();
 }
 
 TEST_F(sharing, description_that_has_changed_is_noticed) {
