@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -93,6 +94,9 @@ std::optional<json> channel::receive_control() {
     const auto message = receive();
     if (message.empty()) {
         return std::nullopt;
+    }
+    if (message_kind{message[0]} == message_kind::refusal) {
+        throw connection_refused();
     }
     return parse_control(message);
 }

@@ -28,6 +28,12 @@ class descriptor {
     int number_;
 };
 
+/// The server takes no more connections; what() says why, without a newline.
+class connection_refused : public std::runtime_error {
+  public:
+    connection_refused();
+};
+
 /// One end of a connection. Functions throw std::system_error when the connection cannot be used.
 class channel {
   public:

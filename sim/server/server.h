@@ -56,6 +56,8 @@ class server {
 
     void wait(int timeout_ms);
     void accept_all();
+    [[nodiscard]] bool full() const;
+    static void refuse(descriptor socket);
     void send_what_waits();
     void listen_to(client &who, int events);
     void answer_one(client &who);
@@ -81,6 +83,7 @@ class server {
     descriptor listener_;
     std::list<client> clients_ = {};
     trace_ring trace_ = {};
+    bool accept_later_ = false; ///< accept() has failed
     bool ended_ = false;
 };
 

@@ -21,7 +21,8 @@ class board_ended : public std::runtime_error {
     board_ended() : std::runtime_error("the board's server has ended") {}
 };
 
-/// A connection to a running board. Functions throw board_ended.
+/// A connection to a running board. Functions throw board_ended, or connection_refused when the board takes
+/// no more connections.
 class board_access {
   public:
     /// `socket` is not open when there is no server any more.

@@ -4,11 +4,14 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <thread>
 
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "sim/protocol/meeting_point.h"
 #include "sim/protocol/message.h"
@@ -195,6 +198,115 @@ TEST_F(sharing, latest_transfers_that_a_dying_server_leaves_incomplete_are_an_er
     EXPECT_EQ(result.err, "varnel-sim: the board's server has ended\n");
     EXPECT_EQ(result.status, 1);
     here.remove();
+}
+
+/// A board whose server may open few files, full of connections.
+class full_board : public sharing {
+  public:
+    full_board() {
+        EXPECT_EQ(keeper.read_line(), "powered");
+        do {
+            connections.push_back(connect());
+            connections.back().send({{"command", "hello"}});
+        } while (!refused(connections.back()));
+        connections.pop_back();
+    }
+
+    static bool refused(sim::channel &who) {
+        const auto reply = who.receive();
+        EXPECT_FALSE(reply.empty());
+        return sim::message_kind{reply.at(0)} == sim::message_kind::refusal;
+    }
+
+    words few_files(words command) const {
+        command.insert(command.begin(), {"sh", "-c", "ulimit -n 24; exec \"$0\" \"$@\""});
+        return command;
+    }
+
+    static constexpr const char *reason = "its server has reached its limit of open files (ulimit -n)\n";
+    process keeper{
+        few_files(on_board({"sh", "-c", "echo powered; read line; \"$0\" 0x2000 q q; exit $?", i2c_call()}))};
+    std::vector<sim::channel> connections;
+};
+
+TEST_F(full_board, refuses_commands_and_runs_with_one_line) {
+    EXPECT_GT(connections.size(), 8U);
+    const std::string message = std::string("varnel-sim: this board takes no more connections: ") + reason;
+    for (const words &command : {sim({"show", "--board", board}), on_board({"echo", "started"})}) {
+        const finished result = run(command);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, message);
+        EXPECT_EQ(result.status, 1);
+    }
+}
+
+TEST_F(full_board, refuses_programs_with_one_line_until_there_is_room_again) {
+    keeper.write("\n");
+    const finished result = keeper.finish();
+    EXPECT_EQ(result.out, "q failed: No such device\nq failed: No such device\n");
+    EXPECT_EQ(result.err, "libvarnel_sim: the board at " + sim::meeting_point::of_board(board).socket_path() +
+                              " takes no more connections: " + reason);
+}
+
+TEST_F(full_board, takes_connections_again_when_others_have_left) {
+    connections.clear();
+    EXPECT_EQ(read_output(), "rb ff ok\n");
+}
+
+/// Processor time of a process in clock ticks.
+uint64_t ticks_of(pid_t process) {
+    std::string word;
+    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+    for (int skipped = 0; skipped < 13; ++skipped) {
+        stat >> word;
+    }
+    uint64_t user = 0;
+    uint64_t system = 0;
+    stat >> user >> system;
+    return user + system;
+}
+
+/// Takes the right to open another descriptor from a process, and gives it back at the end.
+class no_more_descriptors {
+  public:
+    explicit no_more_descriptors(pid_t process) : process_(process) {
+        rlimit none{};
+        EXPECT_EQ(prlimit(process_, RLIMIT_NOFILE, nullptr, &before_), 0);
+        none.rlim_max = before_.rlim_max;
+        const std::string open = "/proc/" + std::to_string(process) + "/fd/";
+        while (std::filesystem::is_symlink(
+            std::filesystem::symlink_status(open + std::to_string(none.rlim_cur)))) {
+            ++none.rlim_cur;
+        }
+        EXPECT_EQ(prlimit(process_, RLIMIT_NOFILE, &none, nullptr), 0);
+    }
+    ~no_more_descriptors() { prlimit(process_, RLIMIT_NOFILE, &before_, nullptr); }
+    no_more_descriptors(const no_more_descriptors &) = delete;
+    no_more_descriptors &operator=(const no_more_descriptors &) = delete;
+
+  private:
+    pid_t process_;
+    rlimit before_{};
+};
+
+TEST_F(sharing, connection_that_cannot_be_accepted_waits_without_using_the_processor) {
+    process keeper = keep_powered();
+    const auto server = state()["server"].get<pid_t>();
+    std::vector<sim::channel> others;
+    for (int i = 0; i < 8; ++i) {
+        others.push_back(connect());
+        others.back().send({{"command", "hello"}});
+        ASSERT_TRUE(others.back().receive_control());
+    }
+    std::optional<no_more_descriptors> limited(server);
+    sim::channel late = connect();
+    late.send({{"command", "hello"}});
+    pollfd reply{late.get(), POLLIN, 0};
+    const uint64_t before = ticks_of(server);
+    EXPECT_EQ(poll(&reply, 1, 500), 0); // the time that is measured
+    EXPECT_LT(ticks_of(server) - before, static_cast<uint64_t>(sysconf(_SC_CLK_TCK)) / 10);
+    limited.reset();
+    EXPECT_TRUE(late.receive_control());
 }
 
 TEST_F(sharing, description_that_has_changed_is_noticed) {
