@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "sim/board/trace.h"
+#include "sim/protocol/board_json.h"
 #include "sim/protocol/message.h"
 
 namespace varnel::sim {
@@ -146,7 +147,7 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     const transfer_request request{static_cast<operation>(kind - 1), header.adapter, header.address, data,
                                    header.read_length};
     const transfer_outcome outcome = board_.transfer(request);
-    trace_.push(trace_record({clock_.now(), who.process, who.pid}, request, outcome));
+    trace_.push(record_of({clock_.now(), who.process, who.pid}, request, outcome));
     const std::span<const uint8_t> read = outcome.result < 0 ? std::span<const uint8_t>{} : outcome.read;
     const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
                                            outcome.error, static_cast<uint16_t>(read.size())});
@@ -198,14 +199,10 @@ server::json server::introduction() const {
 }
 
 server::json server::show() const {
-    json status = board_.status();
-    status["file"] = file_;
-    status["uptime"] = std::chrono::duration<double>(clock_.now()).count();
-    status["server"] = getpid();
-    status["programs"] = json::array();
+    server_status status{board_.status(), file_, clock_.now(), getpid(), {}};
     for (const client &who : clients_) {
         if (who.role == client_role::program && !also_commands(who.pid)) {
-            status["programs"].push_back({{"process", who.process}, {"pid", who.pid}});
+            status.programs.push_back({who.process, who.pid});
         }
     }
     return status;

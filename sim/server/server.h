@@ -33,8 +33,7 @@ class power_clock : public board_clock {
 ///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER}; from somebody who only looks
 ///   {"command": "run"}    -> the same; the board stays powered while this client is connected
 ///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
-///   {"command": "show"}   -> see board::status(); with "file", "uptime", "server" (process id) and
-///   "programs" as well
+///   {"command": "show"}   -> a server_status (sim/protocol/board_json.h)
 ///   {"command": "set", "assignments": [[CHIP, NAME, VALUE]...]} -> {}
 ///   {"command": "fault", "chip": NAME, "kind": NAME | "none", "count": N | "rate": P, "seed": S} -> {}
 ///   {"command": "trace", "last": N | null, "follow": BOOLEAN} -> {}, then any number of {"transfer": RECORD}

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "sim/board/trace.h"
+#include "sim/protocol/board_json.h"
 #include "sim/tool/options.h"
 
 namespace varnel::sim::tool {
@@ -22,7 +23,7 @@ using json = nlohmann::ordered_json;
 bool trace_printer::take(const json &message) {
     if (message.contains("transfer")) {
         const json &record = message["transfer"];
-        print(format_ == trace_format::json ? record.dump() : trace_line(record));
+        print(format_ == trace_format::json ? record.dump() : trace_line(record.get<transfer_record>()));
         ++transfers_;
     } else if (message.contains("lost")) {
         print(format_ == trace_format::json
