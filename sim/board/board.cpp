@@ -12,8 +12,6 @@
 
 namespace varnel::sim {
 
-using json = nlohmann::ordered_json;
-
 board::board(board_description description, const board_clock &clock, chip_factory factory)
     : description_(std::move(description)), clock_(clock), factory_(std::move(factory)) {
     for (const chip_description &chip : description_.chips) {
@@ -111,68 +109,59 @@ void board::clear_faults(std::string_view chip) { find(chip).faults.clear(); }
 
 namespace {
 
-json connections_of(const board_chip &part, const wiring &wires) {
-    std::map<std::size_t, json> by_port;
+std::vector<chip_connection> connections_of(const board_chip &part, const wiring &wires) {
+    std::map<std::size_t, chip_connection> by_port;
     for (const segment &bus : wires.segments) {
         for (const connection &at : bus.connections) {
             if (at.part == &part) {
-                by_port[at.port] = {{"bus", bus.name}, {"address", at.address}};
+                by_port[at.port] = {bus.name, at.address};
             }
         }
     }
-    json connections = json::array();
+    std::vector<chip_connection> connections;
     for (auto &[port, connection] : by_port) {
         connections.push_back(std::move(connection));
     }
     return connections;
 }
 
-json channels_of(const board_chip &part, const wiring &wires, std::size_t connections) {
-    json channels = json::array();
+std::vector<chip_channel> channels_of(const board_chip &part, const wiring &wires, std::size_t connections) {
+    std::vector<chip_channel> channels;
     for (std::size_t channel = 0; channel < part.downstream.size(); ++channel) {
-        json on = json::array();
+        std::vector<bool> on;
         for (std::size_t port = 0; port < connections; ++port) {
             on.push_back(part.model->port(port).connects(channel));
         }
-        channels.push_back({{"name", wires.segments[part.downstream[channel]].name}, {"on", std::move(on)}});
+        channels.push_back({wires.segments[part.downstream[channel]].name, std::move(on)});
     }
     return channels;
 }
 
-json faults_of(const board_chip &part) {
-    json faults = json::array();
+std::vector<waiting_fault> faults_of(const board_chip &part) {
+    std::vector<waiting_fault> faults;
     for (const auto &[kind, fault] : part.faults) {
         if (!fault.spent()) {
-            faults.push_back(fmt::format("{} {}", name_of(kind), fault.description()));
+            faults.push_back({kind, fault.remaining(), fault.rate(), fault.seed()});
         }
     }
     return faults;
 }
 
-json chip_status(const board_chip &part, const wiring &wires) {
-    json connections = connections_of(part, wires);
-    json channels = channels_of(part, wires, connections.size());
-    json readings = json::object();
-    json settable = json::array();
-    for (const reading &reading : part.model->readings()) {
-        readings[reading.name] = reading.value;
-        if (reading.settable) {
-            settable.push_back(reading.name);
-        }
-    }
-    return {{"type", part.model->type()},      {"connections", std::move(connections)},
-            {"channels", std::move(channels)}, {"readings", std::move(readings)},
-            {"settable", std::move(settable)}, {"faults", faults_of(part)}};
+chip_status status_of(const board_chip &part, const wiring &wires) {
+    auto connections = connections_of(part, wires);
+    auto channels = channels_of(part, wires, connections.size());
+    return {part.name,           std::string(part.model->type()), std::move(connections),
+            std::move(channels), part.model->readings(),          faults_of(part)};
 }
 
 } // namespace
 
-json board::status() const {
-    json chips = json::object();
+board_status board::status() const {
+    board_status status{name(), {}};
     for (const auto &part : chips_) {
-        chips[part->name] = chip_status(*part, wiring_);
+        status.chips.push_back(status_of(*part, wiring_));
     }
-    return {{"board", name()}, {"chips", std::move(chips)}};
+    return status;
 }
 
 } // namespace varnel::sim

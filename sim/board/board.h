@@ -8,10 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "sim/board/bus.h"
 #include "sim/board/description.h"
+#include "sim/board/status.h"
 
 namespace varnel::sim {
 
@@ -42,11 +41,7 @@ class board {
     void inject(std::string_view chip, fault_kind kind, const fault &fault);
     void clear_faults(std::string_view chip);
 
-    /// Everything there is to see, chips in the order of the description:
-    /// {"board": NAME, "chips": {NAME: {"type", "connections": [{"bus", "address"}...],
-    ///  "channels": [{"name", "on": [per connection...]}...], "readings": {NAME: VALUE...}, "settable":
-    ///  [NAME...], "faults": [...]}...}}.
-    [[nodiscard]] nlohmann::ordered_json status() const;
+    [[nodiscard]] board_status status() const;
 
   private:
     board_chip &find(std::string_view chip);

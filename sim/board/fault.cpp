@@ -5,8 +5,6 @@
 #include <array>
 #include <utility>
 
-#include <fmt/format.h>
-
 namespace varnel::sim {
 
 namespace {
@@ -46,10 +44,6 @@ bool fault::strikes() {
     }
     --*remaining_;
     return true;
-}
-
-std::string fault::description() const {
-    return remaining_ ? fmt::format("{} more", *remaining_) : fmt::format("rate {} seed {}", rate_, seed_);
 }
 
 } // namespace varnel::sim

@@ -36,8 +36,10 @@ class fault {
     [[nodiscard]] bool spent() const { return remaining_ == 0; }
     /// A number from 0 to `limit` - 1; the choice of a bit, for example.
     [[nodiscard]] uint64_t choose(uint64_t limit) { return numbers_() % limit; }
-    /// How often it strikes, for people: "2 more", "rate 0.25 seed 7".
-    [[nodiscard]] std::string description() const;
+    /// How many transfers it is still to strike; nothing: any number, at rate().
+    [[nodiscard]] std::optional<uint64_t> remaining() const { return remaining_; }
+    [[nodiscard]] double rate() const { return rate_; }
+    [[nodiscard]] uint64_t seed() const { return seed_; }
 
   private:
     fault(std::optional<uint64_t> remaining, double rate, uint64_t seed);

@@ -49,6 +49,10 @@ class ini_reader_state {
         }
         // The parser would take an indented line for the continuation of the one before.
         line.erase(0, line.find_first_not_of(" \t"));
+        if (line.find('\0') != std::string::npos) {
+            report("the line has a NUL byte");
+            line.clear();
+        }
         if (line.size() + 2 > size) {
             report("the line is too long");
             line.clear();

@@ -4,16 +4,11 @@
 #include <algorithm>
 #include <cstring>
 #include <span>
-#include <vector>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 namespace varnel::sim {
-
-using json = nlohmann::ordered_json;
-
-namespace {
 
 std::string_view name_of(operation kind) {
     switch (kind) {
@@ -26,132 +21,112 @@ std::string_view name_of(operation kind) {
     }
 }
 
+namespace {
+
 std::vector<uint8_t> beginning_of(const std::vector<uint8_t> &bytes) {
     return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), traced_bytes))};
 }
 
 /// The register that the first byte selects, or would have selected, as the chip that answers reads it.
-void add_register(json &record, const transfer_request &request, const transfer_outcome &outcome) {
-    record["register"] = nullptr;
-    record["register_name"] = nullptr;
+std::optional<traced_register> selected_by(const transfer_request &request, const transfer_outcome &outcome) {
     if (outcome.addressed.empty() || request.data.empty()) {
-        return;
+        return std::nullopt;
     }
     const chip &model = *outcome.addressed.front().at.part->model;
     if (!model.has_registers()) {
-        return;
+        return std::nullopt;
     }
     const uint8_t code = outcome.written.empty() ? request.data.front() : outcome.written.front();
-    record["register"] = code;
-    if (const std::string name = model.register_name(code); !name.empty()) {
-        record["register_name"] = name;
-    }
-}
-
-void add_error(json &record, int error) {
-    record["error"] = nullptr;
-    record["error_text"] = nullptr;
-    if (error != 0) {
-        record["error"] = strerrorname_np(error);
-        record["error_text"] = strerrordesc_np(error);
-    }
+    return traced_register{code, model.register_name(code)};
 }
 
 } // namespace
 
-json trace_record(const transfer_origin &origin, const transfer_request &request,
-                  const transfer_outcome &outcome) {
-    using microseconds = std::chrono::duration<int64_t, std::micro>;
-    const auto time = std::chrono::duration_cast<microseconds>(origin.time);
-    json record = {{"time", static_cast<double>(time.count()) / 1e6},
-                   {"process", origin.process},
-                   {"pid", origin.pid},
-                   {"bus", request.adapter},
-                   {"path", json::array()},
-                   {"chips", json::array()},
-                   {"address", request.address},
-                   {"operation", name_of(request.kind)}};
+transfer_record record_of(const transfer_origin &origin, const transfer_request &request,
+                          const transfer_outcome &outcome) {
+    transfer_record record{.time = std::chrono::duration_cast<std::chrono::microseconds>(origin.time),
+                           .process = origin.process,
+                           .pid = origin.pid,
+                           .bus = request.adapter,
+                           .chips = {},
+                           .address = request.address,
+                           .kind = request.kind,
+                           .selected = selected_by(request, outcome),
+                           .written = {beginning_of(outcome.written), request.data.size()},
+                           .read = {beginning_of(outcome.read), request.read_length},
+                           .result = outcome.result,
+                           .error = outcome.error,
+                           .faults = outcome.faults};
     for (const addressed_chip &chip : outcome.addressed) {
-        record["path"].push_back(chip.path);
-        record["chips"].push_back(chip.at.part->name);
-    }
-    add_register(record, request, outcome);
-    record["written"] = beginning_of(outcome.written);
-    record["written_length"] = request.data.size();
-    record["read"] = beginning_of(outcome.read);
-    record["read_length"] = request.read_length;
-    record["result"] = outcome.result;
-    add_error(record, outcome.error);
-    record["faults"] = json::array();
-    for (const fault_kind kind : outcome.faults) {
-        record["faults"].push_back(name_of(kind));
+        record.chips.push_back({chip.at.part->name, chip.path});
     }
     return record;
 }
 
 namespace {
 
-std::string bytes_of(std::span<const uint8_t> bytes, std::size_t kept, std::size_t length) {
-    std::string text = fmt::format("{:02x}", fmt::join(bytes, " "));
-    if (kept == traced_bytes && length > traced_bytes) {
-        text += fmt::format(" ... ({} bytes)", length);
+std::string text_of(const traced_data &data, std::size_t skipped) {
+    const auto shown = std::span(data.bytes).subspan(skipped);
+    std::string text = fmt::format("{:02x}", fmt::join(shown, " "));
+    if (data.bytes.size() == traced_bytes && data.length > traced_bytes) {
+        text += fmt::format(" ... ({} bytes)", data.length);
     }
     return text;
 }
 
 /// "READ_TEMP(0xE2) <- 01 02 -> 7a 01", whatever of it there is.
-std::string data_of(const json &record) {
-    const auto written = record["written"].get<std::vector<uint8_t>>();
-    const auto read = record["read"].get<std::vector<uint8_t>>();
-    const std::size_t written_length = record["written_length"];
-    const std::size_t read_length = record["read_length"];
-    std::span<const uint8_t> data(written);
+std::string data_of(const transfer_record &record) {
     std::string text;
-    if (!record["register"].is_null()) {
-        const uint8_t code = record["register"];
-        const json &name = record["register_name"];
-        text += name.is_null() ? fmt::format(" 0x{:02X}", code)
-                               : fmt::format(" {}(0x{:02X})", name.get<std::string>(), code);
-        data = data.subspan(data.empty() ? 0 : 1);
+    if (record.selected) {
+        const auto &[code, name] = *record.selected;
+        text += name.empty() ? fmt::format(" 0x{:02X}", code) : fmt::format(" {}(0x{:02X})", name, code);
     }
-    if (!data.empty()) {
-        text += " <- " + bytes_of(data, written.size(), written_length);
+    const std::size_t skipped = record.selected && !record.written.bytes.empty() ? 1 : 0;
+    if (record.written.bytes.size() > skipped) {
+        text += " <- " + text_of(record.written, skipped);
     }
-    if (!read.empty()) {
-        text += " -> " + bytes_of(read, read.size(), read_length);
+    if (!record.read.bytes.empty()) {
+        text += " -> " + text_of(record.read, 0);
     }
-    if (written_length == 0 && read_length == 0) {
-        text += record["operation"] == "read" ? " quick read" : " quick write";
+    if (record.written.length == 0 && record.read.length == 0) {
+        text += record.kind == operation::read ? " quick read" : " quick write";
     }
     return text;
 }
 
-std::string result_of(const json &record) {
-    if (!record["error"].is_null()) {
-        return fmt::format("{} ({})", record["error"].get<std::string>(),
-                           record["error_text"].get<std::string>());
+std::string result_of(const transfer_record &record) {
+    if (record.error != 0) {
+        return fmt::format("{} ({})", strerrorname_np(record.error), strerrordesc_np(record.error));
     }
-    const int result = record["result"];
-    const int wanted = record["operation"] == "write"  ? record["written_length"].get<int>()
-                       : record["operation"] == "read" ? record["read_length"].get<int>()
-                                                       : 0;
-    return result == wanted ? "ok" : fmt::format("{} of {} bytes", result, wanted);
+    const std::size_t wanted = record.kind == operation::write  ? record.written.length
+                               : record.kind == operation::read ? record.read.length
+                                                                : 0;
+    return record.result == static_cast<int>(wanted) ? "ok"
+                                                     : fmt::format("{} of {} bytes", record.result, wanted);
 }
 
-std::string joined(const json &names, const std::string &none) {
-    return names.empty() ? none : fmt::format("{}", fmt::join(names.get<std::vector<std::string>>(), ","));
+/// One field of each item, separated by commas.
+template <class Items, class Field>
+std::string joined(const Items &items, Field field, const std::string &none) {
+    std::string text;
+    for (const auto &item : items) {
+        text += fmt::format("{}{}", text.empty() ? "" : ",", field(item));
+    }
+    return items.empty() ? none : text;
 }
 
 } // namespace
 
-std::string trace_line(const json &record) {
-    std::string line = fmt::format("{:.6f} {}[{}] {} {}@0x{:02x}{}  {}", record["time"].get<double>(),
-                                   record["process"].get<std::string>(), record["pid"].get<int>(),
-                                   joined(record["path"], fmt::to_string(record["bus"].get<int>())),
-                                   joined(record["chips"], "nobody"), record["address"].get<unsigned int>(),
-                                   data_of(record), result_of(record));
-    if (!record["faults"].empty()) {
-        line += fmt::format("  fault: {}", joined(record["faults"], ""));
+std::string trace_line(const transfer_record &record) {
+    const auto path = [](const traced_chip &chip) { return chip.path; };
+    const auto name = [](const traced_chip &chip) { return chip.name; };
+    std::string line =
+        fmt::format("{:.6f} {}[{}] {} {}@0x{:02x}{}  {}", static_cast<double>(record.time.count()) / 1e6,
+                    record.process, record.pid, joined(record.chips, path, fmt::to_string(record.bus)),
+                    joined(record.chips, name, "nobody"), record.address, data_of(record), result_of(record));
+    if (!record.faults.empty()) {
+        const auto kind = [](fault_kind each) { return name_of(each); };
+        line += fmt::format("  fault: {}", joined(record.faults, kind, ""));
     }
     return line;
 }

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string>
-
-#include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
 
 #include "sim/board/bus.h"
 
@@ -20,17 +22,58 @@ struct transfer_origin {
 /// Bytes of each direction that a trace keeps; of longer transfers the first ones.
 inline constexpr std::size_t traced_bytes = 256;
 
-/// A transfer as one JSON object:
-/// {"time": SECONDS, "process", "pid", "bus", "path": ["0/mux0.3"...], "chips": [NAME...], "address",
-///  "operation": "write" | "read" | "write-read", "register", "register_name" (both null when the chip has
-///  none), "written": [BYTE...], "written_length", "read": [BYTE...], "read_length", "result", "error": null
-///  | "ENXIO", "error_text": null | TEXT, "faults": [KIND...]}. The lengths are those asked for; the bytes
-///  are those that were on the wire.
-[[nodiscard]] nlohmann::ordered_json
-trace_record(const transfer_origin &origin, const transfer_request &request, const transfer_outcome &outcome);
+/// A chip with the address of a transfer, and the way there: "0/mux0.3".
+struct traced_chip {
+    std::string name;
+    std::string path;
 
-/// The same as a line for people, without a line feed:
+    bool operator==(const traced_chip &) const = default;
+};
+
+/// The register that the first byte of a transfer selects.
+struct traced_register {
+    uint8_t code;
+    std::string name; ///< empty when the chip has no register of this code
+
+    bool operator==(const traced_register &) const = default;
+};
+
+/// Bytes of one direction.
+struct traced_data {
+    std::vector<uint8_t> bytes; ///< that were on the wire, at most `traced_bytes`
+    std::size_t length;         ///< that the program asked for
+
+    bool operator==(const traced_data &) const = default;
+};
+
+/// What a trace keeps of a transfer.
+struct transfer_record {
+    std::chrono::microseconds time; ///< since power-on
+    std::string process;
+    int pid;
+    uint8_t bus;
+    std::vector<traced_chip> chips;
+    uint8_t address;
+    operation kind;
+    std::optional<traced_register>
+        selected; ///< nothing when the chip has no registers, or nothing was written
+    traced_data written;
+    traced_data read;
+    int result;
+    int error; ///< errno, or 0
+    std::vector<fault_kind> faults;
+
+    bool operator==(const transfer_record &) const = default;
+};
+
+/// "write", "read" or "write-read".
+[[nodiscard]] std::string_view name_of(operation kind);
+
+[[nodiscard]] transfer_record record_of(const transfer_origin &origin, const transfer_request &request,
+                                        const transfer_outcome &outcome);
+
+/// A record as a line for people, without a newline:
 /// "12.034567 board_monitor[1234] 0/mux0.3 psu0@0x58 READ_TEMP(0xE2) -> 7a 01  ok".
-[[nodiscard]] std::string trace_line(const nlohmann::ordered_json &record);
+[[nodiscard]] std::string trace_line(const transfer_record &record);
 
 } // namespace varnel::sim

@@ -12,8 +12,10 @@ namespace varnel::sim {
 
 namespace {
 
+/// Whether this names an adapter or a channel; each has one name, so leading zeros do not count as numbers.
 bool is_number(std::string_view text) {
-    return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+    return !text.empty() && (text == "0" || text.front() != '0') &&
+           std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
 /// A decimal number, or something larger than any adapter and channel.
@@ -112,12 +114,21 @@ class wiring_builder {
         if (dot == std::string::npos && count > 1) {
             fail(where.line, fmt::format("bus '{0}': which channel? {0}.0 to {0}.{1}", where.bus, count - 1));
         }
-        const std::string channel = dot == std::string::npos ? "0" : where.bus.substr(dot + 1);
+        if (dot != std::string::npos && count == 1) {
+            fail(where.line, fmt::format("bus '{}': a {} has no channels; the bus behind it is '{}'",
+                                         where.bus, mux.model->type(), mux.name));
+        }
+        return mux.downstream[count == 1 ? 0 : channel_number(where, mux, where.bus.substr(dot + 1))];
+    }
+
+    [[nodiscard]] std::size_t channel_number(const placement &where, const board_chip &mux,
+                                             const std::string &channel) const {
+        const std::size_t count = mux.downstream.size();
         if (!is_number(channel) || number(channel) >= count) {
             fail(where.line,
                  fmt::format("bus '{}': the channels of '{}' are 0 to {}", where.bus, mux.name, count - 1));
         }
-        return mux.downstream[number(channel)];
+        return number(channel);
     }
 
     void refuse_loop(const chip_description &chip, const board_chip &part) const {

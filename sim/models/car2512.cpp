@@ -179,20 +179,22 @@ std::string car2512::register_name(uint8_t code) const {
 std::vector<reading> car2512::readings() const {
     const car2512_supply &now = current();
     const power_stage &stage = now.stage();
-    const unsigned int status = now.value(pmbus::status_word);
-    const std::string off = now.tripped() ? "off (tripped)" : "off";
-    return {{"output", stage.output_on ? printed(now.value(pmbus::output_volt) / 100.0, 2, "V") : off, false},
-            {"load", printed(stage.load, 1, "W"), true},
-            {"input", stage.input_volts > 0 ? printed(stage.input_volts, 1, "V") : "lost", true},
-            {"input-power", printed(stage.input_power(), 1, "W"), false},
-            {"temperature", printed(stage.temperature(), 1, "C"), false},
-            {"ambient", printed(stage.ambient, 1, "C"), true},
+    const reading_value off = now.tripped() ? "off (tripped)" : "off";
+    const measurement output{now.value(pmbus::output_volt) / 100.0, unit::volts, 2};
+    const measurement input{stage.input_volts, unit::volts, 1};
+    return {{"output", stage.output_on ? output : off, false},
+            {"load", measurement{stage.load, unit::watts, 1}, true},
+            {"input", stage.input_volts > 0 ? input : reading_value("lost"), true},
+            {"input-power", measurement{stage.input_power(), unit::watts, 1}, false},
+            {"temperature", measurement{stage.temperature(), unit::celsius, 1}, false},
+            {"ambient", measurement{stage.ambient, unit::celsius, 1}, true},
             {"fan", stage.fan_seized ? "stopped" : "ok", true},
-            {"fan-speed", printed(stage.fan_speed(), 0, "rpm"), false},
-            {"fan-duty", printed(now.value(pmbus::fan_duty_cycle), 0, "%"), false},
-            {"status", "0x" + hex(status >> 8U) + hex(status), false},
-            {"write-protect", "0x" + hex(now.value(pmbus::write_protect)), false},
-            {"firmware", "0x" + hex(now.firmware()), true}};
+            {"fan-speed", measurement{stage.fan_speed(), unit::rpm, 0}, false},
+            {"fan-duty", measurement{static_cast<double>(now.value(pmbus::fan_duty_cycle)), unit::percent, 0},
+             false},
+            {"status", register_value{now.value(pmbus::status_word), 4}, false},
+            {"write-protect", register_value{now.value(pmbus::write_protect), 2}, false},
+            {"firmware", register_value{now.firmware(), 2}, true}};
 }
 
 void car2512::set(std::string_view name, std::string_view value) {

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "sim/models/reading.h"
+
 namespace varnel::sim {
 
 /// The time that a board's chips live in: zero when power came on, never running backwards.
@@ -38,13 +40,6 @@ class bus_port {
 
     /// Whether downstream segment `segment` can be reached through this port now. Changes only at stop().
     [[nodiscard]] virtual bool connects(std::size_t segment) const;
-};
-
-/// Something the board's user can look at, and perhaps set.
-struct reading {
-    std::string name;  ///< as in `set CHIP.NAME`
-    std::string value; ///< with its unit, ready to print
-    bool settable = false;
 };
 
 /// A setting that the chip does not have, or a value it cannot take; what() is one line for the user.

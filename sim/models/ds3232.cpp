@@ -112,8 +112,8 @@ std::string ds3232::pin() const {
 std::vector<reading> ds3232::readings() const {
     const rtc &now = current();
     return {{"time", text_of(now.time), true},
-            {"temperature", printed(now.sensor.surroundings, 2, "C"), true},
-            {"measured-temperature", printed(now.sensor.measured() / 4.0, 2, "C"), false},
+            {"temperature", measurement{now.sensor.surroundings, unit::celsius, 2}, true},
+            {"measured-temperature", measurement{now.sensor.measured() / 4.0, unit::celsius, 2}, false},
             {"oscillator-stopped", now.oscillator_stopped() ? "yes" : "no", false},
             {"interrupt", pin(), false}};
 }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
 #include <optional>
 
 #include "sim/models/chip.h"
@@ -96,12 +95,6 @@ void refuse_name(std::string_view setting, std::string_view known) {
 void add_to_list(std::string &list, std::string_view separator, std::string_view item) {
     list += list.empty() ? std::string_view() : separator;
     list += item;
-}
-
-std::string printed(double number, int decimals, std::string_view unit) {
-    std::array<char, 64> text{};
-    const int length = std::snprintf(text.data(), text.size(), "%.*f ", decimals, number);
-    return std::string(text.data(), static_cast<std::size_t>(length)) + std::string(unit);
 }
 
 std::string hex(unsigned int byte) {

@@ -36,9 +36,6 @@ struct quantity {
 /// Appends `item`, behind `separator` when it is not the first.
 void add_to_list(std::string &list, std::string_view separator, std::string_view item);
 
-/// "12.00 V": `number` with so many decimals, a space and the unit.
-[[nodiscard]] std::string printed(double number, int decimals, std::string_view unit);
-
 /// "a5": a byte as two hexadecimal digits.
 [[nodiscard]] std::string hex(unsigned int byte);
 

@@ -112,7 +112,7 @@ bool send_request(const transfer &wanted) {
     do {
         sent = sendmsg(link.socket, &message, MSG_NOSIGNAL);
     } while (sent < 0 && errno == EINTR);
-    return sent >= 0;
+    return sent >= 0 || errno == EPIPE || errno == ECONNRESET; // a server that has left may have said why
 }
 
 /// Receives the bytes read straight into the program's buffer.
@@ -125,7 +125,7 @@ bool receive_reply(const transfer &wanted, reply_header &reply) {
     ssize_t received = 0;
     do {
         received = recvmsg(link.socket, &message, 0);
-    } while (received < 0 && errno == EINTR);
+    } while (received < 0 && (errno == EINTR || errno == ECONNRESET)); // reported before what was sent
     if (received < static_cast<ssize_t>(sizeof header)) {
         return false;
     }
@@ -134,20 +134,22 @@ bool receive_reply(const transfer &wanted, reply_header &reply) {
            received == static_cast<ssize_t>(sizeof header + reply.read_length);
 }
 
-void complain() {
+void complain(bool refused) {
     const char *const path = getenv("VARNEL_SIM_SOCKET");
     const char *const hint = "start programs with varnel-sim run";
-    if (path == nullptr) {
+    if (refused) {
+        dprintf(STDERR_FILENO, "libvarnel_sim: the board at %s %s\n", path, refusal_reason);
+    } else if (path == nullptr) {
         dprintf(STDERR_FILENO, "libvarnel_sim: VARNEL_SIM_SOCKET is not set: %s\n", hint);
     } else {
         dprintf(STDERR_FILENO, "libvarnel_sim: no simulated board at %s: %s\n", path, hint);
     }
 }
 
-int without_board() {
+int without_board(bool refused = false) {
     if (!complained) {
         complained = true;
-        complain();
+        complain(refused);
     }
     errno = ENODEV;
     return -1;
@@ -176,7 +178,7 @@ int exchange(const transfer &wanted) {
             errno = EFAULT;
             return -1;
         }
-        return without_board();
+        return without_board(reply.kind == message_kind::refusal);
     }
     errno = reply.error != 0 ? reply.error : saved_errno;
     return reply.result;

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -38,21 +39,22 @@ iovec part_of(std::span<const uint8_t> bytes) {
     return {const_cast<uint8_t *>(bytes.data()), bytes.size()}; // sendmsg() does not write there
 }
 
-bool has_left(int error) { return error == ECONNRESET || error == EPIPE; }
-
-/// Size of the next message; 0 when there will be none.
-std::size_t wait_for_message(int socket) {
+/// Returns the size of a message; 0 when there will be none. The kernel reports a peer that left without
+/// reading everything once, before the messages that the peer sent.
+std::size_t receive_into(int socket, std::span<uint8_t> buffer, int flags) {
     ssize_t size = 0;
     do {
-        size = recv(socket, nullptr, 0, MSG_PEEK | MSG_TRUNC);
-    } while (size < 0 && errno == EINTR);
-    if (size < 0 && !has_left(errno)) {
+        size = recv(socket, buffer.data(), buffer.size(), flags);
+    } while (size < 0 && (errno == EINTR || errno == ECONNRESET));
+    if (size < 0) {
         throw std::system_error(errno, std::generic_category(), "recv");
     }
-    return size < 0 ? 0 : static_cast<std::size_t>(size);
+    return static_cast<std::size_t>(size);
 }
 
 } // namespace
+
+connection_refused::connection_refused() : std::runtime_error(fmt::format("this board {}", refusal_reason)) {}
 
 bool channel::send(std::span<const uint8_t> head, std::span<const uint8_t> body) {
     std::array<iovec, 2> parts{part_of(head), part_of(body)};
@@ -62,6 +64,9 @@ bool channel::send(std::span<const uint8_t> head, std::span<const uint8_t> body)
     while (sendmsg(get(), &message, MSG_NOSIGNAL) < 0) {
         if (errno == EAGAIN) {
             return false;
+        }
+        if (errno == EPIPE || errno == ECONNRESET) {
+            return true;
         }
         if (errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "sendmsg");
@@ -78,16 +83,22 @@ bool channel::send(const json &control) {
 }
 
 std::vector<uint8_t> channel::receive() {
-    std::vector<uint8_t> message(wait_for_message(get()));
-    if (!message.empty() && recv(get(), message.data(), message.size(), 0) < 0) {
-        throw std::system_error(errno, std::generic_category(), "recv");
+    std::vector<uint8_t> message(receive_into(get(), {}, MSG_PEEK | MSG_TRUNC));
+    if (!message.empty()) {
+        receive_into(get(), message, 0);
     }
     return message;
 }
 
 std::optional<json> channel::receive_control() {
     const auto message = receive();
-    return message.empty() ? std::nullopt : std::optional(parse_control(message));
+    if (message.empty()) {
+        return std::nullopt;
+    }
+    if (message_kind{message[0]} == message_kind::refusal) {
+        throw connection_refused();
+    }
+    return parse_control(message);
 }
 
 json parse_control(std::span<const uint8_t> message) {

@@ -8,7 +8,9 @@
  * same width on every machine, so that a 32-bit program talks to a 64-bit server.
  *
  * Transfers: a transfer_header, then the bytes to write; answered by a reply_header, then the bytes read.
- * Control: one byte message_kind::control, then JSON; answered by the same (see server/control.h).
+ * Control: one byte message_kind::control, then JSON; answered by the same (see sim/server/server.h).
+ * Refusal: a server that cannot take a connection sends a reply_header of message_kind::refusal and closes
+ * the connection without reading from it.
  */
 
 #include <array>
@@ -17,13 +19,24 @@
 
 namespace varnel::sim {
 
-enum class message_kind : uint8_t { write = 1, read = 2, write_read = 3, control = 4, reply = 5 };
+enum class message_kind : uint8_t {
+    write = 1,
+    read = 2,
+    write_read = 3,
+    control = 4,
+    reply = 5,
+    refusal = 6
+};
 
 /// Changes with the layout of the messages: a library and a server of different versions refuse each other.
 inline constexpr uint8_t protocol_version = 1;
 
 /// The most that a transfer moves in each direction.
 inline constexpr std::size_t largest_transfer = 65535;
+
+/// What a message_kind::refusal means, for a line that names the board.
+inline constexpr const char *refusal_reason =
+    "takes no more connections: its server has reached its limit of open files (ulimit -n)";
 
 struct transfer_header {
     message_kind kind;

@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 
+#include "sim/protocol/board_json.h"
+
 namespace varnel::sim {
 
 namespace {

@@ -4,14 +4,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "sim/board/trace.h"
+#include "sim/protocol/board_json.h"
 #include "sim/protocol/message.h"
 
 namespace varnel::sim {
@@ -23,6 +26,9 @@ constexpr int idle_ms = 50;
 constexpr int forever = -1;
 /// Replies that may wait for a client which asks without listening.
 constexpr std::size_t most_replies = 16;
+/// Descriptors of a server that are not for clients: three standard streams, the listening socket, a
+/// connection that has just been accepted, and a file that is read or locked meanwhile.
+constexpr std::size_t files_beside_clients = 6;
 
 } // namespace
 
@@ -42,25 +48,29 @@ void server::serve() {
     }
 }
 
-/// Waits until something happens, and deals with it.
+/// Waits until something happens, and deals with it. After accept() failed, for want of memory for example,
+/// the connection that waits does not wake us: it is tried again after a pause.
 void server::wait(int timeout_ms) {
-    std::vector<pollfd> watched{{listener_.get(), POLLIN, 0}};
+    std::vector<pollfd> watched{{listener_.get(), static_cast<short>(accept_later_ ? 0 : POLLIN), 0}};
     for (const client &who : clients_) {
         const int events = POLLIN | (who.waits_for_more(trace_) ? POLLOUT : 0);
         watched.push_back({who.link.get(), static_cast<short>(events), 0});
     }
-    if (poll(watched.data(), watched.size(), timeout_ms) <= 0) {
+    if (poll(watched.data(), watched.size(), accept_later_ ? idle_ms : timeout_ms) < 0) {
+        if (errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "poll");
+        }
         return;
     }
-    auto who = clients_.begin(); // those who join meanwhile come after
+    auto who = clients_.begin();
     for (auto seen = watched.begin() + 1; seen != watched.end(); ++seen, ++who) {
         listen_to(*who, seen->revents);
     }
-    if (watched.front().revents != 0) {
-        accept_all();
-    }
     send_what_waits();
     clients_.remove_if([](const client &left) { return left.gone; });
+    if (accept_later_ || watched.front().revents != 0) {
+        accept_all();
+    }
 }
 
 void server::send_what_waits() {
@@ -77,10 +87,26 @@ void server::accept_all() {
     for (;;) {
         descriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (!socket.is_open()) {
+            accept_later_ = errno != EAGAIN;
             return;
         }
-        clients_.emplace_back(std::move(socket));
+        if (full()) {
+            refuse(std::move(socket));
+        } else {
+            clients_.emplace_back(std::move(socket));
+        }
     }
+}
+
+bool server::full() const {
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    return clients_.size() + files_beside_clients > files.rlim_cur;
+}
+
+void server::refuse(descriptor socket) {
+    const auto refusal = encode(reply_header{message_kind::refusal, protocol_version, -1, EMFILE, 0});
+    channel(std::move(socket)).send(refusal, {});
 }
 
 /// A client that makes no sense is dropped; the board goes on.
@@ -121,7 +147,7 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     const transfer_request request{static_cast<operation>(kind - 1), header.adapter, header.address, data,
                                    header.read_length};
     const transfer_outcome outcome = board_.transfer(request);
-    trace_.push(trace_record({clock_.now(), who.process, who.pid}, request, outcome));
+    trace_.push(record_of({clock_.now(), who.process, who.pid}, request, outcome));
     const std::span<const uint8_t> read = outcome.result < 0 ? std::span<const uint8_t>{} : outcome.read;
     const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
                                            outcome.error, static_cast<uint16_t>(read.size())});
@@ -173,14 +199,10 @@ server::json server::introduction() const {
 }
 
 server::json server::show() const {
-    json status = board_.status();
-    status["file"] = file_;
-    status["uptime"] = std::chrono::duration<double>(clock_.now()).count();
-    status["server"] = getpid();
-    status["programs"] = json::array();
+    server_status status{board_.status(), file_, clock_.now(), getpid(), {}};
     for (const client &who : clients_) {
         if (who.role == client_role::program && !also_commands(who.pid)) {
-            status["programs"].push_back({{"process", who.process}, {"pid", who.pid}});
+            status.programs.push_back({who.process, who.pid});
         }
     }
     return status;

@@ -33,8 +33,7 @@ class power_clock : public board_clock {
 ///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER}; from somebody who only looks
 ///   {"command": "run"}    -> the same; the board stays powered while this client is connected
 ///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
-///   {"command": "show"}   -> see board::status(); with "file", "uptime", "server" (process id) and
-///   "programs" as well
+///   {"command": "show"}   -> a server_status (sim/protocol/board_json.h)
 ///   {"command": "set", "assignments": [[CHIP, NAME, VALUE]...]} -> {}
 ///   {"command": "fault", "chip": NAME, "kind": NAME | "none", "count": N | "rate": P, "seed": S} -> {}
 ///   {"command": "trace", "last": N | null, "follow": BOOLEAN} -> {}, then any number of {"transfer": RECORD}
@@ -56,6 +55,8 @@ class server {
 
     void wait(int timeout_ms);
     void accept_all();
+    [[nodiscard]] bool full() const;
+    static void refuse(descriptor socket);
     void send_what_waits();
     void listen_to(client &who, int events);
     void answer_one(client &who);
@@ -81,6 +82,7 @@ class server {
     descriptor listener_;
     std::list<client> clients_ = {};
     trace_ring trace_ = {};
+    bool accept_later_ = false; ///< accept() has failed
     bool ended_ = false;
 };
 

@@ -7,7 +7,7 @@
 #include <deque>
 #include <utility>
 
-#include <nlohmann/json.hpp>
+#include "sim/board/trace.h"
 
 namespace varnel::sim {
 
@@ -16,7 +16,7 @@ class trace_ring {
   public:
     static constexpr std::size_t capacity = 4096;
 
-    void push(nlohmann::ordered_json record) {
+    void push(transfer_record record) {
         if (records_.size() == capacity) {
             records_.pop_front();
             ++oldest_;
@@ -28,12 +28,12 @@ class trace_ring {
     [[nodiscard]] uint64_t oldest() const { return oldest_; }
     /// Number that the next transfer will have.
     [[nodiscard]] uint64_t next() const { return oldest_ + records_.size(); }
-    [[nodiscard]] const nlohmann::ordered_json &at(uint64_t number) const {
+    [[nodiscard]] const transfer_record &at(uint64_t number) const {
         return records_[static_cast<std::size_t>(number - oldest_)];
     }
 
   private:
-    std::deque<nlohmann::ordered_json> records_;
+    std::deque<transfer_record> records_;
     uint64_t oldest_ = 0;
 };
 

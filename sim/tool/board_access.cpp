@@ -15,16 +15,27 @@ namespace varnel::sim::tool {
 
 using json = nlohmann::ordered_json;
 
+board_access::board_access(descriptor socket) : link_(std::move(socket)) {
+    if (link_.get() < 0) {
+        throw board_ended();
+    }
+}
+
+json board_access::receive() {
+    auto message = link_.receive_control();
+    if (!message) {
+        throw board_ended();
+    }
+    return std::move(*message);
+}
+
 json board_access::request(const json &request) {
     link_.send(request);
-    auto reply = link_.receive_control();
-    if (!reply) {
-        throw std::runtime_error("the board has ended");
+    json reply = receive();
+    if (reply.contains("error")) {
+        throw bad_usage(reply.at("error").get<std::string>());
     }
-    if (reply->contains("error")) {
-        throw bad_usage(reply->at("error").get<std::string>());
-    }
-    return std::move(*reply);
+    return reply;
 }
 
 namespace {
@@ -51,10 +62,12 @@ struct running_board {
 std::vector<running_board> running_boards() {
     std::vector<running_board> running;
     for (const meeting_point &where : meeting_point::all()) {
-        if (descriptor socket = where.connect(); socket.is_open()) {
-            board_access board(std::move(socket));
+        try {
+            board_access board(where.connect());
             const json reply = board.request({{"command", "hello"}});
             running.push_back({reply.at("file"), std::move(board)});
+        } catch (const board_ended &) {
+            continue; // what its server has left behind
         }
     }
     return running;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <stdexcept>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -14,13 +15,23 @@ namespace varnel::sim::tool {
 inline constexpr const char *board_variable = "VARNEL_SIM_BOARD";
 inline constexpr const char *socket_variable = "VARNEL_SIM_SOCKET";
 
-/// A connection to a running board.
+/// The board's server was killed, or has ended with the last program.
+class board_ended : public std::runtime_error {
+  public:
+    board_ended() : std::runtime_error("the board's server has ended") {}
+};
+
+/// A connection to a running board. Functions throw board_ended, or connection_refused when the board takes
+/// no more connections.
 class board_access {
   public:
-    explicit board_access(descriptor socket) : link_(std::move(socket)) {}
+    /// `socket` is not open when there is no server any more.
+    explicit board_access(descriptor socket);
 
-    /// Throws bad_usage when the board refuses, std::runtime_error when it is gone.
+    /// Throws bad_usage when the board refuses.
     nlohmann::ordered_json request(const nlohmann::ordered_json &request);
+    /// The next message that the board sends by itself.
+    nlohmann::ordered_json receive();
     channel &link() { return link_; }
 
   private:

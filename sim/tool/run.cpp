@@ -100,13 +100,18 @@ void print_until(const tools::foreground_program &program, accompanying_trace &t
     trace.finish();
 }
 
-/// The program's exit status counts, even if the board has not lived to see it.
-void leave(board_access &board) {
+/// Leaves a board after its program, and returns the exit status: the program's, but without a board there is
+/// no success.
+int leave(board_access &board, const std::string &file, int status) {
     try {
         board.request({{"command", "leave"}});
+        return status;
+    } catch (const board_ended &) {
+        fmt::print(stderr, "varnel-sim: {}: the board's server ended before the program did\n", file);
     } catch (const std::exception &problem) {
         fmt::print(stderr, "varnel-sim: {}\n", problem.what());
     }
+    return status != success ? status : tools::failure;
 }
 
 int run(const invocation &call, const std::vector<std::string> &trace_files) {
@@ -129,9 +134,7 @@ int run(const invocation &call, const std::vector<std::string> &trace_files) {
     if (trace) {
         print_until(program, *trace);
     }
-    const int status = program.wait();
-    leave(board);
-    return status;
+    return leave(board, file, program.wait());
 }
 
 } // namespace

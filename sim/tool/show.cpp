@@ -12,13 +12,14 @@
 
 #include <fmt/format.h>
 
+#include "sim/protocol/board_json.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
+#include "sim/tool/status_json.h"
 #include "tools/support/line_output.h"
 
 namespace varnel::sim::tool {
 
-using json = nlohmann::ordered_json;
 using tools::line_output;
 
 namespace {
@@ -49,10 +50,11 @@ bool is_numbered(const std::string &name) {
 /// same are one: "2..7 input high".
 class grid {
   public:
-    explicit grid(const json &readings) {
+    explicit grid(const std::vector<reading> &readings) {
         bool extends = false;
         std::string first;
-        for (const auto &[name, value] : readings.items()) {
+        for (const auto &[name, typed, settable] : readings) {
+            const std::string value = text_of(typed);
             extends = extends && is_numbered(name) && value == values_.back();
             if (extends) {
                 names_.back() = fmt::format("{}..{}", first, name);
@@ -97,20 +99,26 @@ class grid {
     std::vector<std::string> values_ = {};
 };
 
-void print_grid(line_output &out, const std::string &chip, const json &readings, std::size_t indent) {
-    const auto rows = grid(readings).rows(line_width - std::min(indent, line_width));
+void print_grid(line_output &out, const chip_status &chip, std::size_t indent) {
+    const auto rows = grid(chip.readings).rows(line_width - std::min(indent, line_width));
     for (const std::string &row : std::span(rows).first(std::min(rows.size(), most_rows))) {
         out.print(fmt::format("{:{}}{}", "", indent, row));
     }
     if (rows.size() > most_rows) {
-        out.print(fmt::format("{:{}}... more with: varnel-sim show {}", "", indent, chip));
+        out.print(fmt::format("{:{}}... more with: varnel-sim show {}", "", indent, chip.name));
     }
+}
+
+/// "nack 3 more", "flip rate 0.25 seed 7".
+std::string text_of(const waiting_fault &fault) {
+    return fault.transfers ? fmt::format("{} {} more", name_of(fault.kind), *fault.transfers)
+                           : fmt::format("{} rate {} seed {}", name_of(fault.kind), fault.rate, fault.seed);
 }
 
 /// The tree of buses, chips and channels.
 class board_printer {
   public:
-    board_printer(const json &board, line_output &out) : chips_(board.at("chips")), out_(out) {}
+    board_printer(const board_status &board, line_output &out) : chips_(board.chips), out_(out) {}
 
     void print_adapters() {
         for (const int adapter : adapters()) {
@@ -124,11 +132,10 @@ class board_printer {
     /// Numbers of the buses that are not behind a chip.
     [[nodiscard]] std::set<int> adapters() const {
         std::set<int> numbers;
-        for (const json &chip : chips_) {
-            for (const json &connection : chip["connections"]) {
-                const std::string bus = connection["bus"];
-                if (bus.find_first_not_of("0123456789") == std::string::npos) {
-                    numbers.insert(std::stoi(bus));
+        for (const chip_status &chip : chips_) {
+            for (const chip_connection &connection : chip.connections) {
+                if (connection.bus.find_first_not_of("0123456789") == std::string::npos) {
+                    numbers.insert(std::stoi(connection.bus));
                 }
             }
         }
@@ -136,128 +143,120 @@ class board_printer {
     }
 
     void print_bus(const std::string &bus, std::size_t indent) {
-        for (const auto &[name, chip] : chips_.items()) {
-            const json &connections = chip["connections"];
-            for (std::size_t port = 0; port < connections.size(); ++port) {
-                if (connections[port]["bus"] == bus) {
-                    print_chip(name, chip, port, indent);
+        for (const chip_status &chip : chips_) {
+            for (std::size_t port = 0; port < chip.connections.size(); ++port) {
+                if (chip.connections[port].bus == bus) {
+                    print_chip(chip, port, indent);
                 }
             }
         }
     }
 
-    void print_chip(const std::string &name, const json &chip, std::size_t port, std::size_t indent) {
-        const json &connections = chip["connections"];
-        std::string line =
-            fmt::format("{:{}}0x{:02x} {} ({})", "", indent, connections[port]["address"].get<int>(), name,
-                        chip["type"].get<std::string>());
-        for (const json &fault : chip["faults"]) {
-            line += fmt::format("  fault: {}", fault.get<std::string>());
+    void print_chip(const chip_status &chip, std::size_t port, std::size_t indent) {
+        std::string line = fmt::format("{:{}}0x{:02x} {} ({})", "", indent, chip.connections[port].address,
+                                       chip.name, chip.type);
+        for (const waiting_fault &fault : chip.faults) {
+            line += fmt::format("  fault: {}", text_of(fault));
         }
         if (port > 0) {
-            line += fmt::format("  see bus {}", connections[0]["bus"].get<std::string>());
+            line += fmt::format("  see bus {}", chip.connections[0].bus);
         }
         out_.print(line);
         if (port == 0) {
-            print_grid(out_, name, chip["readings"], indent + 2 * step + 1);
+            print_grid(out_, chip, indent + 2 * step + 1);
         }
-        for (const json &channel : chip["channels"]) {
+        for (const chip_channel &channel : chip.channels) {
             print_channel(channel, port, indent + step);
         }
     }
 
-    void print_channel(const json &channel, std::size_t port, std::size_t indent) {
-        const std::string name = channel["name"];
-        const bool on = channel["on"][port];
-        if (!on && !leads_anywhere(name)) {
+    void print_channel(const chip_channel &channel, std::size_t port, std::size_t indent) {
+        const bool on = channel.on[port];
+        if (!on && !leads_anywhere(channel.name)) {
             return;
         }
-        out_.print(fmt::format("{:{}}{} {}", "", indent, name, on ? "on" : "off"));
+        out_.print(fmt::format("{:{}}{} {}", "", indent, channel.name, on ? "on" : "off"));
         if (port == 0) {
-            print_bus(name, indent + step);
+            print_bus(channel.name, indent + step);
         }
     }
 
     [[nodiscard]] bool leads_anywhere(const std::string &bus) const {
-        return std::any_of(chips_.begin(), chips_.end(), [&bus](const json &chip) {
-            const json &connections = chip["connections"];
-            return std::any_of(connections.begin(), connections.end(),
-                               [&bus](const json &connection) { return connection["bus"] == bus; });
+        return std::ranges::any_of(chips_, [&bus](const chip_status &chip) {
+            return std::ranges::find(chip.connections, bus, &chip_connection::bus) != chip.connections.end();
         });
     }
 
-    const json &chips_;
+    const std::vector<chip_status> &chips_;
     line_output &out_;
 };
 
-std::string where(const json &chip) {
+std::string where(const chip_status &chip) {
     std::string text;
-    for (const json &connection : chip["connections"]) {
-        text += fmt::format("{}0x{:02x} on bus {}", text.empty() ? "" : ", ",
-                            connection["address"].get<int>(), connection["bus"].get<std::string>());
+    for (const chip_connection &at : chip.connections) {
+        text += fmt::format("{}0x{:02x} on bus {}", text.empty() ? "" : ", ", at.address, at.bus);
     }
     return text;
 }
 
 /// One reading a line; those that `set` takes are marked.
-void print_details(line_output &out, const std::string &name, const json &chip) {
-    out.print(fmt::format("{} ({}) {}", name, chip["type"].get<std::string>(), where(chip)));
-    std::vector<std::string> names;
-    for (const auto &[reading, value] : chip["readings"].items()) {
-        names.push_back(reading);
+void print_details(line_output &out, const chip_status &chip) {
+    out.print(fmt::format("{} ({}) {}", chip.name, chip.type, where(chip)));
+    std::size_t width = 0;
+    for (const reading &each : chip.readings) {
+        width = std::max(width, each.name.size());
     }
-    const auto settable = chip["settable"].get<std::vector<std::string>>();
-    for (const std::string &reading : names) {
-        const bool can_set = std::ranges::find(settable, reading) != settable.end();
-        out.print(fmt::format("  {} {:{}}  {}", can_set ? '*' : ' ', reading, longest(names),
-                              chip["readings"][reading].get<std::string>()));
+    for (const reading &each : chip.readings) {
+        out.print(fmt::format("  {} {:{}}  {}", each.settable ? '*' : ' ', each.name, width,
+                              sim::text_of(each.value)));
     }
-    for (const json &channel : chip["channels"]) {
-        const auto on = channel["on"].get<std::vector<bool>>();
-        const bool connected = std::find(on.begin(), on.end(), true) != on.end();
-        out.print(fmt::format("    {} {}", channel["name"].get<std::string>(), connected ? "on" : "off"));
+    for (const chip_channel &channel : chip.channels) {
+        const bool connected = std::ranges::find(channel.on, true) != channel.on.end();
+        out.print(fmt::format("    {} {}", channel.name, connected ? "on" : "off"));
     }
-    for (const json &fault : chip["faults"]) {
-        out.print(fmt::format("    fault: {}", fault.get<std::string>()));
+    for (const waiting_fault &fault : chip.faults) {
+        out.print(fmt::format("    fault: {}", text_of(fault)));
     }
 }
 
-void print_overview(line_output &out, const json &board) {
+void print_overview(line_output &out, const server_status &status) {
     std::string programs;
-    for (const json &program : board["programs"]) {
-        programs += fmt::format(" {}[{}]", program["process"].get<std::string>(), program["pid"].get<int>());
+    for (const program_status &program : status.programs) {
+        programs += fmt::format(" {}[{}]", program.process, program.pid);
     }
-    out.print(fmt::format("board {}, on for {:.1f} s, used by{}", board["board"].get<std::string>(),
-                          board["uptime"].get<double>(), programs.empty() ? " nobody" : programs));
-    board_printer(board, out).print_adapters();
+    out.print(fmt::format("board {}, on for {:.1f} s, used by{}", status.board.name, status.uptime.count(),
+                          programs.empty() ? " nobody" : programs));
+    board_printer(status.board, out).print_adapters();
 }
 
 /// Leaves only the chips that were asked for.
-void select(json &board, const std::vector<std::string> &names) {
-    json chosen = json::object();
+void select(board_status &board, const std::vector<std::string> &names) {
+    std::vector<chip_status> chosen;
     for (const std::string &name : names) {
-        if (!board["chips"].contains(name)) {
-            throw bad_usage(
-                fmt::format("there is no chip '{}' on board '{}'", name, board["board"].get<std::string>()));
+        const auto found = std::ranges::find(board.chips, name, &chip_status::name);
+        if (found == board.chips.end()) {
+            throw bad_usage(fmt::format("there is no chip '{}' on board '{}'", name, board.name));
         }
-        chosen[name] = board["chips"][name];
+        if (std::ranges::find(chosen, name, &chip_status::name) == chosen.end()) {
+            chosen.push_back(*found);
+        }
     }
-    board["chips"] = std::move(chosen);
+    board.chips = std::move(chosen);
 }
 
 void show(const invocation &call, const std::vector<std::string> &chips, bool as_json) {
-    json board = find_board(call.board).request({{"command", "show"}});
+    auto status = find_board(call.board).request({{"command", "show"}}).get<server_status>();
     if (!chips.empty()) {
-        select(board, chips);
+        select(status.board, chips);
     }
     line_output out("-");
     if (as_json) {
-        out.print(board.dump(2));
+        out.print(json_text(status));
     } else if (chips.empty()) {
-        print_overview(out, board);
+        print_overview(out, status);
     } else {
-        for (const auto &[name, chip] : board["chips"].items()) {
-            print_details(out, name, chip);
+        for (const chip_status &chip : status.board.chips) {
+            print_details(out, chip);
         }
     }
 }

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "sim/board/trace.h"
+#include "sim/protocol/board_json.h"
 #include "sim/tool/options.h"
 
 namespace varnel::sim::tool {
@@ -22,7 +23,7 @@ using json = nlohmann::ordered_json;
 bool trace_printer::take(const json &message) {
     if (message.contains("transfer")) {
         const json &record = message["transfer"];
-        print(format_ == trace_format::json ? record.dump() : trace_line(record));
+        print(format_ == trace_format::json ? record.dump() : trace_line(record.get<transfer_record>()));
         ++transfers_;
     } else if (message.contains("lost")) {
         print(format_ == trace_format::json
@@ -56,9 +57,23 @@ bool wait_for_news(int board) {
     return watched[0].revents != 0 || (watched[1].revents & (POLLERR | POLLHUP)) == 0;
 }
 
+/// Returns whether there may be more. The board's end is the end of a trace that follows it; one of the
+/// latest transfers would be incomplete.
+bool print_next(board_access &board, trace_printer &printer, bool follow) {
+    try {
+        return printer.take(board.receive());
+    } catch (const board_ended &) {
+        if (!follow) {
+            throw;
+        }
+        return false;
+    }
+}
+
 void trace(const invocation &call, const trace_options &options) {
     board_access board = find_board(call.board);
-    json request = {{"command", "trace"}, {"last", nullptr}, {"follow", options.follow || !options.last}};
+    const bool follow = options.follow || !options.last;
+    json request = {{"command", "trace"}, {"last", nullptr}, {"follow", follow}};
     if (options.last) {
         request["last"] = *options.last;
     }
@@ -67,8 +82,7 @@ void trace(const invocation &call, const trace_options &options) {
     outputs.emplace_back("-");
     trace_printer printer(options.json ? trace_format::json : trace_format::text, std::move(outputs));
     while ((!options.count || printer.transfers() < *options.count) && wait_for_news(board.link().get())) {
-        const auto message = board.link().receive_control();
-        if (!message || !printer.take(*message)) {
+        if (!print_next(board, printer, follow)) {
             return;
         }
     }

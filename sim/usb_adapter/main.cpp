@@ -42,7 +42,8 @@ sockaddr_un address_of(const std::string &path) {
 descriptor connection_on(const std::string &path) {
     const descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = address_of(path);
-    if (bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+    if (!listener.is_open() ||
+        bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
         listen(listener.get(), 1) != 0) {
         fail(path);
     }

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,10 +17,17 @@ class small_board : public ::testing::Test {
                 "[a]\ntype = echo\nbus = 0\naddress = 0x20\nfill = 3\n"
                 "[gpio]\ntype = pca9554\nbus = 0\naddress = 0x38\nname.2 = lid\n"
                 "[sel]\ntype = pca9541\nbus = 0\naddress = 0x74\nother_bus = 1\nother_address = 0x75\n"
-                "[b]\ntype = echo\nbus = sel.0\naddress = 0x50\n") {}
+                "[b]\ntype = echo\nbus = sel\naddress = 0x50\n") {}
+
+    [[nodiscard]] sim::chip_status status_of(const char *chip) const {
+        const auto chips = bench.board.status().chips;
+        return *std::ranges::find(chips, chip, &sim::chip_status::name);
+    }
 
     [[nodiscard]] std::string reading(const char *chip, const char *name) const {
-        return bench.board.status()["chips"][chip]["readings"][name];
+        const auto readings = status_of(chip).readings;
+        const auto found = std::ranges::find(readings, name, &sim::reading::name);
+        return found == readings.end() ? "none" : text_of(found->value);
     }
 
     /// What set() says when it refuses.
@@ -70,19 +79,34 @@ TEST_F(small_board, set_leaves_registers_alone) {
 
 TEST_F(small_board, status_tells_places_channels_and_readings) {
     const auto status = bench.board.status();
-    EXPECT_EQ(status["board"], "small");
-    EXPECT_EQ(status["chips"]["a"].dump(),
-              R"({"type":"echo","connections":[{"bus":"0","address":32}],"channels":[],)"
-              R"("readings":{"log":"","fill":"3"},"settable":["fill"],"faults":[]})");
-    const auto &selector = status["chips"]["sel"];
-    EXPECT_EQ(selector["connections"].dump(), R"([{"bus":"0","address":116},{"bus":"1","address":117}])");
-    EXPECT_EQ(selector["channels"].dump(), R"([{"name":"sel","on":[false,false]}])");
-    EXPECT_EQ(status["chips"]["b"]["connections"].dump(), R"([{"bus":"sel","address":80}])");
+    EXPECT_EQ(status.name, "small");
     std::string order;
-    for (const auto &[name, chip] : status["chips"].items()) {
-        order += name + " ";
+    for (const auto &chip : status.chips) {
+        order += chip.name + " ";
     }
     EXPECT_EQ(order, "a gpio sel b ");
+    const sim::chip_status a = status_of("a");
+    EXPECT_EQ(a.type, "echo");
+    EXPECT_TRUE(a.channels.empty());
+    EXPECT_TRUE(a.faults.empty());
+    ASSERT_EQ(a.readings.size(), 2U);
+    EXPECT_FALSE(a.readings[0].settable);
+    EXPECT_EQ(a.readings[1].name, "fill");
+    EXPECT_TRUE(a.readings[1].settable);
+}
+
+TEST_F(small_board, status_tells_both_connections_of_a_selector) {
+    const sim::chip_status selector = status_of("sel");
+    ASSERT_EQ(selector.connections.size(), 2U);
+    EXPECT_EQ(selector.connections[0].bus, "0");
+    EXPECT_EQ(selector.connections[0].address, 0x74);
+    EXPECT_EQ(selector.connections[1].bus, "1");
+    EXPECT_EQ(selector.connections[1].address, 0x75);
+    ASSERT_EQ(selector.channels.size(), 1U);
+    EXPECT_EQ(selector.channels[0].name, "sel");
+    EXPECT_EQ(selector.channels[0].on, (std::vector<bool>{false, false}));
+    EXPECT_EQ(status_of("b").connections.at(0).bus, "sel");
+    EXPECT_EQ(status_of("b").connections.at(0).address, 0x50);
 }
 
 } // namespace varnel::test

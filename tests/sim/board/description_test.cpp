@@ -128,6 +128,15 @@ INSTANTIATE_TEST_SUITE_P(
         bad_board{"channel_word",
                   "[m]\ntype = switch\nbus = 0\naddress = 3\n[a]\ntype = echo\nbus = m.x\naddress = 4\n",
                   "test.ini:7: bus 'm.x': the channels of 'm' are 0 to 3"},
+        bad_board{"channel_with_leading_zero",
+                  "[m]\ntype = switch\nbus = 0\naddress = 3\n[a]\ntype = echo\nbus = m.01\naddress = 4\n",
+                  "test.ini:7: bus 'm.01': the channels of 'm' are 0 to 3"},
+        bad_board{"adapter_with_leading_zero", "[a]\ntype = echo\nbus = 01\naddress = 4\n",
+                  "test.ini:3: bus '01': there is no chip '01'"},
+        bad_board{"channel_of_selector",
+                  "[s]\ntype = pca9541\nbus = 0\naddress = 0x74\n"
+                  "[a]\ntype = echo\nbus = s.0\naddress = 4\n",
+                  "test.ini:7: bus 's.0': a pca9541 has no channels; the bus behind it is 's'"},
         bad_board{"loop_of_one", "[m]\ntype = switch\nbus = m.1\naddress = 3\n",
                   "test.ini:3: bus 'm.1': 'm' would be behind itself"},
         bad_board{"loop_of_two",
@@ -146,6 +155,20 @@ INSTANTIATE_TEST_SUITE_P(
         bad_board{"unknown_setting", "[a]\ntype = echo\nbus = 0\naddress = 3\n\nspin = 1\n",
                   "test.ini:6: a: no setting spin"}),
     [](const auto &each) { return each.param.what; });
+
+TEST(description, nul_byte_is_refused_with_its_line) {
+    const std::string head = "[a]\ntype = echo\nbus = 0\naddress = 3\n";
+    const std::string places[] = {"fill = 3" + std::string(1, '\0') + "4\n", std::string("\0fill = 3\n", 10),
+                                  std::string("; a comment\0\n", 13), std::string(1, '\0')};
+    for (const std::string &line : places) {
+        try {
+            (void)bench_board::describe(head + line);
+            ADD_FAILURE() << "accepted: " << ::testing::PrintToString(line);
+        } catch (const sim::bad_description &mistake) {
+            EXPECT_STREQ(mistake.what(), "test.ini:5: the line has a NUL byte");
+        }
+    }
+}
 
 TEST(description, says_which_types_there_are_when_one_is_unknown) {
     try {

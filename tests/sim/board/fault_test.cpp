@@ -26,7 +26,7 @@ TEST(fault, counts_down) {
     EXPECT_EQ(strikes(fault::next_transfers(3, 1), 6), "XXX...");
     fault once = fault::next_transfers(1, 1);
     EXPECT_FALSE(once.spent());
-    EXPECT_EQ(once.description(), "1 more");
+    EXPECT_EQ(once.remaining(), 1U);
     EXPECT_TRUE(once.strikes());
     EXPECT_TRUE(once.spent());
 }
@@ -42,7 +42,9 @@ TEST(fault, rates_0_and_1_are_never_and_always) {
     EXPECT_EQ(strikes(fault::at_rate(0, 5), 20), std::string(20, '.'));
     EXPECT_EQ(strikes(fault::at_rate(1, 5), 20), std::string(20, 'X'));
     EXPECT_FALSE(fault::at_rate(0, 5).spent());
-    EXPECT_EQ(fault::at_rate(0.5, 7).description(), "rate 0.5 seed 7");
+    EXPECT_EQ(fault::at_rate(0.5, 7).remaining(), std::nullopt);
+    EXPECT_EQ(fault::at_rate(0.5, 7).rate(), 0.5);
+    EXPECT_EQ(fault::at_rate(0.5, 7).seed(), 7U);
 }
 
 class faulty_board : public ::testing::Test {
@@ -160,11 +162,18 @@ TEST_F(faulty_board, clearing_takes_all_of_a_chips_faults) {
 TEST_F(faulty_board, status_lists_what_is_still_to_come) {
     inject("a", fault_kind::nack, 2);
     bench.board.inject("a", fault_kind::flip, fault::at_rate(0.25, 9));
-    const auto faults = [this] { return bench.board.status()["chips"]["a"]["faults"].dump(); };
-    EXPECT_EQ(faults(), R"(["nack 2 more","flip rate 0.25 seed 9"])");
+    const auto faults = [this] { return bench.board.status().chips.front().faults; };
+    ASSERT_EQ(faults().size(), 2U);
+    EXPECT_EQ(faults()[0].kind, fault_kind::nack);
+    EXPECT_EQ(faults()[0].transfers, 2U);
+    EXPECT_EQ(faults()[1].kind, fault_kind::flip);
+    EXPECT_EQ(faults()[1].transfers, std::nullopt);
+    EXPECT_EQ(faults()[1].rate, 0.25);
+    EXPECT_EQ(faults()[1].seed, 9U);
     EXPECT_EQ(bench.read(0, 0x20, 0).error, ENXIO);
     EXPECT_EQ(bench.read(0, 0x20, 0).error, ENXIO);
-    EXPECT_EQ(faults(), R"(["flip rate 0.25 seed 9"])");
+    ASSERT_EQ(faults().size(), 1U);
+    EXPECT_EQ(faults()[0].kind, fault_kind::flip);
 }
 
 } // namespace varnel::test

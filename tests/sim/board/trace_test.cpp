@@ -17,11 +17,11 @@ class traced_board : public ::testing::Test {
                 "[psu0]\ntype = echo\nbus = mux.0\naddress = 0x58\n"
                 "[psu1]\ntype = echo\nbus = mux.3\naddress = 0x58\n") {}
 
-    nlohmann::ordered_json record(sim::operation kind, uint8_t address, const std::vector<uint8_t> &data,
-                                  std::size_t read_length) {
+    sim::transfer_record record(sim::operation kind, uint8_t address, const std::vector<uint8_t> &data,
+                                std::size_t read_length) {
         using namespace std::chrono_literals;
         const sim::transfer_request request{kind, 0, address, data, read_length};
-        return sim::trace_record({12034567890ns, "monitor", 1234}, request, bench.transfer(request));
+        return sim::record_of({12034567890ns, "monitor", 1234}, request, bench.transfer(request));
     }
 
     /// The line without time and process, which are the same in all tests.
@@ -85,21 +85,8 @@ TEST_F(traced_board, long_transfers_are_cut_and_say_so) {
     EXPECT_EQ(text.substr(0, 21), "0 a@0x20 -> 7a 7b 7c ");
     const std::string end = " 79 ... (300 bytes)  ok";
     EXPECT_EQ(text.substr(text.size() - end.size()), end);
-    EXPECT_EQ(record(sim::operation::read, 0x20, {}, 300)["read"].size(), 256u);
+    EXPECT_EQ(record(sim::operation::read, 0x20, {}, 300).read.bytes.size(), 256u);
     EXPECT_EQ(read(0x20, 256).find("..."), std::string::npos);
-}
-
-TEST_F(traced_board, json_has_the_same_fields) {
-    EXPECT_EQ(record(sim::operation::write_read, 0x20, {2}, 2).dump(),
-              R"({"time":12.034567,"process":"monitor","pid":1234,"bus":0,"path":["0"],"chips":["a"],)"
-              R"("address":32,"operation":"write-read","register":2,"register_name":"LOW","written":[2],)"
-              R"("written_length":1,"read":[122,123],"read_length":2,"result":0,"error":null,)"
-              R"("error_text":null,"faults":[]})");
-    EXPECT_EQ(record(sim::operation::write, 0x33, {1, 2}, 0).dump(),
-              R"({"time":12.034567,"process":"monitor","pid":1234,"bus":0,"path":[],"chips":[],)"
-              R"("address":51,"operation":"write","register":null,"register_name":null,"written":[],)"
-              R"("written_length":2,"read":[],"read_length":0,"result":-1,"error":"ENXIO",)"
-              R"("error_text":"No such device or address","faults":[]})");
 }
 
 } // namespace varnel::test

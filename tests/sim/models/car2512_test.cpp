@@ -330,7 +330,7 @@ TEST_F(sim_car2512, looking_often_and_looking_late_show_the_same) {
         clock.pass(237ms);
         (void)other->readings();
     }
-    EXPECT_EQ(shown("temperature"), other->readings()[4].value);
+    EXPECT_EQ(shown("temperature"), text_of(other->readings()[4].value));
     EXPECT_EQ(other->readings()[4].name, "temperature");
 }
 

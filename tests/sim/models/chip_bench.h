@@ -61,7 +61,7 @@ class chip_bench : public ::testing::Test {
     [[nodiscard]] std::string shown(std::string_view name) const {
         for (const reading &each : part->readings()) {
             if (each.name == name) {
-                return each.value;
+                return text_of(each.value);
             }
         }
         return "no reading " + std::string(name);

@@ -55,24 +55,28 @@ TEST_F(commands, show_speaks_json) {
     const json all = json::parse(good({"show", "--json"}));
     EXPECT_EQ(all["board"], "bench");
     EXPECT_EQ(all["file"], board);
-    EXPECT_GT(all["uptime"].get<double>(), 0);
+    EXPECT_GT(all["uptime_seconds"].get<double>(), 0);
     EXPECT_EQ(all["programs"][0]["process"], "sh");
     EXPECT_EQ(all["programs"].size(), 1u);
     EXPECT_EQ(all["chips"].size(), 5u);
     const json one = json::parse(good({"show", "psu", "--json"}));
     EXPECT_EQ(one["chips"].size(), 1u);
-    EXPECT_EQ(one["chips"]["psu"]["readings"]["load"], "100.0 W");
+    const json &readings = one["chips"]["psu"]["readings"];
+    EXPECT_EQ(readings["load_watts"].dump(), "100.0");
+    EXPECT_EQ(readings["fan_speed_rpm"].dump(), "10000");
+    EXPECT_EQ(readings["write-protect"].dump(), "128");
+    EXPECT_EQ(readings["fan"], "ok");
 }
 
 TEST_F(commands, set_changes_pins_and_loads) {
     EXPECT_EQ(good({"set", "gpio.lid", "low", "psu.load", "180W"}), "");
     EXPECT_EQ(call({"0x2000", "rb", "0"}), "rb f7 ok\n");
-    EXPECT_EQ(state()["chips"]["psu"]["readings"]["load"], "180.0 W");
+    EXPECT_EQ(state()["chips"]["psu"]["readings"]["load_watts"], 180.0);
 }
 
 TEST_F(commands, set_takes_negative_values) {
     good({"set", "psu.ambient", "-5C"});
-    EXPECT_EQ(state()["chips"]["psu"]["readings"]["ambient"], "-5.0 C");
+    EXPECT_EQ(state()["chips"]["psu"]["readings"]["ambient_celsius"], -5.0);
 }
 
 TEST_F(commands, fault_makes_transfers_fail_so_many_times) {
@@ -132,8 +136,8 @@ TEST_F(commands, trace_speaks_json) {
     json record = json::parse(line);
     EXPECT_EQ(record["process"], "i2c_call");
     EXPECT_GT(record["pid"].get<int>(), 0);
-    EXPECT_GE(record["time"].get<double>(), failed["time"].get<double>());
-    for (const char *const origin : {"time", "process", "pid"}) {
+    EXPECT_GE(record["time_seconds"].get<double>(), failed["time_seconds"].get<double>());
+    for (const char *const origin : {"time_seconds", "process", "pid"}) {
         record.erase(origin);
     }
     EXPECT_EQ(record.dump(),

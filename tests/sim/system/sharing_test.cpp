@@ -4,10 +4,14 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <thread>
 
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "sim/protocol/meeting_point.h"
 #include "sim/protocol/message.h"
@@ -15,12 +19,11 @@
 
 namespace varnel::test {
 
-using ::testing::AnyOf;
-using ::testing::StartsWith;
-
 class sharing : public workbench {
   public:
     [[nodiscard]] std::string read_output() const { return call({"0x2000", "rb", "2"}); }
+
+    void kill_server() const;
 
     /// The test as somebody who talks to the server by hand.
     [[nodiscard]] sim::channel connect() const {
@@ -124,18 +127,186 @@ TEST_F(sharing, board_stays_on_when_run_is_killed_but_not_its_program) {
 TEST_F(sharing, killed_server_is_missed_and_replaced) {
     process keeper(on_board({"sh", "-c", "echo powered; read line; exec \"$0\" 0x2000 q q", i2c_call()}));
     EXPECT_EQ(keeper.read_line(), "powered");
-    const sim::descriptor until_it_is_gone = sim::meeting_point::of_board(board).connect();
-    ASSERT_EQ(kill(state()["server"].get<pid_t>(), SIGKILL), 0);
-    char byte = 0;
-    ASSERT_EQ(recv(until_it_is_gone.get(), &byte, 1, 0), 0);
+    kill_server();
     keeper.write("\n");
     const finished missed = keeper.finish();
     EXPECT_EQ(missed.out, "q failed: No such device\nq failed: No such device\n");
-    EXPECT_THAT(missed.err, StartsWith("libvarnel_sim: no simulated board at "));
+    EXPECT_THAT(missed.err, ::testing::MatchesRegex("libvarnel_sim: no simulated board at [^\n]*\n"
+                                                    "varnel-sim: [^\n]*: the board's server ended before the "
+                                                    "program did\n"));
     EXPECT_EQ(missed.status, 1);
     EXPECT_TRUE(std::filesystem::exists(sim::meeting_point::of_board(board).socket_path()));
     EXPECT_EQ(read_output(), "rb ff ok\n");
     EXPECT_FALSE(std::filesystem::exists(sim::meeting_point::of_board(board).socket_path()));
+}
+
+/// Kills the server of the bench board, and waits until its sockets are closed.
+void sharing::kill_server() const {
+    const sim::descriptor until_it_is_gone = sim::meeting_point::of_board(board).connect();
+    ASSERT_EQ(kill(state()["server"].get<pid_t>(), SIGKILL), 0);
+    char byte = 0;
+    ASSERT_EQ(recv(until_it_is_gone.get(), &byte, 1, 0), 0);
+}
+
+TEST_F(sharing, run_fails_when_the_server_ended_before_the_program) {
+    const std::string message =
+        "varnel-sim: " + board + ": the board's server ended before the program did\n";
+    for (const auto &[program_status, status] : {std::pair(0, 1), std::pair(7, 7)}) {
+        const std::string program = "echo powered; read line; exit " + std::to_string(program_status);
+        process plain(on_board({"sh", "-c", program}));
+        process traced(sim({"run", "--board", board, "--trace", "-", "--", "sh", "-c", program}));
+        ASSERT_EQ(plain.read_line(), "powered");
+        ASSERT_EQ(traced.read_line(), "powered");
+        kill_server();
+        for (process *const each : {&plain, &traced}) {
+            const finished result = each->finish();
+            EXPECT_EQ(result.err, message);
+            EXPECT_EQ(result.status, status);
+        }
+    }
+}
+
+TEST_F(sharing, commands_name_a_server_that_ends_before_it_replies) {
+    ASSERT_EQ(run(on_board({"true"})).status, 0); // makes the runtime directory
+    const sim::meeting_point here = sim::meeting_point::of_board(board);
+    for (const char *const command : {"show", "trace --last 3", "set gpio.lid low"}) {
+        sim::descriptor listener = here.listen();
+        process asking(
+            {"sh", "-c", "exec \"$0\" " + std::string(command) + " --board \"$1\"", sim({})[0], board});
+        pollfd waiting{listener.get(), POLLIN, 0};
+        ASSERT_EQ(poll(&waiting, 1, -1), 1);
+        listener.close();
+        const finished result = asking.finish();
+        EXPECT_EQ(result.err, "varnel-sim: the board's server has ended\n") << command;
+        EXPECT_EQ(result.status, 1) << command;
+    }
+    here.remove();
+}
+
+TEST_F(sharing, latest_transfers_that_a_dying_server_leaves_incomplete_are_an_error) {
+    ASSERT_EQ(run(on_board({"true"})).status, 0);
+    const sim::meeting_point here = sim::meeting_point::of_board(board);
+    sim::descriptor listener = here.listen();
+    process asking(sim({"trace", "--last", "3", "--board", board}));
+    pollfd waiting{listener.get(), POLLIN, 0};
+    ASSERT_EQ(poll(&waiting, 1, -1), 1);
+    sim::channel server(sim::descriptor(accept(listener.get(), nullptr, nullptr)));
+    ASSERT_TRUE(server.receive_control());
+    server.send(nlohmann::ordered_json::object());
+    server = sim::channel(sim::descriptor{});
+    const finished result = asking.finish();
+    EXPECT_EQ(result.err, "varnel-sim: the board's server has ended\n");
+    EXPECT_EQ(result.status, 1);
+    here.remove();
+}
+
+/// A board whose server may open few files, full of connections.
+class full_board : public sharing {
+  public:
+    full_board() {
+        EXPECT_EQ(keeper.read_line(), "powered");
+        do {
+            connections.push_back(connect());
+            connections.back().send({{"command", "hello"}});
+        } while (!refused(connections.back()));
+        connections.pop_back();
+    }
+
+    static bool refused(sim::channel &who) {
+        const auto reply = who.receive();
+        EXPECT_FALSE(reply.empty());
+        return sim::message_kind{reply.at(0)} == sim::message_kind::refusal;
+    }
+
+    words few_files(words command) const {
+        command.insert(command.begin(), {"sh", "-c", "ulimit -n 24; exec \"$0\" \"$@\""});
+        return command;
+    }
+
+    static constexpr const char *reason = "its server has reached its limit of open files (ulimit -n)\n";
+    process keeper{
+        few_files(on_board({"sh", "-c", "echo powered; read line; \"$0\" 0x2000 q q; exit $?", i2c_call()}))};
+    std::vector<sim::channel> connections;
+};
+
+TEST_F(full_board, refuses_commands_and_runs_with_one_line) {
+    EXPECT_GT(connections.size(), 8U);
+    const std::string message = std::string("varnel-sim: this board takes no more connections: ") + reason;
+    for (const words &command : {sim({"show", "--board", board}), on_board({"echo", "started"})}) {
+        const finished result = run(command);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, message);
+        EXPECT_EQ(result.status, 1);
+    }
+}
+
+TEST_F(full_board, refuses_programs_with_one_line_until_there_is_room_again) {
+    keeper.write("\n");
+    const finished result = keeper.finish();
+    EXPECT_EQ(result.out, "q failed: No such device\nq failed: No such device\n");
+    EXPECT_EQ(result.err, "libvarnel_sim: the board at " + sim::meeting_point::of_board(board).socket_path() +
+                              " takes no more connections: " + reason);
+}
+
+TEST_F(full_board, takes_connections_again_when_others_have_left) {
+    connections.clear();
+    EXPECT_EQ(read_output(), "rb ff ok\n");
+}
+
+/// Processor time of a process in clock ticks.
+uint64_t ticks_of(pid_t process) {
+    std::string word;
+    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+    for (int skipped = 0; skipped < 13; ++skipped) {
+        stat >> word;
+    }
+    uint64_t user = 0;
+    uint64_t system = 0;
+    stat >> user >> system;
+    return user + system;
+}
+
+/// Takes the right to open another descriptor from a process, and gives it back at the end.
+class no_more_descriptors {
+  public:
+    explicit no_more_descriptors(pid_t process) : process_(process) {
+        rlimit none{};
+        EXPECT_EQ(prlimit(process_, RLIMIT_NOFILE, nullptr, &before_), 0);
+        none.rlim_max = before_.rlim_max;
+        const std::string open = "/proc/" + std::to_string(process) + "/fd/";
+        while (std::filesystem::is_symlink(
+            std::filesystem::symlink_status(open + std::to_string(none.rlim_cur)))) {
+            ++none.rlim_cur;
+        }
+        EXPECT_EQ(prlimit(process_, RLIMIT_NOFILE, &none, nullptr), 0);
+    }
+    ~no_more_descriptors() { prlimit(process_, RLIMIT_NOFILE, &before_, nullptr); }
+    no_more_descriptors(const no_more_descriptors &) = delete;
+    no_more_descriptors &operator=(const no_more_descriptors &) = delete;
+
+  private:
+    pid_t process_;
+    rlimit before_{};
+};
+
+TEST_F(sharing, connection_that_cannot_be_accepted_waits_without_using_the_processor) {
+    process keeper = keep_powered();
+    const auto server = state()["server"].get<pid_t>();
+    std::vector<sim::channel> others;
+    for (int i = 0; i < 8; ++i) {
+        others.push_back(connect());
+        others.back().send({{"command", "hello"}});
+        ASSERT_TRUE(others.back().receive_control());
+    }
+    std::optional<no_more_descriptors> limited(server);
+    sim::channel late = connect();
+    late.send({{"command", "hello"}});
+    pollfd reply{late.get(), POLLIN, 0};
+    const uint64_t before = ticks_of(server);
+    EXPECT_EQ(poll(&reply, 1, 500), 0); // the time that is measured
+    EXPECT_LT(ticks_of(server) - before, static_cast<uint64_t>(sysconf(_SC_CLK_TCK)) / 10);
+    limited.reset();
+    EXPECT_TRUE(late.receive_control());
 }
 
 TEST_F(sharing, description_that_has_changed_is_noticed) {

@@ -27,6 +27,19 @@ void allow_preloading() {
     setenv("ASAN_OPTIONS", more.c_str(), 1);
 }
 
+/// Leaves the readings that users set; the key of a quantity is the reading's name and its unit.
+void keep_settable(nlohmann::ordered_json &chip) {
+    nlohmann::ordered_json kept;
+    for (const std::string name : chip["settable"]) {
+        for (const auto &[key, value] : chip["readings"].items()) {
+            if (key == name || (key.starts_with(name + '_') && key.find('_', name.size() + 1) == key.npos)) {
+                kept[key] = value;
+            }
+        }
+    }
+    chip["readings"] = kept;
+}
+
 } // namespace
 
 workbench::workbench() {
@@ -80,14 +93,10 @@ std::string workbench::call(const words &steps) const {
 
 nlohmann::ordered_json workbench::state() const {
     auto state = nlohmann::ordered_json::parse(sim_run({"show", "--board", board, "--json"}).out);
-    state.erase("uptime");
+    state.erase("uptime_seconds");
     state.erase("programs");
     for (auto &chip : state["chips"]) {
-        nlohmann::ordered_json set_by_users;
-        for (const std::string name : chip["settable"]) {
-            set_by_users[name] = chip["readings"][name];
-        }
-        chip["readings"] = set_by_users; // the others move with time
+        keep_settable(chip); // the others move with time
     }
     return state;
 }

@@ -4,6 +4,7 @@
 set -euo pipefail
 varnel=("$@")
 test=$(realpath "$0")
+json_agrees=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../json_agrees")
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
@@ -21,6 +22,18 @@ expect() {
     [ "$status" -eq "$1" ] || fail "${*:4}: status $status, not $1: $(cat .out .err)"
     [ "$(cat .out)" = "$2" ] || fail "${*:4}: printed: $(cat .out)"
     [ "$(cat .err)" = "$3" ] || fail "${*:4}: said: $(cat .err)"
+    ! prints_json "${@:4}" || [ "$status" -ne 0 ] || "$json_agrees" varnel "${@:4}" <.out || fail "${*:4}: schema"
+}
+
+# prints_json ARGUMENTS...: whether they have --json as an option of varnel.
+prints_json() {
+    for word; do
+        case $word in
+            --) return 1 ;;
+            --json) return 0 ;;
+        esac
+    done
+    return 1
 }
 
 # content_is FILE TEXT
