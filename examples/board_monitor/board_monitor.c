@@ -26,6 +26,46 @@ static void stop(int signal_number) {
     stopped = 1;
 }
 
+/* --- The lock that all daemons on this bus share --- */
+
+/* The lock that the settings name, or -1 without one. */
+static int open_bus_lock(void) {
+    if (settings.bus_lock[0] == '\0') {
+        return -1;
+    }
+    const int lock = get_sem_lock(settings.bus_lock, 1);
+    if (lock < 0) {
+        fprintf(stderr, "board_monitor: %s: %s\n", settings.bus_lock, strerror(errno));
+        exit(1);
+    }
+    return lock;
+}
+
+/* Waits until the bus may be used; false when it may not: the daemon has been told to stop. A lock that
+ * cannot be had any more, because its set was removed, ends the daemon: what starts it again gets the new
+ * set. */
+static bool lock_bus(int lock) {
+    while (lock >= 0 && wait_sem_lock(lock, 0) != 0) {
+        if (errno != EINTR) {
+            fprintf(stderr, "board_monitor: %s: %s\n", settings.bus_lock, strerror(errno));
+            exit(1);
+        }
+        if (stopped) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/* Only after lock_bus() has returned true: releasing a lock that is not held takes it away from its holder.
+ */
+static void unlock_bus(int lock) {
+    if (lock >= 0 && release_sem_lock(lock, 0) != 0) {
+        fprintf(stderr, "board_monitor: %s: %s\n", settings.bus_lock, strerror(errno));
+        exit(1);
+    }
+}
+
 /* --- Bring-up --- */
 
 static bool take_bus(void) {
@@ -170,7 +210,9 @@ static void watch_once(enum condition before[SUPPLIES]) {
         reports[i].condition = look_at_supply(i, &reports[i]);
         all_well = all_well && reports[i].condition == WELL;
     }
-    pca9548_disable_channel(supply_mux);
+    if (pca9548_disable_channel(supply_mux) != 0) {
+        printf("mux      DOES NOT ANSWER\n");
+    }
     if (!show_lights(all_well)) {
         printf("lights   DO NOT ANSWER\n");
     }
@@ -236,24 +278,37 @@ static struct arguments read_arguments(int argc, char *argv[]) {
     return arguments;
 }
 
-/* The lock that the settings name, or -1 without one: waiting for that fails at once, and the bus is used
- * unguarded. */
-static int open_bus_lock(void) {
-    if (settings.bus_lock[0] == '\0') {
-        return -1;
-    }
-    const int lock = get_sem_lock(settings.bus_lock, 1);
-    if (lock < 0) {
-        fprintf(stderr, "board_monitor: %s: %s\n", settings.bus_lock, strerror(errno));
-        exit(1);
-    }
-    return lock;
-}
-
+/* Without SA_RESTART: the signals interrupt a wait for the lock. */
 static void stop_on_signals(void) {
     const struct sigaction on_signal = {.sa_handler = stop};
-    sigaction(SIGTERM, &on_signal, NULL);
-    sigaction(SIGINT, &on_signal, NULL);
+    if (sigaction(SIGTERM, &on_signal, NULL) != 0 || sigaction(SIGINT, &on_signal, NULL) != 0) {
+        perror("board_monitor: sigaction");
+        exit(1);
+    }
+}
+
+static void bring_up_locked(int bus_lock) {
+    if (lock_bus(bus_lock)) {
+        bring_up();
+        unlock_bus(bus_lock);
+    }
+}
+
+/* Ends after so many rounds, 0 for no end, or on a signal. */
+static void watch(const struct arguments *arguments, int bus_lock) {
+    enum condition conditions[SUPPLIES] = {UNKNOWN};
+    for (long round = 1; !stopped; round++) {
+        printf("\n");
+        if (!lock_bus(bus_lock)) {
+            return;
+        }
+        watch_once(conditions);
+        unlock_bus(bus_lock);
+        if (round == arguments->rounds) {
+            return;
+        }
+        nanosleep(&(struct timespec){.tv_sec = arguments->seconds}, NULL); /* a signal ends it early */
+    }
 }
 
 int main(int argc, char *argv[]) {
@@ -267,17 +322,7 @@ int main(int argc, char *argv[]) {
     stop_on_signals();
     setvbuf(stdout, NULL, _IOLBF, 0);
 
-    enum condition conditions[SUPPLIES] = {UNKNOWN};
-    bring_up();
-    for (long round = 1; !stopped; round++) {
-        printf("\n");
-        wait_sem_lock(bus_lock, 0);
-        watch_once(conditions);
-        release_sem_lock(bus_lock, 0);
-        if (round == arguments.rounds) {
-            break;
-        }
-        nanosleep(&(struct timespec){.tv_sec = arguments.seconds}, NULL);
-    }
-    return 0;
+    bring_up_locked(bus_lock);
+    watch(&arguments, bus_lock);
+    return ferror(stdout) != 0;
 }

@@ -1,7 +1,9 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 #include "events.h"
 
+#include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -10,8 +12,18 @@
 #include "varnel/message.h"
 #include "varnel/text_log.h"
 
-/* Without a reader there is no queue, and a full one is not worth waiting for: the logs have the event, too.
- */
+/* Returns 0, or -1: an event that a full queue has no room for is not worth waiting for, the logs have it,
+ * too. The library prints why. The reader may leave at any time: that is a failure, too, and no SIGPIPE. */
+static int post_record(const queue_message *record, int fd) {
+    struct sigaction before;
+    if (sigaction(SIGPIPE, &(struct sigaction){.sa_handler = SIG_IGN}, &before) != 0) {
+        return -1;
+    }
+    const int result = post_message_non_block(record, fd);
+    return sigaction(SIGPIPE, &before, NULL) == 0 ? result : -1;
+}
+
+/* Without a reader there is no queue. */
 static void post(const char *queue, int level, int supply_number, const char *text) {
     union {
         queue_message message;
@@ -19,21 +31,27 @@ static void post(const char *queue, int level, int supply_number, const char *te
     } record = {.bytes = {0}};
     const int fd = open(queue, O_WRONLY | O_NONBLOCK);
     if (fd < 0) {
+        if (errno != ENXIO && errno != ENOENT) {
+            fprintf(stderr, "board_monitor: %s: %s\n", queue, strerror(errno));
+        }
         return;
     }
     record.message.header[EVENT_LEVEL] = (uint8_t)level;
     record.message.header[EVENT_SUPPLY] = (uint8_t)supply_number;
     record.message.payload_len = (uint32_t)strnlen(text, EVENT_TEXT_MAX);
     memcpy(record.bytes + QUEUE_MESSAGE_HEADER_SIZE, text, record.message.payload_len);
-    post_message_non_block(&record.message, fd);
+    if (post_record(&record.message, fd) != 0) {
+        fprintf(stderr, "board_monitor: %s: event not posted\n", queue);
+    }
     close(fd);
 }
 
 void tell(const struct settings *settings, int level, int supply_number, const char *text) {
     printf("event    psu%d %s\n", supply_number, text);
     IDBG_LINUXAPP_DbgLog(level, " psu%d %s", supply_number, text);
-    if (settings->log_file[0] != '\0') {
-        log_str_size(settings->log_file, settings->log_limit, "psu%d %s", supply_number, text);
+    if (settings->log_file[0] != '\0' &&
+        log_str_size(settings->log_file, settings->log_limit, "psu%d %s", supply_number, text) != 0) {
+        fprintf(stderr, "board_monitor: %s: event not logged\n", settings->log_file);
     }
     if (settings->queue[0] != '\0') {
         post(settings->queue, level, supply_number, text);

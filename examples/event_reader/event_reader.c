@@ -16,17 +16,27 @@
 #include "../demo_board.h"
 #include "varnel/varnel.h"
 
+/* A lock that cannot be had any more, because its set was removed, ends the program. */
+static void end_without_lock(void) {
+    fprintf(stderr, "event_reader: lock: %s\n", strerror(errno));
+    exit(1);
+}
+
 static bool read_temperature(int supply_number, int bus_lock, double *celsius) {
     uint16_t raw = 0;
-    if (wait_sem_lock(bus_lock, 0) != 0) {
-        return false;
+    while (wait_sem_lock(bus_lock, 0) != 0) {
+        if (errno != EINTR) {
+            end_without_lock();
+        }
     }
     const bool read = pca9548_enable_channel(supply_mux, channel_of(supply_number)) == 0 &&
                       car2512_get_temp(supply, &raw) == 0;
-    pca9548_disable_channel(supply_mux);
-    release_sem_lock(bus_lock, 0);
+    const bool switched_off = pca9548_disable_channel(supply_mux) == 0;
+    if (release_sem_lock(bus_lock, 0) != 0) {
+        end_without_lock();
+    }
     *celsius = (int16_t)raw / 10.0;
-    return read;
+    return read && switched_off;
 }
 
 static void print_event(const queue_message *event, int bus_lock) {
@@ -78,5 +88,5 @@ int main(int argc, char *argv[]) {
         }
         print_event(&record.message, bus_lock);
     }
-    return 0;
+    return ferror(stdout) != 0;
 }

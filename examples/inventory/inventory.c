@@ -13,29 +13,31 @@
 
 /* --- Writing --- */
 
+/* A report that lacks something would look like a board that lacks it: without memory there is none. */
+static void *checked(void *memory) {
+    if (memory == NULL) {
+        fputs("inventory: out of memory\n", stderr);
+        exit(1);
+    }
+    return memory;
+}
+
 /* Names and values are blocks of their own that the tree owns. */
 static xml_node *add_element(xml_node *parent, const char *name) {
-    xml_node *node = xml_node_new();
-    if (node != NULL) {
-        node->name = strdup(name);
-        xml_node_add_child(parent, node);
-    }
+    xml_node *node = checked(xml_node_new());
+    node->name = checked(strdup(name));
+    xml_node_add_child(parent, node);
     return node;
 }
 
 static void add_value(xml_node *parent, const char *name, const char *unit, double value) {
     char text[32];
     xml_node *node = add_element(parent, name);
-    xml_attribute *attribute = xml_attribute_new();
-    if (node == NULL || attribute == NULL) {
-        free(attribute);
-        return;
-    }
     snprintf(text, sizeof text, "%.2f", value);
-    node->value = strdup(text);
-    attribute->name = strdup("unit");
-    attribute->value = strdup(unit);
-    node->attributes = attribute;
+    node->value = checked(strdup(text));
+    node->attributes = checked(xml_attribute_new());
+    node->attributes->name = checked(strdup("unit"));
+    node->attributes->value = checked(strdup(unit));
 }
 
 static void add_supply(xml_node *board, int number) {
@@ -45,9 +47,8 @@ static void add_supply(xml_node *board, int number) {
     char name[8];
     snprintf(name, sizeof name, "psu%d", number);
     xml_node *node = add_element(board, name);
-    if (node == NULL || pca9548_enable_channel(supply_mux, channel_of(number)) != 0 ||
-        car2512_getall(supply, reading) != 0 || car2512_get_output_volt(supply, &output) != 0 ||
-        car2512_get_frw_version(supply, &firmware) != 0) {
+    if (pca9548_enable_channel(supply_mux, channel_of(number)) != 0 || car2512_getall(supply, reading) != 0 ||
+        car2512_get_output_volt(supply, &output) != 0 || car2512_get_frw_version(supply, &firmware) != 0) {
         return; /* an element without content: it does not answer */
     }
     add_value(node, "output", "V", output / 100.0);
@@ -57,18 +58,35 @@ static void add_supply(xml_node *board, int number) {
     add_value(node, "firmware", "version", firmware);
 }
 
-static bool write_report(const char *path) {
-    xml_document *document = xml_document_new();
-    if (document == NULL || document->status != 0) {
+static xml_document *new_document(void) {
+    xml_document *document = checked(xml_document_new());
+    if (document->status != 0) {
+        checked(NULL);
+    }
+    return document;
+}
+
+/* xml_write() would not report a disk that is full before the file is closed. */
+static bool write_file(xml_document *document, const char *path) {
+    FILE *file = fopen(path, "w");
+    if (file == NULL) {
         return false;
     }
+    xml_write_file(document, file, xml_flag_indent | xml_flag_three_spaces);
+    const bool written = fflush(file) == 0 && ferror(file) == 0;
+    return fclose(file) == 0 && written;
+}
+
+static bool write_report(const char *path) {
+    xml_document *document = new_document();
     xml_node *board = add_element(document->root, "board");
-    for (int i = 0; board != NULL && i < SUPPLIES; i++) {
+    for (int i = 0; i < SUPPLIES; i++) {
         add_supply(board, i);
     }
-    pca9548_disable_channel(supply_mux);
-    const bool written =
-        board != NULL && xml_write(document, path, xml_flag_indent | xml_flag_three_spaces) == 0;
+    if (pca9548_disable_channel(supply_mux) != 0) {
+        fputs("inventory: the multiplexer does not answer\n", stderr);
+    }
+    const bool written = write_file(document, path);
     xml_node_delete(document->root);
     xml_document_delete(document);
     return written;
@@ -77,10 +95,9 @@ static bool write_report(const char *path) {
 /* --- Reading --- */
 
 static int print_report(const char *path) {
-    xml_document *document = xml_document_new();
-    if (document == NULL || xml_read(document, path, 0) != 0) {
-        fprintf(stderr, "inventory: %s: status %d at line %u\n", path,
-                document != NULL ? document->status : -1, document != NULL ? document->line : 0);
+    xml_document *document = new_document();
+    if (xml_read(document, path, 0) != 0) {
+        fprintf(stderr, "inventory: %s: status %d at line %u\n", path, document->status, document->line);
         return 1;
     }
     xml_iterator iterator;
@@ -97,7 +114,7 @@ static int print_report(const char *path) {
     }
     xml_node_delete(document->root);
     xml_document_delete(document);
-    return 0;
+    return fflush(stdout) != 0 || ferror(stdout) != 0;
 }
 
 int main(int argc, char *argv[]) {

@@ -86,6 +86,9 @@ static int check_i2c(char **words) {
 
 static int check_lock(char **words) {
     const int fd = open(words[0], O_RDWR);
+    if (fd < 0) {
+        return report(words[0], fd, 0);
+    }
     const int locked = file_lock_write(fd);
     int status = report("file_lock_write", locked, locked == 0);
     fflush(stdout);
@@ -102,11 +105,22 @@ static int check_debug(char **words) {
     return EXIT_SUCCESS;
 }
 
+/* The library does not look at what these two return. It needs a record in any case, and an address, which
+   may be the one that says that there is none. */
 static void fetch_login(int device, struct login *login) {
     const uint8_t *const record = smc_get_shared_memory(device);
+    if (record == NULL) {
+        fputs("smc_get_shared_memory: null\n", stderr);
+        exit(EXIT_FAILURE);
+    }
     memcpy(login->user_name, record + 2, sizeof login->user_name);
     memcpy(login->password, record + 18, sizeof login->password);
-    get_device_ip(device, login->ip);
+    memset(login->ip, 0, sizeof login->ip);
+    const int result = get_device_ip(device, login->ip);
+    if (login->ip[0] == '\0' || memchr(login->ip, '\0', sizeof login->ip) == NULL) {
+        fprintf(stderr, "get_device_ip: %d, and no address written\n", result);
+        exit(EXIT_FAILURE);
+    }
 }
 
 static int check_device(char **words) {
@@ -141,8 +155,9 @@ static int check_ipmi(char **words) {
                                               &length, 10);
     printf("LIBIPMI_Send_RAW_IPMI2_0_Command: 0x%04x, %u bytes:", status, (unsigned)length);
     print_bytes(response, length);
-    printf("LIBIPMI_CloseSession: 0x%04x\n", (unsigned)LIBIPMI_CloseSession(session));
-    return status == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    const unsigned closed = LIBIPMI_CloseSession(session);
+    printf("LIBIPMI_CloseSession: 0x%04x\n", closed);
+    return status == 0 && closed == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 static const struct verb {
@@ -163,7 +178,8 @@ static const struct verb {
 int main(int argc, char **argv) {
     for (size_t i = 0; argc >= 2 && i < sizeof verbs / sizeof *verbs; ++i) {
         if (strcmp(argv[1], verbs[i].name) == 0 && argc - 2 >= verbs[i].words) {
-            return verbs[i].check(argv + 2);
+            const int status = verbs[i].check(argv + 2);
+            return fflush(stdout) == 0 && ferror(stdout) == 0 ? status : EXIT_FAILURE;
         }
     }
     fputs("usage: port_check VERB\n", stderr);

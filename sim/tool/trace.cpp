@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
@@ -48,13 +49,15 @@ struct trace_options {
     std::optional<uint64_t> count;
 };
 
-/// Waits for news of the board. Returns whether there may be any that somebody still wants to read: with no
-/// transfers to print, nothing else would tell that the reader of a pipe has left.
-bool wait_for_news(int board) {
+/// Waits for news of the board. Throws std::system_error when the reader of standard output has left: with no
+/// transfers to print, no write would tell.
+void wait_for_news(int board) {
     std::array<pollfd, 2> watched{{{board, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     while (poll(watched.data(), watched.size(), -1) < 0 && errno == EINTR) {
     }
-    return watched[0].revents != 0 || (watched[1].revents & (POLLERR | POLLHUP)) == 0;
+    if (watched[0].revents == 0) {
+        throw std::system_error(EPIPE, std::generic_category(), "standard output");
+    }
 }
 
 /// Returns whether there may be more. The board's end is the end of a trace that follows it; one of the
@@ -81,7 +84,8 @@ void trace(const invocation &call, const trace_options &options) {
     std::vector<line_output> outputs;
     outputs.emplace_back("-");
     trace_printer printer(options.json ? trace_format::json : trace_format::text, std::move(outputs));
-    while ((!options.count || printer.transfers() < *options.count) && wait_for_news(board.link().get())) {
+    while (!options.count || printer.transfers() < *options.count) {
+        wait_for_news(board.link().get());
         if (!print_next(board, printer, follow)) {
             return;
         }

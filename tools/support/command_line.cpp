@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+
+#include "tools/support/standard_streams.h"
 
 namespace varnel::tools {
 
@@ -17,7 +19,9 @@ bool parse(CLI::App &app, std::vector<std::string> arguments) {
         std::ranges::reverse(arguments); // as the parser wants them
         app.parse(std::move(arguments));
     } catch (const CLI::Success &help) {
-        app.exit(help);
+        std::ostringstream text;
+        app.exit(help, text, text);
+        print(text.str());
         return false;
     } catch (const CLI::ParseError &mistake) {
         throw bad_usage(mistake.what());
@@ -38,7 +42,7 @@ std::vector<std::string> split_off_program(std::vector<std::string> &arguments) 
 namespace {
 
 int complain(const char *name, std::string_view message, int status) {
-    fmt::print(stderr, "{}: {}\n", name, message.substr(0, message.find('\n')));
+    say(fmt::format("{}: {}", name, message.substr(0, message.find('\n'))));
     return status;
 }
 
@@ -46,6 +50,7 @@ int complain(const char *name, std::string_view message, int status) {
 
 int run_guarded(const char *name, const std::function<int()> &command) {
     try {
+        open_missing_standard_descriptors();
         return command();
     } catch (const bad_usage &mistake) {
         return complain(name, mistake.what(), bad_input);

@@ -22,14 +22,15 @@ class bad_usage : public std::runtime_error {
 };
 
 /// Reads the arguments, without the command's own name. Returns false when they asked for help or the
-/// version, which have been printed. Throws bad_usage.
+/// version, which have been printed. Throws bad_usage, and std::system_error when they cannot be printed.
 [[nodiscard]] bool parse(CLI::App &app, std::vector<std::string> arguments);
 
 /// Removes "--" and what follows, which is returned: a program, whose arguments may look like options.
 [[nodiscard]] std::vector<std::string> split_off_program(std::vector<std::string> &arguments);
 
 /// The body of main(): what `command` returns, or the status of what it throws, after one line on standard
-/// error that starts with the command's name.
+/// error that starts with the command's name. Before that it opens missing standard descriptors
+/// (standard_streams.h).
 [[nodiscard]] int run_guarded(const char *name, const std::function<int()> &command);
 
 } // namespace varnel::tools

@@ -13,6 +13,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tools/support/standard_streams.h"
+
 namespace varnel::tools {
 
 namespace {
@@ -76,7 +78,7 @@ void become(const std::vector<std::string> &words) {
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
     const int error = errno;
-    fmt::print(stderr, "{}: {}: {}\n", program_invocation_short_name, words[0], std::strerror(error));
+    say(fmt::format("{}: {}: {}", program_invocation_short_name, words[0], std::strerror(error)));
     _exit(error == ENOENT ? not_found : cannot_execute);
 }
 

@@ -3,9 +3,12 @@
 
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include <fmt/format.h>
 
@@ -13,6 +16,7 @@
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/ini_trial.h"
 #include "tools/varnel/json_text.h"
+#include "tools/varnel/memory_file.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/text_input.h"
 #include "tools/varnel/verb.h"
@@ -24,6 +28,7 @@ namespace varnel::tools {
 namespace {
 
 constexpr std::size_t value_room = 256;
+constexpr std::size_t longest_stream = 16UL * 1024 * 1024;
 
 struct ini_place {
     std::string file;
@@ -34,7 +39,9 @@ struct ini_place {
 // --- get ---
 
 json read_value(const ini_place &at, const std::string &type, int base) {
-    const char *const file = at.file.c_str();
+    const memory_file copy(read_ini(at.file)); // a file that is too long would end the process
+    const std::string path = copy.path();
+    const char *const file = path.c_str();
     int32_t number = 0;
     std::array<char, value_room> text{};
     int32_t result = 0;
@@ -50,13 +57,12 @@ json read_value(const ini_place &at, const std::string &type, int base) {
         value = text.data();
     }
     if (result != 0) {
-        throw failed(fmt::format("{}: no {} in [{}]", at.file, at.key, at.section));
+        throw failed(fmt::format("{}: no {} in [{}]", shown_name(at.file), at.key, at.section));
     }
     return value;
 }
 
 void get(const ini_place &at, const std::string &type, int base, const context &context) {
-    read_ini(at.file); // or the library would end the process when it is too long
     const json value = read_value(at, type, base);
     const json all{{"file", at.file}, {"section", at.section}, {"key", at.key}, {"value", value}};
     const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
@@ -74,9 +80,16 @@ void check_word(const char *what, std::string_view word, std::string_view forbid
     }
 }
 
+void check_file(std::string_view file) {
+    if (file == "-") {
+        throw bad_usage("FILE: - is standard input, which cannot be changed");
+    }
+}
+
 void check_section(std::string_view name) { check_word("SECTION", name, "]"); }
 
 void check_entry(const ini_place &at, std::string_view value) {
+    check_file(at.file);
     check_section(at.section);
     check_word("KEY", at.key, "=");
     check_word("VALUE", value, "");
@@ -131,6 +144,7 @@ void set(const ini_place &at, const std::string &value, const context &context) 
 
 void rename(const std::string &file, const std::string &old_name, const std::string &new_name,
             const context &context) {
+    check_file(file);
     check_section(old_name);
     check_section(new_name);
     const auto store = [&](const char *path) {
@@ -179,20 +193,37 @@ json records_as_json(const TABLE &records, int columns) {
     return all;
 }
 
+/// The library takes a path: of anything but a regular file, such as standard input, it gets a copy. Throws
+/// when the file cannot be read; the library does not say why.
+std::optional<memory_file> copy_of_stream(const std::string &file) {
+    std::error_code unknown;
+    if (file != "-" && std::filesystem::is_regular_file(file, unknown)) {
+        read_some(file, 1);
+        return std::nullopt;
+    }
+    const std::string text = read_some(file, longest_stream + 1);
+    if (text.size() > longest_stream) {
+        throw failed(fmt::format("{}: more than {} bytes", shown_name(file), longest_stream));
+    }
+    return std::optional<memory_file>(std::in_place, text);
+}
+
 void print_table(const std::string &file, const std::string &delimiters, int columns,
                  const context &context) {
     if (columns == 0) {
         throw bad_usage("--columns: 0 columns are none at all");
     }
-    read_some(file, 1); // or the library would not say why it cannot
+    const std::optional<memory_file> copy = copy_of_stream(file);
+    const std::string path = copy ? copy->path() : file;
     const auto records = std::make_unique<TABLE>();
-    const int result = log_styled_file_parse(file.c_str(), delimiters.c_str(), columns, records.get());
+    const int result = log_styled_file_parse(path.c_str(), delimiters.c_str(), columns, records.get());
     print(context.json ? json_text(records_as_json(*records, columns)) : records_as_text(*records, columns));
     if (result != 0) {
         const int count = records->count;
         throw failed(count == VARNEL_LOG_RECORDS
-                         ? fmt::format("{}: more than {} records", file, count)
-                         : fmt::format("{}: record {} has fewer than {} fields", file, count + 1, columns));
+                         ? fmt::format("{}: more than {} records", shown_name(file), count)
+                         : fmt::format("{}: record {} has fewer than {} fields", shown_name(file), count + 1,
+                                       columns));
     }
 }
 
@@ -205,8 +236,8 @@ struct config_arguments {
     uint64_t columns = 0;
 };
 
-void add_place(CLI::App &verb, ini_place &at) {
-    verb.add_option("FILE", at.file, "the INI file")->required();
+void add_place(CLI::App &verb, ini_place &at, const char *file) {
+    verb.add_option("FILE", at.file, file)->required();
     verb.add_option("SECTION", at.section, "its name, without brackets")->required();
     verb.add_option("KEY", at.key, "a line matches when its key is the beginning of this one")->required();
 }
@@ -215,7 +246,7 @@ void add_get(CLI::App &family, context &context, const std::shared_ptr<config_ar
     CLI::App &verb = add_verb(family, "get", "Print a value", context, [given, &context] {
         get(given->at, given->type, static_cast<int>(given->base), context);
     });
-    add_place(verb, given->at);
+    add_place(verb, given->at, "the INI file; - is standard input");
     verb.add_option("--type", given->type, "read it as a daemon would: string (default), integer or boolean")
         ->type_name("TYPE")
         ->check(CLI::IsMember({"string", "integer", "boolean"}));
@@ -227,7 +258,7 @@ void add_set(CLI::App &family, context &context, const std::shared_ptr<config_ar
     CLI::App &verb =
         add_verb(family, "set", "Store a value; adds section, key and file when they are not there", context,
                  [given, &context] { set(given->at, given->value, context); });
-    add_place(verb, given->at);
+    add_place(verb, given->at, "the INI file");
     verb.add_option("VALUE", given->value, "up to 255 bytes; one that begins with - goes behind --")
         ->required();
     add_yes(verb, context);
@@ -248,7 +279,8 @@ void add_table(CLI::App &family, context &context, const std::shared_ptr<config_
         family, "table", "Print the records of a file, fields separated by tabs", context, [given, &context] {
             print_table(given->at.file, given->delimiters, static_cast<int>(given->columns), context);
         });
-    verb.add_option("FILE", given->at.file, "one record a line; empty lines and // are passed over")
+    verb.add_option("FILE", given->at.file,
+                    "one record a line; empty lines and // are passed over; - is standard input")
         ->required();
     add_number(verb, "--columns", given->columns, VARNEL_LOG_TOKENS, "fields that every record has, 1 to 8")
         ->required();

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/varnel/device.h"
 
-#include <cstdio>
 #include <cstring>
-#include <system_error>
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "tools/support/numbers.h"
 #include "tools/varnel/arguments.h"
@@ -42,24 +38,6 @@ device device_from(const std::string &text) {
 
 void add_device(CLI::App &verb, device &device) {
     add_argument(verb, "DEVICE", device, device_from, "BUS:ADDRESS, such as 1:0x58");
-}
-
-silenced_driver::silenced_driver()
-    : standard_output_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (standard_output_ < 0 || nowhere < 0) {
-        throw std::system_error(errno, std::generic_category(), "/dev/null");
-    }
-    dup2(nowhere, STDOUT_FILENO);
-    close(nowhere);
-}
-
-silenced_driver::~silenced_driver() {
-    const int error = errno;
-    std::fflush(stdout);
-    dup2(standard_output_, STDOUT_FILENO);
-    close(standard_output_);
-    errno = error;
 }
 
 namespace {

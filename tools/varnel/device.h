@@ -7,6 +7,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/varnel/library_output.h"
+
 namespace varnel::tools {
 
 /// A chip: BUS:ADDRESS.
@@ -27,18 +29,6 @@ struct device {
 
 void add_device(CLI::App &verb, device &device);
 
-/// Keeps what the drivers print when a call fails from standard output, where only data belongs.
-class silenced_driver {
-  public:
-    silenced_driver();
-    ~silenced_driver(); ///< leaves errno alone
-    silenced_driver(const silenced_driver &) = delete;
-    silenced_driver &operator=(const silenced_driver &) = delete;
-
-  private:
-    int standard_output_;
-};
-
 /// Throws failed: what did not work, on which device, and why, from errno.
 [[noreturn]] void fail(const device &device, const std::string &what);
 
@@ -47,7 +37,7 @@ template <typename Call>
 void on(const device &device, const std::string &what, Call call) {
     int result = 0;
     {
-        const silenced_driver silence;
+        const quiet_library quiet;
         errno = 0;
         result = call(device.handle());
     }

@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 #include <poll.h>
 
+#include "tools/support/held_signals.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/arriving_file.h"
 #include "tools/varnel/progress_bar.h"
@@ -42,36 +43,11 @@ struct interruption : std::exception {
     int signal;
 };
 
-/// Signals to end wait until somebody looks.
-class held_signals {
-  public:
-    held_signals() {
-        sigemptyset(&ending_);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-            struct sigaction now {};
-            sigaction(signal, nullptr, &now);
-            if (now.sa_handler != SIG_IGN) { // as nohup wants it
-                sigaddset(&ending_, signal);
-            }
-        }
-        sigprocmask(SIG_BLOCK, &ending_, &before_);
+void end_if_signalled(const held_signals &signals) {
+    if (const int signal = signals.next_within(std::chrono::milliseconds(0)); signal != 0) {
+        throw interruption(signal);
     }
-    ~held_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-    held_signals(const held_signals &) = delete;
-    held_signals &operator=(const held_signals &) = delete;
-
-    void look() const {
-        const timespec now{};
-        const int signal = sigtimedwait(&ending_, nullptr, &now);
-        if (signal > 0) {
-            throw interruption(signal);
-        }
-    }
-
-  private:
-    sigset_t ending_{};
-    sigset_t before_{};
-};
+}
 
 std::string reason(const reception::ending &end) {
     switch (end.result) {
@@ -91,10 +67,10 @@ std::string reason(const reception::ending &end) {
 /// One attempt. Returns how it ended; what arrived is in the file.
 reception::ending receive(const fetch_arguments &given, arriving_file &file, const held_signals &signals) {
     reception transfer(file.pipe(), given.address);
-    const auto announced = transfer.announced_size([&] { signals.look(); });
+    const auto announced = transfer.announced_size([&] { end_if_signalled(signals); });
     progress_bar bar;
     const meanwhile look = [&] {
-        signals.look();
+        end_if_signalled(signals);
         bar.show(given.file, file.size(), announced.value_or(0));
     };
     const auto take = [&](const char *bytes, std::size_t size) {
@@ -119,7 +95,7 @@ void receive_file(const fetch_arguments &given) {
     reception::ending end = receive(given, file, signals);
     while (end.result == no_connection && std::chrono::steady_clock::now() < last_attempt) {
         poll(nullptr, 0, pause_between_attempts);
-        signals.look();
+        end_if_signalled(signals);
         end = receive(given, file, signals);
     }
     if (end.result != 0) {

@@ -2,12 +2,10 @@
 #include "tools/varnel/ini_trial.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
-#include <sys/mman.h>
 
 #include "tools/varnel/commands.h"
 #include "tools/varnel/text_input.h"
@@ -36,19 +34,13 @@ std::string read_ini(const std::string &path) {
     std::string text = read_some(path, longest_text + 1);
     text.resize(std::min(text.find(end_mark), text.size()));
     if (text.size() > longest_text) {
-        throw failed(fmt::format("{}: longer than {} bytes", path, longest_text));
+        throw failed(fmt::format("{}: longer than {} bytes", shown_name(path), longest_text));
     }
     return text;
 }
 
 ini_trial::ini_trial(std::string path)
-    : path_(std::move(path)), before_(read_if_there(path_)), memory_(memfd_create("ini", MFD_CLOEXEC)) {
-    if (write(memory_.get(), before_.data(), before_.size()) != static_cast<ssize_t>(before_.size())) {
-        throw std::system_error(errno, std::generic_category(), "memory");
-    }
-}
-
-std::string ini_trial::copy() const { return fmt::format("/proc/self/fd/{}", memory_.get()); }
+    : path_(std::move(path)), before_(read_if_there(path_)), copy_(before_) {}
 
 std::string ini_trial::after(const std::function<int(const char *)> &setter) const {
     if (setter(copy().c_str()) != 0) {

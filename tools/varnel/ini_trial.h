@@ -4,12 +4,13 @@
 #include <functional>
 #include <string>
 
-#include "tools/varnel/descriptor.h"
+#include "tools/varnel/memory_file.h"
 
 namespace varnel::tools {
 
-/// The text of an INI file: up to its end, or to the first byte 0xFF. Throws failed or std::system_error when
-/// it cannot be read or is longer than the library takes, which would end the process.
+/// The text of an INI file, "-" for standard input: up to its end, or to the first byte 0xFF. Throws failed
+/// or std::system_error when it cannot be read or is longer than the library takes, which would end the
+/// process.
 std::string read_ini(const std::string &path);
 
 /// A change of an INI file, tried on a copy in memory: the file itself is not touched.
@@ -20,14 +21,14 @@ class ini_trial {
 
     [[nodiscard]] const std::string &before() const { return before_; }
     /// Where the copy can be read.
-    [[nodiscard]] std::string copy() const;
+    [[nodiscard]] std::string copy() const { return copy_.path(); }
     /// Gives `setter` the path of the copy, and returns the text then. Throws failed when it fails.
     [[nodiscard]] std::string after(const std::function<int(const char *path)> &setter) const;
 
   private:
     std::string path_;
     std::string before_;
-    descriptor memory_;
+    memory_file copy_;
 };
 
 /// What turns one text into another: `removed` bytes at `place` are replaced by `added`.

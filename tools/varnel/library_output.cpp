@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 #include <fcntl.h>
 
@@ -12,7 +13,9 @@ quiet_library::quiet_library() {
     std::fflush(stdout);
     output_ = descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
     const descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
-    dup2(nowhere.get(), STDOUT_FILENO);
+    if (!output_ || !nowhere || dup2(nowhere.get(), STDOUT_FILENO) < 0) {
+        throw std::system_error(errno, std::generic_category(), "/dev/null");
+    }
 }
 
 quiet_library::~quiet_library() {

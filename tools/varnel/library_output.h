@@ -9,8 +9,8 @@ namespace varnel::tools {
 /// failures there, and standard output is for data.
 class quiet_library {
   public:
-    quiet_library();
-    ~quiet_library();
+    quiet_library();  ///< throws std::system_error
+    ~quiet_library(); ///< leaves errno alone
     quiet_library(const quiet_library &) = delete;
     quiet_library &operator=(const quiet_library &) = delete;
 

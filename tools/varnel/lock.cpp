@@ -118,7 +118,7 @@ int run(const lock_arguments &given) {
     if (take(given)) {
         become(given.command);
     }
-    fmt::print(stderr, "varnel: {}: lock {} is held\n", given.file, given.number);
+    say(fmt::format("varnel: {}: lock {} is held", given.file, given.number));
     return held_by_another;
 }
 

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/support/standard_streams.h"
 #include "tools/varnel/commands.h"
 #include "tools/varnel/confirm.h"
 
@@ -14,7 +15,7 @@ void carry_out(context &context) {
     try {
         context.action();
     } catch (const refusal &answer) {
-        fmt::print(stderr, "varnel: {}\n", answer.what());
+        say(fmt::format("varnel: {}", answer.what()));
         context.status = not_confirmed;
     }
 }

@@ -82,7 +82,7 @@ void progress_bar::show(const std::string &label, uint64_t done, uint64_t total)
 void progress_bar::draw(const std::string &line) {
     if (visible_) {
         const std::size_t room = size_of_terminal(stderr).columns - 1; // a full line would scroll
-        fmt::print(stderr, "\r\x1b[K{}", line.substr(0, room));
+        std::fputs(fmt::format("\r\x1b[K{}", line.substr(0, room)).c_str(), stderr);
         std::fflush(stderr);
         drawn_ = true;
     }

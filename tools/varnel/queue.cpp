@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/support/held_signals.h"
 #include "tools/support/numbers.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/hexadecimal.h"
@@ -90,11 +91,13 @@ std::size_t read_records(const queue_arguments &given, const context &context) {
     const record_pipe pipe(given.pipe, record_pipe::use::read);
     const uint64_t count = given.count.value_or(1);
     for (uint64_t i = 0; given.follow || i < count; ++i) {
-        const auto record = pipe.read(given.no_wait ? std::chrono::milliseconds(0) : given.time_out);
+        const auto record = pipe.next(given.no_wait ? std::chrono::milliseconds(0) : given.time_out);
         if (!record) {
             throw failed(fmt::format("{}: no record{}", given.pipe, i == 0 ? "" : " more"));
         }
-        print(shown(*record, given, context));
+        const held_signals until_removed;
+        print(shown(*record, given, context)); // when that fails, the record is still there
+        pipe.remove(*record);
     }
     return pipe.waiting();
 }
@@ -102,7 +105,7 @@ std::size_t read_records(const queue_arguments &given, const context &context) {
 void read(const queue_arguments &given, const context &context) {
     const std::size_t rest = read_records(given, context);
     if (rest > 0 && !has_reader(given.pipe)) { // now that we have closed it
-        fmt::print(stderr, "varnel: {}: {} bytes left without a reader\n", given.pipe, rest);
+        say(fmt::format("varnel: {}: {} bytes left without a reader", given.pipe, rest));
     }
 }
 
@@ -124,7 +127,8 @@ void add_post(CLI::App &family, context &context, const std::shared_ptr<queue_ar
     verb.add_option("--header", given->header, "first bytes of the header, in hexadecimal; zeros follow")
         ->type_name("HEX");
     verb.add_flag("--hex", given->hex, "TEXT is hexadecimal");
-    verb.add_flag("--no-wait", given->no_wait, "fail when nobody reads, or the queue is full");
+    verb.add_flag("--no-wait", given->no_wait,
+                  "fail when nobody reads, another process posts, or the queue is full");
 }
 
 void add_read(CLI::App &family, context &context, const std::shared_ptr<queue_arguments> &given) {
@@ -137,8 +141,9 @@ void add_read(CLI::App &family, context &context, const std::shared_ptr<queue_ar
         [](const std::string &text) { return c_number(text, UINT32_MAX, "--count"); },
         "records to receive (default 1)", "N")
         ->excludes(follow);
-    CLI::Option *const no_wait = verb.add_flag("--no-wait", given->no_wait, "fail when there is no record");
-    add_duration(verb, "--timeout", given->time_out, "fail when no record begins within this time")
+    CLI::Option *const no_wait =
+        verb.add_flag("--no-wait", given->no_wait, "fail when there is no complete record");
+    add_duration(verb, "--timeout", given->time_out, "fail when there is no complete record within this time")
         ->excludes(no_wait);
     CLI::Option *const hex = verb.add_flag("--hex", given->hex, "print header and payload in hexadecimal");
     verb.add_flag("--raw", given->raw, "print records as they travel")->excludes(hex);

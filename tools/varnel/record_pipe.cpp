@@ -22,6 +22,9 @@ namespace varnel::tools {
 namespace {
 
 constexpr std::size_t own_header_size = sizeof(queue_message::header);
+/// Of a pipe: room for the largest record even when each of its pages is only half used.
+constexpr int ample_pipe_size = 131072;
+constexpr const char *another_reader = ": another process reads it, too: the queue may be out of step";
 
 uint32_t payload_length(const uint8_t *record) {
     uint32_t length = 0;
@@ -49,8 +52,16 @@ int open_flags(record_pipe::use purpose) {
     case record_pipe::use::post_without_waiting:
         return O_WRONLY | O_NONBLOCK;
     default:
-        return O_RDWR; // never at the end of file while writers come and go
+        return O_RDWR | O_NONBLOCK; // never at the end of file while writers come and go
     }
+}
+
+/// Whether another process has the lock that writers hold around their writes, and keep while they wait for
+/// room. The library has no call that asks for it without waiting.
+bool is_locked(int pipe) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    return fcntl(pipe, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
 mode_t type_of(const std::string &path) {
@@ -94,12 +105,18 @@ std::size_t look(int pipe, const private_pipe &copy, std::size_t most) {
     return n > 0 ? static_cast<std::size_t>(n) : 0;
 }
 
-std::vector<uint8_t> copy_of(int pipe) {
-    const private_pipe copy(pipe);
+std::size_t bytes_in(int pipe) {
     int size = 0;
     ioctl(pipe, FIONREAD, &size);
-    std::vector<uint8_t> bytes(size > 0 ? look(pipe, copy, static_cast<std::size_t>(size)) : 0);
-    if (!bytes.empty() && read(copy.out.get(), bytes.data(), bytes.size()) < 0) {
+    return static_cast<std::size_t>(size);
+}
+
+/// Up to `most` bytes from the beginning of a pipe, which stay there.
+std::vector<uint8_t> first_bytes(int pipe, std::size_t most) {
+    const private_pipe copy(pipe);
+    std::vector<uint8_t> bytes(most > 0 ? look(pipe, copy, most) : 0);
+    if (!bytes.empty() &&
+        read(copy.out.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
     return bytes;
@@ -143,7 +160,8 @@ queue_content count_queue(const std::string &path) {
     if (!has_reader(path)) {
         return {0, 0};
     }
-    return count_records(path, copy_of(open_pipe(path, O_RDONLY | O_NONBLOCK).get()));
+    const descriptor pipe = open_pipe(path, O_RDONLY | O_NONBLOCK);
+    return count_records(path, first_bytes(pipe.get(), bytes_in(pipe.get())));
 }
 
 queue_record::queue_record(const std::string &header, const std::string &payload) {
@@ -189,6 +207,9 @@ void record_pipe::post(const queue_record &record) const {
     // Records need no alignment: the library copies what it looks at.
     const auto *const message = reinterpret_cast<const queue_message *>(record.bytes().data());
     const bool waits = purpose_ == use::post;
+    if (!waits && is_locked(pipe_.get())) {
+        throw failed(fmt::format("{}: another process is posting", path_));
+    }
     const quiet_library quiet;
     errno = 0;
     const int result =
@@ -208,43 +229,64 @@ void record_pipe::post(const queue_record &record) const {
     }
 }
 
-/// Looks before the library reads: it believes whatever length a record claims, and would store that much.
-uint32_t record_pipe::next_payload_length() const {
-    const private_pipe copy(pipe_.get());
-    std::array<uint8_t, QUEUE_MESSAGE_HEADER_SIZE> begin{};
-    while (look(pipe_.get(), copy, begin.size()) < begin.size()) {
-        // The writer is about to complete it: no call waits for a number of bytes.
-        int some = 0;
-        ioctl(copy.out.get(), FIONREAD, &some);
-        if (some > 0 && ::read(copy.out.get(), begin.data(), static_cast<std::size_t>(some)) != some) {
-            throw std::system_error(errno, std::generic_category(), path_);
-        }
-        poll(nullptr, 0, 1);
-    }
-    if (::read(copy.out.get(), begin.data(), begin.size()) != static_cast<ssize_t>(begin.size())) {
-        throw std::system_error(errno, std::generic_category(), path_);
-    }
-    return payload_length(begin.data());
+/// The size of the record that begins in the pipe; nothing while its header is not complete.
+std::optional<std::size_t> record_pipe::next_size() const {
+    const std::vector<uint8_t> header = first_bytes(pipe_.get(), QUEUE_MESSAGE_HEADER_SIZE);
+    return header.size() < QUEUE_MESSAGE_HEADER_SIZE
+               ? std::nullopt
+               : std::optional(QUEUE_MESSAGE_HEADER_SIZE +
+                               checked_length(path_, payload_length(header.data())));
 }
 
-std::optional<queue_record> record_pipe::read(std::optional<std::chrono::milliseconds> wait) const {
-    pollfd arrival{pipe_.get(), POLLIN, 0};
-    if (poll(&arrival, 1, wait ? static_cast<int>(wait->count()) : -1) == 0) {
-        return std::nullopt;
+/// A pipe may be smaller than the record that a writer is putting into it.
+void record_pipe::ensure_room() const {
+    pollfd room{pipe_.get(), POLLOUT, 0};
+    const bool full = poll(&room, 1, 0) == 0;
+    if (full && fcntl(pipe_.get(), F_SETPIPE_SZ, ample_pipe_size) < 0) {
+        throw std::system_error(errno, std::generic_category(), path_ + ": smaller than its record");
     }
-    const std::size_t length = checked_length(path_, next_payload_length());
-    std::vector<uint8_t> record(QUEUE_MESSAGE_HEADER_SIZE + length);
-    const quiet_library quiet;
-    if (get_message(record.data(), pipe_.get(), -1) != 0) {
-        throw std::system_error(errno, std::generic_category(), path_);
+}
+
+void record_pipe::wait_for_more(std::chrono::milliseconds most) const {
+    if (waiting() == 0) {
+        pollfd arrival{pipe_.get(), POLLIN, 0};
+        poll(&arrival, 1, static_cast<int>(most.count()));
+        return;
+    }
+    ensure_room();
+    poll(nullptr, 0, 1); // no call waits for a number of bytes
+}
+
+std::optional<queue_record> record_pipe::next(std::optional<std::chrono::milliseconds> wait) const {
+    using std::chrono::steady_clock;
+    const auto end = steady_clock::now() + wait.value_or(std::chrono::hours(24));
+    auto size = next_size();
+    while (!size || waiting() < *size) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
+        if (wait && left.count() <= 0) {
+            if (const std::size_t part = waiting(); part > 0) {
+                throw failed(fmt::format("{}: only {} bytes of a record", path_, part));
+            }
+            return std::nullopt;
+        }
+        wait_for_more(wait ? left : std::chrono::hours(24));
+        size = next_size();
+    }
+    std::vector<uint8_t> record = first_bytes(pipe_.get(), *size);
+    if (record.size() != *size) {
+        throw failed(path_ + another_reader);
     }
     return queue_record(std::move(record));
 }
 
-std::size_t record_pipe::waiting() const {
-    int bytes = 0;
-    ioctl(pipe_.get(), FIONREAD, &bytes);
-    return static_cast<std::size_t>(bytes);
+void record_pipe::remove(const queue_record &record) const {
+    std::vector<uint8_t> removed(record.bytes().size());
+    const ssize_t n = ::read(pipe_.get(), removed.data(), removed.size()); // one call: whole, or nothing
+    if (n != static_cast<ssize_t>(removed.size()) || removed != record.bytes()) {
+        throw failed(path_ + another_reader);
+    }
 }
+
+std::size_t record_pipe::waiting() const { return bytes_in(pipe_.get()); }
 
 } // namespace varnel::tools

@@ -56,14 +56,20 @@ class record_pipe {
     /// Throws failed.
     void post(const queue_record &record) const;
 
-    /// The next record; nothing when none begins within `wait`. Throws failed when the queue is out of step.
-    [[nodiscard]] std::optional<queue_record> read(std::optional<std::chrono::milliseconds> wait) const;
+    /// The next record, which stays in the queue; nothing when none begins within `wait`. Throws failed when
+    /// it begins and is not complete by then, and when the queue is out of step.
+    [[nodiscard]] std::optional<queue_record> next(std::optional<std::chrono::milliseconds> wait) const;
+
+    /// Removes what next() has returned. Throws failed when another process has removed something.
+    void remove(const queue_record &record) const;
 
     /// Bytes that wait to be read.
     [[nodiscard]] std::size_t waiting() const;
 
   private:
-    [[nodiscard]] uint32_t next_payload_length() const;
+    [[nodiscard]] std::optional<std::size_t> next_size() const;
+    void wait_for_more(std::chrono::milliseconds most) const;
+    void ensure_room() const;
 
     std::string path_;
     use purpose_;

@@ -2,9 +2,6 @@
 #include "tools/varnel/report.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
@@ -12,13 +9,6 @@
 #include "tools/varnel/json_text.h"
 
 namespace varnel::tools {
-
-void print(std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    if (std::fflush(stdout) != 0) {
-        throw std::system_error(errno, std::generic_category(), "standard output");
-    }
-}
 
 void report::add(const std::string &name, const std::string &text, const std::string &key, json value) {
     lines_.emplace_back(name, text);

@@ -2,19 +2,16 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "tools/support/standard_streams.h"
 #include "tools/varnel/commands.h"
 
 namespace varnel::tools {
 
 using json = nlohmann::ordered_json;
-
-/// Prints to standard output, at once. Throws std::system_error.
-void print(std::string_view text);
 
 /// Readings, one a line, as people and as programs like them.
 class report {

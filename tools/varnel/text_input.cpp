@@ -27,6 +27,8 @@ void each_text(const std::vector<std::string> &words, const std::function<void(c
     }
 }
 
+std::string shown_name(const std::string &path) { return path == "-" ? "standard input" : path; }
+
 std::string read_some(const std::string &path, std::size_t most) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
         path == "-" ? nullptr : std::fopen(path.c_str(), "re"), std::fclose);
@@ -34,7 +36,7 @@ std::string read_some(const std::string &path, std::size_t most) {
     std::string bytes(most, '\0');
     bytes.resize(file != nullptr ? std::fread(bytes.data(), 1, most, file) : 0);
     if (file == nullptr || std::ferror(file) != 0) {
-        throw std::system_error(errno, std::generic_category(), path == "-" ? "standard input" : path);
+        throw std::system_error(errno, std::generic_category(), shown_name(path));
     }
     return bytes;
 }

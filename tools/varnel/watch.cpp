@@ -2,47 +2,20 @@
 #include "tools/varnel/watch.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <limits>
 #include <string_view>
 
 #include <fmt/format.h>
 
+#include "tools/support/held_signals.h"
+#include "tools/support/numbers.h"
+#include "tools/support/standard_streams.h"
 #include "tools/support/terminal.h"
-#include "tools/varnel/report.h"
 
 namespace varnel::tools {
 
 namespace {
-
-/// Signals that end the watch, held back while a view is made and shown, so that it is always whole.
-class interruption {
-  public:
-    interruption() {
-        sigemptyset(&signals_);
-        sigaddset(&signals_, SIGINT);
-        sigaddset(&signals_, SIGTERM);
-        sigprocmask(SIG_BLOCK, &signals_, &before_);
-    }
-    ~interruption() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-    interruption(const interruption &) = delete;
-    interruption &operator=(const interruption &) = delete;
-
-    /// Returns true when a signal came before the time was over.
-    [[nodiscard]] bool comes_within(std::chrono::milliseconds time) const {
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-        timespec limit{};
-        limit.tv_sec = static_cast<time_t>(seconds.count());
-        limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(time - seconds).count());
-        return sigtimedwait(&signals_, nullptr, &limit) > 0;
-    }
-
-  private:
-    sigset_t signals_{};
-    sigset_t before_{};
-};
 
 /// Draws each view over the one before. Lines are cut at the right edge, views at the height of the terminal.
 class screen {
@@ -72,19 +45,24 @@ std::string view_or_trouble(const std::function<std::string()> &view) {
         return view();
     } catch (const failed &trouble) {
         if (!is_terminal(stdout)) {
-            fmt::print(stderr, "varnel: {}\n", trouble.what());
+            say(fmt::format("varnel: {}", trouble.what()));
             return "";
         }
         return fmt::format("{}\n", coloured(stdout, colour::red, trouble.what()));
     }
 }
 
+uint64_t count_of_views(const std::string &text) {
+    const uint64_t count = c_number(text, UINT32_MAX, "--count");
+    return count > 0 ? count : throw bad_usage("--count: must be 1 or more");
+}
+
 void watch(const watch_options &options, const std::function<std::string()> &view) {
-    const interruption interruption;
-    const uint64_t most = options.count > 0 ? options.count : std::numeric_limits<uint64_t>::max();
+    const held_signals signals; // a view is always whole
+    const uint64_t most = options.count.value_or(std::numeric_limits<uint64_t>::max());
     screen screen;
     for (uint64_t shown = 0; shown < most; ++shown) {
-        if (shown > 0 && interruption.comes_within(*options.interval)) {
+        if (shown > 0 && signals.next_within(*options.interval) != 0) {
             return;
         }
         const std::string text = view_or_trouble(view);
@@ -97,7 +75,7 @@ void watch(const watch_options &options, const std::function<std::string()> &vie
 void add_watch(CLI::App &verb, watch_options &options) {
     CLI::Option *const interval =
         add_duration(verb, "--watch", options.interval, "show it again and again, such as every 1s");
-    add_number(verb, "--count", options.count, UINT32_MAX, "end after N views")->needs(interval);
+    add_argument(verb, "--count", options.count, count_of_views, "end after N views", "N")->needs(interval);
 }
 
 void show(const watch_options &options, const std::function<std::string()> &view) {

@@ -14,15 +14,15 @@ namespace varnel::tools {
 
 struct watch_options {
     std::optional<std::chrono::milliseconds> interval; ///< --watch
-    uint64_t count = 0;                                ///< --count; 0 = until interrupted
+    std::optional<uint64_t> count;                     ///< --count; none = until interrupted
 };
 
 /// --watch TIME and --count N.
 void add_watch(CLI::App &verb, watch_options &options);
 
 /// Prints what `view` returns, once or, with --watch, again and again: in place on a terminal, one after the
-/// other elsewhere. While it watches, what `view` throws as failed is shown and does not end it; SIGINT and
-/// SIGTERM do, and are a success.
+/// other elsewhere. While it watches, what `view` throws as failed is shown and does not end it; signals
+/// (held_signals.h) do, and are a success.
 void show(const watch_options &options, const std::function<std::string()> &view);
 
 } // namespace varnel::tools

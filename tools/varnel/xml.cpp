@@ -5,17 +5,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <unordered_map>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
+#include "tools/varnel/text_input.h"
 #include "tools/varnel/verb.h"
 #include "tools/varnel/xml_input.h"
 #include "tools/varnel/xml_path.h"
@@ -23,9 +27,6 @@
 namespace varnel::tools {
 
 namespace {
-
-/// What messages call a file.
-std::string shown(const std::string &file) { return file == "-" ? "standard input" : file; }
 
 xml_text read_file(const std::string &file, unsigned int flags) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
@@ -38,11 +39,11 @@ xml_text read_file(const std::string &file, unsigned int flags) {
             return text;
         }
     }
-    throw std::system_error(errno, std::generic_category(), shown(file));
+    throw std::system_error(errno, std::generic_category(), shown_name(file));
 }
 
 std::string complaint(const std::string &file, const xml_text &text) {
-    return fmt::format("{}:{}: {} (status {})", shown(file), text.line, xml_meaning(text.status),
+    return fmt::format("{}:{}: {} (status {})", shown_name(file), text.line, xml_meaning(text.status),
                        text.status);
 }
 
@@ -67,7 +68,7 @@ int check(const std::string &file, const context &context) {
                          {"line", text.line},
                          {"nodes", text.document->node_count}}));
     } else if (text.status == 0) {
-        print(fmt::format("{}: {}, {} nodes\n", shown(file), meaning, text.document->node_count));
+        print(fmt::format("{}: {}, {} nodes\n", shown_name(file), meaning, text.document->node_count));
     } else {
         throw failed(complaint(file, text));
     }
@@ -116,14 +117,30 @@ std::string path_of(const xml_node &node) {
     return path ? path.get() : throw std::bad_alloc();
 }
 
-json element_as_json(const xml_node &element) {
+/// The last of several attributes of one name counts. A JSON object looks for each new name among all that it
+/// has; here each is looked up in a map.
+json attributes_as_json(const xml_node &element) {
     json attributes = json::object();
+    auto &members = attributes.get_ref<json::object_t &>();
+    std::unordered_map<std::string_view, std::size_t> places;
     for (const xml_attribute *each = element.attributes; each != nullptr; each = each->next) {
-        if (each->name != nullptr) {
-            attributes[each->name] = each->value != nullptr ? each->value : "";
+        if (each->name == nullptr) {
+            continue;
+        }
+        const auto [found, is_new] = places.try_emplace(each->name, members.size());
+        const char *const value = each->value != nullptr ? each->value : "";
+        if (is_new) {
+            members.emplace_back(each->name, value);
+        } else {
+            std::next(members.begin(), static_cast<std::ptrdiff_t>(found->second))->second = value;
         }
     }
-    return {{"path", path_of(element)}, {"text", text_of(element)}, {"attributes", attributes}};
+    return attributes;
+}
+
+json element_as_json(const xml_node &element) {
+    return {
+        {"path", path_of(element)}, {"text", text_of(element)}, {"attributes", attributes_as_json(element)}};
 }
 
 /// What the path names: elements, or the attribute of those that have it.
@@ -148,7 +165,7 @@ void get(const std::string &path, const std::string &file, const context &contex
     std::string lines;
     const json all = found_values(wanted.find(document->root), wanted.attribute(), lines);
     if (all.empty()) {
-        throw failed(fmt::format("{}: no {}", shown(file), path));
+        throw failed(fmt::format("{}: no {}", shown_name(file), path));
     }
     print(context.json ? json_text(all) : lines);
 }

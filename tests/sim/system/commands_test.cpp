@@ -169,8 +169,8 @@ TEST_F(commands, writing_to_a_closed_pipe_ends_quietly) {
     for (const char *const command : {"show", "show --json", "trace --last 3", "trace --last 3 --follow"}) {
         const finished result =
             run({"sh", "-c", "{ \"$0\" " + std::string(command) + "; echo $? >&2; } | :", sim({})[0]});
-        EXPECT_THAT(result.err, ::testing::AnyOf("141\n", "0\n"))
-            << command; // SIGPIPE, or it was faster than `:`
+        EXPECT_THAT(result.err, ::testing::AnyOf("141\n", "1\n", "0\n"))
+            << command; // SIGPIPE, or the reader had left before, or it was faster than `:`
     }
 }
 
@@ -181,10 +181,41 @@ TEST_F(commands, trace_ends_when_its_reader_leaves_even_if_nothing_happens_any_m
     EXPECT_EQ(result.err, "");
 }
 
+/// Its exit status, with standard streams as `redirections` say.
+int status_with(const std::string &command, const std::string &redirections, const std::string &varnel_sim) {
+    return run({"sh", "-c", "\"$0\" " + command + " " + redirections, varnel_sim}).status;
+}
+
 TEST_F(commands, output_that_cannot_be_written_is_an_error) {
-    const finished result = run({"sh", "-c", "\"$0\" show >/dev/full", sim({})[0]});
+    call({"0x2000", "q"});
+    const std::string program = sim({})[0];
+    const finished result = run({"sh", "-c", "\"$0\" show >/dev/full", program});
     EXPECT_EQ(result.err, "varnel-sim: standard output: No space left on device\n");
     EXPECT_EQ(result.status, 1);
+    for (const char *const command : {"show", "show --json", "trace --last 5", "trace --last 5 --json",
+                                      "--help", "--version", "run --help"}) {
+        for (const char *const streams : {">&-", "<&- >&-", ">&- 2>&-", "<&- >&- 2>&-", ">/dev/full"}) {
+            EXPECT_EQ(status_with(command, streams, program), 1) << command << ' ' << streams;
+        }
+        EXPECT_EQ(status_with(command, "<&- 2>&- >/dev/null", program), 0) << command;
+    }
+}
+
+TEST_F(commands, trace_fails_when_its_reader_has_left) {
+    const finished result = run({"sh", "-c",
+                                 "{ until [ -e \"$1\" ]; do :; done; \"$0\" trace --last 1 --follow; "
+                                 "echo $? >&2; } | { exec <&-; : >\"$1\"; }",
+                                 sim({})[0], folder() + "/gone"});
+    EXPECT_EQ(result.err, "1\n");
+}
+
+TEST_F(commands, mistakes_are_refused_with_standard_error_closed_or_full) {
+    for (const char *const command : {"--nope", "nope", "show nothere", "set", "trace --last x"}) {
+        for (const char *const streams : {"2>&-", "2>/dev/full", "<&- >&- 2>&-"}) {
+            EXPECT_EQ(status_with(command, streams, sim({})[0]), 2) << command << ' ' << streams;
+        }
+    }
+    EXPECT_EQ(status_with("run -- ./nothing", "2>&-", sim({})[0]), 127);
 }
 
 TEST_F(commands, work_in_a_shell_on_the_board) {
