@@ -106,7 +106,8 @@ bool server::full() const {
 
 void server::refuse(descriptor socket) {
     const auto refusal = encode(reply_header{message_kind::refusal, protocol_version, -1, EMFILE, 0});
-    channel(std::move(socket)).send(refusal, {});
+    channel refused(std::move(socket));
+    refused.send(refusal, {});
 }
 
 /// A client that makes no sense is dropped; the board goes on.
