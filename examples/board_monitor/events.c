@@ -10,8 +10,7 @@
 #include "varnel/message.h"
 #include "varnel/text_log.h"
 
-/* Without a reader there is no queue, and a full one is not worth waiting for: the logs have the event, too.
- */
+/* Does nothing without a reader, and does not wait for a full queue: the logs have the event, too. */
 static void post(const char *queue, int level, int supply_number, const char *text) {
     union {
         queue_message message;
