@@ -9,12 +9,13 @@
  * @oddity{The address is fixed} The chip is always at bus 0, slave 0x68. Use the functions of smbus.h for a
  * clock elsewhere.
  *
- * @oddity{Local time} The clock holds local time: the TZ of the calling process decides what is written and
- * how it is read. An hour that daylight saving repeats is ambiguous. Processes with different TZ read
- * different times: run all with the same TZ, preferably UTC.
+ * @oddity{The clock holds local time} The TZ of the calling process decides what is written and how it is
+ * read. An hour that daylight saving repeats is ambiguous. Processes with different TZ read different times:
+ * run all with the same TZ, preferably UTC.
  *
- * @oddity{Registers one by one} The seven registers are transferred one by one. A time that is read while the
- * seconds (or, at midnight, the date) change can mix two instants. Read until two readings agree.
+ * @oddity{Registers are transferred one by one} The seven registers are transferred one by one. A time that
+ * is read while the seconds (or, at midnight, the date) change can mix two instants. Read until two readings
+ * agree.
  *
  * @par Threads
  * Uses tzset() and mktime(); otherwise no state and no lock. Callers serialise use of the chip.

@@ -11,7 +11,7 @@
  *
  * @par The file
  * @code
-  * [Network]          ; a section begins with '[' at the start of a line
+ * [Network]          ; a section begins with '[' at the start of a line
  * Host=bmc0          ; key and value: everything before and after the first '=', white space included
  * # a comment        ; so is a line that begins with ';' or '=', and a line without '='
  * @endcode
@@ -23,10 +23,10 @@
  * part of the value. White space directly after a header, empty lines included, is skipped, so the first
  * entry of a section may be indented; other entries may not. A section that occurs again is searched again.
  *
- * @oddity{16,383 bytes, or the process ends} The content ends at the end of the file or at the first byte
- * 0xFF. It may have at most 16,383 bytes: longer content ends the process through an assertion, in getters
- * and setters. A file that has grown too long therefore ends every daemon that reads it. Monitor the size
- * where other programs write the file, because they may not check it.
+ * @oddity{More than 16,383 bytes end the process} The content ends at the end of the file or at the first
+ * byte 0xFF. It may have at most 16,383 bytes: longer content ends the process through an assertion, in
+ * getters and setters. A file that has grown too long therefore ends every daemon that reads it. Monitor the
+ * size where other programs write the file, because they may not check it.
  *
  * A NUL ends the line that contains it. At the start of a line it also ends the search for a key in that
  * section, and with it the whole search. Setters keep the NUL and what follows.
@@ -85,7 +85,8 @@ extern "C" {
 /**
  * Reads a value as text.
  *
- * @oddity{Values modulo 256} Of a value of n bytes the first n modulo 256 are returned: 44 of 300, none of
+ * @oddity{Lengths are modulo 256} Of a value of n bytes the first n modulo 256 are returned: 44 of 300, none
+ * of
  * 256. Keep values below 256 bytes.
  *
  * @param file_path  the file.

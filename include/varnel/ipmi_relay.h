@@ -16,7 +16,7 @@
  * @par Results
  * 0, or -1; nothing is printed.
  *
- * @oddity{-1 has no reason} The status of the platform's IPMI library is not passed on (its low 16 bits
+ * @oddity{-1 gives no reason} The status of the platform's IPMI library is not passed on (its low 16 bits
  * count; 0 is success). No address, no session and a refused command all give -1. See the log of the
  * platform's library.
  *
@@ -48,8 +48,8 @@ typedef struct bmc_session_info {
  * Looks up the login of a controller: the address with get_device_ip(), user name and password in the record
  * of smc_get_shared_memory() (platform.h).
  *
- * @oddity{Every controller has a login} Neither the number nor the login is checked: the result is 0 also for
- * a controller that is not there. Check the address: it is "0.0.0.0" then.
+ * @oddity{Absent controllers have a login} Neither the number nor the login is checked: the result is 0 also
+ * for a controller that is not there. Check the address: it is "0.0.0.0" then.
  *
  * @param dev_id    the controller.
  * @param pSession  receives the login; null ends the process through an assertion.
@@ -124,7 +124,7 @@ enum device_name_limit { DEVICE_NAME_SIZE = 30 };
  * - A missing field gives the empty string: too few @p start characters, @p nth below 1, or a file that opens
  *   but cannot be read.
  *
- * @oddity{The end of the file is a character} The end of the file does not end a field: the field is filled
+ * @oddity{The end of the file fills the field} The end of the file does not end a field: the field is filled
  * with bytes 0xFF up to 29 characters, unless @p end is (char)0xFF, which ends it there. Keep files
  * well-formed.
  *

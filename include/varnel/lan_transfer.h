@@ -79,10 +79,10 @@ extern int g_transfer_server_ok;
  * Thread start routine: serves a file to @ref lan_transfer_arg::count clients, one after another, on all
  * interfaces.
  *
- * @oddity{It ends its thread} It ends the thread with pthread_exit(NULL) and never returns. It does so one
- * second after the last client, and at once, without a message, when the socket cannot be created or bound
- * (another server has the port), when the file cannot be opened, or when listen(2) or accept(2) fails, also
- * with EINTR after a signal handler. After pthread_join() check `count`: it is the number of clients not
+ * @oddity{The call ends its thread} It ends the thread with pthread_exit(NULL) and never returns. It does so
+ * one second after the last client, and at once, without a message, when the socket cannot be created or
+ * bound (another server has the port), when the file cannot be opened, or when listen(2) or accept(2) fails,
+ * also with EINTR after a signal handler. After pthread_join() check `count`: it is the number of clients not
  * served.
  *
  * - The file is opened once; its size is read again for each client.
@@ -100,8 +100,9 @@ extern int g_transfer_server_ok;
  * `count` is 0, one second later. The next open(2) then returns 0. Open /dev/null as descriptor 0 and expect
  * it to be closed.
  *
- * @oddity{Signals make gaps} A send that the kernel ends early, because a signal handler ran, is not
- * continued: the rest of that chunk is never sent, and the client waits for it. Block signals in this thread.
+ * @oddity{Signals leave gaps in the file} A send that the kernel ends early, because a signal handler ran, is
+ * not continued: the rest of that chunk is never sent, and the client waits for it. Block signals in this
+ * thread.
  *
  * @par Stack and start
  * The thread needs a little more than LAN_TRANSFER_CHUNK bytes of stack; LAN_TRANSFER_STACK_SIZE is enough.
@@ -116,9 +117,9 @@ void *lan_transfer_file(void *arg);
 /**
  * Connects to a sender and writes what it receives to a file.
  *
- * @oddity{Short files are a success} Receiving ends when the announced size has been received or the sender
- * closes the connection: when it closes early, the result is 0 and the file is short. After an empty file the
- * call waits for the close: one second for the sender's last client, until the sender's process ends for the
+ * @oddity{Short files return 0} Receiving ends when the announced size has been received or the sender closes
+ * the connection: when it closes early, the result is 0 and the file is short. After an empty file the call
+ * waits for the close: one second for the sender's last client, until the sender's process ends for the
  * others. Bytes beyond the announced size that come with the same recv(2) are written too. Compare size and
  * digest.
  *

@@ -21,7 +21,7 @@
  *   handler interrupts, with or without SA_RESTART, has written what fitted before. Both return -1, and the
  *   rest of the record is lost.
  *
- * @oddity{Sizes of 16 bits} The post functions compute the record's size in 16 bits, (payload_len + 44)
+ * @oddity{Sizes have 16 bits} The post functions compute the record's size in 16 bits, (payload_len + 44)
  * modulo 65536, but the reader uses all 32 bits of payload_len. A payload_len of 65500 writes 8 bytes.
  *
  * To post larger records without blocking, make the pipe so large that it never fills:
@@ -37,8 +37,8 @@
  *
  * @par Signals
  *
- * @oddity{A missing reader ends the process} Writing to a pipe that no process has open for reading raises
- * SIGPIPE in the caller, as write(2) does. Ignore the signal to get -1 instead.
+ * @oddity{Posting without a reader ends the process} Writing to a pipe that no process has open for reading
+ * raises SIGPIPE in the caller, as write(2) does. Ignore the signal to get -1 instead.
  *
  * @par Threads
  * No state. The platform's lock decides whether two threads of one process exclude each other. The lock of
@@ -140,9 +140,9 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
  * @par Errors
  * After an interrupted read (EINTR) and for an empty non-blocking pipe (EAGAIN) the call waits.
  *
- * @oddity{Failed reads are a success} Any other read error is not reported: the call returns 0. What could
- * not be read keeps the buffer's earlier content, including the length, which the call then uses. Zero the
- * first 44 bytes before the call: a failed read then gives an empty record with a header of zeros.
+ * @oddity{Failed reads return 0} Any other read error is not reported: the call returns 0. What could not be
+ * read keeps the buffer's earlier content, including the length, which the call then uses. Zero the first 44
+ * bytes before the call: a failed read then gives an empty record with a header of zeros.
  *
  * @param buf      receives header, length and payload. A payload_len below 1, as a signed number, means no
  *                 payload.
@@ -160,8 +160,8 @@ int get_message(void *buf, int32_t fd, int16_t timeout);
  * Estimates the number of records in a queue: its size in bytes, as fstat(2) reports it, divided by the size
  * of the largest record. Prints "Stat.st_size = SIZE", in hexadecimal, on every call.
  *
- * @oddity{0 on Linux} Linux reports a size of 0 for every pipe, so the result is always 0 for one. It is a
- * number of records where a queue is kept in a file. For a pipe use ioctl(FIONREAD).
+ * @oddity{The result is 0 on Linux} Linux reports a size of 0 for every pipe, so the result is always 0 for
+ * one. It is a number of records where a queue is kept in a file. For a pipe use ioctl(FIONREAD).
  *
  * @param fd  descriptor of the queue.
  * @return number of largest records, rounded down; 0 when fstat() failed ("Error Stat.st_size = 0").

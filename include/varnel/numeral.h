@@ -18,8 +18,8 @@ extern "C" {
 /**
  * The host's byte-order code, for numeral_value_byte_order_convert().
  *
- * @oddity{Every host says 0} The code means "the host's order", not big-endian or little-endian. Do not
- * branch on it.
+ * @oddity{The code is 0 on every host} The code means "the host's order", not big-endian or little-endian. Do
+ * not branch on it.
  *
  * @return always 0, on every host.
  */

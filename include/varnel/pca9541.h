@@ -53,7 +53,7 @@ int pca9541_clear_intstatus(uint32_t device);
  * Requests the downstream bus for this master with one read and one write of the control register: MYBUS =
  * NMYBUS, BUSON = not NBUSON, BUSINIT = 1, all other bits 0.
  *
- * @oddity{Success is not ownership} The call neither retries nor waits, and does not check the outcome. Read
+ * @oddity{0 does not mean ownership} The call neither retries nor waits, and does not check the outcome. Read
  * the control register: this master has the bus when MYBUS equals NMYBUS and BUSON differs from NBUSON.
  *
  * @param device  device handle.

@@ -80,10 +80,10 @@ int pca9554_init_port_input(uint32_t device, const uint8_t *ports, int count);
 /**
  * Drives one port high.
  *
- * @oddity{Levels start from the pins} The new output byte is computed from the bank's @b input register, not
- * from its output register: the other outputs of the bank are rewritten with the levels now read on their
- * pins. An output that is held low from outside is driven low afterwards. Write whole banks where that can
- * happen.
+ * @oddity{Levels are computed from the pins} The new output byte is computed from the bank's @b input
+ * register, not from its output register: the other outputs of the bank are rewritten with the levels now
+ * read on their pins. An output that is held low from outside is driven low afterwards. Write whole banks
+ * where that can happen.
  *
  * @param device  device handle.
  * @param port    port number.

@@ -70,8 +70,8 @@ int get_sem_lock(const char *path, int32_t nsems);
 /**
  * Takes a lock; waits while it is held.
  *
- * @oddity{Lock numbers of 16 bits} Only the low 16 bits of a number count: 65536 is lock 0. Number locks from
- * 0.
+ * @oddity{Lock numbers have 16 bits} Only the low 16 bits of a number count: 65536 is lock 0. Number locks
+ * from 0.
  *
  * @param semid   set identifier.
  * @param semnum  number of the lock. See above for numbers over 65535.

@@ -18,7 +18,7 @@
  * Every transaction returns 0 on success and -1 on failure; nothing is printed, and errno is what the
  * platform set.
  *
- * @oddity{Results of 16 bits} Only the low 16 bits of a primitive's result count: a transfer has succeeded
+ * @oddity{Results have 16 bits} Only the low 16 bits of a primitive's result count: a transfer has succeeded
  * when they equal the length asked for, a combined write-read when they are 0. A result of 0x10000 from a
  * write-read is therefore success. A platform must return -1 for failure.
  *
@@ -128,9 +128,9 @@ int smbus_write_block_to_device(uint32_t device, uint8_t command, unsigned int c
 /**
  * Block read (section 6.5.7): command, repeated start, count byte, data.
  *
- * @oddity{Count byte ignored} The caller always gets the number of bytes it asked for: the count byte that
- * the chip sends is neither checked nor returned. When 5 bytes are asked for and the chip announces 2, the
- * call stores 5, and the last three are whatever was on the bus. Know the block's length.
+ * @oddity{The count byte is ignored} The caller always gets the number of bytes it asked for: the count byte
+ * that the chip sends is neither checked nor returned. When 5 bytes are asked for and the chip announces 2,
+ * the call stores 5, and the last three are whatever was on the bus. Know the block's length.
  *
  * @param device   device handle.
  * @param command  command code.
@@ -170,7 +170,7 @@ int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t
  * Raw transfer for chips that do not use the SMBus frames: write only, read only, or write then read,
  * depending on which buffers are given.
  *
- * @oddity{Command not sent} @p command is ignored. Put a chip's command byte first in @p write_data.
+ * @oddity{The command is not sent} @p command is ignored. Put a chip's command byte first in @p write_data.
  *
  * @param device        device handle.
  * @param command       not sent.

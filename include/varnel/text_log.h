@@ -17,11 +17,11 @@
  *
  * @par The path goes through a shell
  *
- * @oddity{The path is a command} The file is moved by system("mv PATH PATH.old"), with the path neither
- * quoted nor escaped: a path from a user, the network or a file can run any command. Use constant paths that
- * contain only letters, digits and the characters / . _ - and do not begin with -. With any other character
- * (a space, quote, `$`, `;`, `*`, `~`...) the move does something else or nothing. Never log this way from a
- * set-user-ID program: the PATH variable decides which `mv` runs.
+ * @oddity{The path is part of a shell command} The file is moved by system("mv PATH PATH.old"), with the path
+ * neither quoted nor escaped: a path from a user, the network or a file can run any command. Use constant
+ * paths that contain only letters, digits and the characters / . _ - and do not begin with -. With any other
+ * character (a space, quote, `$`, `;`, `*`, `~`...) the move does something else or nothing. Never log this
+ * way from a set-user-ID program: the PATH variable decides which `mv` runs.
  *
  * @oddity{Long paths are never moved} A path of more than 45 bytes is never moved (the command is limited to
  * 99), and its file grows without limit. Keep paths short.
@@ -33,10 +33,10 @@
  * limit of 0 moves any file that is not empty, a negative limit any file.
  *
  * @par Results
- * @oddity{Dropped entries are a success} The result is 0 when the entry was written, and also when the file
- * could not be opened and the entry was dropped; otherwise it is the result of fclose(), EOF (-1) on a full
- * disk. An entry of more than 16 KiB, date included, needs several writes; a failure of any but the last is
- * not reported. Check the folder and its permissions when the program starts.
+ * @oddity{Dropped entries return 0} The result is 0 when the entry was written, and also when the file could
+ * not be opened and the entry was dropped; otherwise it is the result of fclose(), EOF (-1) on a full disk.
+ * An entry of more than 16 KiB, date included, needs several writes; a failure of any but the last is not
+ * reported. Check the folder and its permissions when the program starts.
  *
  * @oddity{Failed moves are not reported} When the move fails, the entry is appended to the old file and no
  * error is reported. In a read-only folder the log grows without limit: monitor its size. Checking the size
