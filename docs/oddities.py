@@ -12,8 +12,8 @@ PAGE = PROJECT / "docs/oddities.md"
 INTRODUCTION = """<!-- SPDX-License-Identifier: Apache-2.0. Made by script/docs from the headers. -->
 # Oddities
 
-What the library does on purpose although a newcomer would expect something else: deployed daemons rely on it. This page has what
-the headers mark by `@oddity`; [security.md](security.md) says more about those that can hurt.
+Deliberate behaviour that a newcomer would not expect; deployed daemons rely on it. The page lists what the headers mark with
+`@oddity`. [security.md](security.md) has more about the dangerous ones.
 """
 COMMENT = re.compile(r"^ */\*\*(.*?)\*/(?=\s*(.*?)$)", re.MULTILINE | re.DOTALL)
 # A paragraph that ends with a colon goes on with the code that follows.

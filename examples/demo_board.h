@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Where things are on the board of examples/boards/demo.ini, for the daemons that run on it. */
+/* Addresses and pins of the board examples/boards/demo.ini, for the daemons that run on it. */
 #ifndef EXAMPLES_DEMO_BOARD_H
 #define EXAMPLES_DEMO_BOARD_H
 

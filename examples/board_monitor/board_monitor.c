@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
- * board_monitor brings a board up and watches it: it takes the bus, sets pins and clock, and then reads the
- * power supplies behind a multiplexer round after round, whatever stops answering in between.
+ * board_monitor brings up a board and monitors it: it takes the bus and sets pins and clock. Then it reads
+ * the power supplies behind a multiplexer again and again, also when chips stop answering.
  */
 #include <errno.h>
 #include <signal.h>
@@ -130,7 +130,7 @@ static enum condition look_at_supply(int number, struct supply_report *report) {
     return celsius(report) >= settings.hot_celsius ? HOT : WELL;
 }
 
-/* --- Telling --- */
+/* --- Reporting --- */
 
 static void tell_change(int number, const struct supply_report *report) {
     char text[EVENT_TEXT_MAX];
@@ -175,7 +175,7 @@ static void print_time(void) {
     char text[32];
     if (ds3232_get_time(&clock) == 0 &&
         strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", localtime(&clock)) > 0) {
-        /* The difference makes a wrong reading plain, as in October (ds3232.h). */
+        /* The difference shows a wrong reading, as in October (ds3232.h). */
         printf("clock    %s  (%+.0f s from system time)\n", text, difftime(clock, time(NULL)));
     } else {
         printf("clock    DOES NOT ANSWER\n");
@@ -231,7 +231,7 @@ static void watch_once(enum condition before[SUPPLIES]) {
 
 /* --- The daemon --- */
 
-/* Ends with 2 and one line for what is not a whole number in range. */
+/* Exits with 2 and one line when the text is not a whole number in range. */
 static long number_argument(const char *text, long least, long most) {
     char *end;
     errno = 0;

@@ -12,8 +12,8 @@
 #include "varnel/message.h"
 #include "varnel/text_log.h"
 
-/* Returns 0, or -1: an event that a full queue has no room for is not worth waiting for, the logs have it,
- * too. The library prints why. The reader may leave at any time: that is a failure, too, and no SIGPIPE. */
+/* Returns 0, or -1. It does not wait for a full queue: the logs have the event, too. The library prints the
+ * reason. A reader that leaves is a failure as well, and raises no SIGPIPE. */
 static int post_record(const queue_message *record, int fd) {
     struct sigaction before;
     if (sigaction(SIGPIPE, &(struct sigaction){.sa_handler = SIG_IGN}, &before) != 0) {
@@ -23,7 +23,7 @@ static int post_record(const queue_message *record, int fd) {
     return sigaction(SIGPIPE, &before, NULL) == 0 ? result : -1;
 }
 
-/* Without a reader there is no queue. */
+/* Does nothing without a reader. */
 static void post(const char *queue, int level, int supply_number, const char *text) {
     union {
         queue_message message;

@@ -1,14 +1,14 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Where board_monitor tells what happens: standard output, the system log, a text log and a queue. */
+/* Reports board_monitor's events: to standard output, the system log, a text log and a queue. */
 #ifndef BOARD_MONITOR_EVENTS_H
 #define BOARD_MONITOR_EVENTS_H
 
 #include "settings.h"
 
-/* An event as it travels through the queue: level and supply in the header, the text as payload. */
+/* An event as a record of the queue: level and supply in the header, the text as payload. */
 enum { EVENT_LEVEL = 0, EVENT_SUPPLY = 1, EVENT_TEXT_MAX = 200 };
 
-/* level: of syslog, such as LOG_WARNING. */
+/* level: as for syslog(), such as LOG_WARNING. */
 void tell(const struct settings *settings, int level, int supply_number, const char *text);
 
 #endif

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* What board_monitor takes from its INI file. */
+/* The settings that board_monitor reads from its INI file. */
 #ifndef BOARD_MONITOR_SETTINGS_H
 #define BOARD_MONITOR_SETTINGS_H
 
@@ -14,7 +14,7 @@ struct settings {
     char bus_lock[256];        /* [bus] lock: key file of the lock that guards the bus; empty: no lock */
 };
 
-/* Fills in what the file does not say. */
+/* Settings that the file does not have get their defaults. */
 void read_settings(const char *path, struct settings *settings);
 
 #endif

@@ -50,7 +50,7 @@ static void print_event(const queue_message *event, int bus_lock) {
     putchar('\n');
 }
 
-/* Both ends are held open, so that there is always a writer and reading waits instead of meeting the end. */
+/* Opens both ends, so that there is always a writer and reading waits instead of reaching the end of file. */
 static int open_queue(const char *path) {
     if (mkfifo(path, 0660) != 0 && errno != EEXIST) {
         return -1;

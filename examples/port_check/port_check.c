@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* Calls each function that a board must provide (varnel/platform.h) with arguments from the command line and
-   prints what it returned: link it with the board's own libraries to see whether they do what the library
+   prints what it returned. Link it with the board's own libraries to check whether they do what the library
    expects. */
 #include <errno.h>
 #include <fcntl.h>
@@ -12,7 +12,7 @@
 
 #include <varnel/platform.h>
 
-/* A board that relays nothing need not provide these. */
+/* A board without relay need not provide these. */
 #pragma weak LIBIPMI_Create_IPMI20_Session
 #pragma weak LIBIPMI_Send_RAW_IPMI2_0_Command
 #pragma weak LIBIPMI_CloseSession
@@ -93,7 +93,7 @@ static int check_lock(char **words) {
     int status = report("file_lock_write", locked, locked == 0);
     fflush(stdout);
     while (getchar() != EOF) {
-        /* until the other end of standard input is done */
+        /* until the end of standard input */
     }
     const int unlocked = file_unlock(fd);
     status |= report("file_unlock", unlocked, unlocked == 0);

@@ -6,13 +6,15 @@
  * @file
  * CAR2512 power supply: PMBus-style commands over SMBus.
  *
- * @oddity{Raw values} Values are raw: no unit conversion and no decoding of linear formats is done here. A
- * temperature of 250 is 25.0 C, an output voltage of 1200 is 12.00 V; docs/devices.md has all units.
+ * @oddity{Values are raw} Values are passed as the supply sends them, without conversion of units or decoding
+ * of linear formats. A temperature of 250 is 25.0 C, an output voltage of 1200 is 12.00 V; docs/devices.md
+ * lists all units.
  *
  * Every function returns 0, or -1 when a bus call failed; nothing is printed and nothing is retried.
  *
- * @oddity{Write protection stays off} Settings cancel write protection first, and leave it cancelled. From
- * then on the supply takes writes from everybody: write WRITE_PROTECT (0x10) again where that matters.
+ * @oddity{Write protection stays off} Each setting first cancels write protection and does not restore it.
+ * From then on the supply accepts writes from any bus master. Write WRITE_PROTECT (0x10) again where that
+ * matters.
  *
  * Standard commands and the bits of the status registers are those of PMBus 1.2 Part II; commands from 0xD0
  * up are the manufacturer's.
@@ -35,7 +37,7 @@ extern "C" {
  *
  * @param device  device handle (smbus.h).
  * @param word    receives a word; not null; untouched on failure.
- * @param byte    receives a byte; not null; after a failure it holds what the bus left there.
+ * @param byte    receives a byte; not null; after a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 /** @{ */
@@ -82,8 +84,8 @@ enum car2512_reading {
  * Reads input power, temperature, input voltage and fan speed, in this order.
  *
  * @param device  device handle.
- * @param record  CAR2512_READINGS words. The first failure ends the call: words already read stay filled, the
- *                rest stay untouched.
+ * @param record  CAR2512_READINGS words. The first failure ends the call: the words before it are filled, the
+ *                others are untouched.
  * @return 0 when all four were read, -1 otherwise.
  */
 int car2512_getall(uint32_t device, uint16_t *record);
@@ -99,8 +101,8 @@ int car2512_cancel_write_protect(uint32_t device);
 /**
  * Clears latched faults (CLEAR_FAULTS, 0x03).
  *
- * @oddity{Clearing keeps write protection} Write protection is not cancelled first. Unlike for the settings,
- * the caller cancels it where the supply wants that.
+ * @oddity{Clearing keeps write protection} Write protection is not cancelled first, unlike in the settings.
+ * Cancel it before the call where the supply requires that.
  *
  * @param device  device handle.
  * @return 0, or -1.
@@ -121,7 +123,7 @@ int car2512_clear_fault(uint32_t device);
 /** @{ */
 /** Output on (OPERATION, 0x01, data 0x80). */
 int car2512_set_power_on(uint32_t device);
-/** Output off (OPERATION, 0x01, data 0). What the supply feeds loses power. */
+/** Output off (OPERATION, 0x01, data 0). Everything that the supply feeds loses power. */
 int car2512_set_power_off(uint32_t device);
 /** Fan speed command (FAN_COMMAND_1, 0x3B). */
 int car2512_set_fan_speed(uint32_t device, uint16_t speed);

@@ -6,16 +6,16 @@
  * @file
  * DS3232 real-time clock (Maxim datasheet, timekeeping registers 00h-06h).
  *
- * @oddity{The place is fixed} The chip's place is fixed: bus 0, slave 0x68. Another clock is reached by the
- * functions of smbus.h.
+ * @oddity{The address is fixed} The chip is always at bus 0, slave 0x68. Use the functions of smbus.h for a
+ * clock elsewhere.
  *
- * @oddity{Local time} The clock holds local time: the TZ of the calling process decides what is written and
- * how it is read, and an hour that daylight saving repeats is ambiguous. Two processes with different TZ
- * disagree about the clock: run all with the same TZ, UTC at best.
+ * @oddity{The clock holds local time} The TZ of the calling process decides what is written and how it is
+ * read. An hour that daylight saving repeats is ambiguous. Processes with different TZ read different times:
+ * run all with the same TZ, preferably UTC.
  *
- * @oddity{Registers one by one} The seven registers are transferred one by one, so a time read while the
- * clock passes a second (or worse, a midnight) can mix two instants: a careful caller reads twice and takes a
- * pair that agrees.
+ * @oddity{Registers are transferred one by one} The seven registers are transferred one by one. A time that
+ * is read while the seconds (or, at midnight, the date) change can mix two instants. Read until two readings
+ * agree.
  *
  * @par Threads
  * Uses tzset() and mktime(); otherwise no state and no lock. Callers serialise use of the chip.
@@ -39,17 +39,17 @@ int ds3232_set_time(time_t time);
 /**
  * Reads the clock.
  *
- * @oddity{October} The month is taken as (register - 1), 10 for bit 4 plus the low nibble. That is right for
- * eleven months, but October (BCD 10h) comes out as month 15, which lands in April of the following year. In
- * October take the month from elsewhere.
+ * @oddity{October is read as April} The month is decoded as 10 for bit 4 plus the low nibble of (register -
+ * 1). That is right for eleven months. October (BCD 10h) is decoded as month 15, which is April of the
+ * following year. In October take the month from elsewhere.
  *
- * The hour register is taken as 24-hour BCD.
+ * The hour register is read as 24-hour BCD.
  *
- * @oddity{A date that is none is a success} A date that mktime() cannot represent stores (time_t)-1 and is
- * still a success. Look at the time, too.
+ * @oddity{An unrepresentable date returns 0} For a date that mktime() cannot represent the call stores
+ * (time_t)-1 and returns 0. Check the time as well as the result.
  *
- * @param time  receives the calendar time; untouched on failure. Not null; not checked: a null pointer ends
- * the process by SIGSEGV once the registers were read.
+ * @param time  receives the calendar time; untouched on failure. Not null, which is not checked: a null
+ *              pointer ends the process by SIGSEGV after the registers were read.
  * @return 0, or -1 when a read failed.
  */
 int ds3232_get_time(time_t *time);

@@ -7,20 +7,22 @@
  * Raw commands between the system management controller (SMC) and the BMCs, over IPMI 2.0 LAN sessions.
  *
  * A relay is one call: smc_send_command_to_bmc() and bmc_send_command_to_smc() look up the other controller's
- * login, open a session to its port 623, send one command and close the session. Daemons that send many
- * commands open a session themselves (lan_create_session()) and use the platform's IPMI library with it.
+ * login, open a session to its port 623, send one command and close the session. A daemon that sends many
+ * commands opens a session itself (lan_create_session()) and passes it to the platform's IPMI library.
  *
  * @par Controllers
  * A controller's number, `dev_id`, is 0 for the SMC and n + 1 for the BMC in slot n.
  *
  * @par Results
- * @oddity{-1 does not say why} 0, or -1; nothing is printed, and the status of the platform's IPMI library is
- * not passed on. Its statuses count as 16-bit values, 0 being success. No address, no session and a refused
- * command look alike: look at the log of the platform's library.
+ * 0, or -1; nothing is printed.
+ *
+ * @oddity{-1 gives no reason} The status of the platform's IPMI library is not passed on (its low 16 bits
+ * count; 0 is success). No address, no session and a refused command all give -1. See the log of the
+ * platform's library.
  *
  * @par Threads
- * No state: each call has its session and its login on its own stack. Calls may run in parallel as far as the
- * platform's functions allow it.
+ * No state: each call keeps its session and its login on its own stack. Calls may run in parallel as far as
+ * the platform's functions allow.
  */
 
 #include <stdint.h>
@@ -30,14 +32,14 @@ extern "C" {
 #endif
 
 /**
- * The login of a controller. The lengths of user name and password are those of IPMI 2.0
- * (sections 22.28, 22.30).
+ * The login of a controller. The lengths of user name and password are those of IPMI 2.0 (sections 22.28,
+ * 22.30).
  *
- * @oddity{Full names are not terminated} A user name of 16 and a password of 20 characters fill their fields.
- * Print them with `%.16s` and `%.20s`; strcpy() would run on.
+ * @oddity{Full names are not terminated} A user name of 16 characters and a password of 20 fill their fields
+ * and have no NUL. Print them with `%.16s` and `%.20s`; strcpy() would read past the field.
  */
 typedef struct bmc_session_info {
-    char ip[20];        /**< IPv4 address as dotted text; "0.0.0.0" means that there is none */
+    char ip[20];        /**< IPv4 address as dotted text; "0.0.0.0" means no address */
     char user_name[16]; /**< padded with zeros; see above */
     char password[20];  /**< padded with zeros; see above */
 } bmc_session_info;
@@ -46,8 +48,8 @@ typedef struct bmc_session_info {
  * Looks up the login of a controller: the address with get_device_ip(), user name and password in the record
  * of smc_get_shared_memory() (platform.h).
  *
- * @oddity{Every controller has a login} Neither number nor login is checked, and the result is 0 for a
- * controller that is not there, too. An address of "0.0.0.0" tells.
+ * @oddity{Absent controllers have a login} Neither the number nor the login is checked: the result is 0 also
+ * for a controller that is not there. Check the address: it is "0.0.0.0" then.
  *
  * @param dev_id    the controller.
  * @param pSession  receives the login; null ends the process through an assertion.
@@ -56,12 +58,13 @@ typedef struct bmc_session_info {
 int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession);
 
 /**
- * Opens an IPMI 2.0 session to port 623 of a controller, with Administrator privilege and a time-out of 5.
+ * Opens an IPMI 2.0 session to port 623 of a controller, with Administrator privilege and a time-out argument
+ * of 5.
  *
  * @param info         the login; not null, which is not checked: the process ends by SIGSEGV.
  * @param IPMISession  storage for the platform's session object, zeroed; null ends the process through an
  *                     assertion. The relays below give it 32 bytes.
- * @return 0, or -1: the address is "0.0.0.0" (the platform is not called), or the session was not opened.
+ * @return 0, or -1 when the address is "0.0.0.0" (the platform is not called) or the session was not opened.
  */
 int lan_create_session(bmc_session_info *info, void *IPMISession);
 
@@ -83,16 +86,16 @@ int lan_create_session_over_udp(bmc_session_info *info, void *IPMISession);
 int lan_close_session(void *session);
 
 /**
- * Sends one raw command from the SMC to the BMC in a slot: network function 0x38, LUN 0, time-out 10. The
- * session is closed whatever became of the command.
+ * Sends one raw command from the SMC to the BMC in a slot: network function 0x38, LUN 0, time-out argument
+ * 10. The session is closed also when the command failed.
  *
  * @param slot     slot of the BMC.
  * @param cmd      command byte.
- * @param req      request data; handed to the platform as it is, like the next three.
+ * @param req      request data; passed to the platform unchanged, like the next three.
  * @param req_len  bytes in @p req.
  * @param res      receives the response.
  * @param res_len  the response's length, as the platform's LIBIPMI_Send_RAW_IPMI2_0_Command() defines it.
- * @return 0, or -1: no address, no session, or the command failed.
+ * @return 0, or -1 when there is no address, no session was opened, or the command failed.
  */
 int smc_send_command_to_bmc(uint8_t slot, uint8_t cmd, uint8_t *req, uint32_t req_len, uint8_t *res,
                             uint32_t *res_len);
@@ -113,23 +116,22 @@ int bmc_send_command_to_smc(uint8_t cmd, uint8_t *req, uint32_t req_len, uint8_t
 enum device_name_limit { DEVICE_NAME_SIZE = 30 };
 
 /**
- * Copies a field out of a text file: what follows the nth @p start character, up to the next @p end
- * character.
+ * Copies a field from a text file: what follows the nth @p start character, up to the next @p end character.
  *
  * get_device_name("/etc/slots", '<', '>', name, 2) finds "fan" in "<cpu> <fan>".
  *
- * - A field ends after 29 characters, and at a zero byte in it.
- * - A field that is not there gives the empty string: too few @p start characters, @p nth below 1, or a file
- *   that opens but cannot be read.
+ * - A field ends after 29 characters, and at a NUL in it.
+ * - A missing field gives the empty string: too few @p start characters, @p nth below 1, or a file that opens
+ *   but cannot be read.
  *
- * @oddity{The end of the file is a character} A file that ends inside the field is not noticed: the missing
- * characters are bytes 0xFF, up to a field of 29, unless @p end is (char)0xFF, which ends it there. Keep
- * files well-formed.
+ * @oddity{The end of the file fills the field} The end of the file does not end a field: the field is filled
+ * with bytes 0xFF up to 29 characters, unless @p end is (char)0xFF, which ends it there. Keep files
+ * well-formed.
  *
  * @param path   the file.
  * @param start  character in front of the field, compared as a byte.
- * @param end    character behind it, compared as a byte; may be the same.
- * @param dst    receives the field, terminated; room for DEVICE_NAME_SIZE bytes.
+ * @param end    character after it, compared as a byte; may be the same.
+ * @param dst    receives the field and a NUL; room for DEVICE_NAME_SIZE bytes.
  * @param nth    which occurrence of @p start, counted from 1.
  * @return 0, or -1 when the file cannot be opened (@p dst is untouched).
  */

@@ -4,7 +4,7 @@
 
 /**
  * @file
- * Copies one file from one controller to others, over TCP port 7000.
+ * Copies one file from one controller to others over TCP, port 7000.
  *
  * The sender runs lan_transfer_file() as a thread; each receiver calls mma_lan_transfer().
  *
@@ -17,7 +17,7 @@
  * pthread_create(&server, &attributes, lan_transfer_file, &order);
  * pthread_attr_destroy(&attributes);
  * ...
- * pthread_join(server, NULL);       // order must live until here
+ * pthread_join(server, NULL);       // order must exist until here
  * @endcode
  *
  * @par On the wire
@@ -26,17 +26,18 @@
  *
  * @par Security
  *
- * @oddity{Nobody is asked who they are} Nothing is authenticated or encrypted: whoever reaches port 7000 gets
- * the file, and whoever answers there decides what the receiver stores, of any length. Use it on a management
- * network only, and check what arrives (length, digest, signature) before using it.
+ * @oddity{No authentication} Nothing is authenticated or encrypted. Any host that can connect to port 7000
+ * gets the file, and any host that answers there decides what the receiver stores, of any length. Use the
+ * transfer on a management network only, and check what was received (length, digest, signature) before using
+ * it.
  *
  * @par Files of 2 GiB and more
- * The size is 32 bits wide, and the receiver counts in signed 32 bits: do not send them.
+ * Do not send them: the size is 32 bits wide, and the receiver counts in signed 32 bits.
  *
  * @par Threads
- * Any number of threads may receive at the same time, into different files. One thread of the machine sends:
- * a second one cannot have the port, and ends at once. @ref g_transfer_server_ok and the sender's
- * @ref lan_transfer_arg::count are the only state that threads share; both are written atomically.
+ * Any number of threads may receive at the same time, into different files. Only one thread of the machine
+ * can send: a second one cannot bind the port and ends at once. @ref g_transfer_server_ok and the sender's
+ * @ref lan_transfer_arg::count are the only shared state; both are written atomically.
  */
 
 #include <stdint.h>
@@ -49,7 +50,7 @@ extern "C" {
 enum lan_transfer_constant {
     LAN_TRANSFER_PORT = 7000,    /**< TCP port of the sender */
     LAN_TRANSFER_CHUNK = 262144, /**< bytes per send, and of the buffer that both sides keep on the stack */
-    LAN_TRANSFER_STACK_SIZE = 327680 /**< bytes of stack that suffice for a thread that sends or receives */
+    LAN_TRANSFER_STACK_SIZE = 327680 /**< bytes of stack for a thread that sends or receives */
 };
 
 #if defined(__GNUC__)
@@ -59,8 +60,8 @@ enum lan_transfer_constant {
 
 /** What lan_transfer_file() is to send, and how often. */
 typedef struct lan_transfer_arg {
-    uint8_t count; /**< clients to serve; counted down after each, so it tells how many are still to come */
-    char path[];   /**< path of the file, terminated by a zero byte */
+    uint8_t count; /**< clients to serve; decremented after each: the number still to be served */
+    char path[];   /**< path of the file, terminated by a NUL */
 } lan_transfer_arg;
 
 #if defined(__GNUC__)
@@ -68,9 +69,9 @@ typedef struct lan_transfer_arg {
 #endif
 
 /**
- * Set to 1 by the sending thread just before it listens, for each client anew; never cleared here. The write
- * is atomic: a thread that polls it (with an atomic load) sees the change. A client that connects in the
- * instant between the two is still refused and tries again.
+ * Set to 1 by the sending thread immediately before it listens, for each client again; the library never
+ * clears it. The write is atomic: a thread that polls it (with an atomic load) sees the change. A client that
+ * connects between the write and listen(2) is refused and tries again.
  */
 extern int g_transfer_server_ok;
 
@@ -78,50 +79,51 @@ extern int g_transfer_server_ok;
  * Thread start routine: serves a file to @ref lan_transfer_arg::count clients, one after another, on all
  * interfaces.
  *
- * @oddity{It ends its thread} It ends the thread with pthread_exit(NULL) and never returns: one second after
- * the last client, or at once and without a word when the socket cannot be made or bound (another server has
- * the port), when the file cannot be opened, or when listen(2) or accept(2) fails, a signal handler's EINTR
- * included. After pthread_join() `count` tells what was done.
+ * @oddity{The call ends its thread} It ends the thread with pthread_exit(NULL) and never returns. It does so
+ * one second after the last client, and at once, without a message, when the socket cannot be created or
+ * bound (another server has the port), when the file cannot be opened, or when listen(2) or accept(2) fails,
+ * also with EINTR after a signal handler. After pthread_join() check `count`: it is the number of clients not
+ * served.
  *
- * - The file is opened once, its size taken anew for each client.
- * - A client that goes away is counted as served, and the next one is waited for. SIGPIPE is blocked in this
- *   thread, so that it never ends the process.
- * - There is no time limit: a client that reads nothing holds up the others.
+ * - The file is opened once; its size is read again for each client.
+ * - A client that disconnects counts as served, and the sender waits for the next one. SIGPIPE is blocked in
+ *   this thread, so it does not end the process.
+ * - There is no time limit: a client that reads nothing delays the others.
  * - After a failed listen or accept the file stays open.
  *
- * @oddity{Connections stay open} The connection of each client but the last stays open until the process
- * ends, one descriptor each: clients go by the size, not by the end of file. After an empty file they have
- * nothing to go by: each client but the last waits until the sender's process ends. Do not send empty files
- * to more than one client. Serve in a process of its own.
+ * @oddity{Connections stay open} The connection of each client but the last stays open, with its descriptor,
+ * until the process ends: clients count bytes and do not wait for the end of file. After an empty file there
+ * is nothing to count, and each client but the last waits until the sender's process ends. Run the sender in
+ * a process of its own, and do not send empty files to more than one client.
  *
- * @oddity{Descriptor 0 is closed} When the file cannot be opened, descriptor 0 is closed; when `count` is 0,
- * too, one second later. Keep descriptor 0 on /dev/null and expect it to be gone. The next open(2) returns
- * it.
+ * @oddity{Descriptor 0 is closed} Descriptor 0 is closed when the file cannot be opened, and also when
+ * `count` is 0, one second later. The next open(2) then returns 0. Open /dev/null as descriptor 0 and expect
+ * it to be closed.
  *
- * @oddity{Signals make gaps} A send that the kernel ends early (a signal handler ran) is not continued: the
- * rest of that chunk is missing on the wire, and the client, who counts, waits for it. Block signals in this
+ * @oddity{Signals leave gaps in the file} A send that the kernel ends early, because a signal handler ran, is
+ * not continued: the rest of that chunk is never sent, and the client waits for it. Block signals in this
  * thread.
  *
  * @par Stack and start
- * The thread needs a little more than LAN_TRANSFER_CHUNK bytes of stack; LAN_TRANSFER_STACK_SIZE suffices.
- * (The C library's default follows `ulimit -s`.) pthread_exit() of the GNU C library loads libgcc_s.so.1 when
- * it is first called and ends the process when there is none: a root file system on which this function runs
- * contains it.
+ * The thread needs a little more than LAN_TRANSFER_CHUNK bytes of stack; LAN_TRANSFER_STACK_SIZE is enough.
+ * (The C library's default follows `ulimit -s`.) pthread_exit() of the GNU C library loads libgcc_s.so.1 on
+ * its first call and ends the process when that library is missing: install it on the board.
  *
- * @param arg  a @ref lan_transfer_arg, alive and in place until the thread has ended.
+ * @param arg  a @ref lan_transfer_arg, which must exist until the thread has ended.
  * @return never.
  */
 void *lan_transfer_file(void *arg);
 
 /**
- * Connects to a sender and writes what arrives to a file.
+ * Connects to a sender and writes what it receives to a file.
  *
- * @oddity{Short files are a success} Receiving ends when the announced size has arrived or the sender closes:
- * a connection that broke in a clean way gives 0 and a short file. After an empty file the call waits for the
- * close: one second for the sender's last client, until the sender's process ends for the others. What
- * arrives beyond the announced size, in the same recv(2), is written too. Compare size and digest.
+ * @oddity{Short files return 0} Receiving ends when the announced size has been received or the sender closes
+ * the connection: when it closes early, the result is 0 and the file is short. After an empty file the call
+ * waits for the close: one second for the sender's last client, until the sender's process ends for the
+ * others. Bytes beyond the announced size that come with the same recv(2) are written too. Compare size and
+ * digest.
  *
- * Needs LAN_TRANSFER_CHUNK bytes of stack and a little more.
+ * Needs a little more than LAN_TRANSFER_CHUNK bytes of stack.
  *
  * | Result | Meaning                                                | Left open      |
  * |--------|--------------------------------------------------------|----------------|
@@ -129,18 +131,18 @@ void *lan_transfer_file(void *arg);
  * | 1      | no socket                                              |                |
  * | 2      | SO_REUSEADDR refused                                   | socket         |
  * | 3      | no local port                                          | socket         |
- * | 4      | @p ip is no IPv4 address, for example 256.1.1.1        | socket         |
+ * | 4      | @p ip is not an IPv4 address, for example 256.1.1.1    | socket         |
  * | 5      | no connection                                          |                |
  * | 6      | file cannot be created                                 |                |
  * | 7      | receiving failed                                       | file           |
  * | 8      | writing failed                                         | file           |
  *
- * errno is that of the failed call as far as closing the socket leaves it. With 7 and 8 the last bytes that
- * were received may not be in the file. The end of writing is not checked: a disk that fills up with the last
- * few kilobytes still gives 0. Compare sizes.
+ * errno is that of the failed call, unless closing the socket changes it. After 7 and 8 the last bytes
+ * received may be missing from the file. The final flush is not checked: when the disk fills up with the last
+ * few kilobytes, the result is still 0. Compare sizes.
  *
  * @param path  file to create or to overwrite.
- * @param ip    IPv4 address of the sender, in a form that inet_aton(3) takes.
+ * @param ip    IPv4 address of the sender, in a form that inet_aton(3) accepts.
  * @return 0 to 8.
  */
 int mma_lan_transfer(const char *path, const char *ip);

@@ -18,7 +18,8 @@ extern "C" {
 /**
  * The host's byte-order code, for numeral_value_byte_order_convert().
  *
- * @oddity{Every host says 0} The code names "the host's order", not big or little. Do not branch on it.
+ * @oddity{The code is 0 on every host} The code means "the host's order", not big-endian or little-endian. Do
+ * not branch on it.
  *
  * @return always 0, on every host.
  */
@@ -27,11 +28,11 @@ uint32_t get_host_byte_order(void);
 /**
  * Converts the low bytes of @p value from one byte order to another.
  *
- * @oddity{Orders are only compared} The two orders are only compared: equal codes keep the bytes as they
- * stand, any two different codes reverse them. Either way the result is cut to the size, so equal orders
- * still truncate. Pass 0 for "as here", 1 for "the other".
+ * @oddity{Orders are only compared} The two codes are only compared: equal codes keep the order of the bytes,
+ * any two different codes reverse it. The result is always truncated to the size, also for equal codes. Pass
+ * 0 for the host's order and 1 for the opposite one.
  *
- * @param value       the integer; its bytes are taken from the low end.
+ * @param value       the integer; only its low bytes, as many as @p size_code says, are converted.
  * @param from_order  byte-order code of @p value (0 is the host's).
  * @param to_order    byte-order code wanted.
  * @param size_code   width: 0 = 1 byte, 1 = 2, 2 = 4, 3 = 8. Above 3, equal orders return @p value unchanged
@@ -45,12 +46,12 @@ uint64_t numeral_value_byte_order_convert(uint64_t value, uint32_t from_order, u
  * Writes a bit field in place: clears bits @p bit_index_a to @p bit_index_b and ORs @p value, shifted to the
  * lower of the two, into the integer.
  *
- * @oddity{Values spill over} @p value is not cut to the field's width: its bits above the width are ORed into
+ * @oddity{Values are not masked} @p value is not masked to the field's width: its excess bits are ORed into
  * the bits above the field. Setting bits 4-7 of 0 to 0x1F gives 0x1F0. Pass values that fit.
  *
  * @param operated_integer  the integer to change; null ends the process through an assertion.
- * @param bit_index_a       one end of the field, 0 (least significant) to 63; the ends may come in either
- * order and both belong to the field.
+ * @param bit_index_a       one end of the field, 0 (least significant) to 63. The two ends may be given in
+ *                          either order; both belong to the field.
  * @param bit_index_b       the other end. An upper end above 63 counts as 63; with both ends above 63 nothing
  *                          is changed.
  * @param value             the new contents of the field.

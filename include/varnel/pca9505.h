@@ -6,24 +6,24 @@
  * @file
  * PCA9505 40-bit I/O expander (NXP datasheet, register table): five banks of eight pins.
  *
- * @oddity{Numbers are not checked} Banks are 0-4 and bits 0-7; neither is checked. The register of a bank is
- * the group's base + bank, modulo 256; a bit of 8 or more changes and reads nothing. Check them before the
- * call.
+ * @oddity{Numbers are not checked} Banks are 0-4 and bits 0-7; neither is range-checked. The register of a
+ * bank is the group's base + bank, modulo 256. A bit of 8 or more changes nothing and reads as 0. Check them
+ * before the call.
  *
  * Every function returns 0, or -1 when a bus call failed.
  *
- * @oddity{Registers are selected twice} A register is always selected by a one-byte write of its own first,
- * even before a two-byte write that carries the register again. The chip is reached through the platform's
- * primitives directly, and their results count as whole ints: a one-byte transfer must return exactly 1, a
- * two-byte write exactly 2. Expect one more transfer per access in traces and time budgets. A result above 16
- * bits is a failure, unlike in smbus.h.
+ * @oddity{Registers are selected twice} A register is always selected by a separate one-byte write first,
+ * even before a two-byte write that contains the register number again. Expect one more transfer per access
+ * in traces and time budgets. The driver calls the platform's primitives directly, and their results count as
+ * whole ints: a one-byte transfer must return exactly 1, a two-byte write exactly 2. A result above 16 bits
+ * is a failure, unlike in smbus.h.
  *
  * @par Diagnostics
  *
- * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
- * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text. errno is the platform's, even when the line could not be
- * printed. Keep standard output for the log.
+ * @oddity{Failed calls are printed} When a bus call fails, the function prints one line to standard output,
+ * `FILE:LINE:FUNCTION():CALL`, and returns -1. Later steps are not sent and nothing is retried. The line
+ * numbers are fixed parts of the text and do not refer to the source. errno is the platform's, even when the
+ * line could not be printed. Redirect standard output to the log.
  *
  * @par Threads
  * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
@@ -42,7 +42,7 @@ extern "C" {
  * @param device  device handle (smbus.h).
  * @param reg     register number: 0x00-0x04 input, 0x08-0x0C output, 0x10-0x14 polarity, 0x18-0x1C
  *                configuration, 0x20-0x24 interrupt mask.
- * @param data    receives the byte; not null. After a failed read it holds what the bus left there.
+ * @param data    receives the byte; not null. After a failed read it holds what the platform stored.
  * @return 0, or -1.
  */
 int pca9505_get_reg_data(uint32_t device, uint8_t reg, uint8_t *data);
@@ -53,7 +53,7 @@ int pca9505_get_reg_data(uint32_t device, uint8_t reg, uint8_t *data);
  * @param device  device handle.
  * @param reg     register number (not a bank): 0-4 for pin levels.
  * @param bit     bit in the register.
- * @param data    receives 0 or 1; not null. After a failed read it holds what the bus left there.
+ * @param data    receives 0 or 1; not null. After a failed read it holds what the platform stored.
  * @return 0, or -1.
  */
 int pca9505_get_port_data(uint32_t device, uint8_t reg, uint8_t bit, uint8_t *data);
@@ -61,7 +61,7 @@ int pca9505_get_port_data(uint32_t device, uint8_t reg, uint8_t bit, uint8_t *da
 /**
  * @name One pin
  *
- * Select, read the old byte, write it back with the pin's bit changed.
+ * Each selects the register, reads the old byte and writes it back with the pin's bit changed.
  *
  * @param device  device handle.
  * @param bank    bank number.
@@ -73,9 +73,9 @@ int pca9505_get_port_data(uint32_t device, uint8_t reg, uint8_t bit, uint8_t *da
 int pca9505_set_port_input(uint32_t device, uint8_t bank, uint8_t bit);
 /** Makes the pin an output (configuration bit 0). */
 int pca9505_set_port_output(uint32_t device, uint8_t bank, uint8_t bit);
-/** Drives the pin high. Starts from the output register, unlike the PCA9555 driver. */
+/** Drives the pin high. Computed from the output register, unlike in the PCA9555 driver. */
 int pca9505_set_port_high(uint32_t device, uint8_t bank, uint8_t bit);
-/** Drives the pin low. Starts from the output register, unlike the PCA9555 driver. */
+/** Drives the pin low. Computed from the output register, unlike in the PCA9555 driver. */
 int pca9505_set_port_low(uint32_t device, uint8_t bank, uint8_t bit);
 /** @} */
 

@@ -4,7 +4,7 @@
 
 /**
  * @file
- * PCA9541 selector of one of two bus masters (NXP datasheet, registers 0 to 2).
+ * PCA9541 bus master selector: connects one of two masters to a shared bus (NXP datasheet, registers 0 to 2).
  *
  * Every function returns 0, or -1 when a bus call failed; nothing is printed.
  *
@@ -32,7 +32,7 @@ int pca9541_set_intmask(uint32_t device, uint8_t mask);
  * Reads the control register (1): bit 0 MYBUS, 1 NMYBUS, 2 BUSON, 3 NBUSON, 4 BUSINIT, 6 TESTON, 7 NTESTON.
  *
  * @param device  device handle.
- * @param byte    receives the register; not null. After a failure it holds what the bus left there.
+ * @param byte    receives the register; not null. After a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 int pca9541_read_ctrl(uint32_t device, uint8_t *byte);
@@ -41,7 +41,7 @@ int pca9541_read_ctrl(uint32_t device, uint8_t *byte);
  * Reads the interrupt status register (2).
  *
  * @param device  device handle.
- * @param byte    receives the register; not null. After a failure it holds what the bus left there.
+ * @param byte    receives the register; not null. After a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 int pca9541_get_intstatus(uint32_t device, uint8_t *byte);
@@ -50,11 +50,11 @@ int pca9541_get_intstatus(uint32_t device, uint8_t *byte);
 int pca9541_clear_intstatus(uint32_t device);
 
 /**
- * Takes the downstream bus for this master with one read and one write of the control register: MYBUS =
+ * Requests the downstream bus for this master with one read and one write of the control register: MYBUS =
  * NMYBUS, BUSON = not NBUSON, BUSINIT = 1, all other bits 0.
  *
- * @oddity{Success is not ownership} There is no retry and no wait, and the outcome is not checked: read the
- * control register to learn whether the bus is ours (MYBUS equal to NMYBUS, BUSON different from NBUSON).
+ * @oddity{0 does not mean ownership} The call neither retries nor waits, and does not check the outcome. Read
+ * the control register: this master has the bus when MYBUS equals NMYBUS and BUSON differs from NBUSON.
  *
  * @param device  device handle.
  * @return 0 when both transfers succeeded, -1 otherwise.

@@ -7,20 +7,20 @@
  * PCA9546 4-channel I2C multiplexer (NXP datasheet, control register).
  *
  * @oddity{Channels are a control byte} `channel` is the control byte itself, not a channel number: bit n
- * enables channel n, so several channels can be on at once and 0 disconnects all. Channel 3 alone is 0x08,
- * while 3 connects channels 0 and 1: pass `1 << n`.
+ * enables channel n, so several channels can be on at once and 0 disconnects all. Channel 3 alone is 0x08; 3
+ * connects channels 0 and 1. Pass `1 << n`.
  *
  * Every function returns 0, or -1 when the bus call failed.
  *
  * @par Diagnostics
  *
- * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
- * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text. errno is the platform's, even when the line could not be
- * printed. Keep standard output for the log.
+ * @oddity{Failed calls are printed} When a bus call fails, the function prints one line to standard output,
+ * `FILE:LINE:FUNCTION():CALL`, and returns -1. Later steps are not sent and nothing is retried. The line
+ * numbers are fixed parts of the text and do not refer to the source. errno is the platform's, even when the
+ * line could not be printed. Redirect standard output to the log.
  *
  * @par Threads
- * No state and no lock. Selecting a channel and using a chip behind it is a sequence that callers serialise.
+ * No state and no lock. Callers serialise the sequence of selecting a channel and using a chip behind it.
  */
 
 #include <stdint.h>
@@ -33,8 +33,8 @@ extern "C" {
  * Connects channels.
  *
  * @param device   device handle (smbus.h).
- * @param channel  control byte, a bit per channel. 0 disconnects all; there is no call of its own for
- *                 that.
+ * @param channel  control byte, a bit per channel. 0 disconnects all channels; there is no separate function
+ *                 for that.
  * @return 0, or -1.
  */
 int pca9546_enable_channel(uint32_t device, uint8_t channel);
@@ -43,7 +43,7 @@ int pca9546_enable_channel(uint32_t device, uint8_t channel);
  * Reads the control byte.
  *
  * @param device   device handle.
- * @param channel  receives it; not null. After a failure it holds what the bus left there.
+ * @param channel  receives it; not null. After a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 int pca9546_get_channel(uint32_t device, uint8_t *channel);

@@ -8,20 +8,20 @@
  *
  * Ports (pins) are numbered 0-15: port p is bit p % 8 of bank p / 8.
  *
- * @oddity{Numbers are not checked} Numbers are not checked; a port of 16 or more addresses registers beyond
- * the chip's. Check them before the call.
+ * @oddity{Numbers are not checked} Port and bank numbers are not range-checked: a port of 16 or more
+ * addresses registers that the chip does not have. Check them before the call.
  *
  * Every function returns 0, or -1 when a bus call failed.
  *
- * @oddity{Pins that are not listed change} Functions that take a list of ports set all others to the
- * opposite. List all that matter.
+ * @oddity{Unlisted pins change} A function that takes a list of ports sets all other ports to the opposite.
+ * List every port that matters.
  *
  * @par Diagnostics
  *
- * @oddity{Failed calls are printed} A failed bus call prints one line to standard output,
- * `FILE:LINE:FUNCTION():CALL`, and ends the function with -1; later steps are not sent and nothing is
- * retried. The line numbers belong to the text. errno is the platform's, even when the line could not be
- * printed. Keep standard output for the log.
+ * @oddity{Failed calls are printed} When a bus call fails, the function prints one line to standard output,
+ * `FILE:LINE:FUNCTION():CALL`, and returns -1. Later steps are not sent and nothing is retried. The line
+ * numbers are fixed parts of the text and do not refer to the source. errno is the platform's, even when the
+ * line could not be printed. Redirect standard output to the log.
  *
  * @par Threads
  * No state and no lock. Read-modify-write sequences are not atomic against other users of the chip; callers
@@ -41,7 +41,7 @@ extern "C" {
  * first failed. Pins that are not listed get the opposite setting.
  *
  * @param device  device handle (smbus.h).
- * @param ports   port numbers; 16 and more add nothing.
+ * @param ports   port numbers; numbers of 16 and more are ignored.
  * @param count   how many; 0 or less is an empty list.
  * @return 0, or -1.
  */
@@ -59,7 +59,7 @@ int pca9555_init_port_input(uint32_t device, const uint8_t *ports, int count);
 /**
  * @name The same for the PCA9554
  *
- * One write each: output register 1 or configuration register 3. Ports of 8 and more add nothing.
+ * One write each: output register 1 or configuration register 3. Port numbers of 8 and more are ignored.
  *
  * @param device  device handle.
  * @param ports   port numbers.
@@ -80,9 +80,10 @@ int pca9554_init_port_input(uint32_t device, const uint8_t *ports, int count);
 /**
  * Drives one port high.
  *
- * @oddity{Levels start from the pins} The new output byte starts from the bank's @b input register, not from
- * its output register: the other outputs of the bank are rewritten with the levels now read on their pins.
- * One that is held low from outside is then driven low: write whole banks where that can happen.
+ * @oddity{Levels are computed from the pins} The new output byte is computed from the bank's @b input
+ * register, not from its output register: the other outputs of the bank are rewritten with the levels now
+ * read on their pins. An output that is held low from outside is driven low afterwards. Write whole banks
+ * where that can happen.
  *
  * @param device  device handle.
  * @param port    port number.
@@ -91,7 +92,7 @@ int pca9554_init_port_input(uint32_t device, const uint8_t *ports, int count);
 int pca9555_set_port_high(uint32_t device, uint8_t port);
 
 /**
- * Drives one port low; starts from the input register like pca9555_set_port_high().
+ * Drives one port low; computed from the input register, as in pca9555_set_port_high().
  *
  * @param device  device handle.
  * @param port    port number.
@@ -102,7 +103,7 @@ int pca9555_set_port_low(uint32_t device, uint8_t port);
 /**
  * @name Direction of one port
  *
- * The other directions of its bank stay as they are.
+ * The other directions of its bank do not change.
  *
  * @param device  device handle.
  * @param port    port number.
@@ -120,7 +121,7 @@ int pca9555_set_port_output(uint32_t device, uint8_t port);
  *
  * @param device  device handle.
  * @param port    port number.
- * @param data    receives 1 for high, 0 for low; not null. After a failure it holds what the bus left there.
+ * @param data    receives 1 for high, 0 for low; not null. After a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 int pca9555_get_port_data(uint32_t device, uint8_t port, uint8_t *data);
@@ -130,8 +131,8 @@ int pca9555_get_port_data(uint32_t device, uint8_t port, uint8_t *data);
  *
  * @param device  device handle.
  * @param port    port number.
- * @param data    receives 1 for an input, 0 for an output; not null. After a failure it holds what the bus
- *                left there.
+ * @param data    receives 1 for an input, 0 for an output; not null. After a failure it holds what the
+ *                platform stored.
  * @return 0, or -1.
  */
 int pca9555_get_port_dir(uint32_t device, uint8_t port, uint8_t *data);
@@ -142,7 +143,7 @@ int pca9555_get_port_dir(uint32_t device, uint8_t port, uint8_t *data);
  * @param device  device handle.
  * @param bank    0 or 1; not checked, the register is base + bank modulo 256.
  * @param data    the byte written, or the byte that receives the register; not null. After a failed read it
- *                holds what the bus left there.
+ *                holds what the platform stored.
  * @return 0, or -1.
  */
 /** @{ */
@@ -167,8 +168,8 @@ int pca9555_set_bank_dir(uint32_t device, uint8_t bank, uint8_t data);
  *
  * @oddity{The count is an array of indices} @p count is not a counter but an array of indices. Word 0 is set
  * to 0; then the k-th port found (from 0) is stored in `ports[count[k]]`. No word is incremented, so the
- * number of ports found is not returned. To get all ports in order, fill @p ports with a value that is no
- * port number and preset @p count:
+ * number of ports found is not returned. To get all ports in order, preset @p count with 0 to 15, and fill
+ * @p ports with a value that is not a port number:
  *
  * @code
  * uint8_t ports[16];
@@ -185,7 +186,7 @@ int pca9555_set_bank_dir(uint32_t device, uint8_t bank, uint8_t data);
 int pca9555_get_high_port(uint32_t device, uint8_t *ports, uint32_t *count);
 
 /**
- * Lists the ports that read low; in everything else like pca9555_get_high_port().
+ * Lists the ports that read low; otherwise as pca9555_get_high_port().
  *
  * @param device  device handle.
  * @param ports   as for pca9555_get_high_port().

@@ -4,27 +4,27 @@
 
 /**
  * @file
- * The port: the eleven functions that the library imports from whatever stands under it.
+ * The port: the eleven functions that the library imports from the platform.
  *
- * The library defines none of these. A board's own libraries, libvarnel_platform for any Linux, or the
- * simulated board provide them with C linkage. Each is bound when it is first called, so a program needs only
- * those of the families it uses:
+ * The library defines none of them. A board's own libraries, libvarnel_platform for any Linux, or the
+ * simulated board provide them, with C linkage. Each is bound when it is first called, so a program needs
+ * only those of the families it uses:
  *
  * - SMBus and chip drivers: i2c_master_write_on_bus(), i2c_master_read_on_bus(), i2c_writeread_on_bus()
  * - queues: file_lock_write(), file_unlock(), IDBG_LINUXAPP_DbgOut()
  * - relay: smc_get_shared_memory(), get_device_ip(), LIBIPMI_Create_IPMI20_Session(),
  *   LIBIPMI_Send_RAW_IPMI2_0_Command(), LIBIPMI_CloseSession()
  *
- * This page is written for whoever provides them: what the library passes, what it does with the result, and
- * what must hold for its own promises to hold. docs/porting.md has a command to check each function with.
+ * This page is for authors of a platform: what the library passes, what it does with the result, and what it
+ * requires. docs/porting.md has a command that checks each function.
  *
  * @par Threads
- * All must be callable from several threads at once and in a child after fork(), whatever the parent's other
- * threads were doing at that moment. The library takes no lock around them.
+ * All must be callable from several threads at once, and in a child after fork(), whatever the parent's other
+ * threads did at that moment. The library holds no lock around the calls.
  *
  * @par errno
- * The library hands errno on to its callers as the platform left it. What libvarnel_platform sets is said for
- * each function; another platform may set other values.
+ * The library passes the platform's errno on to its callers. The values that libvarnel_platform sets are
+ * listed for each function; another platform may set other values.
  */
 
 #include <stdint.h>
@@ -37,22 +37,22 @@ extern "C" {
  * @name I2C
  *
  * Each call is one bus transaction that nothing else on the adapter interrupts: START, the phases with a
- * repeated START between them, STOP. Nothing is to be retried here: a chip may have acted on a transfer that
- * failed, and callers decide.
+ * repeated START between them, STOP. A platform must not retry: a chip may have acted on a transfer that
+ * failed, so callers decide.
  *
- * The library passes bus and slave from a device handle unchecked, so a platform refuses what it has not.
- * Frames are 0 to 34 bytes written and 0 to 33 read, except in smbus_flexible_write_read_to_device(), which
- * passes up to 255 of each.
+ * The library passes bus and slave from a device handle unchecked; a platform refuses those that it does not
+ * have. Frames are 0 to 34 bytes written and 0 to 33 read, except in smbus_flexible_write_read_to_device(),
+ * which passes up to 255 of each.
  *
  * @par errno of libvarnel_platform
  * - ENXIO, EREMOTEIO: no acknowledge; which one depends on the adapter's driver
  * - EINVAL: @p slave above 0x7F; more than 8192 bytes
- * - ENODEV: no such bus, or its adapter went away
+ * - ENODEV: no such bus, or its adapter was removed
  * - EOPNOTSUPP: the adapter cannot do a transfer of this shape
- * - EPROTO: on an adapter for SMBus alone, the chip announced a shorter block than was asked for
+ * - EPROTO: on an adapter that does only SMBus, the chip announced a shorter block than was asked for
  * - EIO: the transfer ended early
- * - others as the adapter's driver gives them, such as EAGAIN (arbitration lost) and ETIMEDOUT (Linux,
- *   Documentation/i2c/fault-codes.rst), or as opening the bus does, such as EACCES and EMFILE
+ * - others of the adapter's driver, such as EAGAIN (arbitration lost) and ETIMEDOUT (Linux,
+ *   Documentation/i2c/fault-codes.rst), or of opening the bus, such as EACCES and EMFILE
  */
 /** @{ */
 
@@ -62,10 +62,11 @@ extern "C" {
  * @param bus     I2C adapter number.
  * @param slave   7-bit slave address, unshifted.
  * @param buffer  the bytes; readable even when @p length is 0.
- * @param length  number of bytes. 0 is an SMBus quick command: address and STOP only (SMBus 3.2
- *                section 6.5.1).
+ * @param length  number of bytes. 0 is an SMBus quick command: address and STOP only (SMBus 3.2 section
+ *                6.5.1).
  * @return @p length when all were written. Anything else is a failure: a smaller count, or -1. SMBus
- * functions look at the low 16 bits only, as a signed number; the PCA9505 driver at the whole value.
+ *         functions compare only the low 16 bits, as a signed number; the PCA9505 driver compares the whole
+ *         value.
  */
 int i2c_master_write_on_bus(uint8_t bus, uint8_t slave, const uint8_t *buffer, uint16_t length);
 
@@ -74,8 +75,8 @@ int i2c_master_write_on_bus(uint8_t bus, uint8_t slave, const uint8_t *buffer, u
  *
  * @param bus     I2C adapter number.
  * @param slave   7-bit slave address, unshifted.
- * @param buffer  receives the bytes; writable for one byte even when @p length is 0. Leave it alone on
- *                failure if you can: smbus_recv_byte_to_device() hands on the caller's own byte.
+ * @param buffer  receives the bytes; writable for one byte even when @p length is 0. If possible, leave it
+ *                unchanged on failure: smbus_recv_byte_to_device() passes its caller's own byte.
  * @param length  number of bytes; 0 is an SMBus quick command with the read bit.
  * @return as for i2c_master_write_on_bus().
  */
@@ -89,10 +90,10 @@ int i2c_master_read_on_bus(uint8_t bus, uint8_t slave, uint8_t *buffer, uint16_t
  * @param write_buffer  the bytes to write.
  * @param read_buffer   receives the bytes read. What it holds before the call is not part of the transaction.
  * @param write_length  number of bytes to write.
- * @param read_length   number of bytes to read, exactly: in a block read, too, where the first byte is the
+ * @param read_length   number of bytes to read, exactly; also in a block read, where the first byte is the
  *                      chip's own count.
- * @return 0 on success, anything else on failure. @b Careful: callers look at the low 16 bits only, so
- * neither a count nor 0x10000 is a way to say "failed"; use -1.
+ * @return 0 on success, anything else on failure. @b Careful: callers compare only the low 16 bits, so
+ *         0x10000 is success to them. Return -1 for failure, not a count.
  */
 int i2c_writeread_on_bus(uint8_t bus, uint8_t slave, const uint8_t *write_buffer, uint8_t *read_buffer,
                          uint16_t write_length, uint16_t read_length);
@@ -104,31 +105,32 @@ int i2c_writeread_on_bus(uint8_t bus, uint8_t slave, const uint8_t *write_buffer
 /** @{ */
 
 /**
- * Locks a queue for one write: excludes every other writer, whether it is another process that opened the
- * queue itself, a process that shares an inherited descriptor, or another thread of this process. Record
- * locks of fcntl() do not exclude threads, and a process loses them when any of its threads closes any
- * descriptor of the file, which post_message_to_named_queue() does. Locks of open file descriptions
- * (F_OFD_SETLKW) and flock() do not exclude processes that share an inherited descriptor.
+ * Locks a queue for one write. The lock excludes every other writer: another process that opened the queue
+ * itself, a process that shares an inherited descriptor, and another thread of this process. Record locks of
+ * fcntl() do not exclude threads, and a process loses them when any of its threads closes any descriptor of
+ * the file, which post_message_to_named_queue() does. Locks of open file descriptions (F_OFD_SETLKW) and
+ * flock() do not exclude processes that share an inherited descriptor.
  *
- * A failure does not stop the library: it prints a line, writes unlocked, and calls file_unlock() all the
- * same.
+ * A failure does not stop the library: it prints a line, writes without the lock, and still calls
+ * file_unlock().
  *
- * libvarnel_platform: waits without limit; a signal does not end the wait, nor is it a cancellation point.
- * Locking again what the calling thread holds succeeds and does not nest. At most 256 files are locked at a
- * time by one process. A lock held by a thread that exits is released when the process ends.
+ * libvarnel_platform waits without limit; a signal does not end the wait, and the wait is not a cancellation
+ * point. Locking again a file that the calling thread has locked succeeds and does not nest. One process can
+ * lock at most 256 files at a time. A lock held by a thread that exits is released when the process ends.
  *
- * While it is locked, libvarnel_platform has a descriptor of its own on the file, opened through /proc, and
- * closes it when the lock is released. This ends record locks on the file that the process took itself.
- * Record locks of other processes on the whole file exclude the lock, and are excluded; the calling thread
- * must not take one meanwhile, because it would wait for itself. Where the file cannot be opened again (no
- * /proc, no permission any more, out of descriptors, a pipe without a reader, neither pipe nor regular file),
- * the lock is a record lock and a lock among threads, which other processes no longer respect once the
- * process has closed any descriptor of the file.
+ * While the file is locked, libvarnel_platform keeps a descriptor of its own for it, opened through /proc;
+ * unlocking closes it, which ends record locks that the process itself took on the file. The lock excludes
+ * record locks of other processes on the whole file, and they exclude it. The calling thread must not take a
+ * record lock while it holds the lock, because it would wait for itself. The file cannot always be opened
+ * again: no /proc, permission denied by now, out of descriptors, a pipe without a reader, neither pipe nor
+ * regular file. The lock is then a record lock and a lock among threads, and it no longer excludes other
+ * processes after the process has closed any descriptor of the file.
  *
- * @param fd  descriptor open for writing; -1 after a failed open, which must give -1.
- * @return 0; -1 on failure. errno is unchanged on success. libvarnel_platform: EBADF no descriptor or not
- * open for writing; EDEADLK the calling thread holds a lock that the holder waits for, as far as the kernel
- * sees it: not when a process has closed a descriptor of a file that it has locked; ENOLCK out of locks.
+ * @param fd  descriptor open for writing; -1 after a failed open, for which the result must be -1.
+ * @return 0; -1 on failure. errno is unchanged on success. libvarnel_platform: EBADF, not a descriptor or not
+ *         open for writing; EDEADLK, the calling thread holds a lock that the holder waits for, as far as the
+ *         kernel can detect it (not after a process closed a descriptor of a file that it has locked);
+ *         ENOLCK, out of locks.
  */
 int file_lock_write(int fd);
 
@@ -136,26 +138,27 @@ int file_lock_write(int fd);
  * Releases the lock of file_lock_write().
  *
  * @param fd  the same descriptor, or another one of the same file.
- * @return 0, also when the calling thread has no lock, which changes nothing; -1 on failure. @b errno is
- * unchanged on success: the library calls this between a failed write and the line that prints the write's
- * errno. libvarnel_platform: EBADF; EPERM when another thread of the process holds the lock, which it keeps.
+ * @return 0, also when the calling thread holds no lock (nothing changes then); -1 on failure. @b errno is
+ *         unchanged on success: the library calls this between a failed write and the line that prints the
+ *         write's errno. libvarnel_platform: EBADF; EPERM when another thread of the process holds the lock,
+ *         which stays locked.
  */
 int file_unlock(int fd);
 
 /**
  * Debug output.
  *
- * @param level   the library passes 0x82. libvarnel_platform takes the low three bits as the syslog priority
+ * @param level   the library passes 0x82. libvarnel_platform uses the low three bits as the syslog priority
  *                (0x82: LOG_CRIT) and ignores the others.
  * @param format  printf format, ending in a newline; the arguments follow.
  * @return ignored by the library. libvarnel_platform: the length of the text, or a negative value.
  *
- * libvarnel_platform calls syslog(). After a fork while another thread of the parent was inside syslog(),
- * whose lock then stays taken in the child, it waits a second, once, and then sends the lines itself: with
- * the program's name and LOG_USER instead of what openlog() was given, without a time, and cut off after 8
- * KiB.
+ * libvarnel_platform calls syslog(). When a process forks while another of its threads is inside syslog(),
+ * the lock of syslog() stays held in the child. libvarnel_platform then waits one second, once, and sends the
+ * lines itself: with the program's name and LOG_USER instead of the arguments of openlog(), without a time,
+ * and truncated to 8 KiB.
  *
- * errno must be unchanged afterwards: the library prints it next.
+ * errno must be unchanged after the call: the library prints it next.
  */
 int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...)
 #ifdef __GNUC__
@@ -177,14 +180,14 @@ int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...)
  * | bytes  | content                                                        |
  * |--------|----------------------------------------------------------------|
  * | 0-1    | not read                                                       |
- * | 2-17   | user name, ended by a zero byte unless all 16 are used         |
- * | 18-37  | password, ended by a zero byte unless all 20 are used          |
+ * | 2-17   | user name, terminated by a NUL unless all 16 are used          |
+ * | 18-37  | password, terminated by a NUL unless all 20 are used           |
  *
- * @param dev_id  controller number; a daemon's own mistake may be any integer.
- * @return the record. @b Never null: the library does not look before it reads 38 bytes, so a controller that
- *         is not there has a record of zeros. The record must stand still while the library copies it: give
- *         a copy, not a live table. libvarnel_platform: a copy that belongs to the calling thread,
- * overwritten by its next call.
+ * @param dev_id  controller number; may be any integer, because callers' numbers are not checked.
+ * @return the record. @b Never null: the library reads 38 bytes without a check, so return a record of zeros
+ *         for a controller that is not there. The record must not change while the library copies it: return
+ *         a copy, not a live table. libvarnel_platform: a copy that belongs to the calling thread and is
+ *         overwritten by its next call.
  */
 uint8_t *smc_get_shared_memory(int dev_id);
 
@@ -192,8 +195,8 @@ uint8_t *smc_get_shared_memory(int dev_id);
  * The address of a controller.
  *
  * @param dev_id  controller number, as above.
- * @param ip      receives the IPv4 address as dotted text with its zero byte; room for 20 bytes. "0.0.0.0"
- *                says that there is none: then no session is tried. It must be written in every case.
+ * @param ip      receives the IPv4 address as dotted text and a NUL; room for 20 bytes. "0.0.0.0" means no
+ *                address: the library then tries no session. It must be written in every case.
  * @return ignored by the library. libvarnel_platform: 0; -1 with ENODEV when there is none.
  */
 int get_device_ip(int dev_id, char *ip);
@@ -202,8 +205,9 @@ int get_device_ip(int dev_id, char *ip);
 /**
  * @name IPMI 2.0 sessions over LAN (ipmi_relay.h)
  *
- * The library judges a status by its low 16 bits: 0 is success, all others are one failure to it. A relay is
- * one session: create, send one command, close; a close follows every successful create and no other.
+ * The library uses the low 16 bits of a status: 0 is success, and all other values are treated as one
+ * failure. A relay is one session: create, send one command, close. The library closes a session exactly when
+ * its create succeeded.
  *
  * The statuses of libvarnel_platform_ipmi are listed in docs/porting.md.
  */
@@ -212,14 +216,14 @@ int get_device_ip(int dev_id, char *ip);
 /**
  * Opens a session.
  *
- * Each argument has one value, or two where said; what the unnamed ones mean is the platform's choice.
- * libvarnel_platform_ipmi uses the named ones.
+ * Each argument has one value, or two where stated. The platform defines the meaning of the unnamed ones;
+ * libvarnel_platform_ipmi uses only the named ones.
  *
- * @param session    storage for the session. The relay gives 32 zeroed bytes; lan_create_session() whatever
- * its caller gives. Keep more than 32 bytes elsewhere and a pointer here.
+ * @param session    storage for the session. The relay passes 32 zeroed bytes; lan_create_session() passes
+ *                   its caller's storage. If the session needs more than 32 bytes, store a pointer here.
  * @param host       IPv4 address as dotted text; never "0.0.0.0".
  * @param port       623 (IPMI 2.0 section 13.1.2).
- * @param user_name  16 bytes. @b Not terminated when the name has 16 characters: look at no more than 16.
+ * @param user_name  16 bytes. @b Not terminated when the name has 16 characters: read no more than 16.
  * @param password   20 bytes. @b Not terminated when the password has 20 characters.
  * @param argument6  6.
  * @param argument7  null.
@@ -230,8 +234,9 @@ int get_device_ip(int dev_id, char *ip);
  * @param argument12 0x20.
  * @param argument13 0.
  * @param argument14 0.
- * @param timeout    5: seconds after which a silent host is given up.
- * @return 0 when the session is open. Otherwise nothing may be left that a close would have to free.
+ * @param timeout    5: seconds after which a host that does not answer counts as a failure.
+ * @return 0 when the session is open. After any other result there is no close, so the platform must have
+ *         freed everything.
  */
 uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t port, const char *user_name,
                                        const char *password, uint8_t argument6, uint8_t *argument7,
@@ -242,8 +247,7 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
 /**
  * Sends one command and waits for its response.
  *
- * The last five arguments before the time-out are those of the daemon that asked for the relay; the library
- * passes them on unseen.
+ * The five arguments before the time-out are the relay's caller's; the library passes them on unread.
  *
  * @param session       an open session.
  * @param lun           0.
@@ -254,7 +258,7 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
  * @param res           receives the response data. libvarnel_platform_ipmi: the completion code first, as on
  *                      the wire (IPMI 2.0 section 5.2), then the command's own bytes.
  * @param res_len       on entry the room in @p res, on return the bytes stored there. Agree on this with the
- *                      daemons: the library does neither set nor read it.
+ *                      daemons: the library neither sets nor reads it.
  * @param timeout       10: seconds.
  * @return 0 when the command was carried out. libvarnel_platform_ipmi: a completion code other than 0 is
  *         returned as it is (1 to 255), with the response stored.
@@ -264,10 +268,10 @@ uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t lun, uint8_t ne
                                           int timeout);
 
 /**
- * Closes a session and frees what belongs to it, also when the other end does not answer any more.
+ * Closes a session and frees its resources, also when the other end no longer answers.
  *
  * @param session  an open session.
- * @return 0 on success. The relay ignores it, lan_close_session() does not.
+ * @return 0 on success. The relay ignores the status; lan_close_session() does not.
  */
 uint16_t LIBIPMI_CloseSession(void *session);
 /** @} */

@@ -4,36 +4,38 @@
 
 /**
  * @file
- * SMBus transactions: each call is exactly one call of one platform primitive (platform.h), with no retry.
+ * SMBus transactions. Each function calls exactly one platform primitive (platform.h), once; nothing is
+ * retried.
  *
  * @par Device handle
- * `device` names a chip: I2C bus number in bits 0-7, 7-bit slave address in bits 8-15. 0x6800 is bus 0, slave
- * 0x68.
+ * `device` addresses a chip: the I2C bus number is in bits 0-7, the 7-bit slave address in bits 8-15. 0x6800
+ * is bus 0, slave 0x68.
  *
  * @oddity{Handles are not checked} Bits 16-31 are ignored, and neither number is checked. A slave above 0x7F
- * goes to the platform as it is: build handles in one place.
+ * is passed to the platform as it is. Build handles in one place.
  *
  * @par Results
- * Every transaction returns 0 on success and -1 on failure; nothing is printed and errno is whatever the
- * platform left.
+ * Every transaction returns 0 on success and -1 on failure; nothing is printed, and errno is what the
+ * platform set.
  *
- * @oddity{Results of 16 bits} The primitives' results count as 16-bit values: a transfer succeeds when the
- * low 16 bits equal the length asked for, a combined write-read when they are 0. A platform that returns
- * 0x10000 for "failed" has said "success": platforms return -1.
+ * @oddity{Results have 16 bits} Only the low 16 bits of a primitive's result count: a transfer has succeeded
+ * when they equal the length asked for, a combined write-read when they are 0. A result of 0x10000 from a
+ * write-read is therefore success. A platform must return -1 for failure.
  *
  * @oddity{Single bytes are read in place} A caller's result storage is untouched on failure, except in
- * smbus_recv_byte_to_device() and smbus_read_byte_to_device(), where the primitive reads straight into it.
+ * smbus_recv_byte_to_device() and smbus_read_byte_to_device(), where the primitive reads directly into it.
  * Use it only when the result is 0.
  *
  * @par Null pointers
  *
  * @oddity{Null pointers end the process} A null result pointer is a programming error and ends the process
- * through an assertion before any bus traffic. Pointers to data that is written are not checked.
+ * through an assertion before any bus traffic. Pointers to data to be written are not checked.
  *
  * @par Threads
- * No state and no lock: calls are as safe as the platform's primitives. Sequences of calls are not atomic.
+ * No state and no lock: calls are as thread-safe as the platform's primitives. Sequences of calls are not
+ * atomic.
  *
- * Protocols are those of SMBus 3.2 section 6.5 with blocks of up to 32 bytes and without PEC.
+ * The protocols are those of SMBus 3.2 section 6.5, with blocks of up to 32 bytes and without PEC.
  */
 
 #include <stdint.h>
@@ -64,7 +66,7 @@ int smbus_send_byte_to_device(uint32_t device, uint8_t byte);
  * Receive byte (section 6.5.3).
  *
  * @param device  device handle.
- * @param byte    receives the byte; not null. After a failure it holds what the platform left there.
+ * @param byte    receives the byte; not null. After a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 int smbus_recv_byte_to_device(uint32_t device, uint8_t *byte);
@@ -84,7 +86,7 @@ int smbus_write_byte_to_device(uint32_t device, uint8_t command, uint8_t data);
  *
  * @param device   device handle.
  * @param command  command code.
- * @param byte     receives the byte; not null. After a failure it holds what the platform left there.
+ * @param byte     receives the byte; not null. After a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 int smbus_read_byte_to_device(uint32_t device, uint8_t command, uint8_t *byte);
@@ -112,8 +114,8 @@ int smbus_read_word_to_device(uint32_t device, uint8_t command, uint16_t *word);
 /**
  * Block write (section 6.5.7): command, count, data.
  *
- * @oddity{Block counts wrap} A count is taken modulo 256 and then cut to 32, and the call succeeds: 300 sends
- * 32 bytes, 256 none. Keep counts within 32.
+ * @oddity{Block counts wrap} A count is taken modulo 256 and then silently clamped to 32; the call succeeds.
+ * A count of 300 sends 32 bytes, 256 sends none. Keep counts within 32.
  *
  * @param device   device handle.
  * @param command  command code.
@@ -126,13 +128,13 @@ int smbus_write_block_to_device(uint32_t device, uint8_t command, unsigned int c
 /**
  * Block read (section 6.5.7): command, repeated start, count byte, data.
  *
- * @oddity{Count byte ignored} The caller always gets the number of bytes it asked for: the count byte that
- * the chip sends is neither checked nor returned. A chip that announces 2 bytes gives 5 when 5 are asked for,
- * the last three being what the bus had: know the block's length.
+ * @oddity{The count byte is ignored} The caller always gets the number of bytes it asked for: the count byte
+ * that the chip sends is neither checked nor returned. When 5 bytes are asked for and the chip announces 2,
+ * the call stores 5, and the last three are whatever was on the bus. Know the block's length.
  *
  * @param device   device handle.
  * @param command  command code.
- * @param count    bytes wanted; taken modulo 256, then cut to 32 without a word.
+ * @param count    bytes wanted; taken modulo 256, then silently clamped to 32.
  * @param block    receives that many bytes; not null; untouched on failure.
  * @return 0, or -1.
  */
@@ -165,10 +167,10 @@ int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t
                                                         uint8_t read_count, uint8_t *process_ret_vals);
 
 /**
- * A raw transfer for chips that do not keep to the SMBus frames: write only, read only, or write then read,
+ * Raw transfer for chips that do not use the SMBus frames: write only, read only, or write then read,
  * depending on which buffers are given.
  *
- * @oddity{Command not sent} @p command is ignored. A chip's command byte goes first in @p write_data.
+ * @oddity{The command is not sent} @p command is ignored. Put a chip's command byte first in @p write_data.
  *
  * @param device        device handle.
  * @param command       not sent.
@@ -176,7 +178,7 @@ int smbus_block_write_block_read_process_call_to_device(uint32_t device, uint8_t
  * @param write_data    the bytes, or null to read only.
  * @param read_length   bytes wanted.
  * @param read_data     receives them, or null to write only. Both null end the process through an assertion.
- *                      After a failure it holds what the platform left there.
+ *                      After a failure it holds what the platform stored.
  * @return 0, or -1.
  */
 int smbus_flexible_write_read_to_device(uint32_t device, uint8_t command, unsigned int write_length,
@@ -185,8 +187,9 @@ int smbus_flexible_write_read_to_device(uint32_t device, uint8_t command, unsign
 /**
  * Prints bytes to standard output.
  *
- * @oddity{A newline first} The bytes stand on a line of their own, behind an empty one: a newline, each byte
- * as "0x%x " (so 5 is "0x5 "), a newline. It is for people, not for parsers.
+ * @oddity{A newline comes first} The output is a newline, each byte as "0x%x " (5 is "0x5 "), and a newline.
+ * Where output is at the start of a line, an empty line precedes the bytes. The format is for people, not for
+ * parsers.
  *
  * @param buffer  the bytes.
  * @param length  how many; 0 or less prints the two newlines only.

@@ -4,11 +4,11 @@
 
 /**
  * @file
- * Text log files that are kept small: a file that has outgrown its limit is moved to the same path with
- * ".old" appended, replacing the one before, and a new one is begun.
+ * Text log files of limited size: a file larger than its limit is moved to the same path with ".old"
+ * appended, replacing the previous backup, and a new file is begun.
  *
  * @par An entry
- * is two lines: the local date and time as ctime() prints it, then a tab and the message:
+ * An entry is two lines: the local date and time as ctime() prints them, then a tab and the message:
  * @code
  * Wed Jun 30 21:49:08 1993
  * <tab>fan 2 stopped
@@ -17,36 +17,36 @@
  *
  * @par The path goes through a shell
  *
- * @oddity{The path is a command} The file is moved by system("mv PATH PATH.old"), the path neither quoted nor
- * escaped: a path that comes from a user, the network or a file is a command. Use constant paths of letters,
- * digits and the characters / . _ - only, not beginning with -. With any other character (a blank, quote,
- * `$`, `;`, `*`, `~`...) the move does something else or nothing. Never log this way from a set-user-ID
- * program: the PATH variable decides which `mv` runs.
+ * @oddity{The path is part of a shell command} The file is moved by system("mv PATH PATH.old"), with the path
+ * neither quoted nor escaped: a path from a user, the network or a file can run any command. Use constant
+ * paths that contain only letters, digits and the characters / . _ - and do not begin with -. With any other
+ * character (a space, quote, `$`, `;`, `*`, `~`...) the move does something else or nothing. Never log this
+ * way from a set-user-ID program: the PATH variable decides which `mv` runs.
  *
  * @oddity{Long paths are never moved} A path of more than 45 bytes is never moved (the command is limited to
  * 99), and its file grows without limit. Keep paths short.
  *
  * @par Limits
  *
- * @oddity{One entry past the limit} The size is compared before the entry is written: a file may exceed its
- * limit by one entry. It is moved when it is strictly larger; a limit of 0 moves any file that is not empty,
- * a negative one any file. Leave room for it.
+ * @oddity{One entry past the limit} The size is compared before the entry is written, so a file may exceed
+ * its limit by one entry: leave room for it. The file is moved when it is strictly larger than the limit; a
+ * limit of 0 moves any file that is not empty, a negative limit any file.
  *
  * @par Results
- * @oddity{Dropped entries are a success} 0 when the entry was written, and also when the file could not be
- * opened and the entry was dropped; otherwise what fclose() returned, EOF (-1) on a full disk. Of an entry of
- * more than 16 KiB, date included, which takes several writes, a write that fails before the last one is not
- * reported. Make sure of the folder and its permissions when the program starts.
+ * @oddity{Dropped entries return 0} The result is 0 when the entry was written, and also when the file could
+ * not be opened and the entry was dropped; otherwise it is the result of fclose(), EOF (-1) on a full disk.
+ * An entry of more than 16 KiB, date included, needs several writes; a failure of any but the last is not
+ * reported. Check the folder and its permissions when the program starts.
  *
- * @oddity{Failed moves are not reported} A move that failed is not reported: the entry goes to the old file.
- * The size and the move say nothing of errno; a `%m` prints the caller's. In a read-only folder the log grows
- * without limit: watch its size.
+ * @oddity{Failed moves are not reported} When the move fails, the entry is appended to the old file and no
+ * error is reported. In a read-only folder the log grows without limit: monitor its size. Checking the size
+ * and moving the file leave errno unchanged, so `%m` prints the caller's.
  *
  * @par Threads and processes
- * May be called from any thread; sets the time zone from TZ (tzset()), and system() blocks SIGCHLD and
+ * May be called from any thread. A call sets the time zone from TZ (tzset()), and system() blocks SIGCHLD and
  * ignores SIGINT and SIGQUIT while `mv` runs. No lock: two writers may both move the file, and then the older
- * backup is lost. An entry of up to 16 KiB, date included, is one append of its own; longer ones can mix with
- * those of others. A call takes 16 KiB of the caller's stack.
+ * backup is lost. An entry of up to 16 KiB, date included, is a single append; longer entries can mix with
+ * those of other writers. A call needs 16 KiB of the caller's stack.
  */
 
 #include <stdint.h>
@@ -65,7 +65,7 @@ extern "C" {
  * Appends a text as it is. Limit: 1,048,576 bytes.
  *
  * @param path  the file; see above for what is safe.
- * @param text  the message; a `%` in it means nothing.
+ * @param text  the message, not a format: `%` is an ordinary character.
  * @return see Results.
  */
 int32_t log_str_old(const char *path, const char *text);
@@ -74,19 +74,19 @@ int32_t log_str_old(const char *path, const char *text);
  * Appends a formatted message. Limit: 1,048,576 bytes.
  *
  * @param path    the file; see above for what is safe.
- * @param format  printf() format; never text from elsewhere. Its arguments follow. Not with `%n`: in memory
- * that can be written, such a format ends the process (the library is built with _FORTIFY_SOURCE).
+ * @param format  printf() format, a constant of the program. Its arguments follow. Not with `%n`: in writable
+ *                memory, such a format ends the process (the library is built with _FORTIFY_SOURCE).
  * @return see Results.
  */
 int32_t log_str(const char *path, const char *format, ...) VARNEL_PRINTF(2, 3);
 
 /**
- * Appends a formatted message, with a limit of the caller's.
+ * Appends a formatted message. Limit: @p limit bytes.
  *
  * @param path    the file; see above for what is safe.
- * @param limit   bytes.
- * @param format  printf() format; never text from elsewhere. Its arguments follow. Not with `%n`: in memory
- * that can be written, such a format ends the process (the library is built with _FORTIFY_SOURCE).
+ * @param limit   the size, in bytes, above which the file is moved.
+ * @param format  printf() format, a constant of the program. Its arguments follow. Not with `%n`: in writable
+ *                memory, such a format ends the process (the library is built with _FORTIFY_SOURCE).
  * @return see Results.
  */
 int32_t log_str_size(const char *path, int32_t limit, const char *format, ...) VARNEL_PRINTF(3, 4);

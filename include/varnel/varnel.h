@@ -4,7 +4,8 @@
 
 /**
  * @file
- * Everything that libvarnel_common offers. platform.h, what it needs, is not part of it.
+ * Includes every public header of libvarnel_common. platform.h, which declares what the library needs, is not
+ * included.
  */
 
 #include "varnel/car2512.h"

@@ -18,13 +18,13 @@
 // A lock has three parts.
 //
 // - Among the process's threads: a table of the files that they have locked.
-// - Record lock on all bytes but the first: it is the process's, so it is lost when any thread closes any
-//   descriptor of the file. The kernel reports deadlocks of these, and shows who holds them (/proc/locks).
-// - Lock of an open file description on the first byte: the file is opened once more for it, so the
-// description is
-//   shared with nobody, and closing other descriptors leaves the lock alone.
+// - Record lock on all bytes but the first. It belongs to the process, so it is lost when any thread closes
+//   any descriptor of the file. The kernel reports deadlocks of record locks and shows their holders
+//   (/proc/locks).
+// - Lock of an open file description on the first byte. The file is opened again for it, so no other process
+//   shares the description, and closing other descriptors does not end the lock.
 //
-// Record locks of other programs, on the whole file, conflict with both.
+// Record locks of other programs on the whole file conflict with the last two.
 
 namespace varnel::platform {
 
@@ -50,8 +50,8 @@ constinit std::array<taken_file, 256> taken_files{};
 pthread_mutex_t taken_files_mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t file_released = PTHREAD_COND_INITIALIZER;
 
-/// The child has none of its parent's threads. Its copies of their descriptors would keep the locks of a
-/// parent that is killed.
+/// The child has none of its parent's threads. Its copies of their descriptors would keep the parent's locks
+/// after the parent was killed.
 void forget_locks_in_child() {
     for (const taken_file &each : taken_files) {
         if (each.used && each.opened != not_opened) {
@@ -83,7 +83,7 @@ struct taking {
     bool has_others;
 };
 
-/// Takes the file among this process's threads.
+/// Takes the lock of the file among this process's threads.
 taking take(const struct stat &file) {
     const exclusive table(taken_files_mutex);
     const bool has_others = holds_another(file);
@@ -139,9 +139,9 @@ int set_lock(int fd, int command, short type, byte_range range) {
 
 bool is_held_by_another(int error) { return error == EAGAIN || error == EACCES; }
 
-/// The kernel looks for deadlocks among processes: two processes whose different threads each hold one file
-/// and wait for one are a deadlock to it although all of them will get on. A thread that holds nothing waits
-/// on.
+/// The kernel detects deadlocks among processes, not threads. It reports one when threads of two processes
+/// hold one file each and other threads wait for them, although each will get its lock in the end. A thread
+/// that holds no other file therefore waits again.
 int wait_for_record_lock(int fd, byte_range range, bool has_others) {
     constexpr timespec pause{0, 1'000'000};
     for (;;) {
@@ -154,7 +154,8 @@ int wait_for_record_lock(int fd, byte_range range, bool has_others) {
     }
 }
 
-/// A new open file description of the same file, or not_opened. Opening devices may do something to them.
+/// A new open file description of the same file, or not_opened. Other files are not opened, because opening a
+/// device may have effects.
 int open_again(int fd, const struct stat &file) {
     if (!S_ISFIFO(file.st_mode) && !S_ISREG(file.st_mode)) {
         return not_opened;
@@ -164,8 +165,8 @@ int open_again(int fd, const struct stat &file) {
     return open(path.data(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
-/// A record lock of the process's own on this byte
-/// would be waited for without end.
+/// The calling thread has the record lock on the other bytes. It would wait for ever for a record lock of its
+/// own process on this byte.
 int wait_for_first_byte(int fd, int opened) {
     int error = set_lock(opened, F_OFD_SETLK, F_WRLCK, first_byte);
     if (is_held_by_another(error)) {
@@ -182,8 +183,8 @@ bool is_open_at(int descriptor, const taken_file &taken) {
     return descriptor != not_opened && fstat(descriptor, &file) == 0 && taken.is(file);
 }
 
-/// Closing a descriptor of the file ends the process's record locks on it, too. The check is for daemons that
-/// have closed all their descriptors meanwhile.
+/// Closing a descriptor of the file also ends the process's record locks on it. The check is for daemons that
+/// have closed all their descriptors.
 void unlock_in_kernel(int fd, const taken_file &taken) {
     if (is_open_at(taken.opened, taken)) {
         close(taken.opened);
@@ -216,8 +217,7 @@ int lock_in_kernel(int fd, const struct stat &file, taken_file &taken, bool has_
     return error;
 }
 
-/// The record lock may have been lost meanwhile, and another process may have it, which then waits for the
-/// first byte.
+/// The process may have lost the record lock. Another process that has taken it waits for the first byte.
 int lock_again(int fd, const taken_file &taken, bool has_others) {
     if (taken.opened == not_opened) {
         return wait_for_record_lock(fd, whole_file, has_others);
@@ -241,7 +241,7 @@ int lock(int fd, const struct stat &file) {
     return error;
 }
 
-/// Of a thread that holds nothing: nothing is done, because another thread may take the file at any moment.
+/// Does nothing for a thread that does not hold the lock, because another thread may take it at any moment.
 int unlock(int fd, const struct stat &file) {
     const holding held = look_up(file);
     if (held.mine != nullptr) {
@@ -251,13 +251,13 @@ int unlock(int fd, const struct stat &file) {
     return held.other_thread ? EPERM : 0;
 }
 
-/// Ends a function of the port: errno changes on failure only.
+/// The result of a platform function; errno changes only on failure.
 int result(int error, int errno_before) {
     errno = error == 0 ? errno_before : error;
     return error == 0 ? 0 : -1;
 }
 
-/// Carries out `operation`; a thread cancelled half-way would leave the file locked for the others.
+/// Performs `operation` with cancellation disabled: a thread cancelled in it would leave the file locked.
 int with_file(int fd, int (*operation)(int, const struct stat &)) {
     const int errno_before = errno;
     int cancel_state = PTHREAD_CANCEL_ENABLE;

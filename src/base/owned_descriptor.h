@@ -20,7 +20,7 @@ class owned_descriptor {
     [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
     [[nodiscard]] int get() const { return descriptor_; }
 
-    /// Closes now, for callers who want close()'s result.
+    /// Closes now, for callers that need the result of close().
     [[nodiscard]] int close() {
         const int result = ::close(descriptor_);
         descriptor_ = -1;

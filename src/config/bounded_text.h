@@ -11,7 +11,7 @@
 
 namespace varnel {
 
-/// Text put together piece by piece, without the heap. Once a piece does not fit, the whole is refused.
+/// Text built piece by piece, without the heap. After a piece that does not fit, the whole text is refused.
 class bounded_text {
   public:
     static constexpr std::size_t limit = 16UL * 1024 - 1;
@@ -31,7 +31,7 @@ class bounded_text {
         }
     }
 
-    /// Prints one conversion. A NUL that it prints is no text and is left out.
+    /// Prints one conversion. A NUL that it prints is omitted.
     template <typename... Arguments>
     void print(const char *format, Arguments... arguments) {
         const int printed = std::snprintf(end(), room() + 1, format, arguments...);
@@ -42,10 +42,10 @@ class bounded_text {
         }
     }
 
-    /// Takes the last byte away.
+    /// Removes the last byte.
     void drop_last() { length_ -= fits() ? 1 : 0; }
 
-    /// Nothing that follows can make the text fit again.
+    /// The text is refused, whatever is appended later.
     void refuse() { refused_ = true; }
 
     /// Fills the text up to `length` bytes, which may be one more than the limit.
@@ -63,7 +63,7 @@ class bounded_text {
     [[nodiscard]] char *end() { return bytes_.data() + length_; }
     [[nodiscard]] std::size_t room() const { return limit - length_; }
 
-    std::array<char, limit + 1> bytes_; // one more for snprintf's terminator
+    std::array<char, limit + 1> bytes_; // one more for the NUL of snprintf()
     std::size_t length_ = 0;
     bool refused_ = false;
 };

@@ -16,30 +16,30 @@ using varnel::bounded_text;
 
 constexpr int unset = -1;
 constexpr long long too_large = INT_MAX + 1LL;   // for the formatter
-constexpr int longest = bounded_text::limit + 1; // what pads to this does not fit
+constexpr int longest = bounded_text::limit + 1; // padding to this does not fit
 
 constexpr std::string_view all_flags = " +-#0'I";
 
 constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
 constexpr bool is_one_of(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
 
-/// One conversion without its arguments: no "5$", and a '*' replaced by the zero that it would fetch.
+/// One conversion without its arguments: no "5$", and each '*' replaced by the zero that it would read.
 struct conversion {
     std::string_view flags;
     int width = unset;
     int precision = unset;
     std::string_view length_modifier;
-    char letter = '\0'; // '\0' where the text ends too early
+    char letter = '\0'; // '\0' when the text ends before it
 
     [[nodiscard]] bool is_known() const { return is_one_of("diouxXbBcCaAeEfFgGsSpmn%", letter); }
-    /// Only the formatter that parses ahead knows a letter with 'h' that is none of an integer.
+    /// Only the formatter that parses ahead accepts 'h' before a letter that is not an integer's.
     [[nodiscard]] bool is_odd() const {
         return !is_known() || (length_modifier == "h" && is_one_of("cCaAeEfFgGsSpm", letter));
     }
 };
 
-/// Reads conversions, by the grammar of the C library's formatter. From the first one on that is odd or
-/// chooses its argument ("%5$d") the formatter parses the whole rest ahead, and is then less strict.
+/// Reads conversions by the grammar of the C library's formatter. From the first conversion that is odd or
+/// selects its argument ("%5$d") the formatter parses the whole rest ahead, and is less strict.
 class conversion_reader {
   public:
     explicit conversion_reader(const char *text) : at_(text) {}
@@ -77,7 +77,7 @@ class conversion_reader {
 
     [[nodiscard]] bool parses_ahead() const { return parses_ahead_; }
 
-    /// A number above INT_MAX was read where the formatter gives up.
+    /// A number above INT_MAX was read at which the formatter fails.
     [[nodiscard]] bool gives_up() const { return gives_up_; }
 
   private:
@@ -102,7 +102,7 @@ class conversion_reader {
         return n;
     }
 
-    /// "5$" chooses an argument, which is zero like all. Larger numbers than `last` choose none.
+    /// "5$" selects an argument, which is zero like all others. Numbers above `last` select none.
     void skip_position(long long last) {
         const char *const begin = at_;
         const long long n = digits();
@@ -129,8 +129,8 @@ class conversion_reader {
     bool gives_up_ = false;
 };
 
-/// A conversion's flags, modifier and letter as a format of its own, which takes width and precision as
-/// arguments: digits before an unknown letter could be read as its width or as the choice of an argument.
+/// A conversion's flags, modifier and letter as a separate format. Width and precision are passed as '*',
+/// because digits in front of an unknown letter could be parsed as a flag, a width or an 'n$' position.
 class conversion_text {
   public:
     explicit conversion_text(const conversion &c) {
@@ -157,7 +157,7 @@ class conversion_text {
 
 void print_zero(bounded_text &out, const conversion &c) {
     if (c.letter == 'n') {
-        return; // would store through a null pointer
+        return; // it would write through a null pointer
     }
     const conversion_text text(c);
     const int most = c.is_known() ? longest : INT_MAX;
@@ -172,7 +172,7 @@ void print_zero(bounded_text &out, const conversion &c) {
     }
 }
 
-/// What the formatter that parses ahead prints for a conversion that the text's end cuts off.
+/// What the formatter that parses ahead prints for a conversion that the end of the text truncates.
 void echo_unfinished(bounded_text &out, conversion c) {
     c.length_modifier = "";
     c.letter = '!'; // unknown

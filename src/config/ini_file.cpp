@@ -32,8 +32,8 @@ ssize_t uninterrupted(Call call) {
     return result;
 }
 
-/// Reads until the end, the content's end or `room` bytes. A short read of a file is no sign of its end: what
-/// stands behind it may just be unreadable.
+/// Reads to the end of the file, to the end of the content or `room` bytes. A short read does not mean the
+/// end of the file: the rest may be unreadable.
 ssize_t read_content(int descriptor, char *bytes, std::size_t room) {
     std::size_t have = 0;
     ssize_t n = 1;
@@ -62,13 +62,13 @@ bool write_stream(int descriptor, std::string_view text) {
     return true;
 }
 
-/// Whether this process may make a file so long: it would be killed by SIGXFSZ.
+/// Whether this process may make a file this long; otherwise SIGXFSZ would kill it.
 bool is_within_limit(long long size) {
     rlimit limit{};
     return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(size) <= limit.rlim_cur;
 }
 
-/// Adds newlines to the end of a file, if it is shorter than it is to be.
+/// Appends newlines to a file of `size` bytes until it has `wanted`.
 bool lengthen(int descriptor, long long size, long long wanted) {
     std::array<char, 256> newlines;
     newlines.fill('\n');
@@ -111,9 +111,9 @@ bool varnel::ini_image::replace(const char *path, bounded_text &text) {
     return file.close() == 0 && written;
 }
 
-// A longer text gets its room first, as empty lines: the old text is complete until the disk has shown that
-// it is not full. One call then writes the new text over all of the old one, a longer old one with empty
-// lines; only these are cut off last. Where more follows an 0xFF of the old file, one stays before it until
+// For a longer text empty lines are appended first: when the disk is full, the old text is still complete.
+// One call then writes the new text, padded with empty lines, over all of the old one; truncating the file
+// removes only those lines. Where the old file continues after an 0xFF, an 0xFF stays before the rest until
 // then.
 bool varnel::ini_image::overwrite(int descriptor, bounded_text &text, long long size) {
     const auto length = static_cast<long long>(text.text().size());
@@ -134,7 +134,7 @@ bool varnel::ini_image::overwrite(int descriptor, bounded_text &text, long long 
     return false;
 }
 
-// The blocks that are written here were written a moment ago: a full disk does not refuse them.
+// These blocks exist already, so writing them does not fail on a full disk.
 void varnel::ini_image::put_back(int descriptor, std::size_t touched, long long size) {
     if (length_ < stored_) {
         bytes_[length_] = static_cast<char>(stop_byte);

@@ -11,14 +11,14 @@ namespace varnel {
 
 enum class ini_load {
     done,
-    unreadable, // missing, or not for this user: setters start a new file
+    unreadable, // missing or permission denied: setters begin a new file
     failed      // nothing is known about the content
 };
 
 /// A whole INI file in memory.
 class ini_image {
   public:
-    static constexpr std::size_t limit = 16UL * 1024; // of content and its terminator
+    static constexpr std::size_t limit = 16UL * 1024; // of content and its NUL
 
     /// Ends the process through an assertion when the content is longer than `limit - 1`.
     [[nodiscard]] ini_load load(const char *path);
@@ -26,16 +26,16 @@ class ini_image {
     /// The bytes up to the end of the file or its first 0xFF; a NUL follows them.
     [[nodiscard]] std::string_view content() const { return {bytes_.data(), length_}; }
 
-    /// Makes `text` the file's content, in place: same inode, same mode. When that fails, what load() found
-    /// is put back. Whichever system call is the last one done, the file reads as the old or the new text.
-    /// `text` is used up.
+    /// Makes `text` the file's content, in place: same inode, same mode. When that fails, the content that
+    /// load() read is restored. After each of its system calls the file reads as the old or the new text.
+    /// `text` is changed.
     [[nodiscard]] bool replace(const char *path, bounded_text &text);
 
   private:
     [[nodiscard]] bool overwrite(int descriptor, bounded_text &text, long long size);
     void put_back(int descriptor, std::size_t touched, long long size);
 
-    std::array<char, limit + 1> bytes_; // one more, so that a file of `limit` bytes shows that it is too long
+    std::array<char, limit + 1> bytes_; // one more, to detect a file of `limit` bytes or more
     std::size_t stored_ = 0;            // bytes that the file had, up to `limit`
     std::size_t length_ = 0;            // bytes before the end or the first 0xFF
 };

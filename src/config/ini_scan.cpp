@@ -34,8 +34,8 @@ constexpr bool is_entry(char first) {
     return !ends_line(first) && first != '#' && first != ';' && first != '=';
 }
 
-/// A NUL ends the line that it is in, and at the start of a section's line the search. The text's end is such
-/// a NUL.
+/// A NUL ends the line that contains it; at the start of a line of a section it ends the search. The end of
+/// the text is such a NUL.
 class ini_scan {
   public:
     ini_scan(std::string_view text, const char *section, const char *key)
@@ -74,7 +74,7 @@ class ini_scan {
         return strncasecmp(name, section_, section_length_) == 0 && name[section_length_] == ']';
     }
 
-    /// Searches one section's lines. Returns the header behind them, or null when the search is over.
+    /// Searches one section's lines. Returns the header after them, or null when the search has ended.
     [[nodiscard]] const char *find_key(const char *line) {
         while (line < end_ && *line != '\0') {
             if (*line == '[' && ends_line(line[-1])) {

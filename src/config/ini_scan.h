@@ -5,16 +5,16 @@
 
 namespace varnel {
 
-/// Places in the scanned text; null where nothing was found.
+/// Positions in the scanned text; null when not found.
 struct ini_match {
-    const char *section_name = nullptr; // behind the header's '['
-    const char *section_body = nullptr; // behind the header's ']' and the white space that follows it
-    const char *value = nullptr;        // behind the '='
-    const char *value_end = nullptr;    // at the line end
+    const char *section_name = nullptr; // after the header's '['
+    const char *section_body = nullptr; // after the header's ']' and the white space that follows it
+    const char *value = nullptr;        // after the '='
+    const char *value_end = nullptr;    // the end of the line
 };
 
-/// Looks for a key in every section of a name; of the sections without the key the match names the last one.
-/// A NUL must follow `text`.
+/// Searches for a key in every section of a name; without a match for the key, the result has the last of
+/// these sections. A NUL must follow `text`.
 [[nodiscard]] ini_match scan_ini(std::string_view text, const char *section, const char *key);
 
 } // namespace varnel

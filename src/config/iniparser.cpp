@@ -69,7 +69,7 @@ void put_entry(bounded_text &out, std::string_view old, const ini_match &match, 
     }
 }
 
-/// The new name goes behind the old '[', brackets and all, and replaces the rest of the header's line.
+/// The new name, with brackets, is written after the old '[' and replaces the rest of the header's line.
 void put_section(bounded_text &out, std::string_view old, const ini_match &match, const char *name) {
     if (match.section_name == nullptr) {
         out.append({old, "\n[", name, "]\n"});
@@ -137,6 +137,6 @@ int32_t set_section_string(const char *file_path, const char *old_section, const
     }
     const std::string_view old = file.content();
     bounded_text out;
-    put_section(out, old, scan_ini(old, old_section, ""), new_section); // no entry has the empty key
+    put_section(out, old, scan_ini(old, old_section, ""), new_section); // no entry has an empty key
     return store(file, file_path, out);
 }

@@ -14,11 +14,11 @@
 
 namespace {
 
-constexpr int line_size = 256;                     // of one read, terminator included
+constexpr int line_size = 256;                     // of one read, NUL included
 constexpr std::string_view blanks = " \r\n\f\b\t"; // trimmed from both ends of a line
 constexpr std::string_view comment = "//";
 
-/// Zeros follow the line, so that a field can be copied from its last byte on.
+/// NULs follow the line, so that a whole field can be copied from the line's last byte.
 using line_buffer = std::array<char, line_size + VARNEL_LOG_TOKEN_SIZE>;
 
 static_assert(sizeof(struct log_record) == 516);
@@ -40,7 +40,7 @@ bool read_line(std::FILE *file, line_buffer &line) {
 void trim(line_buffer &line) {
     const std::string_view text(line.data());
     const std::size_t first = std::min(text.find_first_not_of(blanks), text.size());
-    const std::size_t behind_last = text.find_last_not_of(blanks) + 1; // 0 when all are blanks
+    const std::size_t behind_last = text.find_last_not_of(blanks) + 1; // 0 without other characters
     char *const end =
         std::copy(line.begin() + first, line.begin() + std::max(first, behind_last), line.begin());
     std::fill(end, line.end(), '\0');
@@ -50,7 +50,7 @@ bool holds_record(const line_buffer &line) {
     return line[0] != '\0' && std::memcmp(line.data(), comment.data(), comment.size()) != 0;
 }
 
-/// False when the line has fewer tokens than wanted; those that it has are stored all the same.
+/// False when the line has fewer tokens than wanted; those that it has are stored.
 bool store_tokens(line_buffer &line, const char *delimiters, int32_t token_count, struct log_record &record) {
     for (int32_t k = 0; k < token_count; ++k) {
         const char *const token = get_token_from_string(line.data(), delimiters, k);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// PMBus commands, then the manufacturer's own from D0 up.
+// PMBus commands, then the manufacturer's from D0.
 enum car2512_command : uint8_t {
     operation = 0x01,
     clear_faults = 0x03,

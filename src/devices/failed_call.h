@@ -12,8 +12,8 @@ struct driver {
     const char *function;
 };
 
-/// Passes on the result of a bus call; a failed one first prints the line that operators' log filters look
-/// for. `line` is part of the message, not a position in today's source. errno stays the bus call's.
+/// Returns the result of a bus call; when it failed, first prints the line that operators' log filters match.
+/// `line` is a fixed part of the message, not a position in this source. errno stays the bus call's.
 [[nodiscard]] inline int reported(int result, driver from, int line, const char *call) {
     if (result != 0) {
         const int bus_error = errno;

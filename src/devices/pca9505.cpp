@@ -26,8 +26,8 @@ struct step_lines {
     int write;
 };
 
-/// One exported function at work on one register. The register is always selected by a one-byte write of its
-/// own, and results count as whole ints here, not as 16-bit values.
+/// One exported function's operation on one register. A separate one-byte write always selects the register,
+/// and results are compared as whole ints, not as 16-bit values.
 struct operation {
     varnel::driver from;
     varnel::device_address chip;

@@ -16,7 +16,7 @@ enum control_bit : unsigned int {
     bus_init = 1U << 4,
 };
 
-/// The bus is ours when both MYBUS bits agree, and on when both BUSON bits differ.
+/// This master has the bus when MYBUS equals NMYBUS, and the bus is on when BUSON differs from NBUSON.
 constexpr uint8_t take_over(uint8_t now) {
     return static_cast<uint8_t>(((now & other_my_bus) != 0 ? my_bus : 0U) |
                                 ((now & other_bus_on) == 0 ? bus_on : 0U) | bus_init);

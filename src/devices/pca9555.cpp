@@ -28,7 +28,7 @@ struct access {
     const char *call;
 };
 
-/// One exported function at work on one chip.
+/// One exported function's operation on one chip.
 struct operation {
     varnel::driver from;
     uint32_t device;
@@ -63,7 +63,7 @@ struct operation {
         return change(read_from, write_to, 0, bit_of(port));
     }
 
-    /// Reads a register of the port's bank and leaves 0 or 1 for the port's own bit.
+    /// Reads a register of the port's bank and stores the port's bit as 0 or 1.
     [[nodiscard]] int read_pin(uint8_t port, access what, uint8_t *data) const {
         const int result = read(what, data);
         if (result == 0) {
@@ -80,7 +80,7 @@ struct operation {
     }
 };
 
-/// A bit per listed port, low bank first. Ports that the chip does not have add nothing.
+/// A bit per listed port, low bank first. Ports that the chip does not have are ignored.
 std::array<uint8_t, 2> masks_of(const uint8_t *ports, int count) {
     std::array<uint8_t, 2> masks{};
     for (int i = 0; i < count; ++i) {
@@ -164,8 +164,8 @@ int pca9554_init_port_low(uint32_t device, const uint8_t *ports, int count) {
 
 // --- One port ---
 
-// An output level starts from the bank's input register, so the other outputs of the bank are rewritten with
-// the levels read on their pins.
+// The new output byte is computed from the bank's input register, so the other outputs of the bank are
+// rewritten with the levels read on their pins.
 
 int pca9555_set_port_high(uint32_t device, uint8_t port) {
     return operation(device, __func__)

@@ -40,7 +40,7 @@ uint16_t record_size(const queue_message *msg) {
     return static_cast<uint16_t>(payload_length<uint32_t>(msg) + header_size);
 }
 
-/// A lock that cannot be had, or given back, is reported and otherwise ignored.
+/// A failure to lock or unlock is reported and otherwise ignored.
 bool write_under_lock(int fd, const queue_message *msg, write_function put) {
     const uint16_t size = record_size(msg);
     if (file_lock_write(fd) == -1) {
@@ -61,7 +61,7 @@ ssize_t write_without_waiting(int fd, const void *bytes, std::size_t size) {
     return written;
 }
 
-/// The whole wait stands in the microseconds, in 32 bits: longer ones than 2147 s wrap around.
+/// The whole wait is in the microseconds, in 32 bits: a wait of more than 2147 s wraps around.
 timeval wait_of(int16_t seconds) {
     return {0, static_cast<int32_t>(static_cast<uint32_t>(seconds) * 1'000'000U)};
 }
@@ -90,14 +90,14 @@ void wait_for_more(int fd) {
     poll(&input, 1, longest_pause);
 }
 
-/// While nobody has the pipe open for writing, no call of the kernel waits for the next writer's data.
+/// While no process has the pipe open for writing, no system call waits for the next writer's data.
 int pause_before_retry(int milliseconds) {
     poll(nullptr, 0, milliseconds);
     return std::min(2 * milliseconds, longest_pause);
 }
 
-/// Does not give up at end of file: the next writer goes on. An error ends it, with the rest of `to` as it
-/// was.
+/// Continues at the end of the file, because the next writer continues the record. An error ends it and
+/// leaves the rest of `to` unchanged.
 void read_fully(int fd, uint8_t *to, std::size_t size) {
     std::size_t got = 0;
     int pause = 1;
@@ -137,7 +137,7 @@ int post_message_non_block(const queue_message *msg, int32_t fd) {
 int post_message_to_named_queue(const queue_message *msg, const char *path) {
     const int fd = open(path, O_WRONLY);
     if (fd == -1) {
-        // Reported, and carried on: the write then fails, too, with the line that callers know.
+        // Continue: the write then fails, too, and prints its documented line.
         IDBG_LINUXAPP_DbgOut(debug_level, "[%s:%d]Error opening named pipe %s\n", "message.c", 103, path);
         std::perror("");
     }

@@ -18,7 +18,7 @@ sembuf operation(int32_t semnum, short change, short flags) {
     return {static_cast<unsigned short>(semnum), change, flags};
 }
 
-/// Free (0) becomes held (1), in one step. A holder that dies has its 1 taken back by the kernel.
+/// Changes free (0) to held (1) in one step. When the holder dies, the kernel undoes the 1.
 int take(int32_t semid, int32_t semnum, short wait_flags) {
     std::array<sembuf, 2> operations{operation(semnum, 0, wait_flags), operation(semnum, 1, SEM_UNDO)};
     return semop(semid, operations.data(), operations.size());

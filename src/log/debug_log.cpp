@@ -23,11 +23,11 @@ std::atomic<bool> opened = false;
 const char *level_name(int32_t priority) {
     static constexpr std::array<const char *, 8> names{"EMERGENCY", "ALERT",  "CRITICAL", "ERROR",
                                                        "WARNING",   "NOTICE", "INFO",     "DEBUG"};
-    // cppcheck-suppress CastIntegerToAddressAtReturn // it does not see that the array holds pointers
+    // cppcheck-suppress CastIntegerToAddressAtReturn // cppcheck does not see that the array holds pointers
     return names[static_cast<uint32_t>(priority) & 7U];
 }
 
-/// Up to a row of bytes in hexadecimal, each three wide.
+/// Up to one row of bytes in hexadecimal, three characters each.
 class dump_text {
   public:
     void append(uint8_t byte) {
@@ -45,7 +45,7 @@ class dump_text {
     std::size_t length_ = 0;
 };
 
-/// Where a dump stands in the caller's source.
+/// Position of a dump in the caller's source.
 struct dump_place {
     int32_t priority;
     const char *file;

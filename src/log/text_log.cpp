@@ -15,7 +15,7 @@
 namespace {
 
 constexpr int32_t default_limit = 0x100000;
-constexpr std::size_t command_size = 100; // terminator included
+constexpr std::size_t command_size = 100; // NUL included
 constexpr std::size_t append_size = 16UL * 1024;
 constexpr std::size_t time_stamp_size = 26; // what ctime_r needs
 
@@ -23,7 +23,7 @@ void move_aside(const char *path) {
     std::array<char, command_size> command{};
     const int length = std::snprintf(command.data(), command.size(), "mv %s %s.old", path, path);
     if (length >= 0 && static_cast<std::size_t>(length) < command.size()) {
-        [[maybe_unused]] const int result = std::system(command.data()); // without a move the file grows on
+        [[maybe_unused]] const int result = std::system(command.data()); // if it fails, the file grows
     }
 }
 
@@ -34,7 +34,7 @@ void rotate(const char *path, int32_t limit) {
     }
 }
 
-/// The date and time with a line feed behind it.
+/// The date and time, with a newline at the end.
 std::array<char, time_stamp_size> time_stamp() {
     std::array<char, time_stamp_size> text{};
     const std::time_t now = std::time(nullptr);
@@ -52,7 +52,7 @@ std::array<char, time_stamp_size> time_stamp() {
     if (file == nullptr) {
         return 0;
     }
-    std::array<char, append_size> entry; // stdio's buffer: what fits it is appended by one write
+    std::array<char, append_size> entry; // stdio's buffer: an entry that fits is appended by one write
     std::setvbuf(file, entry.data(), _IOFBF, entry.size());
     std::fprintf(file, "%s\t", stamp.data());
     errno = callers_errno; // for %m

@@ -20,7 +20,7 @@ bool skip_to(std::FILE *file, char start, int32_t nth) {
     return false;
 }
 
-/// The end of the file is not looked for: from there on every character is EOF, as a byte 0xFF.
+/// Does not check for the end of the file: every character after it is EOF, as a byte 0xFF.
 void read_field(std::FILE *file, char end, field_text &field) {
     for (std::size_t i = 0; i + 1 < field.size(); ++i) {
         const auto c = static_cast<char>(getc_unlocked(file));

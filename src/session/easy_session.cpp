@@ -21,7 +21,7 @@ int send_command(int32_t dev_id, uint8_t cmd, uint8_t *req, uint32_t req_len, ui
     bmc_session_info info{};
     alignas(std::max_align_t) std::array<uint8_t, session_size> session{};
     if (get_bmc_session_info(dev_id, &info) == -1) {
-        // GCOVR_EXCL_START: a guard that does not fire, for the function always succeeds
+        // GCOVR_EXCL_START: never reached, because the function always succeeds
         std::puts("easy_session.c:32:send_command():get_bmc_session_info( dev_id, &bmc_session_inf )");
         return -1;
         // GCOVR_EXCL_STOP

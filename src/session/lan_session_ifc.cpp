@@ -25,7 +25,7 @@ enum class session_kind : uint8_t { plain = 1, over_udp = 4 };
 
 constexpr int result_of(uint16_t status) { return status == 0 ? 0 : -1; }
 
-/// What strncpy does: padded with zeros, not terminated when full.
+/// As strncpy(): pads with NULs and does not terminate a full field.
 template <std::size_t size>
 void copy_field(char (&field)[size], const uint8_t *from) {
     std::memset(field, 0, size);

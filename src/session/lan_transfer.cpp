@@ -58,7 +58,7 @@ bool bind_to(int socket, uint16_t port) {
 
 // --- Sending ---
 
-/// A client that went away shows as a failed send. The signal stays pending until the thread ends.
+/// A send to a client that has disconnected fails. The signal stays pending until the thread ends.
 void block_broken_pipe_signal() {
     sigset_t broken_pipe;
     sigemptyset(&broken_pipe);
@@ -66,7 +66,7 @@ void block_broken_pipe_signal() {
     pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
 }
 
-// pthread_exit runs no destructors here: whatever must be closed is closed before.
+// pthread_exit() runs no destructors here: close everything before it.
 [[noreturn]] void end_thread(int listener) {
     close(listener);
     pthread_exit(nullptr);
@@ -83,7 +83,7 @@ void send_size(std::FILE *file, int client) {
     send(client, &size, sizeof size, 0);
 }
 
-/// Each chunk is one send: what a short one leaves over is lost.
+/// Each chunk is one send(): the bytes that a short one does not send are lost.
 void send_content(std::FILE *file, int client) {
     chunk bytes; // on the stack, filled before it is sent
     std::fseek(file, 0, SEEK_SET);
@@ -94,7 +94,7 @@ void send_content(std::FILE *file, int client) {
     }
 }
 
-/// The connection of the last client, 0 without one. Those before it stay open: clients go by the size.
+/// The connection of the last client, 0 without one. Earlier connections stay open: clients count bytes.
 int serve_clients(std::FILE *file, std::atomic_ref<uint8_t> count, int listener) {
     int client = 0;
     for (; count.load() != 0; count.store(static_cast<uint8_t>(count.load() - 1))) {

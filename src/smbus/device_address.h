@@ -5,7 +5,7 @@
 
 namespace varnel {
 
-/// A device handle split into what the I2C primitives take. Bits 16-31 of the handle are ignored.
+/// A device handle split into the arguments of the I2C primitives. Bits 16-31 of the handle are ignored.
 struct device_address {
     uint8_t bus;
     uint8_t slave;

@@ -17,14 +17,14 @@ namespace {
 
 constexpr const char *source = "smbus.c";
 
-constexpr unsigned int block_limit = 32; // SMBus 2.0 block size, still what most chips keep to
+constexpr unsigned int block_limit = 32; // block size of SMBus 2.0, which most chips still use
 
 using write_frame = std::array<uint8_t, 2 + block_limit>;  // command, count, data
 using block_answer = std::array<uint8_t, 1 + block_limit>; // count, data
 using word_frame = std::array<uint8_t, 3>;                 // command, low byte, high byte
 using word_answer = std::array<uint8_t, 2>;                // low byte, high byte
 
-// The primitives' results count as 16-bit values, whatever the platform keeps in the upper half.
+// Only the low 16 bits of the primitives' results count, whatever is in the upper half.
 constexpr int status(bool succeeded) { return succeeded ? 0 : -1; }
 constexpr bool transferred(int result, int length) { return static_cast<int16_t>(result) == length; }
 constexpr bool succeeded(int result) { return static_cast<uint16_t>(result) == 0; }

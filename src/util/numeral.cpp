@@ -10,7 +10,7 @@ namespace {
 
 constexpr unsigned int top_bit = 63;
 
-/// Bits `lower` to `lower + width - 1`; `mask` stands at bit 0. A mask of 0 selects nothing.
+/// Bits `lower` to `lower + width - 1`; `mask` begins at bit 0. A mask of 0 selects nothing.
 struct bit_field {
     unsigned int lower = 0;
     uint64_t mask = 0;
@@ -29,7 +29,7 @@ constexpr uint64_t size_mask(uint32_t size_code) {
     return size_code < 3 ? (uint64_t{1} << (8U << size_code)) - 1 : ~uint64_t{0};
 }
 
-/// The lowest 1, 2, 4 or 8 bytes in reverse order. A size code that names no width leaves byte 0 alone.
+/// The lowest 1, 2, 4 or 8 bytes in reverse order. A size code without a width gives only byte 0.
 constexpr uint64_t reversed(uint64_t value, uint32_t size_code) {
     const unsigned int size = size_code <= 3 ? 1U << size_code : 1;
     return __builtin_bswap64(value) >> (64 - 8 * size);

@@ -5,8 +5,8 @@
 
 namespace varnel::platform {
 
-/// Holds a mutex for a scope. A thread cancelled inside would leave it locked for ever, so cancellation
-/// waits.
+/// Holds a mutex for a scope. Cancellation is disabled meanwhile, because a cancelled thread would leave the
+/// mutex locked.
 class exclusive {
   public:
     explicit exclusive(pthread_mutex_t &mutex) : mutex_(mutex) {

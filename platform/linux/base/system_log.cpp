@@ -23,7 +23,7 @@ namespace varnel::platform {
 
 namespace {
 
-/// The locks of the C library that vsyslog() takes: its own, and that of the time zone.
+/// State of the locks of the C library that vsyslog() takes: its own and that of the time zone.
 enum class lock_state { free, unknown, taken_for_ever };
 
 std::atomic<lock_state> locks = lock_state::free;
@@ -62,7 +62,7 @@ bool ends_in_time(pid_t process) {
     return false;
 }
 
-/// Lets a copy of this process try, which does not raise SIGCHLD, and waits a second for it.
+/// Tries the locks in a copy of this process, whose end raises no SIGCHLD; waits one second for it.
 lock_state tried() {
     const long copy = syscall(SYS_clone, 0, nullptr, nullptr, nullptr, nullptr);
     if (copy == 0) {
@@ -88,7 +88,7 @@ bool send_to_log(int type, const char *text, std::size_t size) {
     return sent;
 }
 
-/// Lines longer than the room are cut off.
+/// Lines that are too long are truncated.
 void send_line(int priority, const char *format, va_list arguments) {
     std::array<char, 8192> line;
     const int error = errno;

@@ -19,7 +19,7 @@ namespace varnel::platform {
     va_end(arguments);
 }
 
-/// Tells the log about a table that cannot be used, once until the reason changes. errno stays.
+/// Logs why a table cannot be used, once for each change of the reason. errno does not change.
 inline void complain_once(complaint about_table) {
     static std::atomic<complaint> last{nullptr};
     if (last.exchange(about_table) != about_table && about_table != nullptr) {

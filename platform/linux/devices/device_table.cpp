@@ -15,11 +15,11 @@ namespace varnel::platform {
 
 namespace {
 
-/// Reads with pread() instead of mapping: an object that somebody cuts short while it is read is a short read
-/// then, not the end of the daemon.
+/// Reads with pread() instead of mapping: when another process truncates the object meanwhile, the read is
+/// short, and SIGBUS does not end the daemon.
 class table_reader {
   public:
-    // O_NONBLOCK: anybody may put a FIFO into the place of a table that is not there.
+    // O_NONBLOCK: any user may create a FIFO of this name when there is no table.
     table_reader() : descriptor_(shm_open(table_name(), O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0)) {
         if (descriptor_ < 0) {
             problem_ = errno == ENOENT ? nullptr : std::strerror(errno);
@@ -39,7 +39,7 @@ class table_reader {
     [[nodiscard]] bool usable() const { return usable_; }
     [[nodiscard]] complaint problem() const { return problem_; }
 
-    /// Reads `count` records from number `first` on.
+    /// Reads `count` records, beginning with number `first`.
     bool read(std::size_t first, device_record *records, std::size_t count) {
         const auto offset = static_cast<off_t>(offsetof(device_table, records) + first * sizeof *records);
         if (fill(records, count * sizeof *records, offset)) {
@@ -55,7 +55,7 @@ class table_reader {
         return pread(descriptor_, to, size, offset) == static_cast<ssize_t>(size);
     }
 
-    /// Passwords are taken only from an object that nobody else can have written or read.
+    /// Passwords are read only from an object that no other user can have written or read.
     [[nodiscard]] complaint look() const {
         struct stat object {};
         if (fstat(descriptor_, &object) != 0) {
@@ -116,7 +116,7 @@ complaint read_device(int number, device_record &record) {
 complaint find_device(const char *address, device_record &record) {
     record = {};
     table_reader table;
-    std::array<device_record, 32> some; // 2 KiB of the daemon's stack
+    std::array<device_record, 32> some; // 2 KiB of the caller's stack
     for (std::size_t first = 0; table.usable() && first < device_count; first += some.size()) {
         const std::size_t count = std::min<std::size_t>(some.size(), device_count - first);
         if (!table.read(first, some.data(), count)) {

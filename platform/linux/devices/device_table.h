@@ -8,15 +8,15 @@
 
 namespace varnel::platform {
 
-/// The table of controllers: a POSIX shared-memory object that a tool makes and daemons read.
+/// The table of controllers: a POSIX shared-memory object that a tool creates and daemons read.
 ///
-/// It never changes. The tool fills a new object and renames it over the old one, so a reader has either
-/// table, each of them whole, and an import that dies leaves the old one.
+/// A table never changes. The tool fills a new object and renames it over the old one, so a reader sees
+/// either table, complete, and an import that is killed leaves the old one.
 
 constexpr unsigned int device_count = 257; ///< the SMC and 256 BMCs
 constexpr const char *default_table_name = "/varnel-devices";
-constexpr const char *table_name_variable = "VARNEL_DEVICE_TABLE"; ///< environment: another object's name
-constexpr const char *shared_memory_directory = "/dev/shm";        ///< where the C library keeps such objects
+constexpr const char *table_name_variable = "VARNEL_DEVICE_TABLE"; ///< environment variable with another name
+constexpr const char *shared_memory_directory = "/dev/shm";        ///< where the C library has such objects
 
 constexpr std::size_t user_name_offset = 2;
 constexpr std::size_t user_name_size = 16;
@@ -25,11 +25,11 @@ constexpr std::size_t password_size = 20;
 
 /// One controller. All zero: not there.
 struct device_record {
-    std::array<uint8_t, password_offset + password_size> login; ///< what smc_get_shared_memory() gives
+    std::array<uint8_t, password_offset + password_size> login; ///< the result of smc_get_shared_memory()
     uint8_t present;
     uint8_t cipher_suite;         ///< 0: 17, or 3 where 17 is refused
     std::array<char, 16> address; ///< dotted IPv4 text, terminated
-    uint32_t give_up_after_ms; ///< a host that says nothing for so long; 0: what the session's caller gives
+    uint32_t give_up_after_ms;    ///< for a host that does not answer; 0: as the session's caller says
     uint32_t retransmit_after_ms; ///< 0 together with give_up_after_ms
 };
 
@@ -50,13 +50,13 @@ constexpr uint32_t table_version = 1;
 /// The name of the table's shared-memory object: the environment's, or the default.
 const char *table_name();
 
-/// Why a table cannot be used; null when there is none, which is nothing to complain of, or nothing wrong.
+/// Why a table cannot be used; null when it can be used, and when there is none, which is not an error.
 using complaint = const char *;
 
-/// Reads device `number`. Leaves `record` all zero when it is not there.
+/// Reads controller `number`. `record` stays all zero when it is not there.
 complaint read_device(int number, device_record &record);
 
-/// Reads the first device with this address. Leaves `record` all zero when there is none.
+/// Reads the first controller with this address. `record` stays all zero when there is none.
 complaint find_device(const char *address, device_record &record);
 
 } // namespace varnel::platform

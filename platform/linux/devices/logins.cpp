@@ -13,12 +13,12 @@ using varnel::platform::read_device;
 
 namespace {
 
-constexpr std::size_t address_room = 20; // what callers of get_device_ip() give
+constexpr std::size_t address_room = 20; // size of the buffers of get_device_ip()'s callers
 
 } // namespace
 
 uint8_t *smc_get_shared_memory(int dev_id) {
-    // The caller copies the record in its own time, while another thread may ask for another one.
+    // One copy per thread: another thread may call while the caller still reads its record.
     static thread_local device_record copy;
     const int errno_before = errno;
     complain_once(read_device(dev_id, copy));

@@ -18,8 +18,7 @@ namespace {
 
 constinit std::array<bus, 256> buses;
 
-/// "There is no such adapter" in one word, whatever the state of /dev: ENXIO must keep meaning "no
-/// acknowledge".
+/// One errno for "no such adapter", whatever the state of /dev: ENXIO must mean only "no acknowledge".
 int bus_error(int error) { return error == ENOENT || error == ENXIO ? ENODEV : error; }
 
 int open_device(unsigned int number) {
@@ -80,8 +79,8 @@ void bus::survive_fork() {
     inherited_ = open_;
 }
 
-/// The kernel removes the node when the adapter goes, but finishes removing the adapter only when the last
-/// descriptor is closed: an open file without a name is one to close.
+/// The kernel removes the node with the adapter, but finishes removing the adapter only when the last
+/// descriptor is closed: close an open file that has no name.
 bus::condition bus::look() const {
     struct stat now {};
     if (fstat(descriptor_, &now) != 0 || now.st_dev != file_system_ || now.st_ino != inode_ ||

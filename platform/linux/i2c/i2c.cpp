@@ -18,8 +18,8 @@ namespace varnel::platform {
 
 namespace {
 
-constexpr uint8_t highest_address =
-    0x7F; // adapters would cut a higher one to seven bits and reach another chip
+// Adapters would truncate a higher address to seven bits and address another chip.
+constexpr uint8_t highest_address = 0x7F;
 
 int transfer_messages(const bus &on, const transfer &wanted) {
     std::array<i2c_msg, 2> messages{};
@@ -45,7 +45,7 @@ int transfer_smbus(const bus &on, const transfer &wanted) {
     if (!request) {
         return EOPNOTSUPP;
     }
-    // Forced, so that a chip with a kernel driver can be reached as it can with I2C_RDWR, which never asks.
+    // Forced, so that a chip with a kernel driver can be used as with I2C_RDWR, which does not check.
     i2c_smbus_ioctl_data argument{request->read_write, request->command, request->size, &request->data};
     if (ioctl(on.descriptor(), I2C_SLAVE_FORCE, static_cast<unsigned long>(wanted.slave)) != 0 ||
         ioctl(on.descriptor(), I2C_SMBUS, &argument) != 0) {
@@ -54,7 +54,7 @@ int transfer_smbus(const bus &on, const transfer &wanted) {
     return take_answer(*request, wanted.answer);
 }
 
-/// An address without data is asked for in the one way that every adapter capable of it understands.
+/// An address without data is sent as a quick request, which every capable adapter supports.
 bool needs_smbus(unsigned long functionality, const transfer &wanted) {
     return (functionality & I2C_FUNC_I2C) == 0 || wanted.is_quick();
 }
@@ -73,7 +73,7 @@ int transfer_on(bus &on, unsigned int number, const transfer &wanted) {
     return transfer_smbus(on, wanted);
 }
 
-/// Returns whether the transfer was done; sets errno when it was not and leaves it alone when it was.
+/// Returns whether the transfer succeeded; sets errno only when it did not.
 bool carry_out(uint8_t number, const transfer &wanted) {
     if (wanted.slave > highest_address) {
         errno = EINVAL;

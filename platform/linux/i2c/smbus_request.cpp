@@ -39,7 +39,7 @@ smbus_request with_word(bytes frame, uint32_t size) {
     return made;
 }
 
-/// The frame carries its own count, as an SMBus block does.
+/// The frame contains its own count, as an SMBus block does.
 bool is_block(bytes frame) {
     return frame.size() >= 3 && frame[1] == frame.size() - 2 && frame[1] <= block_max;
 }
@@ -50,7 +50,7 @@ smbus_request with_block(bytes frame, uint32_t size) {
     return made;
 }
 
-/// A block without a count on the wire; the kernel wants the count in front all the same.
+/// A block without a count on the wire; the kernel still expects the count first.
 smbus_request with_raw_block(bytes frame) {
     smbus_request made = plain(I2C_SMBUS_WRITE, frame[0], I2C_SMBUS_I2C_BLOCK_DATA);
     made.data.block[0] = static_cast<uint8_t>(frame.size() - 1);
@@ -124,7 +124,7 @@ request write_read_request(bytes frame, std::size_t n, offer adapter) {
     return {};
 }
 
-/// `available` bytes at `from`, of which the answer takes the first ones.
+/// Fills the answer from the `available` bytes at `from`; returns `if_short` when they are too few.
 int copy_answer(const uint8_t *from, std::size_t available, std::span<uint8_t> answer, int if_short) {
     if (available < answer.size()) {
         return if_short;
@@ -164,7 +164,7 @@ int take_answer(const smbus_request &done, std::span<uint8_t> answer) {
         return 0;
     case I2C_SMBUS_I2C_BLOCK_DATA:
         return copy_answer(done.data.block + 1, done.data.block[0], answer, EIO);
-    default: // the count that the chip sent belongs to the answer
+    default: // the chip's count is part of the answer
         return copy_answer(done.data.block, done.data.block[0] + 1U, answer, EPROTO);
     }
 }

@@ -11,7 +11,7 @@
 
 namespace varnel::platform {
 
-/// A transfer in the words of the kernel's I2C_SMBUS call, for adapters that do not take raw messages.
+/// A transfer as arguments of the kernel's I2C_SMBUS call, for adapters that do not accept raw messages.
 struct smbus_request {
     uint8_t read_write;
     uint8_t command;

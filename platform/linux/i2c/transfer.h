@@ -8,7 +8,7 @@ namespace varnel::platform {
 
 enum class phases { write, read, write_read };
 
-/// One bus transaction with one slave. A phase may have no bytes: then it is the address alone.
+/// One bus transaction with one slave. A phase without bytes is only the address.
 struct transfer {
     phases kind;
     uint8_t slave;

@@ -25,11 +25,10 @@ constexpr uint8_t privilege_administrator = 4;
 constexpr uint8_t suite_sha256 = 17; // RAKP-HMAC-SHA256, HMAC-SHA256-128, AES-CBC-128 (IPMI 2.0 errata 4)
 constexpr uint8_t suite_sha1 = 3;    // RAKP-HMAC-SHA1, HMAC-SHA1-96, AES-CBC-128 (IPMI 2.0 table 22-20)
 
-// Many BMCs answer "open session" with a privilege level of 0, which says nothing about what they grant
-// later.
+// Many BMCs answer "open session" with a privilege level of 0, whatever they grant later.
 constexpr unsigned int workarounds = IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE;
 
-/// libfreeipmi gives up when a signal interrupts it, so that signals wait for the scope's end.
+/// Blocks signals for a scope, because libfreeipmi fails when a signal interrupts it.
 class signals_blocked {
   public:
     signals_blocked() {
@@ -45,7 +44,7 @@ class signals_blocked {
     sigset_t before_{};
 };
 
-/// A field of fixed size as terminated text; fields that are full have no terminator of their own.
+/// A field of fixed size as terminated text; a full field has no NUL.
 template <std::size_t Size>
 class text_of_field {
   public:
@@ -73,12 +72,12 @@ struct login {
     unsigned int retransmit_after_ms;
 };
 
-/// What a session's storage holds; all zero is a session that is not open.
+/// The content of a session's storage; all zero is a session that is not open.
 struct session_content {
     ipmi_ctx_t context;
 };
 
-// By copying: the caller's bytes may lie anywhere.
+// By copying: the caller's bytes need not be aligned.
 ipmi_ctx_t context_in(const void *session) {
     session_content content{};
     std::memcpy(&content, session, sizeof content);
@@ -97,9 +96,9 @@ void initialise_library() {
     pthread_once(&once, [] { ipmi_rmcpplus_init(); });
 }
 
-/// The two time-outs of libfreeipmi add up: a host that says nothing is given up after the first multiple of
-/// the retransmission time that is not below the session time. So a call that may last n seconds asks once
-/// more after n / 2 and gives up at n.
+/// The two time-outs of libfreeipmi add up: it fails at the first multiple of the retransmission time that is
+/// not below the session time. A call that may last n seconds therefore sends again after n / 2 and fails
+/// after n.
 login with_time_outs(login to, const device_record &device, uint8_t timeout_s) {
     const unsigned int seconds = timeout_s == 0 ? default_timeout_s : timeout_s;
     const bool from_table = device.give_up_after_ms != 0 && device.retransmit_after_ms != 0;
@@ -108,7 +107,7 @@ login with_time_outs(login to, const device_record &device, uint8_t timeout_s) {
     return to;
 }
 
-/// Why the last call failed. libfreeipmi reports success for some packets that come twice or out of order.
+/// Why the last call failed. libfreeipmi reports success for some duplicated or reordered packets.
 int error_of(ipmi_ctx_t context) {
     const int error = ipmi_ctx_errnum(context);
     return error == IPMI_ERR_SUCCESS ? IPMI_ERR_INTERNAL_ERROR : error;
@@ -131,8 +130,8 @@ int open_with_suite(const login &to, uint8_t suite, ipmi_ctx_t &opened) {
     return 0;
 }
 
-/// Errors with which BMCs say that they do not know the cipher suite, in good form or bad. Silence is not one
-/// of them: trying again would double the wait for a dead host.
+/// Errors of BMCs that do not support the cipher suite, with valid and invalid answers. No answer is not one
+/// of them: another try would double the wait for a dead host.
 bool may_be_refused_suite(int error) {
     return error == IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE || error == IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE ||
            error == IPMI_ERR_IPMI_ERROR;
@@ -151,7 +150,7 @@ bool is_address(const char *host) {
     return host != nullptr && inet_pton(AF_INET, host, &address) == 1;
 }
 
-/// "host:port", the form libfreeipmi takes.
+/// "host:port", the form that libfreeipmi expects.
 using host_and_port = std::array<char, INET_ADDRSTRLEN + sizeof ":65535">;
 host_and_port joined(const char *host, uint16_t port) {
     host_and_port text{};
@@ -159,12 +158,11 @@ host_and_port joined(const char *host, uint16_t port) {
     return text;
 }
 
-/// The response as libfreeipmi gives it: command byte, completion code, data. Sizes beyond what a LAN packet
-/// holds.
+/// The response as libfreeipmi stores it: command byte, completion code, data. Larger than any LAN packet.
 using response_buffer = std::array<uint8_t, 2048>;
 constexpr uint32_t request_data_max = 1024;
 
-/// Hands on completion code and data.
+/// Passes on completion code and data.
 uint16_t take_response(const uint8_t *response, std::size_t length, uint8_t *res, uint32_t *res_len) {
     const uint32_t room = res == nullptr ? 0 : *res_len;
     const auto stored = std::min<uint32_t>(static_cast<uint32_t>(length), room);

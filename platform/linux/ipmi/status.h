@@ -5,8 +5,8 @@
 
 namespace varnel::platform {
 
-/// What the three session functions return beside 0 and completion codes (1 to 255). Listed in
-/// docs/porting.md.
+/// Results of the three session functions other than 0 and completion codes (1 to 255). docs/porting.md lists
+/// them.
 enum class ipmi_status : uint16_t {
     success = 0,
     bad_argument = 0x0101,
