@@ -37,8 +37,10 @@ class input {
     void unget(int c) {
         document_.line -= c == '\n' ? 1 : 0;
         // Stepping back is as good as pushing back, for the character is read again before anyone looks; only
-        // after an error reading may end here, and then callers find it in its slot.
-        if (source_.error == 0 && source_.position > 0 && source_.position <= source_.fill &&
+        // after an error reading may end here, and then callers find it in its slot. It overwrites what a
+        // refill function has pushed back.
+        if (source_.error == 0 && source_.pushed == nothing_pushed && source_.position > 0 &&
+            source_.position <= source_.fill &&
             static_cast<unsigned char>(source_.buffer[source_.position - 1]) == c) {
             --source_.position;
         } else {

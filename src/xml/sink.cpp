@@ -34,9 +34,8 @@ std::string_view entity_for(char c) {
 
 constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup); }
 
-bool is_own(xml_output_function write) {
-    return write == xml_output_function_to_file_stream || write == xml_output_function_to_file_descriptor ||
-           write == xml_output_function_to_sgs;
+bool sends_runs(xml_output_function write) {
+    return write == xml_output_function_to_file_descriptor || write == xml_output_function_to_sgs;
 }
 
 } // namespace
@@ -44,10 +43,11 @@ bool is_own(xml_output_function write) {
 namespace varnel::xml {
 
 sink::sink(xml_output &out)
-    : out_(out), own_(is_own(out.write)), stream_(out.write == xml_output_function_to_file_stream) {}
+    : out_(out), runs_(sends_runs(out.write)), stream_(out.write == xml_output_function_to_file_stream) {}
 
-/// What the stream takes into its buffer without passing anything on. A stream that has no buffer yet has no
-/// room: its first piece goes straight to it.
+/// What the stream takes into its buffer without passing anything on, however many bytes come at once; the
+/// byte that fills the buffer goes straight to it. So does the first piece for a stream that has no buffer
+/// yet.
 size_t sink::stream_room() const {
     FILE *const stream = out_.target.stream;
     if (!stream_ || __fwriting(stream) == 0 || __flbf(stream) != 0 || ferror(stream) != 0) {
@@ -55,7 +55,7 @@ size_t sink::stream_room() const {
     }
     const size_t size = __fbufsize(stream);
     const size_t pending = __fpending(stream);
-    return size >= least_buffer && pending < size ? std::min(size - pending, gathered_.size()) : 0;
+    return size >= least_buffer && pending < size ? std::min(size - pending - 1, gathered_.size()) : 0;
 }
 
 void sink::flush() {
@@ -117,35 +117,30 @@ void sink::repeat(std::string_view piece, size_t times) {
         used_ += length;
         return;
     }
-    for (size_t i = 0; i < times && good(); ++i) {
+    bool going_on = times > 0;
+    for (size_t i = 1; going_on; ++i) {
         bytes(piece.data(), piece.size());
+        going_on = i < times && good();
     }
 }
 
 /// Sends plain bytes that could not be gathered, at least one of them. What is left.
 const char *sink::send_plain(const char *s) {
-    if (!own_ || stream_ ||
-        !good()) { // one byte for a daemon's function, or to learn what room a stream has now
-        bytes(s++, 1);
-    }
-    if (!own_ || !good() || room() > 0) {
-        return s;
+    if (!runs_ || !good()) {
+        bytes(s, 1);
+        return s + 1;
     }
     const char *const run = s;
     while (*s != '\0' && is_plain(*s)) {
         ++s;
     }
-    if (s != run) {
-        send_run(run, static_cast<size_t>(s - run));
-    }
+    send_run(run, static_cast<size_t>(s - run));
     return s;
 }
 
 /// In one call, with the outcome of one call for each byte.
 void sink::send_run(const char *run, size_t length) {
-    if (stream_) {
-        call(run, length);
-    } else if (out_.write == xml_output_function_to_file_descriptor) {
+    if (out_.write == xml_output_function_to_file_descriptor) {
         const ssize_t result = write(out_.target.descriptor, run, length);
         // What did not fit as a whole may fit byte by byte (pipe(7), O_NONBLOCK).
         for (size_t sent = result > 0 ? static_cast<size_t>(result) : 0; sent < length && good(); ++sent) {
@@ -159,9 +154,11 @@ void sink::send_run(const char *run, size_t length) {
 void sink::escaped(const char *s) {
     bool going_on = s != nullptr;
     while (going_on) {
-        const size_t length = copy_while(s, is_plain);
-        used_ += length;
-        s += length;
+        if (good()) {
+            const size_t length = copy_while(s, is_plain);
+            used_ += length;
+            s += length;
+        }
         if (*s == '\0') {
             return;
         }

@@ -39,7 +39,7 @@ class sink {
             bytes(text, length);
         }
     }
-    /// A piece of one or more of the same character, so many times.
+    /// A piece of one or more of the same character, so many times, up to the first error.
     void repeat(std::string_view piece, size_t times);
     /// A null pointer is the empty string.
     void string(const char *s);
@@ -64,8 +64,8 @@ class sink {
     [[nodiscard]] size_t stream_room() const;
 
     xml_output &out_;
-    const bool own_;    // the write function is one of the library's: runs of plain bytes in one piece
-    const bool stream_; // it is the one for streams
+    const bool runs_;   // plain bytes may go out many at a time: to a descriptor or to a growable string
+    const bool stream_; // the library's write function for streams
     size_t used_ = 0;   // bytes gathered
     size_t limit_ = 0;  // bytes that may be
     std::array<char, 2048> gathered_;

@@ -51,7 +51,7 @@ class node_writer {
         // deep trees slow.
         if (indented_) {
             depth_ = parent != nullptr && node.parent == parent && node.kind != xml_kind_document
-                         ? depth_ + 1
+                         ? parent_depth_ + 1
                          : xml_node_get_path_depth(&node);
         }
         at_ = &node;
@@ -68,6 +68,7 @@ class node_writer {
             at_ = nullptr;
             return;
         }
+        parent_depth_ = depth_;
         enter(*at_->first_child, at_);
     }
 
@@ -75,7 +76,7 @@ class node_writer {
     void go_on(const xml_node &top) {
         while (at_ != &top) {
             if (at_->next != nullptr) {
-                go_to_sibling();
+                enter(*at_->next, parent_);
                 return;
             }
             go_up();
@@ -84,22 +85,14 @@ class node_writer {
         at_ = nullptr;
     }
 
-    void go_to_sibling() {
-        restore_parent_depth();
-        enter(*at_->next, parent_);
-    }
-
     void go_up() {
-        restore_parent_depth();
         at_ = parent_;
+        depth_ = parent_depth_;
         parent_ = detours_.pop(at_, at_->parent);
-    }
-
-    void restore_parent_depth() {
-        if (indented_) {
-            depth_ = at_->parent == parent_ && at_->kind != xml_kind_document
-                         ? depth_ - 1
-                         : xml_node_get_path_depth(parent_);
+        if (indented_ && parent_ != nullptr) {
+            parent_depth_ = at_->parent == parent_ && at_->kind != xml_kind_document
+                                ? depth_ - 1
+                                : xml_node_get_path_depth(parent_);
         }
     }
 
@@ -203,6 +196,7 @@ class node_writer {
     const xml_node *at_ = nullptr;
     const xml_node *parent_ = nullptr; // whose children are being written
     int depth_ = 0;                    // of `at_`, when it matters
+    int parent_depth_ = 0;             // of `parent_`, likewise
     detours detours_;
 };
 

@@ -68,6 +68,14 @@ struct feeder {
             r.error = 0;
             give(r, r.capacity);
             break;
+        case refill_act::push_tag:
+            give(r, r.capacity);
+            xml_refiller_set_char(&r, '<');
+            break;
+        case refill_act::push_newline:
+            give(r, 2);
+            xml_refiller_set_char(&r, '\n');
+            break;
         }
         return r.error;
     }

@@ -18,8 +18,10 @@ enum class refill_act : uint8_t {
     fail_seven,    ///< An error of its own.
     fail_and_fill, ///< An error, and bytes all the same.
     recover,       ///< Clears the error and goes on.
+    push_tag,      ///< As much as fits, and pushes "<" back.
+    push_newline,  ///< Two bytes, and pushes a newline back.
 };
-inline constexpr unsigned refill_acts = 8;
+inline constexpr unsigned refill_acts = 10;
 
 /// A text, and how it reaches the reader.
 struct scenario {
