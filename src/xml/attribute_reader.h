@@ -2,10 +2,11 @@
 #pragma once
 
 #include "xml/input.h"
+#include "xml/tree_memory.h"
 
 namespace varnel::xml {
 
-/// xml_attribute_read().
-int read_attribute(input &in, xml_attribute &attribute);
+/// xml_attribute_read(), with strings from `memory`.
+int read_attribute(input &in, tree_memory &memory, xml_attribute &attribute);
 
 } // namespace varnel::xml

@@ -9,25 +9,25 @@ namespace {
 
 /// From `sizeof(Word)` to twice as many bytes: the first and the last of them, which may overlap.
 template <class Word>
-void copy_ends(char *to, const char *from, size_t length) {
+void copy_ends(char *to, const char *from, std::size_t length) {
     Word first;
     Word last;
-    memcpy(&first, from, sizeof first);
-    memcpy(&last, from + length - sizeof last, sizeof last);
-    memcpy(to, &first, sizeof first);
-    memcpy(to + length - sizeof last, &last, sizeof last);
+    std::memcpy(&first, from, sizeof first);
+    std::memcpy(&last, from + length - sizeof last, sizeof last);
+    std::memcpy(to, &first, sizeof first);
+    std::memcpy(to + length - sizeof last, &last, sizeof last);
 }
 
 /// Names and values are short: most are copied in less time than a call of memcpy() takes.
-void copy_mostly_short(char *to, const char *from, size_t length) {
-    if (length > 2 * sizeof(uint64_t)) {
-        memcpy(to, from, length);
-    } else if (length >= sizeof(uint64_t)) {
-        copy_ends<uint64_t>(to, from, length);
-    } else if (length >= sizeof(uint32_t)) {
-        copy_ends<uint32_t>(to, from, length);
-    } else if (length >= sizeof(uint16_t)) {
-        copy_ends<uint16_t>(to, from, length);
+void copy_mostly_short(char *to, const char *from, std::size_t length) {
+    if (length > 2 * sizeof(std::uint64_t)) {
+        std::memcpy(to, from, length);
+    } else if (length >= sizeof(std::uint64_t)) {
+        copy_ends<std::uint64_t>(to, from, length);
+    } else if (length >= sizeof(std::uint32_t)) {
+        copy_ends<std::uint32_t>(to, from, length);
+    } else if (length >= sizeof(std::uint16_t)) {
+        copy_ends<std::uint16_t>(to, from, length);
     } else if (length == 1) {
         *to = *from;
     }
@@ -35,8 +35,8 @@ void copy_mostly_short(char *to, const char *from, size_t length) {
 
 } // namespace
 
-char *copied(const char *bytes, size_t length) {
-    char *const copy = static_cast<char *>(malloc(length + 1));
+char *copied(const char *bytes, std::size_t length) {
+    char *const copy = static_cast<char *>(std::malloc(length + 1));
     if (copy != nullptr) {
         copy_mostly_short(copy, bytes, length);
         copy[length] = '\0';

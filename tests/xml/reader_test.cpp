@@ -97,13 +97,15 @@ outcome read_stream(const std::string &text, unsigned flags) {
     return read.result();
 }
 
-/// However the text arrives, the outcome is the same.
+/// However the text arrives and whatever the tree is made of, the outcome is the same.
 void expect_read(const std::string &text, const outcome &expected, unsigned flags = 0) {
     SCOPED_TRACE(::testing::PrintToString(text));
-    EXPECT_EQ(read_stream(text, flags), expected) << "stream";
-    EXPECT_EQ(read_fixed(text, flags), expected) << "fixed buffer";
-    for (const unsigned capacity : {1U, 2U, 3U, 2047U, 2048U}) {
-        EXPECT_EQ(read_in_pieces(text, flags, capacity), expected) << "capacity " << capacity;
+    for (const unsigned kind : {0U, unsigned{xml_flag_compact}}) {
+        EXPECT_EQ(read_stream(text, flags | kind), expected) << "stream";
+        EXPECT_EQ(read_fixed(text, flags | kind), expected) << "fixed buffer";
+        for (const unsigned capacity : {1U, 2U, 3U, 2047U, 2048U}) {
+            EXPECT_EQ(read_in_pieces(text, flags | kind, capacity), expected) << "capacity " << capacity;
+        }
     }
 }
 

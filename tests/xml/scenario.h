@@ -37,8 +37,9 @@ struct scenario {
     bool attributes = false;         ///< Reads one attribute instead of nodes; with `reads` 1.
 };
 
-/// All that a caller of the reader and its refill function can see, call by call, as text.
-std::string seen_from_library(const scenario &s);
+/// All that a caller of the reader and its refill function can see, call by call, as text. The library's
+/// flags are those of the scenario and `kind`, which is 0 or xml_flag_compact.
+std::string seen_from_library(const scenario &s, unsigned kind);
 std::string seen_from_reference(const scenario &s);
 
 } // namespace varnel::test
