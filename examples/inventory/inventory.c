@@ -78,7 +78,7 @@ static bool write_report(const char *path) {
 
 static int print_report(const char *path) {
     xml_document *document = xml_document_new();
-    if (document == NULL || xml_read(document, path, 0) != 0) {
+    if (document == NULL || xml_read(document, path, xml_flag_compact) != 0) {
         fprintf(stderr, "inventory: %s: status %d at line %u\n", path,
                 document != NULL ? document->status : -1, document != NULL ? document->line : 0);
         return 1;

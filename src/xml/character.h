@@ -65,21 +65,9 @@ class chunk {
         return bits(_mm_or_si128(_mm_or_si128(equal(a), equal(b)), equal(c)));
     }
     [[nodiscard]] marks other_than(char c) const { return bits(equal(c)) ^ 0xFFFFU; }
-    /// Bytes with which an ASCII name does not go on.
-    [[nodiscard]] marks other_than_name_parts() const {
-        const __m128i letters = up_to('a', 'z', _mm_or_si128(bytes_, _mm_set1_epi8(0x20)));
-        const __m128i digits_and_colon = up_to('0', ':', bytes_);
-        const __m128i rest = _mm_or_si128(equal('-'), equal('_'));
-        return bits(_mm_or_si128(_mm_or_si128(letters, digits_and_colon), rest)) ^ 0xFFFFU;
-    }
     static std::size_t first(marks set) { return static_cast<std::size_t>(std::countr_zero(set)); }
 
   private:
-    static __m128i up_to(char first, char last, __m128i of) {
-        const __m128i above = _mm_sub_epi8(of, _mm_set1_epi8(first));
-        return _mm_cmpeq_epi8(_mm_subs_epu8(above, _mm_set1_epi8(static_cast<char>(last - first))),
-                              _mm_setzero_si128());
-    }
     [[nodiscard]] __m128i equal(char c) const { return _mm_cmpeq_epi8(bytes_, _mm_set1_epi8(c)); }
     static marks bits(__m128i mask) { return static_cast<marks>(_mm_movemask_epi8(mask)); }
     __m128i bytes_;
@@ -136,23 +124,6 @@ inline scanned scan_until(const char *at, const char *end, char a, char b) {
         newlines += *at == '\n' ? 1 : 0;
     }
     return {at, newlines};
-}
-
-/// Up to the first byte with which an ASCII name does not go on.
-inline const char *skip_name(const char *at, const char *end) {
-#ifdef __SSE2__
-    while (holds_chunk(at, end)) {
-        const chunk::marks others = chunk(at).other_than_name_parts();
-        if (others != 0) {
-            return at + chunk::first(others);
-        }
-        at += sizeof(chunk);
-    }
-#endif
-    while (at != end && is(*at, name_part)) {
-        ++at;
-    }
-    return at;
 }
 
 /// Over the spaces that a line begins with, several at a time; some may be left.

@@ -9,6 +9,7 @@
 #include "varnel/xml_refiller.h"
 #include "varnel/xml_tree.h"
 #include "xml/character.h"
+#include "xml/memory.h"
 #include "xml/text_buffer.h"
 
 namespace varnel::xml {
@@ -33,7 +34,12 @@ struct token {
 // character.
 
 struct name_bytes {
-    static scanned scan(const char *at, const char *end) { return {skip_name(at, end), 0}; }
+    static scanned scan(const char *at, const char *end) {
+        while (at != end && is(*at, name_part)) {
+            ++at;
+        }
+        return {at, 0};
+    }
     static bool accepts(int c) { return is_name_part(c); }
 };
 
@@ -115,8 +121,8 @@ class input {
         const scanned run = wanted.scan(begin, end_);
         const auto length = static_cast<std::size_t>(run.end - begin);
         if (run.end != end_ && is_ascii(*run.end) && length <= limit) {
-            consume(run);
-            return {begin, length, get()};
+            consume({run.end + 1, run.newlines + (*run.end == '\n' ? 1U : 0U)});
+            return {begin, length, *run.end};
         }
         copy_.clear();
         return read_more(wanted, limit);
@@ -164,7 +170,10 @@ class input {
     text_buffer &copy() { return copy_; }
     /// A token with a terminator in a block of malloc(), or null. It takes over the block of a copy that
     /// needed one.
-    [[nodiscard]] char *copied(const token &of);
+    [[nodiscard]] char *copied(const token &of) {
+        return of.bytes == copy_.data() && copy_.is_on_heap() ? copy_.release(of.length)
+                                                              : xml::copied(of.bytes, of.length);
+    }
     /// Bytes behind a token may be read up to here.
     [[nodiscard]] const char *readable_from(const token &of) const {
         return of.bytes == copy_.data() ? of.bytes + of.length : end_;
@@ -184,9 +193,27 @@ class input {
     [[nodiscard]] bool raw() const { return raw_; }
 
   private:
-    [[nodiscard]] int get_beyond_buffer();
-    void push_back(int c);
-    void look_into_buffer();
+    [[nodiscard, gnu::noinline]] int get_beyond_buffer() {
+        report_position();
+        const int c = xml_refiller_get_char(&source_);
+        look_into_buffer();
+        document_.line += c == '\n' ? 1 : 0;
+        return c;
+    }
+    void push_back(int c) {
+        report_position();
+        xml_refiller_set_char(&source_, c);
+        look_into_buffer();
+    }
+    // Without an error a character that is given back is read again before anyone looks, so stepping back is
+    // as good as pushing back. After an error reading may end there, and callers find the character in its
+    // slot.
+    void look_into_buffer() {
+        const bool ready =
+            source_.position < source_.fill && source_.pushed == nothing_pushed && source_.error == 0;
+        begin_ = at_ = source_.buffer + source_.position;
+        end_ = ready ? source_.buffer + source_.fill : at_;
+    }
     void report_position() { source_.position = static_cast<unsigned>(at_ - source_.buffer); }
 
     void consume(scanned run) {

@@ -18,7 +18,14 @@ template <class Record>
 }
 
 /// `length` bytes and a terminator in a block of just that size, or null.
-[[nodiscard]] char *copied(const char *bytes, std::size_t length);
+[[nodiscard]] inline char *copied(const char *bytes, std::size_t length) {
+    auto *const copy = static_cast<char *>(std::malloc(length + 1));
+    if (copy != nullptr) {
+        std::memcpy(copy, bytes, length);
+        copy[length] = '\0';
+    }
+    return copy;
+}
 
 /// The copy of a string that may be absent. False when memory ran out.
 [[nodiscard]] inline bool copy_string(char *&to, const char *from) {

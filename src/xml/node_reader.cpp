@@ -369,3 +369,9 @@ class node_reader {
 int xml_node_read(xml_refiller *r, xml_node *parent, xml_document *doc, unsigned flags) {
     return varnel::xml::node_reader(*r, *parent, *doc, flags).read();
 }
+
+int xml_attribute_read(xml_refiller *r, xml_attribute *a, xml_document *doc, unsigned flags) {
+    varnel::xml::input in(*r, *doc, flags);
+    varnel::xml::tree_memory memory(false);
+    return varnel::xml::read_attribute(in, memory, *a);
+}

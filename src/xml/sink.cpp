@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr size_t least_buffer = 512; // streams write past smaller ones as they please
+constexpr std::size_t least_buffer = 512; // streams write past smaller ones as they please
 
 std::string_view entity_for(char c) {
     switch (c) {
@@ -48,24 +48,26 @@ sink::sink(xml_output &out)
 /// What the stream takes into its buffer without passing anything on, however many bytes come at once; the
 /// byte that fills the buffer goes straight to it. So does the first piece for a stream that has no buffer
 /// yet.
-size_t sink::stream_room() const {
-    FILE *const stream = out_.target.stream;
-    if (!stream_ || __fwriting(stream) == 0 || __flbf(stream) != 0 || ferror(stream) != 0) {
+std::size_t sink::stream_room() const {
+    std::FILE *const stream = out_.target.stream;
+    if (!stream_ || __fwriting(stream) == 0 || __flbf(stream) != 0 || std::ferror(stream) != 0) {
         return 0;
     }
-    const size_t size = __fbufsize(stream);
-    const size_t pending = __fpending(stream);
+    const std::size_t size = __fbufsize(stream);
+    const std::size_t pending = __fpending(stream);
     return size >= least_buffer && pending < size ? std::min(size - pending - 1, gathered_.size()) : 0;
 }
 
 void sink::flush() {
     if (used_ > 0) {
-        fwrite(gathered_.data(), 1, used_, out_.target.stream);
+        std::fwrite(gathered_.data(), 1, used_, out_.target.stream);
         used_ = 0;
     }
 }
 
-void sink::call(const char *piece, size_t length) { out_.write(&out_, piece, static_cast<unsigned>(length)); }
+void sink::call(const char *piece, std::size_t length) {
+    out_.write(&out_, piece, static_cast<unsigned>(length));
+}
 
 /// Passes on what is gathered, and learns how much may be gathered now.
 void sink::make_room() {
@@ -73,12 +75,12 @@ void sink::make_room() {
     limit_ = stream_room();
 }
 
-void sink::bytes(const char *piece, size_t length) {
+void sink::bytes(const char *piece, std::size_t length) {
     if (length >= room()) {
         make_room();
     }
     if (length < room()) {
-        memcpy(gathered_.data() + used_, piece, length);
+        std::memcpy(gathered_.data() + used_, piece, length);
         used_ += length;
     } else {
         call(piece, length);
@@ -89,10 +91,10 @@ void sink::bytes(const char *piece, size_t length) {
 /// Copies a string to what is gathered, without counting it yet, while there is room and its bytes are
 /// wanted.
 template <class Predicate>
-size_t sink::copy_while(const char *s, Predicate wanted) {
+std::size_t sink::copy_while(const char *s, Predicate wanted) {
     char *const to = gathered_.data() + used_;
-    const size_t most = room();
-    size_t length = 0;
+    const std::size_t most = room();
+    std::size_t length = 0;
     while (length != most && s[length] != '\0' && wanted(s[length])) {
         to[length] = s[length];
         ++length;
@@ -102,23 +104,23 @@ size_t sink::copy_while(const char *s, Predicate wanted) {
 
 void sink::string(const char *s) {
     s = s != nullptr ? s : "";
-    const size_t length = copy_while(s, [](char) { return true; });
+    const std::size_t length = copy_while(s, [](char) { return true; });
     if (length < room()) {
         used_ += length;
     } else { // a piece is never split: the stream decides where
-        bytes(s, length + strlen(s + length));
+        bytes(s, length + std::strlen(s + length));
     }
 }
 
-void sink::repeat(std::string_view piece, size_t times) {
-    const size_t length = piece.size() * times;
+void sink::repeat(std::string_view piece, std::size_t times) {
+    const std::size_t length = piece.size() * times;
     if (good() && length < room()) {
-        memset(gathered_.data() + used_, piece.front(), length);
+        std::memset(gathered_.data() + used_, piece.front(), length);
         used_ += length;
         return;
     }
     bool going_on = times > 0;
-    for (size_t i = 1; going_on; ++i) {
+    for (std::size_t i = 1; going_on; ++i) {
         bytes(piece.data(), piece.size());
         going_on = i < times && good();
     }
@@ -134,16 +136,17 @@ const char *sink::send_plain(const char *s) {
     while (*s != '\0' && is_plain(*s)) {
         ++s;
     }
-    send_run(run, static_cast<size_t>(s - run));
+    send_run(run, static_cast<std::size_t>(s - run));
     return s;
 }
 
 /// In one call, with the outcome of one call for each byte.
-void sink::send_run(const char *run, size_t length) {
+void sink::send_run(const char *run, std::size_t length) {
     if (out_.write == xml_output_function_to_file_descriptor) {
         const ssize_t result = write(out_.target.descriptor, run, length);
         // What did not fit as a whole may fit byte by byte (pipe(7), O_NONBLOCK).
-        for (size_t sent = result > 0 ? static_cast<size_t>(result) : 0; sent < length && good(); ++sent) {
+        for (std::size_t sent = result > 0 ? static_cast<std::size_t>(result) : 0; sent < length && good();
+             ++sent) {
             call(run + sent, 1);
         }
     } else if (append_one_by_one(*out_.target.sgs, run, length) != 0) {
@@ -155,7 +158,7 @@ void sink::escaped(const char *s) {
     bool going_on = s != nullptr;
     while (going_on) {
         if (good()) {
-            const size_t length = copy_while(s, is_plain);
+            const std::size_t length = copy_while(s, is_plain);
             used_ += length;
             s += length;
         }

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "varnel/xml_iterator.h"
-#include "xml/detours.h"
+#include "xml/noted_parents.h"
 #include "xml/sink.h"
 
 namespace varnel::xml {
@@ -63,7 +63,7 @@ class node_writer {
     }
 
     void go_down() {
-        if (at_->parent != parent_ && !detours_.push(at_, parent_)) {
+        if (at_->parent != parent_ && !noted_parents_.push(at_, parent_)) {
             out_.fail(xml_status_out_of_memory);
             at_ = nullptr;
             return;
@@ -88,7 +88,7 @@ class node_writer {
     void go_up() {
         at_ = parent_;
         depth_ = parent_depth_;
-        parent_ = detours_.pop(at_, at_->parent);
+        parent_ = noted_parents_.pop(at_, at_->parent);
         if (indented_ && parent_ != nullptr) {
             parent_depth_ = at_->parent == parent_ && at_->kind != xml_kind_document
                                 ? depth_ - 1
@@ -197,7 +197,7 @@ class node_writer {
     const xml_node *parent_ = nullptr; // whose children are being written
     int depth_ = 0;                    // of `at_`, when it matters
     int parent_depth_ = 0;             // of `parent_`, likewise
-    detours detours_;
+    noted_parents noted_parents_;
 };
 
 } // namespace
@@ -205,18 +205,18 @@ class node_writer {
 } // namespace varnel::xml
 
 int xml_write(xml_document *doc, const char *path, unsigned flags) {
-    FILE *const stream = fopen(path, "w");
+    std::FILE *const stream = std::fopen(path, "w");
     if (stream != nullptr) {
         xml_write_file(doc, stream, flags);
     }
-    if (stream == nullptr || fclose(stream) != 0) {
+    if (stream == nullptr || std::fclose(stream) != 0) {
         doc->status = xml_status_input_failed;
         return xml_status_input_failed;
     }
     return doc->status;
 }
 
-void xml_write_file(xml_document *doc, FILE *stream, unsigned flags) {
+void xml_write_file(xml_document *doc, std::FILE *stream, unsigned flags) {
     xml_output out{};
     xml_output_setup(&out, xml_output_function_to_file_stream);
     out.target.stream = stream;
