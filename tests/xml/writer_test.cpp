@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "xml/model.h"
+#include "xml/read_text.h"
 #include "xml/reference_writer.h"
 
 using namespace varnel::test;
@@ -25,12 +26,7 @@ namespace {
 /// A document read from a text.
 class document {
   public:
-    explicit document(std::string text, unsigned flags = 0) {
-        const auto size = static_cast<unsigned>(text.size());
-        xml_refiller r{};
-        xml_refiller_setup(&r, nullptr, text.data(), size, size);
-        xml_node_read(&r, doc_->root, doc_, flags);
-    }
+    explicit document(std::string text, unsigned flags = 0) { read_text(doc_, text, flags | tree_kind); }
     ~document() {
         xml_node_delete(doc_->root);
         xml_document_delete(doc_);
