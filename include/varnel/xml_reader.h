@@ -45,7 +45,7 @@
  *
  * @par Compact trees
  * With xml_flag_compact names, values and records are packed into a few large blocks instead of one `malloc`
- * block each: reading and deleting takes a third of the time, and the tree less memory. The tree is the same
+ * block each: reading and deleting takes less than half the time, and the tree less memory. The tree is the same
  * and works with every function. The caller promises one thing: never to pass a name, a value or a record of
  * it to free() or realloc(); that aborts the process ("invalid pointer"). Everything else remains allowed:
  * storing other strings (from `malloc`), hanging in other records, moving strings, attributes and subtrees to
