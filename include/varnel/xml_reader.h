@@ -45,12 +45,12 @@
  *
  * @par Compact trees
  * With xml_flag_compact names, values and records are packed into a few large blocks instead of one `malloc`
- * block each: reading and deleting takes less than half the time, and the tree less memory. The tree is the same
- * and works with every function. The caller promises one thing: never to pass a name, a value or a record of
- * it to free() or realloc(); that aborts the process ("invalid pointer"). Everything else remains allowed:
- * storing other strings (from `malloc`), hanging in other records, moving strings, attributes and subtrees to
- * other documents, deleting documents in any order and in different threads. A string that is replaced is
- * given up with the help of xml_attribute_delete():
+ * block each: reading and deleting takes less than half the time, and the tree less memory. The tree is the
+ * same and works with every function. The caller promises one thing: never to pass a name, a value or a
+ * record of it to free() or realloc(); that aborts the process ("invalid pointer"). Everything else remains
+ * allowed: storing other strings (from `malloc`), hanging in other records, moving strings, attributes and
+ * subtrees to other documents, deleting documents in any order and in different threads. A string that is
+ * replaced is given up with the help of xml_attribute_delete():
  * @code
  * xml_attribute *old = xml_attribute_new();
  * old->value = node->value;

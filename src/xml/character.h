@@ -35,7 +35,7 @@ constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
     add("0123456789-_:", name_part);
     add(" \t\n\r", white_space);
     add("\"&'<>", markup);
-    add({"", 1}, terminator);
+    classes['\0'] = terminator;
     return classes;
 }
 

@@ -32,7 +32,7 @@ std::string_view entity_for(char c) {
     }
 }
 
-constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup); }
+constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup | varnel::xml::terminator); }
 
 bool sends_runs(xml_output_function write) {
     return write == xml_output_function_to_file_descriptor || write == xml_output_function_to_sgs;
@@ -88,14 +88,14 @@ void sink::bytes(const char *piece, std::size_t length) {
     }
 }
 
-/// Copies a string to what is gathered, without counting it yet, while there is room and its bytes are
-/// wanted.
-template <class Predicate>
-std::size_t sink::copy_while(const char *s, Predicate wanted) {
+/// Copies a string to what is gathered, without counting it yet, up to a byte of a class or as long as there
+/// is room.
+template <unsigned stops>
+std::size_t sink::copy_until(const char *s) {
     char *const to = gathered_.data() + used_;
     const std::size_t most = room();
     std::size_t length = 0;
-    while (length != most && s[length] != '\0' && wanted(s[length])) {
+    while (length != most && !is(s[length], stops)) {
         to[length] = s[length];
         ++length;
     }
@@ -104,7 +104,7 @@ std::size_t sink::copy_while(const char *s, Predicate wanted) {
 
 void sink::string(const char *s) {
     s = s != nullptr ? s : "";
-    const std::size_t length = copy_while(s, [](char) { return true; });
+    const std::size_t length = copy_until<terminator>(s);
     if (length < room()) {
         used_ += length;
     } else { // a piece is never split: the stream decides where
@@ -133,7 +133,7 @@ const char *sink::send_plain(const char *s) {
         return s + 1;
     }
     const char *const run = s;
-    while (*s != '\0' && is_plain(*s)) {
+    while (is_plain(*s)) {
         ++s;
     }
     send_run(run, static_cast<std::size_t>(s - run));
@@ -158,7 +158,7 @@ void sink::escaped(const char *s) {
     bool going_on = s != nullptr;
     while (going_on) {
         if (good()) {
-            const std::size_t length = copy_while(s, is_plain);
+            const std::size_t length = copy_until<markup | terminator>(s);
             used_ += length;
             s += length;
         }

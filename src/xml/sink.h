@@ -53,8 +53,8 @@ class sink {
     void count_node() { ++out_.count; }
 
   private:
-    template <class Predicate>
-    std::size_t copy_while(const char *s, Predicate wanted);
+    template <unsigned stops>
+    std::size_t copy_until(const char *s);
     [[nodiscard]] std::size_t room() const { return limit_ - used_; }
     void make_room();
     const char *send_plain(const char *s);

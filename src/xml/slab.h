@@ -184,9 +184,10 @@ class piece_deleter {
     }
 
     void count_out_all() {
-        if (pieces_ > 0) {
+        if (slab_ != nullptr) {
             count_out(slab_, pieces_);
         }
+        slab_ = nullptr;
         pieces_ = 0;
     }
 
