@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/allocations.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <sstream>
@@ -32,21 +31,17 @@ allocation_counts count_allocations(const tree_library &who, const document &wha
 
 int print_allocations(const std::string &library, const std::string &document) {
     auto *const counts = static_cast<allocation_counts *>(dlsym(RTLD_DEFAULT, counter_name));
-    const auto documents = measured_documents();
-    const auto libraries = tree_libraries();
-    const auto what =
-        std::ranges::find_if(documents, [&](const auto &each) { return each.name == document; });
-    const auto who =
-        std::ranges::find_if(libraries, [&](const auto &each) { return each->name() == library; });
-    if (counts == nullptr || what == documents.end() || who == libraries.end()) {
+    if (counts == nullptr) {
         return 2;
     }
-    const stream in = stream_of(what->text);
+    const auto what = measured_document(document);
+    const auto who = tree_library_named(library);
+    const stream in = stream_of(what.text);
     (void)fgetc(in.get()); // allocates the stream's buffer
     rewind(in.get());
     const allocation_counts before = *counts;
     counts->most_held = counts->held;
-    const bool good = (*who)->read(what->text, in.get());
+    const bool good = who->read(what.text, in.get());
     (void)printf("%lu %lu\n", counts->allocations - before.allocations, counts->most_held - before.held);
     return good ? 0 : 1;
 }

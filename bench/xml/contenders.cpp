@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/contenders.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 
@@ -20,12 +22,16 @@ namespace {
 
 class varnel_library : public tree_library {
   public:
+    enum class source { stream, memory };
+    varnel_library(const char *name, unsigned flags, source from) : name_(name), flags_(flags), from_(from) {}
     ~varnel_library() override { varnel_library::free_tree(); }
-    [[nodiscard]] const char *name() const override { return "varnel"; }
+    [[nodiscard]] const char *name() const override { return name_; }
     [[nodiscard]] bool is_ours() const override { return true; }
-    bool read(const std::string & /*text*/, std::FILE *stream) override {
+    bool read(const std::string &text, std::FILE *stream) override {
         document_ = xml_document_new();
-        return xml_read_file(document_, stream, 0) == 0 && document_->status == 0;
+        const int result =
+            from_ == source::stream ? xml_read_file(document_, stream, flags_) : read_from_memory(text);
+        return result == 0 && document_->status == 0;
     }
     void free_tree() override {
         if (document_ != nullptr) {
@@ -40,6 +46,16 @@ class varnel_library : public tree_library {
     }
 
   private:
+    int read_from_memory(const std::string &text) {
+        const auto size = static_cast<unsigned>(text.size());
+        xml_refiller in{};
+        xml_refiller_setup(&in, nullptr, const_cast<char *>(text.data()), size, size); // only read
+        return xml_node_read(&in, document_->root, document_, flags_);
+    }
+
+    const char *name_;
+    unsigned flags_;
+    source from_;
     xml_document *document_ = nullptr;
 };
 
@@ -126,14 +142,34 @@ void add_string(std::vector<unsigned> &sizes, const char *s) {
 
 } // namespace
 
+std::vector<std::shared_ptr<tree_library>> ways_of_ours() {
+    using source = varnel_library::source;
+    return {std::make_shared<varnel_library>("varnel", 0, source::stream),
+            std::make_shared<varnel_library>("varnel compact", xml_flag_compact, source::stream),
+            std::make_shared<varnel_library>("varnel from memory", 0, source::memory),
+            std::make_shared<varnel_library>("varnel compact from memory", xml_flag_compact, source::memory)};
+}
+
+std::vector<std::shared_ptr<tree_library>> peers() {
+    return {std::make_shared<pugixml_library>(), std::make_shared<tinyxml2_library>(),
+            std::make_shared<libxml2_library>(), std::make_shared<expat_library>()};
+}
+
 std::vector<std::shared_ptr<tree_library>> tree_libraries() {
-    std::vector<std::shared_ptr<tree_library>> all;
-    all.push_back(std::make_shared<varnel_library>());
-    all.push_back(std::make_shared<pugixml_library>());
-    all.push_back(std::make_shared<tinyxml2_library>());
-    all.push_back(std::make_shared<libxml2_library>());
-    all.push_back(std::make_shared<expat_library>());
+    auto all = ways_of_ours();
+    all.resize(2);
+    std::ranges::copy(peers(), std::back_inserter(all));
     return all;
+}
+
+std::shared_ptr<tree_library> tree_library_named(const std::string &name) {
+    auto all = ways_of_ours();
+    std::ranges::copy(peers(), std::back_inserter(all));
+    const auto found = std::ranges::find_if(all, [&](const auto &each) { return each->name() == name; });
+    if (found == all.end()) {
+        throw std::runtime_error("no library " + name);
+    }
+    return *found;
 }
 
 allocation_floor::allocation_floor(std::FILE *stream) {

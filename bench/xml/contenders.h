@@ -25,8 +25,15 @@ class tree_library {
     virtual bool write(std::FILE *stream) = 0;
 };
 
-/// This library first.
+/// This library in its four ways of reading: default and compact trees, from a stream and from memory;
+/// default from a stream first.
+std::vector<std::shared_ptr<tree_library>> ways_of_ours();
+/// The others.
+std::vector<std::shared_ptr<tree_library>> peers();
+/// This library, default and compact from a stream, and the others.
 std::vector<std::shared_ptr<tree_library>> tree_libraries();
+/// Any of them by its name. Throws std::runtime_error when there is none.
+std::shared_ptr<tree_library> tree_library_named(const std::string &name);
 
 /// The allocations and frees of this library's tree of a text, and nothing else.
 class allocation_floor {

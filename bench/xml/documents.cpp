@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/documents.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -59,7 +60,20 @@ std::string inventory(size_t size) {
 std::vector<document> measured_documents() {
     return {{"freedesktop", "freedesktop.org.xml", text_of("/usr/share/mime/packages/freedesktop.org.xml")},
             {"iso_639-3", "iso_639-3.xml", text_of("/usr/share/xml/iso-codes/iso_639-3.xml")},
-            {"inventory", "inventory, 10 MB", inventory(10'000'000)}};
+            {"inventory", "inventory, 10 MB", inventory(10'000'000)},
+            {"inventory_8k", "inventory, 8 KB", inventory(6'500)},
+            {"fans", "three fans, 126 bytes",
+             "<board slot=\"1\"><fan id=\"1\" rpm=\"4200\">front</fan><fan id=\"2\" rpm=\"4350\">rear</fan>"
+             "<fan id=\"3\" rpm=\"0\">spare, off</fan></board>\n"}};
+}
+
+document measured_document(const std::string &name) {
+    const auto documents = measured_documents();
+    const auto found = std::ranges::find_if(documents, [&](const auto &each) { return each.name == name; });
+    if (found == documents.end()) {
+        throw std::runtime_error("no document " + name);
+    }
+    return *found;
 }
 
 document document_of(std::size_t nodes) {

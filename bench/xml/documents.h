@@ -15,9 +15,12 @@ struct document {
     std::string text;
 };
 
-/// Two documents of Debian packages and an inventory of some 10 MB that is made here. Throws
-/// std::runtime_error when a file is missing.
+/// Two documents of Debian packages, inventories of some 10 MB and 8 KB that are made here, and one of 126
+/// bytes. Throws std::runtime_error when a file is missing.
 std::vector<document> measured_documents();
+
+/// The one of that name. Throws std::runtime_error when there is none.
+document measured_document(const std::string &name);
 
 /// A root and its children.
 document document_of(std::size_t nodes);

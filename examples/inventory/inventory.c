@@ -96,7 +96,7 @@ static bool write_report(const char *path) {
 
 static int print_report(const char *path) {
     xml_document *document = new_document();
-    if (xml_read(document, path, 0) != 0) {
+    if (xml_read(document, path, xml_flag_compact) != 0) {
         fprintf(stderr, "inventory: %s: status %d at line %u\n", path, document->status, document->line);
         return 1;
     }

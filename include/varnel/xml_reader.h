@@ -45,6 +45,22 @@
  * `line` counts every line feed consumed; xml_read_file() sets it to 1 first. `node_count` counts the nodes
  * attached, and counts a text that became its element's value out again.
  *
+ * @par Compact trees
+ * With xml_flag_compact names, values and records are packed into a few large blocks instead of one `malloc`
+ * block each: reading and deleting takes less than half the time, and the tree less memory. The tree is the
+ * same and works with every function. The caller promises one thing: never to pass a name, a value or a
+ * record of it to free() or realloc(); that aborts the process ("invalid pointer"). Everything else remains
+ * allowed: storing other strings (from `malloc`), hanging in other records, moving strings, attributes and
+ * subtrees to other documents, deleting documents in any order and in different threads. A string that is
+ * replaced is given up with the help of xml_attribute_delete():
+ * @code
+ * xml_attribute *old = xml_attribute_new();
+ * old->value = node->value;
+ * node->value = strdup("other");
+ * xml_attribute_delete(old);
+ * @endcode
+ * One that is only overwritten keeps its block, up to 60 kB, for ever.
+ *
  * @par Memory running out
  * Reading ends with 2 as result and status; what was attached until then stays.
  */
@@ -58,12 +74,13 @@
 extern "C" {
 #endif
 
-/** Flags of reading and writing; a reader looks at xml_flag_raw only. */
+/** Flags of reading and writing; a reader looks at xml_flag_raw and xml_flag_compact only. */
 enum xml_flag {
-    xml_flag_indent = 1,       /**< Writing: indent each node, by one blank a level. */
+    xml_flag_indent = 1,       /**< Writing: indent each node, by one space a level. */
     xml_flag_tabs = 2,         /**< Writing: indent by one tab a level; stronger than the next. */
-    xml_flag_three_spaces = 4, /**< Writing: indent by three blanks a level. */
-    xml_flag_raw = 8           /**< No entities: "&" is a character like others, and is written as it is. */
+    xml_flag_three_spaces = 4, /**< Writing: indent by three spaces a level. */
+    xml_flag_raw = 8,          /**< No entities: "&" is a character like others, and is written as it is. */
+    xml_flag_compact = 1 << 16 /**< Reading: see Compact trees. */
 };
 
 /** What `status` of a document can be. */
@@ -95,7 +112,7 @@ enum xml_status {
  *
  * @param doc    a document; nodes are appended to what its root already has.
  * @param path   file name.
- * @param flags  0 or xml_flag_raw.
+ * @param flags  0, xml_flag_raw, xml_flag_compact or both.
  * @return the document's `status`; 1 when the file could not be opened or closed, with `status` 1.
  */
 int xml_read(xml_document *doc, const char *path, unsigned flags);
@@ -106,7 +123,7 @@ int xml_read(xml_document *doc, const char *path, unsigned flags);
  *
  * @param doc     a document.
  * @param stream  a stream open for reading.
- * @param flags   0 or xml_flag_raw.
+ * @param flags   0, xml_flag_raw, xml_flag_compact or both.
  * @return 0 whatever the text was like (see `status`), or the refiller's error when reading failed, or 2.
  */
 int xml_read_file(xml_document *doc, FILE *stream, unsigned flags);
@@ -122,7 +139,7 @@ int xml_read_file(xml_document *doc, FILE *stream, unsigned flags);
  * @param parent  the node to append to; one without a name is closed by no end tag properly. If the end tag
  *                leaves it with a single text, its old value is freed.
  * @param doc     whose `status`, `line` and `node_count` are kept; its root need not be above @p parent.
- * @param flags   0 or xml_flag_raw.
+ * @param flags   0, xml_flag_raw, xml_flag_compact or both.
  * @return 0, or the refiller's `error` when it failed, or 2; both are the `status`, too.
  */
 int xml_node_read(xml_refiller *r, xml_node *parent, xml_document *doc, unsigned flags);
@@ -135,7 +152,7 @@ int xml_node_read(xml_refiller *r, xml_node *parent, xml_document *doc, unsigned
  * @param a      its name and value are stored over, not freed. Nothing is stored when there is an error, or
  * was one before the call.
  * @param doc    whose `status` and `line` are kept.
- * @param flags  0 or xml_flag_raw.
+ * @param flags  0 or xml_flag_raw; xml_flag_compact is ignored, the strings are always `malloc` blocks.
  * @return 0 for an attribute or the end of the tag, else `status`.
  */
 int xml_attribute_read(xml_refiller *r, xml_attribute *a, xml_document *doc, unsigned flags);

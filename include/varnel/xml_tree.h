@@ -9,9 +9,10 @@
  * @par Ownership
  * A tree is owned through `first_child` and `next`: whoever holds a node holds its descendants and its later
  * siblings. A node that was unlinked belongs to whoever unlinked it. Names and values are zero-terminated
- * `malloc` blocks owned by their record; a caller may free one and store another. A node's value can hold
- * zero bytes; `value_length` counts them, and 0 stands for "unknown": set it to 0 (or to the new length) when
- * you replace a value. Null pointers are allowed only where a function says so.
+ * `malloc` blocks owned by their record; a caller may free one and store another. (In trees that were read
+ * with xml_flag_compact the reader's strings and records must not be freed by hand, see xml_reader.h.) A
+ * node's value can hold zero bytes; `value_length` counts them, and 0 stands for "unknown": set it to 0 (or
+ * to the new length) when you replace a value. Null pointers are allowed only where a function says so.
  *
  * @par Odd links
  * Some operations leave a link as it was. Each says so; callers rely on it.

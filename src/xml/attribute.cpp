@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "varnel/xml_tree.h"
 
-#include <cstdlib>
-
 #include "xml/memory.h"
+#include "xml/node.h"
 
 namespace {
 
@@ -30,13 +29,8 @@ int xml_attribute_setup(xml_attribute *a) {
 xml_attribute *xml_attribute_new() { return varnel::xml::make<xml_attribute>(); }
 
 void xml_attribute_delete(xml_attribute *a) {
-    while (a != nullptr) {
-        xml_attribute *const next = a->next;
-        free(a->name);
-        free(a->value);
-        free(a);
-        a = next;
-    }
+    varnel::xml::piece_deleter deleter;
+    varnel::xml::delete_attributes(a, deleter);
 }
 
 xml_attribute *xml_attribute_clone(const xml_attribute *a) {

@@ -1,11 +1,99 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "xml/input.h"
+#include "xml/entity.h"
+#include "xml/tree_memory.h"
 
 namespace varnel::xml {
 
-/// xml_attribute_read().
-int read_attribute(input &in, xml_attribute &attribute);
+inline constexpr std::size_t attribute_name_limit = 128;
+inline constexpr std::size_t value_limit = 256;
+
+/// Reports the first error of an attribute; an earlier one of the document stays.
+inline int fail_attribute(input &in, int status) {
+    if (in.status() == 0) {
+        in.report(status);
+    }
+    return in.status();
+}
+
+inline int fail_attribute_at(input &in, int c, int status) {
+    if (c != end_of_input) {
+        in.report(status);
+    }
+    return fail_attribute(in, xml_status_bad_attribute);
+}
+
+/// A string for the attribute; null when it is not wanted because of an earlier error, or when memory ran
+/// out.
+inline char *attribute_string(input &in, tree_memory &memory, const token &of) {
+    return in.status() == 0 ? memory.string(in, of) : nullptr;
+}
+
+/// Goes on with a value behind the "&" that ended it so far.
+[[gnu::noinline]] inline token read_entities_of_value(input &in, int quote, token value) {
+    while (value.stop == '&') {
+        text_buffer &text = in.copy(value);
+        text.append('&');
+        const entity_end end =
+            text.length() > value_limit ? entity_end::failed : read_entity(in, quote, value_limit);
+        value = end == entity_end::decoded
+                    ? in.read_more(bytes_until{quote, '&'}, value_limit)
+                    : token{text.data(), text.length(), end == entity_end::value_closed ? quote : too_long};
+    }
+    return value;
+}
+
+/// A value with its entities decoded. Its closing quote ends it; anything else that does is an error.
+inline token read_value(input &in, int quote) {
+    token value = in.read_token(bytes_until{quote, in.raw() ? quote : '&'}, value_limit);
+    if (value.stop == '&') {
+        value = read_entities_of_value(in, quote, value);
+    }
+    return value;
+}
+
+/// Reads what follows an attribute's name and stores the value.
+inline int read_after_name(input &in, tree_memory &memory, int c, xml_attribute &to) {
+    c = is_white_space(c) ? in.get_after_white_space() : c;
+    if (c != '=') {
+        return fail_attribute_at(in, c, xml_status_bad_attribute);
+    }
+    c = in.get_after_white_space();
+    if (c != '"' && c != '\'') {
+        return fail_attribute_at(in, c, xml_status_bad_attribute);
+    }
+    const token value = read_value(in, c);
+    if (value.stop != c) {
+        return fail_attribute(in, value.length > value_limit ? xml_status_value_too_long
+                                                             : xml_status_bad_attribute);
+    }
+    char *const string = attribute_string(in, memory, value);
+    to.value = string != nullptr ? string : to.value;
+    return in.status();
+}
+
+/// xml_attribute_read(), with strings from `memory`.
+inline int read_attribute(input &in, tree_memory &memory, xml_attribute &attribute) {
+    const int c = in.get_after_white_space();
+    if (c == '/' || c == '>') {
+        return 0;
+    }
+    if (!is_letter(c)) {
+        return fail_attribute_at(in, c, xml_status_bad_attribute_start);
+    }
+    const token name = in.read_token_from(c, name_bytes{}, attribute_name_limit);
+    if (name.stop == too_long) {
+        return fail_attribute(in, xml_status_attribute_too_long);
+    }
+    char *const string = attribute_string(in, memory, name);
+    const int result = read_after_name(in, memory, name.stop, attribute);
+    if (result == 0) {
+        attribute.name = string;
+    } else {
+        piece_deleter().string(string);
+    }
+    return result;
+}
 
 } // namespace varnel::xml

@@ -5,19 +5,16 @@
 
 namespace varnel::xml {
 
-// Each reads what belongs to a node behind its opening, up to and with its end, and stores it as the node's
-// value. Errors are reported to the input; a node whose text has one stays without a value.
+// Each reads the content of a node after its opening, with what ends it. Errors are reported to the input.
 
-/// Up to "<", which is left to be read.
-void read_text(input &in, xml_node &text);
+/// A text without the spaces and tabs at its end, up to "<", which is left to be read. `bytes` is null when a
+/// bad entity ended it.
+token read_text(input &in);
 /// Up to "-->".
-void read_comment(input &in, xml_node &comment);
+token read_comment(input &in);
 /// Up to "?>".
-void read_instruction(input &in, xml_node &instruction);
+token read_instruction(input &in);
 /// Up to ">".
-void read_declaration(input &in, xml_node &declaration);
-
-/// The length of a text without the blanks and tabs at its end.
-size_t trimmed_length(const char *text, size_t length);
+token read_declaration(input &in);
 
 } // namespace varnel::xml

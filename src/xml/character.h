@@ -9,91 +9,145 @@
 #include <cstring>
 #include <string_view>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace varnel::xml {
 
 /// What a byte can be to the reader and the writer; a byte can be several of these.
-enum class_bit : uint8_t {
-    letter = 1,    ///< ASCII letters; is_letter() asks the locale about the rest.
-    name_part = 2, ///< What an ASCII name goes on with.
-    blank = 4,     ///< White space.
-    markup = 8,    ///< Written as an entity.
+enum class_bit : std::uint8_t {
+    letter = 1,      ///< ASCII letters; is_letter() asks the locale about the rest.
+    name_part = 2,   ///< What an ASCII name goes on with.
+    white_space = 4, ///< Space, tab, newline, carriage return.
+    markup = 8,      ///< Written as an entity.
+    terminator = 16, ///< NUL.
 };
 
-constexpr std::array<uint8_t, 256> classes_of_bytes() {
-    std::array<uint8_t, 256> classes{};
+constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
+    std::array<std::uint8_t, 256> classes{};
     const auto add = [&classes](std::string_view bytes, unsigned bits) {
         for (const char c : bytes) {
-            classes[static_cast<unsigned char>(c)] |= static_cast<uint8_t>(bits);
+            classes[static_cast<unsigned char>(c)] |= static_cast<std::uint8_t>(bits);
         }
     };
     add("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", letter | name_part);
     add("0123456789-_:", name_part);
-    add(" \t\n\r", blank);
+    add(" \t\n\r", white_space);
     add("\"&'<>", markup);
+    classes['\0'] = terminator;
     return classes;
 }
 
-inline constexpr std::array<uint8_t, 256> byte_classes = classes_of_bytes();
+inline constexpr std::array<std::uint8_t, 256> byte_classes = classes_of_bytes();
 
 constexpr bool is(char c, unsigned bits) { return (byte_classes[static_cast<unsigned char>(c)] & bits) != 0; }
-
-/// Where a scan of bytes ended, and the line feeds before that.
-struct scanned {
-    const char *end;
-    unsigned line_feeds;
-};
-
-/// The top bit of each byte of `word` that is `c`, exact up to the first in memory (the lowest).
-constexpr size_t bytes_equal(size_t word, char c) {
-    constexpr size_t ones = ~size_t{0} / 255;
-    const size_t difference = word ^ (ones * static_cast<unsigned char>(c));
-    return (difference - ones) & ~difference & (ones << 7);
-}
-
-/// Up to the first of two characters; line feeds are no end. A machine word at a time: this is where a reader
-/// spends its time.
-inline scanned scan_until(const char *at, const char *end, char a, char b) {
-    static_assert(std::endian::native == std::endian::little);
-    unsigned line_feeds = 0;
-    while (static_cast<size_t>(end - at) >= sizeof(size_t)) {
-        size_t word = 0;
-        memcpy(&word, at, sizeof word);
-        const size_t found = bytes_equal(word, a) | bytes_equal(word, b) | bytes_equal(word, '\n');
-        if (found == 0) {
-            at += sizeof word;
-            continue;
-        }
-        at += static_cast<unsigned>(std::countr_zero(found)) / 8;
-        if (*at != '\n') {
-            return {at, line_feeds};
-        }
-        ++line_feeds;
-        ++at;
-    }
-    for (; at != end && *at != a && *at != b; ++at) {
-        line_feeds += *at == '\n' ? 1 : 0;
-    }
-    return {at, line_feeds};
-}
-
-/// Up to the first byte that is not white space.
-inline scanned skip_blanks(const char *at, const char *end) {
-    unsigned line_feeds = 0;
-    for (; at != end && is(*at, blank); ++at) {
-        line_feeds += *at == '\n' ? 1 : 0;
-    }
-    return {at, line_feeds};
-}
 
 // Characters as xml_refiller_get_char() gives them: bytes, the end of input, or whatever was pushed back.
 
 constexpr bool is_ascii(int c) { return c >= 0 && c < 128; }
-constexpr bool is_blank(int c) { return is_ascii(c) && is(static_cast<char>(c), blank); }
+constexpr bool is_white_space(int c) { return is_ascii(c) && is(static_cast<char>(c), white_space); }
 
 inline bool is_letter(int c) {
     return is_ascii(c) ? is(static_cast<char>(c), letter) : c >= 0 && c <= 255 && std::isalpha(c) != 0;
 }
 
 inline bool is_name_part(int c) { return is_ascii(c) ? is(static_cast<char>(c), name_part) : is_letter(c); }
+
+/// Several bytes that are compared at once: 16 where the machine can, else a machine word. `marks` are bits,
+/// the lowest for the first byte in memory.
+#ifdef __SSE2__
+class chunk {
+  public:
+    using marks = unsigned;
+    explicit chunk(const char *at) : bytes_(_mm_loadu_si128(reinterpret_cast<const __m128i *>(at))) {}
+    [[nodiscard]] marks any_of(char a, char b, char c) const {
+        return bits(_mm_or_si128(_mm_or_si128(equal(a), equal(b)), equal(c)));
+    }
+    [[nodiscard]] marks other_than(char c) const { return bits(equal(c)) ^ 0xFFFFU; }
+    static std::size_t first(marks set) { return static_cast<std::size_t>(std::countr_zero(set)); }
+
+  private:
+    [[nodiscard]] __m128i equal(char c) const { return _mm_cmpeq_epi8(bytes_, _mm_set1_epi8(c)); }
+    static marks bits(__m128i mask) { return static_cast<marks>(_mm_movemask_epi8(mask)); }
+    __m128i bytes_;
+};
+#else
+class chunk {
+  public:
+    using marks = std::size_t;
+    explicit chunk(const char *at) { std::memcpy(&word_, at, sizeof word_); }
+    [[nodiscard]] marks any_of(char a, char b, char c) const { return equal(a) | equal(b) | equal(c); }
+    [[nodiscard]] marks other_than(char c) const { return word_ ^ repeated(c); }
+    static std::size_t first(marks set) { return static_cast<std::size_t>(std::countr_zero(set)) / 8; }
+
+  private:
+    static_assert(std::endian::native == std::endian::little);
+    static constexpr std::size_t ones = ~std::size_t{0} / 255;
+    static constexpr std::size_t repeated(char c) { return ones * static_cast<unsigned char>(c); }
+    /// The top bit of each byte that is `c`, exact up to the first.
+    [[nodiscard]] marks equal(char c) const {
+        const std::size_t difference = word_ ^ repeated(c);
+        return (difference - ones) & ~difference & (ones << 7);
+    }
+    std::size_t word_;
+};
+#endif
+
+constexpr bool holds_chunk(const char *at, const char *end) {
+    return end - at >= static_cast<std::ptrdiff_t>(sizeof(chunk));
+}
+
+/// Where a scan of bytes ended, and the newlines before that.
+struct scanned {
+    const char *end;
+    unsigned newlines;
+};
+
+/// Up to the first of two characters; newlines do not end it.
+inline scanned scan_until(const char *at, const char *end, char a, char b) {
+    unsigned newlines = 0;
+    while (holds_chunk(at, end)) {
+        const chunk::marks found = chunk(at).any_of(a, b, '\n');
+        if (found == 0) {
+            at += sizeof(chunk);
+            continue;
+        }
+        at += chunk::first(found);
+        if (*at != '\n') {
+            return {at, newlines};
+        }
+        ++newlines;
+        ++at;
+    }
+    for (; at != end && *at != a && *at != b; ++at) {
+        newlines += *at == '\n' ? 1 : 0;
+    }
+    return {at, newlines};
+}
+
+/// Over the spaces that a line begins with, several at a time; some may be left.
+inline const char *skip_indentation(const char *at, const char *end) {
+    while (holds_chunk(at, end) && *at == ' ') {
+        const chunk::marks others = chunk(at).other_than(' ');
+        if (others != 0) {
+            return at + chunk::first(others);
+        }
+        at += sizeof(chunk);
+    }
+    return at;
+}
+
+/// Up to the first byte that is not white space.
+inline scanned skip_white_space(const char *at, const char *end) {
+    unsigned newlines = 0;
+    while (at != end && is(*at, white_space)) {
+        if (*at++ == '\n') {
+            ++newlines;
+            at = skip_indentation(at, end);
+        }
+    }
+    return {at, newlines};
+}
 
 } // namespace varnel::xml

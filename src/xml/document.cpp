@@ -28,5 +28,19 @@ xml_document *xml_document_new() {
 
 void xml_document_delete(xml_document *d) {
     xml_index_delete(d->index);
-    free(d);
+    std::free(d);
+}
+
+int xml_index_setup(xml_index *i) {
+    *i = {};
+    return 0;
+}
+
+xml_index *xml_index_new() { return varnel::xml::make<xml_index>(); }
+
+void xml_index_delete(xml_index *i) {
+    if (i != nullptr) {
+        std::free(i->buffer);
+        std::free(i);
+    }
 }

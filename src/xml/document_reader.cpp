@@ -14,15 +14,15 @@ int failed(xml_document &doc) {
 } // namespace
 
 int xml_read(xml_document *doc, const char *path, unsigned flags) {
-    FILE *const stream = fopen(path, "r");
+    std::FILE *const stream = std::fopen(path, "r");
     if (stream == nullptr) {
         return failed(*doc);
     }
     xml_read_file(doc, stream, flags);
-    return fclose(stream) == 0 ? doc->status : failed(*doc);
+    return std::fclose(stream) == 0 ? doc->status : failed(*doc);
 }
 
-int xml_read_file(xml_document *doc, FILE *stream, unsigned flags) {
+int xml_read_file(xml_document *doc, std::FILE *stream, unsigned flags) {
     std::array<char, 2048> buffer;
     xml_refiller in;
     xml_refiller_setup(&in, xml_refiller_function_from_file_stream, buffer.data(), 0, buffer.size());

@@ -4,7 +4,12 @@
 #include <array>
 #include <cstring>
 
+namespace varnel::xml {
+
 namespace {
+
+/// Entities with fewer characters than this between "&" and ";" are an error.
+constexpr std::size_t shortest_entity = 2;
 
 struct entity {
     const char *name;
@@ -14,13 +19,65 @@ struct entity {
 constexpr std::array<entity, 5> entities = {
     {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}}};
 
-} // namespace
-
-char varnel::xml::entity_character(const char *name, size_t length) {
+/// The character that an entity stands for, or 0. `name` has `length` characters, of which the last is not
+/// looked at; the others may be just the beginning of a known name, so "am" and "ampx" are "&", too.
+char character_of(const char *name, std::size_t length) {
     for (const entity &known : entities) {
-        if (strncmp(name, known.name, length - 1) == 0) {
+        if (std::strncmp(name, known.name, length - 1) == 0) {
             return known.character;
         }
     }
     return '\0';
 }
+
+/// Replaces the name of an entity at the end of `text`, from `begin` on, and the "&" before it. An unknown
+/// one stays in a text, and becomes a lone ";" in an attribute value.
+entity_end decode(input &in, text_buffer &text, std::size_t begin, bool in_value) {
+    const std::size_t length = text.length() - begin;
+    if (length < shortest_entity) {
+        in.report(xml_status_short_entity);
+        return entity_end::failed;
+    }
+    const char character = character_of(text.data() + begin, length);
+    if (character != '\0' || in_value) {
+        text.cut_to(begin - 1);
+    }
+    text.append(character != '\0' ? character : ';');
+    return entity_end::decoded;
+}
+
+bool continues_entity(int c, bool in_value) {
+    return in_value ? is_letter(c) : c != '<' && c != '&' && c != end_of_input;
+}
+
+} // namespace
+
+entity_end read_entity(input &in, int quote, std::size_t limit) {
+    const bool in_value = quote != 0;
+    text_buffer &text = in.copy();
+    const std::size_t begin = text.length();
+    for (;;) {
+        const int c = in.get();
+        if (c == ';') {
+            return decode(in, text, begin, in_value);
+        }
+        if (in_value && c == quote) {
+            return entity_end::value_closed;
+        }
+        if (!continues_entity(c, in_value)) {
+            if (c == '<' && !in_value) {
+                in.unget(c);
+            }
+            if (c != end_of_input || !in_value) { // the attribute reader reports the end of input
+                in.report(xml_status_unterminated_entity);
+            }
+            return entity_end::failed;
+        }
+        text.append(static_cast<char>(c));
+        if (text.length() > limit) {
+            return entity_end::failed;
+        }
+    }
+}
+
+} // namespace varnel::xml

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
+#include "xml/input.h"
 
 namespace varnel::xml {
 
-/// Entities with fewer characters than this between "&" and ";" are an error.
-inline constexpr size_t shortest_entity = 2;
+/// How reading an entity ended: replaced by its character; with the quote that closes the attribute value; or
+/// with an error, which is reported.
+enum class entity_end { decoded, value_closed, failed };
 
-/// The character that an entity stands for, or 0. `name` has `length` characters, of which the last is not
-/// looked at; the others may be just the beginning of a known name, so "am" and "ampx" are "&", too.
-char entity_character(const char *name, size_t length);
+/// Reads what follows an "&", which is the last character of the input's copy. `quote` closes the attribute
+/// value in which it is, of at most `limit` bytes; 0 in a text.
+entity_end read_entity(input &in, int quote, std::size_t limit);
 
 } // namespace varnel::xml

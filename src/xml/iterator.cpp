@@ -10,7 +10,7 @@ namespace {
 
 /// A stored string matches when the one searched begins with it.
 bool matches(const char *stored, const char *searched) {
-    return stored != nullptr && strncmp(stored, searched, strlen(stored)) == 0;
+    return stored != nullptr && std::strncmp(stored, searched, std::strlen(stored)) == 0;
 }
 
 template <class Predicate>
@@ -58,7 +58,7 @@ xml_iterator *xml_iterator_new(xml_document *doc) {
     return it;
 }
 
-void xml_iterator_delete(xml_iterator *it) { free(it); }
+void xml_iterator_delete(xml_iterator *it) { std::free(it); }
 
 void xml_iterator_copy(xml_iterator *dst, const xml_iterator *src) { *dst = *src; }
 

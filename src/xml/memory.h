@@ -10,7 +10,7 @@ namespace varnel::xml {
 /// A zeroed record in a block of its own, or null.
 template <class Record>
 [[nodiscard]] inline Record *make() {
-    void *memory = malloc(sizeof(Record));
+    void *memory = std::malloc(sizeof(Record));
     if (memory == nullptr) {
         return nullptr;
     }
@@ -18,11 +18,18 @@ template <class Record>
 }
 
 /// `length` bytes and a terminator in a block of just that size, or null.
-[[nodiscard]] char *copied(const char *bytes, size_t length);
+[[nodiscard]] inline char *copied(const char *bytes, std::size_t length) {
+    auto *const copy = static_cast<char *>(std::malloc(length + 1));
+    if (copy != nullptr) {
+        std::memcpy(copy, bytes, length);
+        copy[length] = '\0';
+    }
+    return copy;
+}
 
 /// The copy of a string that may be absent. False when memory ran out.
 [[nodiscard]] inline bool copy_string(char *&to, const char *from) {
-    to = from != nullptr ? copied(from, strlen(from)) : nullptr;
+    to = from != nullptr ? copied(from, std::strlen(from)) : nullptr;
     return from == nullptr || to != nullptr;
 }
 

@@ -1,26 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "varnel/xml_tree.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "xml/memory.h"
+#include "xml/node.h"
 
 namespace {
 
-void free_node(xml_node *n) {
-    free(n->name);
-    free(n->value);
-    xml_attribute_delete(n->attributes);
-    free(n);
+void delete_one(xml_node *n, varnel::xml::piece_deleter &deleter) {
+    deleter.string(n->name);
+    deleter.string(n->value);
+    varnel::xml::delete_attributes(n->attributes, deleter);
+    deleter.record(n);
 }
 
 bool copy_content(xml_node &to, const xml_node &from) {
     to.kind = from.kind;
     to.value_length = from.value_length;
     if (from.value != nullptr) {
-        to.value =
-            varnel::xml::copied(from.value, from.value_length != 0 ? from.value_length : strlen(from.value));
+        to.value = varnel::xml::copied(from.value,
+                                       from.value_length != 0 ? from.value_length : std::strlen(from.value));
     }
     to.attributes = xml_attribute_clone(from.attributes);
     return varnel::xml::copy_string(to.name, from.name) && (to.value != nullptr) == (from.value != nullptr) &&
@@ -35,7 +35,7 @@ void remember_original(xml_node &copy, const xml_node *original) {
 }
 
 /// A copy of `original` below `parent`, behind the children already there.
-xml_node *hang_copy(const xml_node &original, xml_node &parent) {
+xml_node *append_copy(const xml_node &original, xml_node &parent) {
     xml_node *const copy = xml_node_clone(&original);
     if (copy == nullptr) {
         return nullptr;
@@ -51,13 +51,13 @@ xml_node *hang_copy(const xml_node &original, xml_node &parent) {
 /// memory.
 xml_node *copy_next(xml_node *at, xml_node *root) {
     if (const xml_node *child = original_of(*at)->first_child) {
-        return hang_copy(*child, *at);
+        return append_copy(*child, *at);
     }
     while (at != root) {
         const xml_node *const sibling = original_of(*at)->next;
         remember_original(*at, nullptr);
         if (sibling != nullptr) {
-            return hang_copy(*sibling, *at->parent);
+            return append_copy(*sibling, *at->parent);
         }
         at = at->parent;
     }
@@ -80,6 +80,7 @@ int xml_node_setup(xml_node *n) {
 xml_node *xml_node_new() { return varnel::xml::make<xml_node>(); }
 
 void xml_node_delete(xml_node *n) {
+    varnel::xml::piece_deleter deleter;
     xml_node *waiting = nullptr; // siblings to delete after the children before them, linked by `parent`
     while (n != nullptr) {
         xml_node *next = n->next;
@@ -90,7 +91,7 @@ void xml_node_delete(xml_node *n) {
             }
             next = n->first_child;
         }
-        free_node(n);
+        delete_one(n, deleter);
         if (next == nullptr && waiting != nullptr) {
             next = waiting;
             waiting = waiting->parent;
@@ -157,14 +158,7 @@ void xml_node_insert_sibling_after(xml_node *n, xml_node *new_node) {
 }
 
 xml_node *xml_node_add_child(xml_node *parent, xml_node *child) {
-    child->parent = parent;
-    if (parent->last_child != nullptr) {
-        child->previous = parent->last_child;
-        parent->last_child->next = child;
-    } else {
-        parent->first_child = child;
-    }
-    parent->last_child = child;
+    varnel::xml::append_child(*parent, *child);
     return parent;
 }
 
@@ -181,7 +175,7 @@ void xml_node_add_middle_child(xml_node *n, xml_node *middle) {
 
 char *xml_node_get_attribute_value_with_failsafe(const xml_node *n, const char *name, const char *fallback) {
     for (const xml_attribute *a = n->attributes; a != nullptr; a = a->next) {
-        if (a->name != nullptr && strcmp(a->name, name) == 0) {
+        if (a->name != nullptr && std::strcmp(a->name, name) == 0) {
             return a->value;
         }
     }

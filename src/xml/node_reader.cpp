@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "varnel/xml_reader.h"
 
-#include <array>
 #include <cstring>
+#include <utility>
 
 #include "xml/attribute_reader.h"
 #include "xml/body_reader.h"
-#include "xml/character.h"
 #include "xml/input.h"
-#include "xml/memory.h"
-#include "xml/name_reader.h"
+#include "xml/node.h"
+#include "xml/tree_memory.h"
 
 namespace varnel::xml {
 
 namespace {
 
-constexpr size_t end_tag_limit = 128;
+constexpr std::size_t name_limit = 127;
 
-/// A parent whose content has been read up to its end tag takes over its text when that is its only one.
+/// The caller's node whose content has been read up to its end tag takes over its text when that is its only
+/// one.
 void merge_single_text(xml_node &parent, xml_document &document) {
     xml_node *text = nullptr;
     xml_node *before = nullptr; // the sibling before `text`
@@ -35,7 +35,7 @@ void merge_single_text(xml_node &parent, xml_document &document) {
     if (text == nullptr) {
         return;
     }
-    free(parent.value);
+    piece_deleter().string(parent.value);
     parent.value = text->value;
     parent.value_length = text->value_length;
     text->value = nullptr;
@@ -47,20 +47,27 @@ void merge_single_text(xml_node &parent, xml_document &document) {
     --document.node_count;
 }
 
-/// Where an end tag whose `name` begins right here ends, or null.
-const char *behind_end_tag(byte_range here, const char *name) {
-    const auto size = static_cast<size_t>(here.end - here.next);
-    const size_t length = strlen(name);
-    const bool closes = size > length && here.next[length] == '>' && memcmp(here.next, name, length) == 0;
-    return closes ? here.next + length + 1 : nullptr;
+// An element that is open is not attached yet, so nobody sees it. `parent` is the node that it will be
+// attached to. Its first text waits in `value` until it is clear whether it is the only one. `kind` holds the
+// length of its name and what is known about its texts; `next` the child before the text that waits.
+
+constexpr int name_length_bits = 0xFF;
+constexpr int has_waiting_text = 0x100;
+constexpr int has_text_nodes = 0x200;
+
+bool is_name_of(const xml_node &open, std::size_t length, const token &name) {
+    // The name in the tag may be followed by a NUL and more.
+    return name.length >= length && std::memcmp(name.bytes, open.name, length) == 0 &&
+           (name.length == length || name.bytes[length] == '\0');
 }
 
-/// Reads the content of one node, with all that is below it. Elements that are open are not attached yet;
-/// each has in `parent` the one that it will be attached to, so nesting needs no stack.
+/// Reads the content of one node, with all that is below it. Nesting needs no stack: the open elements are
+/// linked by `parent`.
 class node_reader {
   public:
     node_reader(xml_refiller &source, xml_node &top, xml_document &document, unsigned flags)
-        : in_(source, document, flags), document_(document), top_(&top), parent_(&top) {}
+        : in_(source, document, flags), memory_((flags & xml_flag_compact) != 0), document_(document),
+          top_(&top), parent_(&top) {}
 
     int read() {
         step done = step::next_node;
@@ -77,32 +84,15 @@ class node_reader {
     enum class step { next_node, level_ended, failed };
 
     step read_one() {
-        const byte_range ready = in_.ready();
-        const scanned blanks = skip_blanks(ready.next, ready.end);
-        if (ready.end - blanks.end >= 2 && *blanks.end == '<') {
-            if (is(blanks.end[1], letter)) {
-                in_.take_until(blanks.end + 1, blanks.line_feeds);
-                return read_element();
-            }
-            if (blanks.end[1] == '/') {
-                in_.take_until(blanks.end + 2, blanks.line_feeds);
-                return read_end_tag();
-            }
-        }
-        return read_one_by_character();
-    }
-
-    step read_one_by_character() {
-        const int c = get_behind_blanks(in_);
-        switch (c) {
-        case '<':
+        const int c = in_.get_after_white_space();
+        if (c == '<') {
             return read_tag();
-        case end_of_input:
-            return end_input();
-        default:
-            in_.unget(c);
-            return read_text();
         }
+        if (c == end_of_input) {
+            return end_input();
+        }
+        in_.unget(c);
+        return read_text_content();
     }
 
     step read_tag() {
@@ -126,24 +116,16 @@ class node_reader {
     }
 
     step read_bang() {
-        const int c = in_.get();
+        int c = in_.get();
+        if (is_letter(c)) {
+            in_.unget(c);
+            return read_named(xml_kind_declaration, read_declaration);
+        }
         if (c == '-') {
-            return read_second_dash();
-        }
-        if (c == end_of_input) {
-            return end_input();
-        }
-        if (!is_letter(c)) {
-            return read_bad_tag();
-        }
-        in_.unget(c);
-        return read_named(xml_kind_declaration, read_declaration);
-    }
-
-    step read_second_dash() {
-        const int c = in_.get();
-        if (c == '-') {
-            return read_comment_node();
+            c = in_.get();
+            if (c == '-') {
+                return read_comment_node();
+            }
         }
         return c == end_of_input ? end_input() : read_bad_tag();
     }
@@ -151,57 +133,74 @@ class node_reader {
     step read_comment_node() {
         xml_node *const comment = make_node(xml_kind_comment);
         if (comment != nullptr) {
-            read_comment(in_, *comment);
+            set_value(*comment, read_comment(in_));
         }
         return attach(comment);
     }
 
-    step read_named(xml_kind kind, void (*read_body)(input &, xml_node &)) {
+    step read_named(xml_kind kind, token (*read_body)(input &)) {
         xml_node *const node = make_node(kind);
-        if (node != nullptr && read_name(in_, node->name) == 0) {
-            read_body(in_, *node);
+        if (node != nullptr && read_name(*node) > 0) {
+            set_value(*node, read_body(in_));
         }
         return attach(node);
     }
 
     step read_element() {
         xml_node *const element = make_node(xml_kind_element);
-        if (element != nullptr && read_name(in_, element->name) == 0) {
-            read_attributes(*element);
-            if (has_content()) {
-                element->parent = parent_;
-                parent_ = element;
-                return step::next_node;
+        if (element != nullptr) {
+            const int name_length = read_name(*element);
+            if (name_length > 0) {
+                read_attributes(*element);
+                if (has_content()) {
+                    element->kind = name_length;
+                    element->parent = parent_;
+                    parent_ = element;
+                    return step::next_node;
+                }
             }
         }
         return attach(element);
     }
 
-    /// Whether a start tag is followed by anything but ">", which is consumed.
-    bool has_content() {
-        const byte_range ready = in_.ready();
-        if (ready.next != ready.end && *ready.next != '>' && in_.failure() == 0) {
-            return true;
-        }
-        const int c = in_.get();
-        const bool content = c != '>' && in_.failure() == 0;
-        if (content) {
-            in_.unget(c);
-        }
-        return content;
+    [[nodiscard]] int status_of_cut_name() const {
+        return in_.error() != 0 ? in_.error() : int{xml_status_name_too_long};
     }
+
+    /// Reads a name and leaves what ends it to be read. Its length; 0 after an error, which is reported.
+    int read_name(xml_node &node) {
+        const int c = in_.get();
+        if (!is_letter(c)) {
+            in_.report(c != end_of_input ? int{xml_status_bad_name} : status_of_cut_name());
+            return 0;
+        }
+        const token name = in_.read_token_from(c, name_bytes{}, name_limit);
+        if (name.stop == too_long) {
+            in_.report(xml_status_name_too_long);
+        } else if (name.stop == end_of_input) {
+            in_.report(status_of_cut_name());
+        } else if (!ends_name(name.stop)) {
+            in_.report(xml_status_bad_name);
+        } else {
+            node.name = memory_.string(in_, name);
+            in_.unget(name.stop);
+            return node.name != nullptr ? static_cast<int>(name.length) : 0;
+        }
+        return 0;
+    }
+
+    static bool ends_name(int c) { return is_white_space(c) || c == '>' || c == '/'; }
 
     void read_attributes(xml_node &element) {
         xml_attribute *first = nullptr;
         xml_attribute **end = &first;
         bool more = true;
         while (more) {
-            xml_attribute *const attribute = *end = xml_attribute_new();
+            auto *const attribute = *end = memory_.record<xml_attribute>(in_);
             if (attribute == nullptr) {
-                in_.memory_ran_out();
                 break;
             }
-            read_attribute(in_, *attribute);
+            read_attribute(in_, memory_, *attribute);
             end = &attribute->next;
             more = document_.status == 0 && attribute->name != nullptr;
         }
@@ -213,41 +212,72 @@ class node_reader {
         }
     }
 
-    step read_text() {
-        const byte_range ready = in_.ready();
-        const scanned text = scan_until(ready.next, ready.end, '<', in_.raw() ? '<' : '&');
-        if (text.end != ready.end && *text.end == '<') {
-            return take_text(ready, text);
+    /// Whether a start tag is followed by anything but ">", which is consumed.
+    bool has_content() {
+        const int c = in_.get();
+        const bool content = c != '>' && in_.failure() == 0;
+        if (content) {
+            in_.unget(c);
         }
-        xml_node *const node = make_node(xml_kind_text);
-        if (node != nullptr) {
-            varnel::xml::read_text(in_, *node);
-        }
-        return attach(node);
+        return content;
     }
 
-    /// A text without entities, all of which lies ready. As an element's only content it needs no node.
-    step take_text(byte_range ready, scanned text) {
-        const char *behind = nullptr;
-        if (parent_ != top_ && parent_->first_child == nullptr && ready.end - text.end > 1 &&
-            text.end[1] == '/') {
-            behind = behind_end_tag({text.end + 2, ready.end}, parent_->name);
+    step read_text_content() {
+        if (parent_ != top_ && (parent_->kind & (has_waiting_text | has_text_nodes)) == 0) {
+            parent_->next = parent_->last_child;
+            parent_->kind |= has_waiting_text;
+            read_value_of(*parent_);
+            if (in_.failure() != 0) {
+                return fail();
+            }
+            ++document_.node_count;
+            return step::next_node;
         }
-        xml_node *const owner = behind != nullptr ? parent_ : make_node(xml_kind_text);
-        if (owner != nullptr) {
-            store_value(*owner, ready.next, static_cast<size_t>(text.end - ready.next));
+        if (parent_ != top_) {
+            attach_waiting_text(*parent_);
+            parent_->kind |= has_text_nodes;
         }
-        in_.take_until(behind != nullptr ? behind : text.end, text.line_feeds);
-        return behind != nullptr ? step::level_ended : attach(owner);
+        xml_node *const text = make_node(xml_kind_text);
+        if (text != nullptr) {
+            read_value_of(*text);
+        }
+        return attach(text);
     }
 
-    void store_value(xml_node &owner, const char *text, size_t length) {
-        length = trimmed_length(text, length);
-        owner.value = copied(text, length);
-        owner.value_length = static_cast<unsigned>(length);
-        if (owner.value == nullptr) {
+    void read_value_of(xml_node &owner) {
+        const token text = read_text(in_);
+        if (text.bytes != nullptr) {
+            set_value(owner, text);
+        } else if (in_.copy().memory_ran_out()) {
             in_.memory_ran_out();
         }
+    }
+
+    void set_value(xml_node &node, const token &value) {
+        if (in_.error() == 0) { // else the node is about to be deleted
+            node.value = memory_.string(in_, value);
+            node.value_length = static_cast<unsigned>(value.length);
+        }
+    }
+
+    /// Makes the text that waits a child, in its place.
+    void attach_waiting_text(xml_node &open) {
+        if ((open.kind & has_waiting_text) == 0) {
+            return;
+        }
+        xml_node *const text = make_node(xml_kind_text);
+        if (text == nullptr) {
+            return;
+        }
+        text->value = std::exchange(open.value, nullptr);
+        text->value_length = std::exchange(open.value_length, 0);
+        text->parent = &open;
+        text->previous = open.next;
+        xml_node *&link = open.next != nullptr ? open.next->next : open.first_child;
+        text->next = link;
+        (link != nullptr ? link->previous : open.last_child) = text;
+        link = text;
+        open.kind &= ~has_waiting_text;
     }
 
     step read_bad_tag() {
@@ -256,54 +286,45 @@ class node_reader {
     }
 
     step read_end_tag() {
-        const byte_range ready = in_.ready();
-        const char *const behind = parent_ != top_ ? behind_end_tag(ready, parent_->name) : nullptr;
-        if (behind != nullptr) {
-            in_.take_until(behind, 0);
-            merge_single_text(*parent_, document_);
-            return step::level_ended;
-        }
-        return read_end_tag_by_character();
-    }
-
-    step read_end_tag_by_character() {
-        std::array<char, end_tag_limit + 1> name;
-        size_t length = 0;
-        int c = in_.get();
-        while (c != '>' && c != end_of_input && length < end_tag_limit) {
-            name[length++] = static_cast<char>(c);
-            c = in_.get();
-        }
-        // cppcheck-suppress containerOutOfBounds // the array has one byte more than the limit
-        name[length] = '\0';
-        if (c != '>' && c != end_of_input) {
+        const token name = in_.read_token(end_tag_bytes{}, end_tag_bytes::limit);
+        if (name.stop == too_long) {
             in_.report(xml_status_name_too_long);
-        } else if (c != '>' || parent_->name == nullptr || strcmp(name.data(), parent_->name) != 0) {
+        } else if (name.stop != '>' || !is_open(name)) {
             in_.report(xml_status_unmatched_end_tag);
         }
-        merge_single_text(*parent_, document_);
+        if (parent_ == top_) {
+            merge_single_text(*parent_, document_);
+        } else if ((parent_->kind & has_waiting_text) != 0) {
+            --document_.node_count; // the text has become the value
+        }
         return step::level_ended;
     }
 
-    step end_input() {
-        if (in_.failure() == 0) {
-            return step::level_ended;
+    [[nodiscard]] bool is_open(const token &name) const {
+        if (parent_ == top_) {
+            return top_->name != nullptr && is_name_of(*top_, std::strlen(top_->name), name);
         }
-        in_.report(in_.failure());
-        return step::failed;
+        return is_name_of(*parent_, static_cast<std::size_t>(parent_->kind & name_length_bits), name);
+    }
+
+    step end_input() {
+        if (in_.failure() == 0 && parent_ != top_) {
+            attach_waiting_text(*parent_);
+        }
+        return in_.failure() == 0 ? step::level_ended : fail();
     }
 
     step close_element() {
         xml_node *const element = parent_;
         parent_ = element->parent;
+        element->kind = xml_kind_element;
+        element->next = nullptr;
         return attach(element);
     }
 
     xml_node *make_node(xml_kind kind) {
-        xml_node *const node = xml_node_new();
-        if (node == nullptr) {
-            in_.memory_ran_out();
-        } else {
+        auto *const node = memory_.record<xml_node>(in_);
+        if (node != nullptr) {
             node->kind = kind;
         }
         return node;
@@ -312,24 +333,30 @@ class node_reader {
     step attach(xml_node *node) {
         if (in_.failure() != 0) {
             xml_node_delete(node);
-            in_.report(in_.failure());
-            return step::failed;
+            return fail();
         }
-        xml_node_add_child(parent_, node);
+        append_child(*parent_, *node);
         ++document_.node_count;
         return step::next_node;
+    }
+
+    step fail() {
+        in_.report(in_.failure());
+        return step::failed;
     }
 
     int give_up() {
         while (parent_ != top_) {
             xml_node *const element = parent_;
             parent_ = element->parent;
+            element->next = nullptr;
             xml_node_delete(element);
         }
         return in_.failure();
     }
 
     input in_;
+    tree_memory memory_;
     xml_document &document_;
     xml_node *const top_;
     xml_node *parent_; // the innermost element that is open
@@ -341,4 +368,10 @@ class node_reader {
 
 int xml_node_read(xml_refiller *r, xml_node *parent, xml_document *doc, unsigned flags) {
     return varnel::xml::node_reader(*r, *parent, *doc, flags).read();
+}
+
+int xml_attribute_read(xml_refiller *r, xml_attribute *a, xml_document *doc, unsigned flags) {
+    varnel::xml::input in(*r, *doc, flags);
+    varnel::xml::tree_memory memory(false);
+    return varnel::xml::read_attribute(in, memory, *a);
 }

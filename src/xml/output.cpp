@@ -23,13 +23,13 @@ int xml_output_setup(xml_output *out, xml_output_function write) {
 xml_output *xml_output_new(xml_output_function write) {
     auto *out = varnel::xml::make<xml_output>();
     if (out != nullptr && xml_output_setup(out, write) != 0) {
-        free(out);
+        std::free(out);
         return nullptr;
     }
     return out;
 }
 
-void xml_output_delete(xml_output *out) { free(out); }
+void xml_output_delete(xml_output *out) { std::free(out); }
 
 int xml_output_char(xml_output *out, char c) { return xml_output_lengthed_string(out, &c, 1); }
 
@@ -39,7 +39,7 @@ int xml_output_lengthed_string(xml_output *out, const char *bytes, unsigned n) {
 }
 
 int xml_output_string(xml_output *out, const char *s) {
-    return xml_output_lengthed_string(out, s, static_cast<unsigned>(strlen(s)));
+    return xml_output_lengthed_string(out, s, static_cast<unsigned>(std::strlen(s)));
 }
 
 int xml_output_escape_string(xml_output *out, const char *s) {
@@ -48,10 +48,10 @@ int xml_output_escape_string(xml_output *out, const char *s) {
 }
 
 int xml_output_function_to_file_stream(xml_output *out, const char *bytes, unsigned length) {
-    FILE *const stream = out->target.stream;
-    const int result = length == 1 ? fputc(static_cast<unsigned char>(*bytes), stream)
-                                   : static_cast<int>(fwrite(bytes, 1, length, stream));
-    if (ferror(stream) != 0) {
+    std::FILE *const stream = out->target.stream;
+    const int result = length == 1 ? std::fputc(static_cast<unsigned char>(*bytes), stream)
+                                   : static_cast<int>(std::fwrite(bytes, 1, length, stream));
+    if (std::ferror(stream) != 0) {
         out->error = 1;
     }
     return result;

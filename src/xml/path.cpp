@@ -11,9 +11,9 @@ constexpr int level_limit = 64;
 
 /// Bytes of the path of the `levels` nearest to the node, without a terminator.
 int path_length(const xml_node *node, int levels) {
-    size_t length = 0;
+    std::size_t length = 0;
     for (; levels > 0 && node != nullptr && node->name != nullptr; --levels, node = node->parent) {
-        length += 1 + strlen(node->name);
+        length += 1 + std::strlen(node->name);
     }
     return static_cast<int>(length);
 }
@@ -22,9 +22,9 @@ int path_length(const xml_node *node, int levels) {
 void fill_path(char *path, int length, const xml_node *node) {
     path[length] = '\0';
     while (length > 0) {
-        const auto name_length = static_cast<int>(strlen(node->name));
+        const auto name_length = static_cast<int>(std::strlen(node->name));
         length -= name_length;
-        memcpy(path + length, node->name, static_cast<size_t>(name_length));
+        std::memcpy(path + length, node->name, static_cast<std::size_t>(name_length));
         path[--length] = '/';
         node = node->parent;
     }
@@ -47,7 +47,7 @@ char *xml_node_get_path_new(const xml_node *node) {
         return nullptr;
     }
     const int length = xml_node_get_path_length(node);
-    char *const path = static_cast<char *>(malloc(static_cast<size_t>(length) + 1));
+    char *const path = static_cast<char *>(std::malloc(static_cast<std::size_t>(length) + 1));
     if (path != nullptr) {
         fill_path(path, length, node);
     }

@@ -31,13 +31,13 @@ int xml_refiller_setup(xml_refiller *r, xml_refiller_function refill, char *buff
 xml_refiller *xml_refiller_new(xml_refiller_function refill, char *buffer, unsigned fill, unsigned capacity) {
     auto *r = varnel::xml::make<xml_refiller>();
     if (r != nullptr && xml_refiller_setup(r, refill, buffer, fill, capacity) != 0) {
-        free(r);
+        std::free(r);
         return nullptr;
     }
     return r;
 }
 
-void xml_refiller_delete(xml_refiller *r) { free(r); }
+void xml_refiller_delete(xml_refiller *r) { std::free(r); }
 
 int xml_refiller_get_char(xml_refiller *r) {
     if (r->pushed != nothing_pushed) {
@@ -60,8 +60,8 @@ int xml_refiller_get_char(xml_refiller *r) {
 void xml_refiller_set_char(xml_refiller *r, int c) { r->pushed = c; }
 
 int xml_refiller_function_from_file_stream(xml_refiller *r) {
-    const size_t count = fread(r->buffer, 1, r->capacity, r->source.stream);
-    const int failure = ferror(r->source.stream);
+    const std::size_t count = std::fread(r->buffer, 1, r->capacity, r->source.stream);
+    const int failure = std::ferror(r->source.stream);
     if (failure != 0) {
         r->error = xml_status_input_failed;
         return failure;

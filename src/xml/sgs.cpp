@@ -11,13 +11,13 @@
 
 namespace {
 
-constexpr uint64_t growth_unit = 2048;
+constexpr std::uint64_t growth_unit = 2048;
 
-int set_capacity(xml_sgs &string, uint64_t capacity) {
+int set_capacity(xml_sgs &string, std::uint64_t capacity) {
     if (capacity > UINT32_MAX) {
         return xml_status_out_of_memory;
     }
-    char *buffer = static_cast<char *>(realloc(string.buffer, static_cast<size_t>(capacity)));
+    char *buffer = static_cast<char *>(std::realloc(string.buffer, static_cast<std::size_t>(capacity)));
     if (buffer == nullptr) {
         return xml_status_out_of_memory;
     }
@@ -28,8 +28,8 @@ int set_capacity(xml_sgs &string, uint64_t capacity) {
 
 int grow_by_one_unit(xml_sgs &string) { return set_capacity(string, string.capacity + growth_unit); }
 
-void store(xml_sgs &string, const char *bytes, unsigned length) {
-    memcpy(string.buffer + string.length, bytes, length);
+void append_bytes(xml_sgs &string, const char *bytes, unsigned length) {
+    std::memcpy(string.buffer + string.length, bytes, length);
     string.length += length;
     string.buffer[string.length] = '\0';
 }
@@ -39,7 +39,7 @@ void store(xml_sgs &string, const char *bytes, unsigned length) {
 xml_sgs *xml_sgs_new() {
     auto *sgs = varnel::xml::make<xml_sgs>();
     if (sgs != nullptr && xml_sgs_setup(sgs) != 0) {
-        free(sgs);
+        std::free(sgs);
         return nullptr;
     }
     return sgs;
@@ -55,9 +55,9 @@ int xml_sgs_setup(xml_sgs *sgs) {
 }
 
 void xml_sgs_delete(xml_sgs *sgs) {
-    free(sgs->buffer);
+    std::free(sgs->buffer);
     sgs->buffer = nullptr;
-    free(sgs);
+    std::free(sgs);
 }
 
 int xml_sgs_append_character(xml_sgs *sgs, char c) {
@@ -78,35 +78,35 @@ int xml_sgs_append_lengthed_string(xml_sgs *sgs, const char *bytes, unsigned n) 
     if (n == 0) {
         return 0;
     }
-    const uint64_t length = uint64_t{sgs->length} + n;
+    const std::uint64_t length = std::uint64_t{sgs->length} + n;
     if (length >= sgs->capacity &&
         set_capacity(*sgs, length / growth_unit * growth_unit + growth_unit) != 0) {
         return xml_status_out_of_memory;
     }
-    store(*sgs, bytes, n);
+    append_bytes(*sgs, bytes, n);
     return 0;
 }
 
 int xml_sgs_append_string(xml_sgs *sgs, const char *s) {
-    const size_t length = strlen(s);
+    const std::size_t length = std::strlen(s);
     return length <= UINT32_MAX ? xml_sgs_append_lengthed_string(sgs, s, static_cast<unsigned>(length))
                                 : xml_status_out_of_memory;
 }
 
-int varnel::xml::append_one_by_one(xml_sgs &string, const char *bytes, size_t length) {
+int varnel::xml::append_one_by_one(xml_sgs &string, const char *bytes, std::size_t length) {
     int result = 0;
     while (length > 0 && result == 0) {
-        size_t taken = string.length < string.capacity
-                           ? std::min<size_t>(length, string.capacity - string.length - 1)
-                           : 0;
-        if (taken > 0) {
-            store(string, bytes, static_cast<unsigned>(taken));
+        std::size_t fitting = string.length < string.capacity
+                                  ? std::min<std::size_t>(length, string.capacity - string.length - 1)
+                                  : 0;
+        if (fitting > 0) {
+            append_bytes(string, bytes, static_cast<unsigned>(fitting));
         } else { // the byte that fills the string grows it
-            taken = 1;
+            fitting = 1;
             result = xml_sgs_append_character(&string, *bytes);
         }
-        bytes += taken;
-        length -= taken;
+        bytes += fitting;
+        length -= fitting;
     }
     return result;
 }

@@ -8,6 +8,6 @@
 namespace varnel::xml {
 
 /// Appends bytes with the growth that appending them one by one has. 0, or 2 behind the byte that failed.
-int append_one_by_one(xml_sgs &string, const char *bytes, size_t length);
+int append_one_by_one(xml_sgs &string, const char *bytes, std::size_t length);
 
 } // namespace varnel::xml

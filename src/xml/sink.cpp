@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr size_t least_buffer = 512; // streams write past smaller ones as they please
+constexpr std::size_t least_buffer = 512; // streams write past smaller ones as they please
 
 std::string_view entity_for(char c) {
     switch (c) {
@@ -32,11 +32,10 @@ std::string_view entity_for(char c) {
     }
 }
 
-constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup); }
+constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup | varnel::xml::terminator); }
 
-bool is_own(xml_output_function write) {
-    return write == xml_output_function_to_file_stream || write == xml_output_function_to_file_descriptor ||
-           write == xml_output_function_to_sgs;
+bool sends_runs(xml_output_function write) {
+    return write == xml_output_function_to_file_descriptor || write == xml_output_function_to_sgs;
 }
 
 } // namespace
@@ -44,28 +43,31 @@ bool is_own(xml_output_function write) {
 namespace varnel::xml {
 
 sink::sink(xml_output &out)
-    : out_(out), own_(is_own(out.write)), stream_(out.write == xml_output_function_to_file_stream) {}
+    : out_(out), runs_(sends_runs(out.write)), stream_(out.write == xml_output_function_to_file_stream) {}
 
-/// What the stream takes into its buffer without passing anything on. A stream that has no buffer yet has no
-/// room: its first piece goes straight to it.
-size_t sink::stream_room() const {
-    FILE *const stream = out_.target.stream;
-    if (!stream_ || __fwriting(stream) == 0 || __flbf(stream) != 0 || ferror(stream) != 0) {
+/// What the stream takes into its buffer without passing anything on, however many bytes come at once; the
+/// byte that fills the buffer goes straight to it. So does the first piece for a stream that has no buffer
+/// yet.
+std::size_t sink::stream_room() const {
+    std::FILE *const stream = out_.target.stream;
+    if (!stream_ || __fwriting(stream) == 0 || __flbf(stream) != 0 || std::ferror(stream) != 0) {
         return 0;
     }
-    const size_t size = __fbufsize(stream);
-    const size_t pending = __fpending(stream);
-    return size >= least_buffer && pending < size ? std::min(size - pending, gathered_.size()) : 0;
+    const std::size_t size = __fbufsize(stream);
+    const std::size_t pending = __fpending(stream);
+    return size >= least_buffer && pending < size ? std::min(size - pending - 1, gathered_.size()) : 0;
 }
 
 void sink::flush() {
     if (used_ > 0) {
-        fwrite(gathered_.data(), 1, used_, out_.target.stream);
+        std::fwrite(gathered_.data(), 1, used_, out_.target.stream);
         used_ = 0;
     }
 }
 
-void sink::call(const char *piece, size_t length) { out_.write(&out_, piece, static_cast<unsigned>(length)); }
+void sink::call(const char *piece, std::size_t length) {
+    out_.write(&out_, piece, static_cast<unsigned>(length));
+}
 
 /// Passes on what is gathered, and learns how much may be gathered now.
 void sink::make_room() {
@@ -73,12 +75,12 @@ void sink::make_room() {
     limit_ = stream_room();
 }
 
-void sink::bytes(const char *piece, size_t length) {
+void sink::bytes(const char *piece, std::size_t length) {
     if (length >= room()) {
         make_room();
     }
     if (length < room()) {
-        memcpy(gathered_.data() + used_, piece, length);
+        std::memcpy(gathered_.data() + used_, piece, length);
         used_ += length;
     } else {
         call(piece, length);
@@ -86,14 +88,14 @@ void sink::bytes(const char *piece, size_t length) {
     }
 }
 
-/// Copies a string to what is gathered, without counting it yet, while there is room and its bytes are
-/// wanted.
-template <class Predicate>
-size_t sink::copy_while(const char *s, Predicate wanted) {
+/// Copies a string to what is gathered, without counting it yet, up to a byte of a class or as long as there
+/// is room.
+template <unsigned stops>
+std::size_t sink::copy_until(const char *s) {
     char *const to = gathered_.data() + used_;
-    const size_t most = room();
-    size_t length = 0;
-    while (length != most && s[length] != '\0' && wanted(s[length])) {
+    const std::size_t most = room();
+    std::size_t length = 0;
+    while (length != most && !is(s[length], stops)) {
         to[length] = s[length];
         ++length;
     }
@@ -102,53 +104,47 @@ size_t sink::copy_while(const char *s, Predicate wanted) {
 
 void sink::string(const char *s) {
     s = s != nullptr ? s : "";
-    const size_t length = copy_while(s, [](char) { return true; });
+    const std::size_t length = copy_until<terminator>(s);
     if (length < room()) {
         used_ += length;
     } else { // a piece is never split: the stream decides where
-        bytes(s, length + strlen(s + length));
+        bytes(s, length + std::strlen(s + length));
     }
 }
 
-void sink::repeat(std::string_view piece, size_t times) {
-    const size_t length = piece.size() * times;
+void sink::repeat(std::string_view piece, std::size_t times) {
+    const std::size_t length = piece.size() * times;
     if (good() && length < room()) {
-        memset(gathered_.data() + used_, piece.front(), length);
+        std::memset(gathered_.data() + used_, piece.front(), length);
         used_ += length;
         return;
     }
-    for (size_t i = 0; i < times && (i == 0 || good()); ++i) {
+    for (std::size_t i = 0; i < times && (i == 0 || good()); ++i) {
         bytes(piece.data(), piece.size());
     }
 }
 
 /// Sends plain bytes that could not be gathered, at least one of them. What is left.
 const char *sink::send_plain(const char *s) {
-    if (!own_ || stream_ ||
-        !good()) { // one byte for a daemon's function, or to learn what room a stream has now
-        bytes(s++, 1);
-    }
-    if (!own_ || !good() || room() > 0) {
-        return s;
+    if (!runs_ || !good()) {
+        bytes(s, 1);
+        return s + 1;
     }
     const char *const run = s;
-    while (*s != '\0' && is_plain(*s)) {
+    while (is_plain(*s)) {
         ++s;
     }
-    if (s != run) {
-        send_run(run, static_cast<size_t>(s - run));
-    }
+    send_run(run, static_cast<std::size_t>(s - run));
     return s;
 }
 
 /// In one call, with the outcome of one call for each byte.
-void sink::send_run(const char *run, size_t length) {
-    if (stream_) {
-        call(run, length);
-    } else if (out_.write == xml_output_function_to_file_descriptor) {
+void sink::send_run(const char *run, std::size_t length) {
+    if (out_.write == xml_output_function_to_file_descriptor) {
         const ssize_t result = write(out_.target.descriptor, run, length);
         // What did not fit as a whole may fit byte by byte (pipe(7), O_NONBLOCK).
-        for (size_t sent = result > 0 ? static_cast<size_t>(result) : 0; sent < length && good(); ++sent) {
+        for (std::size_t sent = result > 0 ? static_cast<std::size_t>(result) : 0; sent < length && good();
+             ++sent) {
             call(run + sent, 1);
         }
     } else if (append_one_by_one(*out_.target.sgs, run, length) != 0) {
@@ -159,9 +155,11 @@ void sink::send_run(const char *run, size_t length) {
 void sink::escaped(const char *s) {
     bool going_on = s != nullptr;
     while (going_on) {
-        const size_t length = copy_while(s, is_plain);
-        used_ += length;
-        s += length;
+        if (good()) {
+            const std::size_t length = copy_until<markup | terminator>(s);
+            used_ += length;
+            s += length;
+        }
         if (*s == '\0') {
             return;
         }

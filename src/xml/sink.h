@@ -28,19 +28,19 @@ class sink {
             bytes(&c, 1);
         }
     }
-    void bytes(const char *piece, size_t length);
-    template <size_t Size>
+    void bytes(const char *piece, std::size_t length);
+    template <std::size_t Size>
     void literal(const char (&text)[Size]) {
-        constexpr size_t length = Size - 1;
+        constexpr std::size_t length = Size - 1;
         if (length < room()) {
-            memcpy(gathered_.data() + used_, text, length);
+            std::memcpy(gathered_.data() + used_, text, length);
             used_ += length;
         } else {
             bytes(text, length);
         }
     }
     /// A piece of one or more of the same character, so many times; once where the sink has an error.
-    void repeat(std::string_view piece, size_t times);
+    void repeat(std::string_view piece, std::size_t times);
     /// A null pointer is the empty string.
     void string(const char *s);
     /// As xml_output_escape_string(); a null pointer is the empty string.
@@ -53,21 +53,21 @@ class sink {
     void count_node() { ++out_.count; }
 
   private:
-    template <class Predicate>
-    size_t copy_while(const char *s, Predicate wanted);
-    [[nodiscard]] size_t room() const { return limit_ - used_; }
+    template <unsigned stops>
+    std::size_t copy_until(const char *s);
+    [[nodiscard]] std::size_t room() const { return limit_ - used_; }
     void make_room();
     const char *send_plain(const char *s);
-    void send_run(const char *run, size_t length);
-    void call(const char *piece, size_t length);
+    void send_run(const char *run, std::size_t length);
+    void call(const char *piece, std::size_t length);
     void flush();
-    [[nodiscard]] size_t stream_room() const;
+    [[nodiscard]] std::size_t stream_room() const;
 
     xml_output &out_;
-    const bool own_;    // the write function is one of the library's: runs of plain bytes in one piece
-    const bool stream_; // it is the one for streams
-    size_t used_ = 0;   // bytes gathered
-    size_t limit_ = 0;  // bytes that may be
+    const bool runs_;       // plain bytes may go out many at a time: to a descriptor or to a growable string
+    const bool stream_;     // the library's write function for streams
+    std::size_t used_ = 0;  // bytes gathered
+    std::size_t limit_ = 0; // bytes that may be
     std::array<char, 2048> gathered_;
 };
 

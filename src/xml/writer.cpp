@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "varnel/xml_iterator.h"
-#include "xml/detours.h"
+#include "xml/noted_parents.h"
 #include "xml/sink.h"
 
 namespace varnel::xml {
@@ -51,7 +51,7 @@ class node_writer {
         // deep trees slow.
         if (indented_) {
             depth_ = parent != nullptr && node.parent == parent && node.kind != xml_kind_document
-                         ? depth_ + 1
+                         ? parent_depth_ + 1
                          : xml_node_get_path_depth(&node);
         }
         at_ = &node;
@@ -63,11 +63,12 @@ class node_writer {
     }
 
     void go_down() {
-        if (at_->parent != parent_ && !detours_.push(at_, parent_)) {
+        if (at_->parent != parent_ && !noted_parents_.push(at_, parent_)) {
             out_.fail(xml_status_out_of_memory);
             at_ = nullptr;
             return;
         }
+        parent_depth_ = depth_;
         enter(*at_->first_child, at_);
     }
 
@@ -75,7 +76,7 @@ class node_writer {
     void go_on(const xml_node &top) {
         while (at_ != &top) {
             if (at_->next != nullptr) {
-                go_to_sibling();
+                enter(*at_->next, parent_);
                 return;
             }
             go_up();
@@ -84,22 +85,14 @@ class node_writer {
         at_ = nullptr;
     }
 
-    void go_to_sibling() {
-        restore_parent_depth();
-        enter(*at_->next, parent_);
-    }
-
     void go_up() {
-        restore_parent_depth();
         at_ = parent_;
-        parent_ = detours_.pop(at_, at_->parent);
-    }
-
-    void restore_parent_depth() {
-        if (indented_) {
-            depth_ = at_->parent == parent_ && at_->kind != xml_kind_document
-                         ? depth_ - 1
-                         : xml_node_get_path_depth(parent_);
+        depth_ = parent_depth_;
+        parent_ = noted_parents_.pop(at_, at_->parent);
+        if (indented_ && parent_ != nullptr) {
+            parent_depth_ = at_->parent == parent_ && at_->kind != xml_kind_document
+                                ? depth_ - 1
+                                : xml_node_get_path_depth(parent_);
         }
     }
 
@@ -203,7 +196,8 @@ class node_writer {
     const xml_node *at_ = nullptr;
     const xml_node *parent_ = nullptr; // whose children are being written
     int depth_ = 0;                    // of `at_`, when it matters
-    detours detours_;
+    int parent_depth_ = 0;             // of `parent_`, likewise
+    noted_parents noted_parents_;
 };
 
 } // namespace
@@ -211,18 +205,18 @@ class node_writer {
 } // namespace varnel::xml
 
 int xml_write(xml_document *doc, const char *path, unsigned flags) {
-    FILE *const stream = fopen(path, "w");
+    std::FILE *const stream = std::fopen(path, "w");
     if (stream != nullptr) {
         xml_write_file(doc, stream, flags);
     }
-    if (stream == nullptr || fclose(stream) != 0) {
+    if (stream == nullptr || std::fclose(stream) != 0) {
         doc->status = xml_status_input_failed;
         return xml_status_input_failed;
     }
     return doc->status;
 }
 
-void xml_write_file(xml_document *doc, FILE *stream, unsigned flags) {
+void xml_write_file(xml_document *doc, std::FILE *stream, unsigned flags) {
     xml_output out{};
     xml_output_setup(&out, xml_output_function_to_file_stream);
     out.target.stream = stream;

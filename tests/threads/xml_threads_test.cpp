@@ -2,7 +2,9 @@
 // XML: documents, sinks and sources of one thread each; one tree that several threads read.
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -85,6 +87,28 @@ TEST(XmlThreads, OneTreeIsWrittenClonedAndSearchedByAll) {
             EXPECT_STREQ(xml_node_get_attribute_value(board->last_child, "n"), "49");
         }
     });
+}
+
+// Each document gets parts of the next one: pieces of one slab are deleted by several threads at once.
+TEST(XmlThreads, CompactTreesThatShareSlabsAreDeletedByDifferentThreads) {
+    constexpr size_t threads = 4;
+    for (int round = 0; round < 20; ++round) {
+        std::vector<std::unique_ptr<document>> documents;
+        for (size_t i = 0; i < threads; ++i) {
+            documents.push_back(std::make_unique<document>());
+            std::string text = inventory_of(static_cast<int>(i));
+            ASSERT_EQ(read_text(documents[i]->get, text, xml_flag_compact), 0);
+        }
+        for (size_t i = 0; i < threads; ++i) {
+            xml_node *const from = documents[(i + 1) % threads]->get->root->first_child;
+            for (int moved = 0; moved < 10; ++moved) {
+                xml_node *const node = from->first_child->next;
+                xml_node_unlink(node);
+                xml_node_add_child(documents[i]->get->root->first_child, node);
+            }
+        }
+        in_parallel(threads, [&](int thread) { documents[static_cast<size_t>(thread)].reset(); });
+    }
 }
 
 } // namespace

@@ -61,19 +61,23 @@ void expect_read(const trial &t, const xml_document &doc, int result) {
     }
 }
 
-TEST(XmlTorture, Read) {
+class XmlTortureOfBothKinds : public ::testing::TestWithParam<unsigned> {};
+INSTANTIATE_TEST_SUITE_P(Kinds, XmlTortureOfBothKinds, ::testing::Values(0U, unsigned{xml_flag_compact}),
+                         [](const auto &kind) { return kind.param == 0 ? "Default" : "Compact"; });
+
+TEST_P(XmlTortureOfBothKinds, Read) {
     const scratch_folder folder;
     write_file(folder.file("xml"), sample);
     torture([&](trial &t) {
         xml_document *const doc = xml_document_new();
         int result = -1;
-        t.run([&] { result = xml_read(doc, folder.file("xml").c_str(), 0); });
+        t.run([&] { result = xml_read(doc, folder.file("xml").c_str(), GetParam()); });
         expect_read(t, *doc, result);
         free_document(doc);
     });
 }
 
-TEST(XmlTorture, ReadFromDescriptor) {
+TEST_P(XmlTortureOfBothKinds, ReadFromDescriptor) {
     const scratch_folder folder;
     write_file(folder.file("xml"), sample);
     torture([&](trial &t) {
@@ -83,7 +87,7 @@ TEST(XmlTorture, ReadFromDescriptor) {
         xml_refiller_setup(&r, xml_refiller_function_from_file_descriptor, buffer, 0, sizeof buffer);
         r.source.descriptor = open(folder.file("xml").c_str(), O_RDONLY | O_CLOEXEC);
         int result = -1;
-        t.run([&] { result = xml_node_read(&r, doc->root, doc, 0); });
+        t.run([&] { result = xml_node_read(&r, doc->root, doc, GetParam()); });
         close(r.source.descriptor);
         expect_read(t, *doc, result);
         free_document(doc);

@@ -24,6 +24,7 @@ struct {
     size_t bytes = 0;
     size_t copied = 0;
     size_t depth_counts = 0;
+    size_t levels_counted = 0;
     size_t fail_at = static_cast<size_t>(-1); // the allocation that fails, and all behind it
 } work;
 
@@ -47,8 +48,10 @@ void *__wrap_memcpy(void *to, const void *from, size_t size) {
     return __real_memcpy(to, from, size);
 }
 int __wrap_xml_node_get_path_depth(const xml_node *node) {
+    const int depth = __real_xml_node_get_path_depth(node);
     ++work.depth_counts;
-    return __real_xml_node_get_path_depth(node);
+    work.levels_counted += static_cast<size_t>(depth);
+    return depth;
 }
 }
 
@@ -427,6 +430,31 @@ TEST(Work, DepthsAreNotCountedAnewForEachNode) {
     work = {};
     xml_node_write(&out, doc->root, 1);
     EXPECT_EQ(work.depth_counts, 1U);
+    free_document(doc);
+}
+
+// xml_node_add_child() leaves later siblings that come along without a parent.
+TEST(Work, DepthIsNotCountedAnewForEachSiblingWithoutAParent) {
+    constexpr size_t depth = 1000;
+    constexpr size_t siblings = 1000;
+    xml_document *const doc = document_of(repeated("<a>", depth));
+    xml_node *innermost = doc->root;
+    while (innermost->first_child != nullptr) {
+        innermost = innermost->first_child;
+    }
+    xml_node *chain = nullptr;
+    for (size_t i = 0; i < siblings; ++i) {
+        xml_node *const node = xml_node_new();
+        node->next = chain;
+        chain = node;
+    }
+    xml_node_add_child(innermost, chain);
+    xml_output out{};
+    xml_output_setup(&out, [](xml_output *, const char *, unsigned) { return 0; });
+    work = {};
+    xml_node_write(&out, doc->root, 1);
+    EXPECT_EQ(out.count, 1 + depth + siblings);
+    EXPECT_LE(work.levels_counted, depth + siblings);
     free_document(doc);
 }
 

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "varnel/xml_reader.h"
 #include "xml/scenario.h"
 
 using namespace varnel::test;
@@ -160,12 +161,13 @@ class text_maker {
 };
 
 void expect_same(const scenario &s) {
-    const std::string ours = seen_from_library(s);
     const std::string expected = seen_from_reference(s);
-    ASSERT_EQ(ours, expected) << "text: " << ::testing::PrintToString(s.text) << " flags " << s.flags
-                              << " capacity " << s.capacity << " acts "
-                              << ::testing::PrintToString(s.acts.size()) << " pushed " << s.pushed
-                              << " status " << s.status << " reads " << s.reads;
+    for (const unsigned kind : {0U, unsigned{xml_flag_compact}}) {
+        ASSERT_EQ(seen_from_library(s, kind), expected)
+            << "text: " << ::testing::PrintToString(s.text) << " flags " << (s.flags | kind) << " capacity "
+            << s.capacity << " acts " << s.acts.size() << " pushed " << s.pushed << " status " << s.status
+            << " reads " << s.reads;
+    }
 }
 
 constexpr unsigned capacities[] = {0, 1, 2, 3, 5, 16, 2047, 2048};

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -150,6 +151,53 @@ TEST(OutputToStream, ErrorIsTheStreamsErrorIndicator) {
     out.error = 0;
     EXPECT_EQ(xml_output_escape_string(&out, "xyz"), 1);
     (void)fclose(stream);
+}
+
+// A run that fills the buffer to the last byte stays in it, as single bytes do.
+TEST(OutputToStream, FullBufferIsNotPassedOnBeforeTheNextByte) {
+    for (const size_t size : {size_t{1024}, size_t{4096}}) {
+        std::string passed_on;
+        const cookie_io_functions_t appends = {.read = nullptr,
+                                               .write =
+                                                   [](void *to, const char *bytes, size_t length) {
+                                                       static_cast<std::string *>(to)->append(bytes, length);
+                                                       return static_cast<ssize_t>(length);
+                                                   },
+                                               .seek = nullptr,
+                                               .close = nullptr};
+        std::FILE *const stream = fopencookie(&passed_on, "w", appends);
+        std::vector<char> buffer(size);
+        (void)setvbuf(stream, buffer.data(), _IOFBF, size);
+        xml_output out{};
+        xml_output_setup(&out, xml_output_function_to_file_stream);
+        out.target.stream = stream;
+        EXPECT_EQ(xml_output_escape_string(&out, std::string(size, 'p').c_str()), 0);
+        EXPECT_EQ(__fpending(stream), size);
+        EXPECT_EQ(passed_on, "");
+        EXPECT_EQ(xml_output_escape_string(&out, "<"), 0);
+        (void)fclose(stream);
+        EXPECT_EQ(passed_on, std::string(size, 'p') + "&lt;");
+    }
+}
+
+// A pipe takes a piece of up to PIPE_BUF bytes as a whole or not at all.
+TEST(OutputToStream, UnbufferedStreamOnANearlyFullPipeGetsWhatFits) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    ASSERT_EQ(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+    const std::string filling(4096 - 10, 'f');
+    ASSERT_EQ(write(ends[1], filling.data(), filling.size()), 4096 - 10);
+    std::FILE *const stream = fdopen(ends[1], "w");
+    (void)setvbuf(stream, nullptr, _IONBF, 0);
+    xml_output out{};
+    xml_output_setup(&out, xml_output_function_to_file_stream);
+    out.target.stream = stream;
+    EXPECT_EQ(xml_output_escape_string(&out, "0123456789abcdefghij"), 1);
+    std::string text(5000, '\0');
+    EXPECT_EQ(read(ends[0], text.data(), text.size()), 4096);
+    EXPECT_EQ(text.substr(4096 - 10, 10), "0123456789");
+    (void)fclose(stream);
+    (void)close(ends[0]);
 }
 
 class OutputToPipe : public ::testing::Test {

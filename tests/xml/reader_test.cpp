@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -95,13 +97,15 @@ outcome read_stream(const std::string &text, unsigned flags) {
     return read.result();
 }
 
-/// However the text arrives, the outcome is the same.
+/// However the text arrives and whatever the tree is made of, the outcome is the same.
 void expect_read(const std::string &text, const outcome &expected, unsigned flags = 0) {
     SCOPED_TRACE(::testing::PrintToString(text));
-    EXPECT_EQ(read_stream(text, flags), expected) << "stream";
-    EXPECT_EQ(read_fixed(text, flags), expected) << "fixed buffer";
-    for (const unsigned capacity : {1U, 2U, 3U, 2047U, 2048U}) {
-        EXPECT_EQ(read_in_pieces(text, flags, capacity), expected) << "capacity " << capacity;
+    for (const unsigned kind : {0U, unsigned{xml_flag_compact}}) {
+        EXPECT_EQ(read_stream(text, flags | kind), expected) << "stream";
+        EXPECT_EQ(read_fixed(text, flags | kind), expected) << "fixed buffer";
+        for (const unsigned capacity : {1U, 2U, 3U, 2047U, 2048U}) {
+            EXPECT_EQ(read_in_pieces(text, flags | kind, capacity), expected) << "capacity " << capacity;
+        }
     }
 }
 
@@ -471,6 +475,57 @@ TEST(Reader, RefillFunctionMayBringItsOwnBuffers) {
         nullptr, 0, 0);
     EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
     EXPECT_EQ(read.result(), (outcome{"a[x=\"1\" ~]=\"text\"", 0, 1, 0}));
+}
+
+// A terminal or a growing file can go on after an end.
+TEST(Reader, EndOfInputEndsABodyAtOnce) {
+    for (const auto &[begin, rest, expected] :
+         {std::tuple{"<!--x-", "-->y", "#\"x-\" T\"-->y\""}, std::tuple{"<!--x--", ">y", "#\"x--\" T\">y\""},
+          std::tuple{"<?p x?", ">y", "?p=\"x?\" T\">y\""}, std::tuple{"<!D x", ">y", "!D=\"x\" T\">y\""}}) {
+        new_document read;
+        std::vector<std::string> refills = {begin, "", rest};
+        std::string buffer(100, '\0');
+        xml_refiller r{};
+        xml_refiller_setup(
+            &r,
+            [](xml_refiller *self) {
+                auto &left = *static_cast<std::vector<std::string> *>(self->source.pointer);
+                self->fill = 0;
+                if (!left.empty()) {
+                    self->fill = static_cast<unsigned>(left.front().copy(self->buffer, self->capacity));
+                    left.erase(left.begin());
+                }
+                self->position = 0;
+                return 0;
+            },
+            buffer.data(), 0, 100);
+        r.source.pointer = &refills;
+        EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
+        EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
+        EXPECT_EQ(read.result().tree, expected);
+    }
+}
+
+// The reader's own push-back of the "a" that it met overwrites the one of the refill function.
+TEST(Reader, RefillFunctionMayPushACharacterBack) {
+    new_document read;
+    static char text[] = "ab";
+    xml_refiller r{};
+    xml_refiller_setup(
+        &r,
+        [](xml_refiller *self) {
+            const bool first = self->buffer == nullptr;
+            self->buffer = text;
+            self->fill = first ? 2 : 0;
+            self->position = 0;
+            if (first) {
+                xml_refiller_set_char(self, '<');
+            }
+            return 0;
+        },
+        nullptr, 0, 0);
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, 0), 0);
+    EXPECT_EQ(read.result(), (outcome{"T\"ab\"", 0, 1, 0}));
 }
 
 TEST(Reader, RefillFailureDeletesWhatIsOpenAndKeepsTheRest) {

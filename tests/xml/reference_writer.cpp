@@ -79,13 +79,16 @@ struct writing {
     }
 
     void indent(int level) {
-        for (int i = 0; i < level && (i == 0 || out.error == 0); ++i) {
+        for (int i = 0; i < level; ++i) {
             if ((flags & 2) != 0) {
                 put("\t");
             } else if ((flags & 4) != 0) {
                 put("   ");
             } else {
                 put(" ");
+            }
+            if (out.error != 0) {
+                return;
             }
         }
     }
@@ -190,10 +193,11 @@ int log_piece(xml_output *out, const char *bytes, unsigned length) {
 }
 
 template <class Write>
-std::string logged(size_t fail_at, Write write) {
+std::string logged(size_t fail_at, int error, Write write) {
     logger log{.fail_at = fail_at, .log = {}, .all = {}};
     xml_output out{};
     xml_output_setup(&out, log_piece);
+    out.error = error;
     out.target.pointer = &log;
     write(out);
     log.count = out.count;
@@ -204,19 +208,19 @@ std::string logged(size_t fail_at, Write write) {
 
 } // namespace
 
-std::string written_by_library(const xml_node &node, unsigned flags, size_t fail_at) {
-    return logged(fail_at,
+std::string written_by_library(const xml_node &node, unsigned flags, size_t fail_at, int error) {
+    return logged(fail_at, error,
                   [&](xml_output &out) { xml_node_write(&out, const_cast<xml_node *>(&node), flags); });
 }
 
 std::string written_by_library(const xml_attribute &attribute, unsigned flags, size_t fail_at) {
-    return logged(fail_at, [&](xml_output &out) {
+    return logged(fail_at, 0, [&](xml_output &out) {
         xml_attribute_write(&out, const_cast<xml_attribute *>(&attribute), flags);
     });
 }
 
-std::string written_by_reference(const xml_node &node, unsigned flags, size_t fail_at) {
-    logger log{.fail_at = fail_at, .log = {}, .all = {}};
+std::string written_by_reference(const xml_node &node, unsigned flags, size_t fail_at, int error) {
+    logger log{.fail_at = fail_at, .error = error, .log = {}, .all = {}};
     writing{log, flags}.node(node);
     log.end();
     return log.log;

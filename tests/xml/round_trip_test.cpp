@@ -11,6 +11,7 @@
 
 #include "varnel/xml.h"
 #include "xml/model.h"
+#include "xml/read_text.h"
 
 using varnel::test::dump;
 
@@ -61,7 +62,7 @@ xml_sgs *written(const xml_document *doc, unsigned flags) {
 void read_again(xml_document *doc, const xml_sgs *text, unsigned flags) {
     xml_refiller r{};
     xml_refiller_setup(&r, nullptr, text->buffer, text->length, text->length);
-    xml_node_read(&r, doc->root, doc, flags);
+    xml_node_read(&r, doc->root, doc, flags | varnel::test::tree_kind);
 }
 
 /// Writing adds a blank on either side of a comment: takes them off again.
@@ -85,7 +86,7 @@ void strip_comments(xml_node *root) {
 /// False for a file that does not read well; the test is over for it then.
 bool check(const fs::path &path) {
     document first;
-    if (xml_read(first, path.c_str(), 0) != 0) {
+    if (xml_read(first, path.c_str(), varnel::test::tree_kind) != 0) {
         return false;
     }
     xml_sgs *const text = written(first, 0);

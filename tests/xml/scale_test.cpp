@@ -55,6 +55,7 @@ struct trial {
     generator text;
     unsigned nodes_expected;
     size_t bytes_expected;
+    unsigned flags = 0;
     int status = -1;
     unsigned nodes = 0;
     unsigned written_nodes = 0;
@@ -83,7 +84,7 @@ void *run(void *argument) {
     xml_refiller r;
     xml_refiller_setup(&r, generator::refill, buffer, 0, sizeof buffer);
     r.source.pointer = &t->text;
-    xml_node_read(&r, doc->root, doc, 0);
+    xml_node_read(&r, doc->root, doc, t->flags);
     t->status = doc->status;
     t->nodes = doc->node_count;
     t->written_nodes = nodes_written(doc->root, &t->bytes);
@@ -99,7 +100,7 @@ void *run(void *argument) {
     return nullptr;
 }
 
-void expect_fits_on_a_small_stack(trial t) {
+void run_on_a_small_stack(trial &t) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     ASSERT_EQ(pthread_attr_setstacksize(&attributes, stack_size), 0);
@@ -107,31 +108,42 @@ void expect_fits_on_a_small_stack(trial t) {
     ASSERT_EQ(pthread_create(&thread, &attributes, run, &t), 0);
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attributes);
-    EXPECT_EQ(t.status, 0);
-    EXPECT_EQ(t.nodes, t.nodes_expected);
-    EXPECT_EQ(t.written_nodes, t.nodes_expected + 1); // and the document
-    EXPECT_EQ(t.copied_nodes, t.nodes_expected + 1);
-    EXPECT_EQ(t.bytes, t.bytes_expected);
 }
 
-TEST(Scale, AMillionNestedElements) {
+class Scale : public ::testing::TestWithParam<unsigned> {
+  protected:
+    static void expect_fits_on_a_small_stack(trial t) {
+        t.flags = GetParam();
+        run_on_a_small_stack(t);
+        EXPECT_EQ(t.status, 0);
+        EXPECT_EQ(t.nodes, t.nodes_expected);
+        EXPECT_EQ(t.written_nodes, t.nodes_expected + 1); // and the document
+        EXPECT_EQ(t.copied_nodes, t.nodes_expected + 1);
+        EXPECT_EQ(t.bytes, t.bytes_expected);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, Scale, ::testing::Values(0U, unsigned{xml_flag_compact}),
+                         [](const auto &kind) { return kind.param == 0 ? "Default" : "Compact"; });
+
+TEST_P(Scale, AMillionNestedElements) {
     // "<a>\n" and "</a>\n" each but the innermost, which is "<a/>\n"; and the document's line feed
     expect_fits_on_a_small_stack({{"", "<a>", "</a>", ""}, million, (million - 1) * 9 + 5 + 1});
 }
 
-TEST(Scale, AMillionNestedElementsThatNeverEnd) {
+TEST_P(Scale, AMillionNestedElementsThatNeverEnd) {
     expect_fits_on_a_small_stack({{"", "<a>", "", ""}, million, (million - 1) * 9 + 5 + 1});
 }
 
-TEST(Scale, AMillionSiblings) {
+TEST_P(Scale, AMillionSiblings) {
     expect_fits_on_a_small_stack({{"<r>", "<a/>", "", "</r>"}, million + 1, million * 5 + 4 + 5 + 1});
 }
 
-TEST(Scale, AMillionAttributes) {
+TEST_P(Scale, AMillionAttributes) {
     expect_fits_on_a_small_stack({{"<a", " x='1'", "", "/>"}, 1, 2 + million * 6 + 3 + 1});
 }
 
-TEST(Scale, AMillionCharactersOfText) {
+TEST_P(Scale, AMillionCharactersOfText) {
     expect_fits_on_a_small_stack({{"<a>", "xyz", "", "</a>"}, 1, 3 + million * 3 + 5 + 1});
 }
 

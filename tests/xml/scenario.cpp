@@ -68,6 +68,14 @@ struct feeder {
             r.error = 0;
             give(r, r.capacity);
             break;
+        case refill_act::push_tag:
+            give(r, r.capacity);
+            xml_refiller_set_char(&r, '<');
+            break;
+        case refill_act::push_newline:
+            give(r, 2);
+            xml_refiller_set_char(&r, '\n');
+            break;
         }
         return r.error;
     }
@@ -111,7 +119,8 @@ std::string as_text(const model_attribute &a) {
 
 } // namespace
 
-std::string seen_from_library(const scenario &s) {
+std::string seen_from_library(const scenario &s, unsigned kind) {
+    const unsigned flags = s.flags | kind;
     xml_document *const doc = xml_document_new();
     doc->status = s.status;
     doc->root->name = s.name ? strdup(s.name->c_str()) : nullptr;
@@ -119,13 +128,13 @@ std::string seen_from_library(const scenario &s) {
     std::string log;
     if (s.attributes) {
         xml_attribute a{};
-        log = run(s, observe, [&](xml_refiller &r) { return xml_attribute_read(&r, &a, doc, s.flags); });
+        log = run(s, observe, [&](xml_refiller &r) { return xml_attribute_read(&r, &a, doc, flags); });
         log += as_text({a.name != nullptr ? std::optional<std::string>(a.name) : std::nullopt,
                         a.value != nullptr ? std::optional<std::string>(a.value) : std::nullopt});
         free(a.name);
         free(a.value);
     } else {
-        log = run(s, observe, [&](xml_refiller &r) { return xml_node_read(&r, doc->root, doc, s.flags); });
+        log = run(s, observe, [&](xml_refiller &r) { return xml_node_read(&r, doc->root, doc, flags); });
     }
     xml_node_delete(doc->root);
     xml_document_delete(doc);

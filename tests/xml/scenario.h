@@ -18,8 +18,10 @@ enum class refill_act : uint8_t {
     fail_seven,    ///< An error of its own.
     fail_and_fill, ///< An error, and bytes all the same.
     recover,       ///< Clears the error and goes on.
+    push_tag,      ///< As much as fits, and pushes "<" back.
+    push_newline,  ///< Two bytes, and pushes a newline back.
 };
-inline constexpr unsigned refill_acts = 8;
+inline constexpr unsigned refill_acts = 10;
 
 /// A text, and how it reaches the reader.
 struct scenario {
@@ -35,8 +37,9 @@ struct scenario {
     bool attributes = false;         ///< Reads one attribute instead of nodes; with `reads` 1.
 };
 
-/// All that a caller of the reader and its refill function can see, call by call, as text.
-std::string seen_from_library(const scenario &s);
+/// All that a caller of the reader and its refill function can see, call by call, as text. The library's
+/// flags are those of the scenario and `kind`, which is 0 or xml_flag_compact.
+std::string seen_from_library(const scenario &s, unsigned kind);
 std::string seen_from_reference(const scenario &s);
 
 } // namespace varnel::test

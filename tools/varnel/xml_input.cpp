@@ -19,7 +19,7 @@ class watched_input {
     void read_into(xml_text &text, unsigned int flags) {
         document_.line = 1;
         line_ = 1;
-        xml_node_read(&refiller_, document_.root, &document_, flags);
+        xml_node_read(&refiller_, document_.root, &document_, flags | xml_flag_compact);
         note_error();
         text.status = status_;
         text.line = status_ == 0 ? document_.line : line_;

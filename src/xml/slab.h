@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+// Memory for trees that are read compact (xml_flag_compact).
+//
+// Such a tree has its records and strings, here "pieces", close together in slabs: strings from a slab's
+// begin upwards, records from its end downwards. A slab is one block of malloc() with a count of its pieces
+// that are in use. Deleting a piece only counts it out; whoever counts the last one out frees the slab. That
+// is all there is: no list of slabs, no lock, nothing that belongs to a document. So pieces may move from
+// tree to tree, stay behind when the rest is deleted, and be deleted in any order and by any thread, as
+// blocks of malloc() may.
+//
+// A piece is recognised by its address, at which malloc() never puts anything: strings are at odd addresses,
+// records half a unit of malloc()'s alignment off. free() of one by hand therefore aborts instead of doing
+// harm unseen. Two bytes before each piece hold its distance from the begin of its slab. What is not a piece,
+// because a daemon put it into the tree, or because it is long, is freed with free().
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace varnel::xml {
+
+inline constexpr std::uintptr_t malloc_alignment = alignof(std::max_align_t);
+inline constexpr std::uintptr_t record_offset = malloc_alignment / 2;
+
+inline std::uintptr_t address_of(const void *piece) { return reinterpret_cast<std::uintptr_t>(piece); }
+inline bool is_string_piece(const char *string) { return address_of(string) % 2 != 0; }
+inline bool is_record_piece(const void *record) {
+    return address_of(record) % malloc_alignment == record_offset;
+}
+
+struct slab {
+    std::atomic<std::size_t> in_use; ///< pieces, and many more while a slab_filler fills it
+    std::size_t size;
+};
+
+inline void count_out(slab *from, std::size_t pieces) {
+    if (from->in_use.fetch_sub(pieces, std::memory_order_acq_rel) == pieces) {
+        std::free(from);
+    }
+}
+
+/// Makes pieces.
+class slab_filler {
+  public:
+    slab_filler() = default;
+    ~slab_filler() { finish(); }
+    slab_filler(const slab_filler &) = delete;
+    slab_filler &operator=(const slab_filler &) = delete;
+
+    /// Longer strings are not worth a place here.
+    static constexpr std::size_t string_limit = 400;
+
+    /// A zeroed record; null when memory ran out.
+    template <class Record>
+    [[nodiscard]] Record *record() {
+        static_assert(alignof(Record) <= record_offset);
+        constexpr std::size_t step =
+            (sizeof(Record) + distance_size + malloc_alignment - 1) / malloc_alignment * malloc_alignment;
+        if (room() < step + distance_size && !start_slab()) {
+            return nullptr;
+        }
+        end_ -= step;
+        auto *const made = new (end_) Record{};
+        finish_piece(end_);
+        return made;
+    }
+
+    /// A copy of at most `string_limit` bytes, with a terminator; null when memory ran out. Bytes up to
+    /// `readable` may be read: most strings are copied together with some bytes that come after them.
+    [[nodiscard]] char *string(const char *bytes, std::size_t length, const char *readable) {
+        if (room() < length + slack && !start_slab()) {
+            return nullptr;
+        }
+        char *const made = begin_ + distance_size + (address_of(begin_) % 2 == 0 ? 1 : 0);
+        if (length <= at_once && static_cast<std::size_t>(readable - bytes) >= at_once) {
+            std::memcpy(made, bytes, at_once);
+        } else {
+            std::memcpy(made, bytes, length);
+        }
+        made[length] = '\0';
+        finish_piece(made);
+        begin_ = made + length + 1;
+        return made;
+    }
+
+  private:
+    static constexpr std::size_t distance_size = sizeof(std::uint16_t);
+    static constexpr std::size_t at_once = 16;
+    static constexpr std::size_t slack = 1 + distance_size + at_once + 1 + distance_size;
+    static constexpr std::size_t being_filled = SIZE_MAX / 2;
+    // More than this would make the C library join all freed blocks at each request; so it is for big
+    // documents only.
+    static constexpr std::size_t small_size = 1000;
+    static constexpr std::size_t big_size = 60000;
+    static constexpr unsigned small_slabs = 32;
+
+    /// For pieces and their distances; a record's distance is below `end_`.
+    [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(end_ - begin_); }
+
+    void finish_piece(char *piece) {
+        const auto distance = static_cast<std::uint16_t>(piece - reinterpret_cast<char *>(slab_));
+        std::memcpy(piece - distance_size, &distance, distance_size);
+        ++pieces_;
+    }
+
+    [[nodiscard, gnu::noinline]] bool start_slab() {
+        finish();
+        const std::size_t size = started_ < small_slabs ? small_size : big_size;
+        void *const memory = std::malloc(size);
+        if (memory == nullptr) {
+            return false;
+        }
+        ++started_;
+        slab_ = new (memory) slab{being_filled, size};
+        begin_ = reinterpret_cast<char *>(slab_ + 1);
+        end_ = reinterpret_cast<char *>(slab_) + size / malloc_alignment * malloc_alignment - record_offset;
+        return true;
+    }
+
+    void finish() {
+        if (slab_ != nullptr) {
+            count_out(slab_, being_filled - pieces_);
+        }
+        slab_ = nullptr;
+        begin_ = end_ = nullptr;
+        pieces_ = 0;
+    }
+
+    slab *slab_ = nullptr;
+    char *begin_ = nullptr; // what is free in it
+    char *end_ = nullptr;
+    std::size_t pieces_ = 0; // made in it
+    unsigned started_ = 0;
+};
+
+/// Deletes pieces and blocks of malloc(): an operation on the count for as many pieces of one slab as come in
+/// a row.
+class piece_deleter {
+  public:
+    piece_deleter() = default;
+    ~piece_deleter() { count_out_all(); }
+    piece_deleter(const piece_deleter &) = delete;
+    piece_deleter &operator=(const piece_deleter &) = delete;
+
+    void string(char *string) {
+        if (is_string_piece(string)) {
+            count(string);
+        } else if (string != nullptr) {
+            std::free(string);
+        }
+    }
+    template <class Record>
+    void record(Record *record) {
+        if (is_record_piece(record)) {
+            __builtin_prefetch(reinterpret_cast<char *>(record) -
+                               512); // made later, and likely to be deleted soon
+            count(reinterpret_cast<char *>(record));
+        } else {
+            std::free(record);
+        }
+    }
+
+  private:
+    void count(const char *piece) {
+        if (address_of(piece) - address_of(slab_) >= size_) {
+            turn_to_slab_of(piece);
+        }
+        ++pieces_;
+    }
+
+    [[gnu::noinline]] void turn_to_slab_of(const char *piece) {
+        count_out_all();
+        std::uint16_t distance = 0;
+        std::memcpy(&distance, piece - sizeof distance, sizeof distance);
+        slab_ = reinterpret_cast<slab *>(const_cast<char *>(piece) - distance);
+        size_ = slab_->size;
+    }
+
+    void count_out_all() {
+        if (slab_ != nullptr) {
+            count_out(slab_, pieces_);
+        }
+        slab_ = nullptr;
+        pieces_ = 0;
+    }
+
+    slab *slab_ = nullptr;
+    std::size_t size_ = 0;
+    std::size_t pieces_ = 0; // of that slab, not counted out yet
+};
+
+} // namespace varnel::xml
