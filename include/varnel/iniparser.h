@@ -143,7 +143,7 @@ int32_t get_config_boolean(const char *file_path, const char *section, const cha
  * file is rewritten as printf() would print it. `%%` becomes `%`. The C library's formatter prints any other
  * conversion with a zero for its argument: `%d` becomes 0, `%s` (null), `%f` 0.000000; `%n` and `%c` vanish;
  * `50% off` becomes `500ff`. A conversion that the end of the file truncates (`50%`, `50%-5l`) is lost; after
- * an invalid conversion it is echoed instead, without its length modifier. Invalid are a conversion that the
+ * an odd conversion it is echoed instead, without its length modifier. Odd are a conversion that the
  * formatter does not know (`%!`), one that selects its argument (`%1$d`), and `h` before a letter that is not
  * an integer's (`%hs`). A NUL ends a format text as the end of the file does; it is kept, and another format
  * text follows it. Give a file that contains `%` all its keys from the start.
