@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -198,8 +199,9 @@ TEST_F(Iterator, ScanByAttributeNameAndValue) {
 }
 
 TEST_F(Iterator, ScanPassesOverAttributesWithoutAValue) {
-    free(doc->root->first_child->attributes->value);
-    doc->root->first_child->attributes->value = nullptr;
+    xml_attribute *const owner = xml_attribute_new();
+    owner->value = std::exchange(doc->root->first_child->attributes->value, nullptr);
+    xml_attribute_delete(owner);
     EXPECT_EQ(xml_iterator_scan_node_via_attribute_name_and_value(&it, "x", "1"), nullptr);
     xml_iterator_get_root(&it);
     EXPECT_NE(xml_iterator_scan_node_via_attribute_name(&it, "x"), nullptr);
