@@ -168,6 +168,10 @@ class input {
         return copy_;
     }
     text_buffer &copy() { return copy_; }
+    /// Whether a token is not complete because memory for its copy ran out.
+    [[nodiscard]] bool is_cut(const token &of) const {
+        return of.bytes == copy_.data() && copy_.memory_ran_out();
+    }
     /// A token with a terminator in a block of malloc(), or null. It takes over the block of a copy that
     /// needed one.
     [[nodiscard]] char *copied(const token &of) {

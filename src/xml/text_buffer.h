@@ -40,10 +40,10 @@ class text_buffer {
     [[nodiscard]] bool memory_ran_out() const { return memory_ran_out_; }
     [[nodiscard]] bool is_on_heap() const { return heap_ != nullptr; }
 
-    /// For text on the heap: its block, cut to `length` bytes and a terminator; null when memory ran out, now
-    /// or in an earlier append().
+    /// For text on the heap: its block, cut to `length` bytes and a terminator; null when memory ran
+    /// out.
     [[nodiscard]] char *release(std::size_t length) {
-        char *const block = memory_ran_out_ ? nullptr : static_cast<char *>(std::realloc(heap_, length + 1));
+        char *const block = static_cast<char *>(std::realloc(heap_, length + 1));
         if (block != nullptr) {
             block[length] = '\0';
             heap_ = nullptr;

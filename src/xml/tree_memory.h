@@ -22,9 +22,12 @@ class tree_memory {
         return made;
     }
     [[nodiscard]] char *string(input &in, const token &of) {
-        char *const made = compact_ && of.length <= slab_filler::string_limit
-                               ? filler_.string(of.bytes, of.length, in.readable_from(of))
-                               : in.copied(of);
+        char *made = nullptr;
+        if (!in.is_cut(of)) {
+            made = compact_ && of.length <= slab_filler::string_limit
+                       ? filler_.string(of.bytes, of.length, in.readable_from(of))
+                       : in.copied(of);
+        }
         if (made == nullptr) {
             in.memory_ran_out();
         }
