@@ -29,6 +29,9 @@ extern "C" {
 #define VARNEL_PRINTF(text, first)
 #endif
 
+/** Limit of a line, in bytes. */
+enum debug_log_limit { DEBUG_LOG_LINE_MAX = 2047 };
+
 /**
  * Opens the system log, once in the life of the process; later calls do nothing.
  *
@@ -41,8 +44,8 @@ extern "C" {
 void IDBG_LINUXAPP_DbgInit(void);
 
 /**
- * Logs one line: `[PID LEVEL]` and the formatted text, cut to 2,047 bytes. Calls IDBG_LINUXAPP_DbgInit()
- * first.
+ * Logs one line: `[PID LEVEL]` and the formatted text, cut to DEBUG_LOG_LINE_MAX bytes. Calls
+ * IDBG_LINUXAPP_DbgInit() first.
  *
  * @oddity{No blank behind the bracket} `[812 ERROR]fan stopped`: begin the text with a blank if you want one.
  *

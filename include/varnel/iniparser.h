@@ -24,9 +24,9 @@
  * may be indented; other entries may not. A section that occurs again is searched again.
  *
  * @oddity{16,383 bytes, or the process ends} The content ends at the end of the file or at the first byte
- * 0xFF. It may have at most 16,383 bytes: a longer one ends the process through an assertion, in getters and
- * setters alike. A file that grew ends each daemon that reads it: watch sizes, for other writers may not
- * check.
+ * 0xFF. It may have at most INIPARSER_CONTENT_MAX bytes: a longer one ends the process through an assertion,
+ * in getters and setters alike. A file that grew ends each daemon that reads it: watch sizes, for other
+ * writers may not check.
  *
  * A NUL ends the line that it is in. At the start of a line it also ends the search for a key in its section,
  * and with that the whole search. Setters keep it and what follows.
@@ -47,9 +47,9 @@
  *
  * @par What a setter does to the file
  * It writes over the file in place: same inode, same mode, no temporary file beside it. A missing file is
- * created with mode 0666 less the umask. A result that would not fit 16,383 bytes is refused before the file
- * is touched. When the disk is full or a write fails the old content is put back, and -1 returned. (A file
- * that may be written but not read counts as missing: it is overwritten, and its content, never known,
+ * created with mode 0666 less the umask. A result longer than INIPARSER_CONTENT_MAX is refused before the
+ * file is touched. When the disk is full or a write fails the old content is put back, and -1 returned. (A
+ * file that may be written but not read counts as missing: it is overwritten, and its content, never known,
  * cannot be put back. A new file stays empty.)
  *
  * A process that is killed in a setter leaves the old or the new text, with empty lines after it where their
@@ -80,16 +80,23 @@
 extern "C" {
 #endif
 
+/** Limits of a file and of its values, in bytes. */
+enum iniparser_limit {
+    INIPARSER_CONTENT_MAX = 16383, /**< of a file's content */
+    INIPARSER_VALUE_MAX = 255,     /**< of a value */
+    INIPARSER_VALUE_SIZE = 256     /**< of a value and its terminator: what get_config_string() may store */
+};
+
 /**
  * Reads a value as text.
  *
  * @oddity{Values modulo 256} A value of n bytes comes as its first n modulo 256 bytes: 300 give 44, 256 give
- * none. Keep values below 256 bytes.
+ * none. Keep values to INIPARSER_VALUE_MAX bytes.
  *
  * @param file_path  the file.
  * @param section    section name, without brackets.
  * @param key        key.
- * @param value      receives the value and a terminator; room for 256 bytes.
+ * @param value      receives the value and a terminator; room for INIPARSER_VALUE_SIZE bytes.
  * @return 0, or -1.
  */
 int32_t get_config_string(const char *file_path, const char *section, const char *key, char *value);
