@@ -171,17 +171,20 @@ int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...)
  */
 /** @{ */
 
+/** The login record of a controller, in bytes. The first two are not read. */
+enum login_record_layout {
+    LOGIN_USER_NAME_OFFSET = 2, /**< of the user name, which a zero byte ends unless it fills its field */
+    LOGIN_USER_NAME_SIZE = 16,  /**< of the user name's field */
+    LOGIN_PASSWORD_OFFSET = 18, /**< of the password, which a zero byte ends unless it fills its field */
+    LOGIN_PASSWORD_SIZE = 20,   /**< of the password's field */
+    LOGIN_RECORD_SIZE = 38      /**< of the record */
+};
+
 /**
- * The login record of a controller.
- *
- * | bytes  | content                                                        |
- * |--------|----------------------------------------------------------------|
- * | 0-1    | not read                                                       |
- * | 2-17   | user name, ended by a zero byte unless all 16 are used         |
- * | 18-37  | password, ended by a zero byte unless all 20 are used          |
+ * The login record of a controller (enum login_record_layout).
  *
  * @param dev_id  controller number; a daemon's own mistake may be any integer.
- * @return the record. @b Never null: the library does not look before it reads 38 bytes, so a controller that
+ * @return the record. @b Never null: the library does not look before it reads it, so a controller that
  *         is not there has a record of zeros. The record must stand still while the library copies it: give
  *         a copy, not a live table. libvarnel_platform: a copy that belongs to the calling thread,
  * overwritten by its next call.
