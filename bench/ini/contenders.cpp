@@ -28,7 +28,7 @@ const char *next_value() {
 // --- This library ---
 
 std::string get_varnel(const entry &where) {
-    std::array<char, 256> value{};
+    std::array<char, INIPARSER_VALUE_SIZE> value{};
     const int result =
         get_config_string(where.path.c_str(), where.section.c_str(), where.key.c_str(), value.data());
     return result == 0 ? value.data() : "";

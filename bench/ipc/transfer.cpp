@@ -33,8 +33,6 @@ namespace {
 constexpr uint16_t bare_port = 7001;
 constexpr const char *nc_port = "7002";
 
-constexpr int not_ready = 5; // what receiving comes to before the sender listens
-
 /// A file to send to so many receivers, one after another.
 struct job {
     std::size_t size;
@@ -43,7 +41,7 @@ struct job {
     std::string received;
 };
 
-/// A way to do it; `receive` returns 0, or `not_ready`.
+/// A way to do it; `receive` returns 0, or LAN_TRANSFER_NO_CONNECTION before the sender listens.
 struct method {
     std::function<void(const job &)> send;
     std::function<int(const job &)> receive;
@@ -81,7 +79,7 @@ attempt receive_once(const method &how, const job &what) {
     made.processor = finish_process(receiver);
     close(answer[0]);
     close(answer[1]);
-    if (made.result != 0 && made.result != not_ready) {
+    if (made.result != 0 && made.result != LAN_TRANSFER_NO_CONNECTION) {
         throw std::runtime_error("receiving failed with " + std::to_string(made.result));
     }
     return made;
@@ -98,7 +96,7 @@ cost carry_out(const method &how, const job &what) {
     const pid_t sender = start_process([&] { how.send(what); });
     double before = now();
     attempt made = receive_once(how, what);
-    while (made.result == not_ready) {
+    while (made.result == LAN_TRANSFER_NO_CONNECTION) {
         usleep(1000);
         before = now();
         made = receive_once(how, what);
@@ -149,7 +147,7 @@ int bare_receive(const job &what) {
     const int sender = static_cast<int>(checked(socket(AF_INET, SOCK_STREAM, 0), "socket"));
     const sockaddr_in address = loopback(bare_port);
     if (connect(sender, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        return not_ready;
+        return LAN_TRANSFER_NO_CONNECTION;
     }
     const int file =
         static_cast<int>(checked(open(what.received.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), "open"));
@@ -186,7 +184,7 @@ void send_nc(const job &what) { run_nc({"nc", "-l", "-N", "127.0.0.1", nc_port},
 
 int receive_nc(const job &what) {
     const int code = run_nc({"nc", "-d", "127.0.0.1", nc_port}, "/dev/null", what.received);
-    return code == 1 ? not_ready : code;
+    return code == 1 ? LAN_TRANSFER_NO_CONNECTION : code;
 }
 
 // --- Figures ---

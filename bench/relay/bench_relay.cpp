@@ -60,8 +60,8 @@ class device_table {
             bmc.present = 1;
             bmc.cipher_suite = cipher_suite;
             std::ranges::copy(address, bmc.address.begin());
-            std::ranges::copy(std::string(user), bmc.login.begin() + varnel::platform::user_name_offset);
-            std::ranges::copy(std::string(password), bmc.login.begin() + varnel::platform::password_offset);
+            std::ranges::copy(std::string(user), bmc.login.begin() + LOGIN_USER_NAME_OFFSET);
+            std::ranges::copy(std::string(password), bmc.login.begin() + LOGIN_PASSWORD_OFFSET);
         }
         varnel::tools::publish_device_table(*records, name_);
         setenv(varnel::platform::table_name_variable, name_.c_str(), 1);

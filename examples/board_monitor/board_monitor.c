@@ -73,8 +73,8 @@ static bool take_bus(void) {
     if (pca9541_take_bus(selector) != 0 || pca9541_read_ctrl(selector, &control) != 0) {
         return false;
     }
-    const bool ours = (control & 1) == (control >> 1 & 1); /* MYBUS equals NMYBUS */
-    const bool on = (control >> 2 & 1) != (control >> 3 & 1);
+    const bool ours = !(control & PCA9541_CONTROL_MYBUS) == !(control & PCA9541_CONTROL_NMYBUS);
+    const bool on = !(control & PCA9541_CONTROL_BUSON) != !(control & PCA9541_CONTROL_NBUSON);
     return ours && on;
 }
 

@@ -113,8 +113,8 @@ static void fetch_login(int device, struct login *login) {
         fputs("smc_get_shared_memory: null\n", stderr);
         exit(EXIT_FAILURE);
     }
-    memcpy(login->user_name, record + 2, sizeof login->user_name);
-    memcpy(login->password, record + 18, sizeof login->password);
+    memcpy(login->user_name, record + LOGIN_USER_NAME_OFFSET, sizeof login->user_name);
+    memcpy(login->password, record + LOGIN_PASSWORD_OFFSET, sizeof login->password);
     memset(login->ip, 0, sizeof login->ip);
     const int result = get_device_ip(device, login->ip);
     if (login->ip[0] == '\0' || memchr(login->ip, '\0', sizeof login->ip) == NULL) {

@@ -29,6 +29,9 @@ extern "C" {
 #define VARNEL_PRINTF(text, first)
 #endif
 
+/** Limit of a line, in bytes. */
+enum debug_log_limit { DEBUG_LOG_LINE_MAX = 2047 };
+
 /**
  * Opens the system log, once per process; later calls do nothing.
  *
@@ -40,7 +43,7 @@ extern "C" {
 void IDBG_LINUXAPP_DbgInit(void);
 
 /**
- * Logs one line: `[PID LEVEL]` and the formatted text, truncated to 2,047 bytes. Calls
+ * Logs one line: `[PID LEVEL]` and the formatted text, truncated to DEBUG_LOG_LINE_MAX bytes. Calls
  * IDBG_LINUXAPP_DbgInit() first.
  *
  * @oddity{No space after the bracket} `[812 ERROR]fan stopped`: begin the text with a space if you want one.

@@ -24,7 +24,7 @@
  * entry of a section may be indented; other entries may not. A section that occurs again is searched again.
  *
  * @oddity{More than 16,383 bytes end the process} The content ends at the end of the file or at the first
- * byte 0xFF. It may have at most 16,383 bytes: longer content ends the process through an assertion, in
+ * byte 0xFF. It may have at most INIPARSER_CONTENT_MAX bytes: longer content ends the process through an assertion, in
  * getters and setters. A file that has grown too long therefore ends every daemon that reads it. Monitor the
  * size where other programs write the file, because they may not check it.
  *
@@ -48,7 +48,7 @@
  *
  * @par What a setter does to the file
  * A setter overwrites the file in place: same inode, same mode, no temporary file. A missing file is created
- * with mode 0666 less the umask. A result of more than 16,383 bytes is refused before the file is changed.
+ * with mode 0666 less the umask. A result of more than INIPARSER_CONTENT_MAX bytes is refused before the file is changed.
  * When the disk is full or a write fails, the old content is restored and -1 returned. Two cases have no old
  * content to restore: a file that was missing remains as an empty one, and a file that may be written but not
  * read counts as missing and is overwritten.
@@ -82,17 +82,23 @@
 extern "C" {
 #endif
 
+/** Limits of a file and of its values, in bytes. */
+enum iniparser_limit {
+    INIPARSER_CONTENT_MAX = 16383, /**< of a file's content */
+    INIPARSER_VALUE_MAX = 255,     /**< of a value */
+    INIPARSER_VALUE_SIZE = 256     /**< of a value and its terminator: what get_config_string() may store */
+};
+
 /**
  * Reads a value as text.
  *
  * @oddity{Lengths are modulo 256} Of a value of n bytes the first n modulo 256 are returned: 44 of 300, none
- * of
- * 256. Keep values below 256 bytes.
+ * of 256. Keep values to INIPARSER_VALUE_MAX bytes.
  *
  * @param file_path  the file.
  * @param section    section name, without brackets.
  * @param key        key.
- * @param value      receives the value and a NUL; room for 256 bytes.
+ * @param value      receives the value and a NUL; room for INIPARSER_VALUE_SIZE bytes.
  * @return 0, or -1.
  */
 int32_t get_config_string(const char *file_path, const char *section, const char *key, char *value);

@@ -4,7 +4,7 @@
 
 /**
  * @file
- * Copies one file from one controller to others over TCP, port 7000.
+ * Copies one file from one controller to others over TCP, port LAN_TRANSFER_PORT.
  *
  * The sender runs lan_transfer_file() as a thread; each receiver calls mma_lan_transfer().
  *
@@ -26,7 +26,7 @@
  *
  * @par Security
  *
- * @oddity{No authentication} Nothing is authenticated or encrypted. Any host that can connect to port 7000
+ * @oddity{No authentication} Nothing is authenticated or encrypted. Any host that can connect to the port
  * gets the file, and any host that answers there decides what the receiver stores, of any length. Use the
  * transfer on a management network only, and check what was received (length, digest, signature) before using
  * it.
@@ -114,6 +114,19 @@ extern int g_transfer_server_ok;
  */
 void *lan_transfer_file(void *arg);
 
+/** What mma_lan_transfer() returns, and what it leaves open. */
+enum lan_transfer_result {
+    LAN_TRANSFER_RECEIVED = 0,       /**< received, or the sender closed */
+    LAN_TRANSFER_NO_SOCKET = 1,      /**< no socket */
+    LAN_TRANSFER_NO_REUSE = 2,       /**< SO_REUSEADDR refused; the socket stays open */
+    LAN_TRANSFER_NO_LOCAL_PORT = 3,  /**< no local port; the socket stays open */
+    LAN_TRANSFER_BAD_ADDRESS = 4,    /**< no IPv4 address, for example 256.1.1.1; the socket stays open */
+    LAN_TRANSFER_NO_CONNECTION = 5,  /**< no connection */
+    LAN_TRANSFER_NO_FILE = 6,        /**< file cannot be created */
+    LAN_TRANSFER_RECEIVE_FAILED = 7, /**< receiving failed; the file stays open */
+    LAN_TRANSFER_WRITE_FAILED = 8    /**< writing failed; the file stays open */
+};
+
 /**
  * Connects to a sender and writes what it receives to a file.
  *
@@ -125,25 +138,13 @@ void *lan_transfer_file(void *arg);
  *
  * Needs a little more than LAN_TRANSFER_CHUNK bytes of stack.
  *
- * | Result | Meaning                                                | Left open      |
- * |--------|--------------------------------------------------------|----------------|
- * | 0      | received, or the sender closed                         |                |
- * | 1      | no socket                                              |                |
- * | 2      | SO_REUSEADDR refused                                   | socket         |
- * | 3      | no local port                                          | socket         |
- * | 4      | @p ip is not an IPv4 address, for example 256.1.1.1    | socket         |
- * | 5      | no connection                                          |                |
- * | 6      | file cannot be created                                 |                |
- * | 7      | receiving failed                                       | file           |
- * | 8      | writing failed                                         | file           |
- *
- * errno is that of the failed call, unless closing the socket changes it. After 7 and 8 the last bytes
- * received may be missing from the file. The final flush is not checked: when the disk fills up with the last
- * few kilobytes, the result is still 0. Compare sizes.
+ * errno is that of the failed call, unless closing the socket changes it. After LAN_TRANSFER_RECEIVE_FAILED and
+ * LAN_TRANSFER_WRITE_FAILED the last bytes received may be missing from the file. The final flush is not
+ * checked: when the disk fills up with the last few kilobytes, the result is still 0. Compare sizes.
  *
  * @param path  file to create or to overwrite.
  * @param ip    IPv4 address of the sender, in a form that inet_aton(3) accepts.
- * @return 0 to 8.
+ * @return enum lan_transfer_result.
  */
 int mma_lan_transfer(const char *path, const char *ip);
 

@@ -19,8 +19,26 @@
 extern "C" {
 #endif
 
+/** Registers of the chip. */
+enum pca9541_register {
+    PCA9541_REGISTER_INTERRUPT_ENABLE = 0, /**< pca9541_set_intmask() */
+    PCA9541_REGISTER_CONTROL = 1,          /**< pca9541_read_ctrl() */
+    PCA9541_REGISTER_INTERRUPT_STATUS = 2  /**< pca9541_get_intstatus() */
+};
+
+/** Bits of the control register as the reading master sees them. */
+enum pca9541_control {
+    PCA9541_CONTROL_MYBUS = 0x01,   /**< the bus is ours while MYBUS equals NMYBUS */
+    PCA9541_CONTROL_NMYBUS = 0x02,  /**< MYBUS of the other master */
+    PCA9541_CONTROL_BUSON = 0x04,   /**< the bus is connected while BUSON differs from NBUSON */
+    PCA9541_CONTROL_NBUSON = 0x08,  /**< BUSON of the other master */
+    PCA9541_CONTROL_BUSINIT = 0x10, /**< bus initialization requested */
+    PCA9541_CONTROL_TESTON = 0x40,  /**< interrupt test requested */
+    PCA9541_CONTROL_NTESTON = 0x80  /**< TESTON for the other master */
+};
+
 /**
- * Writes the interrupt enable register (0): a bit of 1 masks its interrupt.
+ * Writes the interrupt enable register: a bit of 1 masks its interrupt.
  *
  * @param device  device handle (smbus.h).
  * @param mask    the byte written.
@@ -29,7 +47,7 @@ extern "C" {
 int pca9541_set_intmask(uint32_t device, uint8_t mask);
 
 /**
- * Reads the control register (1): bit 0 MYBUS, 1 NMYBUS, 2 BUSON, 3 NBUSON, 4 BUSINIT, 6 TESTON, 7 NTESTON.
+ * Reads the control register (enum pca9541_control).
  *
  * @param device  device handle.
  * @param byte    receives the register; not null. After a failure it holds what the platform stored.
@@ -38,7 +56,7 @@ int pca9541_set_intmask(uint32_t device, uint8_t mask);
 int pca9541_read_ctrl(uint32_t device, uint8_t *byte);
 
 /**
- * Reads the interrupt status register (2).
+ * Reads the interrupt status register.
  *
  * @param device  device handle.
  * @param byte    receives the register; not null. After a failure it holds what the platform stored.

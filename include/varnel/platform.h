@@ -174,20 +174,23 @@ int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...)
  */
 /** @{ */
 
+/** The login record of a controller, in bytes. The first two are not read. */
+enum login_record_layout {
+    LOGIN_USER_NAME_OFFSET = 2, /**< of the user name, terminated by a NUL unless it fills its field */
+    LOGIN_USER_NAME_SIZE = 16,  /**< of the user name's field */
+    LOGIN_PASSWORD_OFFSET = 18, /**< of the password, terminated by a NUL unless it fills its field */
+    LOGIN_PASSWORD_SIZE = 20,   /**< of the password's field */
+    LOGIN_RECORD_SIZE = 38      /**< of the record */
+};
+
 /**
- * The login record of a controller.
- *
- * | bytes  | content                                                        |
- * |--------|----------------------------------------------------------------|
- * | 0-1    | not read                                                       |
- * | 2-17   | user name, terminated by a NUL unless all 16 are used          |
- * | 18-37  | password, terminated by a NUL unless all 20 are used           |
+ * The login record of a controller (enum login_record_layout).
  *
  * @param dev_id  controller number; may be any integer, because callers' numbers are not checked.
- * @return the record. @b Never null: the library reads 38 bytes without a check, so return a record of zeros
- *         for a controller that is not there. The record must not change while the library copies it: return
- *         a copy, not a live table. libvarnel_platform: a copy that belongs to the calling thread and is
- *         overwritten by its next call.
+ * @return the record. @b Never null: the library reads LOGIN_RECORD_SIZE bytes without a check, so return a
+ *         record of zeros for a controller that is not there. The record must not change while the library
+ *         copies it: return a copy, not a live table. libvarnel_platform: a copy that belongs to the calling
+ *         thread and is overwritten by its next call.
  */
 uint8_t *smc_get_shared_memory(int dev_id);
 

@@ -23,8 +23,8 @@
  * character (a space, quote, `$`, `;`, `*`, `~`...) the move does something else or nothing. Never log this
  * way from a set-user-ID program: the PATH variable decides which `mv` runs.
  *
- * @oddity{Long paths are never moved} A path of more than 45 bytes is never moved (the command is limited to
- * 99), and its file grows without limit. Keep paths short.
+ * @oddity{Long paths are never moved} A path of more than TEXT_LOG_PATH_MAX bytes is never moved, and its
+ * file grows without limit. Keep paths short.
  *
  * @par Limits
  *
@@ -61,8 +61,14 @@ extern "C" {
 #define VARNEL_PRINTF(text, first)
 #endif
 
+/** Limits of the log, in bytes. */
+enum text_log_limit {
+    TEXT_LOG_PATH_MAX = 45,          /**< of a path whose file is moved */
+    TEXT_LOG_DEFAULT_LIMIT = 1048576 /**< of a file, where the caller gives no limit */
+};
+
 /**
- * Appends a text as it is. Limit: 1,048,576 bytes.
+ * Appends a text as it is. Limit: TEXT_LOG_DEFAULT_LIMIT.
  *
  * @param path  the file; see above for what is safe.
  * @param text  the message, not a format: `%` is an ordinary character.
@@ -71,7 +77,7 @@ extern "C" {
 int32_t log_str_old(const char *path, const char *text);
 
 /**
- * Appends a formatted message. Limit: 1,048,576 bytes.
+ * Appends a formatted message. Limit: TEXT_LOG_DEFAULT_LIMIT.
  *
  * @param path    the file; see above for what is safe.
  * @param format  printf() format, a constant of the program. Its arguments follow. Not with `%n`: in writable

@@ -9,12 +9,14 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "varnel/iniparser.h"
+
 namespace varnel {
 
 /// Text built piece by piece, without the heap. After a piece that does not fit, the whole text is refused.
 class bounded_text {
   public:
-    static constexpr std::size_t limit = 16UL * 1024 - 1;
+    static constexpr std::size_t limit = INIPARSER_CONTENT_MAX;
 
     void append(std::initializer_list<std::string_view> pieces) {
         for (const std::string_view piece : pieces) {

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "config/bounded_text.h"
+#include "varnel/iniparser.h"
 
 namespace varnel {
 
@@ -18,9 +19,9 @@ enum class ini_load {
 /// A whole INI file in memory.
 class ini_image {
   public:
-    static constexpr std::size_t limit = 16UL * 1024; // of content and its NUL
+    static constexpr std::size_t limit = INIPARSER_CONTENT_MAX + 1; // of content and its NUL
 
-    /// Ends the process through an assertion when the content is longer than `limit - 1`.
+    /// Ends the process through an assertion when the content is longer than INIPARSER_CONTENT_MAX.
     [[nodiscard]] ini_load load(const char *path);
 
     /// The bytes up to the end of the file or its first 0xFF; a NUL follows them.

@@ -25,7 +25,6 @@ using varnel::scan_ini;
 namespace {
 
 constexpr const char *source = "iniparser.c";
-constexpr std::size_t value_size = 256; // of a caller's buffer
 
 void require_arguments(const char *file_path, const char *section, const char *key, const void *value,
                        const char *function = __builtin_FUNCTION(), unsigned line = __builtin_LINE()) {
@@ -44,7 +43,7 @@ int32_t read_value(const char *file_path, const char *section, const char *key, 
     if (match.value == nullptr) {
         return -1;
     }
-    const std::size_t length = static_cast<std::size_t>(match.value_end - match.value) % value_size;
+    const std::size_t length = static_cast<std::size_t>(match.value_end - match.value) % INIPARSER_VALUE_SIZE;
     std::memcpy(value, match.value, length);
     value[length] = '\0';
     return 0;
@@ -61,7 +60,7 @@ void put_entry(bounded_text &out, std::string_view old, const ini_match &match, 
     if (match.section_name == nullptr) {
         out.append({old, "\n[", section, "]\n", key, "=", value, "\n"});
     } else if (match.value != nullptr) {
-        const std::string_view stored(value, std::strlen(value) % value_size);
+        const std::string_view stored(value, std::strlen(value) % INIPARSER_VALUE_SIZE);
         out.append({between(begin, match.value), stored, between(match.value_end, end)});
     } else {
         out.append({between(begin, match.section_body), key, "=", value, "\n"});
@@ -96,7 +95,7 @@ int32_t get_config_string(const char *file_path, const char *section, const char
 int32_t get_config_integer(const char *file_path, const char *section, const char *key, int32_t base,
                            int32_t *value) {
     require_arguments(file_path, section, key, value);
-    std::array<char, value_size> text{};
+    std::array<char, INIPARSER_VALUE_SIZE> text{};
     const int32_t result = read_value(file_path, section, key, text.data());
     if (result == 0) {
         *value = static_cast<int32_t>(std::strtol(text.data(), nullptr, base));
@@ -106,7 +105,7 @@ int32_t get_config_integer(const char *file_path, const char *section, const cha
 
 int32_t get_config_boolean(const char *file_path, const char *section, const char *key, int32_t *value) {
     require_arguments(file_path, section, key, value);
-    std::array<char, value_size> text{};
+    std::array<char, INIPARSER_VALUE_SIZE> text{};
     const int32_t result = read_value(file_path, section, key, text.data());
     if (result == 0) {
         *value = strncasecmp(text.data(), "true", std::strlen(text.data())) == 0 ? 1 : 0;

@@ -5,39 +5,34 @@
 
 namespace {
 
-enum pca9541_register : uint8_t { interrupt_enable = 0, control = 1, interrupt_status = 2 };
-
-// Control register bits, as the reading master sees them (PCA9541 datasheet, register 1).
-enum control_bit : unsigned int {
-    my_bus = 1U << 0,
-    other_my_bus = 1U << 1,
-    bus_on = 1U << 2,
-    other_bus_on = 1U << 3,
-    bus_init = 1U << 4,
-};
-
 /// This master has the bus when MYBUS equals NMYBUS, and the bus is on when BUSON differs from NBUSON.
 constexpr uint8_t take_over(uint8_t now) {
-    return static_cast<uint8_t>(((now & other_my_bus) != 0 ? my_bus : 0U) |
-                                ((now & other_bus_on) == 0 ? bus_on : 0U) | bus_init);
+    unsigned int wanted = PCA9541_CONTROL_BUSINIT;
+    if ((now & PCA9541_CONTROL_NMYBUS) != 0) {
+        wanted |= PCA9541_CONTROL_MYBUS;
+    }
+    if ((now & PCA9541_CONTROL_NBUSON) == 0) {
+        wanted |= PCA9541_CONTROL_BUSON;
+    }
+    return static_cast<uint8_t>(wanted);
 }
 
 } // namespace
 
 int pca9541_set_intmask(uint32_t device, uint8_t mask) {
-    return smbus_write_byte_to_device(device, interrupt_enable, mask);
+    return smbus_write_byte_to_device(device, PCA9541_REGISTER_INTERRUPT_ENABLE, mask);
 }
 
 int pca9541_read_ctrl(uint32_t device, uint8_t *byte) {
-    return smbus_read_byte_to_device(device, control, byte);
+    return smbus_read_byte_to_device(device, PCA9541_REGISTER_CONTROL, byte);
 }
 
 int pca9541_get_intstatus(uint32_t device, uint8_t *byte) {
-    return smbus_read_byte_to_device(device, interrupt_status, byte);
+    return smbus_read_byte_to_device(device, PCA9541_REGISTER_INTERRUPT_STATUS, byte);
 }
 
 int pca9541_clear_intstatus(uint32_t device) {
-    return smbus_write_byte_to_device(device, interrupt_status, 0x00);
+    return smbus_write_byte_to_device(device, PCA9541_REGISTER_INTERRUPT_STATUS, 0x00);
 }
 
 int pca9541_take_bus(uint32_t device) {
@@ -45,5 +40,5 @@ int pca9541_take_bus(uint32_t device) {
     if (pca9541_read_ctrl(device, &now) != 0) {
         return -1;
     }
-    return smbus_write_byte_to_device(device, control, take_over(now));
+    return smbus_write_byte_to_device(device, PCA9541_REGISTER_CONTROL, take_over(now));
 }

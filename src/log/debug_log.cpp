@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::size_t line_size = 2048;
+constexpr std::size_t line_size = DEBUG_LOG_LINE_MAX + 1; // with its terminator
 constexpr std::size_t prefix_size = line_size - 1;
 constexpr int dump_row = 20; // bytes of a dump in one line
 constexpr std::size_t byte_width = 3;

@@ -14,8 +14,8 @@
 
 namespace {
 
-constexpr int32_t default_limit = 0x100000;
-constexpr std::size_t command_size = 100; // NUL included
+constexpr std::size_t command_size =
+    sizeof "mv  .old" + 2 * std::size_t{TEXT_LOG_PATH_MAX}; // its NUL included
 constexpr std::size_t append_size = 16UL * 1024;
 constexpr std::size_t time_stamp_size = 26; // what ctime_r needs
 
@@ -68,7 +68,7 @@ int32_t log_str_old(const char *path, const char *text) { return log_str(path, "
 int32_t log_str(const char *path, const char *format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const int32_t result = append_entry(path, default_limit, format, arguments);
+    const int32_t result = append_entry(path, TEXT_LOG_DEFAULT_LIMIT, format, arguments);
     va_end(arguments);
     return result;
 }

@@ -16,9 +16,8 @@ constexpr uint16_t ipmi_port = 623; // IANA: asf-rmcp
 constexpr uint8_t administrator = 4;
 constexpr uint8_t session_timeout = 5;
 
-// Of the platform's device record
-constexpr std::size_t user_name_offset = 2;
-constexpr std::size_t password_offset = 18;
+static_assert(sizeof bmc_session_info::user_name == LOGIN_USER_NAME_SIZE);
+static_assert(sizeof bmc_session_info::password == LOGIN_PASSWORD_SIZE);
 
 // The tenth argument of the platform's session call
 enum class session_kind : uint8_t { plain = 1, over_udp = 4 };
@@ -48,8 +47,8 @@ int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession) {
     varnel::require(pSession != nullptr, "pSession != ((void *)0)", source);
     const uint8_t *record = smc_get_shared_memory(dev_id);
     get_device_ip(dev_id, pSession->ip);
-    copy_field(pSession->user_name, record + user_name_offset);
-    copy_field(pSession->password, record + password_offset);
+    copy_field(pSession->user_name, record + LOGIN_USER_NAME_OFFSET);
+    copy_field(pSession->password, record + LOGIN_PASSWORD_OFFSET);
     return 0;
 }
 

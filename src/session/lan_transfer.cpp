@@ -18,23 +18,10 @@ int g_transfer_server_ok = 0;
 
 namespace {
 
-constexpr uint16_t transfer_port = 7000;
 constexpr uint16_t any_port = 0;
 constexpr int waiting_clients = 10;
 
 using chunk = std::array<char, LAN_TRANSFER_CHUNK>;
-
-enum receive_result : int {
-    received = 0,
-    no_socket,
-    no_reuse,
-    no_local_port,
-    bad_address,
-    no_connection,
-    no_file,
-    receive_failed,
-    write_failed
-};
 
 sockaddr_in address(uint16_t port) {
     sockaddr_in any{};
@@ -120,27 +107,27 @@ int receive_content(int sender, std::FILE *file) {
             break;
         }
         if (n < 0) {
-            return receive_failed;
+            return LAN_TRANSFER_RECEIVE_FAILED;
         }
         const auto size = static_cast<std::size_t>(n);
         if (std::fwrite(bytes.data(), 1, size, file) < size) {
-            return write_failed;
+            return LAN_TRANSFER_WRITE_FAILED;
         }
         remaining = static_cast<int32_t>(static_cast<uint32_t>(remaining) - static_cast<uint32_t>(n));
     } while (remaining > 0);
-    return received;
+    return LAN_TRANSFER_RECEIVED;
 }
 
 int receive_file(int socket, const sockaddr_in &sender, const char *path) {
     if (connect(socket, generic(sender), sizeof sender) != 0) {
-        return no_connection;
+        return LAN_TRANSFER_NO_CONNECTION;
     }
     std::FILE *file = std::fopen(path, "w");
     if (file == nullptr) {
-        return no_file;
+        return LAN_TRANSFER_NO_FILE;
     }
     const int result = receive_content(socket, file);
-    if (result == received) {
+    if (result == LAN_TRANSFER_RECEIVED) {
         std::fclose(file); // after a failure it stays open
     }
     return result;
@@ -155,7 +142,7 @@ void *lan_transfer_file(void *arg) {
     if (listener < 0) {
         pthread_exit(nullptr);
     }
-    if (!allow_reuse(listener) || !bind_to(listener, transfer_port)) {
+    if (!allow_reuse(listener) || !bind_to(listener, LAN_TRANSFER_PORT)) {
         end_thread(listener);
     }
     std::FILE *file = std::fopen(order->path, "r");
@@ -173,17 +160,17 @@ void *lan_transfer_file(void *arg) {
 int mma_lan_transfer(const char *path, const char *ip) {
     const int connection = socket(AF_INET, SOCK_STREAM, 0);
     if (connection < 0) {
-        return no_socket;
+        return LAN_TRANSFER_NO_SOCKET;
     }
     if (!allow_reuse(connection)) {
-        return no_reuse;
+        return LAN_TRANSFER_NO_REUSE;
     }
     if (!bind_to(connection, any_port)) {
-        return no_local_port;
+        return LAN_TRANSFER_NO_LOCAL_PORT;
     }
-    sockaddr_in sender = address(transfer_port);
+    sockaddr_in sender = address(LAN_TRANSFER_PORT);
     if (inet_aton(ip, &sender.sin_addr) == 0) {
-        return bad_address;
+        return LAN_TRANSFER_BAD_ADDRESS;
     }
     const int result = receive_file(connection, sender, path);
     close(connection);

@@ -22,8 +22,6 @@ namespace model = varnel::test::ini_model;
 using varnel::test::memory_file;
 using varnel::test::require;
 
-constexpr std::size_t limit = 16383;
-
 std::string without_zeros(const std::string &text) { return text.c_str(); }
 
 /// A name to ask for: mostly one that is in the file.
@@ -42,7 +40,7 @@ std::string pick_name(FuzzedDataProvider &input, const std::string &content) {
 void check_getters(const memory_file &file, const std::string &bytes, const std::string &section,
                    const std::string &key) {
     const std::optional<std::string> expected = model::get(bytes, section, key);
-    std::array<char, 256> value{'~'};
+    std::array<char, INIPARSER_VALUE_SIZE> value{'~'};
     const int32_t result = get_config_string(file.path(), section.c_str(), key.c_str(), value.data());
     require(result == (expected ? 0 : -1), "get_config_string's result");
     require(expected ? value.data() == *expected : value[0] == '~', "get_config_string's value");
@@ -61,7 +59,7 @@ bool is_plain_entry(const std::string &section, const std::string &key, const st
     return section.find(']') == std::string::npos && !key.empty() &&
            key.find_first_of("=\r\n") == std::string::npos &&
            std::string("#;[ \t\v\f").find(key[0]) == std::string::npos &&
-           key.find('\xFF') == std::string::npos && value.size() < 256 &&
+           key.find('\xFF') == std::string::npos && value.size() <= INIPARSER_VALUE_MAX &&
            value.find_first_of("\r\n\xFF") == std::string::npos;
 }
 
@@ -77,10 +75,10 @@ void check_set(memory_file &file, const std::string &bytes, const std::string &s
     const std::string after = file.content();
     if (result != 0) {
         require(result == -1 && after == bytes, "a refused file is unchanged");
-        require(formats || expected.size() > limit, "only what is too long is refused");
+        require(formats || expected.size() > INIPARSER_CONTENT_MAX, "only what is too long is refused");
         return;
     }
-    require(after.size() <= limit, "the limit");
+    require(after.size() <= INIPARSER_CONTENT_MAX, "the limit");
     require(formats ? after.starts_with(expected) : after == expected, "set_config_string's file");
     if (found.section_start >= 0 && is_plain_entry(section, key, value)) {
         require(model::get(after, section, key) == value, "what is set is got");
@@ -91,7 +89,7 @@ void check_rename(memory_file &file, const std::string &bytes, const std::string
                   const std::string &to) {
     const std::string expected = model::rename(bytes, from, to);
     const int32_t result = set_section_string(file.path(), from.c_str(), to.c_str());
-    require(result == (expected.size() > limit ? -1 : 0), "set_section_string's result");
+    require(result == (expected.size() > INIPARSER_CONTENT_MAX ? -1 : 0), "set_section_string's result");
     require(file.content() == (result == 0 ? expected : bytes), "set_section_string's file");
 }
 
@@ -107,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     const std::string key = pick_name(input, all);
     const std::string value = pick_name(input, all);
     const std::string bytes = input.ConsumeRemainingBytesAsString();
-    if (model::content_of(bytes).size() > limit) {
+    if (model::content_of(bytes).size() > INIPARSER_CONTENT_MAX) {
         return -1;
     }
     file.rewrite(bytes);

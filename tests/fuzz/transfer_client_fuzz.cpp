@@ -30,24 +30,11 @@ using varnel::test::interposed;
 using varnel::test::memory_file;
 using varnel::test::require;
 
-/// Results of mma_lan_transfer().
-enum result : int {
-    received,
-    no_socket,
-    no_reuse,
-    no_local_port,
-    bad_address,
-    no_connection,
-    no_file,
-    receive_failed,
-    write_failed
-};
-
 constexpr std::size_t breaks_off = 0; ///< a piece of this size is a broken connection
 
 /// One transfer: the network that the receiver meets, and what it has open.
 struct transfer {
-    int fails = received; ///< at the step of this result
+    int fails = LAN_TRANSFER_RECEIVED; ///< at the step of this result
     std::string stream;
     std::vector<std::size_t> pieces; ///< what arrives at once; then all the rest
     std::size_t next = 0;
@@ -57,7 +44,7 @@ struct transfer {
 
 transfer *under_test = nullptr;
 
-bool fails(result step) {
+bool fails(lan_transfer_result step) {
     if (under_test->fails == step) {
         errno = EIO;
         return true;
@@ -92,17 +79,19 @@ int socket(int family, int type, int protocol) noexcept {
     if (under_test == nullptr) {
         return socket_call(family, type, protocol);
     }
-    return under_test->socket = fails(no_socket) ? -1 : connection_with(under_test->stream);
+    return under_test->socket = fails(LAN_TRANSFER_NO_SOCKET) ? -1 : connection_with(under_test->stream);
 }
 int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept {
     return under_test == nullptr ? setsockopt_call(fd, level, option, value, size)
-                                 : -static_cast<int>(fails(no_reuse));
+                                 : -static_cast<int>(fails(LAN_TRANSFER_NO_REUSE));
 }
 int bind(int fd, const sockaddr *address, socklen_t size) noexcept {
-    return under_test == nullptr ? bind_call(fd, address, size) : -static_cast<int>(fails(no_local_port));
+    return under_test == nullptr ? bind_call(fd, address, size)
+                                 : -static_cast<int>(fails(LAN_TRANSFER_NO_LOCAL_PORT));
 }
 int connect(int fd, const sockaddr *address, socklen_t size) {
-    return under_test == nullptr ? connect_call(fd, address, size) : -static_cast<int>(fails(no_connection));
+    return under_test == nullptr ? connect_call(fd, address, size)
+                                 : -static_cast<int>(fails(LAN_TRANSFER_NO_CONNECTION));
 }
 ssize_t recv(int fd, void *bytes, std::size_t size, int flags) {
     if (under_test != nullptr && under_test->next < under_test->pieces.size()) {
@@ -119,7 +108,7 @@ std::FILE *fopen(const char *path, const char *mode) {
     if (under_test == nullptr) {
         return fopen_call(path, mode);
     }
-    return under_test->file = fails(no_file) ? nullptr : fopen_call(path, mode);
+    return under_test->file = fails(LAN_TRANSFER_NO_FILE) ? nullptr : fopen_call(path, mode);
 }
 int fclose(std::FILE *file) {
     if (under_test != nullptr && file == under_test->file) {
@@ -152,10 +141,10 @@ class model {
         int32_t remaining = 0;
         arrives(sizeof remaining, piece);
         std::memcpy(&remaining, piece.data(), piece.size());
-        outcome seen{received, ""};
+        outcome seen{LAN_TRANSFER_RECEIVED, ""};
         do {
             if (!arrives(LAN_TRANSFER_CHUNK, piece)) {
-                seen.result = receive_failed;
+                seen.result = LAN_TRANSFER_RECEIVE_FAILED;
                 break;
             }
             seen.content += piece;
@@ -188,15 +177,16 @@ class model {
 outcome expected(const transfer &what, const std::string &ip) {
     in_addr ignored{};
     const bool is_address = inet_aton(ip.c_str(), &ignored) != 0;
-    if (!is_address && (what.fails == received || what.fails > bad_address)) {
-        return {bad_address, ""};
+    if (!is_address && (what.fails == LAN_TRANSFER_RECEIVED || what.fails > LAN_TRANSFER_BAD_ADDRESS)) {
+        return {LAN_TRANSFER_BAD_ADDRESS, ""};
     }
-    return what.fails == received ? model(what).receive() : outcome{what.fails, ""};
+    return what.fails == LAN_TRANSFER_RECEIVED ? model(what).receive() : outcome{what.fails, ""};
 }
 
 void check_what_is_open(const transfer &after, int result) {
-    const bool keeps_socket = result == no_reuse || result == no_local_port || result == bad_address;
-    const bool keeps_file = result == receive_failed || result == write_failed;
+    const bool keeps_socket = result == LAN_TRANSFER_NO_REUSE || result == LAN_TRANSFER_NO_LOCAL_PORT ||
+                              result == LAN_TRANSFER_BAD_ADDRESS;
+    const bool keeps_file = result == LAN_TRANSFER_RECEIVE_FAILED || result == LAN_TRANSFER_WRITE_FAILED;
     require((after.socket >= 0) == keeps_socket, "the socket is closed");
     require((after.file != nullptr) == keeps_file, "the file is closed");
 }
@@ -227,19 +217,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     // Numbers come from the end of the input, the stream from its beginning.
     transfer what;
     const int step = input.ConsumeIntegralInRange<int>(0, 31); // mostly none fails
-    what.fails = step <= no_file && step != bad_address ? step : received;
-    const bool disk_is_full = step == write_failed;
+    what.fails =
+        step <= LAN_TRANSFER_NO_FILE && step != LAN_TRANSFER_BAD_ADDRESS ? step : LAN_TRANSFER_RECEIVED;
+    const bool disk_is_full = step == LAN_TRANSFER_WRITE_FAILED;
     for (int count = input.ConsumeIntegralInRange<int>(0, 7); count > 0; --count) {
         what.pieces.push_back(input.ConsumeIntegral<uint8_t>());
     }
-    const std::string ip = step == bad_address ? input.ConsumeRandomLengthString(20) : "127.0.0.1";
+    const std::string ip =
+        step == LAN_TRANSFER_BAD_ADDRESS ? input.ConsumeRandomLengthString(20) : "127.0.0.1";
     what.stream = input.ConsumeRemainingBytesAsString();
 
     const outcome wanted = expected(what, ip);
     file.rewrite("");
     const int result = receive(what, disk_is_full ? "/dev/full" : file.path(), ip);
     if (disk_is_full) {
-        require(result == wanted.result || result == write_failed, "the result on a full disk");
+        require(result == wanted.result || result == LAN_TRANSFER_WRITE_FAILED, "the result on a full disk");
         return 0;
     }
     require(result == wanted.result, "the result");

@@ -9,6 +9,7 @@
 #include "tests/xml/model.h"
 #include "tests/xml/reference_writer.h"
 #include "tests/xml/scenario.h"
+#include "varnel/xml.h"
 
 using namespace varnel::test;
 
@@ -27,7 +28,7 @@ scenario scenario_from(const uint8_t *data, size_t size) {
     const size_t act_count = choice & 7U;
     scenario s;
     s.attributes = (choice & 0x18U) == 0x18;
-    s.flags = (choice & 0x20U) != 0 ? 8 : 0;
+    s.flags = (choice & 0x20U) != 0 ? xml_flag_raw : 0;
     s.name = (choice & 0x40U) != 0 ? std::optional<std::string>("a") : std::nullopt;
     s.reads = !s.attributes && (choice & 0x80U) != 0 ? 3 : 1;
     size_t end = size > 0 ? size - 1 : 0;
@@ -39,7 +40,7 @@ scenario scenario_from(const uint8_t *data, size_t size) {
         const uint8_t more = data[--end];
         s.capacity = capacities[more & 7U];
         s.pushed = (more & 0x38U) == 0x38 ? "<>x\n"[more >> 6U] : -256;
-        s.status = (more & 0x38U) == 0x30 ? 11 : 0;
+        s.status = (more & 0x38U) == 0x30 ? xml_status_unmatched_end_tag : xml_status_good;
         s.error = (more & 0x38U) == 0x28 ? 5 : 0;
     }
     s.text.assign(reinterpret_cast<const char *>(data), end);

@@ -185,7 +185,8 @@ int send_file() {
 int receive_file(const ledger &shared, const std::string &content, int client) {
     const std::string path = "received" + std::to_string(client);
     int result = 0;
-    while ((result = mma_lan_transfer(path.c_str(), "127.0.0.1")) == 5 && !shared.sender_killed) {
+    while ((result = mma_lan_transfer(path.c_str(), "127.0.0.1")) == LAN_TRANSFER_NO_CONNECTION &&
+           !shared.sender_killed) {
         std::this_thread::sleep_for(1ms); // the sender does not listen yet
     }
     const std::string received = test::read_file(path).value_or("");

@@ -49,7 +49,7 @@ int file_unlock(int fd) { return fd < 0 ? -1 : result_of("unlock"); }
 int IDBG_LINUXAPP_DbgOut(int /*level*/, const char * /*format*/, ...) { return 0; }
 
 uint8_t *smc_get_shared_memory(int /*dev_id*/) {
-    static std::array<uint8_t, 38> record{};
+    static std::array<uint8_t, LOGIN_RECORD_SIZE> record{};
     return record.data();
 }
 

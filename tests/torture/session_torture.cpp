@@ -78,18 +78,27 @@ std::string numbered_lines(size_t size) {
     return text;
 }
 
-/// 2 to 4 leave the socket open, 7 and 8 the file (lan_transfer.h).
-size_t descriptors_left_by(int result) { return result >= 2 && result != 5 && result != 6 ? 1 : 0; }
+bool leaves_socket_open(int result) {
+    return result == LAN_TRANSFER_NO_REUSE || result == LAN_TRANSFER_NO_LOCAL_PORT ||
+           result == LAN_TRANSFER_BAD_ADDRESS;
+}
+
+bool leaves_file_open(int result) {
+    return result == LAN_TRANSFER_RECEIVE_FAILED || result == LAN_TRANSFER_WRITE_FAILED;
+}
 
 int result_of(const trial &t) {
-    const std::vector<std::pair<const char *, int>> in_order{
-        {"socket", 1}, {"setsockopt", 2}, {"bind", 3}, {"connect", 5}, {"fopen", 6}};
+    const std::vector<std::pair<const char *, int>> in_order{{"socket", LAN_TRANSFER_NO_SOCKET},
+                                                             {"setsockopt", LAN_TRANSFER_NO_REUSE},
+                                                             {"bind", LAN_TRANSFER_NO_LOCAL_PORT},
+                                                             {"connect", LAN_TRANSFER_NO_CONNECTION},
+                                                             {"fopen", LAN_TRANSFER_NO_FILE}};
     for (const auto &[kind, result] : in_order) {
         if (t.has_failed(kind)) {
             return result;
         }
     }
-    return 0;
+    return LAN_TRANSFER_RECEIVED;
 }
 
 TEST(SessionTorture, Receive) {
@@ -100,17 +109,17 @@ TEST(SessionTorture, Receive) {
         the_network.incoming = on_the_wire(content);
         int result = -1;
         t.run([&] { result = mma_lan_transfer(path.c_str(), "192.0.2.1"); });
-        t.leaves_open(descriptors_left_by(result));
-        if (result < 7) {
+        t.leaves_open(leaves_socket_open(result) || leaves_file_open(result) ? 1 : 0);
+        if (!leaves_file_open(result)) {
             EXPECT_EQ(result, result_of(t));
         } else {
-            EXPECT_TRUE(t.has_failed(result == 7 ? "recv" : "stream write"));
+            EXPECT_TRUE(t.has_failed(result == LAN_TRANSFER_RECEIVE_FAILED ? "recv" : "stream write"));
         }
         close_streams_left_open();
-        t.leaves_open(result >= 2 && result <= 4 ? 1 : 0);
+        t.leaves_open(leaves_socket_open(result) ? 1 : 0);
         const std::string got = read_file(path).value_or("");
         EXPECT_LE(got.size(), content.size() + sizeof(int32_t));
-        if (result == 0 && !t.has_failed("recv") && !t.has_failed("stream write")) {
+        if (result == LAN_TRANSFER_RECEIVED && !t.has_failed("recv") && !t.has_failed("stream write")) {
             EXPECT_EQ(got, content);
         }
     });

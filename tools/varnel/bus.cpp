@@ -21,15 +21,12 @@ namespace varnel::tools {
 
 namespace {
 
-// The control register (PCA9541 datasheet, table 5).
-constexpr uint8_t control_register = 1;
-constexpr unsigned int mybus = 1U << 0;
-constexpr unsigned int nmybus = 1U << 1;
-constexpr unsigned int buson = 1U << 2;
-constexpr unsigned int nbuson = 1U << 3;
-
-bool is_ours(unsigned int control) { return ((control & mybus) != 0) == ((control & nmybus) != 0); }
-bool is_on(unsigned int control) { return ((control & buson) != 0) != ((control & nbuson) != 0); }
+bool is_ours(unsigned int control) {
+    return ((control & PCA9541_CONTROL_MYBUS) != 0) == ((control & PCA9541_CONTROL_NMYBUS) != 0);
+}
+bool is_on(unsigned int control) {
+    return ((control & PCA9541_CONTROL_BUSON) != 0) != ((control & PCA9541_CONTROL_NBUSON) != 0);
+}
 
 uint8_t read_control(const device &chip) {
     uint8_t control = 0;
@@ -50,9 +47,10 @@ void release(const device &chip) {
     if (!is_ours(control) || !is_on(control)) {
         return; // not ours to disconnect
     }
-    const unsigned int off = (control & mybus) | ((control & nbuson) != 0 ? buson : 0);
+    const unsigned int buson = (control & PCA9541_CONTROL_NBUSON) != 0 ? PCA9541_CONTROL_BUSON : 0;
+    const unsigned int off = (control & PCA9541_CONTROL_MYBUS) | buson;
     on(chip, "release the bus", [&](uint32_t handle) {
-        return smbus_write_byte_to_device(handle, control_register, static_cast<uint8_t>(off));
+        return smbus_write_byte_to_device(handle, PCA9541_REGISTER_CONTROL, static_cast<uint8_t>(off));
     });
     if (const uint8_t after = read_control(chip); is_ours(after) && is_on(after)) {
         throw failed(fmt::format("{}: the bus is still ours: control register 0x{:02x}", chip.name(), after));

@@ -27,7 +27,6 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr std::size_t value_room = 256;
 constexpr std::size_t longest_stream = 16UL * 1024 * 1024;
 
 struct ini_place {
@@ -43,7 +42,7 @@ json read_value(const ini_place &at, const std::string &type, int base) {
     const std::string path = copy.path();
     const char *const file = path.c_str();
     int32_t number = 0;
-    std::array<char, value_room> text{};
+    std::array<char, INIPARSER_VALUE_SIZE> text{};
     int32_t result = 0;
     json value;
     if (type == "integer") {
@@ -96,14 +95,14 @@ void check_entry(const ini_place &at, std::string_view value) {
     if (at.key.empty() || std::string_view("[;#").find(at.key.front()) != std::string_view::npos) {
         throw bad_usage(fmt::format("KEY: '{}' would not be read as a key", at.key));
     }
-    if (value.size() >= value_room) {
-        throw bad_usage(
-            fmt::format("VALUE: {} bytes; daemons read at most {}", value.size(), value_room - 1));
+    if (value.size() > INIPARSER_VALUE_MAX) {
+        throw bad_usage(fmt::format("VALUE: {} bytes; daemons read at most {}", value.size(),
+                                    static_cast<int>(INIPARSER_VALUE_MAX)));
     }
 }
 
 bool has_key(const std::string &file, const ini_place &at) {
-    std::array<char, value_room> value{};
+    std::array<char, INIPARSER_VALUE_SIZE> value{};
     return get_config_string(file.c_str(), at.section.c_str(), at.key.c_str(), value.data()) == 0;
 }
 

@@ -52,8 +52,8 @@ class device_list {
   public:
     void add(unsigned int number, const device_record &device) {
         using namespace platform;
-        const std::string user(login_text(device, user_name_offset, user_name_size));
-        const bool has_password = device.login[password_offset] != 0;
+        const std::string user(login_text(device, LOGIN_USER_NAME_OFFSET, LOGIN_USER_NAME_SIZE));
+        const bool has_password = device.login[LOGIN_PASSWORD_OFFSET] != 0;
         rows_.add({device_name(number), device.address.data(), user, has_password ? "set" : "none",
                    suites(device.cipher_suite), seconds(device.give_up_after_ms),
                    seconds(device.retransmit_after_ms)});

@@ -28,7 +28,6 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr int no_connection = 5;
 constexpr int pause_between_attempts = 50; // milliseconds
 
 struct fetch_arguments {
@@ -51,13 +50,13 @@ void end_if_signalled(const held_signals &signals) {
 
 std::string reason(const reception::ending &end) {
     switch (end.result) {
-    case 1:
-    case 2:
-    case 3:
+    case LAN_TRANSFER_NO_SOCKET:
+    case LAN_TRANSFER_NO_REUSE:
+    case LAN_TRANSFER_NO_LOCAL_PORT:
         return fmt::format("no socket: {}", std::strerror(end.error));
-    case no_connection:
+    case LAN_TRANSFER_NO_CONNECTION:
         return fmt::format("port {}: {}", static_cast<int>(LAN_TRANSFER_PORT), std::strerror(end.error));
-    case 7:
+    case LAN_TRANSFER_RECEIVE_FAILED:
         return fmt::format("receiving failed: {}", std::strerror(end.error));
     default:
         return "the transfer failed";
@@ -78,7 +77,7 @@ reception::ending receive(const fetch_arguments &given, arriving_file &file, con
         look();
     };
     transfer.receive(take, look);
-    if (transfer.end().result == 0 && (!announced || file.size() != *announced)) {
+    if (transfer.end().result == LAN_TRANSFER_RECEIVED && (!announced || file.size() != *announced)) {
         throw failed(announced ? fmt::format("{}: sent {} of {} bytes, and closed the connection",
                                              given.address, file.size(), *announced)
                                : fmt::format("{}: closed the connection", given.address));
@@ -93,12 +92,12 @@ void receive_file(const fetch_arguments &given) {
     const auto last_attempt =
         std::chrono::steady_clock::now() + given.wait.value_or(std::chrono::milliseconds(0));
     reception::ending end = receive(given, file, signals);
-    while (end.result == no_connection && std::chrono::steady_clock::now() < last_attempt) {
+    while (end.result == LAN_TRANSFER_NO_CONNECTION && std::chrono::steady_clock::now() < last_attempt) {
         poll(nullptr, 0, pause_between_attempts);
         end_if_signalled(signals);
         end = receive(given, file, signals);
     }
-    if (end.result != 0) {
+    if (end.result != LAN_TRANSFER_RECEIVED) {
         throw failed(fmt::format("{}: {}", given.address, reason(end)));
     }
     file.keep();

@@ -9,12 +9,12 @@
 
 #include "tools/varnel/commands.h"
 #include "tools/varnel/text_input.h"
+#include "varnel/iniparser.h"
 
 namespace varnel::tools {
 
 namespace {
 
-constexpr std::size_t longest_text = 16383;
 constexpr char end_mark = '\xFF';
 
 std::string read_if_there(const std::string &path) {
@@ -31,10 +31,11 @@ std::string read_if_there(const std::string &path) {
 } // namespace
 
 std::string read_ini(const std::string &path) {
-    std::string text = read_some(path, longest_text + 1);
+    std::string text = read_some(path, INIPARSER_CONTENT_MAX + 1);
     text.resize(std::min(text.find(end_mark), text.size()));
-    if (text.size() > longest_text) {
-        throw failed(fmt::format("{}: longer than {} bytes", shown_name(path), longest_text));
+    if (text.size() > INIPARSER_CONTENT_MAX) {
+        throw failed(fmt::format("{}: longer than {} bytes", shown_name(path),
+                                 static_cast<int>(INIPARSER_CONTENT_MAX)));
     }
     return text;
 }
@@ -44,9 +45,10 @@ ini_trial::ini_trial(std::string path)
 
 std::string ini_trial::after(const std::function<int(const char *)> &setter) const {
     if (setter(copy().c_str()) != 0) {
-        throw failed(fmt::format("{}: would be longer than {} bytes", path_, longest_text));
+        throw failed(
+            fmt::format("{}: would be longer than {} bytes", path_, static_cast<int>(INIPARSER_CONTENT_MAX)));
     }
-    return read_some(copy(), longest_text + 1);
+    return read_some(copy(), INIPARSER_CONTENT_MAX + 1);
 }
 
 text_change difference(const std::string &before, const std::string &after) {

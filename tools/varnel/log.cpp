@@ -23,9 +23,6 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr std::size_t longest_path = 45; // the library's command to move a file has no room for more
-constexpr uint64_t usual_limit = 1U << 20U;
-
 /// The library moves a full log aside with a shell, and does not quote its path.
 void check_log_path(const std::string &path) {
     static constexpr const char *safe = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-";
@@ -34,9 +31,9 @@ void check_log_path(const std::string &path) {
                                     "and no - in front",
                                     path));
     }
-    if (path.size() > longest_path) {
-        throw bad_usage(
-            fmt::format("{}: longer than {} characters: it would never be moved aside", path, longest_path));
+    if (path.size() > TEXT_LOG_PATH_MAX) {
+        throw bad_usage(fmt::format("{}: longer than {} characters: it would never be moved aside", path,
+                                    static_cast<int>(TEXT_LOG_PATH_MAX)));
     }
 }
 
@@ -78,7 +75,7 @@ void append(const std::string &path, int32_t limit, const std::string &text) {
 void add_log(CLI::App &app, context &context) {
     struct arguments {
         std::string file;
-        uint64_t limit = usual_limit;
+        uint64_t limit = TEXT_LOG_DEFAULT_LIMIT;
         std::vector<std::string> words;
     };
     auto given = std::make_shared<arguments>();

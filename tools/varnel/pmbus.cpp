@@ -10,6 +10,7 @@
 
 #include "tools/support/command_line.h"
 #include "tools/support/numbers.h"
+#include "varnel/car2512.h"
 
 namespace varnel::tools {
 
@@ -17,26 +18,26 @@ namespace {
 
 constexpr std::array<std::pair<std::string_view, uint8_t>, 44> commands{{
     {"PAGE", 0x00},
-    {"OPERATION", 0x01},
+    {"OPERATION", CAR2512_COMMAND_OPERATION},
     {"ON_OFF_CONFIG", 0x02},
-    {"CLEAR_FAULTS", 0x03},
-    {"WRITE_PROTECT", 0x10},
+    {"CLEAR_FAULTS", CAR2512_COMMAND_CLEAR_FAULTS},
+    {"WRITE_PROTECT", CAR2512_COMMAND_WRITE_PROTECT},
     {"CAPABILITY", 0x19},
     {"VOUT_MODE", 0x20},
     {"VOUT_COMMAND", 0x21},
     {"FAN_CONFIG_1_2", 0x3A},
-    {"FAN_COMMAND_1", 0x3B},
+    {"FAN_COMMAND_1", CAR2512_COMMAND_FAN_COMMAND_1},
     {"FAN_COMMAND_2", 0x3C},
     {"STATUS_BYTE", 0x78},
-    {"STATUS_WORD", 0x79},
-    {"STATUS_VOUT", 0x7A},
-    {"STATUS_IOUT", 0x7B},
-    {"STATUS_INPUT", 0x7C},
-    {"STATUS_TEMPERATURE", 0x7D},
-    {"STATUS_CML", 0x7E},
+    {"STATUS_WORD", CAR2512_COMMAND_STATUS_WORD},
+    {"STATUS_VOUT", CAR2512_COMMAND_STATUS_VOUT},
+    {"STATUS_IOUT", CAR2512_COMMAND_STATUS_IOUT},
+    {"STATUS_INPUT", CAR2512_COMMAND_STATUS_INPUT},
+    {"STATUS_TEMPERATURE", CAR2512_COMMAND_STATUS_TEMPERATURE},
+    {"STATUS_CML", CAR2512_COMMAND_STATUS_CML},
     {"STATUS_OTHER", 0x7F},
-    {"STATUS_MFR_SPECIFIC", 0x80},
-    {"STATUS_FANS_1_2", 0x81},
+    {"STATUS_MFR_SPECIFIC", CAR2512_COMMAND_STATUS_MFR_SPECIFIC},
+    {"STATUS_FANS_1_2", CAR2512_COMMAND_STATUS_FANS_1_2},
     {"STATUS_FANS_3_4", 0x82},
     {"READ_EIN", 0x86},
     {"READ_EOUT", 0x87},
@@ -86,7 +87,7 @@ uint8_t pmbus_command(const std::string &text) {
 }
 
 const status_register status_word{"STATUS_WORD",
-                                  0x79,
+                                  CAR2512_COMMAND_STATUS_WORD,
                                   {"other fault", "communication fault", "temperature", "input undervoltage",
                                    "output overcurrent", "output overvoltage", "output off", "busy",
                                    "unknown fault", "other", "fan", "power not good", "manufacturer's",
@@ -95,30 +96,30 @@ const status_register status_word{"STATUS_WORD",
 const std::vector<status_register> &status_details() {
     static const std::vector<status_register> registers{
         {"STATUS_VOUT",
-         0x7A,
+         CAR2512_COMMAND_STATUS_VOUT,
          {"power-on tracking error", "turn-off time too long", "rise time too long",
           "voltage above maximum refused", "undervoltage fault", "undervoltage warning",
           "overvoltage warning", "overvoltage fault"}},
         {"STATUS_IOUT",
-         0x7B,
+         CAR2512_COMMAND_STATUS_IOUT,
          {"overpower warning", "overpower fault", "power limiting", "current share fault",
           "undercurrent fault", "overcurrent warning", "overcurrent and undervoltage fault",
           "overcurrent fault"}},
         {"STATUS_INPUT",
-         0x7C,
+         CAR2512_COMMAND_STATUS_INPUT,
          {"overpower warning", "overcurrent warning", "overcurrent fault", "off for want of input",
           "undervoltage fault", "undervoltage warning", "overvoltage warning", "overvoltage fault"}},
         {"STATUS_TEMPERATURE",
-         0x7D,
+         CAR2512_COMMAND_STATUS_TEMPERATURE,
          {"", "", "", "", "undertemperature fault", "undertemperature warning", "overtemperature warning",
           "overtemperature fault"}},
         {"STATUS_CML",
-         0x7E,
+         CAR2512_COMMAND_STATUS_CML,
          {"other memory or logic fault", "other communication fault", "", "processor fault", "memory fault",
           "packet error check failed", "invalid data received", "invalid command received"}},
-        {"STATUS_MFR_SPECIFIC", 0x80, {}},
+        {"STATUS_MFR_SPECIFIC", CAR2512_COMMAND_STATUS_MFR_SPECIFIC, {}},
         {"STATUS_FANS_1_2",
-         0x81,
+         CAR2512_COMMAND_STATUS_FANS_1_2,
          {"airflow warning", "airflow fault", "fan 2 speed overridden", "fan 1 speed overridden",
           "fan 2 warning", "fan 1 warning", "fan 2 fault", "fan 1 fault"}}};
     return registers;

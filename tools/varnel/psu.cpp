@@ -29,10 +29,6 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr uint8_t operation = 0x01;
-constexpr uint8_t fan_command = 0x3B;
-constexpr uint8_t operation_on = 0x80;
-constexpr uint8_t operation_off = 0x00;
 constexpr unsigned int most_percent = 100;
 constexpr unsigned int most_rpm = 20000;
 constexpr double least_volts = 10.8;
@@ -189,8 +185,9 @@ void set_rpm(const options &given) {
     on(given.chip, "set fan speed", [&](uint32_t handle) { return car2512_set_fan_speed(handle, rpm); });
     uint16_t found = rpm;
     if (given.verify) {
-        on(given.chip, "read FAN_COMMAND_1",
-           [&](uint32_t handle) { return smbus_read_word_to_device(handle, fan_command, &found); });
+        on(given.chip, "read FAN_COMMAND_1", [&](uint32_t handle) {
+            return smbus_read_word_to_device(handle, CAR2512_COMMAND_FAN_COMMAND_1, &found);
+        });
     }
     if (found != rpm) {
         throw failed(
@@ -229,11 +226,12 @@ void switch_output(const context &context, const options &given) {
     }
     on(given.chip, off ? "output off" : "output on",
        [&](uint32_t handle) { return off ? car2512_set_power_off(handle) : car2512_set_power_on(handle); });
-    uint8_t found = off ? operation_off : operation_on;
+    uint8_t found = off ? CAR2512_OPERATION_OFF : CAR2512_OPERATION_ON;
     const uint8_t wanted = found;
     if (given.verify) {
-        on(given.chip, "read OPERATION",
-           [&](uint32_t handle) { return smbus_read_byte_to_device(handle, operation, &found); });
+        on(given.chip, "read OPERATION", [&](uint32_t handle) {
+            return smbus_read_byte_to_device(handle, CAR2512_COMMAND_OPERATION, &found);
+        });
     }
     if (found != wanted) {
         throw failed(

@@ -28,7 +28,6 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr std::size_t longest_line = 2047;
 constexpr std::size_t longest_dump = 65536; // 3277 lines
 
 using named_number = std::pair<std::string_view, int>;
@@ -95,8 +94,9 @@ void log_line(int priority, const std::string &text) {
                                                        "WARNING",   "NOTICE", "INFO",     "DEBUG"};
     const std::size_t mark =
         fmt::formatted_size("[{} {}]", getpid(), shown[static_cast<std::size_t>(LOG_PRI(priority))]);
-    if (mark + text.size() > longest_line) {
-        throw bad_usage(fmt::format("text of {} bytes: a line takes {}", text.size(), longest_line - mark));
+    if (mark + text.size() > DEBUG_LOG_LINE_MAX) {
+        throw bad_usage(
+            fmt::format("text of {} bytes: a line takes {}", text.size(), DEBUG_LOG_LINE_MAX - mark));
     }
     IDBG_LINUXAPP_DbgLog(priority, "%s", text.c_str());
 }

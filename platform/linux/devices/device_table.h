@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "varnel/platform.h"
+
 namespace varnel::platform {
 
 /// The table of controllers: a POSIX shared-memory object that a tool creates and daemons read.
@@ -18,14 +20,9 @@ constexpr const char *default_table_name = "/varnel-devices";
 constexpr const char *table_name_variable = "VARNEL_DEVICE_TABLE"; ///< environment variable with another name
 constexpr const char *shared_memory_directory = "/dev/shm";        ///< where the C library has such objects
 
-constexpr std::size_t user_name_offset = 2;
-constexpr std::size_t user_name_size = 16;
-constexpr std::size_t password_offset = user_name_offset + user_name_size;
-constexpr std::size_t password_size = 20;
-
 /// One controller. All zero: not there.
 struct device_record {
-    std::array<uint8_t, password_offset + password_size> login; ///< the result of smc_get_shared_memory()
+    std::array<uint8_t, LOGIN_RECORD_SIZE> login; ///< the result of smc_get_shared_memory()
     uint8_t present;
     uint8_t cipher_suite;         ///< 0: 17, or 3 where 17 is refused
     std::array<char, 16> address; ///< dotted IPv4 text, terminated

@@ -196,8 +196,8 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
     device_record device;
     complain_once(find_device(host, device));
     const host_and_port destination = joined(host, port);
-    const text_of_field<user_name_size> user(user_name);
-    const text_of_field<password_size> secret(password);
+    const text_of_field<LOGIN_USER_NAME_SIZE> user(user_name);
+    const text_of_field<LOGIN_PASSWORD_SIZE> secret(password);
     const uint8_t level = privilege == nullptr ? privilege_administrator : *privilege;
     const login to =
         with_time_outs({destination.data(), user.c_str(), secret.c_str(), level, 0, 0}, device, timeout);

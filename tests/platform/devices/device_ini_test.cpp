@@ -30,10 +30,10 @@ std::string complaint_about(const std::string &text) {
 }
 
 std::string user_of(const device_record &record) {
-    return std::string(login_text(record, user_name_offset, user_name_size));
+    return std::string(login_text(record, LOGIN_USER_NAME_OFFSET, LOGIN_USER_NAME_SIZE));
 }
 std::string password_of(const device_record &record) {
-    return std::string(login_text(record, password_offset, password_size));
+    return std::string(login_text(record, LOGIN_PASSWORD_OFFSET, LOGIN_PASSWORD_SIZE));
 }
 
 TEST(DeviceIni, DescribesControllers) {

@@ -91,9 +91,9 @@ void set_key(device_record &record, std::string_view key, std::string_view value
     if (key == "address") {
         set_address(record, value);
     } else if (key == "user") {
-        set_login_text(record, value, user_name_offset, user_name_size);
+        set_login_text(record, value, LOGIN_USER_NAME_OFFSET, LOGIN_USER_NAME_SIZE);
     } else if (key == "password") {
-        set_login_text(record, value, password_offset, password_size);
+        set_login_text(record, value, LOGIN_PASSWORD_OFFSET, LOGIN_PASSWORD_SIZE);
     } else if (key == "cipher-suite") {
         record.cipher_suite = cipher_suite(value);
     } else if (key == "give-up-after") {
