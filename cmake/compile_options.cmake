@@ -8,6 +8,10 @@ target_compile_options(varnel_options INTERFACE -Wall -Wextra -Wpedantic -Wshado
 # without casts.
 target_compile_options(varnel_options INTERFACE
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict> $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>>:-Wconversion>)
+# Of tests the compiler's time counts, not theirs. AddressSanitizer stays, since it guards the memory that tests hand to
+# the library.
+target_compile_options(varnel_options INTERFACE
+  $<$<AND:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>,$<NOT:$<CONFIG:Debug>>>:-O0>)
 if(VARNEL_WERROR)
   target_compile_options(varnel_options INTERFACE -Werror)
 endif()
@@ -19,7 +23,8 @@ target_compile_options(varnel_options INTERFACE
 if(VARNEL_SANITIZE)
   target_compile_options(varnel_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
-    $<$<BOOL:${VARNEL_FUZZ}>:-fsanitize=fuzzer-no-link>)
+    $<$<BOOL:${VARNEL_FUZZ}>:-fsanitize=fuzzer-no-link>
+    $<$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>:-fno-sanitize=undefined>)
   target_link_options(varnel_options INTERFACE -fsanitize=address,undefined)
 endif()
 
