@@ -67,9 +67,8 @@ class slab_filler {
             return nullptr;
         }
         end_ -= step;
-        auto *const made = new (end_) Record{};
         finish_piece(end_);
-        return made;
+        return new (end_) Record{};
     }
 
     /// A copy of at most `string_limit` bytes, with a terminator; null when memory ran out. Bytes up to
@@ -150,9 +149,12 @@ class piece_deleter {
     piece_deleter &operator=(const piece_deleter &) = delete;
 
     void string(char *string) {
+        if (string == nullptr) {
+            return;
+        }
         if (is_string_piece(string)) {
             count(string);
-        } else if (string != nullptr) {
+        } else {
             std::free(string);
         }
     }
