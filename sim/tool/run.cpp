@@ -20,6 +20,7 @@
 #include "sim/tool/trace.h"
 #include "tools/support/foreground_program.h"
 #include "tools/support/line_output.h"
+#include "tools/support/standard_streams.h"
 
 namespace varnel::sim::tool {
 
@@ -70,7 +71,7 @@ class accompanying_trace {
             open_ = message && printer_.take(*message);
         } catch (const std::exception &problem) {
             open_ = false;
-            fmt::print(stderr, "varnel-sim: trace: {}\n", problem.what());
+            tools::say(fmt::format("varnel-sim: trace: {}", problem.what()));
         }
     }
 
@@ -107,9 +108,9 @@ int leave(board_access &board, const std::string &file, int status) {
         board.request({{"command", "leave"}});
         return status;
     } catch (const board_ended &) {
-        fmt::print(stderr, "varnel-sim: {}: the board's server ended before the program did\n", file);
+        tools::say(fmt::format("varnel-sim: {}: the board's server ended before the program did", file));
     } catch (const std::exception &problem) {
-        fmt::print(stderr, "varnel-sim: {}\n", problem.what());
+        tools::say(fmt::format("varnel-sim: {}", problem.what()));
     }
     return status != success ? status : tools::failure;
 }

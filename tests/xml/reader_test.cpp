@@ -478,7 +478,7 @@ TEST(Reader, RefillFunctionMayBringItsOwnBuffers) {
 }
 
 // A terminal or a growing file can go on after an end.
-TEST(Reader, EndOfInputEndsABodyAtOnce) {
+TEST(Reader, BodyThatTheEndOfInputCutsIsNotContinued) {
     for (const auto &[begin, rest, expected] :
          {std::tuple{"<!--x-", "-->y", "#\"x-\" T\"-->y\""}, std::tuple{"<!--x--", ">y", "#\"x--\" T\">y\""},
           std::tuple{"<?p x?", ">y", "?p=\"x?\" T\">y\""}, std::tuple{"<!D x", ">y", "!D=\"x\" T\">y\""}}) {
