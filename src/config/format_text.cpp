@@ -199,7 +199,7 @@ void print_format(bounded_text &out, const char *format) {
 void varnel::print_with_zeros(bounded_text &out, std::string_view formats) {
     print_format(out, formats.data());
     for (std::size_t nul = 0; (nul = formats.find('\0')) != std::string_view::npos;) {
-        out.append(formats.substr(nul, 1));
+        out.append({formats.data() + nul, 1});
         formats.remove_prefix(nul + 1);
         print_format(out, formats.data());
     }

@@ -75,9 +75,9 @@ void put_section(bounded_text &out, std::string_view old, const ini_match &match
         return;
     }
     const char *const end = old.data() + old.size();
-    const std::string_view behind = between(match.section_name, end);
-    const std::size_t line_feed = behind.find('\n');
-    const std::string_view rest = behind.substr(line_feed != std::string_view::npos ? line_feed : 0);
+    std::string_view rest = between(match.section_name, end);
+    const std::size_t line_feed = rest.find('\n');
+    rest.remove_prefix(line_feed != std::string_view::npos ? line_feed : 0);
     out.append({between(old.data(), match.section_name), "[", name, "]", rest});
 }
 

@@ -235,11 +235,12 @@ void read_by_command(queue &queue, std::string_view stream) {
     }
     const record_pipe pipe(queue.path(), record_pipe::use::read);
     for (std::size_t i = 0; i < std::min(records, most_records); ++i) {
-        const auto record = pipe.read(std::chrono::milliseconds(0));
+        const auto record = pipe.next(std::chrono::milliseconds(0));
         const std::string expected = received(stream);
         require(record && std::ranges::equal(record->bytes(), expected,
                                              [](uint8_t a, char b) { return a == static_cast<uint8_t>(b); }),
                 "the command's record");
+        pipe.remove(*record);
         stream.remove_prefix(expected.size());
     }
     require(pipe.waiting() == stream.size(), "the rest waits");
