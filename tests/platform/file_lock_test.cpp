@@ -17,7 +17,6 @@
 #include <sched.h>
 #include <sys/eventfd.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -424,26 +423,29 @@ TEST_P(Exclusion, StaysWhenAnotherDescriptorOfTheFileIsClosed) {
 
 TEST_F(FileLock, EndsWithItsProcessAlthoughAChildHasTheDescriptor) {
     const int fd = open_file();
-    std::array<int, 2> line{};
-    ASSERT_EQ(pipe2(line.data(), O_CLOEXEC), 0);
+    std::array<int, 2> child_runs{};
+    std::array<int, 2> test_runs{};
+    ASSERT_EQ(pipe2(child_runs.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(pipe2(test_runs.data(), O_CLOEXEC), 0);
     process holder([&] {
         EXPECT_EQ(file_lock_write(fd), 0);
         if (fork() == 0) {
-            EXPECT_EQ(write(line[1], "x", 1), 1);
-            prctl(PR_SET_PDEATHSIG, SIGTERM);
-            alarm(100);
-            pause();
+            char byte = 0;
+            close(test_runs[1]);
+            EXPECT_EQ(write(child_runs[1], "x", 1), 1);
+            EXPECT_EQ(read(test_runs[0], &byte, 1), 0); // until the test closes it
+            _exit(0);
         }
         pause();
         return 0;
     });
     char byte = 0;
-    ASSERT_EQ(read(line[0], &byte, 1), 1);
+    ASSERT_EQ(read(child_runs[0], &byte, 1), 1);
     kill(holder.pid(), SIGKILL);
     EXPECT_EQ(holder.result(), -1);
     EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_unlock(fd), 0);
-    for (const int each : {fd, line[0], line[1]}) {
+    for (const int each : {fd, child_runs[0], child_runs[1], test_runs[0], test_runs[1]}) {
         close(each);
     }
 }
