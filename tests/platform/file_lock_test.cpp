@@ -328,7 +328,7 @@ TEST_F(FileLock, KeepsLongRecordsOfSeveralWritersApart) {
             const ssize_t some = read(reading, record.data() + got, record.size() - got);
             got += static_cast<std::size_t>(std::max<ssize_t>(some, 0));
         }
-        ASSERT_THAT(record, ::testing::Each(record.front())) << n;
+        ASSERT_EQ(record, std::vector<char>(record_size, record.front())) << n;
     }
     for (auto &child : children) {
         EXPECT_EQ(child->result(), 0);
@@ -533,7 +533,7 @@ TEST_F(FileLock, OfOneThreadIsLeftAloneByAnotherThatUnlocks) {
         });
     }
     int lost = 0;
-    for (int i = 0; i < 10'000; ++i) {
+    for (int i = 0; i < 2'000; ++i) {
         EXPECT_EQ(file_lock_write(fd), 0);
         sched_yield();
         struct flock any {};
