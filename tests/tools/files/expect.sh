@@ -4,8 +4,11 @@
 set -euo pipefail
 varnel=("$@")
 test=$(realpath "$0")
-json_agrees=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../json_agrees")
+tools=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
 folder=$(mktemp -d)
+printed_json=$folder/.json
+# shellcheck source=../printed_json.sh
+. "$tools/printed_json.sh"
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
 exec </dev/null
@@ -22,18 +25,13 @@ expect() {
     [ "$status" -eq "$1" ] || fail "${*:4}: status $status, not $1: $(cat .out .err)"
     [ "$(cat .out)" = "$2" ] || fail "${*:4}: printed: $(cat .out)"
     [ "$(cat .err)" = "$3" ] || fail "${*:4}: said: $(cat .err)"
-    ! prints_json "${@:4}" || [ "$status" -ne 0 ] || "$json_agrees" varnel "${@:4}" <.out || fail "${*:4}: schema"
+    ! prints_json "${@:4}" || [ "$status" -ne 0 ] || keep_json .out varnel "${@:4}"
 }
 
-# prints_json ARGUMENTS...: whether they have --json as an option of varnel.
-prints_json() {
-    for word; do
-        case $word in
-            --) return 1 ;;
-            --json) return 0 ;;
-        esac
-    done
-    return 1
+# all_as_expected: the end of a test; what was printed with --json is checked against its schema.
+all_as_expected() {
+    [ ! -e "$printed_json" ] || "$tools/json_agrees" "$printed_json"
+    echo "all as expected"
 }
 
 # content_is FILE TEXT
