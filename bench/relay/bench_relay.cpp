@@ -22,7 +22,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "device_table_file.h"
+#include "controller_table_file.h"
 #include "platform/ipmi/bmc_servers.h"
 #include "platform/namespaces.h"
 #include "support/processes.h"
@@ -32,7 +32,7 @@
 namespace {
 
 using namespace varnel::bench;
-using varnel::platform::device_record;
+using varnel::platform::controller_record;
 using varnel::test::bmc_address;
 using varnel::test::simulated_bmcs;
 
@@ -50,12 +50,13 @@ void require(bool done, const std::string &what) {
 }
 
 /// What libvarnel_platform knows of the BMCs. With `cipher_suite` 0 it has to find out which one they take.
-class device_table {
+class controller_table {
   public:
-    explicit device_table(uint8_t cipher_suite) : name_("/varnel-bench-relay-" + std::to_string(getpid())) {
-        auto records = std::make_unique<varnel::tools::device_records>();
+    explicit controller_table(uint8_t cipher_suite)
+        : name_("/varnel-bench-relay-" + std::to_string(getpid())) {
+        auto records = std::make_unique<varnel::tools::controller_records>();
         for (std::size_t slot = 0; slot + 1 < records->size(); ++slot) {
-            device_record &bmc = (*records)[slot + 1];
+            controller_record &bmc = (*records)[slot + 1];
             const std::string address = bmc_address(static_cast<int>(slot));
             bmc.present = 1;
             bmc.cipher_suite = cipher_suite;
@@ -63,12 +64,12 @@ class device_table {
             std::ranges::copy(std::string(user), bmc.login.begin() + LOGIN_USER_NAME_OFFSET);
             std::ranges::copy(std::string(password), bmc.login.begin() + LOGIN_PASSWORD_OFFSET);
         }
-        varnel::tools::publish_device_table(*records, name_);
+        varnel::tools::publish_controller_table(*records, name_);
         setenv(varnel::platform::table_name_variable, name_.c_str(), 1);
     }
-    ~device_table() { shm_unlink(name_.c_str()); }
-    device_table(const device_table &) = delete;
-    device_table &operator=(const device_table &) = delete;
+    ~controller_table() { shm_unlink(name_.c_str()); }
+    controller_table(const controller_table &) = delete;
+    controller_table &operator=(const controller_table &) = delete;
 
   private:
     std::string name_;
@@ -143,12 +144,12 @@ double milliseconds_each(const std::function<void()> &work) {
 }
 
 double found_suite() {
-    const device_table table(0);
+    const controller_table table(0);
     return milliseconds_each([] { relay(0); });
 }
 
 double known_suite() {
-    const device_table table(suite);
+    const controller_table table(suite);
     return milliseconds_each([] { relay(0); });
 }
 
@@ -164,7 +165,7 @@ void latency(results &found) {
         "relay.latency", "Relaying one command to a BMC", "ms", better::lower,
         "Find the login, open an IPMI 2.0 session, send 16 bytes and get them back, close: mean "
         "of 20 relays to ipmi_sim on loopback. libfreeipmi is given login and cipher suite 3 by "
-        "the caller; ours looks both up in the device table. Where the table names no suite ours "
+        "the caller; ours looks both up in the controller table. Where the table names no suite ours "
         "asks for 17 first, which this BMC refuses. The floor is the command alone in a session "
         "that is open.",
         interleaved(11, {{"smc_send_command_to_bmc", role::ours, known_suite},
@@ -199,7 +200,7 @@ void parallel_growth(results &found) {
     for (int first = 0; first < 256; first += served_by_one) {
         all.push_back(std::make_unique<simulated_bmcs>(served_by_one, first));
     }
-    const device_table table(suite);
+    const controller_table table(suite);
     relay(0); // see latency()
     const std::vector<double> sizes{1, 10, 100, 256};
     found.add(growth{

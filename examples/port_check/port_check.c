@@ -107,8 +107,8 @@ static int check_debug(char **words) {
 
 /* The library does not look at what these two return. It needs a record in any case, and an address, which
    may be the one that says that there is none. */
-static void fetch_login(int device, struct login *login) {
-    const uint8_t *const record = smc_get_shared_memory(device);
+static void fetch_login(int controller, struct login *login) {
+    const uint8_t *const record = smc_get_shared_memory(controller);
     if (record == NULL) {
         fputs("smc_get_shared_memory: null\n", stderr);
         exit(EXIT_FAILURE);
@@ -116,14 +116,14 @@ static void fetch_login(int device, struct login *login) {
     memcpy(login->user_name, record + LOGIN_USER_NAME_OFFSET, sizeof login->user_name);
     memcpy(login->password, record + LOGIN_PASSWORD_OFFSET, sizeof login->password);
     memset(login->ip, 0, sizeof login->ip);
-    const int result = get_device_ip(device, login->ip);
+    const int result = get_device_ip(controller, login->ip);
     if (login->ip[0] == '\0' || memchr(login->ip, '\0', sizeof login->ip) == NULL) {
         fprintf(stderr, "get_device_ip: %d, and no address written\n", result);
         exit(EXIT_FAILURE);
     }
 }
 
-static int check_device(char **words) {
+static int check_controller(char **words) {
     struct login login;
     fetch_login((int)number(words[0], 256), &login);
     printf("address %s, user \"%.16s\", password %s\n", login.ip, login.user_name,
@@ -171,7 +171,8 @@ static const struct verb {
     {"lock", 1, check_lock,
      "lock FILE                           lock it, wait for the end of standard input, unlock"},
     {"debug", 2, check_debug, "debug LEVEL TEXT                    debug output"},
-    {"device", 1, check_device, "device NUMBER                       login and address; 0 is the SMC"},
+    {"controller", 1, check_controller,
+     "controller NUMBER                   login and address; 0 is the SMC"},
     {"ipmi", 2, check_ipmi, "ipmi NUMBER COMMAND [BYTE...]       relay one command with NetFn 0x38"},
 };
 

@@ -7,11 +7,11 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "devices/device_table.h"
+#include "controllers/controller_table.h"
 
 namespace varnel::test {
 
-/// The name of a device table of this process's own, which is what the platform reads from now on; the object
+/// The name of a controller table of this process's own, which is what the platform reads from now on; the object
 /// is removed with it.
 class own_table_name {
   public:

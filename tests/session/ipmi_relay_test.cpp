@@ -76,7 +76,7 @@ class recording_platform : public ::testing::Test {
     std::optional<raw_command> sent;
     void *closed = nullptr;
 
-    std::vector<uint8_t> device_record = std::vector<uint8_t>(64, 0xEE);
+    std::vector<uint8_t> controller_record = std::vector<uint8_t>(64, 0xEE);
     std::string address = "10.1.2.3";
     uint16_t create_status = 0;
     uint16_t send_status = 0;
@@ -91,8 +91,8 @@ class recording_platform : public ::testing::Test {
 
   private:
     void put(size_t offset, size_t size, std::string_view text) {
-        std::fill_n(device_record.begin() + static_cast<long>(offset), size, uint8_t{0});
-        std::copy(text.begin(), text.end(), device_record.begin() + static_cast<long>(offset));
+        std::fill_n(controller_record.begin() + static_cast<long>(offset), size, uint8_t{0});
+        std::copy(text.begin(), text.end(), controller_record.begin() + static_cast<long>(offset));
     }
 };
 
@@ -108,7 +108,7 @@ recording_platform::~recording_platform() { platform = nullptr; }
 
 uint8_t *smc_get_shared_memory(int dev_id) {
     platform->calls.push_back("shared memory " + std::to_string(dev_id));
-    return platform->device_record.data();
+    return platform->controller_record.data();
 }
 
 int get_device_ip(int dev_id, char *ip) {

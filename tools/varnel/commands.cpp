@@ -28,7 +28,7 @@ void add_verbs(CLI::App &app, context &context) {
     add_ipmi(app, context);
     add_send(app, context);
     add_fetch(app, context);
-    add_devices(app, context);
+    add_controllers(app, context);
 }
 
 /// The innermost verb that was typed, and the words that lead to it.

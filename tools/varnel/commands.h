@@ -48,6 +48,6 @@ void add_queue(CLI::App &app, context &context);
 void add_ipmi(CLI::App &app, context &context);
 void add_send(CLI::App &app, context &context);
 void add_fetch(CLI::App &app, context &context);
-void add_devices(CLI::App &app, context &context);
+void add_controllers(CLI::App &app, context &context);
 
 } // namespace varnel::tools

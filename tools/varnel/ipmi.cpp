@@ -58,7 +58,7 @@ std::string address_of(const ipmi_arguments &given) {
     std::string address(login.ip, strnlen(login.ip, sizeof login.ip));
     explicit_bzero(&login, sizeof login);
     if (address == "0.0.0.0") {
-        throw failed(fmt::format("{}: no address; see varnel devices", name_of(given)));
+        throw failed(fmt::format("{}: no address; see varnel controllers", name_of(given)));
     }
     return address;
 }

@@ -11,8 +11,8 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include "devices/complain.h"
-#include "devices/device_table.h"
+#include "controllers/complain.h"
+#include "controllers/controller_table.h"
 #include "ipmi/status.h"
 #include "varnel/platform.h"
 
@@ -99,11 +99,11 @@ void initialise_library() {
 /// The two time-outs of libfreeipmi add up: it fails at the first multiple of the retransmission time that is
 /// not below the session time. A call that may last n seconds therefore sends again after n / 2 and fails
 /// after n.
-login with_time_outs(login to, const device_record &device, uint8_t timeout_s) {
+login with_time_outs(login to, const controller_record &controller, uint8_t timeout_s) {
     const unsigned int seconds = timeout_s == 0 ? default_timeout_s : timeout_s;
-    const bool from_table = device.give_up_after_ms != 0 && device.retransmit_after_ms != 0;
-    to.retransmit_after_ms = from_table ? device.retransmit_after_ms : seconds * 500;
-    to.give_up_after_ms = from_table ? device.give_up_after_ms : to.retransmit_after_ms + 100;
+    const bool from_table = controller.give_up_after_ms != 0 && controller.retransmit_after_ms != 0;
+    to.retransmit_after_ms = from_table ? controller.retransmit_after_ms : seconds * 500;
+    to.give_up_after_ms = from_table ? controller.give_up_after_ms : to.retransmit_after_ms + 100;
     return to;
 }
 
@@ -193,16 +193,16 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
     keep_context(session, nullptr);
     const signals_blocked quiet;
     initialise_library();
-    device_record device;
-    complain_once(find_device(host, device));
+    controller_record controller;
+    complain_once(find_controller(host, controller));
     const host_and_port destination = joined(host, port);
     const text_of_field<LOGIN_USER_NAME_SIZE> user(user_name);
     const text_of_field<LOGIN_PASSWORD_SIZE> secret(password);
     const uint8_t level = privilege == nullptr ? privilege_administrator : *privilege;
     const login to =
-        with_time_outs({destination.data(), user.c_str(), secret.c_str(), level, 0, 0}, device, timeout);
+        with_time_outs({destination.data(), user.c_str(), secret.c_str(), level, 0, 0}, controller, timeout);
     ipmi_ctx_t opened = nullptr;
-    const int error = open_session(to, device.cipher_suite, opened);
+    const int error = open_session(to, controller.cipher_suite, opened);
     keep_context(session, opened);
     return number(status_of_error(error));
 }

@@ -27,7 +27,7 @@
 #include <gtest/gtest.h>
 
 #include "bmc_servers.h"
-#include "device_table_file.h"
+#include "controller_table_file.h"
 #include "ipmi/status.h"
 #include "platform/namespaces.h"
 #include "udp_proxy.h"
@@ -38,9 +38,9 @@ namespace {
 
 using namespace varnel::test;
 using namespace std::chrono_literals;
-using varnel::platform::device_record;
+using varnel::platform::controller_record;
 using varnel::platform::ipmi_status;
-using varnel::tools::device_records;
+using varnel::tools::controller_records;
 using bytes = std::vector<uint8_t>;
 using stopwatch = std::chrono::steady_clock;
 
@@ -108,8 +108,9 @@ class session {
     std::array<uint8_t, 32> block{};
 };
 
-device_record make_record(const std::string &address, const std::string &user, const std::string &password) {
-    device_record record{};
+controller_record make_record(const std::string &address, const std::string &user,
+                              const std::string &password) {
+    controller_record record{};
     record.present = 1;
     std::ranges::copy(address, record.address.begin());
     std::ranges::copy(user, record.login.begin() + 2);
@@ -131,7 +132,7 @@ class Ipmi : public ::testing::Test {
         publish();
     }
 
-    void publish() const { varnel::tools::publish_device_table(records, table); }
+    void publish() const { varnel::tools::publish_controller_table(records, table); }
     void set_time_outs(std::chrono::milliseconds give_up, std::chrono::milliseconds retransmit) {
         records[1].give_up_after_ms = static_cast<uint32_t>(give_up.count());
         records[1].retransmit_after_ms = static_cast<uint32_t>(retransmit.count());
@@ -143,7 +144,7 @@ class Ipmi : public ::testing::Test {
     }
 
     std::string table;
-    device_records records{};
+    controller_records records{};
 };
 
 response relay(uint8_t slot, uint8_t command, bytes request) {
@@ -283,7 +284,7 @@ class Suites : public Ipmi {
     static bmc_server sha256_bmc() {
         return bmc_server({PYTHON, SHA256_BMC, sha256_address}, {sha256_address});
     }
-    void device_is(const std::string &address) {
+    void controller_is(const std::string &address) {
         records[1] = make_record(address, "admin", "secret");
         publish();
     }
@@ -291,7 +292,7 @@ class Suites : public Ipmi {
 
 TEST_F(Suites, SuiteSeventeenIsTriedFirst) {
     const bmc_server server = sha256_bmc();
-    device_is(sha256_address);
+    controller_is(sha256_address);
     EXPECT_EQ(relay(0, echo, counting(100)), success(counting(100)));
     set_suite(17);
     EXPECT_EQ(relay(0, echo, {1, 2}), success({1, 2}));
@@ -309,7 +310,7 @@ TEST_F(Suites, ASuiteInTheTableIsTheOnlyOneTried) {
     const bmc_server server = sha256_bmc();
     set_suite(17);
     EXPECT_NE(session(bmc_address(0)).opened, 0);
-    device_is(sha256_address);
+    controller_is(sha256_address);
     set_suite(3);
     EXPECT_EQ(session(sha256_address).opened, code(ipmi_status::cipher_suite_refused));
 }
@@ -516,7 +517,7 @@ class Packets : public Ipmi, public ::testing::WithParamInterface<packet_row> {
 
     void SetUp() override {
         for (int n = 0; n < count; ++n) {
-            device_record &record = records[static_cast<std::size_t>(n)];
+            controller_record &record = records[static_cast<std::size_t>(n)];
             record = make_record(proxied_address(n), "admin", "secret");
             record.give_up_after_ms = 600;
             record.retransmit_after_ms = 200;

@@ -16,14 +16,14 @@
 #include <gtest/gtest.h>
 
 #include "bmc_servers.h"
-#include "device_table_file.h"
+#include "controller_table_file.h"
 #include "platform/namespaces.h"
 
 namespace {
 
 using namespace varnel::test;
-using varnel::platform::device_record;
-using varnel::tools::device_records;
+using varnel::platform::controller_record;
+using varnel::tools::controller_records;
 
 bool in_own_network = false;
 
@@ -48,9 +48,9 @@ finished varnel_ipmi(const std::string &arguments) {
     return result;
 }
 
-device_record make_record(const std::string &address, const std::string &password) {
+controller_record make_record(const std::string &address, const std::string &password) {
     const std::string user = "admin";
-    device_record record{};
+    controller_record record{};
     record.present = 1;
     std::ranges::copy(address, record.address.begin());
     std::ranges::copy(user, record.login.begin() + 2);
@@ -68,7 +68,7 @@ class VarnelIpmi : public ::testing::Test {
         records[1] = make_record(bmc_address(0), "secret");
         records[3] = make_record(bmc_address(0), "wrong");
         records[4] = make_record("127.0.9.1", "secret"); // nobody there
-        varnel::tools::publish_device_table(records, table);
+        varnel::tools::publish_controller_table(records, table);
     }
     ~VarnelIpmi() override { shm_unlink(table.c_str()); }
     void SetUp() override {
@@ -78,7 +78,7 @@ class VarnelIpmi : public ::testing::Test {
     }
 
     std::string table;
-    device_records records{};
+    controller_records records{};
 };
 
 TEST_F(VarnelIpmi, PrintsWhatTheControllerAnswers) {
@@ -106,7 +106,7 @@ TEST_F(VarnelIpmi, TellsWhyThereIsNoAnswer) {
               (finished{1, "varnel: bmc2 (127.0.1.1): no session, or no answer\n"}));
     EXPECT_EQ(varnel_ipmi("raw 3 0x10"),
               (finished{1, "varnel: bmc3 (127.0.9.1): no session, or no answer\n"}));
-    EXPECT_EQ(varnel_ipmi("raw 1 0x10"), (finished{1, "varnel: bmc1: no address; see varnel devices\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 1 0x10"), (finished{1, "varnel: bmc1: no address; see varnel controllers\n"}));
 }
 
 TEST_F(VarnelIpmi, RefusesWhatIsNoCommand) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "device_table_file.h"
+#include "controller_table_file.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,7 +12,7 @@ namespace varnel::tools {
 
 namespace {
 
-using platform::device_table;
+using platform::controller_table;
 
 /// A new file with mode 0600 beside the one it is to replace; removed again unless it got there.
 class new_file {
@@ -50,7 +50,7 @@ class new_file {
   private:
     [[noreturn]] void fail() const {
         const int error = errno;
-        throw device_error("cannot make " + target_ + ": " + std::strerror(error));
+        throw controller_error("cannot make " + target_ + ": " + std::strerror(error));
     }
 
     std::string target_;
@@ -60,31 +60,32 @@ class new_file {
 
 void check_name(const std::string &name) {
     if (name.size() < 2 || name.front() != '/' || name.find('/', 1) != std::string::npos) {
-        throw device_error("not a name of a shared-memory object, such as /varnel-devices: \"" + name + "\"");
+        throw controller_error("not a name of a shared-memory object, such as /varnel-devices: \"" + name +
+                               "\"");
     }
 }
 
 } // namespace
 
-void publish_device_table(const device_records &records, const std::string &name) {
+void publish_controller_table(const controller_records &records, const std::string &name) {
     check_name(name);
-    const device_table table{platform::table_magic, platform::table_version, sizeof(platform::device_record),
-                             records};
+    const controller_table table{platform::table_magic, platform::table_version,
+                                 sizeof(platform::controller_record), records};
     new_file file(platform::shared_memory_directory + name);
     file.write(&table, sizeof table);
     file.replace_target();
 }
 
-device_records read_device_table() {
+controller_records read_controller_table() {
     const std::string path = std::string(platform::shared_memory_directory) + platform::table_name();
     if (access(path.c_str(), F_OK) != 0) {
-        throw device_error(std::string(platform::table_name()) + ": " + std::strerror(errno));
+        throw controller_error(std::string(platform::table_name()) + ": " + std::strerror(errno));
     }
-    device_records records;
+    controller_records records;
     for (unsigned int i = 0; i < records.size(); ++i) {
-        const platform::complaint problem = platform::read_device(static_cast<int>(i), records[i]);
+        const platform::complaint problem = platform::read_controller(static_cast<int>(i), records[i]);
         if (problem != nullptr) {
-            throw device_error(std::string(platform::table_name()) + ": " + problem);
+            throw controller_error(std::string(platform::table_name()) + ": " + problem);
         }
     }
     return records;

@@ -12,7 +12,7 @@
 
 #include <arpa/inet.h>
 
-#include "device_table_file.h"
+#include "controller_table_file.h"
 #include "own_table.h"
 #include "refusal.h"
 #include "require.h"
@@ -24,9 +24,9 @@ using namespace varnel::test;
 using namespace varnel::platform;
 using namespace varnel::tools;
 
-void check_record(const device_record &record) {
+void check_record(const controller_record &record) {
     if (record.present == 0) {
-        const device_record nothing{};
+        const controller_record nothing{};
         require(std::memcmp(&record, &nothing, sizeof record) == 0, "no controller, no record");
         return;
     }
@@ -38,17 +38,17 @@ void check_record(const device_record &record) {
 }
 
 /// Publishes the records, if there are any, and reads those as daemons do.
-void check_table(const device_records &records, const std::string &name) {
+void check_table(const controller_records &records, const std::string &name) {
     bool is_published = false;
     for (std::size_t number = 0; number < records.size(); ++number) {
         if (records[number].present == 0) {
             continue;
         }
         if (!std::exchange(is_published, true)) {
-            publish_device_table(records, name);
+            publish_controller_table(records, name);
         }
-        device_record read{};
-        require(read_device(static_cast<int>(number), read) == nullptr &&
+        controller_record read{};
+        require(read_controller(static_cast<int>(number), read) == nullptr &&
                     std::memcmp(&read, &records[number], sizeof read) == 0,
                 "read as written");
     }
@@ -63,11 +63,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     file.rewrite(text);
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::fopen(file.path(), "re"), std::fclose);
     try {
-        const device_records records = read_device_ini(stream.get(), "devices.ini");
+        const controller_records records = read_controller_ini(stream.get(), "controllers.ini");
         std::ranges::for_each(records, check_record);
         check_table(records, name.text());
-    } catch (const device_error &refusal) {
-        require_place(refusal.what(), "devices.ini", text);
+    } catch (const controller_error &refusal) {
+        require_place(refusal.what(), "controllers.ini", text);
     }
     return 0;
 }

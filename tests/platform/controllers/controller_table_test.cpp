@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The device table: what daemons get of it, and what they refuse.
+// The controller table: what daemons get of it, and what they refuse.
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -16,21 +16,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "device_table_file.h"
+#include "controller_table_file.h"
 #include "platform/private_dev.h"
 #include "varnel/platform.h"
 
 namespace {
 
 using namespace varnel::tools;
-using varnel::platform::device_record;
-using varnel::platform::device_table;
+using varnel::platform::controller_record;
+using varnel::platform::controller_table;
 using varnel::test::logged;
 
 using login = std::array<uint8_t, 38>;
 
-device_record make_record(const char *address, const std::string &user, const std::string &password) {
-    device_record record{};
+controller_record make_record(const char *address, const std::string &user, const std::string &password) {
+    controller_record record{};
     record.present = 1;
     std::strcpy(record.address.data(), address);
     std::ranges::copy(user, record.login.begin() + 2);
@@ -38,22 +38,22 @@ device_record make_record(const char *address, const std::string &user, const st
     return record;
 }
 
-login login_of(int device) {
+login login_of(int controller) {
     login copy;
-    std::memcpy(copy.data(), smc_get_shared_memory(device), copy.size());
+    std::memcpy(copy.data(), smc_get_shared_memory(controller), copy.size());
     return copy;
 }
 
-std::string address_of(int device) {
+std::string address_of(int controller) {
     std::array<char, 20> text;
     text.fill('x');
-    get_device_ip(device, text.data());
+    get_device_ip(controller, text.data());
     return text.data();
 }
 
-class DeviceTable : public ::testing::Test {
+class ControllerTable : public ::testing::Test {
   protected:
-    DeviceTable() : name("/varnel-test-" + std::to_string(getpid())) {
+    ControllerTable() : name("/varnel-test-" + std::to_string(getpid())) {
         setenv("VARNEL_DEVICE_TABLE", name.c_str(), 1);
         records[0] = make_record("192.0.2.1", "smc-user", "smc-password");
         records[256] = make_record("192.0.2.255", "sixteen.letters.", "twenty.letters.long.");
@@ -64,9 +64,9 @@ class DeviceTable : public ::testing::Test {
         while (!logged().empty()) {
         }
     }
-    ~DeviceTable() override { shm_unlink(name.c_str()); }
+    ~ControllerTable() override { shm_unlink(name.c_str()); }
 
-    void publish() const { publish_device_table(records, name); }
+    void publish() const { publish_controller_table(records, name); }
 
     /// Publishes a good table and then changes the object's bytes at `offset`.
     template <typename Value>
@@ -81,22 +81,23 @@ class DeviceTable : public ::testing::Test {
         EXPECT_EQ(login_of(0), login{});
         EXPECT_EQ(address_of(0), "0.0.0.0");
         if (varnel::test::has_private_dev()) {
-            EXPECT_THAT(logged(), ::testing::EndsWith("device table " + name + " is not used: " + complaint));
+            EXPECT_THAT(logged(),
+                        ::testing::EndsWith("controller table " + name + " is not used: " + complaint));
             EXPECT_EQ(logged(), "") << "said more than once";
         }
         try {
-            read_device_table();
+            read_controller_table();
             ADD_FAILURE() << "read all the same";
-        } catch (const device_error &error) {
+        } catch (const controller_error &error) {
             EXPECT_EQ(error.what(), name + ": " + complaint);
         }
     }
 
     std::string name;
-    device_records records{};
+    controller_records records{};
 };
 
-TEST_F(DeviceTable, GivesLoginAndAddress) {
+TEST_F(ControllerTable, GivesLoginAndAddress) {
     publish();
     errno = E2BIG;
     const login smc = login_of(0);
@@ -106,32 +107,32 @@ TEST_F(DeviceTable, GivesLoginAndAddress) {
     EXPECT_EQ(errno, E2BIG);
 }
 
-TEST_F(DeviceTable, GivesFieldsThatAreFull) {
+TEST_F(ControllerTable, GivesFieldsThatAreFull) {
     publish();
     const login bmc = login_of(256);
     EXPECT_EQ(std::string(bmc.begin() + 2, bmc.end()), "sixteen.letters.twenty.letters.long.");
     EXPECT_EQ(address_of(256), "192.0.2.255");
 }
 
-TEST_F(DeviceTable, GivesNothingForDevicesThatAreNotThere) {
+TEST_F(ControllerTable, GivesNothingForControllersThatAreNotThere) {
     publish();
-    for (const int device : {1, 255, 257, 1000, -1, INT_MAX, INT_MIN}) {
-        EXPECT_EQ(login_of(device), login{}) << device;
-        EXPECT_EQ(address_of(device), "0.0.0.0") << device;
+    for (const int controller : {1, 255, 257, 1000, -1, INT_MAX, INT_MIN}) {
+        EXPECT_EQ(login_of(controller), login{}) << controller;
+        EXPECT_EQ(address_of(controller), "0.0.0.0") << controller;
         std::array<char, 20> ip{};
-        EXPECT_EQ(get_device_ip(device, ip.data()), -1);
+        EXPECT_EQ(get_device_ip(controller, ip.data()), -1);
         EXPECT_EQ(errno, ENODEV);
     }
     EXPECT_EQ(logged(), "");
 }
 
-TEST_F(DeviceTable, GivesNothingWithoutATable) {
+TEST_F(ControllerTable, GivesNothingWithoutATable) {
     EXPECT_EQ(login_of(0), login{});
     EXPECT_EQ(address_of(0), "0.0.0.0");
     EXPECT_EQ(logged(), "");
 }
 
-TEST_F(DeviceTable, HandsOutCopiesThatStandStill) {
+TEST_F(ControllerTable, HandsOutCopiesThatStandStill) {
     publish();
     const uint8_t *const record = smc_get_shared_memory(0);
     records[0] = make_record("192.0.2.9", "another", "secret");
@@ -141,7 +142,7 @@ TEST_F(DeviceTable, HandsOutCopiesThatStandStill) {
     EXPECT_EQ(address_of(0), "192.0.2.9");
 }
 
-TEST_F(DeviceTable, IsMadeForItsOwnerAlone) {
+TEST_F(ControllerTable, IsMadeForItsOwnerAlone) {
     const mode_t before = umask(0);
     publish();
     umask(before);
@@ -151,7 +152,7 @@ TEST_F(DeviceTable, IsMadeForItsOwnerAlone) {
     EXPECT_EQ(object.st_uid, geteuid());
 }
 
-TEST_F(DeviceTable, ReplacesWhatStoodThere) {
+TEST_F(ControllerTable, ReplacesWhatStoodThere) {
     const int foreign = shm_open(name.c_str(), O_RDWR | O_CREAT, 0666);
     ASSERT_EQ(fchmod(foreign, 0666), 0);
     publish();
@@ -162,34 +163,34 @@ TEST_F(DeviceTable, ReplacesWhatStoodThere) {
     close(foreign);
 }
 
-TEST_F(DeviceTable, IsRefusedWhenCutShort) {
+TEST_F(ControllerTable, IsRefusedWhenCutShort) {
     publish();
     ASSERT_EQ(truncate(("/dev/shm" + name).c_str(), 1000), 0);
-    expect_refused("not the size of a device table");
+    expect_refused("not the size of a controller table");
 }
 
-TEST_F(DeviceTable, IsRefusedWhenEmpty) {
+TEST_F(ControllerTable, IsRefusedWhenEmpty) {
     close(shm_open(name.c_str(), O_RDWR | O_CREAT, 0600));
-    expect_refused("not the size of a device table");
+    expect_refused("not the size of a controller table");
 }
 
-TEST_F(DeviceTable, IsRefusedWhenSomethingElse) {
+TEST_F(ControllerTable, IsRefusedWhenSomethingElse) {
     publish_with(0, 'X');
-    expect_refused("not a device table");
+    expect_refused("not a controller table");
 }
 
-TEST_F(DeviceTable, IsRefusedInAnotherVersion) {
-    publish_with(offsetof(device_table, version), uint32_t{2});
-    expect_refused("a device table of another version");
+TEST_F(ControllerTable, IsRefusedInAnotherVersion) {
+    publish_with(offsetof(controller_table, version), uint32_t{2});
+    expect_refused("a controller table of another version");
 }
 
-TEST_F(DeviceTable, IsRefusedWhenOthersMayReadIt) {
+TEST_F(ControllerTable, IsRefusedWhenOthersMayReadIt) {
     publish();
     ASSERT_EQ(chmod(("/dev/shm" + name).c_str(), 0640), 0);
     expect_refused("open to other users (mode is not 0600)");
 }
 
-TEST_F(DeviceTable, IsRefusedFromAnotherUser) {
+TEST_F(ControllerTable, IsRefusedFromAnotherUser) {
     publish();
     if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
         GTEST_SKIP() << "only root can give files away";
@@ -197,18 +198,18 @@ TEST_F(DeviceTable, IsRefusedFromAnotherUser) {
     expect_refused("belongs to another user");
 }
 
-TEST_F(DeviceTable, IsRefusedWhenItIsNoFile) {
+TEST_F(ControllerTable, IsRefusedWhenItIsNoFile) {
     ASSERT_EQ(mkdir(("/dev/shm" + name).c_str(), 0700), 0);
     expect_refused("not a regular file");
     rmdir(("/dev/shm" + name).c_str());
 }
 
-TEST_F(DeviceTable, FifoIsRefusedWithoutWaiting) {
+TEST_F(ControllerTable, FifoIsRefusedWithoutWaiting) {
     ASSERT_EQ(mkfifo(("/dev/shm" + name).c_str(), 0600), 0);
     expect_refused("not a regular file");
 }
 
-TEST_F(DeviceTable, AnotherUsersFifoIsRefusedWithoutWaiting) {
+TEST_F(ControllerTable, AnotherUsersFifoIsRefusedWithoutWaiting) {
     ASSERT_EQ(mkfifo(("/dev/shm" + name).c_str(), 0600), 0);
     if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
         GTEST_SKIP() << "only root can give files away";
@@ -216,19 +217,19 @@ TEST_F(DeviceTable, AnotherUsersFifoIsRefusedWithoutWaiting) {
     expect_refused("belongs to another user");
 }
 
-TEST_F(DeviceTable, LinkIsRefused) {
+TEST_F(ControllerTable, LinkIsRefused) {
     ASSERT_EQ(symlink("/", ("/dev/shm" + name).c_str()), 0);
     expect_refused("Too many levels of symbolic links");
 }
 
-TEST_F(DeviceTable, GivesNoAddressWithoutItsEnd) {
+TEST_F(ControllerTable, GivesNoAddressWithoutItsEnd) {
     std::array<char, 16> unterminated;
     unterminated.fill('1');
-    publish_with(offsetof(device_table, records) + offsetof(device_record, address), unterminated);
+    publish_with(offsetof(controller_table, records) + offsetof(controller_record, address), unterminated);
     EXPECT_EQ(address_of(0), "0.0.0.0");
 }
 
-TEST_F(DeviceTable, IsNeverSeenHalfWritten) {
+TEST_F(ControllerTable, IsNeverSeenHalfWritten) {
     records[0] = make_record("192.0.2.1", "1111111111111111", "11111111111111111111");
     publish();
     std::atomic<bool> done = false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The INI file that the device table is made from.
+// The INI file that the controller table is made from.
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -7,36 +7,36 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "device_ini.h"
+#include "controller_ini.h"
 
 namespace {
 
 using namespace varnel::tools;
 using namespace varnel::platform;
 
-device_records read(std::string text) {
+controller_records read(std::string text) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(fmemopen(text.data(), text.size(), "r"),
                                                                   std::fclose);
-    return read_device_ini(stream.get(), "devices.ini");
+    return read_controller_ini(stream.get(), "controllers.ini");
 }
 
 std::string complaint_about(const std::string &text) {
     try {
         read(text);
-    } catch (const device_error &error) {
+    } catch (const controller_error &error) {
         return error.what();
     }
     return "";
 }
 
-std::string user_of(const device_record &record) {
+std::string user_of(const controller_record &record) {
     return std::string(login_text(record, LOGIN_USER_NAME_OFFSET, LOGIN_USER_NAME_SIZE));
 }
-std::string password_of(const device_record &record) {
+std::string password_of(const controller_record &record) {
     return std::string(login_text(record, LOGIN_PASSWORD_OFFSET, LOGIN_PASSWORD_SIZE));
 }
 
-TEST(DeviceIni, DescribesControllers) {
+TEST(ControllerIni, DescribesControllers) {
     const auto records = read("; the rack\n"
                               "[smc]\n"
                               "address = 192.0.2.1\n"
@@ -66,23 +66,23 @@ TEST(DeviceIni, DescribesControllers) {
     EXPECT_EQ(password_of(records[256]), "twenty.letters.long.");
 }
 
-TEST(DeviceIni, MayBeEmpty) { EXPECT_EQ(complaint_about("\n"), ""); }
+TEST(ControllerIni, MayBeEmpty) { EXPECT_EQ(complaint_about("\n"), ""); }
 
 struct bad_file {
     std::string text;
     std::string complaint;
 };
 
-class BadDeviceIni : public ::testing::TestWithParam<bad_file> {};
+class BadControllerIni : public ::testing::TestWithParam<bad_file> {};
 
-TEST_P(BadDeviceIni, IsAnsweredByPlaceAndReason) {
-    EXPECT_EQ(complaint_about(GetParam().text), "devices.ini:" + GetParam().complaint);
+TEST_P(BadControllerIni, IsAnsweredByPlaceAndReason) {
+    EXPECT_EQ(complaint_about(GetParam().text), "controllers.ini:" + GetParam().complaint);
 }
 
 const std::string good = "[smc]\naddress = 192.0.2.1\n";
 
 INSTANTIATE_TEST_SUITE_P(
-    Files, BadDeviceIni,
+    Files, BadControllerIni,
     ::testing::Values(
         bad_file{"[smc]\naddress\n", "2: neither a [section] nor key = value"},
         bad_file{"address = 192.0.2.1\n", "1: no such controller: []; smc, or bmc0 to bmc255"},
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
         bad_file{"[bmc7]\nuser = admin\n", "2: no address"},
         bad_file{good + "password = " + std::string(300, 'x') + "\n", "3: line longer than 198 characters"}));
 
-TEST(DeviceIni, DoesNotRepeatPasswords) {
+TEST(ControllerIni, DoesNotRepeatPasswords) {
     EXPECT_THAT(complaint_about(good + "password = a.very.secret.password\n"),
                 ::testing::Not(::testing::HasSubstr("secret")));
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "device_ini.h"
+#include "controller_ini.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,7 +16,7 @@ namespace varnel::tools {
 
 namespace {
 
-using platform::device_record;
+using platform::controller_record;
 
 constexpr std::array cipher_suites{1, 2, 3, 6, 7, 8, 11, 12, 15, 16, 17}; // those with a key exchange
 constexpr unsigned int longest_time_out_ms = 600'000;
@@ -37,20 +37,20 @@ std::optional<Number> whole_number(std::string_view text) {
 
 std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
-unsigned int device_number(std::string_view section) {
+unsigned int controller_number(std::string_view section) {
     if (section == "smc") {
         return 0;
     }
     if (section.starts_with("bmc") && section.size() > 3) {
         const auto slot = whole_number<unsigned int>(section.substr(3));
-        if (slot && *slot + 1 < platform::device_count && device_name(*slot + 1) == section) {
+        if (slot && *slot + 1 < platform::controller_count && controller_name(*slot + 1) == section) {
             return *slot + 1;
         }
     }
     throw bad_value("no such controller: [" + std::string(section) + "]; smc, or bmc0 to bmc255");
 }
 
-void set_address(device_record &record, std::string_view value) {
+void set_address(controller_record &record, std::string_view value) {
     in_addr address{};
     if (inet_pton(AF_INET, std::string(value).c_str(), &address) != 1 || address.s_addr == INADDR_ANY) {
         throw bad_value("not an IPv4 address: " + quoted(value));
@@ -58,7 +58,7 @@ void set_address(device_record &record, std::string_view value) {
     inet_ntop(AF_INET, &address, record.address.data(), INET_ADDRSTRLEN);
 }
 
-void set_login_text(device_record &record, std::string_view value, std::size_t offset, std::size_t size) {
+void set_login_text(controller_record &record, std::string_view value, std::size_t offset, std::size_t size) {
     if (value.size() > size) {
         // The value may be a password: its length is enough to find it.
         throw bad_value("longer than " + std::to_string(size) +
@@ -86,7 +86,7 @@ uint32_t milliseconds(std::string_view value) {
     return *number * factor;
 }
 
-void set_key(device_record &record, std::string_view key, std::string_view value) {
+void set_key(controller_record &record, std::string_view key, std::string_view value) {
     using namespace platform;
     if (key == "address") {
         set_address(record, value);
@@ -106,7 +106,7 @@ void set_key(device_record &record, std::string_view key, std::string_view value
 }
 
 /// What only the whole section can say.
-void check_section(const device_record &record) {
+void check_section(const controller_record &record) {
     if (record.address[0] == '\0') {
         throw bad_value("no address");
     }
@@ -123,7 +123,7 @@ class ini_pass {
   public:
     ini_pass(std::FILE *stream, const std::string &name) : stream_(stream), name_(name) {}
 
-    device_records read() {
+    controller_records read() {
         const int bad_line = ini_parse_stream(read_line, this, take_value, this);
         if (complaint_.empty() && bad_line != 0) {
             complain(bad_line > 0 ? bad_line : line_, "neither a [section] nor key = value");
@@ -132,7 +132,7 @@ class ini_pass {
             guard(first_line_[i], [&] { records_[i].present != 0 ? check_section(records_[i]) : void(); });
         }
         if (!complaint_.empty()) {
-            throw device_error(complaint_);
+            throw controller_error(complaint_);
         }
         return records_;
     }
@@ -162,7 +162,7 @@ class ini_pass {
     }
 
     void set(std::string_view section, std::string_view key, std::string_view value) {
-        const unsigned int number = device_number(section);
+        const unsigned int number = controller_number(section);
         if (!seen_.insert(std::string(section) + "." + std::string(key)).second) {
             throw bad_value(quoted(key) + " given twice in [" + std::string(section) + "]");
         }
@@ -191,21 +191,21 @@ class ini_pass {
     int line_ = 0;
     std::string complaint_;
     std::set<std::string> seen_;
-    device_records records_{};
-    std::array<int, platform::device_count> first_line_{};
+    controller_records records_{};
+    std::array<int, platform::controller_count> first_line_{};
 };
 
 } // namespace
 
-device_records read_device_ini(std::FILE *stream, const std::string &name) {
+controller_records read_controller_ini(std::FILE *stream, const std::string &name) {
     return ini_pass(stream, name).read();
 }
 
-std::string device_name(unsigned int number) {
+std::string controller_name(unsigned int number) {
     return number == 0 ? "smc" : "bmc" + std::to_string(number - 1);
 }
 
-std::string_view login_text(const device_record &record, std::size_t offset, std::size_t size) {
+std::string_view login_text(const controller_record &record, std::size_t offset, std::size_t size) {
     const auto *const field = reinterpret_cast<const char *>(record.login.data()) + offset;
     return {field, strnlen(field, size)};
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any bytes in the place of the device table: daemons get records of a table that is in order and theirs
+// Any bytes in the place of the controller table: daemons get records of a table that is in order and theirs
 // alone, nothing of any other object, and the log hears of it once.
 
 #include <algorithm>
@@ -18,7 +18,7 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include "device_table_file.h"
+#include "controller_table_file.h"
 #include "own_table.h"
 #include "require.h"
 #include "varnel/platform.h"
@@ -61,52 +61,52 @@ class table_object {
 
 bool is_in_order(const std::string &bytes, mode_t mode) {
     const std::string header{'V', 'A', 'R', 'N', 'E', 'L', 'D', 'T', 1, 0, 0, 0, 64, 0, 0, 0};
-    return mode == 0600 && bytes.size() == sizeof(device_table) && bytes.starts_with(header);
+    return mode == 0600 && bytes.size() == sizeof(controller_table) && bytes.starts_with(header);
 }
 
 /// Whether daemons may have a record.
 bool is_good(const std::string &record) {
-    const std::string address = record.substr(offsetof(device_record, address), 16);
-    return record[offsetof(device_record, present)] == 1 && address.find('\0') != std::string::npos;
+    const std::string address = record.substr(offsetof(controller_record, address), 16);
+    return record[offsetof(controller_record, present)] == 1 && address.find('\0') != std::string::npos;
 }
 
 /// The record's bytes, or zeros where nothing may be had.
 std::string record_in(const std::string &bytes, bool usable, int number) {
-    std::string record(sizeof(device_record), '\0');
-    if (usable && number >= 0 && number < static_cast<int>(device_count)) {
-        const std::size_t place = static_cast<std::size_t>(number) * sizeof(device_record);
-        const std::string stored = bytes.substr(offsetof(device_table, records) + place, record.size());
+    std::string record(sizeof(controller_record), '\0');
+    if (usable && number >= 0 && number < static_cast<int>(controller_count)) {
+        const std::size_t place = static_cast<std::size_t>(number) * sizeof(controller_record);
+        const std::string stored = bytes.substr(offsetof(controller_table, records) + place, record.size());
         record = is_good(stored) ? stored : record;
     }
     return record;
 }
 
-void check_device(int number, const std::string &record) {
-    const bool found = record[offsetof(device_record, present)] != 0;
-    const std::string login = record.substr(0, sizeof(device_record::login));
+void check_controller(int number, const std::string &record) {
+    const bool found = record[offsetof(controller_record, present)] != 0;
+    const std::string login = record.substr(0, sizeof(controller_record::login));
     require(std::memcmp(smc_get_shared_memory(number), login.data(), login.size()) == 0, "the login");
 
     std::array<char, 20> ip{};
     require(get_device_ip(number, ip.data()) == (found ? 0 : -1), "get_device_ip's result");
-    const std::string address = &record[offsetof(device_record, address)];
+    const std::string address = &record[offsetof(controller_record, address)];
     require(ip.data() == (found ? address : "0.0.0.0"), "the address");
 
-    device_record by_address{};
-    require(find_device(address.c_str(), by_address) == nullptr || !found, "a table in order");
-    require(!found || address == by_address.address.data(), "the device with an address");
+    controller_record by_address{};
+    require(find_controller(address.c_str(), by_address) == nullptr || !found, "a table in order");
+    require(!found || address == by_address.address.data(), "the controller with an address");
 }
 
 void check_command(const std::string &bytes, bool usable) {
     try {
-        const device_records records = read_device_table();
+        const controller_records records = read_controller_table();
         require(usable, "the command refuses what daemons do");
-        for (int number = 0; number < static_cast<int>(device_count); ++number) {
+        for (int number = 0; number < static_cast<int>(controller_count); ++number) {
             const std::string record = record_in(bytes, usable, number);
             require(std::memcmp(&records[static_cast<std::size_t>(number)], record.data(), record.size()) ==
                         0,
                     "the command's record");
         }
-    } catch (const device_error &) {
+    } catch (const controller_error &) {
         require(!usable, "the command reads what daemons do");
     }
 }
@@ -123,13 +123,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     const bool asks_command = input.ConsumeIntegralInRange(0, 15) == 0;
     std::string bytes = input.ConsumeRemainingBytesAsString();
     if (has_its_size) {
-        bytes.resize(sizeof(device_table)); // seeds hold the first few records
+        bytes.resize(sizeof(controller_table)); // seeds hold the first few records
     }
     object.rewrite(bytes, mode);
 
     const bool usable = is_in_order(bytes, mode);
     complaints = 0;
-    check_device(number, record_in(bytes, usable, number));
+    check_controller(number, record_in(bytes, usable, number));
     require(complaints <= (usable ? 0 : 1), "the log hears of it once");
     if (asks_command) { // which looks at all records, each in its turn
         check_command(bytes, usable);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "devices/device_table.h"
+#include "controllers/controller_table.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -40,8 +40,8 @@ class table_reader {
     [[nodiscard]] complaint problem() const { return problem_; }
 
     /// Reads `count` records, beginning with number `first`.
-    bool read(std::size_t first, device_record *records, std::size_t count) {
-        const auto offset = static_cast<off_t>(offsetof(device_table, records) + first * sizeof *records);
+    bool read(std::size_t first, controller_record *records, std::size_t count) {
+        const auto offset = static_cast<off_t>(offsetof(controller_table, records) + first * sizeof *records);
         if (fill(records, count * sizeof *records, offset)) {
             return true;
         }
@@ -70,8 +70,8 @@ class table_reader {
         if ((object.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
             return "open to other users (mode is not 0600)";
         }
-        if (object.st_size != static_cast<off_t>(sizeof(device_table))) {
-            return "not the size of a device table";
+        if (object.st_size != static_cast<off_t>(sizeof(controller_table))) {
+            return "not the size of a controller table";
         }
         struct {
             std::array<char, 8> magic;
@@ -79,10 +79,10 @@ class table_reader {
             uint32_t record_size;
         } header{};
         if (!fill(&header, sizeof header, 0) || header.magic != table_magic) {
-            return "not a device table";
+            return "not a controller table";
         }
-        const bool ours = header.version == table_version && header.record_size == sizeof(device_record);
-        return ours ? nullptr : "a device table of another version";
+        const bool ours = header.version == table_version && header.record_size == sizeof(controller_record);
+        return ours ? nullptr : "a controller table of another version";
     }
 
     int descriptor_;
@@ -90,7 +90,7 @@ class table_reader {
     complaint problem_ = nullptr;
 };
 
-bool is_device(const device_record &record) {
+bool is_controller(const controller_record &record) {
     return record.present == 1 && std::memchr(record.address.data(), 0, record.address.size()) != nullptr;
 }
 
@@ -101,29 +101,30 @@ const char *table_name() {
     return name == nullptr || *name == '\0' ? default_table_name : name;
 }
 
-complaint read_device(int number, device_record &record) {
+complaint read_controller(int number, controller_record &record) {
     record = {};
-    if (number < 0 || number >= static_cast<int>(device_count)) {
+    if (number < 0 || number >= static_cast<int>(controller_count)) {
         return nullptr;
     }
     table_reader table;
-    if (!table.usable() || !table.read(static_cast<std::size_t>(number), &record, 1) || !is_device(record)) {
+    if (!table.usable() || !table.read(static_cast<std::size_t>(number), &record, 1) ||
+        !is_controller(record)) {
         record = {};
     }
     return table.problem();
 }
 
-complaint find_device(const char *address, device_record &record) {
+complaint find_controller(const char *address, controller_record &record) {
     record = {};
     table_reader table;
-    std::array<device_record, 32> some; // 2 KiB of the caller's stack
-    for (std::size_t first = 0; table.usable() && first < device_count; first += some.size()) {
-        const std::size_t count = std::min<std::size_t>(some.size(), device_count - first);
+    std::array<controller_record, 32> some; // 2 KiB of the caller's stack
+    for (std::size_t first = 0; table.usable() && first < controller_count; first += some.size()) {
+        const std::size_t count = std::min<std::size_t>(some.size(), controller_count - first);
         if (!table.read(first, some.data(), count)) {
             break;
         }
         for (std::size_t i = 0; i < count; ++i) {
-            if (is_device(some[i]) && std::strcmp(some[i].address.data(), address) == 0) {
+            if (is_controller(some[i]) && std::strcmp(some[i].address.data(), address) == 0) {
                 record = some[i];
                 return nullptr;
             }

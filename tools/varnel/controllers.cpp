@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// varnel devices: the table of controllers that the platform library reads addresses and logins from.
+// varnel controllers: the table of controllers that the platform library reads addresses and logins from.
 
 #include <algorithm>
 #include <cerrno>
@@ -11,8 +11,8 @@
 
 #include <fmt/format.h>
 
-#include "tools/varnel/device_admin/device_ini.h"
-#include "tools/varnel/device_admin/device_table_file.h"
+#include "tools/varnel/controller_admin/controller_ini.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -21,23 +21,23 @@ namespace varnel::tools {
 
 namespace {
 
-using platform::device_record;
+using platform::controller_record;
 
-device_records read_file(const std::string &path) {
+controller_records read_file(const std::string &path) {
     if (path == "-") {
-        return read_device_ini(stdin, "standard input");
+        return read_controller_ini(stdin, "standard input");
     }
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "re"), std::fclose);
     if (!file) {
         throw std::system_error(errno, std::generic_category(), path);
     }
-    return read_device_ini(file.get(), path);
+    return read_controller_ini(file.get(), path);
 }
 
 void import_file(const std::string &path) {
-    const device_records records = read_file(path);
-    publish_device_table(records, platform::table_name());
-    const auto count = std::ranges::count(records, 1, &device_record::present);
+    const controller_records records = read_file(path);
+    publish_controller_table(records, platform::table_name());
+    const auto count = std::ranges::count(records, 1, &controller_record::present);
     print(fmt::format("{} controllers in {}\n", count, platform::table_name()));
 }
 
@@ -48,22 +48,22 @@ std::string seconds(uint32_t milliseconds) {
 std::string suites(uint8_t suite) { return suite == 0 ? "17,3" : fmt::to_string(suite); }
 
 /// Never the password.
-class device_list {
+class controller_list {
   public:
-    void add(unsigned int number, const device_record &device) {
+    void add(unsigned int number, const controller_record &controller) {
         using namespace platform;
-        const std::string user(login_text(device, LOGIN_USER_NAME_OFFSET, LOGIN_USER_NAME_SIZE));
-        const bool has_password = device.login[LOGIN_PASSWORD_OFFSET] != 0;
-        rows_.add({device_name(number), device.address.data(), user, has_password ? "set" : "none",
-                   suites(device.cipher_suite), seconds(device.give_up_after_ms),
-                   seconds(device.retransmit_after_ms)});
-        objects_.push_back({{"device", device_name(number)},
-                            {"address", device.address.data()},
+        const std::string user(login_text(controller, LOGIN_USER_NAME_OFFSET, LOGIN_USER_NAME_SIZE));
+        const bool has_password = controller.login[LOGIN_PASSWORD_OFFSET] != 0;
+        rows_.add({controller_name(number), controller.address.data(), user, has_password ? "set" : "none",
+                   suites(controller.cipher_suite), seconds(controller.give_up_after_ms),
+                   seconds(controller.retransmit_after_ms)});
+        objects_.push_back({{"controller", controller_name(number)},
+                            {"address", controller.address.data()},
                             {"user", user},
                             {"password_set", has_password},
-                            {"cipher_suite", number_or_null(device.cipher_suite)},
-                            {"give_up_after_ms", number_or_null(device.give_up_after_ms)},
-                            {"retransmit_after_ms", number_or_null(device.retransmit_after_ms)}});
+                            {"cipher_suite", number_or_null(controller.cipher_suite)},
+                            {"give_up_after_ms", number_or_null(controller.give_up_after_ms)},
+                            {"retransmit_after_ms", number_or_null(controller.retransmit_after_ms)}});
     }
     [[nodiscard]] std::string text(const context &context) const {
         return context.json ? json_text(objects_) : rows_.text();
@@ -72,13 +72,13 @@ class device_list {
   private:
     static json number_or_null(uint32_t number) { return number == 0 ? json(nullptr) : json(number); }
 
-    table rows_{{"DEVICE", "ADDRESS", "USER", "PASSWORD", "SUITE", "GIVE-UP", "RETRANSMIT"}};
+    table rows_{{"CONTROLLER", "ADDRESS", "USER", "PASSWORD", "SUITE", "GIVE-UP", "RETRANSMIT"}};
     json objects_ = json::array();
 };
 
 void list(const context &context) {
-    const device_records records = read_device_table();
-    device_list all;
+    const controller_records records = read_controller_table();
+    controller_list all;
     for (unsigned int i = 0; i < records.size(); ++i) {
         if (records[i].present != 0) {
             all.add(i, records[i]);
@@ -89,9 +89,10 @@ void list(const context &context) {
 
 } // namespace
 
-void add_devices(CLI::App &app, context &context) {
+void add_controllers(CLI::App &app, context &context) {
     CLI::App &family =
-        add_family(app, "devices", "The table of controllers, with their addresses and logins");
+        add_family(app, "controllers", "The table of controllers, with their addresses and logins");
+    family.alias("devices");
     family.footer(fmt::format("The table is the POSIX shared-memory object {}, or the one named in {}.",
                               platform::default_table_name, platform::table_name_variable));
     const auto file = std::make_shared<std::string>();

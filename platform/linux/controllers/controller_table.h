@@ -15,13 +15,13 @@ namespace varnel::platform {
 /// A table never changes. The tool fills a new object and renames it over the old one, so a reader sees
 /// either table, complete, and an import that is killed leaves the old one.
 
-constexpr unsigned int device_count = 257; ///< the SMC and 256 BMCs
+constexpr unsigned int controller_count = 257; ///< the SMC and 256 BMCs
 constexpr const char *default_table_name = "/varnel-devices";
 constexpr const char *table_name_variable = "VARNEL_DEVICE_TABLE"; ///< environment variable with another name
 constexpr const char *shared_memory_directory = "/dev/shm";        ///< where the C library has such objects
 
 /// One controller. All zero: not there.
-struct device_record {
+struct controller_record {
     std::array<uint8_t, LOGIN_RECORD_SIZE> login; ///< the result of smc_get_shared_memory()
     uint8_t present;
     uint8_t cipher_suite;         ///< 0: 17, or 3 where 17 is refused
@@ -30,16 +30,17 @@ struct device_record {
     uint32_t retransmit_after_ms; ///< 0 together with give_up_after_ms
 };
 
-struct device_table {
+struct controller_table {
     std::array<char, 8> magic;
     uint32_t version;
     uint32_t record_size;
-    std::array<device_record, device_count> records;
+    std::array<controller_record, controller_count> records;
 };
 
 // 32-bit and 64-bit programs read the same object.
-static_assert(sizeof(device_record) == 64 && offsetof(device_table, records) == 16);
-static_assert(sizeof(device_table) == 16 + 64 * device_count && std::is_trivially_copyable_v<device_table>);
+static_assert(sizeof(controller_record) == 64 && offsetof(controller_table, records) == 16);
+static_assert(sizeof(controller_table) == 16 + 64 * controller_count &&
+              std::is_trivially_copyable_v<controller_table>);
 
 constexpr std::array<char, 8> table_magic{'V', 'A', 'R', 'N', 'E', 'L', 'D', 'T'};
 constexpr uint32_t table_version = 1;
@@ -51,9 +52,9 @@ const char *table_name();
 using complaint = const char *;
 
 /// Reads controller `number`. `record` stays all zero when it is not there.
-complaint read_device(int number, device_record &record);
+complaint read_controller(int number, controller_record &record);
 
 /// Reads the first controller with this address. `record` stays all zero when there is none.
-complaint find_device(const char *address, device_record &record);
+complaint find_controller(const char *address, controller_record &record);
 
 } // namespace varnel::platform

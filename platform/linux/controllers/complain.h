@@ -8,7 +8,7 @@
 #include <syslog.h>
 
 #include "base/system_log.h"
-#include "devices/device_table.h"
+#include "controllers/controller_table.h"
 
 namespace varnel::platform {
 
@@ -24,7 +24,7 @@ inline void complain_once(complaint about_table) {
     static std::atomic<complaint> last{nullptr};
     if (last.exchange(about_table) != about_table && about_table != nullptr) {
         const int errno_before = errno;
-        complain(LOG_ERR, "device table %s is not used: %s", table_name(), about_table);
+        complain(LOG_ERR, "controller table %s is not used: %s", table_name(), about_table);
         errno = errno_before;
     }
 }
