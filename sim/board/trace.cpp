@@ -32,12 +32,12 @@ std::optional<traced_register> selected_by(const transfer_request &request, cons
     if (outcome.addressed.empty() || request.data.empty()) {
         return std::nullopt;
     }
-    const chip &model = *outcome.addressed.front().at.part->model;
-    if (!model.has_registers()) {
+    const chips::datasheet &sheet = outcome.addressed.front().at.part->model->sheet();
+    if (sheet.registers.empty()) {
         return std::nullopt;
     }
     const uint8_t code = outcome.written.empty() ? request.data.front() : outcome.written.front();
-    return traced_register{code, model.register_name(code)};
+    return traced_register{code, chips::register_name(sheet, code)};
 }
 
 } // namespace

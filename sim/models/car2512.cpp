@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/models/car2512.h"
 
-#include <algorithm>
-#include <array>
-
 #include "sim/models/car2512_supply.h"
 #include "sim/models/settings.h"
 
@@ -11,47 +8,9 @@ namespace varnel::sim {
 
 namespace {
 
-constexpr int none = -1;
-
-struct command {
-    pmbus code;
-    std::string_view name;
-    int written; ///< data bytes; none = read-only
-    int read;    ///< data bytes; none = write-only
-};
-
-constexpr std::array commands{
-    command{pmbus::operation, "OPERATION", 1, 1},
-    command{pmbus::clear_faults, "CLEAR_FAULTS", 0, none},
-    command{pmbus::write_protect, "WRITE_PROTECT", 1, 1},
-    command{pmbus::fan_command_1, "FAN_COMMAND_1", 2, 2},
-    command{pmbus::status_byte, "STATUS_BYTE", none, 1},
-    command{pmbus::status_word, "STATUS_WORD", none, 2},
-    command{pmbus::status_vout, "STATUS_VOUT", 1, 1},
-    command{pmbus::status_iout, "STATUS_IOUT", 1, 1},
-    command{pmbus::status_input, "STATUS_INPUT", 1, 1},
-    command{pmbus::status_temperature, "STATUS_TEMPERATURE", 1, 1},
-    command{pmbus::status_cml, "STATUS_CML", 1, 1},
-    command{pmbus::status_mfr_specific, "STATUS_MFR_SPECIFIC", 1, 1},
-    command{pmbus::status_fans_1_2, "STATUS_FANS_1_2", 1, 1},
-    command{pmbus::pmbus_revision, "PMBUS_REVISION", none, 1},
-    command{pmbus::firmware_version, "Firmware version", none, 1},
-    command{pmbus::set_output_volt, "Set output voltage", 2, none},
-    command{pmbus::fan_duty_cycle, "Fan duty cycle", none, 1},
-    command{pmbus::set_fan_duty_cycle, "Set fan duty cycle", 1, none},
-    command{pmbus::programmed_volt, "Programmed voltage", none, 2},
-    command{pmbus::output_volt, "Output voltage", none, 2},
-    command{pmbus::temperature, "Temperature", none, 2},
-    command{pmbus::fan_speed, "Fan speed", none, 2},
-    command{pmbus::input_volt, "Input voltage", none, 2},
-    command{pmbus::input_power, "Input power", none, 2},
-};
-
-const command *find_command(uint8_t code) {
-    const auto *const found = std::find_if(commands.begin(), commands.end(),
-                                           [code](const command &each) { return each.code == pmbus{code}; });
-    return found == commands.end() ? nullptr : found;
-}
+namespace own = chips::car2512_command;
+using chips::access;
+using chips::chip_register;
 
 constexpr quantity load_range{"W", 0, 5000};
 constexpr quantity ambient_range{"C", -40, 100};
@@ -61,9 +20,8 @@ class car2512 : public chip, private bus_port {
   public:
     explicit car2512(const board_clock &clock) : clock_(clock), supply_(clock.now()) {}
 
-    [[nodiscard]] std::string_view type() const override { return "car2512"; }
+    [[nodiscard]] const chips::datasheet &sheet() const override { return chips::car2512; }
     bus_port &port(std::size_t /*index*/) override { return *this; }
-    [[nodiscard]] std::string register_name(uint8_t code) const override;
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
     void power_on() override { current().power_on(); }
@@ -83,8 +41,8 @@ class car2512 : public chip, private bus_port {
     mutable car2512_supply supply_; ///< catches up whenever it is looked at: when that is makes no difference
 
     bool command_follows_ = false;
-    const command *command_ = nullptr; ///< named in the transfer that is under way
-    std::vector<uint8_t> data_;        ///< written after the command, or still to be read
+    const chip_register *command_ = nullptr; ///< named in the transfer that is under way
+    std::vector<uint8_t> data_;              ///< written after the command, or still to be read
 };
 
 car2512_supply &car2512::current() const {
@@ -104,19 +62,19 @@ bool car2512::start(direction way) {
 /// The read half of a command. Without a command there is nothing to read, but a master that looks who is
 /// there gets an answer.
 bool car2512::begin_reading() {
-    const command *const wanted = data_.empty() ? command_ : nullptr;
+    const chip_register *const wanted = data_.empty() ? command_ : nullptr;
     if (wanted == nullptr) {
         finish_write();
         return true;
     }
-    if (wanted->read == none) {
+    if (wanted->allowed == access::write) {
         current().communication_fault(invalid_command);
         command_ = nullptr;
         return false;
     }
     const unsigned int value = current().value(wanted->code);
-    for (int i = wanted->read - 1; i >= 0; --i) { // taken from the back: low byte first
-        data_.push_back(static_cast<uint8_t>(value >> (8U * static_cast<unsigned int>(i))));
+    for (unsigned int i = wanted->bytes; i-- > 0;) { // taken from the back: low byte first
+        data_.push_back(static_cast<uint8_t>(value >> 8U * i));
     }
     command_ = nullptr;
     return true;
@@ -131,11 +89,11 @@ bool car2512::write(uint8_t byte) {
         return false;
     }
     data_.push_back(byte);
-    return command_->written != none && data_.size() <= static_cast<std::size_t>(command_->written);
+    return command_->allowed != access::read && data_.size() <= command_->bytes;
 }
 
 bool car2512::select(uint8_t code) {
-    command_ = find_command(code);
+    command_ = chips::find_register(sheet(), code);
     if (command_ == nullptr) {
         current().communication_fault(invalid_command);
     }
@@ -158,9 +116,9 @@ void car2512::stop() { finish_write(); }
 /// A write takes effect when it is complete. One of the wrong length does nothing but tell.
 void car2512::finish_write() {
     if (command_ != nullptr) {
-        if (command_->written == none) {
+        if (command_->allowed == access::read) {
             current().communication_fault(data_.empty() ? other_communication_fault : invalid_command);
-        } else if (data_.size() != static_cast<std::size_t>(command_->written)) {
+        } else if (data_.size() != command_->bytes) {
             current().communication_fault(other_communication_fault);
         } else {
             const unsigned int low = data_.empty() ? 0 : data_.front();
@@ -171,16 +129,11 @@ void car2512::finish_write() {
     data_.clear();
 }
 
-std::string car2512::register_name(uint8_t code) const {
-    const command *const found = find_command(code);
-    return found == nullptr ? "" : std::string(found->name);
-}
-
 std::vector<reading> car2512::readings() const {
     const car2512_supply &now = current();
     const power_stage &stage = now.stage();
     const reading_value off = now.tripped() ? "off (tripped)" : "off";
-    const measurement output{now.value(pmbus::output_volt) / 100.0, unit::volts, 2};
+    const measurement output{now.value(own::output_volt) / 100.0, unit::volts, 2};
     const measurement input{stage.input_volts, unit::volts, 1};
     return {{"output", stage.output_on ? output : off, false},
             {"load", measurement{stage.load, unit::watts, 1}, true},
@@ -190,7 +143,7 @@ std::vector<reading> car2512::readings() const {
             {"ambient", measurement{stage.ambient, unit::celsius, 1}, true},
             {"fan", stage.fan_seized ? "stopped" : "ok", true},
             {"fan-speed", measurement{stage.fan_speed(), unit::rpm, 0}, false},
-            {"fan-duty", measurement{static_cast<double>(now.value(pmbus::fan_duty_cycle)), unit::percent, 0},
+            {"fan-duty", measurement{static_cast<double>(now.value(own::fan_duty_cycle)), unit::percent, 0},
              false},
             {"status", register_value{now.value(pmbus::status_word), 4}, false},
             {"write-protect", register_value{now.value(pmbus::write_protect), 2}, false},

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "chips/car2512.h"
 #include "sim/models/chip.h"
 
 namespace varnel::sim {

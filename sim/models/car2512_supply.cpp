@@ -3,11 +3,14 @@
 
 #include <cmath>
 
+#include "chips/car2512.h"
+
 namespace varnel::sim {
 
 namespace {
 
 using namespace std::chrono_literals;
+namespace own = chips::car2512_command;
 
 // OPERATION
 constexpr unsigned int output_on = 0x80;
@@ -97,7 +100,7 @@ unsigned int car2512_supply::duty_in_effect() const {
                                    std::lround(fan_command_ * full_duty / power_stage::fan_full_speed));
 }
 
-unsigned int car2512_supply::value(pmbus command) const {
+unsigned int car2512_supply::value(uint8_t command) const {
     switch (command) {
     case pmbus::operation:
         return operation_;
@@ -111,21 +114,21 @@ unsigned int car2512_supply::value(pmbus command) const {
         return latches_.word(stage_.output_on);
     case pmbus::pmbus_revision:
         return 0x22; // Parts I and II: 1.2
-    case pmbus::firmware_version:
+    case own::firmware_version:
         return firmware_;
-    case pmbus::fan_duty_cycle:
+    case own::fan_duty_cycle:
         return duty_in_effect();
-    case pmbus::programmed_volt:
+    case own::programmed_volt:
         return volts_;
-    case pmbus::output_volt:
+    case own::output_volt:
         return stage_.output_on ? volts_ : 0;
-    case pmbus::temperature:
+    case own::temperature:
         return word_of(stage_.temperature(), 10);
-    case pmbus::fan_speed:
+    case own::fan_speed:
         return word_of(stage_.fan_speed(), 1);
-    case pmbus::input_volt:
+    case own::input_volt:
         return word_of(stage_.input_volts, 10);
-    case pmbus::input_power:
+    case own::input_power:
         return word_of(stage_.input_power(), 10);
     default:
         return latches_.of(command);
@@ -133,7 +136,7 @@ unsigned int car2512_supply::value(pmbus command) const {
 }
 
 /// CLEAR_FAULTS carries nothing that protection could protect.
-bool car2512_supply::can_write(pmbus command) const {
+bool car2512_supply::can_write(uint8_t command) const {
     const bool always = command == pmbus::write_protect || command == pmbus::clear_faults;
     switch (write_protect_) {
     case protect_nothing:
@@ -141,13 +144,13 @@ bool car2512_supply::can_write(pmbus command) const {
     case protect_but_operation:
         return always || command == pmbus::operation;
     case protect_but_operation_and_voltage:
-        return always || command == pmbus::operation || command == pmbus::set_output_volt;
+        return always || command == pmbus::operation || command == own::set_output_volt;
     default:
         return always;
     }
 }
 
-void car2512_supply::execute(pmbus command, unsigned int data) {
+void car2512_supply::execute(uint8_t command, unsigned int data) {
     if (!can_write(command) || !apply(command, data)) {
         communication_fault(invalid_data);
     }
@@ -155,7 +158,7 @@ void car2512_supply::execute(pmbus command, unsigned int data) {
 }
 
 /// Returns whether the command takes this value.
-bool car2512_supply::apply(pmbus command, unsigned int data) {
+bool car2512_supply::apply(uint8_t command, unsigned int data) {
     switch (command) {
     case pmbus::operation:
         return operate(data);
@@ -166,9 +169,9 @@ bool car2512_supply::apply(pmbus command, unsigned int data) {
         return protect(data);
     case pmbus::fan_command_1:
         return take(fan_command_, data, 0, static_cast<unsigned int>(power_stage::fan_full_speed));
-    case pmbus::set_output_volt:
+    case own::set_output_volt:
         return take(volts_, data, lowest_output, highest_output);
-    case pmbus::set_fan_duty_cycle:
+    case own::set_fan_duty_cycle:
         return take(duty_, data, 0, full_duty);
     default: // a status register: written ones clear
         latches_.clear(command, data);

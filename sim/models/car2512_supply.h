@@ -16,9 +16,9 @@ class car2512_supply {
     void catch_up(std::chrono::nanoseconds now);
     /// As warm as the surroundings, and only those faults that are there.
     void power_on();
-    [[nodiscard]] unsigned int value(pmbus command) const;
+    [[nodiscard]] unsigned int value(uint8_t command) const;
     /// Carries out a write of the right length.
-    void execute(pmbus command, unsigned int data);
+    void execute(uint8_t command, unsigned int data);
     void communication_fault(unsigned int cml) { latches_.latch(pmbus::status_cml, cml); }
 
     [[nodiscard]] const power_stage &stage() const { return stage_; }
@@ -35,11 +35,11 @@ class car2512_supply {
     }
 
   private:
-    [[nodiscard]] bool can_write(pmbus command) const;
+    [[nodiscard]] bool can_write(uint8_t command) const;
     [[nodiscard]] bool input_good() const;
     [[nodiscard]] bool commanded_on() const;
     [[nodiscard]] unsigned int duty_in_effect() const;
-    bool apply(pmbus command, unsigned int data);
+    bool apply(uint8_t command, unsigned int data);
     bool operate(unsigned int data);
     bool protect(unsigned int data);
     static bool take(unsigned int &setting, unsigned int data, unsigned int least, unsigned int most);

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+
+#include <fmt/format.h>
 
 #include "sim/models/car2512.h"
 #include "sim/models/ds3232.h"
@@ -18,43 +21,34 @@ namespace varnel::sim {
 namespace {
 
 struct model {
-    std::string_view type;
+    const chips::datasheet &sheet;
     std::unique_ptr<chip> (*make)(const board_clock &clock);
+
+    [[nodiscard]] constexpr std::string_view type() const { return sheet.type; }
 };
 
 constexpr std::array models{
-    model{"24c02", make_24c02},     model{"car2512", make_car2512}, model{"ds3232", make_ds3232},
-    model{"pca9505", make_pca9505}, model{"pca9541", make_pca9541}, model{"pca9546", make_pca9546},
-    model{"pca9548", make_pca9548}, model{"pca9554", make_pca9554}, model{"pca9555", make_pca9555},
+    model{chips::eeprom_24c02, make_24c02}, model{chips::car2512, make_car2512},
+    model{chips::ds3232, make_ds3232},      model{chips::pca9505, make_pca9505},
+    model{chips::pca9541, make_pca9541},    model{chips::pca9546, make_pca9546},
+    model{chips::pca9548, make_pca9548},    model{chips::pca9554, make_pca9554},
+    model{chips::pca9555, make_pca9555},
 };
-
-std::string known_types() {
-    std::string list;
-    for (const auto &known : models) {
-        add_to_list(list, ", ", known.type);
-    }
-    return list;
-}
 
 } // namespace
 
 bool bus_port::connects(std::size_t /*segment*/) const { return false; }
 
-const std::vector<std::string_view> &chip_types() {
-    static const std::vector<std::string_view> types = [] {
-        std::vector<std::string_view> all;
-        std::transform(models.begin(), models.end(), std::back_inserter(all),
-                       [](const model &known) { return known.type; });
-        return all;
-    }();
+std::vector<std::string_view> chip_types() {
+    std::vector<std::string_view> types;
+    std::ranges::transform(models, std::back_inserter(types), &model::type);
     return types;
 }
 
 std::unique_ptr<chip> make_chip(std::string_view type, const board_clock &clock) {
-    const auto *const found =
-        std::find_if(models.begin(), models.end(), [type](const model &known) { return known.type == type; });
+    const auto *const found = std::ranges::find(models, type, &model::type);
     if (found == models.end()) {
-        refuse_value("type", type, known_types());
+        refuse_value("type", type, fmt::format("{}", fmt::join(chip_types(), ", ")));
     }
     return found->make(clock);
 }

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "chips/datasheet.h"
 #include "sim/models/reading.h"
 
 namespace varnel::sim {
@@ -53,19 +54,16 @@ class chip {
   public:
     virtual ~chip() = default;
 
+    /// The facts of its datasheet.
+    [[nodiscard]] virtual const chips::datasheet &sheet() const = 0;
     /// Type name as in a board description, such as "pca9555".
-    [[nodiscard]] virtual std::string_view type() const = 0;
+    [[nodiscard]] std::string_view type() const { return sheet().type; }
 
     /// Bus connections: one for most chips, two for a selector of two masters.
     [[nodiscard]] virtual std::size_t ports() const { return 1; }
     virtual bus_port &port(std::size_t index) = 0;
     /// Downstream bus segments: 0 for most chips, the number of channels for a multiplexer.
     [[nodiscard]] virtual std::size_t segments() const { return 0; }
-
-    /// Whether the first byte that is written names a register (false for multiplexers).
-    [[nodiscard]] virtual bool has_registers() const { return true; }
-    /// Name of the register that a command byte selects, as the datasheet has it; empty when there is none.
-    [[nodiscard]] virtual std::string register_name(uint8_t command) const = 0;
 
     /// State in the order that a user wants to see it.
     [[nodiscard]] virtual std::vector<reading> readings() const = 0;
@@ -79,8 +77,8 @@ class chip {
     virtual void power_on() {}
 };
 
-/// Types that make_chip() knows, in alphabetical order.
-[[nodiscard]] const std::vector<std::string_view> &chip_types();
+/// Type names of the chips that make_chip() knows, in alphabetical order: "pca9555".
+[[nodiscard]] std::vector<std::string_view> chip_types();
 
 /// A chip at power-on. Throws bad_setting for an unknown type. `clock` must outlive the chip.
 [[nodiscard]] std::unique_ptr<chip> make_chip(std::string_view type, const board_clock &clock);

@@ -12,36 +12,14 @@ namespace varnel::sim {
 
 namespace {
 
-constexpr std::array<std::string_view, 20> register_names{"Seconds",
-                                                          "Minutes",
-                                                          "Hours",
-                                                          "Day",
-                                                          "Date",
-                                                          "Month/Century",
-                                                          "Year",
-                                                          "Alarm 1 seconds",
-                                                          "Alarm 1 minutes",
-                                                          "Alarm 1 hours",
-                                                          "Alarm 1 day/date",
-                                                          "Alarm 2 minutes",
-                                                          "Alarm 2 hours",
-                                                          "Alarm 2 day/date",
-                                                          "Control",
-                                                          "Control/status",
-                                                          "Aging offset",
-                                                          "MSB of temperature",
-                                                          "LSB of temperature",
-                                                          "Reserved for test"};
-
 constexpr quantity temperature_range{"C", -40, 85};
 
 class ds3232 : public chip, private command_port {
   public:
     explicit ds3232(const board_clock &clock) : clock_(clock), rtc_(clock.now()) {}
 
-    [[nodiscard]] std::string_view type() const override { return "ds3232"; }
+    [[nodiscard]] const chips::datasheet &sheet() const override { return chips::ds3232; }
     bus_port &port(std::size_t /*index*/) override { return *this; }
-    [[nodiscard]] std::string register_name(uint8_t command) const override;
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
     void power_on() override { rtc_.power_on(clock_.now()); }
@@ -93,11 +71,6 @@ void ds3232::advance_pointer() {
     if (++pointer_ == 0) {
         latched_ = current().time;
     }
-}
-
-std::string ds3232::register_name(uint8_t command) const {
-    return command < register_names.size() ? std::string(register_names.at(command))
-                                           : "SRAM 0x" + hex(command);
 }
 
 /// The INT/SQW pin: alarms, or a square wave.

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "chips/ds3232.h"
 #include "sim/models/chip.h"
 
 namespace varnel::sim {

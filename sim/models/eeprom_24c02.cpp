@@ -34,11 +34,8 @@ class eeprom_24c02 : public chip, private command_port {
   public:
     explicit eeprom_24c02(const board_clock &clock) : clock_(clock) { memory_.fill(0xFF); }
 
-    [[nodiscard]] std::string_view type() const override { return "24c02"; }
+    [[nodiscard]] const chips::datasheet &sheet() const override { return chips::eeprom_24c02; }
     bus_port &port(std::size_t /*index*/) override { return *this; }
-    [[nodiscard]] std::string register_name(uint8_t command) const override {
-        return "Byte 0x" + hex(command);
-    }
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
 

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "chips/eeprom_24c02.h"
 #include "sim/models/chip.h"
 
 namespace varnel::sim {

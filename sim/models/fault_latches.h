@@ -4,9 +4,11 @@
 #include <array>
 #include <cstddef>
 
-#include "sim/models/pmbus.h"
+#include "chips/pmbus.h"
 
 namespace varnel::sim {
+
+namespace pmbus = chips::pmbus;
 
 // STATUS_WORD
 inline constexpr unsigned int word_vout = 0x8000;
@@ -41,9 +43,9 @@ inline constexpr unsigned int other_communication_fault = 0x02;
 /// Latched bits of the status registers, and STATUS_WORD made of them.
 class fault_latches {
   public:
-    [[nodiscard]] uint8_t of(pmbus reg) const { return static_cast<uint8_t>(bits_.at(index_of(reg))); }
-    void latch(pmbus reg, unsigned int bits) { bits_.at(index_of(reg)) |= bits; }
-    void clear(pmbus reg, unsigned int bits) { bits_.at(index_of(reg)) &= ~bits; }
+    [[nodiscard]] uint8_t of(uint8_t reg) const { return static_cast<uint8_t>(bits_.at(index_of(reg))); }
+    void latch(uint8_t reg, unsigned int bits) { bits_.at(index_of(reg)) |= bits; }
+    void clear(uint8_t reg, unsigned int bits) { bits_.at(index_of(reg)) &= ~bits; }
     void clear_all() { bits_ = {}; }
 
     [[nodiscard]] unsigned int word(bool powered) const {
@@ -61,8 +63,8 @@ class fault_latches {
     }
 
   private:
-    [[nodiscard]] static constexpr std::size_t index_of(pmbus reg) {
-        return static_cast<std::size_t>(reg) - static_cast<std::size_t>(pmbus::status_vout);
+    [[nodiscard]] static constexpr std::size_t index_of(uint8_t reg) {
+        return std::size_t{reg} - pmbus::status_vout;
     }
 
     /// What the low byte of STATUS_WORD has no flag for.

@@ -74,9 +74,9 @@ uint8_t gpio_bank::read_input() {
 
 bool gpio_bank::interrupts() const { return ((levels() ^ seen) & configuration & ~mask) != 0; }
 
-gpio_expander::gpio_expander(std::string_view type, std::vector<gpio_bank> banks, labels style,
+gpio_expander::gpio_expander(const chips::datasheet &sheet, std::vector<gpio_bank> banks, labels style,
                              uint8_t first_command)
-    : type_(type), banks_(std::move(banks)), command_(first_command) {
+    : sheet_(sheet), banks_(std::move(banks)), command_(first_command) {
     for (std::size_t i = 0; i < banks_.size() * bits; ++i) {
         const std::string bank = style == labels::by_bank ? std::to_string(i / bits) + "." : "";
         pins_.push_back({bank + std::to_string(style == labels::by_bank ? i % bits : i), ""});
@@ -107,11 +107,6 @@ uint8_t gpio_expander::read() {
     const auto location = locate(command_);
     command_ = next(command_);
     return location ? read_register(banks_[location->bank], location->kind) : 0xFF;
-}
-
-std::string gpio_expander::register_name(uint8_t command) const {
-    const auto location = locate(command);
-    return location ? name_of(*location) : "";
 }
 
 std::string gpio_expander::describe(std::size_t pin) const {

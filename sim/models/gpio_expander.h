@@ -38,9 +38,8 @@ struct gpio_location {
 /// numbers and their order belong to the chip.
 class gpio_expander : public chip, private command_port {
   public:
-    [[nodiscard]] std::string_view type() const final { return type_; }
+    [[nodiscard]] const chips::datasheet &sheet() const final { return sheet_; }
     bus_port &port(std::size_t /*index*/) final { return *this; }
-    [[nodiscard]] std::string register_name(uint8_t command) const final;
     [[nodiscard]] std::vector<reading> readings() const final;
     void set(std::string_view name, std::string_view value) final;
     void power_on() final;
@@ -49,7 +48,8 @@ class gpio_expander : public chip, private command_port {
     /// Pins are labelled "0", "1", ...; with several `labelled_banks`, "bank.bit".
     enum class labels { by_number, by_bank };
 
-    gpio_expander(std::string_view type, std::vector<gpio_bank> banks, labels style, uint8_t first_command);
+    gpio_expander(const chips::datasheet &sheet, std::vector<gpio_bank> banks, labels style,
+                  uint8_t first_command);
 
   private:
     struct pin_identity {
@@ -61,8 +61,6 @@ class gpio_expander : public chip, private command_port {
     [[nodiscard]] virtual std::optional<gpio_location> locate(uint8_t command) const = 0;
     /// The command byte that the chip continues with after a data byte.
     [[nodiscard]] virtual uint8_t next(uint8_t command) const = 0;
-    /// Datasheet name of a register that exists.
-    [[nodiscard]] virtual std::string name_of(const gpio_location &location) const = 0;
 
     bool select(uint8_t command) final;
     bool store(uint8_t data) final;
@@ -74,7 +72,7 @@ class gpio_expander : public chip, private command_port {
     [[nodiscard]] std::string describe(std::size_t pin) const;
     [[nodiscard]] std::string known_settings() const;
 
-    std::string_view type_;
+    const chips::datasheet &sheet_;
     std::vector<gpio_bank> banks_;
     std::vector<pin_identity> pins_;
     uint8_t command_;

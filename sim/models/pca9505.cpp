@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/models/pca9505.h"
 
-#include <array>
-
 #include "sim/models/gpio_expander.h"
 
 namespace varnel::sim {
@@ -10,24 +8,23 @@ namespace varnel::sim {
 namespace {
 
 constexpr std::size_t banks = 5;
+constexpr unsigned int register_kinds = 5;
 constexpr unsigned int auto_increment = 0x80;
 constexpr unsigned int must_be_zero = 0x40;
 
 constexpr gpio_bank at_power_on{.output = 0x00, .mask = 0xFF};
 
-constexpr std::array<std::string_view, 5> register_kinds{"Input port", "Output port", "Polarity inversion",
-                                                         "I/O configuration", "Mask interrupt"};
-
 /// Command byte: auto-increment flag, a zero, three bits of register kind, three bits of bank.
 class pca9505 : public gpio_expander {
   public:
-    pca9505() : gpio_expander("pca9505", std::vector(banks, at_power_on), labels::by_bank, auto_increment) {}
+    pca9505()
+        : gpio_expander(chips::pca9505, std::vector(banks, at_power_on), labels::by_bank, auto_increment) {}
 
   private:
     [[nodiscard]] std::optional<gpio_location> locate(uint8_t command) const override {
         const unsigned int kind = command >> 3U & 7U;
         const unsigned int bank = command & 7U;
-        if ((command & must_be_zero) != 0 || kind >= register_kinds.size() || bank >= banks) {
+        if ((command & must_be_zero) != 0 || kind >= register_kinds || bank >= banks) {
             return std::nullopt;
         }
         return gpio_location{static_cast<gpio_register>(kind), bank};
@@ -40,11 +37,6 @@ class pca9505 : public gpio_expander {
             return command;
         }
         return static_cast<uint8_t>(command - location->bank + (location->bank + 1) % banks);
-    }
-
-    [[nodiscard]] std::string name_of(const gpio_location &location) const override {
-        return std::string(register_kinds.at(static_cast<std::size_t>(location.kind))) + " bank " +
-               std::to_string(location.bank);
     }
 };
 

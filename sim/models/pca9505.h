@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "chips/pca9505.h"
 #include "sim/models/chip.h"
 
 namespace varnel::sim {

@@ -11,7 +11,6 @@ namespace varnel::sim {
 
 namespace {
 
-constexpr std::array<std::string_view, 3> register_names{"Interrupt enable", "Control", "Interrupt status"};
 enum register_number : unsigned int { interrupt_enable, control, interrupt_status };
 
 constexpr unsigned int auto_increment = 0x10;
@@ -64,11 +63,10 @@ class master_port : public command_port {
 
 class pca9541 : public chip {
   public:
-    [[nodiscard]] std::string_view type() const override { return "pca9541"; }
+    [[nodiscard]] const chips::datasheet &sheet() const override { return chips::pca9541; }
     [[nodiscard]] std::size_t ports() const override { return masters_.size(); }
     bus_port &port(std::size_t index) override { return masters_.at(index); }
     [[nodiscard]] std::size_t segments() const override { return 1; }
-    [[nodiscard]] std::string register_name(uint8_t command) const override;
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
 
@@ -90,13 +88,8 @@ class pca9541 : public chip {
     bool intin_low_ = false;
 };
 
-bool names_register(unsigned int command) {
-    return (command & ~(auto_increment | pointer_bits)) == 0 &&
-           (command & pointer_bits) < register_names.size();
-}
-
 bool master_port::select(uint8_t command) {
-    if (!names_register(command)) {
+    if (chips::find_register(chips::pca9541, command) == nullptr) {
         return false;
     }
     pointer_ = command & pointer_bits;
@@ -170,10 +163,6 @@ void pca9541::connect(std::size_t author) {
         winner.latched |= (winner.own & businit) != 0 ? businit_done : bus_ok;
     }
     connection_ = wanted;
-}
-
-std::string pca9541::register_name(uint8_t command) const {
-    return names_register(command) ? std::string(register_names.at(command & pointer_bits)) : "";
 }
 
 std::string pca9541::interrupt_output(std::size_t index) const {

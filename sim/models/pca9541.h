@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "chips/pca9541.h"
 #include "sim/models/chip.h"
 
 namespace varnel::sim {

@@ -10,13 +10,11 @@ namespace {
 /// One control register, a bit per channel. A written byte is kept at once; the channels follow at the STOP.
 class multiplexer : public chip, private bus_port {
   public:
-    multiplexer(std::string_view type, std::size_t channels) : type_(type), channels_(channels) {}
+    multiplexer(const chips::datasheet &sheet, std::size_t channels) : sheet_(sheet), channels_(channels) {}
 
-    [[nodiscard]] std::string_view type() const override { return type_; }
+    [[nodiscard]] const chips::datasheet &sheet() const override { return sheet_; }
     bus_port &port(std::size_t /*index*/) override { return *this; }
     [[nodiscard]] std::size_t segments() const override { return channels_; }
-    [[nodiscard]] bool has_registers() const override { return false; }
-    [[nodiscard]] std::string register_name(uint8_t /*command*/) const override { return {}; }
 
     [[nodiscard]] std::vector<reading> readings() const override {
         std::string on;
@@ -45,7 +43,7 @@ class multiplexer : public chip, private bus_port {
         return segment < channels_ && (connected_ >> segment & 1U) != 0;
     }
 
-    std::string_view type_;
+    const chips::datasheet &sheet_;
     std::size_t channels_;
     unsigned int control_ = 0;
     unsigned int connected_ = 0;
@@ -54,11 +52,11 @@ class multiplexer : public chip, private bus_port {
 } // namespace
 
 std::unique_ptr<chip> make_pca9548(const board_clock & /*clock*/) {
-    return std::make_unique<multiplexer>("pca9548", 8);
+    return std::make_unique<multiplexer>(chips::pca9548, 8);
 }
 
 std::unique_ptr<chip> make_pca9546(const board_clock & /*clock*/) {
-    return std::make_unique<multiplexer>("pca9546", 4);
+    return std::make_unique<multiplexer>(chips::pca9546, 4);
 }
 
 } // namespace varnel::sim

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/models/pca9555.h"
 
-#include <array>
-
 #include "sim/models/gpio_expander.h"
 
 namespace varnel::sim {
@@ -13,7 +11,7 @@ constexpr gpio_bank at_power_on{}; // outputs FF, polarity 00, configuration FF;
 
 class pca9555 : public gpio_expander {
   public:
-    pca9555() : gpio_expander("pca9555", {at_power_on, at_power_on}, labels::by_number, 0) {}
+    pca9555() : gpio_expander(chips::pca9555, {at_power_on, at_power_on}, labels::by_number, 0) {}
 
   private:
     static constexpr unsigned int registers = 8;
@@ -27,24 +25,17 @@ class pca9555 : public gpio_expander {
 
     /// Data bytes alternate between the two registers of a pair.
     [[nodiscard]] uint8_t next(uint8_t command) const override { return command ^ 1U; }
-
-    [[nodiscard]] std::string name_of(const gpio_location &location) const override {
-        constexpr std::array<std::string_view, 4> names{"Input port ", "Output port ",
-                                                        "Polarity inversion port ", "Configuration port "};
-        return std::string(names.at(static_cast<std::size_t>(location.kind))) + std::to_string(location.bank);
-    }
 };
 
 class pca9554 : public gpio_expander {
   public:
-    pca9554() : gpio_expander("pca9554", {at_power_on}, labels::by_number, 0) {}
+    pca9554() : gpio_expander(chips::pca9554, {at_power_on}, labels::by_number, 0) {}
 
   private:
-    static constexpr std::array<std::string_view, 4> register_names{"Input port", "Output port",
-                                                                    "Polarity inversion", "Configuration"};
+    static constexpr unsigned int registers = 4;
 
     [[nodiscard]] std::optional<gpio_location> locate(uint8_t command) const override {
-        if (command >= register_names.size()) {
+        if (command >= registers) {
             return std::nullopt;
         }
         return gpio_location{static_cast<gpio_register>(command), 0};
@@ -52,10 +43,6 @@ class pca9554 : public gpio_expander {
 
     /// The register stays selected.
     [[nodiscard]] uint8_t next(uint8_t command) const override { return command; }
-
-    [[nodiscard]] std::string name_of(const gpio_location &location) const override {
-        return std::string(register_names.at(static_cast<std::size_t>(location.kind)));
-    }
 };
 
 } // namespace

@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "chips/pca9554.h"
+#include "chips/pca9555.h"
 #include "sim/models/chip.h"
 
 namespace varnel::sim {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // varnel psu: the CAR2512 power supply.
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -12,6 +13,7 @@
 
 #include <fmt/format.h>
 
+#include "chips/car2512.h"
 #include "tools/support/numbers.h"
 #include "tools/support/terminal.h"
 #include "tools/varnel/arguments.h"
@@ -34,28 +36,31 @@ constexpr unsigned int most_rpm = 20000;
 constexpr double least_volts = 10.8;
 constexpr double most_volts = 13.2;
 
-/// A reading: how it is asked for, and what a raw unit is.
+/// A reading: its names, and how it is read.
 struct quantity {
     const char *name; ///< for people, and what `get` takes
     const char *key;  ///< in JSON
-    const char *unit;
-    double raw_unit;
-    int decimals;
+    const chips::chip_register &source;
     int (*read_word)(uint32_t, uint16_t *);
     int (*read_byte)(uint32_t, uint8_t *);
-    bool has_sign = false;
 };
 
+constexpr const chips::chip_register &command(uint8_t code) {
+    return *std::ranges::find(chips::car2512_registers, code, &chips::chip_register::code);
+}
+
+namespace codes = chips::car2512_command;
+
 constexpr std::array<quantity, 9> quantities{{
-    {"output", "output_volts", "V", 0.01, 2, car2512_get_output_volt, nullptr},
-    {"output-setting", "output_setting_volts", "V", 0.01, 2, car2512_get_vprog, nullptr},
-    {"input", "input_volts", "V", 0.1, 1, car2512_get_input_volt, nullptr},
-    {"input-power", "input_power_watts", "W", 0.1, 1, car2512_get_input_power, nullptr},
-    {"temperature", "temperature_celsius", "C", 0.1, 1, car2512_get_temp, nullptr, true},
-    {"fan-speed", "fan_speed_rpm", "rpm", 1, 0, car2512_get_fan_speed, nullptr},
-    {"fan-duty", "fan_duty_percent", "%", 1, 0, nullptr, car2512_get_fan_duty_cycle},
-    {"firmware", "firmware", "", 1, 0, nullptr, car2512_get_frw_version},
-    {"status", "status_word", "", 1, 0, car2512_get_status, nullptr},
+    {"output", "output_volts", command(codes::output_volt), car2512_get_output_volt, nullptr},
+    {"output-setting", "output_setting_volts", command(codes::programmed_volt), car2512_get_vprog, nullptr},
+    {"input", "input_volts", command(codes::input_volt), car2512_get_input_volt, nullptr},
+    {"input-power", "input_power_watts", command(codes::input_power), car2512_get_input_power, nullptr},
+    {"temperature", "temperature_celsius", command(codes::temperature), car2512_get_temp, nullptr},
+    {"fan-speed", "fan_speed_rpm", command(codes::fan_speed), car2512_get_fan_speed, nullptr},
+    {"fan-duty", "fan_duty_percent", command(codes::fan_duty_cycle), nullptr, car2512_get_fan_duty_cycle},
+    {"firmware", "firmware", command(codes::firmware_version), nullptr, car2512_get_frw_version},
+    {"status", "status_word", command(chips::pmbus::status_word), car2512_get_status, nullptr},
 }};
 
 int read_raw(const device &chip, const quantity &wanted) {
@@ -65,22 +70,25 @@ int read_raw(const device &chip, const quantity &wanted) {
         return wanted.read_word != nullptr ? wanted.read_word(handle, &word)
                                            : wanted.read_byte(handle, &byte);
     });
-    if (wanted.has_sign) {
+    if (wanted.source.has_sign) {
         return static_cast<int16_t>(word);
     }
     return wanted.read_word != nullptr ? word : byte;
 }
 
+/// 10 for a raw unit of 0.1.
+double raw_units_in_one(const quantity &what) { return std::pow(10, what.source.decimals); }
+
 std::string with_unit(const quantity &what, int raw) {
-    if (*what.unit == '\0') {
-        return fmt::format("0x{:0{}x}", raw, what.read_word != nullptr ? 4 : 2);
+    const chips::chip_register &source = what.source;
+    if (source.unit.empty()) {
+        return fmt::format("0x{:0{}x}", raw, 2 * source.bytes);
     }
-    return fmt::format("{:.{}f} {}", raw * what.raw_unit, what.decimals, what.unit);
+    return fmt::format("{:.{}f} {}", raw / raw_units_in_one(what), source.decimals, source.unit);
 }
 
-/// Divided, 12.05 V are 12.05; multiplied by 0.01, they would be 12.050000000000001.
 json as_json(const quantity &what, int raw) {
-    return what.decimals == 0 ? json(raw) : json(raw / (1 / what.raw_unit));
+    return what.source.decimals == 0 ? json(raw) : json(raw / raw_units_in_one(what));
 }
 
 const quantity &quantity_from(const std::string &name) {
@@ -112,10 +120,10 @@ std::string faults_text(const std::vector<std::string> &faults) {
 /// The registers behind STATUS_WORD; people see those that say something.
 void add_details(report &report, const device &chip) {
     json details = json::object();
-    for (const status_register &status : status_details()) {
+    for (const chips::chip_register &status : status_details()) {
         uint8_t value = 0;
         on(chip, std::string(status.name),
-           [&](uint32_t handle) { return smbus_read_byte_to_device(handle, status.command, &value); });
+           [&](uint32_t handle) { return smbus_read_byte_to_device(handle, status.code, &value); });
         const auto faults = words_for(status, value);
         details[std::string(status.name)] = {{"value", value}, {"faults", faults}};
         if (value != 0) {
@@ -134,7 +142,7 @@ std::string status_view(const context &context, const device &chip) {
         std::string text = with_unit(each, raw);
         const bool is_status = each.read_word == car2512_get_status;
         const auto faults =
-            is_status ? words_for(status_word, static_cast<unsigned int>(raw)) : std::vector<std::string>{};
+            is_status ? words_for(each.source, static_cast<unsigned int>(raw)) : std::vector<std::string>{};
         report.add(each.name, is_status ? fmt::format("{}  {}", text, faults_text(faults)) : text, each.key,
                    as_json(each, raw));
         if (is_status) {

@@ -23,11 +23,12 @@ class stopped_clock : public sim::board_clock {
 /// `accepts` bytes of a write (default all), and keeps a log: S start, Sr for reading, bytes in hex, P.
 class echo_chip : public sim::chip, public sim::bus_port {
   public:
-    [[nodiscard]] std::string_view type() const override { return "echo"; }
+    static constexpr chips::chip_register low_registers[] = {{.code = 0, .name = "LOW", .count = 16}};
+    static constexpr chips::datasheet datasheet{
+        .type = "echo", .title = "", .source = "", .registers = low_registers};
+
+    [[nodiscard]] const chips::datasheet &sheet() const override { return datasheet; }
     sim::bus_port &port(std::size_t) override { return *this; }
-    [[nodiscard]] std::string register_name(uint8_t command) const override {
-        return command < 16 ? "LOW" : "";
-    }
     [[nodiscard]] std::vector<sim::reading> readings() const override {
         return {{"log", log, false}, {"fill", std::to_string(fill), true}};
     }
@@ -67,11 +68,11 @@ class echo_chip : public sim::chip, public sim::bus_port {
 /// "switch": four channels; the last byte written counts, from STOP on.
 class switch_chip : public sim::chip, public sim::bus_port {
   public:
-    [[nodiscard]] std::string_view type() const override { return "switch"; }
+    static constexpr chips::datasheet datasheet{.type = "switch", .title = "", .source = ""};
+
+    [[nodiscard]] const chips::datasheet &sheet() const override { return datasheet; }
     sim::bus_port &port(std::size_t) override { return *this; }
     [[nodiscard]] std::size_t segments() const override { return 4; }
-    [[nodiscard]] bool has_registers() const override { return false; }
-    [[nodiscard]] std::string register_name(uint8_t) const override { return ""; }
     [[nodiscard]] std::vector<sim::reading> readings() const override { return {}; }
     void set(std::string_view name, std::string_view) override {
         throw sim::bad_setting("no setting " + std::string(name));

@@ -126,7 +126,7 @@ TEST_F(sim_car2512, an_unsupported_command_is_not_acknowledged) {
         clear();
         EXPECT_EQ(write({code, 0x00}), 0);
         EXPECT_EQ(byte_at(status_cml), 0x80);
-        EXPECT_EQ(part->register_name(code), "");
+        EXPECT_EQ(register_name(code), "");
     }
 }
 
@@ -505,9 +505,9 @@ TEST_F(sim_car2512, refuses_bad_settings_and_changes_nothing) {
 }
 
 TEST_F(sim_car2512, register_names) {
-    EXPECT_EQ(part->register_name(0x01), "OPERATION");
-    EXPECT_EQ(part->register_name(0x79), "STATUS_WORD");
-    EXPECT_EQ(part->register_name(0xEF), "Input power");
+    EXPECT_EQ(register_name(0x01), "OPERATION");
+    EXPECT_EQ(register_name(0x79), "STATUS_WORD");
+    EXPECT_EQ(register_name(0xEF), "Input power");
 }
 
 } // namespace

@@ -58,6 +58,11 @@ class chip_bench : public ::testing::Test {
 
     uint8_t byte_at(uint8_t reg, std::size_t port = 0) { return read_from(reg, 1, port).front(); }
 
+    /// Name of the register that a command byte selects.
+    [[nodiscard]] std::string register_name(uint8_t command) const {
+        return chips::register_name(part->sheet(), command);
+    }
+
     [[nodiscard]] std::string shown(std::string_view name) const {
         for (const reading &each : part->readings()) {
             if (each.name == name) {

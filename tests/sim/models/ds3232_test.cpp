@@ -454,13 +454,13 @@ TEST_F(sim_ds3232, refuses_what_is_no_time_and_changes_nothing) {
 }
 
 TEST_F(sim_ds3232, register_names) {
-    EXPECT_EQ(part->register_name(0x00), "Seconds");
-    EXPECT_EQ(part->register_name(0x05), "Month/Century");
-    EXPECT_EQ(part->register_name(0x0A), "Alarm 1 day/date");
-    EXPECT_EQ(part->register_name(0x0F), "Control/status");
-    EXPECT_EQ(part->register_name(0x13), "Reserved for test");
-    EXPECT_EQ(part->register_name(0x14), "SRAM 0x14");
-    EXPECT_EQ(part->register_name(0xFF), "SRAM 0xff");
+    EXPECT_EQ(register_name(0x00), "Seconds");
+    EXPECT_EQ(register_name(0x05), "Month/Century");
+    EXPECT_EQ(register_name(0x0A), "Alarm 1 day/date");
+    EXPECT_EQ(register_name(0x0F), "Control/status");
+    EXPECT_EQ(register_name(0x13), "Reserved for test");
+    EXPECT_EQ(register_name(0x14), "SRAM 0x14");
+    EXPECT_EQ(register_name(0xFF), "SRAM 0xff");
 }
 
 } // namespace

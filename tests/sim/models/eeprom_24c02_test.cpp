@@ -92,7 +92,7 @@ TEST_F(sim_24c02, refuses_what_is_no_content_and_changes_nothing) {
     EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF));
 }
 
-TEST_F(sim_24c02, names) { EXPECT_EQ(part->register_name(0x4B), "Byte 0x4b"); }
+TEST_F(sim_24c02, names) { EXPECT_EQ(register_name(0x4B), "Byte 0x4b"); }
 
 } // namespace
 } // namespace varnel::sim::test

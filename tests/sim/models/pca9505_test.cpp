@@ -49,7 +49,7 @@ TEST_F(sim_pca9505, reserved_registers_read_ff_and_keep_nothing) {
         const auto reserved = static_cast<uint8_t>(reg);
         EXPECT_EQ(write({reserved, 0x12, 0x34}), 3);
         EXPECT_EQ(read_from(with_increment(reg), 2), (bytes{0xFF, 0xFF}));
-        EXPECT_EQ(part->register_name(reserved), "");
+        EXPECT_EQ(register_name(reserved), "");
     }
     EXPECT_EQ(read_from(with_increment(0x08), 5), bytes(5, 0x00));
 }
@@ -94,11 +94,11 @@ TEST_F(sim_pca9505, interrupt_is_released_when_the_input_returns) {
 }
 
 TEST_F(sim_pca9505, names) {
-    EXPECT_EQ(part->register_name(0x00), "Input port bank 0");
-    EXPECT_EQ(part->register_name(0x8C), "Output port bank 4");
-    EXPECT_EQ(part->register_name(0x11), "Polarity inversion bank 1");
-    EXPECT_EQ(part->register_name(0x1A), "I/O configuration bank 2");
-    EXPECT_EQ(part->register_name(0x23), "Mask interrupt bank 3");
+    EXPECT_EQ(register_name(0x00), "Input port bank 0");
+    EXPECT_EQ(register_name(0x8C), "Output port bank 4");
+    EXPECT_EQ(register_name(0x11), "Polarity inversion bank 1");
+    EXPECT_EQ(register_name(0x1A), "I/O configuration bank 2");
+    EXPECT_EQ(register_name(0x23), "Mask interrupt bank 3");
     EXPECT_EQ(part->readings().size(), 41U);
     part->set("name.4.7", "fan-fail");
     EXPECT_EQ(shown("fan-fail"), "input high (pulled up)");

@@ -214,11 +214,11 @@ TEST_F(sim_pca9541, interrupt_events_are_cleared_by_writing_0) {
 TEST_F(sim_pca9541, other_command_codes_are_not_acknowledged) {
     for (const uint8_t code : {uint8_t{3}, uint8_t{0x13}, uint8_t{4}, uint8_t{0x20}, uint8_t{0x80}}) {
         EXPECT_EQ(write({code, 0x01}, 0), 0);
-        EXPECT_EQ(part->register_name(code), "");
+        EXPECT_EQ(register_name(code), "");
     }
-    EXPECT_EQ(part->register_name(0x00), "Interrupt enable");
-    EXPECT_EQ(part->register_name(0x11), "Control");
-    EXPECT_EQ(part->register_name(0x02), "Interrupt status");
+    EXPECT_EQ(register_name(0x00), "Interrupt enable");
+    EXPECT_EQ(register_name(0x11), "Control");
+    EXPECT_EQ(register_name(0x02), "Interrupt status");
     EXPECT_EQ(refusal("intin", "up"), "intin: cannot be \"up\" (expected high or low)");
 }
 

@@ -65,9 +65,9 @@ TEST_F(sim_pca9554, registers_beyond_the_last_read_ff_and_keep_nothing) {
 }
 
 TEST_F(sim_pca9554, names) {
-    EXPECT_EQ(part->register_name(0), "Input port");
-    EXPECT_EQ(part->register_name(3), "Configuration");
-    EXPECT_EQ(part->register_name(4), "");
+    EXPECT_EQ(register_name(0), "Input port");
+    EXPECT_EQ(register_name(3), "Configuration");
+    EXPECT_EQ(register_name(4), "");
     EXPECT_EQ(refusal("8", "low"), "unknown setting \"8\" (has: 0 to 7, name.0 to name.7)");
 }
 
