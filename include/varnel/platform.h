@@ -264,7 +264,8 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
  *                      daemons: the library neither sets nor reads it.
  * @param timeout       10: seconds.
  * @return 0 when the command was carried out. libvarnel_platform_ipmi: a completion code other than 0 is
- *         returned as it is (1 to 255), with the response stored.
+ *         returned as it is (1 to 255), with the response stored. When no answer came, all later commands of
+ *         the session fail at once with 0x0106, because a late answer could be taken for theirs.
  */
 uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t lun, uint8_t net_function, uint8_t cmd,
                                           uint8_t *req, uint32_t req_len, uint8_t *res, uint32_t *res_len,

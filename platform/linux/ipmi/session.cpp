@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <span>
 
 #include <arpa/inet.h>
 #include <freeipmi/freeipmi.h>
@@ -75,19 +76,18 @@ struct login {
 /// The content of a session's storage; all zero is a session that is not open.
 struct session_content {
     ipmi_ctx_t context;
+    std::uintptr_t
+        failed; ///< 1: the answer of a command did not come; as wide as the pointer, so without padding
 };
 
 // By copying: the caller's bytes need not be aligned.
-ipmi_ctx_t context_in(const void *session) {
+session_content content_of(const void *session) {
     session_content content{};
     std::memcpy(&content, session, sizeof content);
-    return content.context;
+    return content;
 }
 
-void keep_context(void *session, ipmi_ctx_t context) {
-    const session_content content{context};
-    std::memcpy(session, &content, sizeof content);
-}
+void store(void *session, const session_content &content) { std::memcpy(session, &content, sizeof content); }
 
 uint16_t number(ipmi_status status) { return static_cast<uint16_t>(status); }
 
@@ -162,6 +162,29 @@ host_and_port joined(const char *host, uint16_t port) {
 using response_buffer = std::array<uint8_t, 2048>;
 constexpr uint32_t request_data_max = 1024;
 
+/// Sends a command. Returns the length of the response, or -1 and a status.
+///
+/// libfreeipmi accepts the late answer to a command that failed as the answer to the next one, so a session
+/// accepts no more commands after a failure.
+int send_raw(void *session, uint8_t lun, uint8_t net_function, std::span<const uint8_t> request,
+             response_buffer &response, ipmi_status &status) {
+    session_content content = content_of(session);
+    if (content.failed != 0) {
+        status = ipmi_status::no_answer;
+        return -1;
+    }
+    const signals_blocked quiet;
+    const int length = ipmi_cmd_raw(content.context, lun, net_function, request.data(),
+                                    static_cast<uint32_t>(request.size()), response.data(),
+                                    static_cast<uint32_t>(response.size()));
+    if (length < 0) {
+        status = status_of_error(error_of(content.context));
+        content.failed = 1;
+        store(session, content);
+    }
+    return length;
+}
+
 /// Passes on completion code and data.
 uint16_t take_response(const uint8_t *response, std::size_t length, uint8_t *res, uint32_t *res_len) {
     const uint32_t room = res == nullptr ? 0 : *res_len;
@@ -190,7 +213,7 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
     if (session == nullptr || !is_address(host)) {
         return number(ipmi_status::bad_argument);
     }
-    keep_context(session, nullptr);
+    store(session, {});
     const signals_blocked quiet;
     initialise_library();
     controller_record controller;
@@ -203,7 +226,7 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
         with_time_outs({destination.data(), user.c_str(), secret.c_str(), level, 0, 0}, controller, timeout);
     ipmi_ctx_t opened = nullptr;
     const int error = open_session(to, controller.cipher_suite, opened);
-    keep_context(session, opened);
+    store(session, {opened, 0});
     return number(status_of_error(error));
 }
 
@@ -214,8 +237,7 @@ uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t lun, uint8_t ne
         req_len > request_data_max) {
         return number(ipmi_status::bad_argument);
     }
-    ipmi_ctx_t context = context_in(session);
-    if (context == nullptr) {
+    if (content_of(session).context == nullptr) {
         return number(ipmi_status::not_open);
     }
     std::array<uint8_t, 1 + request_data_max> request{cmd};
@@ -223,13 +245,12 @@ uint16_t LIBIPMI_Send_RAW_IPMI2_0_Command(void *session, uint8_t lun, uint8_t ne
         std::memcpy(request.data() + 1, req, req_len);
     }
     response_buffer response{};
-    const signals_blocked quiet;
-    const int length = ipmi_cmd_raw(context, lun, net_function, request.data(), 1 + req_len, response.data(),
-                                    response.size());
+    ipmi_status status = ipmi_status::failed;
+    const int length =
+        send_raw(session, lun, net_function, std::span(request).first(1 + req_len), response, status);
     if (length < 2) {
         *res_len = 0;
-        const int error = length < 0 ? error_of(context) : IPMI_ERR_IPMI_ERROR;
-        return number(status_of_error(error));
+        return number(status);
     }
     return take_response(response.data() + 1, static_cast<std::size_t>(length) - 1, res, res_len);
 }
@@ -238,13 +259,13 @@ uint16_t LIBIPMI_CloseSession(void *session) {
     if (session == nullptr) {
         return number(ipmi_status::bad_argument);
     }
-    ipmi_ctx_t context = context_in(session);
+    ipmi_ctx_t context = content_of(session).context;
     if (context == nullptr) {
         return number(ipmi_status::not_open);
     }
     const signals_blocked quiet;
     const int error = ipmi_ctx_close(context) == 0 ? 0 : error_of(context);
     ipmi_ctx_destroy(context);
-    keep_context(session, nullptr);
+    store(session, {});
     return number(status_of_error(error));
 }

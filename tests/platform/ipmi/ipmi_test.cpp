@@ -576,7 +576,8 @@ INSTANTIATE_TEST_SUITE_P(Proxy, Packets,
                                            packet_row{"Lost", mistreatment::lost},
                                            packet_row{"Corrupted", mistreatment::corrupted},
                                            packet_row{"Delayed", mistreatment::delayed},
-                                           packet_row{"Replayed", mistreatment::replayed}),
+                                           packet_row{"Replayed", mistreatment::replayed},
+                                           packet_row{"Late", mistreatment::late}),
                          [](const auto &row) { return std::string(row.param.name); });
 
 } // namespace

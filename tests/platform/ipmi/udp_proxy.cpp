@@ -71,10 +71,11 @@ class treatment_of_packets {
         case mistreatment::corrupted:
             return way.send(up_to(3) == 0 ? corrupted(bytes) : bytes);
         case mistreatment::delayed:
-            late_.emplace(stopwatch::now() + std::chrono::milliseconds(up_to(150)), late_packet{&way, bytes});
-            return;
+            return send_later(way, bytes, std::chrono::milliseconds(up_to(150)));
         case mistreatment::replayed:
             return replay(way, bytes);
+        case mistreatment::late:
+            return carry_late(way, bytes);
         }
     }
 
@@ -95,6 +96,21 @@ class treatment_of_packets {
   private:
     std::size_t up_to(std::size_t most) {
         return std::uniform_int_distribution<std::size_t>(0, most)(random_);
+    }
+
+    void send_later(route &way, const packet &bytes, std::chrono::milliseconds delay) {
+        late_.emplace(stopwatch::now() + delay, late_packet{&way, bytes});
+    }
+
+    void carry_late(route &way, const packet &bytes) {
+        constexpr std::size_t packets_to_open = 5;
+        constexpr std::chrono::milliseconds delay(110);
+        way.earlier.push_back(bytes);
+        if (way.earlier.size() <= packets_to_open) {
+            return way.send(bytes);
+        }
+        send_later(way, bytes, delay);
+        send_later(way, way.earlier[up_to(way.earlier.size() - 1)], delay);
     }
 
     static void swap(route &way, const packet &bytes) {

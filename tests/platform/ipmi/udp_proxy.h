@@ -15,6 +15,7 @@ enum class mistreatment {
     corrupted, ///< one of four has a bit changed
     delayed,   ///< each by 0 to 150 ms, so that they overtake each other
     replayed,  ///< each is followed by an earlier one
+    late,      ///< once a session is open, each by 110 ms, followed by an earlier one
 };
 
 /// Stands between clients and the IPMI ports of BMCs, on loopback: proxied_address(n) leads to
