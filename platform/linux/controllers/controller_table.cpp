@@ -24,7 +24,7 @@ class table_reader {
         if (descriptor_ < 0) {
             problem_ = errno == ENOENT ? nullptr : std::strerror(errno);
         } else {
-            problem_ = look();
+            problem_ = check();
             usable_ = problem_ == nullptr;
         }
     }
@@ -56,7 +56,7 @@ class table_reader {
     }
 
     /// Passwords are read only from an object that no other user can have written or read.
-    [[nodiscard]] complaint look() const {
+    [[nodiscard]] complaint check() const {
         struct stat object {};
         if (fstat(descriptor_, &object) != 0) {
             return std::strerror(errno);

@@ -41,7 +41,7 @@ bus &bus_number(unsigned char number) { return buses[number]; }
 
 int bus::ready(unsigned int number) {
     if (open_) {
-        switch (look()) {
+        switch (check()) {
         case condition::usable:
             return 0;
         case condition::removed:
@@ -81,7 +81,7 @@ void bus::survive_fork() {
 
 /// The kernel removes the node with the adapter, but finishes removing the adapter only when the last
 /// descriptor is closed: close an open file that has no name.
-bus::condition bus::look() const {
+bus::condition bus::check() const {
     struct stat now {};
     if (fstat(descriptor_, &now) != 0 || now.st_dev != file_system_ || now.st_ino != inode_ ||
         now.st_rdev != device_) {

@@ -35,7 +35,7 @@ class bus {
   private:
     enum class condition { usable, removed, not_ours };
 
-    [[nodiscard]] condition look() const;
+    [[nodiscard]] condition check() const;
     int open_adapter(unsigned int number);
     void keep(int descriptor, const struct stat &file, unsigned long functionality);
 

@@ -51,7 +51,7 @@ int transfer_smbus(const bus &on, const transfer &wanted) {
         ioctl(on.descriptor(), I2C_SMBUS, &argument) != 0) {
         return errno;
     }
-    return take_answer(*request, wanted.answer);
+    return store_answer(*request, wanted.answer);
 }
 
 /// An address without data is sent as a quick request, which every capable adapter supports.

@@ -148,7 +148,7 @@ request smbus_request_for(const transfer &wanted, unsigned long functionality) {
     return {};
 }
 
-int take_answer(const smbus_request &done, std::span<uint8_t> answer) {
+int store_answer(const smbus_request &done, std::span<uint8_t> answer) {
     if (answer.empty()) {
         return 0;
     }

@@ -24,6 +24,6 @@ struct smbus_request {
 std::optional<smbus_request> smbus_request_for(const transfer &wanted, unsigned long functionality);
 
 /// Copies what the chip sent. Returns 0, or an errno when it is less than was asked for.
-int take_answer(const smbus_request &done, std::span<uint8_t> answer);
+int store_answer(const smbus_request &done, std::span<uint8_t> answer);
 
 } // namespace varnel::platform
