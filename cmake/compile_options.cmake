@@ -4,23 +4,23 @@
 add_library(varnel_plain_options INTERFACE)
 target_compile_options(varnel_plain_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
                        $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast>)
-# GCC 12 sees overlaps in string + string where there are none. In tests, tables of small numbers are easier to read
+# GCC 12 reports overlaps in string + string where there are none. In tests, tables of small numbers are easier to read
 # without casts.
 target_compile_options(varnel_plain_options INTERFACE
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict> $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>>:-Wconversion>)
-# Of tests the compiler's time counts, not theirs. AddressSanitizer stays, since it guards the memory that tests hand to
-# the library.
+# Tests are compiled without optimisation, because compiling them takes longer than running them. AddressSanitizer stays
+# on, since it guards the memory that tests pass to the library.
 target_compile_options(varnel_plain_options INTERFACE
   $<$<AND:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>,$<NOT:$<CONFIG:Debug>>>:-O0>)
 if(VARNEL_WERROR)
   target_compile_options(varnel_plain_options INTERFACE -Werror)
 endif()
 
-# The same sources give the same bytes, whatever folder they are built in.
+# The same sources give the same bytes in any build folder.
 target_compile_options(varnel_plain_options INTERFACE
   -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
 
-# What sanitizers and coverage need in addition.
+# Additional options for sanitizers and coverage.
 add_library(varnel_options INTERFACE)
 target_link_libraries(varnel_options INTERFACE varnel_plain_options)
 if(VARNEL_SANITIZE)
@@ -31,7 +31,7 @@ if(VARNEL_SANITIZE)
   target_link_options(varnel_options INTERFACE -fsanitize=address,undefined)
 endif()
 
-if(VARNEL_COVERAGE) # the library itself is compiled for it; what it is linked into holds the counters
+if(VARNEL_COVERAGE) # the library itself is compiled for it; programs that link it need the counters' runtime
   target_link_options(varnel_options INTERFACE --coverage)
 endif()
 
@@ -40,7 +40,7 @@ if(VARNEL_SANITIZE_THREADS)
   target_link_options(varnel_options INTERFACE -fsanitize=thread)
 endif()
 
-# For code that runs inside daemons: C library only, and hardened.
+# For code that runs inside daemons: needs only the C library, and is hardened.
 add_library(varnel_hardened INTERFACE)
 target_link_libraries(varnel_hardened INTERFACE varnel_plain_options)
 target_compile_options(varnel_hardened INTERFACE

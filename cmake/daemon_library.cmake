@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-# varnel_daemon_library(NAME EXPORTS [PRELOADED] source...): a shared library that runs inside daemons: it needs the C
-# library alone (and what is linked to it by name) and exports what the file EXPORTS lists. A PRELOADED one comes into
-# programs that were not linked with it: it has no version, is bound when it is loaded, and is never sanitized, as the
+# varnel_daemon_library(NAME EXPORTS [PRELOADED] source...): a shared library that runs inside daemons. It needs only the C
+# library (and what is linked to it explicitly) and exports the names in the file EXPORTS. A PRELOADED one is loaded into
+# programs that were not linked with it: it has no version, is bound when it is loaded, and is never sanitized, because the
 # program may have no sanitizer.
 function(varnel_daemon_library name exports_file)
   cmake_parse_arguments(PARSE_ARGV 2 arg "PRELOADED" "" "")
@@ -14,14 +14,14 @@ function(varnel_daemon_library name exports_file)
 
   add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
   set_target_properties(${name} PROPERTIES
-    CXX_VISIBILITY_PRESET default      # the version script alone decides
+    CXX_VISIBILITY_PRESET default      # only the version script decides
     LINKER_LANGUAGE C                  # no libstdc++, no libgcc_s
     LINK_DEPENDS ${version_script})
   target_include_directories(${name}
     PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
   target_compile_options(${name} PRIVATE -ffunction-sections -fdata-sections)
-  # DT_NEEDED is libc alone: libc's linker script would add the dynamic loader on ARM, which every process has anyway.
+  # DT_NEEDED is only libc: libc's linker script would add the dynamic loader on ARM, which every process has anyway.
   target_link_libraries(${name} PRIVATE -nodefaultlibs -l:libc.so.6 -l:libc_nonshared.a -lgcc)
   target_link_options(${name} PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions -Wl,--gc-sections)
   if(arg_PRELOADED)
@@ -30,7 +30,7 @@ function(varnel_daemon_library name exports_file)
   else()
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
     target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:varnel_daemon_side>)
-    # Platform functions are bound when they are first called, so that a program that uses none needs none.
+    # Platform functions are bound when they are first called, so a program that calls none needs no platform.
     target_link_options(${name} PRIVATE -Wl,-z,lazy)
   endif()
 endfunction()

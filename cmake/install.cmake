@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
-# What is installed, in components that the packages are made of (cmake/package.cmake): libraries each for itself;
-# development with headers, pkg-config files, the CMake package, examples; tools; simulator.
+# Installation in components, of which the packages are made (cmake/package.cmake): one for each library; development with
+# headers, pkg-config files, the CMake package, examples; tools; simulator.
 set(varnel_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/varnel)
 
-# varnel_install_gzipped(FILE FOLDER NAME COMPONENT): as Debian wants manual pages and changelogs, the same to the byte
-# on each machine.
+# varnel_install_gzipped(FILE FOLDER NAME COMPONENT): compresses manual pages and changelogs as Debian requires, with the
+# same bytes on each machine.
 function(varnel_install_gzipped file folder name component)
   set(gzipped ${CMAKE_BINARY_DIR}/gzipped/${component}/${name}.gz)
   cmake_path(GET gzipped PARENT_PATH gzipped_folder)
@@ -14,7 +14,7 @@ function(varnel_install_gzipped file folder name component)
   install(FILES ${gzipped} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
-# varnel_install_manual(PAGE COMPONENT): docs/man/PAGE, if it is there.
+# varnel_install_manual(PAGE COMPONENT): docs/man/PAGE, if it exists.
 function(varnel_install_manual page component)
   if(EXISTS ${PROJECT_SOURCE_DIR}/docs/man/${page})
     cmake_path(GET page EXTENSION LAST_ONLY section)
@@ -23,7 +23,7 @@ function(varnel_install_manual page component)
   endif()
 endfunction()
 
-# varnel_install_pkgconfig(NAME): written when it is installed, since only then the prefix is known (cmake --install --prefix).
+# varnel_install_pkgconfig(NAME): written at installation, because the prefix is known only then (cmake --install --prefix).
 function(varnel_install_pkgconfig name)
   set(template ${PROJECT_SOURCE_DIR}/cmake/pkgconfig/${name}.pc.in)
   set(written ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc)
@@ -58,7 +58,7 @@ varnel_install_manual(varnel_common.3 development)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
         PATTERN CMakeLists.txt EXCLUDE PATTERN boards EXCLUDE)
 
-if(NOT VARNEL_DEBIAN_ARCHITECTURE) # there each package has a copyright file
+if(NOT VARNEL_DEBIAN_ARCHITECTURE) # in Debian each package has a copyright file
   install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 endif()
 
@@ -68,8 +68,8 @@ install(EXPORT varnel FILE varnel-targets.cmake NAMESPACE varnel:: DESTINATION $
 install(FILES ${CMAKE_BINARY_DIR}/varnel-config-version.cmake cmake/varnel-config.cmake
         DESTINATION ${varnel_cmake_folder} COMPONENT development)
 
-# varnel_install_tool(NAME COMPONENT): the program and its page. Anywhere but in /usr it finds the libraries that were
-# installed with it.
+# varnel_install_tool(NAME COMPONENT): the program and its page. Outside /usr, it finds the libraries that were installed
+# with it.
 function(varnel_install_tool name component)
   if(TARGET ${name})
     install(TARGETS ${name} RUNTIME COMPONENT ${component})
@@ -91,6 +91,6 @@ endif()
 if(TARGET varnel-sim)
   install(DIRECTORY examples/boards DESTINATION ${CMAKE_INSTALL_DATADIR}/varnel COMPONENT simulator)
 endif()
-if(TARGET varnel_sim_preload) # nothing that a program links: in a folder of its own
+if(TARGET varnel_sim_preload) # no program links it: in a folder of its own
   install(TARGETS varnel_sim_preload LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/varnel COMPONENT simulator)
 endif()

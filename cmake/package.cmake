@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Debian packages by CPack, see docs/packaging.md; ./script/package makes them. One package a component of
+# Debian packages by CPack, see docs/packaging.md; ./script/package makes them. One package for each component of
 # cmake/install.cmake.
 set(VARNEL_DEBIAN_ARCHITECTURE "" CACHE STRING "Make Debian packages for this architecture (amd64, armhf)")
 if(NOT VARNEL_DEBIAN_ARCHITECTURE)
@@ -18,7 +18,7 @@ function(debian_package component name section multi_arch summary description)
   string(TOUPPER ${component} COMPONENT)
   set(package CPACK_DEBIAN_${COMPONENT})
   set(${package}_PACKAGE_NAME ${name} PARENT_SCOPE)
-  # CPack knows the field Multi-Arch since CMake 3.31 only; here it comes with the one before it.
+  # CPack supports the field Multi-Arch only since CMake 3.31; here it is appended to the field before it.
   set(${package}_PACKAGE_SECTION "${section}\nMulti-Arch: ${multi_arch}" PARENT_SCOPE)
   set(${package}_DESCRIPTION "${summary}\n${description}" PARENT_SCOPE)
   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
@@ -34,7 +34,8 @@ function(debian_package component name section multi_arch summary description)
           RENAME ${name} COMPONENT ${component})
 endfunction()
 
-# debian_library(COMPONENT NAME EXPORTS_FILE): what tells packages that link libvarnel_COMPONENT what they depend on.
+# debian_library(COMPONENT NAME EXPORTS_FILE): the files from which packages that link libvarnel_COMPONENT get their
+# dependencies.
 function(debian_library component name exports_file)
   set(library libvarnel_${component})
   set(control ${CMAKE_BINARY_DIR}/debian/${component})
@@ -111,7 +112,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_SET_DESTDIR ON) # what is written on installing names the prefix, not CPack's folder
+set(CPACK_SET_DESTDIR ON) # files that are written at installation contain the prefix, not CPack's folder
 set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_PRE_BUILD_SCRIPTS ${debian}/dependencies.cmake)
 set(CPACK_VARNEL_SHLIBS_FOLDER ${CMAKE_BINARY_DIR}/debian)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# find_package(varnel): varnel::common; with a platform library under it varnel::platform, and varnel::platform_ipmi
-# where IPMI sessions were built. Each may be asked for as a component.
+# find_package(varnel): varnel::common; with a platform library varnel::platform, and with IPMI sessions
+# varnel::platform_ipmi, if they were built. Each can be requested as a component.
 include(${CMAKE_CURRENT_LIST_DIR}/varnel-targets.cmake)
 foreach(component IN LISTS varnel_FIND_COMPONENTS)
   if(TARGET varnel::${component})
