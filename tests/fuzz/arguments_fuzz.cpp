@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any command line of varnel and varnel-sim, up to what it would do: that is not done. Either there is
-// something to do, or help on standard output, or one line on standard error and status 2.
+// Any command line of varnel and varnel-sim. The command is not executed: the line is accepted, or help is
+// printed to standard output, or one line to standard error with status 2.
 
 #include <algorithm>
 #include <cstddef>
@@ -22,9 +22,9 @@ namespace {
 using varnel::test::require;
 using namespace varnel::tools;
 
-constexpr int carried_out = 77; ///< a status that no command gives
+constexpr int accepted = 77; ///< a status that no command gives
 
-/// Words as in /proc/PID/cmdline: each with a zero byte behind it.
+/// Words as in /proc/PID/cmdline: each ends with a NUL.
 std::vector<std::string> words_of(const std::string &line) {
     std::vector<std::string> words;
     std::istringstream rest(line);
@@ -34,20 +34,20 @@ std::vector<std::string> words_of(const std::string &line) {
     return words;
 }
 
-/// What the command says goes here for as long as it lives.
-class overheard {
+/// Captures the command's output for its lifetime.
+class captured {
   public:
-    overheard() : real_error_(stderr), real_output_(std::cout.rdbuf(output_.rdbuf())) {
+    captured() : real_error_(stderr), real_output_(std::cout.rdbuf(output_.rdbuf())) {
         stderr = open_memstream(&text_, &size_);
     }
-    ~overheard() {
+    ~captured() {
         std::fclose(stderr);
         stderr = real_error_;
         std::cout.rdbuf(real_output_);
         std::free(text_);
     }
-    overheard(const overheard &) = delete;
-    overheard &operator=(const overheard &) = delete;
+    captured(const captured &) = delete;
+    captured &operator=(const captured &) = delete;
 
     [[nodiscard]] std::string output() const { return output_.str(); }
     [[nodiscard]] std::string error() const {
@@ -75,11 +75,11 @@ struct outcome {
 };
 
 outcome run(const std::string &name, const std::vector<std::string> &arguments) {
-    const overheard said;
+    const captured said;
     const int status = run_guarded(name.c_str(), [&] {
-        return name == "varnel" ? run_command(arguments, [](context &asked) { asked.status = carried_out; })
-                                : varnel::sim::tool::run_command(
-                                      arguments, [](auto &asked) { asked.status = carried_out; });
+        return name == "varnel"
+                   ? run_command(arguments, [](context &asked) { asked.status = accepted; })
+                   : varnel::sim::tool::run_command(arguments, [](auto &asked) { asked.status = accepted; });
     });
     return {status, said.output(), said.error()};
 }
@@ -96,12 +96,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     case success:
         require(!seen.output.empty() && seen.error.empty(), "help, or the version");
         break;
-    case carried_out:
-        require(seen.output.empty() && seen.error.empty(), "nothing said before it is done");
+    case accepted:
+        require(seen.output.empty() && seen.error.empty(), "an accepted line prints nothing");
         break;
     default:
         require(seen.status == bad_input, "bad usage");
-        require(seen.output.empty() && is_one_line(seen.error, words[0]), "one line that says what");
+        require(seen.output.empty() && is_one_line(seen.error, words[0]), "one line with the reason");
     }
     return 0;
 }

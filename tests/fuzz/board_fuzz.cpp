@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any board description: refused with its place, or a board that can be looked at and talked to.
+// Any board description: refused with file and line, or a board that can be shown and that answers transfers.
 
 #include <array>
 #include <chrono>
@@ -22,7 +22,7 @@ class stopped_clock : public board_clock {
     [[nodiscard]] std::chrono::nanoseconds now() const override { return {}; }
 };
 
-/// Every chip, wherever it is soldered, stands a write of two bytes and a read.
+/// Writes two bytes to every chip and reads four; no result may crash the board.
 void talk_to(board &made, const board_description &description) {
     constexpr std::array<uint8_t, 2> written{0x07, 0x55};
     for (uint8_t bus = 0; bus < 3; ++bus) {
@@ -32,7 +32,7 @@ void talk_to(board &made, const board_description &description) {
     }
 }
 
-/// What is shown of a chip's place is what its description says.
+/// Requires the status to show each chip on the bus of its description.
 void require_places(const board_status &status, const board_description &description) {
     require(status.chips.size() == description.chips.size(), "all chips are there");
     for (std::size_t i = 0; i < status.chips.size(); ++i) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The INI store over any file content: results and files must be those of the plain model.
+// The INI store over any file content: results and files must be those of the reference model.
 
 #include <array>
 #include <cstddef>
@@ -22,19 +22,19 @@ namespace model = varnel::test::ini_model;
 using varnel::test::memory_file;
 using varnel::test::require;
 
-std::string without_zeros(const std::string &text) { return text.c_str(); }
+std::string up_to_nul(const std::string &text) { return text.c_str(); }
 
-/// A name to ask for: mostly one that is in the file.
+/// A name to search for: usually one from the file.
 std::string pick_name(FuzzedDataProvider &input, const std::string &content) {
     const std::size_t from = input.ConsumeIntegralInRange<std::size_t>(0, content.size());
     if (input.ConsumeBool()) {
         const std::size_t begin = content.find_first_of("[\n", from);
         const std::size_t end = content.find_first_of("]=", begin);
         if (end != std::string::npos) {
-            return without_zeros(content.substr(begin + 1, end - begin - 1));
+            return up_to_nul(content.substr(begin + 1, end - begin - 1));
         }
     }
-    return without_zeros(content.substr(from, input.ConsumeIntegralInRange<std::size_t>(0, 12)));
+    return up_to_nul(content.substr(from, input.ConsumeIntegralInRange<std::size_t>(0, 12)));
 }
 
 void check_getters(const memory_file &file, const std::string &bytes, const std::string &section,
@@ -54,7 +54,7 @@ void check_getters(const memory_file &file, const std::string &bytes, const std:
     require(expected ? truth == 0 || truth == 1 : truth == 77, "truth value");
 }
 
-/// Whether a new key is found again where set_config_string puts it.
+/// Whether a new entry can be read back: no character in it has a special meaning.
 bool is_plain_entry(const std::string &section, const std::string &key, const std::string &value) {
     return section.find(']') == std::string::npos && !key.empty() &&
            key.find_first_of("=\r\n") == std::string::npos &&
@@ -75,13 +75,14 @@ void check_set(memory_file &file, const std::string &bytes, const std::string &s
     const std::string after = file.content();
     if (result != 0) {
         require(result == -1 && after == bytes, "a refused file is unchanged");
-        require(formats || expected.size() > INIPARSER_CONTENT_MAX, "only what is too long is refused");
+        require(formats || expected.size() > INIPARSER_CONTENT_MAX,
+                "only output that is too long is refused");
         return;
     }
     require(after.size() <= INIPARSER_CONTENT_MAX, "the limit");
     require(formats ? after.starts_with(expected) : after == expected, "set_config_string's file");
     if (found.section_start >= 0 && is_plain_entry(section, key, value)) {
-        require(model::get(after, section, key) == value, "what is set is got");
+        require(model::get(after, section, key) == value, "a value that was set is read back");
     }
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The record parser over any file: its table must be the one that a plain reading gives.
+// The record parser over any file: its table must be that of a simple reference parser.
 
 #include <algorithm>
 #include <cstddef>
@@ -22,14 +22,14 @@ using varnel::test::require;
 constexpr char old_byte = '~';
 constexpr std::size_t piece_size = 255;
 
-/// The lines that count, trimmed.
+/// The lines that are records, trimmed.
 std::vector<std::string> lines_of(const std::string &bytes) {
     std::vector<std::string> lines;
     for (std::size_t at = 0; at < bytes.size();) {
         std::size_t end = bytes.find('\n', at);
         end = end == std::string::npos ? bytes.size() : end + 1;
         end = std::min(end, at + piece_size);
-        std::string line = bytes.substr(at, end - at).c_str(); // up to a zero byte
+        std::string line = bytes.substr(at, end - at).c_str(); // up to a NUL
         at = end;
         line.erase(line.find_last_not_of(" \r\n\f\b\t") + 1);
         line.erase(0, line.find_first_not_of(" \r\n\f\b\t"));
@@ -55,7 +55,7 @@ void check_record(const log_record &record, const std::vector<std::string> &toke
     for (int32_t k = 0; k < VARNEL_LOG_TOKENS; ++k) {
         const std::string field(record.tokens[k], VARNEL_LOG_TOKEN_SIZE);
         if (k >= token_count) {
-            require(field == std::string(VARNEL_LOG_TOKEN_SIZE, old_byte), "fields not asked for");
+            require(field == std::string(VARNEL_LOG_TOKEN_SIZE, old_byte), "other fields are untouched");
         } else {
             const std::string &token = tokens[static_cast<std::size_t>(k)];
             require(field.substr(0, token.size()) == token.substr(0, VARNEL_LOG_TOKEN_SIZE), "a token");

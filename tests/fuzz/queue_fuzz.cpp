@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A queue with any bytes in it, written or posted in any pieces, while the reader waits for them: what is
-// read must be what stands there, and nothing beyond may be touched. The command's reader gets the same
-// queues.
+// A queue with any bytes, written or posted in any pieces while the reader waits. The reader must return the
+// bytes of the queue and must not write past the record. The command `varnel queue` reads the same queues.
 
 #include <algorithm>
 #include <array>
@@ -37,12 +36,12 @@ using namespace varnel::tools;
 constexpr std::size_t header_size = QUEUE_MESSAGE_HEADER_SIZE;
 constexpr std::size_t length_offset = offsetof(queue_message, payload_len);
 constexpr std::size_t most_bytes = 200'000;
-constexpr std::size_t most_records = 20; // for the command, which takes many system calls for each
-constexpr int room = 1 << 20;            // of the pipe, for whatever is written in whatever pieces
+constexpr std::size_t most_records = 20; // for the command, which makes many system calls for each
+constexpr int room = 1 << 20;            // of the pipe: enough for all pieces
 constexpr char old_byte = '~';
 
 interposed<int(pollfd *, nfds_t, int)> poll_call("poll");
-std::function<void()> while_waiting; ///< what happens in the meantime when the reader under test pauses
+std::function<void()> while_waiting; ///< called instead of waiting when the reader under test pauses
 
 } // namespace
 
@@ -68,11 +67,11 @@ enum class way { write, post, post_without_waiting, post_by_name };
 
 struct piece {
     std::string memory;
-    std::size_t size; ///< so much of it gets into the pipe
+    std::size_t size; ///< how many bytes are written to the pipe
     way how;
 };
 
-/// A record that begins with these bytes; zeros follow, if need be. Posting counts in 16 bits.
+/// A record that begins with these bytes, padded with zeros. Posting computes its size in 16 bits.
 piece record_from(std::string bytes, way how) {
     const auto size = static_cast<uint16_t>(static_cast<uint32_t>(length_in(bytes)) + header_size);
     bytes.resize(std::max<std::size_t>(size, header_size));
@@ -111,7 +110,7 @@ class queue {
         in_ = ends[1];
         require(fcntl(in_, F_SETPIPE_SZ, room) >= room, "F_SETPIPE_SZ");
         if (writer_stays) {
-            fcntl(out_, F_SETFL, O_NONBLOCK); // reading an empty pipe has to come back
+            fcntl(out_, F_SETFL, O_NONBLOCK); // reading an empty pipe must return
         } else {
             close(std::exchange(in_, -1));
         }
@@ -133,9 +132,9 @@ class queue {
     /// Whether a reader would wait for a writer that never comes.
     [[nodiscard]] bool is_waited_for() const { return in_ >= 0 && is_empty() && !is_folder_; }
 
-    /// The writers' turn. After the last piece the queue becomes a folder, which cannot be read: waiting for
-    /// more would be for ever.
-    void go_on() {
+    /// Writes the next piece. After the last one the queue becomes a folder, which cannot be read; otherwise
+    /// the reader would wait for ever.
+    void write_next() {
         if (next_ < pieces_.size()) {
             put(pieces_[next_++]);
         } else {
@@ -155,7 +154,7 @@ class queue {
     void put(const piece &next) const {
         const auto *const message = reinterpret_cast<const queue_message *>(next.memory.data());
         if (next.how == way::post_by_name) {
-            require(post_message_to_named_queue(message, path().c_str()) == 0, "post by name");
+            require(post_message_to_named_queue(message, path().c_str()) == 0, "post by name succeeds");
             return;
         }
         const int in = open(path().c_str(), O_WRONLY | O_CLOEXEC);
@@ -177,7 +176,7 @@ class queue {
 
 // --- Readers ---
 
-/// What a buffer holds after receiving: of a record that is cut short, what there was.
+/// The content of a buffer after receiving; of an incomplete record, the bytes that arrived.
 std::string received(std::string_view stream) {
     std::string buffer(header_size, old_byte);
     buffer.replace(0, std::min(header_size, stream.size()), stream.substr(0, header_size));
@@ -189,10 +188,10 @@ std::string received(std::string_view stream) {
 }
 
 void read_by_library(queue &queue, std::string_view stream, int16_t timeout) {
-    while_waiting = [&queue] { queue.go_on(); };
+    while_waiting = [&queue] { queue.write_next(); };
     while (!stream.empty()) {
         while (queue.is_empty()) {
-            queue.go_on();
+            queue.write_next();
         }
         const std::string expected = received(stream);
         std::string buffer(expected.size(), old_byte);
@@ -203,18 +202,18 @@ void read_by_library(queue &queue, std::string_view stream, int16_t timeout) {
     while_waiting = nullptr;
     if (queue.is_waited_for()) {
         std::string buffer(header_size, old_byte);
-        require(get_message(buffer.data(), queue.out(), 0) == -1, "no record without a writer's");
-        require(buffer == std::string(header_size, old_byte), "an empty queue touches nothing");
+        require(get_message(buffer.data(), queue.out(), 0) == -1, "no record arrives without a writer");
+        require(buffer == std::string(header_size, old_byte), "an empty queue leaves the buffer untouched");
     }
 }
 
-/// Whole records at the beginning; nothing when one has a length that no record has.
-std::size_t whole_records(std::string_view stream, bool &out_of_step) {
+/// The number of complete records at the beginning; stops at a length that no record can have.
+std::size_t whole_records(std::string_view stream, bool &desynchronised) {
     std::size_t count = 0;
     for (std::size_t at = 0; stream.size() - at >= header_size; ++count) {
         const auto length = static_cast<uint32_t>(length_in(stream.substr(at, header_size)));
-        out_of_step = length > QUEUE_MESSAGE_PAYLOAD_MAX;
-        if (out_of_step || stream.size() - at - header_size < length) {
+        desynchronised = length > QUEUE_MESSAGE_PAYLOAD_MAX;
+        if (desynchronised || stream.size() - at - header_size < length) {
             return count;
         }
         at += header_size + length;
@@ -224,14 +223,14 @@ std::size_t whole_records(std::string_view stream, bool &out_of_step) {
 
 void read_by_command(queue &queue, std::string_view stream) {
     queue.put_all();
-    bool out_of_step = false;
-    const std::size_t records = whole_records(stream, out_of_step);
+    bool desynchronised = false;
+    const std::size_t records = whole_records(stream, desynchronised);
     try {
         const queue_content content = count_queue(queue.path());
-        require(!out_of_step, "what is out of step is refused");
+        require(!desynchronised, "a desynchronised queue is refused");
         require(content.bytes == stream.size() && content.records == records, "what waits");
     } catch (const failed &) {
-        require(out_of_step, "what is in step can be counted");
+        require(desynchronised, "a synchronised queue can be counted");
     }
     const record_pipe pipe(queue.path(), record_pipe::use::read);
     for (std::size_t i = 0; i < std::min(records, most_records); ++i) {

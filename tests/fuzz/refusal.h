@@ -9,7 +9,7 @@
 
 namespace varnel::test {
 
-/// A file is refused in one line, "FILE:LINE: message", which names one of its lines.
+/// Requires a refusal to be one line, "FILE:LINE: message", with the number of a line of the file.
 inline void require_place(const std::string &complaint, const std::string &file, const std::string &text) {
     require(complaint.starts_with(file + ':'), "FILE: in front");
     const std::size_t digits = file.size() + 1;

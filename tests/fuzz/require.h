@@ -6,7 +6,7 @@
 
 namespace varnel::test {
 
-/// Unless it holds, the input is a find: says what is broken and ends the run.
+/// Unless `holds`, prints the broken promise and aborts, so that libFuzzer reports the input.
 inline void require(bool holds, const char *what) {
     if (!holds) {
         (void)std::fprintf(stderr, "broken: %s\n", what);

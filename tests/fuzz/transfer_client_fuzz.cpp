@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A sender that sends anything, in any pieces, and may break off: the receiver's file and result must be
-// those of a plain model, and open is left what the header says.
+// A sender that sends any bytes, in any pieces, and may reset the connection. The receiver's file and result
+// must be those of a reference model, and only what the header documents may stay open.
 
 #include <algorithm>
 #include <array>
@@ -30,13 +30,13 @@ using varnel::test::interposed;
 using varnel::test::memory_file;
 using varnel::test::require;
 
-constexpr std::size_t breaks_off = 0; ///< a piece of this size is a broken connection
+constexpr std::size_t connection_reset = 0; ///< a piece of this size stands for a reset
 
-/// One transfer: the network that the receiver meets, and what it has open.
+/// One transfer: what the network does, and what the receiver has open.
 struct transfer {
-    int fails = LAN_TRANSFER_RECEIVED; ///< at the step of this result
+    int fails = LAN_TRANSFER_RECEIVED; ///< the step with this result fails
     std::string stream;
-    std::vector<std::size_t> pieces; ///< what arrives at once; then all the rest
+    std::vector<std::size_t> pieces; ///< sizes of the first receives; then the rest arrives
     std::size_t next = 0;
     int socket = -1;
     std::FILE *file = nullptr;
@@ -61,7 +61,7 @@ interposed<std::FILE *(const char *, const char *)> fopen_call("fopen");
 interposed<int(std::FILE *)> fclose_call("fclose");
 interposed<int(int)> close_call("close");
 
-/// The receiver's end of a connection on which everything has been sent.
+/// The receiver's end of a connection over which the whole stream was sent.
 int connection_with(const std::string &stream) {
     std::array<int, 2> ends{};
     require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == 0, "socketpair");
@@ -96,7 +96,7 @@ int connect(int fd, const sockaddr *address, socklen_t size) {
 ssize_t recv(int fd, void *bytes, std::size_t size, int flags) {
     if (under_test != nullptr && under_test->next < under_test->pieces.size()) {
         const std::size_t piece = under_test->pieces[under_test->next++];
-        if (piece == breaks_off) {
+        if (piece == connection_reset) {
             errno = ECONNRESET;
             return -1;
         }
@@ -131,7 +131,7 @@ struct outcome {
     std::string content;
 };
 
-/// What arrives, told in the plainest way.
+/// The reference model of receiving.
 class model {
   public:
     explicit model(const transfer &what) : stream_(what.stream), pieces_(what.pieces) {}
@@ -158,7 +158,7 @@ class model {
         piece.clear();
         if (next_ < pieces_.size()) {
             const std::size_t size = pieces_[next_++];
-            if (size == breaks_off) {
+            if (size == connection_reset) {
                 return false;
             }
             most = std::min(most, size);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any file, sent to clients that talk, leave early or read to the end, on a machine where calls fail: each
-// client must have got the size and the file as far as it stayed, and open is left what the header says.
+// Any file, sent to clients that send data, disconnect early or read to the end, while calls fail. Each client
+// must get the size and the file until it disconnects, and only what the header documents may stay open.
 
 #include <algorithm>
 #include <array>
@@ -35,19 +35,19 @@ constexpr std::size_t never = SIZE_MAX;
 enum class step { none, socket, setsockopt, bind, fopen, listen, accept };
 
 struct client {
-    std::string says;          ///< before it reads
-    std::size_t stays = never; ///< for so many bytes
-    std::size_t cut = never;   ///< this send to it ends half way, as after a signal
+    std::string says;          ///< sent before it reads
+    std::size_t stays = never; ///< disconnects after this many bytes
+    std::size_t cut = never;   ///< index of the send that is cut short, as by a signal
     int own_end = -1;
     int server_end = -1;
     std::size_t sends = 0;
     std::string got;
 };
 
-/// The world that a server meets, and what it has open.
+/// What a server's calls do, and what it has open.
 struct server {
     step fails = step::none;
-    std::size_t good_calls = 0; ///< of listen() or accept() before one fails
+    std::size_t good_calls = 0; ///< of listen() or accept() before the one that fails
     std::vector<client> clients;
     std::size_t next = 0;
     int listener = -1;
@@ -56,7 +56,7 @@ struct server {
     unsigned int slept = 0;
 };
 
-thread_local server *under_test = nullptr; // of the thread that serves
+thread_local server *under_test = nullptr; // in the serving thread
 
 bool fails(step at) {
     const bool repeated = at == step::listen || at == step::accept;
@@ -78,7 +78,7 @@ interposed<int(std::FILE *)> fclose_call("fclose");
 interposed<int(int)> close_call("close");
 interposed<unsigned int(unsigned int)> sleep_call("sleep");
 
-// --- What clients do ---
+// --- Clients ---
 
 void connect_client(client &who) {
     std::array<int, 2> ends{};
@@ -88,7 +88,7 @@ void connect_client(client &who) {
     (void)send_call.real(who.own_end, who.says.data(), who.says.size(), MSG_DONTWAIT);
 }
 
-/// Reads what there is, and leaves when it has had enough.
+/// Reads what has arrived; disconnects after client::stays bytes.
 void read_on(client &who) {
     static std::array<char, LAN_TRANSFER_CHUNK> bytes;
     while (who.own_end >= 0) {
@@ -105,7 +105,7 @@ void read_on(client &who) {
     }
 }
 
-/// A send during which the client reads.
+/// Sends while the client reads.
 ssize_t send_while_read(client &who, const char *bytes, std::size_t size) {
     std::size_t sent = 0;
     while (sent < size) {
@@ -175,7 +175,7 @@ int close(int fd) {
     if (under_test == nullptr) {
         return close_call(fd);
     }
-    if (fd == STDIN_FILENO) { // the server's habit; the fuzzer's stays
+    if (fd == STDIN_FILENO) { // the fuzzer keeps its standard input
         under_test->standard_input_open = false;
         return 0;
     }
@@ -196,7 +196,7 @@ unsigned int sleep(unsigned int seconds) {
 
 namespace {
 
-/// What is sent to a client: the size, then the file in chunks, of which one may be cut.
+/// The bytes sent to a client: the size, then the file in chunks, one of which may be cut short.
 std::string on_the_wire(const std::string &file, std::size_t cut) {
     const auto size = static_cast<int32_t>(file.size());
     std::string bytes(reinterpret_cast<const char *>(&size), cut == 0 ? sizeof size / 2 : sizeof size);
@@ -227,7 +227,7 @@ void check_clients(server &world, const std::string &file, bool ended_well) {
         read_on(who);
         require(who.got == on_the_wire(file, who.cut).substr(0, who.stays), "what a client got");
         const bool is_last = i + 1 == world.next;
-        require((who.server_end < 0) == (is_last && ended_well), "connections stay open but the last");
+        require((who.server_end < 0) == (is_last && ended_well), "all connections except the last stay open");
     }
 }
 
@@ -237,7 +237,7 @@ void check_what_is_open(const server &world, std::size_t served, bool ended_well
     require((world.file != nullptr) == (serving_failed && !ended_well), "the file is closed");
     require(world.standard_input_open != (world.fails == step::fopen || (ended_well && served == 0)),
             "descriptor 0");
-    require(world.slept == (ended_well ? 1 : 0), "a second after the last client");
+    require(world.slept == (ended_well ? 1 : 0), "sleeps one second after the last client");
 }
 
 void close_what_is_open(const server &world) {
@@ -253,7 +253,7 @@ void close_what_is_open(const server &world) {
     }
 }
 
-/// Serves the file; returns the count that is left.
+/// Serves the file; returns the remaining count.
 std::size_t serve(server &world, const char *path) {
     std::string order(1, static_cast<char>(world.clients.size()));
     order += path;
@@ -287,7 +287,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     world.good_calls = input.ConsumeIntegralInRange<std::size_t>(0, most_clients);
     world.clients = clients_from(input);
     const std::size_t times =
-        input.PickValueInArray<std::size_t>({1, 1, 1, 100}); // long files of short inputs
+        input.PickValueInArray<std::size_t>({1, 1, 1, 100}); // repeats the input to get long files
     const std::string bytes = input.ConsumeRemainingBytesAsString();
     std::string content;
     for (std::size_t i = 0; i < times; ++i) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Random edits of a few nodes, odd ones too, with every link compared to a model after each; walking,
-// cloning, writing and deleting where the links still form a tree.
+// Random edits of a few nodes, including unusual ones; after each, every link is compared with a model.
+// Walks, clones, writes and deletes while the links still form a tree.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -19,7 +19,7 @@ namespace {
 constexpr int none = -1;
 constexpr int node_limit = 12;
 
-/// What a node's links should be, as indices.
+/// The expected links of a node, as indices.
 struct links {
     int next = none, previous = none, first = none, last = none, parent = none;
     bool alive = true;
@@ -163,7 +163,7 @@ class bench {
         require(xml_node_add_child(n(a), n(b)) == n(a), "add_child returns the parent");
     }
 
-    /// All nodes from a on, by first child and next; empty when some can be reached twice.
+    /// All nodes reachable from a by first child and next; empty when one can be reached twice.
     std::set<int> tree_from(int a) {
         std::set<int> seen;
         std::vector<int> open{a};
@@ -297,19 +297,19 @@ class bench {
         }
     }
 
-    /// Whoever deletes mends the links that lead to what is gone.
+    /// A caller that deletes nodes clears the links to them.
     static void forget(const std::set<int> &gone, links &model, xml_node &node) {
-        const auto mend = [&gone](int &link, xml_node *&pointer) {
+        const auto clear = [&gone](int &link, xml_node *&pointer) {
             if (gone.count(link) != 0) {
                 link = none;
                 pointer = nullptr;
             }
         };
-        mend(model.next, node.next);
-        mend(model.previous, node.previous);
-        mend(model.first, node.first_child);
-        mend(model.last, node.last_child);
-        mend(model.parent, node.parent);
+        clear(model.next, node.next);
+        clear(model.previous, node.previous);
+        clear(model.first, node.first_child);
+        clear(model.last, node.last_child);
+        clear(model.parent, node.parent);
     }
 
     std::vector<links> model_;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The reader against the reference reader, on any text in any pieces; what was read well is written and read
-// again.
+// Compares the reader with the reference reader, on any text in any pieces. A document that was read without
+// an error is written and read again.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -69,8 +69,8 @@ class document {
     xml_document *doc_ = xml_document_new();
 };
 
-/// Whether a document is the same when it is read again: comments gain blanks, a text at the top gains the
-/// document's line feed, and zero bytes end strings.
+/// Whether a document is unchanged after writing and reading. Comments get spaces, a text at the top gets the
+/// document's newline, and NUL ends strings.
 bool is_kept_by_writing(const document &doc, const std::string &text) {
     bool kept = doc.good() && text.find("<!--") == std::string::npos && text.find('\0') == std::string::npos;
     for (const xml_node *n = doc.root().first_child; n != nullptr; n = n->next) {
@@ -89,7 +89,7 @@ void write_and_read_again(const scenario &s) {
         // Only now are all elements closed, which is where single texts become values.
         const document second(bytes_by_reference(first.root(), 0), 0);
         const document third(bytes_by_reference(second.root(), 0), 0);
-        if (second.good() && third.good()) { // a value near its limit can get too long
+        if (second.good() && third.good()) { // a value near its limit can become too long
             require_same(dump(third.root()), dump(second.root()), "trees read again");
         }
     }

@@ -14,11 +14,11 @@ constexpr int writers = 3;    ///< of the queue and of the common log; killed no
 constexpr int lockers = 3;    ///< holders of the bus; all but the first are killed now and then
 constexpr int long_lived = 4; ///< never killed: reader, first locker, rotating log, transfers
 
-/// What a writer has begun and what it was told to be done. Numbers are never used twice.
+/// The records and entries that a writer has begun, and those that were acknowledged. Numbers are used once.
 struct writer_account {
     std::atomic<uint32_t> begun;
-    std::atomic<uint32_t> last_post;  ///< that was acknowledged
-    std::atomic<uint32_t> last_entry; ///< the same of the log
+    std::atomic<uint32_t> last_post;  ///< last acknowledged record
+    std::atomic<uint32_t> last_entry; ///< last acknowledged log entry
     std::atomic<uint32_t> last_received;
     std::atomic<uint32_t> received;
 };
@@ -27,22 +27,22 @@ struct writer_account {
 struct footprint {
     std::atomic<int> descriptors;
     std::atomic<long> resident_kib;
-    std::atomic<int> taken; ///< for which request
+    std::atomic<int> answered_request;
 };
 
-/// What all processes of a run share. A member that is killed leaves its last state here.
+/// Shared by all processes of a run. The last state of a killed member stays here.
 struct ledger {
     std::atomic<bool> stop;
     std::atomic<bool> drained;
     std::array<writer_account, writers> accounts;
     std::atomic<uint32_t> broken_records; ///< wrong content, wrong order, or twice
-    std::atomic<uint32_t> missed; ///< numbers that the reader passed over, and who should have sent which
+    std::atomic<uint32_t> missed;         ///< records that the reader did not receive; see missed_records
     std::array<std::atomic<uint64_t>, 4096> missed_records;
     std::atomic<uint32_t> failed_posts;
-    std::atomic<uint64_t> holder;                      ///< of the bus: slot and incarnation, 0 nobody
-    std::array<std::atomic<uint32_t>, lockers> doomed; ///< the last incarnation that was sent SIGKILL
+    std::atomic<uint64_t> holder;                      ///< of the bus: slot and incarnation, or 0
+    std::array<std::atomic<uint32_t>, lockers> doomed; ///< last incarnation that was killed
     std::atomic<uint32_t> turns;
-    std::atomic<uint32_t> shared_turns; ///< two holders at a time
+    std::atomic<uint32_t> shared_turns; ///< with two holders at the same time
     std::atomic<uint32_t> transfers;
     std::atomic<bool> sender_killed;
     std::atomic<uint32_t> cut_transfers; ///< whose sender was killed

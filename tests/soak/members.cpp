@@ -29,7 +29,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// At most PIPE_BUF bytes: of longer records the kernel might write a part when their writer is killed.
+/// At most PIPE_BUF bytes: a longer record may be written in part when its writer is killed.
 constexpr std::size_t largest_payload = 4052;
 
 struct record {
@@ -57,19 +57,19 @@ struct record {
     }
 };
 
-void take_footprint(ledger &shared, int member) {
+void report_footprint(ledger &shared, int member) {
     footprint &mine = shared.footprints[static_cast<std::size_t>(member)];
     const int wanted = shared.footprint_wanted;
-    if (mine.taken == wanted) {
+    if (mine.answered_request == wanted) {
         return;
     }
-    // The listing itself is one.
+    // Without the descriptor of the listing itself.
     mine.descriptors =
         static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {})) - 1;
     long pages = 0;
     std::ifstream("/proc/self/statm") >> pages >> pages;
     mine.resident_kib = pages * sysconf(_SC_PAGESIZE) / 1024;
-    mine.taken = wanted;
+    mine.answered_request = wanted;
 }
 
 void note_received(ledger &shared, const record &got) {
@@ -120,10 +120,10 @@ int read_records(ledger &shared) {
     for (;;) {
         if (get_message(&got, queue, 1) == 0) {
             note_received(shared, got);
-        } else if (shared.drained) { // all writers have ended, and nothing is left
+        } else if (shared.drained) { // all writers have ended, and the queue is empty
             return 0;
         }
-        take_footprint(shared, 0);
+        report_footprint(shared, 0);
     }
 }
 
@@ -148,7 +148,7 @@ int use_bus(ledger &shared, int locker, uint32_t incarnation) {
             return 1;
         }
         if (locker == 0) {
-            take_footprint(shared, 1);
+            report_footprint(shared, 1);
         }
         std::this_thread::sleep_for(1ms);
     }
@@ -158,13 +158,13 @@ int use_bus(ledger &shared, int locker, uint32_t incarnation) {
 int rotate_log(ledger &shared) {
     for (unsigned entry = 0; !shared.stop; ++entry) {
         log_str_size("small", 4096, "entry %u", entry);
-        take_footprint(shared, 2);
+        report_footprint(shared, 2);
         std::this_thread::sleep_for(1ms);
     }
     return 0;
 }
 
-// --- Transfers: a sender and two clients each time, processes of their own ---
+// --- Transfers: a sender and two clients, each in a process of its own ---
 
 namespace {
 
@@ -181,7 +181,7 @@ int send_file() {
     return order.count;
 }
 
-/// 0: the whole file; 1: its beginning, or nothing; 2: something else.
+/// 0: the complete file; 1: a beginning of it, perhaps empty; 2: other content.
 int receive_file(const ledger &shared, const std::string &content, int client) {
     const std::string path = "received" + std::to_string(client);
     int result = 0;
@@ -229,7 +229,7 @@ int transfer_files(ledger &shared, unsigned seed) {
     test::write_file("sent", content);
     while (!shared.stop) {
         transfer_once(shared, content, random() % 4 == 0, std::chrono::microseconds(random() % 20000));
-        take_footprint(shared, 3);
+        report_footprint(shared, 3);
     }
     return 0;
 }

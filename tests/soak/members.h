@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The processes of a soak run. Each works in the current folder until the ledger says stop, and returns its
+// The processes of a soak run. Each works in the current folder until ledger::stop is set, and returns its
 // exit status.
 #pragma once
 

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // soak SECONDS SEED VARNEL_SIM BOARD_MONITOR: runs on a simulated board, see script/soak.
 //
-// Writers post to a queue and append to a log, lockers take turns on the bus, a monitor watches the board,
-// files go from senders to clients, while the board fails at random and members are killed at random. What
+// Writers post to a queue and append to a log, lockers use the bus in turn, a monitor watches the board, and
+// senders send files to clients, while random faults affect the board and random members are killed. What
 // must hold at the end:
 //
-// - A post that was acknowledged (0) is received exactly once, and the records of a writer in order; one
-// whose writer was
-//   killed before it knew is received once or not at all. The same holds for entries of the log.
-// - No two hold the bus at a time, and nobody waits for a holder that died.
-// - A file whose sender lived arrives whole; of one whose sender was killed a beginning arrives.
-// - Members that were never killed have as many descriptors as after warming up, and no more than half a
-//   mebibyte of memory beyond; one semaphore set and no unexpected file is left.
+// - A record whose post returned 0 is received exactly once, and the records of a writer in order. A record
+//   whose writer was killed during the post is received once or not at all. The same holds for log entries.
+// - No two lockers hold the bus at the same time, and none waits for a holder that died.
+// - A file arrives complete; when its sender was killed, a beginning of it arrives.
+// - Members that were never killed have as many descriptors as after warming up, and at most half a mebibyte
+//   more memory; one semaphore set and no unexpected file is left.
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -62,7 +61,7 @@ void expect(bool holds, const std::string &problem) {
     }
 }
 
-/// Number `n` of writer `w`, which was killed before it knew what became of it.
+/// Numbers, with their writers, of records whose writer was killed during the post.
 using unacknowledged = std::set<std::pair<int, uint32_t>>;
 
 void silence() {
@@ -83,20 +82,20 @@ class run {
     void go_on_until(clock::time_point end) {
         while (clock::now() < end) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5 + random_() % 60));
-            kill_somebody();
+            kill_random_member();
             if (random_() % 16 == 0) {
                 disturb_board();
             }
         }
     }
 
-    /// Asks the members that live long for their footprints.
+    /// The footprints of the members that are never killed.
     std::vector<std::pair<int, long>> footprints() {
         const int wanted = ++shared_.footprint_wanted;
         std::vector<std::pair<int, long>> taken;
         for (const footprint &each : shared_.footprints) {
-            expect(comes_true([&] { return each.taken == wanted; }),
-                   "a member that was not killed stands still");
+            expect(comes_true([&] { return each.answered_request == wanted; }),
+                   "a member that was not killed makes no progress");
             taken.emplace_back(each.descriptors, each.resident_kib);
         }
         return taken;
@@ -207,7 +206,7 @@ class run {
     child_process new_locker(int i) {
         const uint32_t incarnation = shared_.doomed[static_cast<std::size_t>(i)] + 1;
         return child_process([this, i, incarnation] {
-            silence(); // each failed reading is a line
+            silence(); // each failed reading prints a line
             return use_bus(shared_, i, incarnation);
         });
     }
@@ -219,7 +218,7 @@ class run {
         });
     }
 
-    void kill_somebody() {
+    void kill_random_member() {
         const auto victim = static_cast<int>(random_() % (writers + lockers));
         if (victim < writers) {
             auto &writer = writers_[static_cast<std::size_t>(victim)];
@@ -227,7 +226,7 @@ class run {
             writer.wait();
             note_unacknowledged(victim);
             writer = new_writer(victim);
-        } else if (victim > writers) { // the first locker lives long
+        } else if (victim > writers) { // the first locker is never killed
             const int i = victim - writers;
             ++shared_.doomed[static_cast<std::size_t>(i)];
             auto &locker = lockers_[static_cast<std::size_t>(i)];
@@ -323,7 +322,7 @@ void check_growth(const std::vector<std::pair<int, long>> &before,
     }
 }
 
-/// What a run may leave in its folder, the monitor's backup included.
+/// Expects only the files that a run may leave in its folder, including the monitor's backup.
 void check_files(const std::vector<std::string> &names) {
     static const std::set<std::string> expected{"bus.lock",        "log",   "monitor.log",
                                                 "monitor.log.old", "queue", "sent",
@@ -392,7 +391,7 @@ int main(int argc, char **argv) {
         return 77;
     }
     if (unshare(CLONE_NEWIPC) != 0) {
-        std::perror("soak: no semaphores of its own");
+        std::perror("soak: cannot create an IPC namespace");
         return 77;
     }
     soak(std::chrono::seconds(seconds), seed, argv[3], argv[4]);

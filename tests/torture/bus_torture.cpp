@@ -26,7 +26,7 @@ time_t now;
 
 using call = std::function<int()>;
 
-/// Each fails as a whole when one of its transfers does, and sends nothing after it.
+/// Each call returns -1 when one of its transfers fails, and makes no further transfer.
 void torture_each(const std::vector<call> &calls) {
     for (size_t i = 0; i < calls.size(); ++i) {
         SCOPED_TRACE("call " + std::to_string(i) + " of the list");

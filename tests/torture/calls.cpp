@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The C library's functions as the library calls them. The linker sends its calls here (--wrap, see
-// CMakeLists.txt); __real_ names are the C library's own. Streams are opened so that what stdio does below
-// them, and its failures, are seen, too.
+// Replacements of the C library's functions that the library calls. The linker redirects its calls here
+// (--wrap, see CMakeLists.txt); functions named __real_ are the C library's. Streams are opened over these
+// functions, so that the calls that stdio makes can fail as well.
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
@@ -38,7 +38,7 @@ std::set<FILE *> &streams() {
     return all;
 }
 
-/// Of a call that moves bytes: the shorter size when it is to be short.
+/// How a call that transfers bytes fails, and its size: the shorter one when it is to be cut short.
 struct moved {
     const effect *how;
     size_t size;
@@ -52,7 +52,7 @@ moved moving(const char *kind, size_t size) {
     return {how, cut ? (size + 1) / 2 : size};
 }
 
-/// What a read of a file would give; a pipe is asked for as much as there is.
+/// How many bytes a read of a file would return; for a pipe, `size`.
 size_t available(int fd, size_t size) {
     const off64_t at = lseek64(fd, 0, SEEK_CUR);
     if (at < 0) {
@@ -63,7 +63,7 @@ size_t available(int fd, size_t size) {
     return std::min(size, static_cast<size_t>(end - at));
 }
 
-/// Nothing is left to cut short at the end of a file.
+/// A read at the end of a file is not cut short.
 moved reading(const char *kind, int fd, size_t size) {
     const int callers_errno = errno;
     const size_t there = available(fd, size);
@@ -121,7 +121,7 @@ ssize_t stream_read(void *cookie, char *to, size_t size) {
     return m.fails() ? -1 : __real_read(descriptor_of(cookie), to, m.size);
 }
 
-/// stdio goes on after a short write.
+/// Continues after a short write, as stdio does.
 ssize_t stream_write(void *cookie, const char *from, size_t size) {
     size_t done = 0;
     while (done < size) {
@@ -144,8 +144,7 @@ int stream_seek(void *cookie, off64_t *offset, int whence) {
 }
 
 int stream_close(void *cookie) {
-    const effect *const how =
-        fault_of("stream close"); // the descriptor is closed all the same: __real_close(2)
+    const effect *const how = fault_of("stream close"); // the descriptor is closed even then: close(2)
     const int reported = errno;
     const int result = __real_close(descriptor_of(cookie));
     errno = how != nullptr ? reported : errno;
@@ -188,7 +187,7 @@ int __wrap_open64(const char *path, int flags, ...) {
     return unless_it_fails("open", -1, [&] { return __real_open64(path, flags, mode); });
 }
 int __wrap_close(int fd) {
-    const effect *const how = fault_of("close"); // the descriptor is closed all the same: close(2)
+    const effect *const how = fault_of("close"); // the descriptor is closed even then: close(2)
     const int reported = errno;
     const int result = __real_close(fd);
     errno = how != nullptr ? reported : errno;
@@ -218,7 +217,7 @@ int __wrap_stat64(const char *path, struct stat64 *status) {
 int __wrap_ftruncate64(int fd, off64_t size) {
     return unless_it_fails("ftruncate", -1, [&] { return __real_ftruncate64(fd, size); });
 }
-/// Of an open descriptor F_GETFL cannot fail: fcntl(2).
+/// F_GETFL cannot fail on an open descriptor: fcntl(2).
 int __wrap_fcntl(int fd, int command, ...) {
     va_list rest;
     va_start(rest, command);

@@ -20,11 +20,11 @@ using namespace varnel::test;
 const std::string padding = std::string(5000, '#') + "\n";
 const std::string old_text = "[a]\nfirst=1\n" + padding + "[b]\nlast=value\n";
 
-/// A file that may be written but not read counts as missing (iniparser.h), so its content is given up.
+/// A file that cannot be opened for reading counts as missing (iniparser.h), so its content is overwritten.
 bool counts_as_missing(const trial &t) { return t.has_failed("open"); }
 
-/// What the file holds afterwards: the new text after success; otherwise the old one, unless a second fault
-/// met the attempt to put it back, or only closing failed, when the new text is there already (iniparser.h).
+/// After success the file has the new text. After one failure it has the old one, unless only closing failed,
+/// when the new text is in the file already (iniparser.h); a second failure can prevent its restoration.
 void expect_new_or_old(const trial &t, int32_t result, const std::string &now, const std::string &expected) {
     if (result == 0) {
         EXPECT_EQ(now, expected);

@@ -76,7 +76,7 @@ void expect_posted(const trial &t, const queue &q, int result) {
     if (result == 0) {
         EXPECT_EQ(there, std::vector<uint8_t>(bytes.begin(), bytes.end()));
     } else if (!t.was_short("write")) {
-        EXPECT_TRUE(there.empty()); // a part would put every later record out of step
+        EXPECT_TRUE(there.empty()); // a part would desynchronise the queue
     }
 }
 
@@ -178,7 +178,7 @@ TEST(IpcTorture, Lock) {
             return;
         }
         EXPECT_EQ(value_taken, taken == 0 ? 1 : 0);
-        const bool held = taken == 0 && released == -1; // then nobody else gets it
+        const bool held = taken == 0 && released == -1; // then no other call gets it
         EXPECT_EQ(tried == 0, semctl(set, 0, GETVAL) == 1 && !held);
         if (!t.has_failed("semop")) {
             EXPECT_EQ(taken + released + tried, 0);

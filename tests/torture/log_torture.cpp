@@ -17,9 +17,9 @@ using namespace varnel::test;
 constexpr std::size_t one_write_entry = 16000;
 const std::string old_entries = "date\n\told entry\n";
 
-/// Old entries are in the file or in the one moved aside, and the new one is there when the result says so.
-/// A file that cannot be opened drops the entry with result 0, and of an entry that takes several writes only
-/// the last one's failure is reported (text_log.h).
+/// Old entries are in the file or its backup, and the new one is there when the result is 0. Two exceptions
+/// (text_log.h): when the file cannot be opened, the entry is dropped with result 0, and of an entry that
+/// needs several writes only a failure of the last one is reported.
 void torture_log(int32_t limit, const std::string &message) {
     torture([&](trial &t) {
         const scratch_folder folder;

@@ -6,9 +6,9 @@
 
 namespace varnel::test {
 
-/// What stands behind the library's sockets.
+/// The other end of the library's sockets.
 struct network {
-    std::string incoming;          ///< what recv() has still to give
+    std::string incoming;          ///< bytes that recv() returns next
     std::vector<std::string> sent; ///< by connection
 };
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The platform under the library: everything works, unless it is to fail.
+// The platform's functions: each succeeds unless a trial makes it fail.
 #include <algorithm>
 #include <array>
 #include <cstdint>

@@ -125,7 +125,7 @@ TEST(SessionTorture, Receive) {
     });
 }
 
-/// Serves in a thread of its own, which the server ends.
+/// Serves in a new thread, which lan_transfer_file() ends.
 void serve(trial &t, lan_transfer_arg *order) {
     struct call {
         trial *run;

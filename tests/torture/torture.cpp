@@ -21,13 +21,13 @@ namespace varnel::test {
 
 namespace {
 
-constexpr unsigned int longest_run = 20; // seconds, after which the library hangs
+constexpr unsigned int longest_run = 20; // seconds; a longer run counts as a hang
 constexpr int faulty_runs_reported = 3;
 constexpr std::size_t likeliest = 3;
 constexpr std::size_t second_fault_within = 10;
 
 thread_local trial *current = nullptr;
-std::string description; // of the run under way
+std::string description; // of the current run
 
 bool full() {
     const char *const mode = std::getenv("VARNEL_TORTURE");
@@ -38,8 +38,8 @@ effect error(int number) { return {effect::shape::error, number}; }
 const effect short_count{effect::shape::short_count, 0};
 const effect end_of_input{effect::shape::end, 0};
 
-/// Which run it was, when a signal ends it.
-void tell_run(int signal_number) {
+/// Prints the current run when a signal ends the program.
+void print_run(int signal_number) {
     static constexpr std::string_view words = "\nwhile torturing: ";
     static_cast<void>(!write(STDERR_FILENO, words.data(), words.size()));
     static_cast<void>(!write(STDERR_FILENO, description.data(), description.size()));
@@ -52,7 +52,7 @@ std::set<int> open_descriptors() {
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         numbers.insert(std::stoi(entry.path().filename().string()));
     }
-    // The one that the folder was read with is closed again.
+    // Without the descriptor that listed the folder, which is closed now.
     std::erase_if(numbers, [](int fd) { return fcntl(fd, F_GETFD) == -1; });
     return numbers;
 }
@@ -194,7 +194,7 @@ class campaign {
     void all() {
         const std::vector<const char *> calls = one({});
         ASSERT_FALSE(::testing::Test::HasFailure()) << "without a fault";
-        ASSERT_FALSE(calls.empty()) << "no call that could fail";
+        ASSERT_FALSE(calls.empty()) << "the library made no call that can fail";
         for (std::size_t i = 0; i < calls.size(); ++i) {
             each_effect(calls[i], [&](const effect &how) { with({i, calls[i], how}); });
         }
@@ -221,7 +221,7 @@ class campaign {
         }
     }
 
-    /// The calls that were made.
+    /// Runs the scenario with these faults; returns the calls that were made.
     std::vector<const char *> one(const std::vector<fault> &faults) {
         if (faulty_ == faulty_runs_reported) {
             return {};
@@ -236,7 +236,7 @@ class campaign {
         run_(now);
         alarm(0);
         EXPECT_EQ(now.failed_.size(), faults.size()) << "calls differ from run to run";
-        EXPECT_EQ(blocks_in_use(), 0U) << "memory is lost";
+        EXPECT_EQ(blocks_in_use(), 0U) << "memory leak";
         check_descriptors(before, now.left_open_);
         faulty_ += failed_parts() != parts_before ? 1 : 0;
         return now.kinds_;
@@ -256,7 +256,7 @@ class campaign {
         const std::set<int> now = open_descriptors();
         const std::size_t kept = static_cast<std::size_t>(
             std::count_if(before.begin(), before.end(), [&](int fd) { return now.contains(fd); }));
-        EXPECT_EQ(kept, before.size()) << "descriptors of others were closed";
+        EXPECT_EQ(kept, before.size()) << "descriptors that the library does not own were closed";
         EXPECT_EQ(now.size() - kept, expected) << "descriptors left open";
         close_streams_left_open();
         for (const int fd : now) {
@@ -282,8 +282,8 @@ class campaign {
 };
 
 void torture(const scenario &run) {
-    std::signal(SIGALRM, tell_run);
-    std::signal(SIGABRT, tell_run);
+    std::signal(SIGALRM, print_run);
+    std::signal(SIGABRT, print_run);
     std::signal(SIGPIPE, SIG_IGN);
     campaign(run).all();
 }

@@ -8,14 +8,14 @@
 #include <string_view>
 #include <vector>
 
-/// Runs in which the calls that the library makes fail: the n-th call, for every n, in every plausible way.
+/// Runs scenarios and lets each call that the library makes fail in turn, in every plausible way.
 namespace varnel::test {
 
 /// How a call fails.
 struct effect {
     enum class shape {
         error,       ///< the call's failure value, and errno
-        short_count, ///< less is done than was asked for, at least one byte if there are two
+        short_count, ///< fewer bytes than requested, at least one if two were requested
         end          ///< nothing more to read
     };
     shape what = shape::error;
@@ -36,7 +36,7 @@ class trial {
     /// Runs what calls the library, with faults and without standard output.
     void run(const std::function<void()> &calls);
 
-    /// Makes the calling thread the one whose calls are noted and fail, until it ends or disarms itself.
+    /// From now on the calling thread's calls are recorded and fail, until it ends or calls disarm().
     void arm();
     static void disarm();
 
@@ -52,10 +52,10 @@ class trial {
     [[nodiscard]] std::size_t count(std::string_view kind) const;
     [[nodiscard]] std::size_t calls() const { return kinds_.size(); }
 
-    /// As the headers say: so many descriptors stay open after this run.
+    /// The number of descriptors that stay open after this run, as the headers document.
     void leaves_open(std::size_t descriptors) { left_open_ = descriptors; }
 
-    // For calls.cpp: notes a call; how it is to fail, if it is.
+    // For calls.cpp: records a call; returns how it is to fail, or null.
     const effect *next_call(const char *kind);
 
   private:
@@ -72,7 +72,7 @@ using scenario = std::function<void(trial &)>;
 
 /// Runs a scenario without a fault, then with each fault alone; in full mode (VARNEL_TORTURE=full in the
 /// environment) with every errno instead of the likeliest, and with a second fault in each of the ten calls
-/// behind the first, too. After each run no memory block of the library's and no descriptor may be left over.
+/// after the first. After each run no memory block of the library and no descriptor may be left.
 void torture(const scenario &run);
 
 /// The trial that the calling thread is armed for, or null.

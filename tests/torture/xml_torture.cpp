@@ -47,7 +47,7 @@ std::string written(const std::string &text) {
     return read_file(folder.file("xml")).value();
 }
 
-/// Status 0 says that the whole tree is there; a tree in part is sound all the same.
+/// With status 0 the tree is complete; an incomplete tree is still well linked.
 void expect_read(const trial &t, const xml_document &doc, int result) {
     const std::string tree = dump(*doc.root);
     EXPECT_EQ(tree.find("BROKEN"), std::string::npos);
@@ -94,7 +94,7 @@ TEST_P(XmlTortureOfBothKinds, ReadFromDescriptor) {
     });
 }
 
-/// xml_write() reports failures to open and to close alone (xml_writer.h).
+/// xml_write() reports only failures to open and to close (xml_writer.h).
 TEST(XmlTorture, Write) {
     const std::string expected = written(sample);
     xml_document *const doc = document_of(sample);
@@ -165,7 +165,7 @@ TEST(XmlTorture, NewDocument) {
     });
 }
 
-/// A document is read, a clone of a branch is put into it, and a path is asked for.
+/// Clones a branch, adds it to the document, and asks for a path.
 TEST(XmlTorture, CloneAndEdit) {
     xml_document *const doc = document_of("<a><b x='1'><c>text</c></b></a>");
     xml_node *const a = doc->root->first_child;

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* bus_returns DEVICE: reads a chip until its adapter is gone, and then until the chip answers again, and says
- * so. */
+/* bus_returns DEVICE: reads a chip until its adapter is removed, and then until the chip answers again; prints
+ * a line at each change. */
 #include <errno.h>
 #include <stdbool.h>
 #include <stdio.h>
@@ -23,7 +23,7 @@ int main(int argc, char *argv[]) {
     alarm(60);
     setvbuf(stdout, NULL, _IOLBF, 0);
     puts(answers(device) ? "answers" : "does not answer");
-    /* A transfer that is under way fails otherwise. */
+    /* A transfer in progress during the removal fails with another errno. */
     while (answers(device) || errno != ENODEV) {
         usleep(1000);
     }

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-# Sourced by the checks: asking the host, and comparing.
+# Sourced by the checks: functions that run commands on the host and compare results.
 
-# host COMMAND [ARGUMENT...]: has the host carry out a command (see boot); prints what that prints.
+# host COMMAND [ARGUMENT...]: runs a command on the host (see boot); prints its output.
 host() {
     echo "@host $*" >/dev/console
     while IFS= read -r answer; do
@@ -26,7 +26,7 @@ same() {
     fail "$3"
 }
 
-# until_it_is COMMAND...: at most ten seconds.
+# until_it_is COMMAND...: repeats the command until it succeeds, for at most ten seconds.
 until_it_is() {
     tries=0
     until "$@"; do
@@ -40,7 +40,7 @@ adapters_on_usb() { [ "$(cat /sys/bus/usb/devices/*/idProduct 2>/dev/null | grep
 bus_there() { [ -c "/dev/i2c-$1" ]; }
 bus_gone() { [ ! -e "/dev/i2c-$1" ]; }
 
-# Both adapters must be there before their driver is: it numbers them in the order of their USB sockets then.
+# Both adapters must be plugged in before their driver is loaded; only then are they numbered in the order of their sockets.
 load_drivers() {
     modprobe -a xhci-pci i2c-dev
     echo demo >/tmp/board
@@ -53,7 +53,7 @@ wait_for_buses() {
     until_it_is bus_there 1
 }
 
-# on_board NAME: has the adapters of that board, if they are another's.
+# on_board NAME: connects the adapters to that board, unless they are already.
 on_board() {
     [ "$(cat /tmp/board)" != "$1" ] || return 0
     host unplug 0
@@ -65,6 +65,6 @@ on_board() {
     echo "$1" >/tmp/board
 }
 
-# bind DRIVER_NAME ADDRESS: has Linux's own driver take a chip of bus 0.
+# bind DRIVER_NAME ADDRESS: binds Linux's own driver to a chip of bus 0.
 bind() { echo "$1 $2" >/sys/bus/i2c/devices/i2c-0/new_device; }
 unbind() { echo "$1" >/sys/bus/i2c/devices/i2c-0/delete_device; }
