@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* In a program that is not position-independent, the library takes its own write function for its own: a run
-   of plain bytes in a value is one write(2). */
+/* Also in a program that is not position-independent, the library recognises its own output function: a value
+   without entities is written with one write(2) for each run of plain bytes. */
 #include <stdio.h>
 #include <string.h>
 #include <sys/types.h>

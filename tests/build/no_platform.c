@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* A C program that uses no bus runs although nobody provides the platform functions. */
+/* A C program that uses no bus runs although no library provides the platform functions. */
 #include <stdio.h>
 
 #include "varnel/varnel.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The text behind a new entry of an INI file, against the C library's own formatter given zeros.
+// The text after a new entry of an INI file, compared with what the C library's formatter prints for zeros.
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -27,15 +27,14 @@ const std::string entry = "k=v\n";
 
 using formatter = int (*)(char *, std::size_t, const char *, ...);
 
-/// The C library's own, without what a sanitizer or the compiler puts before it.
+/// The C library's snprintf(), without a sanitizer's or the compiler's replacement.
 formatter plain_snprintf() {
     void *const library = dlopen("libc.so.6", RTLD_LAZY);
     return reinterpret_cast<formatter>(dlsym(library, "snprintf"));
 }
 
-/// Passes zeros, whatever type a conversion takes them for: floating-point numbers come from registers of
-/// their own or, as on ARM, from the same places as all else. The first fills the register that a double
-/// would skip.
+/// Passes zeros for arguments of any type. Floating-point numbers are passed in registers of their own or, on
+/// ARM, like all other arguments. The first zero fills the register that a double would skip.
 template <std::size_t... integers>
 int print_zeros(std::array<char, 32768> &out, const char *format, std::index_sequence<integers...>) {
     static const formatter print = plain_snprintf();
@@ -43,15 +42,15 @@ int print_zeros(std::array<char, 32768> &out, const char *format, std::index_seq
                  (static_cast<void>(integers), 0LL)...);
 }
 
-/// What the formatter makes of a format when every argument is zero, less the NULs that %c prints. Nothing
-/// when it refuses, or when the INI file would become too long.
+/// What the formatter prints for a format when every argument is zero, without the NULs that %c prints.
+/// Nothing when it fails, or when the INI file would become too long.
 std::optional<std::string> printed(const std::string &format) {
     constexpr char unused = '\xFF';
     static std::array<char, 32768> out;
     std::memset(out.data(), unused, out.size());
     errno = ENOENT; // for %m
     const int length = print_zeros(out, format.c_str(), std::make_index_sequence<120>());
-    if (length < 0 && errno != EINVAL) { // EINVAL: cut off inside a conversion, all before it was printed
+    if (length < 0 && errno != EINVAL) { // EINVAL: truncated in a conversion; the text before it is printed
         return std::nullopt;
     }
     const std::string_view all(out.data(), out.size());
@@ -64,7 +63,7 @@ std::optional<std::string> printed(const std::string &format) {
 
 using choice = std::vector<std::string>;
 
-/// What random formats are put together from.
+/// The parts of which random formats are made.
 struct format_parts {
     choice texts;
     choice positions;
@@ -83,7 +82,7 @@ const format_parts arguments_in_order{
     {"d", "i", "o", "u", "x", "X", "b", "B", "c", "C", "a", "A", "e",    "E", "f", "F",
      "g", "G", "s", "S", "p", "m", "%", "!", "k", "5", "*", ".", "\xC3", "-", "",  ""}};
 
-/// Several conversions may choose the same argument here, so all take it for an int.
+/// Several conversions may choose the same argument here, so all of them read an int.
 const format_parts chosen_arguments{
     {"", "", "=", "$", "b", "5"},
     {"", "1$", "2$", "7$", "0$", "01$", "99999999999$"},
@@ -141,7 +140,7 @@ TEST_F(FormatText, IsWhatTheFormatterPrintsOfZeros) {
     random_format formats;
     for (int n = 0; n < 5000; ++n) {
         const std::string format = formats.next();
-        // White space at the start would belong to the header, and a '[' is none of these formats' bytes.
+        // After "a", white space is not skipped with the header; no format contains a '['.
         ASSERT_NO_FATAL_FAILURE(expect_like_the_formatter("a" + format)) << "format " << n;
     }
 }

@@ -71,14 +71,14 @@ const change changes[] = {
     {"first section", "", "S", "k", "v"},
     {"format text becomes shorter", "[S]\nz=%100%%%%%%%%%%%%%%%\n", "S", "k", "v"},
     {"NULs at the end", "[S]\nk=old\n\0\0\0"s, "S", "k", "v"},
-    {"shorter, bytes behind 0xFF", "[S]\nk=old\nz=1\n\xFFk=not read\n", "S", "k", "v"},
-    {"longer, bytes behind 0xFF", "[S]\nk=v\n\xFFk=not read, and more\n", "S", "k", "new"},
-    {"longer than what is behind 0xFF", "[S]\nk=v\n\xFFx=1\n", "S", "k", "a much longer value"},
+    {"shorter, bytes after 0xFF", "[S]\nk=old\nz=1\n\xFFk=not read\n", "S", "k", "v"},
+    {"longer, bytes after 0xFF", "[S]\nk=v\n\xFFk=not read, and more\n", "S", "k", "new"},
+    {"longer than the bytes after 0xFF", "[S]\nk=v\n\xFFx=1\n", "S", "k", "a much longer value"},
     {"as long as the file with its 0xFF", "[S]\nk=v\n\xFFx", "S", "k", "new"},
-    {"much behind 0xFF", "[S]\nk=old\n\xFF" + std::string(40000, 'x'), "S", "k", "v"},
+    {"many bytes after 0xFF", "[S]\nk=old\n\xFF" + std::string(40000, 'x'), "S", "k", "v"},
 };
 
-/// What is read of a file, less newlines at its end.
+/// The content of a file without newlines at its end.
 std::string content(const std::string &file) {
     const std::string all = varnel::test::ini_model::content_of(file);
     return all.substr(0, all.find_last_not_of('\n') + 1);
@@ -86,7 +86,7 @@ std::string content(const std::string &file) {
 
 class KilledSetter : public ::testing::Test {
   protected:
-    /// Lets `setter` do `steps` of its calls that change the file. True when it needed no more.
+    /// Kills `setter` after `steps` of the calls that change the file. True when it needed no more calls.
     bool run(const std::function<int32_t(const char *)> &setter, int steps) {
         child_process child([&] {
             int left = steps;
@@ -111,7 +111,8 @@ class KilledSetter : public ::testing::Test {
         return WEXITSTATUS(status) == finished;
     }
 
-    /// The file reads as `before` or as the new text, however many steps were done. Returns their number.
+    /// Expects the file to read as `before` or as the new text after any number of steps. Returns how many
+    /// steps `setter` needs.
     int check(const std::string &before, const std::function<int32_t(const char *)> &setter) {
         write_file(path_, before);
         EXPECT_TRUE(run(setter, -1));

@@ -9,7 +9,7 @@
 #include <string.h>
 #include <strings.h>
 
-/// The INI store told once more, as slowly and plainly as possible: for tests that compare.
+/// A reference model of the INI store, written for clarity: tests compare the library with it.
 namespace varnel::test::ini_model {
 
 struct scan_result {
@@ -21,7 +21,7 @@ struct scan_result {
     int value_end = -1;
 };
 
-/// The bytes that count of a file's bytes.
+/// The content of a file: what the library reads of its bytes.
 inline std::string content_of(std::string_view file) {
     return std::string(file.substr(0, file.find('\xFF')));
 }
@@ -102,7 +102,7 @@ inline std::optional<std::string> get(std::string_view file, const std::string &
     return slice(content, r.value_start, r.value_start + length);
 }
 
-/// `print` carries out the conversions in the text behind a new entry.
+/// `print` expands the conversions in the text after a new entry.
 template <typename Print>
 std::string set(std::string_view file, const std::string &section, const std::string &key,
                 const std::string &value, Print print) {
@@ -124,8 +124,8 @@ inline std::string rename(std::string_view file, const std::string &old_section,
     if (r.section_start < 0) {
         return old + "\n[" + new_section + "]\n";
     }
-    const auto line_feed = old.find('\n', static_cast<size_t>(r.section_start));
-    const int rest = line_feed == std::string::npos ? r.section_start : static_cast<int>(line_feed);
+    const auto newline = old.find('\n', static_cast<size_t>(r.section_start));
+    const int rest = newline == std::string::npos ? r.section_start : static_cast<int>(newline);
     return slice(old, 0, r.section_start) + "[" + new_section + "]" + tail(old, rest);
 }
 

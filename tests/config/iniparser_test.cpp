@@ -85,9 +85,9 @@ struct get_case {
 const get_case get_cases[] = {
     {"section in any case", "[Net]\nip=1.2.3.4\n", "net", "ip", "1.2.3.4"},
     {"key in its own case only", "[Net]\nip=1.2.3.4\n", "Net", "IP", {}},
-    {"blanks belong to the key", "[Net]\nip = 1.2.3.4\n", "Net", "ip", {}},
-    {"blanks belong to the key and the value", "[Net]\nip = 1.2.3.4 \n", "Net", "ip ", " 1.2.3.4 "},
-    {"value runs behind the first =", "[S]\nk=a=b\n", "S", "k", "a=b"},
+    {"spaces belong to the key", "[Net]\nip = 1.2.3.4\n", "Net", "ip", {}},
+    {"spaces belong to the key and the value", "[Net]\nip = 1.2.3.4 \n", "Net", "ip ", " 1.2.3.4 "},
+    {"value begins after the first =", "[S]\nk=a=b\n", "S", "k", "a=b"},
     {"a value may be empty", "[S]\nk=\n", "S", "k", ""},
     {"no line end at the end", "[S]\nk=v", "S", "k", "v"},
     {"no line end and another key", "[S]\nk=v", "S", "x", {}},
@@ -106,43 +106,43 @@ const get_case get_cases[] = {
     {"key before any section", "k=v\n[S]\n", "S", "k", {}},
     {"section names match whole", "[Network]\nk=v\n", "Net", "k", {}},
     {"and not beyond", "[Net]\nk=v\n", "Network", "k", {}},
-    {"blanks inside the brackets", "[ S ]\nk=v\n", "S", "k", {}},
-    {"blanks inside the brackets asked for", "[ S ]\nk=v\n", " s ", "k", "v"},
+    {"spaces inside the brackets", "[ S ]\nk=v\n", "S", "k", {}},
+    {"spaces inside the brackets asked for", "[ S ]\nk=v\n", " s ", "k", "v"},
     {"empty section name", "[]\nk=v\n", "", "k", "v"},
     {"empty name is not any name", "[S]\nk=v\n", "", "k", {}},
     {"header not at the start of a line", " [S]\nk=v\n", "S", "k", {}},
     {"header at the very start", "[S]\nk=v\n", "S", "k", "v"},
-    {"header behind a CR", "x\r[S]\rk=v\r", "S", "k", "v"},
-    {"text behind a header is its first line", "[S]k=v\n", "S", "k", "v"},
-    {"white space behind a header is skipped", "[S] \t\v\f\r\n\n  k=v\n", "S", "k", "v"},
+    {"header after a CR", "x\r[S]\rk=v\r", "S", "k", "v"},
+    {"text after a header is its first line", "[S]k=v\n", "S", "k", "v"},
+    {"white space after a header is skipped", "[S] \t\v\f\r\n\n  k=v\n", "S", "k", "v"},
     {"later lines keep their indent", "[S]\nx=1\n  k=v\n", "S", "k", {}},
     {"indented header is a line", "[S]\n  [T]\nk=v\n", "S", "k", "v"},
-    {"header right behind a header is a line", "[S][T]\nk=v\n", "S", "k", "v"},
+    {"header directly after a header is a line", "[S][T]\nk=v\n", "S", "k", "v"},
     {"indented header is no section", "[S]\n  [T]\nk=v\n", "T", "k", {}},
-    {"header right behind another's lines", "[S]\n[T]\nk=v\n", "T", "k", "v"},
+    {"header directly after another header's newline", "[S]\n[T]\nk=v\n", "T", "k", "v"},
     {"section again", "[S]\na=1\n[T]\nk=2\n[s]\nk=3\n", "S", "k", "3"},
     {"first match counts", "[S]\nk=1\nk=2\n[S]\nk=3\n", "S", "k", "1"},
-    {"a name runs to its ], lines or not", "[open\n[S]\nk=v\n", "S", "k", {}},
+    {"a name extends to its ], over newlines too", "[open\n[S]\nk=v\n", "S", "k", {}},
     {"no ] at all", "[S\nk=v\n", "S", "k", {}},
     {"name with ] inside", "[a]b]\nk=v\n", "a]b", "k", "v"},
-    {"text behind the first ] of such a name", "[a]b=c]\nk=v\n", "a]b=c", "b", "c]"},
+    {"text after the first ] of such a name", "[a]b=c]\nk=v\n", "a]b=c", "b", "c]"},
     {"CRLF", "[S]\r\na=1\r\nk=v\r\n", "S", "k", "v"},
     {"CR", "[S]\ra=1\rk=v\rz=1", "S", "k", "v"},
     {"LF CR", "[S]\n\ra=1\n\rk=v\n\r", "S", "k", "v"},
     {"empty lines", "[S]\n\n\na=1\n\n\nk=v\n", "S", "k", "v"},
     {"empty file", "", "S", "k", {}},
     {"content ends at 0xFF", "[S]\nk=v\xFFw\n", "S", "k", "v"},
-    {"nothing behind 0xFF", "[S]\n\xFFk=v\n", "S", "k", {}},
+    {"nothing is read after 0xFF", "[S]\n\xFFk=v\n", "S", "k", {}},
     {"bytes above 127", "[\xC3\xA4]\n\xE2\x82\xAC=\xFE\n", "\xC3\xA4", "\xE2\x82\xAC", "\xFE"},
     {"NUL ends a value", "[S]\nk=v\0w\n"s, "S", "k", "v"},
     {"NUL ends a line", "[S]\na=1\0k=v\n"s, "S", "k", "v"},
     {"NUL ends a line without =", "[S]\na\0k=v\n"s, "S", "k", "v"},
-    {"NUL at a line's start ends all", "[S]\na=1\n\0k=v\n"s, "S", "k", {}},
-    {"two NULs end all", "[S]\na=1\0\0k=v\n"s, "S", "k", {}},
-    {"NUL behind a header ends all", "[S]\0k=v\n"s, "S", "k", {}},
+    {"NUL at a line's start ends the section", "[S]\na=1\n\0k=v\n"s, "S", "k", {}},
+    {"two NULs end the section", "[S]\na=1\0\0k=v\n"s, "S", "k", {}},
+    {"NUL after a header ends the section", "[S]\0k=v\n"s, "S", "k", {}},
     {"NUL before a header", "#\0\n[S]\nk=v\n"s, "S", "k", "v"},
     {"NUL in another section", "[T]\na\0b\0\0\n[S]\nk=v\n"s, "S", "k", "v"},
-    {"header behind a NUL is a line", "[S]\na=1\0[T]\nk=v\n"s, "S", "k", "v"},
+    {"header after a NUL is a line", "[S]\na=1\0[T]\nk=v\n"s, "S", "k", "v"},
     {"NUL in a name belongs to it", "[S\0]\nk=1\n[S]\nk=2\n"s, "S", "k", "2"},
 };
 
@@ -208,7 +208,7 @@ TEST_F(IniFile, ReadsAPipeWhateverItsPieces) {
 
 TEST_F(IniFile, APipeNeedNotEndBehind0xFF) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-    const int pipe = open(path_.c_str(), O_RDWR); // a writer that stays
+    const int pipe = open(path_.c_str(), O_RDWR); // also the writer: no end of file
     ASSERT_GE(pipe, 0);
     ASSERT_EQ(::write(pipe, "[S]\nk=v\xFF", 8), 8);
     EXPECT_EQ(get("S", "k"), "v");
@@ -310,7 +310,7 @@ const set_case set_cases[] = {
     {"CRLF kept", "[S]\r\nk=old\r\nz=9\r\n", "S", "k", "v", "[S]\r\nk=v\r\nz=9\r\n"},
     {"CR kept", "[S]\rk=old\rz=9", "S", "k", "v", "[S]\rk=v\rz=9"},
     {"no line end added", "[S]\nk=old", "S", "k", "v", "[S]\nk=v"},
-    {"blanks before and behind replaced", "[S]\nk= old \n", "S", "k", "v", "[S]\nk=v\n"},
+    {"spaces around the value are replaced", "[S]\nk= old \n", "S", "k", "v", "[S]\nk=v\n"},
     {"% stays when a value is replaced", "[S]\nk=1\nx=%d%%\n", "S", "k", "%s", "[S]\nk=%s\nx=%d%%\n"},
     {"a key that the line's key begins", "[S]\nPort=80\n", "S", "PortNumber", "81", "[S]\nPort=81\n"},
     {"value of 300 bytes cut", "[S]\nk=\n", "S", "k", std::string(300, 'x'),
@@ -322,7 +322,7 @@ const set_case set_cases[] = {
     {"and below empty lines", "[S]\n\n old=1\n", "S", "k", "v", "[S]\n\n k=v\nold=1\n"},
     {"into the last section of the name", "[S]\na=1\n[S]\nb=2\n", "S", "k", "v", "[S]\na=1\n[S]\nk=v\nb=2\n"},
     {"before the next header", "[S]\n[T]\n", "S", "k", "v", "[S]\nk=v\n[T]\n"},
-    {"behind a bare header", "[S]", "S", "k", "v", "[S]k=v\n"},
+    {"after a header without a newline", "[S]", "S", "k", "v", "[S]k=v\n"},
     {"into an empty section at the end", "[S]\n", "S", "k", "v", "[S]\nk=v\n"},
     {"a new value is stored whole", "[S]\n", "S", "k", std::string(300, 'x'),
      "[S]\nk=" + std::string(300, 'x') + "\n"},
@@ -330,18 +330,18 @@ const set_case set_cases[] = {
     {"name found in another case", "[s]\na=1\n", "S", "k", "v", "[s]\nk=v\na=1\n"},
 
     {"new section", "[S]\na=1\n", "T", "k", "v", "[S]\na=1\n\n[T]\nk=v\n"},
-    {"new section behind an open line", "[S]\na=1", "T", "k", "v", "[S]\na=1\n[T]\nk=v\n"},
+    {"new section after a line without a newline", "[S]\na=1", "T", "k", "v", "[S]\na=1\n[T]\nk=v\n"},
     {"new section in an empty file", "", "T", "k", "v", "\n[T]\nk=v\n"},
     {"% before a new section stays", "%d %%\n", "T", "k", "%n", "%d %%\n\n[T]\nk=%n\n"},
     {"long value in a new section", "", "T", "k", std::string(300, 'x'),
      "\n[T]\nk=" + std::string(300, 'x') + "\n"},
 
     {"0xFF and what follows is dropped", "[S]\nk=old\nz=1\xFFrest", "S", "k", "v", "[S]\nk=v\nz=1"},
-    {"0xFF dropped behind a new section", "[S]\n\xFFrest", "T", "k", "v", "[S]\n\n[T]\nk=v\n"},
+    {"0xFF dropped before a new section", "[S]\n\xFFrest", "T", "k", "v", "[S]\n\n[T]\nk=v\n"},
     {"NUL and what follows is kept", "[S]\nk=old\nz=1\0rest\n"s, "S", "k", "v", "[S]\nk=v\nz=1\0rest\n"s},
     {"NUL ends the value replaced", "[S]\nk=old\0rest\n"s, "S", "k", "v", "[S]\nk=v\0rest\n"s},
-    {"value behind a NUL", "[S]\na=1\0k=old\n"s, "S", "k", "v", "[S]\na=1\0k=v\n"s},
-    {"NUL behind a new entry", "[S]\na=1\n\0k=old\n"s, "S", "k", "v", "[S]\nk=v\na=1\n\0k=old\n"s},
+    {"value after a NUL", "[S]\na=1\0k=old\n"s, "S", "k", "v", "[S]\na=1\0k=v\n"s},
+    {"NUL after a new entry", "[S]\na=1\n\0k=old\n"s, "S", "k", "v", "[S]\nk=v\na=1\n\0k=old\n"s},
     {"a format ends at a NUL", "[S]\na=50%\0d%d%\0\0%%"s, "S", "k", "v", "[S]\nk=v\na=50\0d0\0\0%"s},
     {"NUL before a new section", "[S]\n\0rest"s, "T", "k", "v", "[S]\n\0rest\n[T]\nk=v\n"s},
 };
@@ -382,7 +382,7 @@ TEST_F(IniFile, SetFailsWhereTheFileCannotBeWritten) {
     EXPECT_THAT(folder_.names(), IsEmpty());
 }
 
-/// Runs as nobody in particular, for whom permissions count.
+/// Runs `action` as a user without privileges, to whom permissions apply.
 template <typename Action>
 bool holds_without_privileges(Action action) {
     const pid_t child = fork();
@@ -421,7 +421,7 @@ TEST_F(IniFile, SetReadsAPipeAndWritesToIt) {
         int pipe = open(path_.c_str(), O_WRONLY);
         EXPECT_EQ(::write(pipe, "[S]\nk=old\n", 10), 10);
         close(pipe);
-        // The library opens the pipe again for writing, which meets this reader and no other.
+        // The library opens the pipe again for writing and waits for this reader.
         pipe = open(path_.c_str(), O_RDONLY);
         std::array<char, 64> bytes{};
         for (ssize_t n = 0; (n = read(pipe, bytes.data(), bytes.size())) > 0;) {
@@ -434,7 +434,7 @@ TEST_F(IniFile, SetReadsAPipeAndWritesToIt) {
     EXPECT_EQ(answer, "[S]\nk=new\n");
 }
 
-// The text behind a new entry is format text.
+// The text after a new entry is format text.
 
 struct print_case {
     std::string format;
@@ -460,14 +460,14 @@ const print_case print_cases[] = {
     {"a=100%\nb=1\n", "a=100%\nb=1\n"},
     {"a=%!|%5!|%05!|%-+ #'5.3!|%k|%5-d|%0$d|%llld|%lhd|%*5d|%*-d\n",
      "a=%!|%5!|%05!|%#'+-5.3!|%k|%5-d|%0$d|%ld|%hd|%5d|%-d\n"},
-    // A letter that would choose an argument together with the width before it.
+    // An unknown letter whose width could be parsed as the choice of an argument.
     {"a=%1$5$|%1$07$|%1$1111104$|%1$-5$|%1$5.3$|%1$*$\n", "a=%5$|%07$|%1111104$|%-5$|%5.3$|%$\n"},
     {"a=%5%|%l%|%-%\n", "a=%|%|%\n"},
     {"a=%.20000s|%.20000g\n", "a=(null)|0\n"},
     {"a=%20000!|%.20000!\n", "a=%20000!|%.20000!\n"},
     {"a=%.*9\n", "a=%.09\n"},
-    // Cut off inside a conversion: the formatter prints nothing, unless an odd one made it parse ahead
-    // before.
+    // Truncated inside a conversion: the formatter prints nothing for it, unless an earlier unusual
+    // conversion made it parse the whole format first.
     {"a=50%", "a=50"},
     {"a=50%5", "a=50"},
     {"a=50%-.l", "a=50"},
@@ -490,7 +490,7 @@ TEST_F(IniFile, TextBehindANewEntryIsFormatText) {
 TEST_F(IniFile, FormattedTextMatchesTheFormattersOwn) {
     for (const print_case &c : print_cases) {
         if (c.format.find_first_of("fgn$c") != std::string::npos) {
-            continue; // takes a double, prints a NUL, chooses its arguments or stores
+            continue; // reads a double, prints a NUL, chooses its arguments or stores
         }
         std::array<char, 512> expected{};
         const void *const z = nullptr;
@@ -519,7 +519,7 @@ TEST_F(IniFile, FormatTextThatPrintsTooMuchIsRefused) {
 }
 
 TEST_F(IniFile, FormatTextMayPrintUpToTheLimit) {
-    const std::string padding = std::to_string(longest_content - 10); // behind "[S]\nk=v\na="
+    const std::string padding = std::to_string(longest_content - 10); // after "[S]\nk=v\na="
     write("[S]\na=%" + padding + "d");
     EXPECT_EQ(set("S", "k", "vv"), -1);
     EXPECT_EQ(set("S", "k", "v"), 0);
@@ -581,19 +581,19 @@ struct rename_case {
 const rename_case rename_cases[] = {
     {"the old bracket stays", "[A]\nx=1\n", "A", "B", "[[B]\nx=1\n"},
     {"name found in any case", "x\n[abc]\nx=1\n", "ABC", "B", "x\n[[B]\nx=1\n"},
-    {"CR before the LF goes", "[A]\r\nx=1\r\n", "A", "B", "[[B]\nx=1\r\n"},
-    {"text on the header's line goes", "[A] x=1\ny=2\n", "A", "B", "[[B]\ny=2\n"},
+    {"CR before the LF is removed", "[A]\r\nx=1\r\n", "A", "B", "[[B]\nx=1\r\n"},
+    {"text on the header's line is removed", "[A] x=1\ny=2\n", "A", "B", "[[B]\ny=2\n"},
     {"no LF", "[A]\rx=1\r", "A", "B", "[[B]A]\rx=1\r"},
     {"nothing but the header", "[A]", "A", "B", "[[B]A]"},
-    {"the last of its name", "[A]\n1\n[A]\n2\n", "A", "B", "[A]\n1\n[[B]\n2\n"},
-    {"% means nothing", "[A]\nx=%d%%\n", "A", "%s", "[[%s]\nx=%d%%\n"},
+    {"the last section of the name", "[A]\n1\n[A]\n2\n", "A", "B", "[A]\n1\n[[B]\n2\n"},
+    {"% is not special", "[A]\nx=%d%%\n", "A", "%s", "[[%s]\nx=%d%%\n"},
     {"to a longer name", "[A]\nx=1\n", "A", "Much longer", "[[Much longer]\nx=1\n"},
     {"to a shorter name", "[Much longer]\nx=1\n", "Much longer", "", "[[]\nx=1\n"},
     {"no such section", "[A]\nx=1\n", "C", "B", "[A]\nx=1\n\n[B]\n"},
     {"empty file", "", "A", "B", "\n[B]\n"},
     {"0xFF and what follows is dropped", "[A]\nx=1\xFF[A]\n", "A", "B", "[[B]\nx=1"},
     {"NUL and what follows is kept", "[A]\nx=1\0[A]\n"s, "A", "B", "[[B]\nx=1\0[A]\n"s},
-    {"text on the header's line goes, NUL or not", "[A]x\0y\nz"s, "A", "B", "[[B]\nz"},
+    {"text on the header's line is removed with its NUL", "[A]x\0y\nz"s, "A", "B", "[[B]\nz"},
     {"NUL before a new section", "\0[A]"s, "A", "B", "\0[A]\n[B]\n"s},
 };
 
@@ -635,7 +635,7 @@ const std::vector<std::string> file_parts{"[",   "]",    "\n",    "\r",         
                                           "k=1", "\xFF", "\0"s,   "\nkey=value", "[s]\n"};
 const std::vector<std::string> names{"S", "T", "s", "k", "key", "", "U", "a]b", "[S", "k=", " k"};
 
-std::string as_it_stands(const std::string &text) { return text; }
+std::string unformatted(const std::string &text) { return text; }
 
 TEST_F(IniFile, AgreesWithThePlainModelOnRandomFiles) {
     random_text random;
@@ -648,7 +648,7 @@ TEST_F(IniFile, AgreesWithThePlainModelOnRandomFiles) {
         write(before);
         ASSERT_EQ(get(section, key), model::get(before, section, key));
         ASSERT_EQ(set(section, key, value), 0);
-        ASSERT_EQ(text(), model::set(before, section, key, value, as_it_stands));
+        ASSERT_EQ(text(), model::set(before, section, key, value, unformatted));
         write(before);
         ASSERT_EQ(rename(section, key), 0);
         ASSERT_EQ(text(), model::rename(before, section, key));
@@ -700,7 +700,7 @@ class FullDisk : public IniFile {
 
     void TearDown() override { varnel::test::unmount(folder_.path()); }
 
-    /// Takes every block that is left.
+    /// Fills every free block.
     void fill() const {
         const int filler = open(folder_.file("filler").c_str(), O_WRONLY | O_CREAT, 0600);
         const std::string block(page, 'f');
@@ -710,7 +710,7 @@ class FullDisk : public IniFile {
         close(filler);
     }
 
-    /// A setter that needs one more block than there is.
+    /// Expects `setter`, which needs one more block than is free, to fail and to change nothing.
     template <typename Setter>
     void expect_refused(const std::string &before, Setter setter) {
         write(before);
@@ -722,7 +722,7 @@ class FullDisk : public IniFile {
         EXPECT_TRUE(identity_of(path_) == identity);
         EXPECT_THAT(folder_.names(), ElementsAre("config.ini", "filler"));
         ASSERT_EQ(unlink(folder_.file("filler").c_str()), 0);
-        EXPECT_EQ(setter(), 0) << "with room again";
+        EXPECT_EQ(setter(), 0) << "with free blocks again";
         EXPECT_NE(text(), before);
     }
 
@@ -807,7 +807,7 @@ TEST_F(FileSizeLimit, FileThatHasReachedItIsRefusedAndTheProcessLives) {
 
 // Several processes
 
-/// Runs an action in a child; true when it returned true.
+/// Runs `action` in a child, which exits with 0 when it returned true.
 template <typename Action>
 pid_t start_process(Action action) {
     const pid_t child = fork();

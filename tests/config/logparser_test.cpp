@@ -79,7 +79,7 @@ TEST_F(RecordFile, BytesAbove127AreCharactersLikeOthers) {
     for (int byte = 0x80; byte <= 0xFF; ++byte) {
         high += static_cast<char>(byte);
     }
-    // Not blanks, whether characters are signed or not: both ends of the line stay.
+    // Not white space, whether characters are signed or not: both ends of the line are kept.
     EXPECT_EQ(parse(high.substr(0, 60) + "," + high.substr(60, 60) + "," + high.substr(120) + "\n", ",", 3),
               0);
     EXPECT_THAT(record(0, 3), ElementsAre(high.substr(0, 60), high.substr(60, 60), high.substr(120)));
@@ -99,7 +99,7 @@ TEST_F(RecordFile, FileMayBeLargerThan2GiB) {
     clear();
     write_file(path_, lines);
     ASSERT_EQ(truncate64(path_.c_str(), (int64_t{1} << 31) + 1), 0);
-    // Reading ends at the first record too many, long before the hole.
+    // Reading ends at the first record that does not fit, long before the hole.
     EXPECT_EQ(log_styled_file_parse(path_.c_str(), ",", 1, table_.get()), -1);
     EXPECT_EQ(table_->count, VARNEL_LOG_RECORDS) << "32-bit boards, too";
 }
@@ -111,7 +111,7 @@ TEST_F(RecordFile, TableIsLaidOutToTheByte) {
             EXPECT_EQ(bytes()[r * 516 + k * 64], std::byte('a' + 8 * r + k));
             EXPECT_EQ(bytes()[r * 516 + k * 64 + 1], std::byte{0});
         }
-        EXPECT_TRUE(untouched_from(r * 516 + 512, r * 516 + 516)) << "the record's last word";
+        EXPECT_TRUE(untouched_from(r * 516 + 512, r * 516 + 516)) << "the last four bytes of the record";
     }
     EXPECT_TRUE(untouched_from(2 * 516));
     int32_t count = 0;
@@ -142,7 +142,7 @@ TEST_F(RecordFile, BlanksAtBothEndsAreTrimmed) {
         EXPECT_THAT(record(0, 2), ElementsAre("a", "b")) << line;
     }
     EXPECT_EQ(parse("\va,b\v\n", ",", 2), 0);
-    EXPECT_THAT(record(0, 2), ElementsAre("\va", "b\v")) << "a vertical tab is no blank";
+    EXPECT_THAT(record(0, 2), ElementsAre("\va", "b\v")) << "a vertical tab is not trimmed";
     EXPECT_EQ(parse(" a , b \n", ",", 2), 0);
     EXPECT_THAT(record(0, 2), ElementsAre("a ", " b")) << "only at the ends";
 }
@@ -171,7 +171,7 @@ TEST_F(RecordFile, ShortLineEndsWithTheRecordsBeforeIt) {
     EXPECT_EQ(parse("a,b,c\nd,e,f\nx,y\ng,h,i\n", ",", 3), -1);
     EXPECT_EQ(table_->count, 2);
     EXPECT_THAT(record(1, 3), ElementsAre("d", "e", "f"));
-    EXPECT_THAT(record(2, 2), ElementsAre("x", "y")) << "the tokens it has are there, not counted";
+    EXPECT_THAT(record(2, 2), ElementsAre("x", "y")) << "its tokens are stored, the record is not counted";
     EXPECT_TRUE(untouched_from(2 * 516 + 2 * 64));
 }
 

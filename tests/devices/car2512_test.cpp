@@ -15,7 +15,7 @@ using namespace varnel::test;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 
-constexpr uint32_t device = 0xABCD5804; // bus 4, slave 0x58, rubbish above
+constexpr uint32_t device = 0xABCD5804; // bus 4, slave 0x58, upper half ignored
 
 transfer sent(bytes frame) { return write_of(4, 0x58, std::move(frame)); }
 transfer byte_read(uint8_t command, uint8_t preset) { return write_read_of(4, 0x58, {command}, {preset}); }

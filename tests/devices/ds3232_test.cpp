@@ -30,7 +30,7 @@ class Ds3232 : public scripted_bus {
     Ds3232() { use_zone("UTC0"); }
     ~Ds3232() override { unsetenv("TZ"); }
 
-    // Deliberately without tzset(): noticing the change is the driver's job.
+    // Deliberately without tzset(): the driver must notice the change.
     static void use_zone(const char *zone) { setenv("TZ", zone, 1); }
 
     static std::time_t local(int year, int month, int day, int hour, int minute, int second) {
@@ -185,7 +185,7 @@ TEST_F(Ds3232, GetTakesARegisterOfMonthZeroFor26Months) {
 }
 
 TEST_F(Ds3232, GetNormalisesWhatIsNoDate) {
-    // 12-hour form is not known: 0x72 is hour 72. 0xFF is 165.
+    // The 12-hour form is not supported: 0x72 is hour 72. 0xFF is 165.
     EXPECT_EQ(time_from({0xFF, 0x00, 0x72, 0x01, 0x01, 0x01, 0x20}), local(2020, 1, 4, 0, 2, 45));
 }
 

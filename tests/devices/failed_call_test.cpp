@@ -23,7 +23,7 @@ using namespace varnel::test;
 
 constexpr uint32_t device = 0x2103;
 
-/// While it lives, standard output is a stream without a buffer whose descriptor is closed.
+/// Replaces standard output, for its lifetime, by an unbuffered stream whose descriptor is closed.
 class closed_output {
   public:
     closed_output() : stream_(std::fopen("/dev/null", "w")), saved_(std::exchange(stdout, stream_)) {

@@ -14,7 +14,7 @@ namespace {
 using namespace varnel::test;
 using ::testing::ElementsAre;
 
-constexpr uint32_t device = 0xABCD2402; // bus 2, slave 0x24, rubbish above
+constexpr uint32_t device = 0xABCD2402; // bus 2, slave 0x24, upper half ignored
 
 transfer selected(uint8_t reg) { return write_of(2, 0x24, {reg}); }
 transfer written(uint8_t reg, uint8_t value) { return write_of(2, 0x24, {reg, value}); }

@@ -11,7 +11,7 @@ namespace {
 using namespace varnel::test;
 using ::testing::ElementsAre;
 
-constexpr uint32_t device = 0xABCD7401; // bus 1, slave 0x74, rubbish above
+constexpr uint32_t device = 0xABCD7401; // bus 1, slave 0x74, upper half ignored
 
 transfer written(uint8_t reg, uint8_t data) { return write_of(1, 0x74, {reg, data}); }
 transfer register_read(uint8_t reg, uint8_t preset) { return write_read_of(1, 0x74, {reg}, {preset}); }

@@ -11,7 +11,7 @@ namespace {
 using namespace varnel::test;
 using ::testing::ElementsAre;
 
-constexpr uint32_t device = 0xABCD7101; // bus 1, slave 0x71, rubbish above
+constexpr uint32_t device = 0xABCD7101; // bus 1, slave 0x71, upper half ignored
 
 using Pca9546 = scripted_bus;
 

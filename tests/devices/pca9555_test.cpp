@@ -16,14 +16,14 @@ using namespace varnel::test;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 
-constexpr uint32_t device = 0xABCD2103; // bus 3, slave 0x21, rubbish above
+constexpr uint32_t device = 0xABCD2103; // bus 3, slave 0x21, upper half ignored
 
 transfer written(uint8_t reg, uint8_t data) { return write_of(3, 0x21, {reg, data}); }
 transfer register_read(uint8_t reg, uint8_t preset = 0) { return write_read_of(3, 0x21, {reg}, {preset}); }
 
 class Pca9555 : public scripted_bus {
   protected:
-    /// Every call of `function` fails at its n-th bus call in turn: -1, the calls so far, one line printed.
+    /// Lets each bus call of `function` fail in turn; expects -1, no further bus calls, and one printed line.
     void fails_with(const std::function<int()> &function, const std::vector<std::string> &lines) {
         for (unsigned int failing = 0; failing < lines.size(); ++failing) {
             calls.clear();

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Sourced by the tests here with their own arguments: runs the calling script again, on a board of its own and in a new
-# folder, and gives it what it checks output with.
+# Sourced by the tests here with their own arguments: runs the calling script again on a new board and in a new folder, and
+# defines functions that check output.
 if [ "${4-}" != --on-the-board ]; then
     XDG_RUNTIME_DIR=$(mktemp -d)
     export XDG_RUNTIME_DIR

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Sourced by the tests here: a folder of their own, and the installed tree in $installed for pkg-config.
+# Sourced by the tests here: makes a temporary folder and points pkg-config to the tree in $installed.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 PKG_CONFIG_LIBDIR=$(dirname "$(find "$installed" -name varnel-common.pc)")

@@ -56,7 +56,7 @@ interposed<ssize_t(int, const void *, size_t)> write_call("write");
 interposed<int(int, int, void *)> fcntl_call("fcntl");
 interposed<int(int, fd_set *, fd_set *, fd_set *, timeval *)> select_call("select");
 
-/// A lock of the whole queue, as a platform would have it.
+/// A record lock of the whole queue, as a platform may use it.
 int record_lock(int fd, short kind) {
     struct flock whole {};
     whole.l_type = kind;
@@ -64,7 +64,7 @@ int record_lock(int fd, short kind) {
     return fcntl_call.real(fd, F_SETLKW, &whole);
 }
 
-/// The platform, of which tests replace what they need.
+/// The platform's functions, which tests replace as they need.
 struct scripted_platform {
     std::function<int(int)> lock = [](int fd) { return record_lock(fd, F_WRLCK); };
     std::function<int(int)> unlock = [](int fd) { return record_lock(fd, F_UNLCK); };
@@ -112,7 +112,7 @@ int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...) {
 
 namespace {
 
-/// A record in a buffer as a daemon has it.
+/// A record in a buffer, as a daemon keeps it.
 class record {
   public:
     explicit record(uint32_t payload_len, size_t room) : bytes_(QUEUE_MESSAGE_HEADER_SIZE + room) {
@@ -137,7 +137,7 @@ class Posting : public ::testing::Test {
   protected:
     ~Posting() override { platform = {}; }
 
-    int note(const std::string &call, int result = 0) {
+    int record_call(const std::string &call, int result = 0) {
         calls.push_back(call);
         return result;
     }
@@ -161,25 +161,25 @@ class Posting : public ::testing::Test {
     static constexpr int queue = 4000;
 
     bool prepare() {
-        platform.lock = [this](int fd) { return note("lock " + std::to_string(fd)); };
-        platform.unlock = [this](int fd) { return note("unlock " + std::to_string(fd)); };
+        platform.lock = [this](int fd) { return record_call("lock " + std::to_string(fd)); };
+        platform.unlock = [this](int fd) { return record_call("unlock " + std::to_string(fd)); };
         return true;
     }
 
     bool prepared_ = prepare();
     stand_in<int, const char *, int, mode_t> opens_{
         open_call, [this](const char *path, int flags, mode_t mode) {
-            return std::string(path) == "queue" ? note("open " + std::to_string(flags), queue)
+            return std::string(path) == "queue" ? record_call("open " + std::to_string(flags), queue)
                                                 : open_call.real(path, flags, mode);
         }};
     stand_in<int, int> closes_{
-        close_call, [this](int fd) { return fd == queue ? note("close 4000") : close_call.real(fd); }};
+        close_call, [this](int fd) { return fd == queue ? record_call("close 4000") : close_call.real(fd); }};
     stand_in<ssize_t, int, const void *, size_t> writes_{
         write_call, [this](int fd, const void *bytes, size_t size) {
             if (fd != queue) {
                 return write_call.real(fd, bytes, size);
             }
-            note("write 4000 " + std::to_string(size));
+            record_call("write 4000 " + std::to_string(size));
             written.assign(static_cast<const char *>(bytes), size);
             return write_result(size);
         }};
@@ -190,8 +190,8 @@ class Posting : public ::testing::Test {
             }
             const auto flags = static_cast<int>(reinterpret_cast<intptr_t>(argument));
             return command == F_GETFL
-                       ? note("get flags", status_flags)
-                       : note((command == F_SETFL ? "set flags " : "?? ") + std::to_string(flags));
+                       ? record_call("get flags", status_flags)
+                       : record_call((command == F_SETFL ? "set flags " : "?? ") + std::to_string(flags));
         }};
 };
 
@@ -294,7 +294,7 @@ TEST_F(Posting, WriteIsNotTriedAgain) {
 }
 
 TEST_F(Posting, FailedLockIsReportedAndTheRecordWrittenAllTheSame) {
-    platform.lock = [this](int) { return note("lock", -1); };
+    platform.lock = [this](int) { return record_call("lock", -1); };
     for (const auto &[name, post] : posts) {
         SCOPED_TRACE(name);
         const record message(5);
@@ -378,7 +378,7 @@ TEST(NamedPost, FailedOpenIsReportedAndCarriedOnWithDescriptorMinusOne) {
     });
     ::testing::internal::CaptureStderr();
     captured_output output;
-    EXPECT_EQ(post_message_to_named_queue(record(65492, 65536), "missing/queue"), -1); // 0 bytes: fails, too
+    EXPECT_EQ(post_message_to_named_queue(record(65492, 65536), "missing/queue"), -1); // 0 bytes fail as well
     EXPECT_EQ(output.text(), "Varnel message.c : Error locking Queue\n"
                              "Varnel message.c : Error unlocking Queue\n"
                              "Message.c : PostMsg Bad file descriptor\n");
@@ -401,7 +401,7 @@ class Receiving : public ::testing::Test {
 
     std::vector<uint8_t> buffer = std::vector<uint8_t>(256, 0xEE);
     std::deque<read_answer> answers;
-    /// Place in the buffer and size of each read.
+    /// Offset in the buffer and size of each read.
     std::vector<std::pair<ptrdiff_t, size_t>> reads;
 
     std::string received(size_t size) const {
@@ -418,7 +418,7 @@ class Receiving : public ::testing::Test {
     ssize_t answer(uint8_t *to, size_t size) {
         reads.emplace_back(to - buffer.data(), size);
         if (answers.empty()) {
-            ADD_FAILURE() << "one read more than expected";
+            ADD_FAILURE() << "unexpected read";
             errno = EIO;
             return -1;
         }
@@ -622,7 +622,7 @@ class RealQueue : public ::testing::Test {
         EXPECT_GE(descriptors_.back(), 0);
         return descriptors_.back();
     }
-    /// Open at both ends, so that nothing waits for a partner.
+    /// Open for reading and writing, so that opening does not wait for another process.
     int both_ends() { return opened(O_RDWR); }
 
     std::string received(int fd, int16_t timeout = -1) {
@@ -710,7 +710,7 @@ TEST_F(RealQueue, TimeOutOnlyLimitsTheBeginningOfARecord) {
     const std::string text = record(10).text();
     ASSERT_EQ(write(queue, text.data(), 1), 1);
     std::thread writer([&] {
-        while (waiting_bytes(queue) != 0) { // until the reader is at it
+        while (waiting_bytes(queue) != 0) { // until the reader has read the first byte
             sched_yield();
         }
         EXPECT_EQ(write(queue, text.data() + 1, text.size() - 1), static_cast<ssize_t>(text.size() - 1));
@@ -754,7 +754,7 @@ TEST_F(RealQueue, RecordIsCompletedByAnotherWriterAfterTheFirstClosed) {
         ASSERT_EQ(write(first, text.data(), cut), static_cast<ssize_t>(cut));
         close(first);
         std::thread second([&] {
-            while (waiting_bytes(reader) != 0) { // until the reader is at the end of the file
+            while (waiting_bytes(reader) != 0) { // until the reader has reached the end of the file
                 sched_yield();
             }
             const int fd = open(path.c_str(), O_WRONLY);
@@ -799,7 +799,7 @@ double processor_time_of_an_idle_second(int reader, const std::function<void()> 
         const double used = milliseconds() - before;
         return outcome == 0 && write(result[1], &used, sizeof used) == sizeof used ? 0 : 1;
     });
-    sleep(1); // what is measured
+    sleep(1); // the time that is measured
     post();
     EXPECT_TRUE(waiter.exits_with(0));
     double used = 1e9;
@@ -811,7 +811,7 @@ double processor_time_of_an_idle_second(int reader, const std::function<void()> 
 
 TEST_F(RealQueue, WaitingAtTheEndOfTheFileUsesNoProcessor) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
-    close(open(path.c_str(), O_WRONLY)); // a writer came and went
+    close(open(path.c_str(), O_WRONLY)); // a writer opened and closed it
     const double used = processor_time_of_an_idle_second(
         reader, [this] { EXPECT_EQ(post_message_to_named_queue(record(3), path.c_str()), 0); });
     EXPECT_LT(used, 20);
@@ -870,7 +870,7 @@ TEST_F(RealQueue, FullPipeMakesNonBlockFailAndKeepsTheFlags) {
     }
     EXPECT_EQ(output.text(), "Message.c : PostMsgNonBlock -  Resource temporarily unavailable\n");
     EXPECT_EQ(fcntl(writer, F_GETFL), flags);
-    EXPECT_EQ(waiting_bytes(reader), posted * 4096); // nothing of the last one
+    EXPECT_EQ(waiting_bytes(reader), posted * 4096); // no byte of the last record
     for (; posted > 0; --posted) {
         EXPECT_EQ(received(reader), record(4052).text());
     }
@@ -932,7 +932,7 @@ TEST_F(RealQueueDeathTest, PostWithoutAReaderRaisesTheCallersSignal) {
 
 // --- Many writers ---
 
-/// Record number `sequence` of a writer: of every size, recognised byte by byte.
+/// Record number `sequence` of a writer: sizes vary, and every byte depends on writer and number.
 std::vector<uint8_t> numbered_record(uint32_t writer, uint32_t sequence) {
     static constexpr std::array<uint32_t, 8> lengths{0,    1,    20,    4052,
                                                      4053, 9000, 30000, QUEUE_MESSAGE_PAYLOAD_MAX};

@@ -58,7 +58,7 @@ int semop(int set, sembuf *operations, size_t count) noexcept { return semop_cal
 
 namespace {
 
-constexpr int create_for_everyone = 0x3FF; // IPC_CREAT | 0777
+constexpr int create_with_mode_0777 = 0x3FF; // IPC_CREAT | 0777
 constexpr short undo = 0x1000;
 constexpr short no_wait = 0x800;
 
@@ -73,7 +73,7 @@ std::vector<operation> list_of(const sembuf *operations, size_t count) {
     return all;
 }
 
-// --- The calls that are made ---
+// --- System calls ---
 
 TEST(GetSemLock, OpensClosesMakesTheKeyAndGetsTheSet) {
     std::vector<std::string> calls;
@@ -96,7 +96,7 @@ TEST(GetSemLock, OpensClosesMakesTheKeyAndGetsTheSet) {
     EXPECT_EQ(get_sem_lock("/var/lock/bus", 3), 4711);
     EXPECT_THAT(calls,
                 ElementsAre("open /var/lock/bus " + std::to_string(O_RDWR | O_CREAT) + " 511", "close 77",
-                            "ftok /var/lock/bus 95", "semget 3 " + std::to_string(create_for_everyone)));
+                            "ftok /var/lock/bus 95", "semget 3 " + std::to_string(create_with_mode_0777)));
 }
 
 TEST(GetSemLock, FailedOpenEndsIt) {
@@ -324,7 +324,7 @@ TEST_F(RealLocks, ReleaseOfAFreeLockWaitsForATakerAndFreesItsLock) {
     until_waiting(GETNCNT);
     EXPECT_EQ(try_sem_lock(locks, 0), 0);
     EXPECT_TRUE(releaser.exits_with(0));
-    // The releaser's own undo gave its 1 back when it ended: the lock is held again, by the taker.
+    // The undo of the releasing process added its 1 again when it ended: try_sem_lock() holds the lock.
     EXPECT_EQ(value(), 1);
 }
 
@@ -371,7 +371,7 @@ TEST_F(RealLocks, SignalEndsAWait) {
     child_process waiter([this] {
         struct sigaction action {};
         action.sa_handler = [](int) {};
-        action.sa_flags = SA_RESTART; // which does not hold for semop
+        action.sa_flags = SA_RESTART; // has no effect on semop
         sigaction(SIGUSR1, &action, nullptr);
         return wait_sem_lock(locks, 0) == -1 ? errno : 0;
     });
@@ -389,18 +389,18 @@ TEST_F(RealLocks, NothingIsPrinted) {
 
 // --- Many processes ---
 
-/// What the processes share, and the lock protects: `counter` and `holder`.
+/// Shared by the processes; the lock protects `counter` and `holder`.
 struct shared_state {
     std::atomic<int> counter;
     std::atomic<int> holder;
-    std::atomic<int> overlaps; ///< times that somebody else was inside, too
+    std::atomic<int> overlaps; ///< how often two processes were inside at the same time
 };
 
 class SharedCounter : public RealLocks {
   protected:
     ~SharedCounter() override { munmap(state, sizeof(shared_state)); }
 
-    /// One more, in steps that another process inside would upset.
+    /// Increments the counter in several steps, so that a second process inside would be noticed.
     void increment(int who) const {
         state->holder = who;
         const int before = state->counter;
@@ -448,7 +448,7 @@ TEST_F(SharedCounter, HoldersKilledAtAnyMomentNeitherBlockNorShareTheLock) {
     constexpr int processes = 4;
     constexpr int kills = 60;
     constexpr int for_long = 1'000'000;
-    std::mt19937 random(1); // the moments come from the scheduler; this spreads them
+    std::mt19937 random(1); // varies the moments beyond what the scheduler does
     std::vector<child_process> workers;
     int who = 0;
     const auto start_worker = [&] {
@@ -459,7 +459,7 @@ TEST_F(SharedCounter, HoldersKilledAtAnyMomentNeitherBlockNorShareTheLock) {
         workers.push_back(start_worker());
     }
     for (int i = 0; i < kills; ++i) {
-        // The others went on: the lock of the one killed before is not stuck.
+        // The other processes continued: the lock of the process killed before was released.
         const int goal = state->counter + 1 + static_cast<int>(random() % 20);
         while (state->counter < goal) {
             sched_yield();

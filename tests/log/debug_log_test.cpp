@@ -32,14 +32,14 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-/// What reached the system log.
+/// A line that the system log received.
 struct received_line {
-    int priority; // with its facility
+    int priority; // including the facility
     std::string sender;
     std::string text;
 };
 
-/// Receives what a daemon sends to the system log: the socket at its place, in mounts of the test's own.
+/// Receives what a daemon sends to the system log: a socket at /dev/log in the test's own mount namespace.
 class SystemLog : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -61,7 +61,7 @@ class SystemLog : public ::testing::Test {
         if (daemon_ == 0) {
             close(alive[0]);
             daemon();
-            std::exit(0); // not _exit(): counters of coverage are written
+            std::exit(0); // not _exit(): writes the coverage counters
         }
         close(alive[1]);
         std::vector<received_line> lines = lines_until_closed(alive[0]);
@@ -72,7 +72,7 @@ class SystemLog : public ::testing::Test {
         return lines;
     }
 
-    /// The same, texts alone.
+    /// The same, only the texts.
     std::vector<std::string> texts_logged_by(const std::function<void()> &daemon) {
         std::vector<std::string> texts;
         for (const received_line &line : logged_by(daemon)) {
@@ -91,7 +91,7 @@ class SystemLog : public ::testing::Test {
             if ((both[0].revents & POLLIN) != 0) {
                 lines.push_back(receive());
             } else {
-                break; // the daemon has ended and everything it sent was there before
+                break; // the daemon has ended, and its lines arrived before that
             }
         }
         return lines;
@@ -150,7 +150,7 @@ TEST_F(SystemLog, BitsAboveTheLevelGoToSyslogUnchanged) {
     EXPECT_EQ(lines[1].text, "[" + pid() + " ERROR]x");
 
     lines = logged_by([] { IDBG_LINUXAPP_DbgLog(-1, "x"); });
-    ASSERT_THAT(lines, SizeIs(2)) << "the C library complains of the number, then sends the line";
+    ASSERT_THAT(lines, SizeIs(2)) << "the C library logs a complaint about the number, then the line";
     EXPECT_THAT(lines[0].text, HasSubstr("unknown facility/priority: ffffffff"));
     EXPECT_EQ(lines[1].text, "[" + pid() + " DEBUG]x");
 }
@@ -199,7 +199,7 @@ TEST_F(SystemLog, FirstUseReplacesFacilityAndMask) {
     });
     ASSERT_THAT(lines, SizeIs(1));
     EXPECT_EQ(lines[0].priority, LOG_LOCAL6 | LOG_DEBUG);
-    EXPECT_EQ(lines[0].sender, "other[" + pid() + "]") << "an identity that the program chose stays";
+    EXPECT_EQ(lines[0].sender, "other[" + pid() + "]") << "an identity that the program chose is kept";
 }
 
 TEST_F(SystemLog, TheLogIsOpenedOnce) {
@@ -225,7 +225,7 @@ TEST_F(SystemLog, AForkedProcessNamesItself) {
         const pid_t child = fork();
         if (child == 0) {
             IDBG_LINUXAPP_DbgLog(LOG_INFO, "y");
-            std::exit(0); // not _exit(): counters of coverage are written
+            std::exit(0); // not _exit(): writes the coverage counters
         }
         waitpid(child, nullptr, 0);
         EXPECT_EQ(write(numbers[1], &child, sizeof child), ssize_t{sizeof child});
@@ -258,7 +258,7 @@ const std::string row1 = " 14 15 16 17 18 19 1a 1b 1c 1d 1e 1f 20 21 22 23 24 25
 
 class HexDump : public SystemLog {
   protected:
-    /// Of bytes 0, 1, 2...
+    /// The lines of a dump of bytes 0, 1, 2...
     std::vector<std::string> dump(int32_t length) {
         return texts_logged_by([=] {
             const std::vector<uint8_t> bytes = counted(length > 0 ? length : 0);

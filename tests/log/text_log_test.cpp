@@ -30,9 +30,9 @@ using varnel::test::scratch_folder;
 using varnel::test::write_file;
 
 constexpr off_t default_limit = 1048576;
-constexpr std::size_t stamp_length = 25; // "Wed Jun 30 21:49:08 1993" and its line feed
+constexpr std::size_t stamp_length = 25; // "Wed Jun 30 21:49:08 1993" and its newline
 
-/// In a folder of its own, so that paths are short.
+/// Runs in a folder of its own, so that paths are short.
 class TextLog : public ::testing::Test {
   protected:
     TextLog() { EXPECT_EQ(chdir(folder_.path().c_str()), 0); }
@@ -51,7 +51,7 @@ class TextLog : public ::testing::Test {
     scratch_folder folder_;
 };
 
-/// Whether an entry made since `start` is what `bytes` are.
+/// Whether `bytes` are one entry with a date since `start`.
 bool is_entry(const std::string &bytes, std::time_t start, const std::string &message) {
     for (std::time_t t = start; t <= std::time(nullptr); ++t) {
         if (bytes == std::string(std::ctime(&t)) + "\t" + message + "\n") {
@@ -142,7 +142,7 @@ TEST_F(TextLog, FileOfOneByteMoreIsMovedAside) {
 TEST_F(TextLog, LimitOfTheCallers) {
     make("log", 100);
     EXPECT_EQ(log_str_size("log", 100, "x"), 0);
-    EXPECT_EQ(size_of("log"), 128) << "over its limit by one entry";
+    EXPECT_EQ(size_of("log"), 128) << "one entry above its limit";
     EXPECT_EQ(log_str_size("log", 100, "y"), 0);
     EXPECT_EQ(size_of("log"), 28);
     EXPECT_EQ(size_of("log.old"), 128);
@@ -189,7 +189,7 @@ TEST_F(TextLog, SizeIsThatOfALinksTarget) {
 }
 
 TEST_F(TextLog, PathThatMakesTooLongACommandIsNotMoved) {
-    const std::string fits(45, 'f'); // a command of 98 characters; they come in pairs, so 99 does not occur
+    const std::string fits(45, 'f');     // a command of 98 characters; each character of the path adds two
     const std::string too_long(46, 't'); // 100
     make(fits, 1);
     make(too_long, 1);
@@ -228,7 +228,7 @@ TEST_F(TextLog, EntryIsDroppedWhereTheFileCannotBeOpened) {
 }
 
 TEST_F(TextLog, FullDiskIsTheResultOfClosing) {
-    // Through a link, so that no rotation could ever move the device itself.
+    // Through a link, so that a rotation cannot move the device itself.
     ASSERT_EQ(symlink("/dev/full", "full"), 0);
     EXPECT_EQ(log_str("full", "x"), EOF);
     EXPECT_EQ(log_str_old("full", "x"), EOF);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// IDBG_LINUXAPP_DbgOut() as a syslog daemon and a terminal see it.
+// What IDBG_LINUXAPP_DbgOut() writes to syslog and to standard error.
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -42,7 +42,7 @@ std::string after_time(const std::string &line) {
     return line.substr(line.find('>') + sizeof "Oct 10 10:10:10");
 }
 
-/// Emulators of a processor do not make copies that end without a signal.
+/// qemu-user does not support clone() without a termination signal.
 bool can_copy_process() {
     const long copy = syscall(SYS_clone, 0, nullptr, nullptr, nullptr, nullptr);
     if (copy == 0) {
@@ -80,7 +80,7 @@ TEST_F(DebugOutput, LeavesErrno) {
     EXPECT_THAT(logged(), EndsWith("open: No such file or directory"));
 }
 
-/// What a child of a fork logs. Its parent has another thread, so it has to look whether the log can be used.
+/// What a forked child logs. Its parent has a second thread, so the child checks whether the log is usable.
 std::string logged_by_child_of_threads() {
     std::atomic<bool> done = false;
     std::jthread another([&] { done.wait(false); });
@@ -95,7 +95,7 @@ std::string logged_by_child_of_threads() {
 
 TEST_F(DebugOutput, OfAChildIsLikeItsParents) {
     if (!can_copy_process()) {
-        GTEST_SKIP() << "this machine does not copy processes without a signal";
+        GTEST_SKIP() << "this machine does not support clone() without a termination signal";
     }
     IDBG_LINUXAPP_DbgOut(0x82, "%s\n", "from the child");
     EXPECT_EQ(after_time(logged()), after_time(logged_by_child_of_threads()));
@@ -106,7 +106,7 @@ TEST_F(DebugOutput, OfAChildIsLikeItsParents) {
     EXPECT_THAT(line, EndsWith(" daemon: from the child\n"));
 }
 
-/// A thread that is inside syslog() nearly all the time. Somebody has to receive its lines.
+/// A thread that is inside syslog() nearly all the time. The test has to receive its lines.
 class thread_that_logs {
   public:
     [[nodiscard]] bool running() const { return running_; }
@@ -123,7 +123,7 @@ class thread_that_logs {
     }};
 };
 
-/// syslog() cannot be used in a child whose parent's other thread was inside it.
+/// syslog() cannot be used in a child that was forked while another thread was inside it.
 TEST_F(DebugOutput, OfAChildArrivesAfterAForkInTheMiddleOfSyslog) {
     constexpr int children = 24;
     thread_that_logs other;

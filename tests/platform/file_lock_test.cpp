@@ -57,7 +57,7 @@ class process {
     pid_t pid_;
 };
 
-/// Waits until the kernel lists somebody who waits for a lock, in a line with `text`.
+/// Waits until /proc/locks has a line with `text` for a process that waits for a lock.
 void wait_until_listed(const std::string &text) {
     for (;;) {
         std::ifstream locks("/proc/locks");
@@ -70,19 +70,19 @@ void wait_until_listed(const std::string &text) {
     }
 }
 
-/// Waits until the kernel lists `pid` among those that wait for a record lock.
+/// Waits until process `pid` waits for a record lock.
 void wait_until_waiting(pid_t pid) {
     wait_until_listed("POSIX  ADVISORY  WRITE " + std::to_string(pid) + " ");
 }
 
-/// Waits until somebody waits for a lock of this file.
+/// Waits until any process or thread waits for a lock of this file.
 void wait_until_waited_for(int fd) {
     struct stat file {};
     fstat(fd, &file);
     wait_until_listed(":" + std::to_string(file.st_ino) + " ");
 }
 
-/// A value that parent and children see.
+/// A value shared by parent and children.
 template <typename Value>
 class shared {
   public:
@@ -114,7 +114,7 @@ class FileLock : public ::testing::Test {
         std::filesystem::remove(path);
         EXPECT_EQ(mknod(path.c_str(), 0600U | (kind == file_kind::fifo ? S_IFIFO : S_IFREG), 0), 0);
     }
-    // Opened for both, a FIFO needs no other end.
+    // Opened for reading and writing, a FIFO needs no other process.
     [[nodiscard]] int open_file() const { return open(path.c_str(), O_RDWR | O_CLOEXEC); }
 
     std::string path;
@@ -233,7 +233,7 @@ TEST_P(Exclusion, AProcessWaitsForAnother) {
     close(fd);
 }
 
-/// Locks and unlocks, and counts how often somebody else was inside.
+/// Counts turns, and how often two threads were inside at the same time.
 struct counters {
     std::atomic<int> inside;
     std::atomic<int> collisions;
@@ -301,7 +301,7 @@ INSTANTIATE_TEST_SUITE_P(Files, Exclusion,
                          [](const auto &row) { return std::string(row.param.name); });
 
 TEST_F(FileLock, KeepsLongRecordsOfSeveralWritersApart) {
-    constexpr std::size_t record_size = 20'000; // more than a FIFO takes at once without being torn
+    constexpr std::size_t record_size = 20'000; // more than a FIFO writes as a whole
     constexpr int writers = 4;
     constexpr int records = 10;
     make_file(file_kind::fifo);
@@ -380,7 +380,7 @@ TEST_F(FileLock, IsNotInheritedOverFork) {
         changed.wait(lock, [&] { return locked; });
     }
     process child([&] { return file_lock_write(fd); });
-    wait_until_waiting(child.pid()); // in the kernel, not for a thread that the child has not
+    wait_until_waiting(child.pid()); // in the kernel, not for a thread that does not exist in the child
     {
         const std::lock_guard lock(mutex);
         forked = true;
@@ -472,10 +472,10 @@ TEST_F(FileLock, WaitsForRecordLocksOfOtherPrograms) {
     close(fd);
 }
 
-/// Opening it again fails where the process may not open it; a descriptor may have come from another one.
+/// A process may have the descriptor of a file that it has no permission to open.
 TEST_F(FileLock, IsHadWhereTheFileCannotBeOpenedAgain) {
     if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can become somebody else";
+        GTEST_SKIP() << "only root can become another user";
     }
     const int fd = open_file();
     process child([&] {
@@ -548,7 +548,7 @@ TEST_F(FileLock, OfOneThreadIsLeftAloneByAnotherThatUnlocks) {
     close(fd);
 }
 
-/// Two files, and a line on which two processes tell each other how far they are.
+/// Two files, and a pipe on which one process notifies the other.
 class Deadlock : public FileLock {
   protected:
     Deadlock() {
@@ -563,7 +563,7 @@ class Deadlock : public FileLock {
             close(fd);
         }
     }
-    void tell() const { EXPECT_EQ(write(line[1], "x", 1), 1); }
+    void notify() const { EXPECT_EQ(write(line[1], "x", 1), 1); }
     void await() const {
         char byte = 0;
         EXPECT_EQ(read(line[0], &byte, 1), 1);
@@ -575,23 +575,23 @@ class Deadlock : public FileLock {
 };
 
 TEST_F(Deadlock, AmongThreadsThatHoldOneLockIsOnlyTheKernelsOpinion) {
-    // Each process has one file in one thread and waits for the other's file in another thread.
+    // In each process one thread has a file locked, and another thread waits for the other process's file.
     const pid_t parent = getpid();
     process child([&] {
-        bool seen_by_kernel = false;
+        bool kernel_reports_deadlock = false;
         int result = -1;
         EXPECT_EQ(file_lock_write(y), 0);
-        tell();
+        notify();
         wait_until_waiting(parent);
         std::thread waiter([&] {
             struct flock whole {};
             whole.l_type = F_WRLCK;
-            seen_by_kernel = fcntl(x, F_SETLKW, &whole) != 0 && errno == EDEADLK;
-            tell();
+            kernel_reports_deadlock = fcntl(x, F_SETLKW, &whole) != 0 && errno == EDEADLK;
+            notify();
             result = file_lock_write(x);
         });
         waiter.join();
-        return seen_by_kernel && result == 0 && file_unlock(y) == 0 ? 0 : 1;
+        return kernel_reports_deadlock && result == 0 && file_unlock(y) == 0 ? 0 : 1;
     });
     EXPECT_EQ(file_lock_write(x), 0);
     await();

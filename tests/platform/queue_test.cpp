@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Records of the largest size from threads of several processes, each of which posts in its own way, through
-// libvarnel_platform's file lock: none is mixed with another.
+// Records of the largest size, posted by threads of several processes by name and by descriptor, under the
+// file lock of libvarnel_platform: no two are mixed.
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -25,7 +25,7 @@ using namespace varnel::test;
 
 constexpr int records_each = 200;
 
-/// A record of which every byte but the length is the poster's mark.
+/// A record in which every byte, except the length, is the poster's mark.
 class marked_record {
   public:
     explicit marked_record(uint8_t mark) : bytes_(QUEUE_MESSAGE_RECORD_MAX, mark) {

@@ -18,7 +18,7 @@ const char all_ones = static_cast<char>(0xFF);
 
 class DeviceName : public ::testing::Test {
   protected:
-    /// The field, or what became of the result; nothing behind the field may be touched.
+    /// The field, or "result N" on failure. Bytes after the field must be untouched.
     std::string name(const std::string &content, char start, char end, int32_t nth) {
         write_file(path, content);
         std::string dst = untouched;
@@ -90,7 +90,7 @@ TEST_F(DeviceName, BytesAbove127AreCharactersLikeOthers) {
                    "ab>",
                    all_ones, '>', 1),
               "ab");
-    EXPECT_EQ(name("x", all_ones, '>', 1), ""); // the end of the file is no occurrence
+    EXPECT_EQ(name("x", all_ones, '>', 1), ""); // the end of the file is not an occurrence
     EXPECT_EQ(name("<a\xFF"
                    "b>",
                    '<', '>', 1),

@@ -39,7 +39,7 @@ std::string text_of(const char (&field)[size]) {
     return {field, size};
 }
 
-/// What the platform was given to open a session.
+/// The arguments with which a session was opened.
 struct session_request {
     void *session;
     std::string host;
@@ -65,7 +65,7 @@ struct raw_command {
     int timeout;
 };
 
-/// A platform that records its calls and answers as told.
+/// A platform that records its calls and returns what the test sets.
 class recording_platform : public ::testing::Test {
   public:
     recording_platform();
@@ -114,7 +114,7 @@ uint8_t *smc_get_shared_memory(int dev_id) {
 int get_device_ip(int dev_id, char *ip) {
     platform->calls.push_back("ip " + std::to_string(dev_id));
     std::strcpy(ip, platform->address.c_str());
-    return -1; // which nobody looks at
+    return -1; // ignored by the library
 }
 
 uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t port, const char *user_name,
@@ -181,7 +181,7 @@ TEST_F(SessionInfo, FieldsEndAtAZeroByteAndArePadded) {
 }
 
 TEST_F(SessionInfo, RecordIsReadAfterTheAddressLookUp) {
-    address = std::string(19, '9'); // as long as it may be
+    address = std::string(19, '9'); // the maximum length
     bmc_session_info info{};
     EXPECT_EQ(get_bmc_session_info(-3, &info), 0);
     EXPECT_THAT(calls, ElementsAre("shared memory -3", "ip -3"));
@@ -268,7 +268,7 @@ TEST(SessionDeathTest, NullPointersEndTheProcess) {
     EXPECT_EXIT(lan_create_session_over_udp(&info, nullptr), died,
                 lines.message("lan_create_session_over_udp", "IPMISession != \\(\\(void \\*\\)0\\)"));
     EXPECT_EQ(lines.count(), 3U);
-    // Before the address is looked at.
+    // The session is checked before the address.
     EXPECT_EXIT(lan_create_session(nullptr, nullptr), died, "IPMISession");
 }
 
@@ -317,7 +317,7 @@ TEST_F(Relay, SessionObjectIsZeroed) {
     while_creating = [](const session_request &request) {
         const auto *bytes = static_cast<const uint8_t *>(request.session);
         EXPECT_THAT(std::vector<int>(bytes, bytes + relay_session_size), Each(0));
-        std::memset(request.session, 0xA5, relay_session_size); // all of it is the platform's
+        std::memset(request.session, 0xA5, relay_session_size); // the platform may write all of it
     };
     EXPECT_EQ(to_smc(), 0);
     EXPECT_EQ(to_smc(), 0);

@@ -44,7 +44,7 @@ using ::testing::IsEmpty;
 
 constexpr size_t chunk = 262144;
 
-// --- The library's calls: noted, and made to fail, on the thread under test only ---
+// --- The library's calls, recorded and made to fail on the thread under test only ---
 
 interposed<int(int, int, int)> socket_call("socket");
 interposed<int(int, int, int, const void *, socklen_t)> setsockopt_call("setsockopt");
@@ -63,7 +63,7 @@ thread_local bool under_test = false;
 
 struct call_log {
     std::vector<std::string> calls;
-    std::map<std::string, int> failing; ///< name of a function, errno
+    std::map<std::string, int> failing; ///< errno by function name
     int own_socket = -1;
     std::vector<int> clients;
 };
@@ -79,7 +79,7 @@ std::string name_of(int fd) {
                                         : "client" + std::to_string(client - seen.clients.begin() + 1);
 }
 
-/// Notes a call; true when it is to fail.
+/// Records a call; true when it is to fail.
 bool fails(const std::string &call) {
     seen.calls.push_back(call);
     const auto found = seen.failing.find(call.substr(0, call.find(' ')));
@@ -199,7 +199,7 @@ class connection {
     void send_all(const std::string &bytes) const {
         EXPECT_EQ(send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
     }
-    /// Up to so many bytes, fewer at the end of the stream.
+    /// Reads up to `size` bytes, fewer at the end of the stream.
     std::string read_up_to(size_t size) const {
         std::string all(size, '\0');
         size_t got = 0;
@@ -227,8 +227,8 @@ class connection {
             close(std::exchange(fd_, -1));
         }
     }
-    /// Goes away without a goodbye: the other side gets a reset.
-    void vanish() {
+    /// Closes the connection with a reset.
+    void reset_connection() {
         const linger at_once{1, 0};
         setsockopt(fd_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
         shut();
@@ -285,7 +285,7 @@ class Server : public Transfer {
     Server() { std::atomic_ref(g_transfer_server_ok).store(0); }
     ~Server() override {
         for (const int fd : seen.clients) {
-            close(fd); // those that the server leaves open
+            close(fd); // the server leaves these open
         }
     }
 
@@ -311,7 +311,7 @@ class Server : public Transfer {
         void *value = this;
         ASSERT_EQ(pthread_join(thread, &value), 0);
         EXPECT_EQ(value, nullptr);
-        EXPECT_FALSE(returned) << "it ends the thread and never returns";
+        EXPECT_FALSE(returned) << "it returned instead of ending the thread";
     }
 
     std::vector<std::string> calls_of(const std::string &name) const {
@@ -512,20 +512,20 @@ TEST_F(Server, SurvivesClientsThatVanishInTheMiddle) {
     for (const size_t read_before : {size_t{4}, 3 * chunk}) {
         connection client = connected();
         EXPECT_EQ(client.read_up_to(read_before).size(), read_before);
-        client.vanish();
+        client.reset_connection();
     }
     EXPECT_TRUE(connected().read_all() == size_field(40 * chunk) + content);
     ends();
 }
 
 TEST_F(Server, SurvivesAClientThatVanishesAtOnce) {
-    // Reset before the first send: the second one finds the pipe broken and would raise SIGPIPE.
+    // Reset before the first send: the second send gets EPIPE and would raise SIGPIPE.
     std::optional<connection> client;
     stand_in<int, int, sockaddr *, socklen_t *> accepts(
         accept_call, [&client](int fd, sockaddr *address, socklen_t *size) {
             const int accepted = accept_call.real(fd, address, size);
             if (client.has_value()) {
-                client->vanish();
+                client->reset_connection();
                 client.reset();
             }
             return accepted;
@@ -537,7 +537,7 @@ TEST_F(Server, SurvivesAClientThatVanishesAtOnce) {
             broken += n == -1 && errno == EPIPE ? 1 : 0;
             return n;
         });
-    // The client must be there before the server accepts it: hold the server in its listen.
+    // The client must be connected before the server calls accept(), so the server waits in listen().
     std::atomic<bool> connected_already = false;
     stand_in<int, int, int> listens(listen_call, [&connected_already](int fd, int backlog) {
         const int result = listen_call.real(fd, backlog);
@@ -619,7 +619,7 @@ TEST_F(Server, PrintsNothing) {
 
 // --- Receiving ---
 
-/// A sender of the test's own: one connection, on which `act` decides what happens.
+/// A sender of the test's own: accepts one connection and runs `act` on it.
 class raw_server {
   public:
     explicit raw_server(std::function<void(connection &)> act) {
@@ -644,7 +644,7 @@ class Client : public Transfer {
         }
     }
 
-    /// What is received from a sender that sends these bytes and closes.
+    /// The result of receiving from a sender that sends these bytes and closes the connection.
     int result_of_stream(const std::string &stream) {
         raw_server server([&stream](connection &client) { client.send_all(stream); });
         return received(path);
@@ -694,7 +694,7 @@ TEST_F(Client, SucceedsWithAShortFileWhenTheSenderCloses) {
 TEST_F(Client, SucceedsWithAnEmptyFileWhenNotEvenTheSizeComes) {
     EXPECT_EQ(result_of_stream(""), 0);
     EXPECT_EQ(read_file(path), "");
-    EXPECT_EQ(result_of_stream("\x05"), 0); // 5 bytes announced, as far as it goes
+    EXPECT_EQ(result_of_stream("\x05"), 0); // one byte of the size: 5 bytes announced
     EXPECT_EQ(read_file(path), "");
 }
 
@@ -709,7 +709,7 @@ TEST_F(Client, StoresWhatFollowsASizeOfZero) {
     EXPECT_EQ(read_file(path), "abc");
 }
 
-/// Each recv of the code under test returns at most so many bytes.
+/// Each recv of the code under test returns at most `limit` bytes.
 struct small_receives {
     size_t limit;
     stand_in<ssize_t, int, void *, size_t, int> receives{
@@ -727,7 +727,7 @@ TEST_F(Client, PutsPiecesTogether) {
 
 TEST_F(Client, TakesTheSizeWithOneReceive) {
     small_receives two_bytes{2};
-    // Two bytes of the size count, the other two are zero; the rest of the size is taken for content.
+    // Two bytes of the size are used, the other two are zero; the rest of the size is stored as content.
     EXPECT_EQ(result_of_stream(std::string("\x03\0\x41\x42", 4) + "CDEF"), 0);
     EXPECT_EQ(read_file(path), "ABCD");
 }
@@ -736,7 +736,7 @@ TEST_F(Client, TakesTheSizeAsSigned) {
     small_receives four_bytes{4};
     EXPECT_EQ(result_of_stream(size_field(0xFFFFFFFF) + "abcdefgh"), 0);
     EXPECT_EQ(read_file(path), "abcd");
-    // One below the lowest number is the highest: it goes on to the end.
+    // The lowest number minus 1 wraps to the highest: receiving continues to the end.
     EXPECT_EQ(result_of_stream(size_field(0x80000000) + "abcdefgh"), 0);
     EXPECT_EQ(read_file(path), "abcdefgh");
 }
@@ -800,7 +800,7 @@ TEST_F(Client, Returns6WhenTheFileCannotBeCreated) {
 }
 
 TEST_F(Client, Returns7WhenTheConnectionBreaks) {
-    // Not before the client knows that it is connected, or its connect fails.
+    // Resets only after the client is connected; otherwise its connect() fails.
     std::atomic<bool> receiving = false;
     stand_in<ssize_t, int, void *, size_t, int> receives(
         recv_call, [&receiving](int fd, void *bytes, size_t size, int flags) {
@@ -811,7 +811,7 @@ TEST_F(Client, Returns7WhenTheConnectionBreaks) {
     raw_server server([&receiving](connection &client) {
         client.send_all(size_field(1000) + "abc");
         receiving.wait(false);
-        client.vanish();
+        client.reset_connection();
     });
     EXPECT_EQ(received(path), 7);
     EXPECT_FALSE(is_open(seen.own_socket));

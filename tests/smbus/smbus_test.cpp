@@ -22,7 +22,7 @@ using ::testing::KilledBySignal;
 constexpr uint32_t device = 0x5A07; // bus 7, slave 0x5A
 constexpr uint8_t untouched = 0xEE;
 
-/// 0x10, 0x11, ... so that every byte is recognised at its place.
+/// 0x10, 0x11, ...: every byte shows its position.
 bytes counting(unsigned int length) {
     bytes all(length);
     std::iota(all.begin(), all.end(), uint8_t{0x10});
@@ -34,7 +34,7 @@ bytes operator+(bytes head, const bytes &tail) {
     return head;
 }
 
-/// A count byte followed by zeros: what a block read finds in the buffer it fills.
+/// A count byte followed by zeros: the content of the buffer that a block read passes to the primitive.
 bytes preset_block(uint8_t count) { return bytes{count} + bytes(count, 0); }
 
 class Smbus : public scripted_bus {};
@@ -241,14 +241,14 @@ TEST_F(Smbus, FlexibleWritesThenReadsWithBothBuffers) {
     EXPECT_THAT(calls, ElementsAre(write_read_of(7, 0x5A, {1, 2, 3}, bytes(255, untouched))));
 }
 
-// --- How results are judged ---
+// --- Results of the primitives ---
 
 struct judged {
     int result;
     int expected;
 };
 
-/// Results whose low 16 bits, as a signed count, are `length`, and results that only look alike.
+/// Results whose low 16 bits, as a signed number, are `length`, and similar results that are failures.
 std::vector<judged> counts_for(int length) {
     return {{length, 0},      {length + 0x10000, 0}, {length - 0x10000, 0},
             {length + 1, -1}, {length - 1, -1},      {length + 0x8000, -1},
@@ -311,7 +311,7 @@ TEST_F(Smbus, EachTransactionIsOnePrimitiveCallEvenWhenItFails) {
     EXPECT_EQ(calls.size(), 2U);
 }
 
-// --- Failures leave results alone ---
+// --- Buffers after failures ---
 
 TEST_F(Smbus, FailedReadsThroughALocalBufferLeaveTheResultUntouched) {
     answers({{{1, 2}, -1}, {{1, 2}, -1}, {{3, 1, 2, 3}, -1}, {{3, 1, 2, 3}, -1}});

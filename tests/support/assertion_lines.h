@@ -8,7 +8,7 @@
 
 namespace varnel::test {
 
-/// What failed assertions print, for death tests, and the lines of the source that they name.
+/// Patterns of assertion messages for death tests, and the source lines that these name.
 class assertion_lines {
   public:
     explicit assertion_lines(std::string source) : source_(std::move(source)) {}

@@ -12,12 +12,13 @@
 
 namespace varnel::test {
 
-/// Another process, which runs `body` and exits with its result. It is killed when nobody waited for it.
+/// A child process that runs `body` and exits with its result. The destructor kills it unless it was waited
+/// for.
 class child_process {
   public:
     template <class callable>
     explicit child_process(callable body) {
-        std::fflush(nullptr); // or the child would write it again
+        std::fflush(nullptr); // otherwise the child would write it again
         id_ = fork();
         if (id_ == 0) {
             const int result = body();
@@ -26,7 +27,7 @@ class child_process {
         }
     }
 
-    /// Nobody yet.
+    /// No process.
     static child_process none() { return child_process(); }
 
     ~child_process() {
@@ -45,14 +46,14 @@ class child_process {
     void kill(int signal = SIGKILL) const { ::kill(id_, signal); }
     bool running() const { return id_ > 0; }
 
-    /// How it ended, as of waitpid(2).
+    /// Waits until it ends; returns the status of waitpid(2).
     int wait() {
         int status = -1;
         waitpid(std::exchange(id_, -1), &status, 0);
         return status;
     }
 
-    /// The same without waiting: nothing while it runs.
+    /// The same without waiting; nothing while it runs.
     std::optional<int> ended() {
         int status = -1;
         if (waitpid(id_, &status, WNOHANG) != id_) {
@@ -62,7 +63,7 @@ class child_process {
         return status;
     }
 
-    /// Whether it ended by itself with this result.
+    /// Waits until it ends; returns whether it exited with this result.
     bool exits_with(int result) {
         const int status = wait();
         return WIFEXITED(status) && WEXITSTATUS(status) == result;

@@ -8,12 +8,12 @@
 
 namespace varnel::test {
 
-/// A C library function that the test program defines itself, so that the library's calls come by:
+/// A C library function that the test program defines itself, to intercept the library's calls:
 ///
 ///     interposed<int(int)> close_call("close");
 ///     extern "C" int close(int fd) { return close_call(fd); }
 ///
-/// Calls go on to the C library's (or the sanitizer's) own function, unless a test puts a stand_in before it.
+/// Calls are passed to the C library's (or the sanitizer's) own function, unless a test installs a stand_in.
 template <class signature>
 class interposed;
 
@@ -36,7 +36,7 @@ class interposed<result(arguments...)> {
         return next_(values...);
     }
 
-    /// For as long as it lives, calls go to `stand_in` instead.
+    /// For its lifetime, calls go to `replacement`.
     class stand_in {
       public:
         stand_in(interposed &function, body replacement)

@@ -11,7 +11,7 @@
 
 namespace varnel::test {
 
-/// A regular file that is in memory alone and still has a path.
+/// A regular file in memory that has a path.
 class memory_file {
   public:
     memory_file()

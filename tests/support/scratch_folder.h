@@ -16,7 +16,7 @@
 
 namespace varnel::test {
 
-/// A new folder, removed with what is in it.
+/// A new folder; the destructor removes it with its content.
 class scratch_folder {
   public:
     scratch_folder() : path_((std::filesystem::temp_directory_path() / "varnel-XXXXXX").string()) {
@@ -34,7 +34,7 @@ class scratch_folder {
     const std::string &path() const { return path_; }
     std::string file(std::string_view name) const { return path_ + '/' + std::string(name); }
 
-    /// Names of what is in it, sorted.
+    /// Names of its entries, sorted.
     std::vector<std::string> names() const {
         std::vector<std::string> found;
         for (const auto &entry : std::filesystem::directory_iterator(path_)) {
@@ -48,7 +48,7 @@ class scratch_folder {
     std::string path_;
 };
 
-/// Writes a whole file; throws when that fails.
+/// Replaces a file's content; throws when that fails.
 inline void write_file(const std::string &path, std::string_view bytes) {
     std::ofstream file(path, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -58,7 +58,7 @@ inline void write_file(const std::string &path, std::string_view bytes) {
     }
 }
 
-/// A whole file, or nothing when it cannot be read.
+/// The content of a file, or nothing when it cannot be opened.
 inline std::optional<std::string> read_file(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
@@ -67,7 +67,7 @@ inline std::optional<std::string> read_file(const std::string &path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-/// What must survive when a file is rewritten in place.
+/// What must not change when a file is rewritten in place.
 struct file_identity {
     ino_t inode;
     mode_t mode;

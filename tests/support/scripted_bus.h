@@ -14,7 +14,7 @@ namespace varnel::test {
 
 using bytes = std::vector<uint8_t>;
 
-/// One call of an I2C primitive, with everything that crossed the boundary.
+/// One call of an I2C primitive with its arguments.
 struct transfer {
     enum class kind { write, read, write_read };
 
@@ -33,7 +33,7 @@ transfer write_of(unsigned int bus, unsigned int slave, bytes written);
 transfer read_of(unsigned int bus, unsigned int slave, bytes preset);
 transfer write_read_of(unsigned int bus, unsigned int slave, bytes written, bytes preset);
 
-/// What a primitive is to do: fill the read buffer, set errno and return. Without a result it reports
+/// What a primitive does: fills the read buffer, sets errno and returns `result`; without a result it returns
 /// success.
 struct answer {
     bytes data = {};

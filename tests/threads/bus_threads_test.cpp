@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// SMBus and chip drivers over primitives that are safe to call in parallel: a chip to a thread, one clock for
-// all.
+// SMBus and chip drivers over primitives that are safe to call in parallel: one chip for each thread, one
+// clock for all.
 #include <array>
 #include <cstdint>
 #include <ctime>
@@ -17,7 +17,7 @@ namespace {
 
 using namespace varnel::test;
 
-/// Chips of 256 byte registers that count up: the first byte written is the register.
+/// Chips of 256 byte registers: the first byte written is the register, further bytes go to the next ones.
 class register_chips {
   public:
     void write(uint8_t slave, const uint8_t *bytes, unsigned size) {
@@ -85,9 +85,8 @@ TEST(BusThreads, EachDrivesAChipOfItsOwn) {
         for (int round = 0; round < rounds; ++round) {
             const auto bank = static_cast<uint8_t>(round + thread);
             uint8_t back = 0;
-            ASSERT_EQ(pca9555_set_bank_dir(device, 0, bank),
-                      0); // read-modify-write is safe where nobody else is
-            ASSERT_EQ(pca9555_set_port_output(device, 15), 0);
+            ASSERT_EQ(pca9555_set_bank_dir(device, 0, bank), 0);
+            ASSERT_EQ(pca9555_set_port_output(device, 15), 0); // no other thread uses this chip
             ASSERT_EQ(pca9555_get_bank_dir(device, 0, &back), 0);
             EXPECT_EQ(back, bank);
             ASSERT_EQ(pca9548_enable_channel(device + 0x1000, bank), 0);

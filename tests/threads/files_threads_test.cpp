@@ -45,7 +45,7 @@ TEST_F(FilesThreads, EachWritesAFileOfItsOwn) {
         const std::string path = folder_.file("daemon" + std::to_string(thread) + ".ini");
         for (int round = 0; round < 50; ++round) {
             const std::string value = std::to_string(thread * 1000 + round);
-            // In a section that exists the rest of the file goes through printf.
+            // In an existing section, the rest of the file is expanded as format text.
             ASSERT_EQ(set_config_string(path.c_str(), "s", ("key" + value).c_str(), value.c_str()), 0);
             std::array<char, 256> back{};
             ASSERT_EQ(get_config_string(path.c_str(), "s", ("key" + value).c_str(), back.data()), 0);

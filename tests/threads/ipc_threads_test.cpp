@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Queues and locks over libvarnel_platform's file locks: posts of many threads on descriptors of their own,
-// on a shared one and by path; semaphore locks that threads contend for.
+// Queues and locks over libvarnel_platform's file locks: threads post on separate descriptors, on a shared
+// one and by path; threads contend for semaphore locks.
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -30,7 +30,7 @@ using namespace varnel::test;
 constexpr int writers = 4;
 constexpr int records_each = 20;
 
-/// A record of `writer` that says its number; larger than what the kernel writes in one piece.
+/// A record that contains its writer and number; larger than the kernel writes as a whole.
 class numbered_record {
   public:
     numbered_record(int writer, int number) {
@@ -55,7 +55,7 @@ class QueueThreads : public ::testing::Test {
     }
     ~QueueThreads() override { close(reader_); }
 
-    /// Runs one post after the other in each of the threads, while this one receives: all, whole, in order.
+    /// Posts from all threads while this one receives. Expects all records, complete and in order.
     template <class post_function>
     void exchange(post_function post) {
         std::jthread posting([&] {
@@ -105,7 +105,7 @@ TEST_F(QueueThreads, PostsByPath) {
 }
 
 TEST_F(QueueThreads, PostsWithoutWaitingOnDescriptorsOfTheirOwn) {
-    // Three pages a record: there is room for all, so none is written in part.
+    // Each record needs three pages of the pipe: all fit, so none is written in part.
     ASSERT_GE(fcntl(reader_, F_SETPIPE_SZ, 1 << 20), 1 << 20);
     exchange([&](int, const queue_message *record) {
         const int queue = open(path_.c_str(), O_WRONLY);
@@ -115,7 +115,7 @@ TEST_F(QueueThreads, PostsWithoutWaitingOnDescriptorsOfTheirOwn) {
     });
 }
 
-/// A set of locks that is gone with the test.
+/// A set of locks, removed after the test.
 class LockThreads : public ::testing::Test {
   protected:
     LockThreads() { EXPECT_NE(locks_, -1); }

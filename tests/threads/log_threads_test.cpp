@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Text logs: one file appended to by all, files of one thread each that are moved aside. System log: lines of
-// all.
+// Text logs: all threads append to one file; each thread rotates its own file. System log: lines of all
+// threads.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -27,7 +27,7 @@ using namespace varnel::test;
 constexpr int threads = 4;
 constexpr int rounds = 50;
 
-/// How often `text` stands in `bytes` as a whole message.
+/// How often `bytes` contains the complete message `text`.
 long messages(const std::string &bytes, const std::string &text) {
     long found = 0;
     const std::string line = "\n\t" + text + "\n";
@@ -86,7 +86,7 @@ TEST(LogThreads, LinesOfAllReachTheSystemLog) {
     in_parallel(threads, [&](int thread) {
         const std::array<uint8_t, 4> bytes{1, 2, 3, 4};
         for (int round = 0; round < rounds; ++round) {
-            IDBG_LINUXAPP_DbgLog(6, "from a thread: %d", thread); // the first calls of all open the log
+            IDBG_LINUXAPP_DbgLog(6, "from a thread: %d", thread); // the threads' first calls open the log
             IDBG_LINUXAPP_DbgLogBuf(7, "t.c", thread, bytes.data(), bytes.size());
         }
         EXPECT_GT(IDBG_LINUXAPP_DbgOut(0x82, "round %d\n", thread), 0);

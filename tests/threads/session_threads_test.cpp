@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// File transfer: one sender and its clients, all threads of one process. IPMI relay: calls of many threads,
-// each with its own session.
+// File transfer: one sender and its clients, all threads of one process. IPMI relay: calls from several
+// threads, each with its own session.
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -23,7 +23,7 @@ namespace {
 
 using namespace varnel::test;
 
-// --- The relay's platform: a session is the number of the controller it was opened to ---
+// --- The relay's platform: a session contains the number of its controller ---
 
 struct login_record {
     std::array<uint8_t, 38> bytes;
@@ -99,7 +99,7 @@ TEST(SessionThreads, OneFileGoesToClientsThatConnectAtTheSameTime) {
     in_parallel(clients, [&](int client) {
         const std::string path = folder.file(std::to_string(client));
         int result = 0;
-        do { // refused in the instant before listen()
+        do { // refused until the sender listens
             result = mma_lan_transfer(path.c_str(), "127.0.0.1");
         } while (result == 5);
         EXPECT_EQ(result, 0);

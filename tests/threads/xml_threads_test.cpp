@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// XML: documents, sinks and sources of one thread each; one tree that several threads read.
+// XML: documents, sinks and sources that one thread uses each; one tree that several threads read.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -89,7 +89,7 @@ TEST(XmlThreads, OneTreeIsWrittenClonedAndSearchedByAll) {
     });
 }
 
-// Each document gets parts of the next one: pieces of one slab are deleted by several threads at once.
+// Each document gets parts of the next one, so several threads delete pieces of one slab at the same time.
 TEST(XmlThreads, CompactTreesThatShareSlabsAreDeletedByDifferentThreads) {
     constexpr size_t threads = 4;
     for (int round = 0; round < 20; ++round) {

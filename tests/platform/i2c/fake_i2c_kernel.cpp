@@ -28,7 +28,7 @@ unsigned long inode_of(int descriptor) {
     return fstat(descriptor, &file) == 0 ? file.st_ino : 0;
 }
 
-/// The transfer that an SMBus request stands for (SMBus 3.2 section 6.5), all but the length of a block read.
+/// The transfer of an SMBus request (SMBus 3.2 section 6.5), except the length of a block read.
 wire_transfer wire_of(unsigned int slave, const i2c_smbus_ioctl_data &request) {
     const i2c_smbus_data *data = request.data;
     const bool is_read = request.read_write == I2C_SMBUS_READ;

@@ -14,7 +14,7 @@
 
 namespace varnel::test {
 
-/// What one transfer put on the wire, however it was asked for.
+/// What one transfer put on the wire, whichever request was used.
 struct wire_transfer {
     unsigned int slave;
     std::vector<uint8_t> written;
@@ -25,11 +25,11 @@ struct wire_transfer {
 
 void PrintTo(const wire_transfer &transfer, std::ostream *out);
 
-/// The kernel's side of /dev/i2c-N. The program is linked with --wrap for open64 and ioctl; everything else,
-/// descriptors, inodes, fork, is the real kernel: a node is a real file, removed when its adapter goes.
+/// The kernel's side of /dev/i2c-N. The program is linked with --wrap for open64 and ioctl. Everything else
+/// (descriptors, inodes, fork) is the real kernel: a node is a real file, removed with its adapter.
 ///
-/// Like the kernel it keeps the address for I2C_SMBUS with the open file, turns each request into a transfer
-/// on the wire, lets the chip decide the length of an SMBus block, and refuses what the adapter has not.
+/// Like the kernel, it keeps the address for I2C_SMBUS with the open file, turns each request into a transfer
+/// on the wire, lets the chip decide the length of an SMBus block, and refuses what the adapter cannot do.
 class fake_i2c_kernel {
   public:
     fake_i2c_kernel();
@@ -40,19 +40,19 @@ class fake_i2c_kernel {
     void plug(unsigned int bus, unsigned long functionality);
     void unplug(unsigned int bus);
 
-    /// What every chip answers, from its first byte on; zeros follow.
+    /// The bytes that every chip sends; zeros follow.
     std::vector<uint8_t> answer;
     /// When not 0, the next transfers fail with this errno.
     int fail_with = 0;
     /// When not -1, what I2C_RDWR returns.
     int messages_done = -1;
-    /// Called when a transfer has been asked for and is not on the wire yet.
+    /// Called before a requested transfer is on the wire.
     std::function<void()> before_transfer = [] {};
 
     [[nodiscard]] std::vector<wire_transfer> transfers();
     [[nodiscard]] std::vector<std::string> calls(); ///< "open 3", "I2C_RDWR", "I2C_SMBUS 5"...
     void forget();
-    /// The descriptor that the last transfer came through.
+    /// The descriptor of the last transfer.
     [[nodiscard]] int last_descriptor();
 
     int open(const char *path, int flags);

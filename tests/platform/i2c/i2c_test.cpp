@@ -34,7 +34,7 @@ constexpr uint8_t chip = 0x50;
 
 class I2c : public ::testing::Test {
   protected:
-    // The buses of the library live as long as the process: each test has one of its own.
+    // The library keeps a bus open until the process ends, so each test uses a bus of its own.
     I2c() : bus(next_bus++) {}
 
     void plug(unsigned long functionality) { kernel.plug(bus, functionality); }
@@ -173,7 +173,7 @@ TEST_F(I2c, AFailedQuickIsAFailure) {
     EXPECT_EQ(errno, ENXIO);
 }
 
-// Adapters that take SMBus requests only.
+// Adapters that accept only SMBus requests.
 
 /// A call of the library and the buffers it fills.
 struct library_call {
@@ -223,7 +223,7 @@ const std::vector<library_call> &library_calls() {
          [](uint32_t d, bytes &) {
              return smbus_flexible_write_read_to_device(d, 0, 12, block_of_32.data(), 0, nullptr);
          }},
-        {"raw read of 9 behind a register",
+        {"raw read of 9 after a register",
          [](uint32_t d, bytes &f) {
              return smbus_flexible_write_read_to_device(d, 0, 1, block_of_32.data(), 9, f.data());
          }},
@@ -277,7 +277,7 @@ TEST_F(SmbusRequests, WhatIsNoSmbusFrameIsRefused) {
     bytes none;
     const std::vector<std::function<int()>> refused{
         [&] { return read(two); },                    // a plain read of more than a byte
-        [&] { return write(bytes(34, 0x21)); },       // too long for a block, count or not
+        [&] { return write(bytes(34, 0x21)); },       // too long for a block, with or without a count
         [&] { return write_read({1}, thirty_four); }, // the same as a read
         [&] {
             return write_read({1, 2}, four);
@@ -520,7 +520,7 @@ TEST_F(Descriptor, IsUsableInAChildForkedDuringATransfer) {
             return;
         }
         result = in_child([this] {
-            alarm(60); // the lock that the parent holds would be for ever in the child
+            alarm(60); // the parent's mutex would stay locked in the child for ever
             return write({2}) == 1 ? 0 : 1;
         });
     };
