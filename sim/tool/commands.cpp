@@ -22,12 +22,12 @@ void add_commands(CLI::App &app, invocation &call) {
 
 int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &carry_out) {
     invocation call;
-    call.program = tools::split_off_program(arguments);
+    call.program = split_off_program(arguments);
     CLI::App app("Runs programs on a simulated board, and shows and changes what surrounds them.",
                  "varnel-sim");
     app.set_version_flag("--version", "varnel-sim " VARNEL_VERSION);
     add_commands(app, call);
-    if (!tools::parse(app, std::move(arguments))) {
+    if (!parse(app, std::move(arguments))) {
         return success;
     }
     if (!call.action) {

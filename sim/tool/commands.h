@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "tools/support/command_line.h"
+#include "host/command_line.h"
 
 namespace varnel::sim::tool {
 
-using tools::bad_usage;
-using tools::success;
+using namespace host;
 
 /// What the user typed, apart from options of single commands.
 struct invocation {

@@ -22,7 +22,7 @@ void carry_out(invocation &call) {
 
 int main(int argc, char *argv[]) {
     using namespace varnel::sim::tool;
-    return varnel::tools::run_guarded("varnel-sim", [&] {
+    return varnel::host::run_guarded("varnel-sim", [&] {
         return run_command({argv + 1, argv + argc}, carry_out);
     });
 }

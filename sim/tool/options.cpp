@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/numbers.h"
+#include "host/numbers.h"
 
 namespace varnel::sim::tool {
 
@@ -22,7 +22,7 @@ CLI::App *add_command(CLI::App &app, const char *name, const char *description, 
 CLI::Option *add_number(CLI::App &command, const char *option, std::optional<uint64_t> &number,
                         const char *description) {
     const auto take = [option, &number](const std::string &text) {
-        number = tools::whole_number<uint64_t>(text);
+        number = whole_number<uint64_t>(text);
         if (!number) {
             throw bad_usage(fmt::format("{}: '{}' is not a whole number", option, text));
         }
@@ -33,7 +33,7 @@ CLI::Option *add_number(CLI::App &command, const char *option, std::optional<uin
 CLI::Option *add_probability(CLI::App &command, const char *option, std::optional<double> &number,
                              const char *description) {
     const auto take = [option, &number](const std::string &text) {
-        number = tools::whole_number<double>(text);
+        number = whole_number<double>(text);
         if (!number || !(*number >= 0 && *number <= 1)) {
             throw bad_usage(fmt::format("{}: '{}' is not a number from 0 to 1", option, text));
         }

@@ -14,18 +14,17 @@
 #include <fmt/format.h>
 #include <poll.h>
 
+#include "host/foreground_program.h"
+#include "host/line_output.h"
+#include "host/standard_streams.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
 #include "sim/tool/start.h"
 #include "sim/tool/trace.h"
-#include "tools/support/foreground_program.h"
-#include "tools/support/line_output.h"
-#include "tools/support/standard_streams.h"
 
 namespace varnel::sim::tool {
 
 namespace fs = std::filesystem;
-using tools::line_output;
 using json = nlohmann::ordered_json;
 
 namespace {
@@ -71,7 +70,7 @@ class accompanying_trace {
             open_ = message && printer_.take(*message);
         } catch (const std::exception &problem) {
             open_ = false;
-            tools::say(fmt::format("varnel-sim: trace: {}", problem.what()));
+            say(fmt::format("varnel-sim: trace: {}", problem.what()));
         }
     }
 
@@ -90,7 +89,7 @@ class accompanying_trace {
     bool open_ = true;
 };
 
-void print_until(const tools::foreground_program &program, accompanying_trace &trace) {
+void print_until(const foreground_program &program, accompanying_trace &trace) {
     std::array<pollfd, 2> watched{{{program.ending(), POLLIN, 0}, {trace.waits_for(), POLLIN, 0}}};
     while (watched[0].revents == 0) {
         watched[1].fd = trace.waits_for();
@@ -108,11 +107,11 @@ int leave(board_access &board, const std::string &file, int status) {
         board.request({{"command", "leave"}});
         return status;
     } catch (const board_ended &) {
-        tools::say(fmt::format("varnel-sim: {}: the board's server ended before the program did", file));
+        say(fmt::format("varnel-sim: {}: the board's server ended before the program did", file));
     } catch (const std::exception &problem) {
-        tools::say(fmt::format("varnel-sim: {}", problem.what()));
+        say(fmt::format("varnel-sim: {}", problem.what()));
     }
-    return status != success ? status : tools::failure;
+    return status != success ? status : failure;
 }
 
 int run(const invocation &call, const std::vector<std::string> &trace_files) {
@@ -131,7 +130,7 @@ int run(const invocation &call, const std::vector<std::string> &trace_files) {
     preload(library);
     setenv(board_variable, file.c_str(), 1);
     setenv(socket_variable, where.socket_path().c_str(), 1);
-    tools::foreground_program program(call.program);
+    foreground_program program(call.program);
     if (trace) {
         print_until(program, *trace);
     }

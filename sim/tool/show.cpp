@@ -12,15 +12,13 @@
 
 #include <fmt/format.h>
 
+#include "host/line_output.h"
 #include "sim/protocol/board_json.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
 #include "sim/tool/status_json.h"
-#include "tools/support/line_output.h"
 
 namespace varnel::sim::tool {
-
-using tools::line_output;
 
 namespace {
 

@@ -13,10 +13,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "host/standard_streams.h"
 #include "sim/board/board.h"
 #include "sim/server/server.h"
 #include "sim/tool/commands.h"
-#include "tools/support/standard_streams.h"
 
 namespace varnel::sim::tool {
 
@@ -90,8 +90,8 @@ board_access join_board(const meeting_point &where, const std::string &file) {
     board_access board(joined ? std::move(running) : power_on(where, file, text));
     const json reply = board.request({{"command", "run"}});
     if (joined && reply.at("hash") != hash_of(text)) {
-        tools::say(fmt::format(
-            "varnel-sim: {} has changed since this board was powered on; it stays as it was", file));
+        say(fmt::format("varnel-sim: {} has changed since this board was powered on; it stays as it was",
+                        file));
     }
     return board;
 }

@@ -5,12 +5,12 @@
 #include <optional>
 #include <vector>
 
+#include "host/line_output.h"
 #include "sim/tool/board_access.h"
-#include "tools/support/line_output.h"
 
 namespace varnel::sim::tool {
 
-using tools::line_output;
+using host::line_output;
 
 enum class trace_format { text, json };
 

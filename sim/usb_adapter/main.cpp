@@ -14,10 +14,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "host/command_line.h"
 #include "sim/protocol/channel.h"
 #include "sim/usb_adapter/redirection.h"
 #include "sim/usb_adapter/tiny_usb_device.h"
-#include "tools/support/command_line.h"
 
 namespace {
 
@@ -66,15 +66,15 @@ int run_command(std::vector<std::string> arguments) {
     std::string path;
     app.add_option("BUS", bus, "number of the I2C adapter")->required();
     app.add_option("SOCKET", path, "name for the socket; there must be nothing of that name")->required();
-    if (varnel::tools::parse(app, std::move(arguments))) {
+    if (varnel::host::parse(app, std::move(arguments))) {
         tiny_usb_device device(bus);
         serve(device, connection_on(path));
     }
-    return varnel::tools::success;
+    return varnel::host::success;
 }
 
 } // namespace
 
 int main(int argc, char *argv[]) {
-    return varnel::tools::run_guarded("varnel-sim-usb", [&] { return run_command({argv + 1, argv + argc}); });
+    return varnel::host::run_guarded("varnel-sim-usb", [&] { return run_command({argv + 1, argv + argc}); });
 }

@@ -6,25 +6,26 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/command_line.h"
-#include "tools/support/numbers.h"
+#include "host/command_line.h"
+#include "host/numbers.h"
 
 namespace varnel::tools {
 
 CLI::Option *add_number(CLI::App &verb, const std::string &name, uint64_t &number, uint64_t most,
                         const char *description) {
     return add_argument(
-        verb, name, number, [name, most](const std::string &text) { return c_number(text, most, name); },
-        description, name.starts_with('-') ? "N" : "");
+        verb, name, number,
+        [name, most](const std::string &text) { return host::c_number(text, most, name); }, description,
+        name.starts_with('-') ? "N" : "");
 }
 
 CLI::Option *add_size(CLI::App &verb, const std::string &name, uint64_t &bytes, const char *description) {
-    return add_argument(verb, name, bytes, size_in_bytes, description, "SIZE");
+    return add_argument(verb, name, bytes, host::size_in_bytes, description, "SIZE");
 }
 
 CLI::Option *add_duration(CLI::App &verb, const std::string &name,
                           std::optional<std::chrono::milliseconds> &time, const char *description) {
-    return add_argument(verb, name, time, duration, description, "TIME");
+    return add_argument(verb, name, time, host::duration, description, "TIME");
 }
 
 std::size_t place_among(const std::vector<std::string> &words, const std::string &text,
@@ -32,7 +33,8 @@ std::size_t place_among(const std::vector<std::string> &words, const std::string
     const auto found = std::ranges::find(words, text);
     if (found == words.end()) {
         const std::string all_but_last = fmt::format("{}", fmt::join(words.begin(), words.end() - 1, ", "));
-        throw bad_usage(fmt::format("{}: '{}' is not {} or {}", what, text, all_but_last, words.back()));
+        throw host::bad_usage(
+            fmt::format("{}: '{}' is not {} or {}", what, text, all_but_last, words.back()));
     }
     return static_cast<std::size_t>(found - words.begin());
 }
@@ -50,7 +52,7 @@ CLI::Option *add_bytes(CLI::App &verb, const std::string &name, std::vector<uint
                        const char *description) {
     const auto take = [name, &bytes](const std::vector<std::string> &words) {
         for (const std::string &word : words) {
-            bytes.push_back(static_cast<uint8_t>(c_number(word, UINT8_MAX, name)));
+            bytes.push_back(static_cast<uint8_t>(host::c_number(word, UINT8_MAX, name)));
         }
     };
     CLI::Option *const option = verb.add_option_function<std::vector<std::string>>(name, take, description);

@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "tools/support/command_line.h"
+#include "host/command_line.h"
 
 namespace varnel::tools {
+
+using namespace host;
 
 /// More exit statuses (command_line.h); `lock run` passes on that of its command.
 inline constexpr int not_confirmed = 3;

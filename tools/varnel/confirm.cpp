@@ -4,20 +4,20 @@
 #include <cstdio>
 #include <iostream>
 
-#include "tools/support/standard_streams.h"
-#include "tools/support/terminal.h"
+#include "host/standard_streams.h"
+#include "host/terminal.h"
 
 namespace varnel::tools {
 
 void confirm(const context &context, const std::string &statement) {
-    const bool seen = say(statement);
+    const bool seen = host::say(statement);
     if (context.yes) {
         return;
     }
     if (!seen) {
         throw refusal("nothing written: standard error cannot be written");
     }
-    if (!is_terminal(stdin)) {
+    if (!host::is_terminal(stdin)) {
         throw refusal("nothing written: no terminal to ask at; --yes means it");
     }
     std::fputs("Go on? [y/N] ", stderr);

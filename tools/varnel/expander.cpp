@@ -6,8 +6,8 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/command_line.h"
-#include "tools/support/numbers.h"
+#include "host/command_line.h"
+#include "host/numbers.h"
 #include "tools/varnel/arguments.h"
 #include "varnel/pca9505.h"
 #include "varnel/pca9555.h"
@@ -84,13 +84,13 @@ unsigned int expander::banks() const { return banks_of_model[static_cast<std::si
 pin expander::pin_from(const std::string &text) const {
     const std::size_t dot = text.find('.');
     if (dot == std::string::npos) {
-        const auto number = static_cast<unsigned int>(c_number(text, banks() * bits - 1, "PIN"));
+        const auto number = static_cast<unsigned int>(host::c_number(text, banks() * bits - 1, "PIN"));
         return {number / bits, number % bits};
     }
     return {static_cast<unsigned int>(
-                c_number(text.substr(0, dot), banks() - 1, fmt::format("PIN {}: bank", text))),
+                host::c_number(text.substr(0, dot), banks() - 1, fmt::format("PIN {}: bank", text))),
             static_cast<unsigned int>(
-                c_number(text.substr(dot + 1), bits - 1, fmt::format("PIN {}: bit", text)))};
+                host::c_number(text.substr(dot + 1), bits - 1, fmt::format("PIN {}: bit", text)))};
 }
 
 std::string expander::name(const pin &pin) const {
@@ -167,7 +167,7 @@ void expander::write_all(registers which, const std::vector<pin> &pins, bool val
 
 void expander::clear_interrupt_mask(unsigned int bank) const {
     if (model_ != expander_model::pca9505) {
-        throw bad_usage("gpio unmask: only a PCA9505 has interrupt masks; --chip pca9505");
+        throw host::bad_usage("gpio unmask: only a PCA9505 has interrupt masks; --chip pca9505");
     }
     on(chip_, "clear interrupt mask",
        [&](uint32_t handle) { return pca9505_clear_bank_mask(handle, static_cast<uint8_t>(bank)); });

@@ -16,7 +16,7 @@
 #include <fmt/format.h>
 #include <poll.h>
 
-#include "tools/support/held_signals.h"
+#include "host/held_signals.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/arriving_file.h"
 #include "tools/varnel/progress_bar.h"

@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/command_line.h"
+#include "host/command_line.h"
 
 namespace varnel::tools {
 
@@ -35,7 +35,7 @@ std::string bytes_from_hex(std::string_view text, const char *what) {
         rest.remove_prefix(rest.starts_with("0x") ? 2 : 0);
         const auto byte = byte_from(rest.substr(0, digits_of_a_byte));
         if (!byte) {
-            throw bad_usage(fmt::format("{}: '{}' is not hexadecimal, two digits a byte", what, text));
+            throw host::bad_usage(fmt::format("{}: '{}' is not hexadecimal, two digits a byte", what, text));
         }
         bytes += *byte;
         rest.remove_prefix(digits_of_a_byte);

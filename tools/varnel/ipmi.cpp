@@ -12,7 +12,7 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
-#include "tools/support/numbers.h"
+#include "host/numbers.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"

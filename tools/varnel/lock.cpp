@@ -16,8 +16,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "tools/support/foreground_program.h"
-#include "tools/support/numbers.h"
+#include "host/foreground_program.h"
+#include "host/numbers.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"

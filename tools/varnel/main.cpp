@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/standard_streams.h"
+#include "host/standard_streams.h"
 #include "tools/varnel/commands.h"
 #include "tools/varnel/confirm.h"
 

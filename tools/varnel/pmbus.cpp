@@ -8,8 +8,8 @@
 #include <fmt/format.h>
 
 #include "chips/car2512.h"
-#include "tools/support/command_line.h"
-#include "tools/support/numbers.h"
+#include "host/command_line.h"
+#include "host/numbers.h"
 
 namespace varnel::tools {
 
@@ -23,14 +23,14 @@ bool is_number(const std::string &text) {
 
 uint8_t pmbus_command(const std::string &text) {
     if (is_number(text)) {
-        return static_cast<uint8_t>(c_number(text, UINT8_MAX, "REGISTER"));
+        return static_cast<uint8_t>(host::c_number(text, UINT8_MAX, "REGISTER"));
     }
     std::string name = text;
     std::ranges::transform(name, name.begin(),
                            [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     const auto *const found = std::ranges::find(chips::pmbus_commands, name, &chips::chip_register::name);
     if (found == chips::pmbus_commands.end()) {
-        throw bad_usage(
+        throw host::bad_usage(
             fmt::format("REGISTER: '{}' is neither a number from 0 to 255 (0xff) nor a PMBus command such "
                         "as STATUS_WORD",
                         text));

@@ -8,7 +8,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/terminal.h"
+#include "host/terminal.h"
 
 namespace varnel::tools {
 
@@ -55,7 +55,7 @@ std::string progress_line(const std::string &label, uint64_t done, uint64_t tota
                     : fmt::format("{}  {} {}", label, bar(part, room), numbers);
 }
 
-progress_bar::progress_bar() : visible_(is_terminal(stderr)) {}
+progress_bar::progress_bar() : visible_(host::is_terminal(stderr)) {}
 
 progress_bar::~progress_bar() {
     if (drawn_) {
@@ -76,12 +76,12 @@ void progress_bar::show(const std::string &label, uint64_t done, uint64_t total)
     }
     last_ = now;
     const std::chrono::duration<double> since = now - start_;
-    draw(progress_line(label, done, total, since.count(), size_of_terminal(stderr).columns));
+    draw(progress_line(label, done, total, since.count(), host::size_of_terminal(stderr).columns));
 }
 
 void progress_bar::draw(const std::string &line) {
     if (visible_) {
-        const std::size_t room = size_of_terminal(stderr).columns - 1; // a full line would scroll
+        const std::size_t room = host::size_of_terminal(stderr).columns - 1; // a full line would scroll
         std::fputs(fmt::format("\r\x1b[K{}", line.substr(0, room)).c_str(), stderr);
         std::fflush(stderr);
         drawn_ = true;

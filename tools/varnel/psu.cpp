@@ -14,8 +14,8 @@
 #include <fmt/format.h>
 
 #include "chips/car2512.h"
-#include "tools/support/numbers.h"
-#include "tools/support/terminal.h"
+#include "host/numbers.h"
+#include "host/terminal.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"

@@ -9,8 +9,8 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/held_signals.h"
-#include "tools/support/numbers.h"
+#include "host/held_signals.h"
+#include "host/numbers.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/hexadecimal.h"
 #include "tools/varnel/json_text.h"

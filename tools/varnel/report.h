@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/support/standard_streams.h"
+#include "host/standard_streams.h"
 #include "tools/varnel/commands.h"
 
 namespace varnel::tools {

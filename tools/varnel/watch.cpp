@@ -8,10 +8,10 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/held_signals.h"
-#include "tools/support/numbers.h"
-#include "tools/support/standard_streams.h"
-#include "tools/support/terminal.h"
+#include "host/held_signals.h"
+#include "host/numbers.h"
+#include "host/standard_streams.h"
+#include "host/terminal.h"
 
 namespace varnel::tools {
 
@@ -26,14 +26,14 @@ class screen {
             frame += fmt::format("\x1b[{}A\r", height_);
         }
         height_ = 0;
-        const std::size_t rows = size_of_terminal(stdout).rows;
+        const std::size_t rows = host::size_of_terminal(stdout).rows;
         while (!view.empty() && height_ + 1 < rows) {
             const std::size_t end = std::min(view.find('\n'), view.size());
             frame += fmt::format("{}\x1b[K\n", view.substr(0, end));
             view.remove_prefix(std::min(end + 1, view.size()));
             ++height_;
         }
-        print(frame + "\x1b[J\x1b[?7h");
+        host::print(frame + "\x1b[J\x1b[?7h");
     }
 
   private:
@@ -44,21 +44,21 @@ std::string view_or_trouble(const std::function<std::string()> &view) {
     try {
         return view();
     } catch (const failed &trouble) {
-        if (!is_terminal(stdout)) {
-            say(fmt::format("varnel: {}", trouble.what()));
+        if (!host::is_terminal(stdout)) {
+            host::say(fmt::format("varnel: {}", trouble.what()));
             return "";
         }
-        return fmt::format("{}\n", coloured(stdout, colour::red, trouble.what()));
+        return fmt::format("{}\n", host::coloured(stdout, host::colour::red, trouble.what()));
     }
 }
 
 uint64_t count_of_views(const std::string &text) {
-    const uint64_t count = c_number(text, UINT32_MAX, "--count");
-    return count > 0 ? count : throw bad_usage("--count: must be 1 or more");
+    const uint64_t count = host::c_number(text, UINT32_MAX, "--count");
+    return count > 0 ? count : throw host::bad_usage("--count: must be 1 or more");
 }
 
 void watch(const watch_options &options, const std::function<std::string()> &view) {
-    const held_signals signals; // a view is always whole
+    const host::held_signals signals; // a view is always whole
     const uint64_t most = options.count.value_or(std::numeric_limits<uint64_t>::max());
     screen screen;
     for (uint64_t shown = 0; shown < most; ++shown) {
@@ -66,7 +66,7 @@ void watch(const watch_options &options, const std::function<std::string()> &vie
             return;
         }
         const std::string text = view_or_trouble(view);
-        is_terminal(stdout) ? screen.draw(text) : print(text);
+        host::is_terminal(stdout) ? screen.draw(text) : host::print(text);
     }
 }
 
@@ -79,7 +79,7 @@ void add_watch(CLI::App &verb, watch_options &options) {
 }
 
 void show(const watch_options &options, const std::function<std::string()> &view) {
-    options.interval ? watch(options, view) : print(view());
+    options.interval ? watch(options, view) : host::print(view());
 }
 
 } // namespace varnel::tools

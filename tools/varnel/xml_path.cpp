@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/command_line.h"
+#include "host/command_line.h"
 
 namespace varnel::tools {
 
@@ -87,7 +87,7 @@ xml_path::xml_path(std::string_view text) {
             throw not_a_step();
         }
     } catch (const not_a_step &) {
-        throw bad_usage(fmt::format("not a path, such as /fans/fan[2]/@speed: '{}'", text));
+        throw host::bad_usage(fmt::format("not a path, such as /fans/fan[2]/@speed: '{}'", text));
     }
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/support/standard_streams.h"
+#include "host/standard_streams.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -8,7 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 void open_missing_standard_descriptors() {
     for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -35,4 +35,4 @@ bool say(std::string_view line) noexcept {
     return std::fflush(stderr) == 0 && std::ferror(stderr) == 0;
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host

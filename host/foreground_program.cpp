@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/support/foreground_program.h"
+#include "host/foreground_program.h"
 
 #include <array>
 #include <cerrno>
@@ -13,9 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tools/support/standard_streams.h"
+#include "host/standard_streams.h"
 
-namespace varnel::tools {
+namespace varnel::host {
 
 namespace {
 
@@ -116,4 +116,4 @@ int foreground_program::wait() {
     return WIFSIGNALED(status) ? by_signal + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host

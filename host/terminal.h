@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 [[nodiscard]] bool is_terminal(std::FILE *stream);
 
@@ -26,4 +26,4 @@ enum class colour { red, green, yellow };
 /// The text in a colour, or as it is when the stream's reader does not want any.
 [[nodiscard]] std::string coloured(std::FILE *stream, colour which, std::string_view text);
 
-} // namespace varnel::tools
+} // namespace varnel::host

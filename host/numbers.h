@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 /// A decimal number that is the whole text.
 template <typename Number>
@@ -28,4 +28,4 @@ std::optional<Number> whole_number(std::string_view text) {
 /// "500ms", "1s", "2m", "1.5s": more than nothing, up to a day. Throws bad_usage.
 [[nodiscard]] std::chrono::milliseconds duration(std::string_view text);
 
-} // namespace varnel::tools
+} // namespace varnel::host

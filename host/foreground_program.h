@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 /// Becomes a program: does not return. Says so and exits with 126 or 127, as of env(1), when there is no such
 /// program.
@@ -32,4 +32,4 @@ class foreground_program {
     int ending_;
 };
 
-} // namespace varnel::tools
+} // namespace varnel::host

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 /// A file, or with "-" standard output, that lines go to; each is written at once, so that a reader at the
 /// other end of a pipe sees it.
@@ -25,4 +25,4 @@ class line_output {
     std::FILE *file_;
 };
 
-} // namespace varnel::tools
+} // namespace varnel::host

@@ -5,7 +5,7 @@
 
 #include <csignal>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 /// For as long as it lives, SIGINT, SIGTERM and SIGHUP wait, unless they are ignored, as nohup(1) wants it.
 /// One that came and was not asked for takes effect at the end.
@@ -24,4 +24,4 @@ class held_signals {
     sigset_t before_{};
 };
 
-} // namespace varnel::tools
+} // namespace varnel::host

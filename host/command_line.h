@@ -10,7 +10,7 @@ namespace CLI {
 class App;
 }
 
-namespace varnel::tools {
+namespace varnel::host {
 
 /// Exit statuses of every command.
 enum exit_status : int { success = 0, failure = 1, bad_input = 2 };
@@ -33,4 +33,4 @@ class bad_usage : public std::runtime_error {
 /// (standard_streams.h).
 [[nodiscard]] int run_guarded(const char *name, const std::function<int()> &command);
 
-} // namespace varnel::tools
+} // namespace varnel::host

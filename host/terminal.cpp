@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/support/terminal.h"
+#include "host/terminal.h"
 
 #include <cstdlib>
 
@@ -7,7 +7,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 bool is_terminal(std::FILE *stream) { return isatty(fileno(stream)) == 1; }
 
@@ -37,4 +37,4 @@ std::string coloured(std::FILE *stream, colour which, std::string_view text) {
     return fmt::format("\x1b[{}m{}\x1b[0m", code, text);
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host

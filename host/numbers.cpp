@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/support/numbers.h"
+#include "host/numbers.h"
 
 #include <algorithm>
 #include <array>
@@ -8,9 +8,9 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/command_line.h"
+#include "host/command_line.h"
 
-namespace varnel::tools {
+namespace varnel::host {
 
 namespace {
 
@@ -64,4 +64,4 @@ std::chrono::milliseconds duration(std::string_view text) {
     return std::chrono::milliseconds(static_cast<int64_t>(milliseconds));
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/support/held_signals.h"
+#include "host/held_signals.h"
 
 #include <algorithm>
 #include <ctime>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 held_signals::held_signals() {
     sigemptyset(&held_);
@@ -28,4 +28,4 @@ int held_signals::next_within(std::chrono::milliseconds time) const {
     return std::max(sigtimedwait(&held_, nullptr, &limit), 0);
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host

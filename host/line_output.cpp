@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/support/line_output.h"
+#include "host/line_output.h"
 
 #include <cerrno>
 #include <cstring>
@@ -8,9 +8,9 @@
 
 #include <fmt/format.h>
 
-#include "tools/support/command_line.h"
+#include "host/command_line.h"
 
-namespace varnel::tools {
+namespace varnel::host {
 
 line_output::line_output(std::string name)
     : name_(std::move(name)), file_(name_ == "-" ? stdout : std::fopen(name_.c_str(), "we")) {
@@ -36,4 +36,4 @@ void line_output::print(std::string_view line) {
     }
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-namespace varnel::tools {
+namespace varnel::host {
 
 /// Opens /dev/null in the place of each standard descriptor that is closed. Otherwise the next file opened
 /// would get its number, and what is meant for standard output would be written to that file. Using such a
@@ -17,4 +17,4 @@ void print(std::string_view text);
 /// Prints a line to standard error. Returns false when it cannot be written, which is no reason to end.
 bool say(std::string_view line) noexcept;
 
-} // namespace varnel::tools
+} // namespace varnel::host

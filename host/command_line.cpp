@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/support/command_line.h"
+#include "host/command_line.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,9 +10,9 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "tools/support/standard_streams.h"
+#include "host/standard_streams.h"
 
-namespace varnel::tools {
+namespace varnel::host {
 
 bool parse(CLI::App &app, std::vector<std::string> arguments) {
     try {
@@ -62,4 +62,4 @@ int run_guarded(const char *name, const std::function<int()> &command) {
     }
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host
