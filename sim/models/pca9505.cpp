@@ -18,7 +18,8 @@ constexpr gpio_bank at_power_on{.output = 0x00, .mask = 0xFF};
 class pca9505 : public gpio_expander {
   public:
     pca9505()
-        : gpio_expander(chips::pca9505, std::vector(banks, at_power_on), labels::by_bank, auto_increment) {}
+        : gpio_expander(chips::pca9505, std::vector(banks, at_power_on), pin_bank::labels::by_bank,
+                        auto_increment) {}
 
   private:
     [[nodiscard]] std::optional<gpio_location> locate(uint8_t command) const override {

@@ -11,7 +11,7 @@ constexpr gpio_bank at_power_on{}; // outputs FF, polarity 00, configuration FF;
 
 class pca9555 : public gpio_expander {
   public:
-    pca9555() : gpio_expander(chips::pca9555, {at_power_on, at_power_on}, labels::by_number, 0) {}
+    pca9555() : gpio_expander(chips::pca9555, {at_power_on, at_power_on}, pin_bank::labels::by_number, 0) {}
 
   private:
     static constexpr unsigned int registers = 8;
@@ -29,7 +29,7 @@ class pca9555 : public gpio_expander {
 
 class pca9554 : public gpio_expander {
   public:
-    pca9554() : gpio_expander(chips::pca9554, {at_power_on}, labels::by_number, 0) {}
+    pca9554() : gpio_expander(chips::pca9554, {at_power_on}, pin_bank::labels::by_number, 0) {}
 
   private:
     static constexpr unsigned int registers = 4;
