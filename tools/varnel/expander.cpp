@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/varnel/expander.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <iterator>
+#include <string_view>
 
 #include <fmt/format.h>
 
+#include "chips/pca9505.h"
+#include "chips/pca9554.h"
+#include "chips/pca9555.h"
 #include "host/command_line.h"
 #include "host/numbers.h"
 #include "tools/varnel/arguments.h"
@@ -18,15 +24,16 @@ namespace varnel::tools {
 namespace {
 
 constexpr unsigned int bits = 8;
-constexpr std::array<unsigned int, 3> banks_of_model{2, 1, 5};
-
-// Registers of level, output and direction.
-constexpr std::array<uint8_t, 3> pca9554_registers{0, 1, 3};
-constexpr std::array<uint8_t, 3> pca9505_registers{0x00, 0x08, 0x18};
-
 constexpr std::array register_names{"levels", "outputs", "directions"};
 
+/// Places of level, output and direction registers among those of each datasheet.
+constexpr std::array<std::size_t, 3> entries{0, 1, 3};
+
 std::size_t index(registers which) { return static_cast<std::size_t>(which); }
+
+uint8_t code_of(const chips::datasheet &sheet, registers which, uint8_t bank) {
+    return static_cast<uint8_t>(sheet.registers[entries.at(index(which))].code + bank);
+}
 
 int read_pca9555(uint32_t handle, registers which, uint8_t bank, uint8_t *value) {
     switch (which) {
@@ -44,24 +51,20 @@ int write_pca9555(uint32_t handle, registers which, uint8_t bank, uint8_t value)
                                          : pca9555_set_bank_data(handle, bank, value);
 }
 
-int write_all_pca9555(uint32_t handle, registers which, const std::vector<uint8_t> &ports, bool value) {
-    const auto count = static_cast<int>(ports.size());
-    if (which == registers::direction) {
-        return value ? pca9555_init_port_input(handle, ports.data(), count)
-                     : pca9555_init_port_output(handle, ports.data(), count);
-    }
-    return value ? pca9555_init_port_high(handle, ports.data(), count)
-                 : pca9555_init_port_low(handle, ports.data(), count);
+int read_pca9554(uint32_t handle, registers which, uint8_t bank, uint8_t *value) {
+    return smbus_read_byte_to_device(handle, code_of(chips::pca9554, which, bank), value);
 }
 
-int write_all_pca9554(uint32_t handle, registers which, const std::vector<uint8_t> &ports, bool value) {
-    const auto count = static_cast<int>(ports.size());
-    if (which == registers::direction) {
-        return value ? pca9554_init_port_input(handle, ports.data(), count)
-                     : pca9554_init_port_output(handle, ports.data(), count);
-    }
-    return value ? pca9554_init_port_high(handle, ports.data(), count)
-                 : pca9554_init_port_low(handle, ports.data(), count);
+int write_pca9554(uint32_t handle, registers which, uint8_t bank, uint8_t value) {
+    return smbus_write_byte_to_device(handle, code_of(chips::pca9554, which, bank), value);
+}
+
+int read_pca9505(uint32_t handle, registers which, uint8_t bank, uint8_t *value) {
+    return pca9505_get_reg_data(handle, code_of(chips::pca9505, which, bank), value);
+}
+
+int write_pca9505(uint32_t handle, registers which, uint8_t bank, uint8_t value) {
+    return smbus_write_byte_to_device(handle, code_of(chips::pca9505, which, bank), value);
 }
 
 int write_pin_pca9505(uint32_t handle, registers which, const pin &pin, bool value) {
@@ -73,13 +76,65 @@ int write_pin_pca9505(uint32_t handle, registers which, const pin &pin, bool val
     return value ? pca9505_set_port_high(handle, bank, bit) : pca9505_set_port_low(handle, bank, bit);
 }
 
+/// Gives the listed pins one state and all others the opposite.
+using init_ports = int (*)(uint32_t handle, const uint8_t *ports, int count);
+
 } // namespace
 
-expander_model expander_model_from(const std::string &name) {
-    return static_cast<expander_model>(place_among({"pca9555", "pca9554", "pca9505"}, name, "--chip"));
+struct expander_model {
+    const chips::datasheet &sheet;
+    int (*read_bank)(uint32_t handle, registers which, uint8_t bank, uint8_t *value);
+    int (*write_bank)(uint32_t handle, registers which, uint8_t bank, uint8_t value);
+    bool names_banks = false;         ///< the datasheet calls a pin "1.3"
+    std::array<init_ports, 4> init{}; ///< input, output, high, low; null: bank by bank
+    int (*write_pin)(uint32_t handle, registers which, const pin &pin,
+                     bool value) = nullptr;                     ///< null: by bank
+    int (*clear_mask)(uint32_t handle, uint8_t bank) = nullptr; ///< null: cannot mask interrupts
+
+    [[nodiscard]] constexpr std::string_view name() const { return sheet.type; }
+};
+
+namespace {
+
+constexpr std::array models{
+    expander_model{.sheet = chips::pca9555,
+                   .read_bank = read_pca9555,
+                   .write_bank = write_pca9555,
+                   .init = {pca9555_init_port_input, pca9555_init_port_output, pca9555_init_port_high,
+                            pca9555_init_port_low}},
+    expander_model{.sheet = chips::pca9554,
+                   .read_bank = read_pca9554,
+                   .write_bank = write_pca9554,
+                   .init = {pca9554_init_port_input, pca9554_init_port_output, pca9554_init_port_high,
+                            pca9554_init_port_low}},
+    expander_model{.sheet = chips::pca9505,
+                   .read_bank = read_pca9505,
+                   .write_bank = write_pca9505,
+                   .names_banks = true,
+                   .write_pin = write_pin_pca9505,
+                   .clear_mask = pca9505_clear_bank_mask},
+};
+
+} // namespace
+
+const expander_model *expander_model_from(const std::string &name) {
+    std::vector<std::string> names;
+    std::ranges::transform(models, std::back_inserter(names),
+                           [](const expander_model &each) { return std::string(each.name()); });
+    return &models.at(place_among(names, name, "--chip"));
 }
 
-unsigned int expander::banks() const { return banks_of_model[static_cast<std::size_t>(model_)]; }
+const expander_model *default_expander_model() { return models.data(); }
+
+std::string expander_model_choice() {
+    std::string text = fmt::format("{} (default)", models.front().name());
+    for (std::size_t i = 1; i < models.size(); ++i) {
+        text += fmt::format("{}{}", i + 1 == models.size() ? " or " : ", ", models.at(i).name());
+    }
+    return text;
+}
+
+unsigned int expander::banks() const { return model_.sheet.registers.front().count; }
 
 pin expander::pin_from(const std::string &text) const {
     const std::size_t dot = text.find('.');
@@ -94,38 +149,20 @@ pin expander::pin_from(const std::string &text) const {
 }
 
 std::string expander::name(const pin &pin) const {
-    return model_ == expander_model::pca9505 ? fmt::format("{}.{}", pin.bank, pin.bit)
-                                             : fmt::to_string(pin.bank * bits + pin.bit);
+    return model_.names_banks ? fmt::format("{}.{}", pin.bank, pin.bit)
+                              : fmt::to_string(pin.bank * bits + pin.bit);
 }
 
 uint8_t expander::read_bank(registers which, unsigned int bank) const {
     uint8_t value = 0;
-    on(chip_, fmt::format("read {}", register_names[index(which)]), [&](uint32_t handle) {
-        switch (model_) {
-        case expander_model::pca9554:
-            return smbus_read_byte_to_device(handle, pca9554_registers[index(which)], &value);
-        case expander_model::pca9505:
-            return pca9505_get_reg_data(handle, static_cast<uint8_t>(pca9505_registers[index(which)] + bank),
-                                        &value);
-        default:
-            return read_pca9555(handle, which, static_cast<uint8_t>(bank), &value);
-        }
-    });
+    on(chip_, fmt::format("read {}", register_names.at(index(which))),
+       [&](uint32_t handle) { return model_.read_bank(handle, which, static_cast<uint8_t>(bank), &value); });
     return value;
 }
 
 void expander::write_bank(registers which, unsigned int bank, uint8_t value) const {
-    on(chip_, fmt::format("write {}", register_names[index(which)]), [&](uint32_t handle) {
-        switch (model_) {
-        case expander_model::pca9554:
-            return smbus_write_byte_to_device(handle, pca9554_registers[index(which)], value);
-        case expander_model::pca9505:
-            return smbus_write_byte_to_device(
-                handle, static_cast<uint8_t>(pca9505_registers[index(which)] + bank), value);
-        default:
-            return write_pca9555(handle, which, static_cast<uint8_t>(bank), value);
-        }
-    });
+    on(chip_, fmt::format("write {}", register_names.at(index(which))),
+       [&](uint32_t handle) { return model_.write_bank(handle, which, static_cast<uint8_t>(bank), value); });
 }
 
 bool expander::read(registers which, const pin &pin) const {
@@ -133,9 +170,9 @@ bool expander::read(registers which, const pin &pin) const {
 }
 
 void expander::write(registers which, const pin &pin, bool value) const {
-    if (model_ == expander_model::pca9505) {
-        on(chip_, fmt::format("write {}", register_names[index(which)]),
-           [&](uint32_t handle) { return write_pin_pca9505(handle, which, pin, value); });
+    if (model_.write_pin != nullptr) {
+        on(chip_, fmt::format("write {}", register_names.at(index(which))),
+           [&](uint32_t handle) { return model_.write_pin(handle, which, pin, value); });
         return;
     }
     const unsigned int old = read_bank(which, pin.bank);
@@ -144,33 +181,31 @@ void expander::write(registers which, const pin &pin, bool value) const {
 }
 
 void expander::write_all(registers which, const std::vector<pin> &pins, bool value) const {
-    if (model_ == expander_model::pca9505) {
-        for (unsigned int bank = 0; bank < banks(); ++bank) {
-            unsigned int listed = 0;
-            for (const pin &pin : pins) {
-                listed |= pin.bank == bank ? 1U << pin.bit : 0;
-            }
-            write_bank(which, bank, static_cast<uint8_t>(value ? listed : ~listed));
-        }
+    const std::size_t state = (which == registers::direction ? 0U : 2U) + (value ? 0U : 1U);
+    if (const init_ports init = model_.init.at(state)) {
+        std::vector<uint8_t> ports;
+        std::ranges::transform(pins, std::back_inserter(ports), [](const pin &each) {
+            return static_cast<uint8_t>(each.bank * bits + each.bit);
+        });
+        on(chip_, fmt::format("write {}", register_names.at(index(which))),
+           [&](uint32_t handle) { return init(handle, ports.data(), static_cast<int>(ports.size())); });
         return;
     }
-    std::vector<uint8_t> ports;
-    ports.reserve(pins.size());
-    for (const pin &pin : pins) {
-        ports.push_back(static_cast<uint8_t>(pin.bank * bits + pin.bit));
+    for (unsigned int bank = 0; bank < banks(); ++bank) {
+        unsigned int listed = 0;
+        for (const pin &pin : pins) {
+            listed |= pin.bank == bank ? 1U << pin.bit : 0;
+        }
+        write_bank(which, bank, static_cast<uint8_t>(value ? listed : ~listed));
     }
-    on(chip_, fmt::format("write {}", register_names[index(which)]), [&](uint32_t handle) {
-        return model_ == expander_model::pca9554 ? write_all_pca9554(handle, which, ports, value)
-                                                 : write_all_pca9555(handle, which, ports, value);
-    });
 }
 
 void expander::clear_interrupt_mask(unsigned int bank) const {
-    if (model_ != expander_model::pca9505) {
+    if (model_.clear_mask == nullptr) {
         throw host::bad_usage("gpio unmask: only a PCA9505 has interrupt masks; --chip pca9505");
     }
     on(chip_, "clear interrupt mask",
-       [&](uint32_t handle) { return pca9505_clear_bank_mask(handle, static_cast<uint8_t>(bank)); });
+       [&](uint32_t handle) { return model_.clear_mask(handle, static_cast<uint8_t>(bank)); });
 }
 
 } // namespace varnel::tools

@@ -9,10 +9,14 @@
 
 namespace varnel::tools {
 
-enum class expander_model { pca9555, pca9554, pca9505 };
+/// How the pins of a model are reached.
+struct expander_model;
 
 /// Throws bad_usage.
-[[nodiscard]] expander_model expander_model_from(const std::string &name);
+[[nodiscard]] const expander_model *expander_model_from(const std::string &name);
+[[nodiscard]] const expander_model *default_expander_model();
+/// "pca9555 (default), pca9554 or pca9505"
+[[nodiscard]] std::string expander_model_choice();
 
 /// Groups of registers, one register a bank. Direction: 1 is an input.
 enum class registers { level, output, direction };
@@ -26,7 +30,7 @@ struct pin {
 /// so that the other pins of the bank keep what they are set to. Throws failed when the chip does not answer.
 class expander {
   public:
-    expander(const device &chip, expander_model model) : chip_(chip), model_(model) {}
+    expander(const device &chip, const expander_model &model) : chip_(chip), model_(model) {}
 
     [[nodiscard]] unsigned int banks() const;
 
@@ -49,7 +53,7 @@ class expander {
 
   private:
     device chip_;
-    expander_model model_;
+    const expander_model &model_;
 };
 
 } // namespace varnel::tools

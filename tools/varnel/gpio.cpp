@@ -28,7 +28,7 @@ constexpr const char *direction_name(bool input) { return input ? "input" : "out
 
 struct options {
     device chip;
-    expander_model model = expander_model::pca9555;
+    const expander_model *model = default_expander_model();
     std::vector<std::string> words;
     std::size_t kind = 0; ///< place among the kinds of registers
     std::string bank;
@@ -37,7 +37,7 @@ struct options {
     watch_options watch;
     bool verify = false;
 
-    [[nodiscard]] expander target() const { return {chip, model}; }
+    [[nodiscard]] expander target() const { return {chip, *model}; }
 };
 
 std::vector<pin> pins_from(const std::vector<std::string> &words, const expander &target) {
@@ -256,8 +256,8 @@ class gpio_verbs : device_verbs<options> {
     template <typename Action>
     CLI::App &add(const char *name, const char *description, Action action) {
         CLI::App &verb = device_verbs::add(name, description, action);
-        add_argument(verb, "--chip", given_->model, expander_model_from,
-                     "pca9555 (default), pca9554 or pca9505", "TYPE");
+        add_argument(verb, "--chip", given_->model, expander_model_from, expander_model_choice().c_str(),
+                     "TYPE");
         return verb;
     }
 
