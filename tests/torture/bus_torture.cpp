@@ -39,17 +39,22 @@ void torture_each(const std::vector<call> &calls) {
 }
 
 TEST(BusTorture, Smbus) {
-    torture_each({[] { return smbus_quick_to_device(chip, 0); },
-                  [] { return smbus_quick_to_device(chip, 1); },
-                  [] { return smbus_send_byte_to_device(chip, 1); },
-                  [] { return smbus_recv_byte_to_device(chip, bytes.data()); },
-                  [] { return smbus_write_byte_to_device(chip, 1, 2); },
-                  [] { return smbus_read_byte_to_device(chip, 1, bytes.data()); },
-                  [] { return smbus_write_word_to_device(chip, 1, 2); },
-                  [] { return smbus_read_word_to_device(chip, 1, words.data()); },
-                  [] { return smbus_write_block_to_device(chip, 1, 4, bytes.data()); },
-                  [] { return smbus_read_block_to_device(chip, 1, 4, bytes.data()); },
-                  [] { return smbus_process_call_to_device(chip, 1, 2, words.data()); }});
+    torture_each(
+        {[] { return smbus_quick_to_device(chip, 0); }, [] { return smbus_quick_to_device(chip, 1); },
+         [] { return smbus_send_byte_to_device(chip, 1); },
+         [] { return smbus_recv_byte_to_device(chip, bytes.data()); },
+         [] { return smbus_write_byte_to_device(chip, 1, 2); },
+         [] { return smbus_read_byte_to_device(chip, 1, bytes.data()); },
+         [] { return smbus_write_word_to_device(chip, 1, 2); },
+         [] { return smbus_read_word_to_device(chip, 1, words.data()); },
+         [] { return smbus_write_block_to_device(chip, 1, 4, bytes.data()); },
+         [] { return smbus_read_block_to_device(chip, 1, 4, bytes.data()); },
+         [] { return smbus_process_call_to_device(chip, 1, 2, words.data()); },
+         [] {
+             return smbus_block_write_block_read_process_call_to_device(chip, 1, 4, bytes.data(), 4,
+                                                                        found.data());
+         },
+         [] { return smbus_flexible_write_read_to_device(chip, 1, 4, bytes.data(), 4, found.data()); }});
 }
 
 TEST(BusTorture, Expanders) {
@@ -101,15 +106,29 @@ TEST(BusTorture, Multiplexers) {
 TEST(BusTorture, PowerSupplyAndClock) {
     torture_each({[] { return car2512_get_status(chip, words.data()); },
                   [] { return car2512_get_vout_status(chip, bytes.data()); },
+                  [] { return car2512_get_status_input(chip, bytes.data()); },
+                  [] { return car2512_get_CML(chip, bytes.data()); },
+                  [] { return car2512_get_mfr_specific(chip, bytes.data()); },
+                  [] { return car2512_get_fan_1_2_status(chip, bytes.data()); },
+                  [] { return car2512_get_frw_version(chip, bytes.data()); },
+                  [] { return car2512_get_fan_duty_cycle(chip, bytes.data()); },
+                  [] { return car2512_get_vprog(chip, words.data()); },
+                  [] { return car2512_get_output_volt(chip, words.data()); },
+                  [] { return car2512_get_fan_speed(chip, words.data()); },
+                  [] { return car2512_get_input_volt(chip, words.data()); },
+                  [] { return car2512_get_input_power(chip, words.data()); },
                   [] { return car2512_get_temp(chip, words.data()); },
                   [] { return car2512_getall(chip, words.data()); },
-                  [] { return car2512_cancel_write_protect(chip); }, [] { return car2512_clear_fault(chip); },
-                  [] { return car2512_set_power_on(chip); }, [] { return car2512_set_power_off(chip); },
+                  [] { return car2512_cancel_write_protect(chip); },
+                  [] { return car2512_clear_fault(chip); },
+                  [] { return car2512_set_power_on(chip); },
+                  [] { return car2512_set_power_off(chip); },
                   [] { return car2512_set_fan_speed(chip, 1000); },
                   [] { return car2512_set_fan_duty_cycle(chip, 50); },
                   [] { return car2512_set_output_volt(chip, 12); },
                   [] { return car2512_set_fan_duty_cycle_upto_percent(chip, 50); },
-                  [] { return ds3232_set_time(0); }, [] { return ds3232_get_time(&now); }});
+                  [] { return ds3232_set_time(0); },
+                  [] { return ds3232_get_time(&now); }});
 }
 
 } // namespace
