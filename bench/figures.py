@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""figures.py [--check]: brings what the pages state up to date with bench/medians.json: docs/figures.svg, and each row of a table
-that ends with the id of a figure. With --check it changes nothing, and fails where something differs."""
+"""figures.py [--check]: updates the figures in the pages from bench/medians.json: docs/figures.svg, and each table row that ends
+with the id of a figure. With --check it changes nothing, and fails where something differs."""
 import difflib
 import html
 import json
@@ -17,7 +17,7 @@ ROW = re.compile(r"^\| (.*?) \|.*\| `(\w+\.[\w.-]+)` \|$", re.MULTILINE)
 
 
 def number(value, is_counted=False):
-    """Three digits, or all of what was counted."""
+    """Three significant digits, or all digits of a count."""
     if is_counted and float(value).is_integer() or value == 0:
         return f"{value:,.0f}"
     decimals = 2 - math.floor(math.log10(abs(value)))
@@ -37,7 +37,7 @@ def decades(values):
 
 
 def along(value, ends, pixels):
-    """Where a value is between the ends of a logarithmic axis."""
+    """The position of a value between the ends of a logarithmic axis."""
     share = math.log(value / ends[0]) / (math.log(ends[-1] / ends[0]) or 1)
     return pixels[0] + (pixels[1] - pixels[0]) * share
 
@@ -59,7 +59,7 @@ class Chart:
     head, row_height, plot_width = 48, 22, 300
 
     def __init__(self, rows, label_width, width):
-        """A row is a label, its link or None, ratios by name, and the text to the right of them."""
+        """A row is a label, its link or None, ratios by name, and the text on their right."""
         self.rows = rows
         self.width, self.height = width, self.head + self.row_height * len(rows) + 8
         self.sides = (label_width, label_width + self.plot_width)
@@ -157,7 +157,7 @@ def with_figures(page, figures):
 
 
 def stated():
-    """What the pages should be, by file."""
+    """The expected content of the pages, by file."""
     figures = json.loads((PROJECT / "bench/medians.json").read_text())["figures"]
     pages = [*PROJECT.glob("*.md"), *(PROJECT / "docs").glob("*.md")]
     return {page: with_figures(page, figures) for page in pages} | {PROJECT / "docs/figures.svg": picture(figures)}

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""report.py FILE...: merges what benchmarks saved with --json into build/bench/report.json, makes the page
-build/bench/report.html from that, and keeps the medians in bench/medians.json."""
+"""report.py FILE...: merges results that benchmarks saved with --json into build/bench/report.json, makes the page
+build/bench/report.html from it, and writes the medians to bench/medians.json."""
 import datetime
 import json
 import math
@@ -45,7 +45,7 @@ def library():
 
 
 def rounded(value):
-    """Six digits tell more than a measurement knows; more make every report differ everywhere."""
+    """Six significant digits exceed the precision of any measurement; more would only make reports differ."""
     if isinstance(value, dict):
         return {key: rounded(each) for key, each in value.items()}
     if isinstance(value, list):
@@ -86,13 +86,13 @@ BAR_WIDTH = 260
 
 
 def bars(figure):
-    """For each contender its bar and its spread. Outliers do not flatten the bars: a spread may leave the picture."""
+    """The bar and the spread of each contender. The scale ignores outliers, so a spread may be cut off."""
     scale = BAR_WIDTH / (1.3 * max(each["median"] for each in figure["contenders"]) or 1)
     return [{key: min(each[key] * scale, BAR_WIDTH) for key in ("median", "lowest", "highest")} for each in figure["contenders"]]
 
 
 def spread_out(heights, distance):
-    """Moves labels down until none covers the one above it."""
+    """Moves labels down so that none overlaps the one above it."""
     placed, last = {}, -math.inf
     for i in sorted(range(len(heights)), key=heights.__getitem__):
         placed[i] = last = max(heights[i], last + distance)
@@ -167,7 +167,7 @@ def median_of(figure):
 
 
 def medians(report):
-    """A figure a line, so that a difference shows which ones changed."""
+    """One line for each figure, so that a diff shows which ones changed."""
     heads = [f" {json.dumps(key)}: {json.dumps(report[key])}" for key in ("date", "library", "machine")]
     lines = [f"  {json.dumps(each['id'])}: {json.dumps(median_of(each))}" for each in report["figures"]]
     return "{\n" + ",\n".join([*heads, ' "figures": {\n' + ",\n".join(lines)]) + "\n }\n}\n"

@@ -57,7 +57,7 @@ debian_package(common libvarnel-common${PROJECT_VERSION_MAJOR} libs same
 SMBus and drivers for chips on management boards (GPIO expanders,
 multiplexers, power supplies, clocks), INI configuration, system and text
 logs, XML, locks, record queues on named pipes, an IPMI relay and file
-transfer, in one small shared library that needs the C library alone.
+transfer, in one small shared library that needs only the C library.
 
 The functions that reach hardware come from a platform library:
 libvarnel-platform1 on any Linux, the simulated board of varnel-sim, or a

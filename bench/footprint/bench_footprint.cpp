@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What it costs to link the library: a small daemon (daemon.c) with one job for each family, the jobs done by
-// this library, and by what one would link instead. Time to start, work of the dynamic loader, memory once
-// the jobs that need no board are done, and the size of the libraries' code on 32-bit ARM. With IPMI sessions
-// libfreeipmi is linked by all; since that is most of what they load, each figure is made without it, too.
+// What it costs to link the library: a small daemon (daemon.c) with one job for each family, linked with this
+// library and with alternatives. Time to start, work of the dynamic loader, memory after the jobs that need
+// no board, and the size of the libraries' code on 32-bit ARM. For IPMI sessions all of them link
+// libfreeipmi; since that is most of what they load, each figure is also measured without it.
 //
 // The XML tree of the peers is Mini-XML for the daemon in C and pugixml for the one in C++: the smallest
-// there are. libxml2 would add the tables of ICU.
+// available. libxml2 would add the tables of ICU.
 //
 // bench_footprint [--json FILE] [start|loader|memory|text]...
 #include <functional>
@@ -27,7 +27,7 @@ struct daemon_program {
     std::string name;
     role who;
     std::string file;
-    std::string prints; ///< when its jobs are done
+    std::string prints; ///< after its jobs
 };
 
 /// Daemons that are compared with each other.
@@ -43,7 +43,7 @@ std::vector<daemon_program> daemons(const std::string &suffix) {
     return {{"varnel", role::ours, folder + "varnel" + suffix, found},
             {"libi2c, inih, Mini-XML", role::peer, folder + "c" + suffix, found},
             {"libi2c, inih, pugixml, spdlog", role::peer, folder + "cpp" + suffix, found},
-            {"C library alone", role::floor, folder + "libc", "limit 0 speed 0"}};
+            {"only the C library", role::floor, folder + "libc", "limit 0 speed 0"}};
 }
 
 const std::vector<daemon_group> groups{{"", "a daemon with everything", daemons("_ipmi")},
@@ -89,18 +89,18 @@ struct memory_figure {
 
 const std::vector<memory_figure> memory_figures{
     {"footprint.resident", "Resident memory of ", "KiB", &memory_use::resident,
-     "Rss: all pages in memory, those shared with other processes, too."},
+     "Rss: all pages in memory, including those shared with other processes."},
     {"footprint.proportional", "Share of memory of ", "KiB", &memory_use::proportional,
      "Pss: pages shared with other processes, as most of the C library's, count by their share."},
     {"footprint.private", "Memory of its own of ", "KiB", &memory_use::private_dirty,
      "Private_Dirty: pages that no other process shares and that were written to."},
     {"footprint.libraries", "Shared libraries mapped by ", "libraries", &memory_use::libraries,
-     "Counted in /proc/PID/maps, the dynamic loader among them."}};
+     "Counted in /proc/PID/maps, including the dynamic loader."}};
 
 void measure_memory(results &found) {
     constexpr std::size_t rounds = 5;
     for (const daemon_group &group : groups) {
-        std::vector<std::vector<memory_use>> uses(group.daemons.size()); // of each daemon its rounds
+        std::vector<std::vector<memory_use>> uses(group.daemons.size()); // by daemon and round
         for (std::size_t round = 0; round < rounds; ++round) {
             for (std::size_t i = 0; i < uses.size(); ++i) {
                 uses[i].push_back(memory_of(group.daemons[i].file, group.daemons[i].prints));
@@ -114,11 +114,12 @@ void measure_memory(results &found) {
                     measured[i].values.push_back(use.*each.value);
                 }
             }
-            found.add(figure{each.id + group.suffix, each.title + group.title, each.unit, better::lower,
-                             "When it has read an INI and an XML file, written a log entry, taken a lock and "
-                             "posted a record. " +
-                                 each.how,
-                             measured});
+            found.add(
+                figure{each.id + group.suffix, each.title + group.title, each.unit, better::lower,
+                       "After it read an INI and an XML file, wrote a log entry, took a lock and posted a "
+                       "record. " +
+                           each.how,
+                       measured});
         }
     }
 }
@@ -165,8 +166,8 @@ void measure_text(results &found) {
         better::lower,
         "What size(1) calls text: code and constants. Ours built here, the others as Debian "
         "builds them. spdlog needs fmt and, like pugixml, the runtime libraries of C++. Chip "
-        "drivers, system log, locks, queues, relay and file transfer are in ours alone; "
-        "libfreeipmi is left out of all.",
+        "drivers, system log, locks, queues, relay and file transfer are only in ours; "
+        "none includes libfreeipmi.",
         {together("libvarnel_common", role::ours, all, ours),
          together("libvarnel_common, libvarnel_platform", role::ours, all, ours_on_linux),
          together("libi2c, inih, Mini-XML", role::peer, all, c_peers),

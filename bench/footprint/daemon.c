@@ -32,7 +32,7 @@ static int work(const char *folder) {
 }
 
 static int use_board(void) {
-    const int failed = bring_up_chips() != 0 || tell_system_log(0) != 0 ||
+    const int failed = bring_up_chips() != 0 || log_to_system_log(0) != 0 ||
                        fetch_file("image", "127.0.0.1") != 0 || relay_command() != 0;
     return failed ? EXIT_FAILURE : EXIT_SUCCESS;
 }

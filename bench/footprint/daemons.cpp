@@ -21,7 +21,7 @@ namespace varnel::bench {
 
 namespace {
 
-/// A process with its standard input and output in our hands.
+/// A process with pipes at its standard input and output.
 class running_daemon {
   public:
     running_daemon(const std::string &program, const std::string &job, const std::string &argument)
@@ -61,7 +61,7 @@ class running_daemon {
         return text.substr(0, text.find('\n'));
     }
 
-    /// Waits for its end.
+    /// Waits until the process ends.
     void finish() {
         close_input();
         int status = 0;
@@ -80,7 +80,7 @@ class running_daemon {
     [[noreturn]] void fail(const std::string &what) const { throw std::runtime_error(program_ + " " + what); }
 
   private:
-    /// An empty argument stands for the time.
+    /// Runs the program; an empty argument is replaced by the current time.
     [[noreturn]] void become(const std::string &job, const std::string &argument) const {
         std::array<char, 32> time{};
         if (argument.empty()) {
@@ -108,7 +108,7 @@ class running_daemon {
     std::FILE *from_ = nullptr;
 };
 
-/// The number behind `label`.
+/// The number after `label`.
 double number_after(const std::string &label, const std::string &text) {
     const std::size_t at = text.find(label);
     if (at == std::string::npos) {

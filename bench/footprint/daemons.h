@@ -10,19 +10,19 @@ double start_time(const std::string &program);
 
 /// What the dynamic loader does before main().
 struct loader_work {
-    double lookups;  ///< relocations for which a symbol is looked up
-    double relative; ///< relocations by the load address alone
+    double lookups;  ///< relocations that need a symbol lookup
+    double relative; ///< relocations that need only the load address
 };
 loader_work loader_work_of(const std::string &program);
 
-/// What a daemon has in memory once it has done its jobs, in KiB.
+/// Memory of a daemon after its jobs, in KiB.
 struct memory_use {
     double resident;
     double proportional; ///< pages shared with other processes count by their share
     double private_dirty;
-    double libraries; ///< mapped, the dynamic loader among them
+    double libraries; ///< number of mapped libraries, including the dynamic loader
 };
-/// The daemon has to print `expected`.
+/// Throws std::runtime_error unless the daemon prints `expected`.
 memory_use memory_of(const std::string &program, const std::string &expected);
 
 } // namespace varnel::bench

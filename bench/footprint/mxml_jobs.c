@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Jobs of the smallest peers: Mini-XML, and a log by hand. */
+/* Jobs of the smallest peers: Mini-XML, and a log without a library. */
 #include <mxml.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Of a daemon that relays nothing. */
+/* The job of a daemon that relays nothing. */
 #include "jobs.h"
 
 int relay_command(void) { return 0; }

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Jobs that peers of both kinds do alike: libi2c, inih, and the C library. */
+/* Jobs that all peers do in the same way: libi2c, inih, and the C library. */
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <ini.h>
@@ -58,7 +58,7 @@ int bring_up_chips(void) {
     return failed ? -1 : 0;
 }
 
-int tell_system_log(int speed) {
+int log_to_system_log(int speed) {
     syslog(LOG_INFO, "fan 2 at %d rpm", speed);
     return 0;
 }

@@ -59,7 +59,7 @@ int bring_up_chips(void) {
            pca9555_init_port_output(expander, leds, sizeof leds) != 0;
 }
 
-int tell_system_log(int speed) {
+int log_to_system_log(int speed) {
     IDBG_LINUXAPP_DbgLog(LOG_INFO, "fan 2 at %d rpm", speed);
     return 0;
 }

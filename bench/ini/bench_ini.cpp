@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One key of an INI file read and written: this library, inih, libiniparser and GLib in turn.
+// Reading and writing one key of an INI file: this library, inih, libiniparser and GLib in turn.
 #include <algorithm>
 #include <fstream>
 #include <map>
@@ -26,7 +26,7 @@ constexpr int calls_per_round = 50;
 const goal five_times{5, {}};
 constexpr const char *first_value = "rear panel";
 
-/// A text, and its last key: every reader has to look at all of it.
+/// A text and its last key, so that every reader has to read all of it.
 struct document {
     std::string text;
     std::string section;
@@ -52,7 +52,7 @@ document hundred_lines() {
     return {text, "sensor9", "location"};
 }
 
-/// One section. No key begins with another one: this library would find that.
+/// One section. No key is a prefix of another, because this library would find the prefix.
 document many_keys(std::size_t count) {
     document result{"[fan]\n", "fan", ""};
     for (std::size_t i = 0; i < count; ++i) {
@@ -62,7 +62,7 @@ document many_keys(std::size_t count) {
     return result;
 }
 
-/// A document in a file, of which the jobs are done.
+/// A file with a document, on which the jobs work.
 class workplace {
   public:
     explicit workplace(document what) : what_(std::move(what)) {}
@@ -89,7 +89,8 @@ struct job {
 constexpr job getting{"get", &library::get};
 constexpr job setting{"set", &library::set};
 
-/// What a library is supposed to do, it does. inih tells what is in the file: it knows everybody's layout.
+/// Checks that a library reads or writes the right value. inih reads the result, since it can read every
+/// library's layout.
 void check(const library &who, const job &what, const workplace &place) {
     place.write_file();
     const std::string value = (who.*what.run)(place.where());
@@ -99,7 +100,7 @@ void check(const library &who, const job &what, const workplace &place) {
     }
 }
 
-/// Each round begins with the same text, so that nobody reads what another one wrote.
+/// Each round begins with the same text, so that no library reads what another one wrote.
 double microseconds(const library &who, const job &what, const workplace &place) {
     place.write_file();
     const double before = now();
@@ -122,7 +123,7 @@ std::vector<contender> contenders(const job &what, const workplace &place) {
     return all;
 }
 
-/// What each takes above the floor, which comes last.
+/// The time of each above the floor, which is last.
 std::vector<measurement> above_the_floor(std::vector<measurement> all) {
     const double floor = *std::ranges::min_element(all.back().values);
     all.pop_back();
@@ -148,12 +149,11 @@ void get(results &found) {
 
 void set(results &found) {
     const workplace place(hundred_lines());
-    found.add(
-        {"ini.set", "Changing the last key of a file of 100 lines", "us", better::lower,
-         "Time of a call, over 50 calls a round. We overwrite the file in place and keep its comments; "
-         "libiniparser writes it anew without them; GKeyFile keeps them, writes a second file and renames "
-         "it. inih cannot write.",
-         interleaved(rounds, contenders(setting, place)), five_times});
+    found.add({"ini.set", "Changing the last key of a file of 100 lines", "us", better::lower,
+               "Time of a call, over 50 calls a round. We overwrite the file in place and keep its comments; "
+               "libiniparser rewrites it without them; GKeyFile keeps them, writes a second file and renames "
+               "it. inih cannot write.",
+               interleaved(rounds, contenders(setting, place)), five_times});
 }
 
 std::string listed(const std::string &name, const std::map<std::string, int> &calls) {
@@ -227,8 +227,8 @@ int main(int argc, char **argv) {
     const family ini{
         "ini", "INI files",
         "One key of a file is read, or its value changed: each call opens the file, finds the last "
-        "key and closes the file, as a daemon does that looks up a setting. The others load all of "
-        "the file first, and may be asked for more keys then. Files are in memory; every value is "
+        "key and closes the file, as a daemon does that looks up a setting. The others load the "
+        "whole file first, and can then return more keys. Files are in memory; every value is "
         "checked."};
     return run_benchmark(
         argc, argv, {{"get", get}, {"set", set}, {"system_calls", all_system_calls}, {"keys", keys}}, {ini});

@@ -40,7 +40,7 @@ std::string set_varnel(const entry &where) {
     return result == 0 ? value : "";
 }
 
-// --- The same system calls, and nothing else ---
+// --- Only the same system calls ---
 
 std::string only_read(const entry &where) {
     std::array<char, 16384> bytes;
@@ -62,7 +62,7 @@ struct search {
     std::string value{};
 };
 
-int take_if_wanted(void *user, const char *section, const char *name, const char *value) {
+int store_if_wanted(void *user, const char *section, const char *name, const char *value) {
     auto *const wanted = static_cast<search *>(user);
     if (wanted->where.section == section && wanted->where.key == name) {
         wanted->value = value;
@@ -72,7 +72,7 @@ int take_if_wanted(void *user, const char *section, const char *name, const char
 
 std::string get_inih(const entry &where) {
     search wanted{where};
-    return ini_parse(where.path.c_str(), take_if_wanted, &wanted) == 0 ? wanted.value : "";
+    return ini_parse(where.path.c_str(), store_if_wanted, &wanted) == 0 ? wanted.value : "";
 }
 
 std::string get_inireader(const entry &where) {
@@ -105,7 +105,7 @@ std::string set_iniparser(const entry &where) {
 
 using key_file = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
 
-/// Comments are kept when it is to be written again, as libraries that change a file in place keep them.
+/// Keeps comments if the file is to be written again, as libraries do that change a file in place.
 key_file load_key_file(const entry &where, GKeyFileFlags flags) {
     key_file all(g_key_file_new(), g_key_file_free);
     return g_key_file_load_from_file(all.get(), where.path.c_str(), flags, nullptr) != 0

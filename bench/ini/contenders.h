@@ -22,10 +22,10 @@ struct library {
     const char *name;
     role who;
     action get;
-    action set; ///< null: the library has no way to do that
+    action set; ///< null when the library cannot write
 };
 
-/// This library first; the floor opens, reads and closes as it does, and does not look at the bytes.
+/// This library first; the floor opens, reads and closes the file in the same way without parsing it.
 const std::vector<library> &libraries();
 
 } // namespace varnel::bench

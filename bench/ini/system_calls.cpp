@@ -33,7 +33,7 @@ std::string traced_command(const std::string &name, const std::string &job, cons
 
 } // namespace
 
-// What counts is between the two getppid() calls of ran_once().
+// Counts the calls between the two getppid() calls of ran_once().
 std::map<std::string, int> system_calls(const std::string &name, const std::string &job, const entry &where) {
     std::istringstream trace(output_of(traced_command(name, job, where)));
     std::map<std::string, int> counts;

@@ -9,11 +9,11 @@
 
 namespace varnel::bench {
 
-/// How often one run of `name`'s action ("get" or "set") makes each system call. Another process of this
-/// program does it, under strace; throws std::runtime_error when that does not work.
+/// How often one run of `name`'s action ("get" or "set") makes each system call. Runs this program in another
+/// process under strace; throws std::runtime_error when that fails.
 std::map<std::string, int> system_calls(const std::string &name, const std::string &job, const entry &where);
 
-/// That process: its command line asks for a run of one action, and is carried out. False for any other.
+/// In that process: runs the one action that the command line requests. False for any other command line.
 bool ran_once(std::span<char *> arguments);
 
 } // namespace varnel::bench

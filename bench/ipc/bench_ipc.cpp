@@ -9,11 +9,10 @@ int main(int argc, char **argv) {
         "Records go from one process to another, through our queue on a named pipe or through what "
         "the kernel offers instead. A post is a record lock, a write and an unlock, so that records "
         "of several writers never mix; the same three calls without our library are the floor to "
-        "compare with, and a write without a lock shows what the lock costs."};
-    const family lock{
-        "lock", "Locks",
-        "A lock that nobody else wants is taken and released: ours, the bare system call that it "
-        "stands on, and other locks between processes."};
+        "compare with, and a write without a lock shows the cost of the lock."};
+    const family lock{"lock", "Locks",
+                      "A free lock is taken and released: ours, the bare system call that it uses, and other "
+                      "locks between processes."};
     const family transfer_family{
         "transfer", "File transfer",
         "A file in memory is copied over the loopback of a network of its own, from one "

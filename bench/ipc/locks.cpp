@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Taking and releasing a lock that nobody else wants: ours, the bare system call, and other locks between
+// Taking and releasing a lock without contention: ours, the bare system call, and other locks between
 // processes.
 #include <array>
 #include <cerrno>
@@ -84,8 +84,8 @@ void locks(results &found) {
         contender_of("semop, semop", role::floor, [&] { bare_semop(set); })};
     found.add(
         {"lock.pair", "Taking and releasing a lock that is free", "pairs/s", better::higher,
-         "One process, 100 000 pairs a round. The mutex needs no system call while nobody waits, and shared "
-         "memory between its users; the others go by a path.",
+         "One process, 100 000 pairs a round. The mutex needs no system call without contention, but shared "
+         "memory between its users; the others need a path.",
          interleaved(15, contenders), goal{0.9, "semop, semop"}});
     munmap(mutex, sizeof(pthread_mutex_t));
     close(file);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Records from one process to another: ours, the bare system calls on the same pipe, and other queues of the
-// system.
+// Sending records from one process to another: ours, the bare system calls on the same pipe, and other queues
+// of the system.
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -69,10 +69,10 @@ class fifo {
     int fd_ = -1;
 };
 
-/// What one round came to: records per second, and processor microseconds of all processes for a record.
+/// The result of one round: records per second, and processor microseconds of all processes for a record.
 using outcome = std::vector<double>;
 
-/// Records to pass, written by that many processes at once, in equal shares.
+/// Records to pass, written in equal shares by `writers` processes at the same time.
 struct load {
     std::size_t size;
     int records;
@@ -87,7 +87,7 @@ std::vector<pid_t> start_writers(const load &work, const std::array<int, 2> &sta
         writers.push_back(start_process([&] {
             close(start[1]);
             char nothing = 0;
-            checked(read(start[0], &nothing, 1), "read"); // until the last other end is closed
+            checked(read(start[0], &nothing, 1), "read"); // until all other ends are closed
             for (int record = 0; record < work.records / work.writers; ++record) {
                 write_one();
             }
@@ -223,10 +223,11 @@ void throughput(results &found, const load &work) {
     found.add({"queue." + size, "Records of " + size + " bytes", "records/s", better::higher, how, all[0],
                goal{0.9, locked_pipe}});
     found.add({"queue." + size + ".processor", "Processor time of a record of " + size + " bytes", "us",
-               better::lower, "Both processes, in the kernel too, in the same rounds.", all[1]});
+               better::lower, "Both processes, including the kernel, in the same rounds.", all[1]});
 }
 
-/// What a reader without any writer meets: how soon it picks a record up, and what waiting costs.
+/// For a reader while no process has the pipe open for writing: how soon it gets a record, and the cost of
+/// waiting.
 struct wait_cost {
     std::vector<double> pickup_milliseconds;
     double processor_per_second;
@@ -235,10 +236,10 @@ struct wait_cost {
 constexpr int idle_samples = 41;
 
 void post_now_and_then(const std::string &path) {
-    constexpr int pause = 101'000; // microseconds: reaches the longest pause of the reader
+    constexpr int pause = 101'000; // microseconds: long enough for the longest pause of the reader
     buffer record = record_of(QUEUE_MESSAGE_HEADER_SIZE);
     for (int i = 0; i < idle_samples; ++i) {
-        usleep(pause + i * 250); // at any phase of the pauses
+        usleep(pause + i * 250); // varies the phase of the pauses
         const double sent = now();
         std::memcpy(record.data(), &sent, sizeof sent);
         checked(
@@ -285,8 +286,8 @@ void queue_writers(results &found) {
     });
     found.add(
         {"queue.writers", "Records from many writers at once", "writers", "ms",
-         "Time for 10 000 records of 64 bytes to arrive in one reading process, written by so many processes "
-         "in equal shares, all started at once.",
+         "Time for 10 000 records of 64 bytes to arrive in one reading process, written in equal shares by "
+         "this many processes, all started at the same time.",
          sizes, lines});
 }
 
@@ -301,10 +302,10 @@ void idle_queue(results &found) {
     finish_process(writer);
     close(fd);
     found.add({"queue.idle",
-               "Waiting while nobody has the pipe open for writing",
+               "Waiting while no process has the pipe open for writing",
                "ms/s",
                better::lower,
-               "Processor time of the reader for each second of waiting: it looks again every 10 ms. With a "
+               "Processor time of the reader for each second of waiting: it polls every 10 ms. With a "
                "writer that keeps the pipe open it sleeps in the kernel.",
                {{"get_message", role::ours, {found_here.processor_per_second * 1e3}}}});
     found.add({"queue.pickup",

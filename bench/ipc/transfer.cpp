@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A file over the loopback of a network of its own: ours, a bare sendfile loop, and nc. Files are in memory.
+// Sending a file over the loopback of a separate network: ours, a bare sendfile loop, and nc. Files are in
+// memory.
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -33,7 +34,7 @@ namespace {
 constexpr uint16_t bare_port = 7001;
 constexpr const char *nc_port = "7002";
 
-/// A file to send to so many receivers, one after another.
+/// A file to send to `clients` receivers, one after another.
 struct job {
     std::size_t size;
     int clients;
@@ -61,7 +62,7 @@ void check_received(const job &what) {
     }
 }
 
-/// What one attempt to receive came to, in a process of its own.
+/// The result of one attempt to receive, in a process of its own.
 struct attempt {
     int result;
     double processor;
@@ -85,14 +86,14 @@ attempt receive_once(const method &how, const job &what) {
     return made;
 }
 
-/// All receivers, once the sender is ready: the time from the start of the first that came through, and the
-/// processor time, both in seconds.
+/// The cost of all receivers, once the sender listens: the time from the start of the first successful one,
+/// and the processor time, both in seconds.
 struct cost {
     double seconds;
     double processor;
 };
 
-cost carry_out(const method &how, const job &what) {
+cost cost_of(const method &how, const job &what) {
     const pid_t sender = start_process([&] { how.send(what); });
     double before = now();
     attempt made = receive_once(how, what);
@@ -113,7 +114,7 @@ cost carry_out(const method &how, const job &what) {
 
 // --- Ours ---
 
-/// In a thread: it ends its thread.
+/// lan_transfer_file() ends its thread, so it runs in a new one.
 void send_ours(const job &what) {
     std::vector<char> order(1, static_cast<char>(what.clients));
     order.insert(order.end(), what.sent.c_str(), what.sent.c_str() + what.sent.size() + 1);
@@ -124,7 +125,7 @@ void send_ours(const job &what) {
 
 int receive_ours(const job &what) { return mma_lan_transfer(what.received.c_str(), "127.0.0.1"); }
 
-// --- The system calls alone ---
+// --- Only the system calls ---
 
 void bare_send(const job &what) {
     const int listener = static_cast<int>(checked(socket(AF_INET, SOCK_STREAM, 0), "socket"));
@@ -210,7 +211,7 @@ void make_file(const job &what) {
 /// Megabytes per second, and processor seconds for a gigabyte.
 contender_of_several contender_of(const std::string &name, role who, const method &how, const job &what) {
     return {name, who, [&how, &what] {
-                const cost found = carry_out(how, what);
+                const cost found = cost_of(how, what);
                 const auto size = static_cast<double>(what.size);
                 return std::vector<double>{size / found.seconds / 1e6, found.processor / size * 1e9};
             }};
@@ -242,7 +243,7 @@ void transfer(results &found) {
                "size; the others end with the connection.",
                all[0], goal{0.8, bare_name}});
     found.add({"transfer.processor", "Processor time of a transfer", "s/GB", better::lower,
-               "Sender and receiver, in the kernel too, in the same rounds.", all[1]});
+               "Sender and receiver, including the kernel, in the same rounds.", all[1]});
 }
 
 void transfer_clients(results &found) {
@@ -256,15 +257,15 @@ void transfer_clients(results &found) {
             job{1U << 20, static_cast<int>(clients), folder.file("sent"), folder.file("received")});
         make_file(*what);
         const auto milliseconds = [what](const method &how) {
-            return [what, &how] { return carry_out(how, *what).seconds * 1e3; };
+            return [what, &how] { return cost_of(how, *what).seconds * 1e3; };
         };
         return std::vector<contender>{{ours_name, role::ours, milliseconds(ours)},
                                       {bare_name, role::floor, milliseconds(bare)}};
     });
     found.add(
         {"transfer.clients", "A file of 1 MiB to many receivers", "receivers", "ms",
-         "Time until the last receiver has it; they come one after another, each a process of its own, as "
-         "the sender serves them. Its count is one byte: 255 receivers are the most. nc serves one.",
+         "Time until the last receiver has it. The receivers run one after another, each in a process of its "
+         "own. The sender's count is one byte, so 255 receivers are the maximum. nc serves one.",
          sizes, lines});
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines to the system log. This process is the log's end: it receives at /dev/log, in mounts of its own, and
-// compares each line with what was to come.
+// Lines to the system log. This process receives them at /dev/log, in its own mount namespace, and compares
+// each with the expected line.
 #include <array>
 #include <cstdio>
 #include <functional>
@@ -36,7 +36,7 @@ class system_log_end {
     system_log_end() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
         if (!test::enter_private_mounts() || !test::mount_memory("/dev", 1 << 16) ||
             bind(socket_, address(), sizeof log_socket) != 0) {
-            throw std::runtime_error("needs the right to mount a file system (root, or user namespaces)");
+            throw std::runtime_error("needs permission to mount a file system (root, or user namespaces)");
         }
     }
     ~system_log_end() {
@@ -46,7 +46,7 @@ class system_log_end {
     system_log_end(const system_log_end &) = delete;
     system_log_end &operator=(const system_log_end &) = delete;
 
-    /// The next line has to end in `text`.
+    /// Receives the next line; throws std::runtime_error unless it ends with `text`.
     void receive(const std::string &text) const {
         std::array<char, 512> line;
         pollfd readable{socket_, POLLIN, 0};
@@ -140,7 +140,7 @@ void system_log(results &found) {
     found.add(figure{
         "log.syslog", "Lines to the system log", "lines/s", better::higher,
         "10,000 lines from a new process to a receiver at /dev/log, until the last has arrived. "
-        "Everybody's lines are the same: process, level, text. logger is one process that reads "
+        "All lines are the same: process, level, text. logger is one process that reads "
         "finished lines from its standard input; a script that starts one for each line pays for "
         "a process each time.",
         interleaved(

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Text logs of limited size. All contenders write the same entries: a line with date and time, and one with a
-// tab and the message. What they leave is counted after each run.
+// tab and the message. The entries in the files are counted after each run.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -28,17 +28,17 @@ namespace varnel::bench {
 
 namespace {
 
-constexpr int entries = 25'000; // outgrow the limit once, and not twice
+constexpr int entries = 25'000; // exceed the limit once, but not twice
 constexpr int32_t limit = 1 << 20;
 constexpr int rotations = 50;
 
-struct left_behind {
+struct remaining {
     std::ptrdiff_t files = 0;
     std::ptrdiff_t lines = 0;
 };
 
-left_behind left_in(const memory_folder &folder) {
-    left_behind found;
+remaining remaining_in(const memory_folder &folder) {
+    remaining found;
     for (const auto &each : std::filesystem::directory_iterator(folder.file(""))) {
         std::ifstream file(each.path());
         ++found.files;
@@ -49,13 +49,13 @@ left_behind left_in(const memory_folder &folder) {
 
 using writer = std::function<void(const std::string &path)>;
 
-/// Seconds that `write` takes to write a log of which `kept` entries are left in two files.
+/// The time in seconds in which `write` writes a log; `kept` entries must remain, in two files.
 double seconds(const writer &write, int kept) {
     const memory_folder folder;
     const double begin = now();
     write(folder.file("fan.log"));
     const double taken = now() - begin;
-    const left_behind left = left_in(folder);
+    const remaining left = remaining_in(folder);
     if (left.files != 2 || left.lines != std::ptrdiff_t{2} * kept) {
         throw std::runtime_error("a log has " + std::to_string(left.lines) + " lines in " +
                                  std::to_string(left.files) + " files, expected " + std::to_string(2 * kept) +
@@ -93,7 +93,7 @@ void append(int file) { checked(write(file, finished_entry.data(), finished_entr
 
 void move_aside(const std::string &path) { checked(rename(path.c_str(), (path + ".old").c_str()), "rename"); }
 
-/// To files that are moved after `in_file` entries.
+/// Writes to a file that is moved after every `in_file` entries.
 void write_bare(const std::string &path, int count, int in_file) {
     int file = opened(path);
     for (int i = 0; i < count; ++i) {
@@ -107,7 +107,7 @@ void write_bare(const std::string &path, int count, int in_file) {
     close(file);
 }
 
-/// The same with a file that is found anew for each entry.
+/// Opens the file again for each entry.
 void write_reopened(const std::string &path, int count, off_t size) {
     for (int i = 0; i < count; ++i) {
         struct stat status {};

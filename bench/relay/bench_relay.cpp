@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Relaying a command to a BMC: ours with its platform for Linux, and libfreeipmi, which that platform calls,
-// used directly. The BMCs are simulated by ipmi_sim, in a network of the benchmark's own that has a loopback
-// alone. Latency of one relay, and the time of one to each of up to 256 BMCs at once, all that slots can
-// name.
+// used directly. The BMCs are simulated by ipmi_sim, in a network of the benchmark's own that has only a
+// loopback. Latency of one relay, and the time of one relay to each of up to 256 BMCs at the same time, the
+// maximum number of slots.
 //
 // bench_relay [--json FILE] [latency|growth]...
 #include <algorithm>
@@ -41,7 +41,7 @@ constexpr uint8_t echo = 0x10; // of the simulator's plug-in: answers the reques
 constexpr std::array<uint8_t, 16> request{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
 constexpr const char *user = "admin";
 constexpr const char *password = "secret";
-constexpr uint8_t suite = 3; // what the simulator has
+constexpr uint8_t suite = 3; // the simulator's only one
 
 void require(bool done, const std::string &what) {
     if (!done) {
@@ -49,7 +49,8 @@ void require(bool done, const std::string &what) {
     }
 }
 
-/// What libvarnel_platform knows of the BMCs. With `cipher_suite` 0 it has to find out which one they take.
+/// The controller table with the BMCs. With `cipher_suite` 0 the platform has to find out which one they
+/// accept.
 class controller_table {
   public:
     explicit controller_table(uint8_t cipher_suite)
@@ -160,14 +161,14 @@ double within_session() {
 
 void latency(results &found) {
     const simulated_bmcs bmc;
-    (void)found_suite(); // what the first sessions of a process take longer is not measured
+    (void)found_suite(); // the first sessions of a process take longer and are not measured
     found.add(figure{
         "relay.latency", "Relaying one command to a BMC", "ms", better::lower,
         "Find the login, open an IPMI 2.0 session, send 16 bytes and get them back, close: mean "
-        "of 20 relays to ipmi_sim on loopback. libfreeipmi is given login and cipher suite 3 by "
-        "the caller; ours looks both up in the controller table. Where the table names no suite ours "
-        "asks for 17 first, which this BMC refuses. The floor is the command alone in a session "
-        "that is open.",
+        "of 20 relays to ipmi_sim on loopback. libfreeipmi gets login and cipher suite 3 from the "
+        "caller; ours looks both up in the controller table. Without a suite in the table ours "
+        "tries 17 first, which this BMC refuses. The floor is only the command, in an open "
+        "session.",
         interleaved(11, {{"smc_send_command_to_bmc", role::ours, known_suite},
                          {"the same, suite not in the table", role::ours, found_suite},
                          {"libfreeipmi", role::peer, [] { return milliseconds_each([] { relay_bare(0); }); }},
@@ -206,8 +207,9 @@ void parallel_growth(results &found) {
     found.add(growth{
         "relay.bmcs", "One command to each BMC, all at once", "BMCs", "ms",
         "Time until all threads, one for each BMC, have relayed a command as in relay.latency and ended. 256 "
-        "BMCs are all that slots can name. They are served by four processes of ipmi_sim on the same "
-        "machine, whose work is in the time for both.",
+        "BMCs are the maximum. They are served by four processes of ipmi_sim on the same machine, whose work "
+        "is "
+        "part of the time for both.",
         sizes, measured_growth(9, sizes, [](std::size_t size) -> std::vector<contender> {
             const int count = static_cast<int>(size);
             return {
@@ -217,7 +219,7 @@ void parallel_growth(results &found) {
         })});
 }
 
-/// The network is entered once, before anything else: a process of several threads cannot.
+/// Enters the network once, before anything else: a process with several threads cannot.
 std::function<void(results &)> in_own_network(void (*run)(results &)) {
     return [run](results &found) {
         static const bool entered = varnel::test::enter_namespaces(CLONE_NEWNET);
@@ -232,8 +234,8 @@ std::function<void(results &)> in_own_network(void (*run)(results &)) {
 int main(int argc, char **argv) {
     const family relays_family{
         "relay", "Relay",
-        "Commands to BMCs over IPMI 2.0 sessions. Our platform for Linux uses libfreeipmi, so that this "
-        "shows what lies above it. The BMCs are simulated on the same machine."};
+        "Commands to BMCs over IPMI 2.0 sessions. Our platform for Linux uses libfreeipmi, so this shows the "
+        "cost above libfreeipmi. The BMCs are simulated on the same machine."};
     return run_benchmark(argc, argv,
                          {{"latency", in_own_network(latency)}, {"growth", in_own_network(parallel_growth)}},
                          {relays_family});

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The port's functions with frames made by hand: what no library can go below.
+// Calls the platform's functions with ready frames: the minimum for any library.
 #include <array>
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// What one SMBus transaction costs above a bus that answers at once: time, instructions and allocations, and
-// the time as devices become more. Each contender is a program of its own (transactions.cpp): ours on the
-// null port; ours with its platform for Linux, and libi2c, on the same null adapter, which stands in for the
-// kernel's ioctl(); the null port's functions called without a library.
+// The cost of one SMBus transaction above a bus that answers at once: time, instructions and allocations, and
+// the time as the number of devices grows. Each contender is a program of its own (transactions.cpp): ours on
+// the null port; ours with its platform for Linux, and libi2c, on the same null adapter, which replaces the
+// kernel's ioctl(); and direct calls of the null port's functions.
 //
 // bench_smbus [--json FILE] [time|instructions|allocations|growth]...
 #include <algorithm>
@@ -42,11 +42,10 @@ const std::vector<shape> shapes{{"read_byte", "SMBus read byte"},
 
 const std::string contenders_do =
     " The null bus answers at once. It is below the port for varnel and the floor; below ioctl() "
-    "for varnel with its platform, which also asks the kernel each time whether its descriptor "
-    "is still that of the adapter (fstat), and for libi2c, which has the slave's address set "
-    "beforehand.";
+    "for varnel with its platform, which also checks each time whether its descriptor is still "
+    "that of the adapter (fstat), and for libi2c, whose slave address is set before.";
 
-/// Of all transactions of a run.
+/// The cost of all transactions of a run.
 struct cost {
     double nanoseconds;
     double allocations;
@@ -78,15 +77,15 @@ std::vector<contender> timed(const std::string &shape_name, std::size_t devices)
 
 void measure_time(results &found) {
     for (const shape &each : shapes) {
-        found.add(figure{
-            "smbus." + each.name, each.title + " on a null bus", "ns", better::lower,
-            "Processor time, 50,000 transactions with one device, the calling loop and a check of the answer "
-            "included.",
-            interleaved(31, timed(each.name, 1))});
+        found.add(figure{"smbus." + each.name, each.title + " on a null bus", "ns", better::lower,
+                         "Processor time, 50,000 transactions with one device, including the calling loop "
+                         "and a check of the "
+                         "answer.",
+                         interleaved(31, timed(each.name, 1))});
     }
 }
 
-/// Of the whole program.
+/// Instructions of the whole program.
 double instructions_of(const std::string &command) {
     const std::string output =
         output_of("valgrind --tool=callgrind --callgrind-out-file=/dev/null " + command + " 2>&1");
@@ -105,15 +104,15 @@ void count_instructions(results &found) {
         for (const program &who : programs) {
             const double once = instructions_of(command_line(who, each.name, 1, transactions));
             const double twice = instructions_of(command_line(who, each.name, 1, 2 * transactions));
-            // What is left of a whole number comes from printing times of different lengths.
+            // Printing times of different lengths causes a fraction.
             counted.push_back({who.name, who.who, {std::round((twice - once) / transactions)}});
         }
-        found.add(figure{
-            "smbus." + each.name + ".instructions", "Instructions of " + each.title, "instructions",
-            better::lower,
-            "Counted by callgrind, outside the kernel: what 20,000 transactions take more than 10,000, "
-            "the calling loop and a check of the answer included.",
-            counted});
+        found.add(figure{"smbus." + each.name + ".instructions", "Instructions of " + each.title,
+                         "instructions", better::lower,
+                         "Counted by callgrind, outside the kernel: the difference between 20,000 and 10,000 "
+                         "transactions, "
+                         "including the calling loop and a check of the answer.",
+                         counted});
     }
 }
 
@@ -136,8 +135,8 @@ void count_allocations(results &found) {
     }
     found.add(figure{
         "smbus.allocations", "Memory allocations of an SMBus transaction", "allocations", better::lower,
-        "malloc() and its kind, counted in 1,000 transactions each of read byte, read word, write "
-        "word and block read; the most of the four.",
+        "malloc() and similar calls, counted in 1,000 transactions each of read byte, read word, write "
+        "word and block read; the maximum of the four.",
         counted});
 }
 
@@ -147,8 +146,8 @@ void measure_growth(results &found) {
         "smbus.read_word.devices", "SMBus read word, devices in turn", "devices", "ns",
         "Processor time of one transaction when 1 to 1000 devices are read in turn, up to 100 on "
         "an adapter or multiplexer channel (Linux gives each a bus number). libi2c keeps a "
-        "descriptor for each bus and is told the slave whenever it is another; our handles carry "
-        "it.",
+        "descriptor for each bus and sets the slave address whenever it changes; our handles "
+        "contain it.",
         sizes, measured_growth(15, sizes, [](std::size_t devices) { return timed("read_word", devices); })});
 }
 
@@ -157,8 +156,8 @@ void measure_growth(results &found) {
 int main(int argc, char **argv) {
     const family smbus{
         "smbus", "SMBus transactions",
-        "What a transaction costs in the processor, on a bus that answers at once. On a real one a "
-        "read word takes about half a millisecond at 100 kHz." +
+        "Processor cost of a transaction on a bus that answers at once. On a real bus, read word "
+        "takes about half a millisecond at 100 kHz." +
             contenders_do};
     return run_benchmark(argc, argv,
                          {{"time", measure_time},

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// As a daemon uses libi2c: a descriptor for each adapter, told the slave when it is another than before.
+// Calls libi2c as a daemon does: a descriptor for each adapter; the slave address is set when it changes.
 #include <array>
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernel's /dev/i2c-N over the null bus: stands before the C library's open64() and ioctl() for the whole
-// program. A descriptor is a real one, of /dev/null.
+// The kernel's /dev/i2c-N over the null bus: replaces the C library's open64() and ioctl() in the whole
+// program. Descriptors are real ones, of /dev/null.
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>

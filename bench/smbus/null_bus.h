@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The null bus: writes go nowhere, and every read is answered at once with the same bytes.
+// The null bus: writes are discarded, and every read returns the same bytes at once.
 #pragma once
 
 #include <array>
@@ -22,7 +22,8 @@ constexpr answer_bytes made_answer() {
 }
 constexpr answer_bytes null_answer = made_answer();
 
-/// `length` up to 64. Bytes and words are stored without a call, to be as cheap as a bus can be.
+/// Answers a read; `length` is at most 64. Stores bytes and words without a call, to cost as little as
+/// possible.
 inline void answer(uint8_t *buffer, std::size_t length) {
     if (length > 2) {
         std::memcpy(buffer, null_answer.data(), length);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// PROGRAM SHAPE DEVICES COUNT: does COUNT transactions with DEVICES devices in turn, after one with each that
-// is not counted. Prints the nanoseconds and the allocations that they took; allocations are -1 unless the
-// counter is preloaded.
+// PROGRAM SHAPE DEVICES COUNT: does COUNT transactions with DEVICES devices in turn, after an uncounted one
+// with each. Prints their nanoseconds and allocations; allocations are -1 unless the counter is preloaded.
 #include "smbus/transactions.h"
 
 #include <cstdio>
@@ -40,7 +39,7 @@ void repeat(transaction run, const std::vector<chip> &with, unsigned long count)
     }
 }
 
-/// Of processor time.
+/// Processor time so far.
 long nanoseconds() {
     timespec now{};
     (void)clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a contender does: one SMBus transaction with one of many devices. Each function tells whether it
-// succeeded and, when it reads, got what the null bus answers.
+// The operations of a contender: one SMBus transaction with one of many devices. Each function returns
+// whether it succeeded and, for a read, got the bytes of the null bus.
 #pragma once
 
 #include <cstdint>

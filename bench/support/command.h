@@ -9,7 +9,7 @@ namespace varnel::bench {
 /// with the command when it cannot be run or its status is not 0.
 std::string output_of(const std::string &command);
 
-/// For the shell: one word, whatever is in it.
+/// Quotes `word` so that the shell reads it as one word.
 std::string quoted(const std::string &word);
 
 } // namespace varnel::bench

@@ -11,7 +11,7 @@
 
 namespace varnel::bench {
 
-/// A new folder in memory, so that no disk is measured; removed with what is in it.
+/// A new folder in memory, so that no disk is measured; the destructor removes it with its content.
 class memory_folder {
   public:
     memory_folder() { checked(mkdtemp(path_.data()) == nullptr ? -1 : 0, "mkdtemp in /dev/shm"); }

@@ -54,7 +54,7 @@ pid_t start_process(const std::function<void()> &body) {
     if (id != 0) {
         return id;
     }
-    prctl(PR_SET_PDEATHSIG, SIGKILL); // does not outlive a benchmark that fails
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // ends with a benchmark that fails
     try {
         body();
     } catch (const std::exception &error) {

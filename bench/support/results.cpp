@@ -155,7 +155,7 @@ bool is_met(const figure &of, const goal &wanted) {
         }
     }
     if (counted == 0) {
-        throw std::logic_error(of.id + ": the goal is against nobody");
+        throw std::logic_error(of.id + ": the goal names no contender");
     }
     return is_met;
 }
@@ -195,12 +195,12 @@ std::vector<measurement> interleaved(int rounds, const std::vector<contender> &c
 std::vector<std::vector<measurement>> interleaved(int rounds, std::size_t count,
                                                   const std::vector<contender_of_several> &contenders) {
     const auto wanted = static_cast<std::size_t>(is_quick ? std::max(3, rounds / 10) : rounds);
-    std::vector<measurement> blank;
-    blank.reserve(contenders.size());
+    std::vector<measurement> empty;
+    empty.reserve(contenders.size());
     for (const contender_of_several &each : contenders) {
-        blank.push_back({each.name, each.who, std::vector<double>(wanted)});
+        empty.push_back({each.name, each.who, std::vector<double>(wanted)});
     }
-    std::vector<std::vector<measurement>> found(count, blank);
+    std::vector<std::vector<measurement>> found(count, empty);
     for (std::size_t round = 0; round < wanted; ++round) {
         for (std::size_t turn = 0; turn < contenders.size(); ++turn) {
             const std::size_t i = (turn + round) % contenders.size();
@@ -243,7 +243,7 @@ int run_benchmark(int argc, char **argv, const std::vector<part> &parts,
     CLI::App app("Compares the library with peers, in one run.");
     std::string file;
     std::vector<std::string> wanted = names;
-    app.add_option("--json", file, "also write what was found there");
+    app.add_option("--json", file, "also write the results to this file");
     app.add_flag("--quick", is_quick, "a tenth of the rounds, to try it");
     app.add_option("part", wanted, "what to run (default: everything)")->check(CLI::IsMember(names));
     CLI11_PARSE(app, argc, argv);

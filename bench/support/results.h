@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a benchmark finds: printed as a table as it comes, and kept as JSON for the report.
+// The results of a benchmark: printed as a table when found, and saved as JSON for the report.
 #pragma once
 
 #include <functional>
@@ -12,11 +12,11 @@ namespace varnel::bench {
 enum class role {
     ours,
     peer,
-    floor ///< what the job costs without anybody's library: nobody can be better
+    floor ///< the cost of the job without a library, a lower bound for all
 };
 
-/// Several values are one for each round; all contenders of a figure have the same number of rounds. What is
-/// counted and always the same (instructions, bytes, system calls) has one.
+/// One value for each round; all contenders of a figure have the same number of rounds. Counts that are
+/// always the same (instructions, bytes, system calls) have one value.
 struct measurement {
     std::string name;
     role who;
@@ -32,7 +32,7 @@ struct goal {
 };
 
 struct figure {
-    std::string id;    ///< FAMILY.WHAT, as "ini.get": README and the report find it by this
+    std::string id;    ///< FAMILY.WHAT, such as "ini.get": identifies it in README and the report
     std::string title; ///< "Reading the last key of a 100-line file"
     std::string unit;  ///< "us", "records/s", "instructions"
     better direction;
@@ -52,12 +52,12 @@ struct growth {
     struct line {
         std::string name;
         role who;
-        std::vector<std::vector<double>> values; ///< for each size its rounds
+        std::vector<std::vector<double>> values; ///< by size and round
     };
     std::vector<line> lines;
 };
 
-/// What a family of figures (the first word of their ids) compares, in plain words: the head of its section.
+/// A family of figures (the first word of their ids): title and introduction of its section.
 struct family {
     std::string id;    ///< "ini"
     std::string title; ///< "INI files"
@@ -66,11 +66,11 @@ struct family {
 
 double median(std::vector<double> values);
 
-/// How many times better we are: above 1 we are ahead, whatever the unit. Median of the ratios of each round;
-/// none where a round divides by zero.
+/// How many times better we are: above 1 ours is better, in any unit. The median of the ratios of all rounds;
+/// none when a round divides by zero.
 std::optional<double> ratio(const figure &of, const measurement &peer);
 
-/// Whether the wanted ratio is reached. Throws std::logic_error when it is against nobody.
+/// Whether the wanted ratio is reached. Throws std::logic_error when there is no such contender.
 bool is_met(const figure &of, const goal &wanted);
 
 class results {
@@ -94,30 +94,30 @@ struct contender {
     std::function<double()> run;
 };
 
-/// Runs all contenders in turn, round after round, each round beginning with another one.
+/// Runs all contenders in turn, round after round; each round begins with another contender.
 std::vector<measurement> interleaved(int rounds, const std::vector<contender> &contenders);
 
-/// One whose rounds come to several values, as records per second and processor time.
+/// A contender whose rounds have several values, such as records per second and processor time.
 struct contender_of_several {
     std::string name;
     role who;
     std::function<std::vector<double>()> run;
 };
 
-/// As interleaved(), with measurements for each of the `count` values. NaN is a value that a contender does
-/// not have: it is left out there.
+/// As above, with measurements for each of the `count` values. A contender without a value returns NaN and is
+/// left out of those measurements.
 std::vector<std::vector<measurement>> interleaved(int rounds, std::size_t count,
                                                   const std::vector<contender_of_several> &contenders);
 
-/// The lines of a growth: for each size its contenders, which have the same names in the same order, in turn.
+/// The lines of a growth. `contenders_of` returns contenders with the same names in the same order for each
+/// size.
 std::vector<growth::line>
 measured_growth(int rounds, const std::vector<double> &sizes,
                 const std::function<std::vector<contender>(std::size_t size)> &contenders_of);
 
 /// The main function of a benchmark: bench_NAME [--json FILE] [--quick] [PART...]. Runs the named parts, or
-/// all of them, saves what they found when asked, and turns exceptions into a line on standard error and
-/// status 1.
-/// --quick runs a tenth of the rounds, three at least, to try a benchmark.
+/// all of them, saves the results if requested, and turns exceptions into a line on standard error and status
+/// 1. With --quick it runs a tenth of the rounds, at least three, to try a benchmark.
 struct part {
     std::string name;
     std::function<void(results &)> run;
