@@ -694,7 +694,7 @@ class FullDisk : public IniFile {
 
     void SetUp() override {
         if (!varnel::test::enter_private_mounts() || !varnel::test::mount_memory(folder_.path(), 16 * page)) {
-            GTEST_SKIP() << "needs the right to mount a file system of its own (root, or user namespaces)";
+            GTEST_SKIP() << "needs permission to mount a file system (root, or user namespaces)";
         }
     }
 

@@ -277,7 +277,7 @@ TEST(NextToken, IsStrtoks) {
     std::string text = "a,b;c";
     EXPECT_THAT(get_token_from_string(text.data(), ",", 0), StrEq("a"));
     EXPECT_THAT(get_token_from_string(nullptr, ";", 1), StrEq("b"));
-    EXPECT_THAT(get_token_from_string(text.data(), ";", -1), StrEq("c")) << "any index but 0 goes on";
+    EXPECT_THAT(get_token_from_string(text.data(), ";", -1), StrEq("c")) << "any index except 0 continues";
     EXPECT_THAT(get_token_from_string(nullptr, ";", 7), IsNull());
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any description of the controllers: refused with its place, or a table that daemons read as it was written.
+// Any description of the controllers: refused with file and line, or a table that daemons read unchanged.
 
 #include <algorithm>
 #include <cstddef>

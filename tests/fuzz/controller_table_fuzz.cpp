@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any bytes in the place of the controller table: daemons get records of a table that is in order and theirs
-// alone, nothing of any other object, and the log hears of it once.
+// Any bytes instead of the controller table: daemons get the records of a valid table with mode 0600; any
+// other object is refused with one log line.
 
 #include <algorithm>
 #include <array>
@@ -37,7 +37,7 @@ extern "C" void vsyslog(int, const char *, va_list) { ++complaints; }
 
 namespace {
 
-/// The object in the place of the table.
+/// The shared-memory object with the table's name.
 class table_object {
   public:
     table_object() {
@@ -59,24 +59,24 @@ class table_object {
     int descriptor_ = -1;
 };
 
-bool is_in_order(const std::string &bytes, mode_t mode) {
+bool is_valid_table(const std::string &bytes, mode_t mode) {
     const std::string header{'V', 'A', 'R', 'N', 'E', 'L', 'D', 'T', 1, 0, 0, 0, 64, 0, 0, 0};
     return mode == 0600 && bytes.size() == sizeof(controller_table) && bytes.starts_with(header);
 }
 
-/// Whether daemons may have a record.
-bool is_good(const std::string &record) {
+/// Whether a record may be returned to daemons.
+bool is_valid_record(const std::string &record) {
     const std::string address = record.substr(offsetof(controller_record, address), 16);
     return record[offsetof(controller_record, present)] == 1 && address.find('\0') != std::string::npos;
 }
 
-/// The record's bytes, or zeros where nothing may be had.
+/// The expected record, or zeros when daemons get none.
 std::string record_in(const std::string &bytes, bool usable, int number) {
     std::string record(sizeof(controller_record), '\0');
     if (usable && number >= 0 && number < static_cast<int>(controller_count)) {
         const std::size_t place = static_cast<std::size_t>(number) * sizeof(controller_record);
         const std::string stored = bytes.substr(offsetof(controller_table, records) + place, record.size());
-        record = is_good(stored) ? stored : record;
+        record = is_valid_record(stored) ? stored : record;
     }
     return record;
 }
@@ -127,11 +127,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     }
     object.rewrite(bytes, mode);
 
-    const bool usable = is_in_order(bytes, mode);
+    const bool usable = is_valid_table(bytes, mode);
     complaints = 0;
     check_controller(number, record_in(bytes, usable, number));
-    require(complaints <= (usable ? 0 : 1), "the log hears of it once");
-    if (asks_command) { // which looks at all records, each in its turn
+    require(complaints <= (usable ? 0 : 1), "at most one log line");
+    if (asks_command) { // reads all records
         check_command(bytes, usable);
     }
     return 0;

@@ -11,8 +11,8 @@
 
 namespace varnel::test {
 
-/// The name of a controller table of this process's own, which is what the platform reads from now on; the object
-/// is removed with it.
+/// The name of a controller table of this process, which the platform reads from now on; the destructor
+/// removes the table.
 class own_table_name {
   public:
     own_table_name() { setenv(platform::table_name_variable, name_.c_str(), 1); }

@@ -44,7 +44,7 @@ class SystemLog : public ::testing::Test {
   protected:
     void SetUp() override {
         if (!varnel::test::enter_private_mounts() || !varnel::test::mount_memory("/dev", 1 << 16)) {
-            GTEST_SKIP() << "needs the right to mount a file system of its own (root, or user namespaces)";
+            GTEST_SKIP() << "needs permission to mount a file system (root, or user namespaces)";
         }
         sockaddr_un place{AF_UNIX, "/dev/log"};
         socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

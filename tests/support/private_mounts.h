@@ -8,7 +8,7 @@ namespace varnel::test {
 /// Gives this process a mount namespace of its own. False when the system does not permit that.
 [[nodiscard]] bool enter_private_mounts();
 
-/// Mounts an empty memory file system of `size` bytes, for this process alone.
+/// Mounts an empty memory file system of `size` bytes, only for this process.
 [[nodiscard]] bool mount_memory(const std::string &folder, unsigned int size);
 
 /// Undoes mount_memory(); a mounted folder cannot be removed.

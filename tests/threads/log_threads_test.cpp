@@ -69,7 +69,7 @@ TEST(LogThreads, EachMovesAFileOfItsOwnAside) {
 
 TEST(LogThreads, LinesOfAllReachTheSystemLog) {
     if (!has_private_dev()) {
-        GTEST_SKIP() << "needs the right to mount a /dev of its own (root, or user namespaces)";
+        GTEST_SKIP() << "needs permission to mount a /dev (root, or user namespaces)";
     }
     constexpr long expected = 3L * threads * rounds; // a line, a dump of two
     std::atomic<long> lines = 0;

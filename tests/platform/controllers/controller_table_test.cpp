@@ -83,11 +83,11 @@ class ControllerTable : public ::testing::Test {
         if (varnel::test::has_private_dev()) {
             EXPECT_THAT(logged(),
                         ::testing::EndsWith("controller table " + name + " is not used: " + complaint));
-            EXPECT_EQ(logged(), "") << "said more than once";
+            EXPECT_EQ(logged(), "") << "logged more than once";
         }
         try {
             read_controller_table();
-            ADD_FAILURE() << "read all the same";
+            ADD_FAILURE() << "the table was read";
         } catch (const controller_error &error) {
             EXPECT_EQ(error.what(), name + ": " + complaint);
         }

@@ -8,10 +8,10 @@
 
 namespace varnel::test {
 
-/// A server process, stopped with the object. Its constructor returns when it listens.
+/// A server process, which the destructor stops. The constructor returns when it listens.
 class bmc_server {
   public:
-    /// Runs `command`, which is to listen on the IPMI ports of `addresses`.
+    /// Runs `command`, which has to listen on the IPMI ports of `addresses`.
     bmc_server(const std::vector<std::string> &command, const std::vector<std::string> &addresses);
     ~bmc_server();
     bmc_server(const bmc_server &) = delete;
@@ -24,7 +24,7 @@ class bmc_server {
 /// The address of simulated BMC `n`, from 0.
 std::string bmc_address(int n);
 
-/// ipmi_sim with `count` BMCs, up to 64, of which `first` is the first, and oem_commands.c. Users: admin
+/// ipmi_sim with oem_commands.c and `count` BMCs, up to 64, numbered from `first`. Users: admin
 /// (administrator) with password "secret", and "sixteen.letters." with "twenty.letters.long.".
 class simulated_bmcs {
   public:

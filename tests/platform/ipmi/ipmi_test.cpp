@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The IPMI adapter against servers that others wrote: the simulator ipmi_sim and pyghmi's BMC, on loopback in
-// a network namespace of the test's own.
+// The IPMI adapter with third-party servers, the simulator ipmi_sim and pyghmi's BMC, on loopback in a
+// network namespace of the test's own.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -60,7 +60,7 @@ constexpr uint8_t operator_level = 3;
 
 constexpr uint16_t code(ipmi_status status) { return static_cast<uint16_t>(status); }
 
-/// What a command came to.
+/// The result of a command.
 struct response {
     int status;
     bytes data; ///< completion code first
@@ -72,7 +72,7 @@ void PrintTo(const response &got, std::ostream *out) {
          << ::testing::PrintToString(got.data);
 }
 
-/// A session as the relay makes it, with the adapter's own statuses.
+/// A session opened as the relay does, with the adapter's own statuses.
 class session {
   public:
     session(const std::string &host, const std::string &user, const std::string &password,
@@ -189,7 +189,7 @@ TEST_F(Ipmi, UsesCredentialsThatFillTheirFields) {
     records[1] = make_record(bmc_address(0), "sixteen.letters.", "twenty.letters.long.");
     publish();
     EXPECT_EQ(relay(0, echo, {1}), success({1}));
-    records[1].login.back() = '!'; // the twentieth character counts
+    records[1].login.back() = '!'; // the twentieth character is compared, too
     publish();
     EXPECT_EQ(relay(0, echo, {1}).status, -1);
 }
@@ -214,7 +214,7 @@ TEST_F(Ipmi, StoresNoMoreThanThereIsRoomFor) {
 TEST_F(Ipmi, TakesSessionStorageAnywhere) {
     const simulated_bmcs bmcs;
     alignas(16) std::array<uint8_t, 40> place{};
-    place.fill(0xEE); // nor need it be zero
+    place.fill(0xEE); // not zero either
     uint8_t privilege = administrator;
     uint8_t *const unaligned = place.data() + 1;
     ASSERT_EQ(LIBIPMI_Create_IPMI20_Session(unaligned, bmc_address(0).c_str(), 623, "admin", "secret", 6,
@@ -317,7 +317,7 @@ TEST_F(Suites, ASuiteInTheTableIsTheOnlyOneTried) {
 
 // Silence.
 
-/// A host that takes packets and says nothing.
+/// A host that receives packets and does not answer.
 class silent_host {
   public:
     explicit silent_host(uint16_t port = 623) : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -328,7 +328,7 @@ class silent_host {
     silent_host(const silent_host &) = delete;
     silent_host &operator=(const silent_host &) = delete;
 
-    /// Whether anything has been sent here.
+    /// Whether a packet has arrived.
     [[nodiscard]] bool was_asked() const {
         uint8_t byte = 0;
         return recv(socket_, &byte, 1, MSG_DONTWAIT) >= 0;
@@ -502,7 +502,7 @@ TEST_F(Ipmi, SixtyFourThreadsRelayToSixtyFourBmcs) {
     }
 }
 
-// Packets that the network treats as UDP may.
+// Packets that are lost, repeated, reordered or changed, as UDP allows.
 
 struct packet_row {
     const char *name;

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Plug-in of the IPMI simulator ipmi_sim: answers NetFn 38h on every BMC it serves, counts what it executed,
-   and gives each BMC a user whose name and password fill their fields (the configuration file cuts both). */
+/* Plug-in of the IPMI simulator ipmi_sim: answers NetFn 38h on every BMC it serves, counts the commands it
+   executed, and gives each BMC a user whose name and password fill their fields, which are longer than the
+   configuration file allows. */
 #include <string.h>
 #include <unistd.h>
 
@@ -8,20 +9,20 @@
 
 enum {
     oem_net_function = 0x38,
-    echo = 0x10,     /* answers the request's data */
-    pattern = 0x11,  /* [low, high]: answers that many bytes 0, 1, 2 ... */
-    identify = 0x12, /* answers the BMC's IPMB address */
-    fail = 0x13,     /* [code]: answers that completion code and one byte, A5h */
-    drop = 0x14,     /* [tag, n]: the first n requests of the tag get no answer, the others how many came */
-    pause_first = 0x15, /* [tag, n]: answers after n * 50 ms how many of the tag came */
-    executions = 0x16,  /* [tag]: how many requests of the tag came */
+    echo = 0x10,        /* answers the request's data */
+    pattern = 0x11,     /* [low, high]: answers that many bytes 0, 1, 2 ... */
+    identify = 0x12,    /* answers the BMC's IPMB address */
+    fail = 0x13,        /* [code]: answers that completion code and one byte, A5h */
+    drop = 0x14,        /* [tag, n]: does not answer the first n requests of the tag, then as executions */
+    pause_first = 0x15, /* [tag, n]: as executions, after n * 50 ms */
+    executions = 0x16,  /* [tag]: answers with the number of requests of the tag so far */
 };
 
 enum { full_user = 6, full_user_length = 16, full_password_length = 20 };
 static const char full_user_name[full_user_length + 1] = "sixteen.letters.";
 static const char full_password[full_password_length + 1] = "twenty.letters.long.";
 
-/* The simulator is one thread. */
+/* The simulator has one thread. */
 static sys_data_t *simulated;
 static int (*forward)(channel_t *channel, msg_t *message);
 static unsigned char executed[256];
@@ -93,7 +94,7 @@ static int execute(channel_t *channel, msg_t *message) {
     }
 }
 
-static int take(channel_t *channel, msg_t *message) {
+static int execute_or_forward(channel_t *channel, msg_t *message) {
     return message->netfn == oem_net_function ? execute(channel, message) : forward(channel, message);
 }
 
@@ -127,7 +128,7 @@ int ipmi_sim_module_post_init(sys_data_t *system) {
         channel_t *lan = system->mc_get_channelset(mc)[1];
         if (lan != NULL) {
             forward = lan->smi_send;
-            lan->smi_send = take;
+            lan->smi_send = execute_or_forward;
         }
         add_full_user(&system->mc_get_users(mc)[full_user]);
     }

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""sha256_bmc.py ADDRESS: a BMC that knows cipher suite 17 alone and answers NetFn 38h, command 10h, with the
-request's data. Made of pyghmi's server, which knows suite 3 alone."""
+"""sha256_bmc.py ADDRESS: a BMC that supports only cipher suite 17 and answers NetFn 38h, command 10h, with the
+request's data. Based on pyghmi's server, which supports only suite 3."""
 
 import hashlib
 import hmac

@@ -36,7 +36,7 @@ sockaddr_in ipmi_port_of(const std::string &address) {
 
 const sockaddr *generic(const sockaddr_in &ip) { return reinterpret_cast<const sockaddr *>(&ip); }
 
-/// One way of one client's packets.
+/// One direction of one client's packets.
 struct route {
     int socket;      ///< to send on
     sockaddr_in end; ///< to send to
@@ -79,7 +79,7 @@ class treatment_of_packets {
         }
     }
 
-    /// Sends what is due. Returns the milliseconds until more is, or -1.
+    /// Sends the packets that are due. Returns the milliseconds until the next one, or -1.
     int send_late_packets() {
         while (!late_.empty() && late_.begin()->first <= stopwatch::now()) {
             late_.begin()->second.way->send(late_.begin()->second.bytes);

@@ -18,7 +18,7 @@ enum class mistreatment {
     late,      ///< once a session is open, each by 110 ms, followed by an earlier one
 };
 
-/// Stands between clients and the IPMI ports of BMCs, on loopback: proxied_address(n) leads to
+/// Forwards packets between clients and the IPMI ports of BMCs, on loopback: proxied_address(n) leads to
 /// bmc_address(n).
 class udp_proxy {
   public:
@@ -32,7 +32,7 @@ class udp_proxy {
     std::unique_ptr<server> server_;
 };
 
-/// The address at which the proxy stands for BMC `n`.
+/// The proxy's address for BMC `n`.
 std::string proxied_address(int n);
 
 } // namespace varnel::test

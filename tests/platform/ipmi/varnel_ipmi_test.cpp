@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// varnel ipmi, from a shell, against the simulator ipmi_sim on loopback in a network namespace of the test's
-// own.
+// The command varnel ipmi with the simulator ipmi_sim, on loopback in a network namespace of the test's own.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -36,7 +35,7 @@ struct finished {
 void PrintTo(const finished &got, std::ostream *out) { *out << "status " << got.status << ": " << got.text; }
 
 finished varnel_ipmi(const std::string &arguments) {
-    // A sanitizer's dlopen() does not look for libraries where the program itself does.
+    // A sanitizer's dlopen() does not use the program's own search path.
     std::FILE *const pipe =
         popen(("LD_LIBRARY_PATH=" LIBRARIES " " VARNEL " ipmi " + arguments + " 2>&1").c_str(), "r");
     finished result{0, ""};
@@ -67,7 +66,7 @@ class VarnelIpmi : public ::testing::Test {
         records[0] = make_record(bmc_address(1), "secret");
         records[1] = make_record(bmc_address(0), "secret");
         records[3] = make_record(bmc_address(0), "wrong");
-        records[4] = make_record("127.0.9.1", "secret"); // nobody there
+        records[4] = make_record("127.0.9.1", "secret"); // no BMC at this address
         varnel::tools::publish_controller_table(records, table);
     }
     ~VarnelIpmi() override { shm_unlink(table.c_str()); }
