@@ -123,7 +123,7 @@ TEST_F(RecordFile, ATokenBringsTheBytesThatFollowItInTheLine) {
     EXPECT_EQ(parse("ab,cd,ef\n", ",", 2), 0);
     EXPECT_EQ(std::memcmp(table_->records[0].tokens[0], "ab\0cd,ef\0\0\0", 11), 0);
     EXPECT_EQ(std::memcmp(table_->records[0].tokens[1], "cd\0ef\0\0\0", 8), 0);
-    EXPECT_TRUE(untouched_from(2 * 64, 516)) << "fields not asked for";
+    EXPECT_TRUE(untouched_from(2 * 64, 516)) << "fields beyond the requested tokens";
 }
 
 TEST_F(RecordFile, TokensOf63To65Characters) {

@@ -132,7 +132,7 @@ TEST_F(Ds3232, SetStopsAtTheFirstFailure) {
 
 TEST_F(Ds3232, SetRefusesATimeThatCannotBeBrokenDown) {
     if (!years_beyond_2038) {
-        GTEST_SKIP() << "every time_t can be broken down here";
+        GTEST_SKIP() << "localtime() converts every time_t here";
     }
     EXPECT_EQ(ds3232_set_time(std::numeric_limits<std::time_t>::max()), -1);
     EXPECT_TRUE(calls.empty());
@@ -199,7 +199,7 @@ TEST_F(Ds3232, GetAddsACenturyForTheFlag) {
 
 TEST_F(Ds3232, GetStoresWhatMktimeGivesForATimeItCannotRepresent) {
     if (years_beyond_2038) {
-        GTEST_SKIP() << "every clock reading is a time_t here";
+        GTEST_SKIP() << "time_t can represent every clock reading here";
     }
     EXPECT_EQ(time_from({0x00, 0x00, 0x00, 0x01, 0x01, 0x01, 0x99}), -1);
 }

@@ -79,8 +79,8 @@ constexpr std::array columns{
     column{"values", [](const chip_register &each) { return std::string(each.values); }},
 };
 
-/// A column that is the same for all registers, empty or "1" byte, tells nothing.
-bool tells_something(const chips::datasheet &sheet, const column &each) {
+/// Whether a column is needed: not when it is empty, or "1" in the column of bytes, for all registers.
+bool is_needed(const chips::datasheet &sheet, const column &each) {
     return std::ranges::any_of(sheet.registers, [&](const chip_register &of) {
         const std::string text = each.text(of);
         return !text.empty() && !(each.heading == "bytes" && text == "1");
@@ -101,7 +101,7 @@ std::string register_table(const chips::datasheet &sheet) {
     std::string head = "|";
     std::string rule = "|";
     for (const column &each : columns) {
-        if (tells_something(sheet, each)) {
+        if (is_needed(sheet, each)) {
             head += fmt::format(" {} |", each.heading);
             rule += "---|";
         }
@@ -111,7 +111,7 @@ std::string register_table(const chips::datasheet &sheet) {
         rows += "|";
         for (const column &each : columns) {
             const std::string text = each.text(of);
-            rows += tells_something(sheet, each) ? fmt::format(" {}{}|", text, text.empty() ? "" : " ") : "";
+            rows += is_needed(sheet, each) ? fmt::format(" {}{}|", text, text.empty() ? "" : " ") : "";
         }
         rows += "\n";
     }
@@ -173,8 +173,8 @@ std::string table_named(const std::string &name, const fs::path &docs) {
                                : table_of(sim::make_chip(name, no_clock())->sheet());
 }
 
-/// The page with its tables made anew.
-std::string made_anew(const fs::path &page, const fs::path &docs) {
+/// The page with new tables.
+std::string with_new_tables(const fs::path &page, const fs::path &docs) {
     std::istringstream lines(read(page));
     std::string text;
     bool in_table = false;
@@ -196,7 +196,7 @@ std::string made_anew(const fs::path &page, const fs::path &docs) {
 int update(const fs::path &docs, bool only_check) {
     bool differs = false;
     for (const fs::path &page : pages_in(docs)) {
-        const std::string text = made_anew(page, docs);
+        const std::string text = with_new_tables(page, docs);
         if (text == read(page)) {
             continue;
         }

@@ -99,7 +99,7 @@ void check_rename(memory_file &file, const std::string &bytes, const std::string
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     static memory_file file;
     FuzzedDataProvider input(data, size);
-    const unsigned int wish = input.ConsumeIntegral<uint8_t>();
+    const unsigned int choice = input.ConsumeIntegral<uint8_t>();
     // Numbers come from the end of the input, the file from its beginning.
     const std::string all(reinterpret_cast<const char *>(data), size);
     const std::string section = pick_name(input, all);
@@ -110,9 +110,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
         return -1;
     }
     file.rewrite(bytes);
-    if (wish % 3 == 0) {
+    if (choice % 3 == 0) {
         check_getters(file, bytes, section, key);
-    } else if (wish % 3 == 1) {
+    } else if (choice % 3 == 1) {
         check_set(file, bytes, section, key, value);
     } else {
         check_rename(file, bytes, section, key);

@@ -267,10 +267,10 @@ std::size_t serve(server &world, const char *path) {
 std::vector<client> clients_from(FuzzedDataProvider &input) {
     std::vector<client> clients(input.ConsumeIntegralInRange<std::size_t>(0, most_clients));
     for (client &who : clients) {
-        const auto wish = input.ConsumeIntegral<uint8_t>();
-        who.stays = (wish & 1U) != 0 ? input.ConsumeIntegral<uint16_t>() : never;
-        who.cut = (wish & 2U) != 0 ? input.ConsumeIntegralInRange<std::size_t>(0, 3) : never;
-        who.says = (wish & 4U) != 0 ? input.ConsumeRandomLengthString(16) : "";
+        const auto choice = input.ConsumeIntegral<uint8_t>();
+        who.stays = (choice & 1U) != 0 ? input.ConsumeIntegral<uint16_t>() : never;
+        who.cut = (choice & 2U) != 0 ? input.ConsumeIntegralInRange<std::size_t>(0, 3) : never;
+        who.says = (choice & 4U) != 0 ? input.ConsumeRandomLengthString(16) : "";
     }
     return clients;
 }

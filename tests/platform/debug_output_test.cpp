@@ -149,8 +149,8 @@ TEST_F(DebugOutput, OfAChildArrivesAfterAForkInTheMiddleOfSyslog) {
 }
 
 TEST_F(DebugOutput, GoesToStandardErrorWhenAskedTo) {
-    for (const char *wish : {"", "0"}) {
-        setenv("VARNEL_DEBUG_STDERR", wish, 1);
+    for (const char *value : {"", "0"}) {
+        setenv("VARNEL_DEBUG_STDERR", value, 1);
         ::testing::internal::CaptureStderr();
         IDBG_LINUXAPP_DbgOut(0x82, "quiet\n");
         EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");

@@ -194,7 +194,7 @@ class connection {
   public:
     explicit connection(int fd) : fd_(fd) {}
     connection(connection &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    ~connection() { shut(); }
+    ~connection() { close_now(); }
 
     void send_all(const std::string &bytes) const {
         EXPECT_EQ(send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
@@ -222,7 +222,7 @@ class connection {
         return poll(&input, 1, 0) == 0;
     }
     connection next_connection() const { return connection(accept(fd_, nullptr, nullptr)); }
-    void shut() {
+    void close_now() {
         if (fd_ >= 0) {
             close(std::exchange(fd_, -1));
         }
@@ -231,7 +231,7 @@ class connection {
     void reset_connection() {
         const linger at_once{1, 0};
         setsockopt(fd_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-        shut();
+        close_now();
     }
 
   private:

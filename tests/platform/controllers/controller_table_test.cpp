@@ -193,7 +193,7 @@ TEST_F(ControllerTable, IsRefusedWhenOthersMayReadIt) {
 TEST_F(ControllerTable, IsRefusedFromAnotherUser) {
     publish();
     if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
-        GTEST_SKIP() << "only root can give files away";
+        GTEST_SKIP() << "only root can change the owner of a file";
     }
     expect_refused("belongs to another user");
 }
@@ -212,7 +212,7 @@ TEST_F(ControllerTable, FifoIsRefusedWithoutWaiting) {
 TEST_F(ControllerTable, AnotherUsersFifoIsRefusedWithoutWaiting) {
     ASSERT_EQ(mkfifo(("/dev/shm" + name).c_str(), 0600), 0);
     if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
-        GTEST_SKIP() << "only root can give files away";
+        GTEST_SKIP() << "only root can change the owner of a file";
     }
     expect_refused("belongs to another user");
 }

@@ -378,7 +378,8 @@ TEST_F(Ipmi, AsksAgainWhenAnAnswerIsLost) {
     const simulated_bmcs bmcs;
     set_time_outs(20s, 1s);
     EXPECT_EQ(relay(0, drop, {1, 1}), success({2}));
-    EXPECT_EQ(relay(0, executions, {1}), success({2})) << "the lost answer's command was carried out, too";
+    EXPECT_EQ(relay(0, executions, {1}), success({2}))
+        << "the command of the lost response was executed as well";
 }
 
 TEST_F(Ipmi, ASessionIsOverWhenAllAnswersAreLost) {
@@ -437,7 +438,7 @@ TEST_F(Ipmi, SignalsDoNotBreakACall) {
     const itimerval never{};
     setitimer(ITIMER_REAL, &never, nullptr);
     sigaction(SIGALRM, &before, nullptr);
-    EXPECT_GT(signals, 0) << "blocked outside of calls, too";
+    EXPECT_GT(signals, 0) << "signals are blocked outside of calls as well";
 }
 
 TEST_F(Ipmi, AThousandRelaysInARowLeaveNothingBehind) {
