@@ -27,13 +27,20 @@ struct model {
     [[nodiscard]] constexpr std::string_view type() const { return sheet.type; }
 };
 
+/// In alphabetical order of their types; one row a line, so that a new one is a line.
+// clang-format off
 constexpr std::array models{
-    model{chips::eeprom_24c02, make_24c02}, model{chips::car2512, make_car2512},
-    model{chips::ds3232, make_ds3232},      model{chips::pca9505, make_pca9505},
-    model{chips::pca9541, make_pca9541},    model{chips::pca9546, make_pca9546},
-    model{chips::pca9548, make_pca9548},    model{chips::pca9554, make_pca9554},
+    model{chips::eeprom_24c02, make_24c02},
+    model{chips::car2512, make_car2512},
+    model{chips::ds3232, make_ds3232},
+    model{chips::pca9505, make_pca9505},
+    model{chips::pca9541, make_pca9541},
+    model{chips::pca9546, make_pca9546},
+    model{chips::pca9548, make_pca9548},
+    model{chips::pca9554, make_pca9554},
     model{chips::pca9555, make_pca9555},
 };
+// clang-format on
 
 } // namespace
 

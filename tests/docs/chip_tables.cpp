@@ -139,7 +139,9 @@ std::string read(const fs::path &page) {
 std::vector<fs::path> pages_in(const fs::path &docs) {
     std::vector<fs::path> pages{docs / "chip-models.md"};
     for (const auto &entry : fs::directory_iterator(docs / "chips")) {
-        pages.push_back(entry.path());
+        if (entry.path().extension() == ".md") {
+            pages.push_back(entry.path());
+        }
     }
     return pages;
 }

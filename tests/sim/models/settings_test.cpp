@@ -52,36 +52,5 @@ TEST(settings, choice_lists_what_there_is) {
               "fan: cannot be \"fast\" (expected ok or stopped)");
 }
 
-TEST(settings, every_type_makes_a_chip_of_that_type) {
-    const hand_clock clock;
-    EXPECT_THAT(chip_types(), testing::ElementsAre("24c02", "car2512", "ds3232", "pca9505", "pca9541",
-                                                   "pca9546", "pca9548", "pca9554", "pca9555"));
-    for (const std::string_view type : chip_types()) {
-        const auto part = make_chip(type, clock);
-        EXPECT_EQ(part->type(), type);
-        EXPECT_FALSE(part->readings().empty()) << type;
-        EXPECT_THROW(part->set("no-such-setting", "1"), bad_setting) << type;
-    }
-}
-
-TEST(settings, what_can_be_set_says_so) {
-    const hand_clock clock;
-    for (const std::string_view type : chip_types()) {
-        const auto part = make_chip(type, clock);
-        for (const reading &each : part->readings()) {
-            const std::string text = refusal_of([&] { part->set(each.name, "nonsense"); });
-            EXPECT_EQ(text.starts_with(each.name + ": "), each.settable) << type << ": " << text;
-        }
-    }
-}
-
-TEST(settings, unknown_type_is_refused_with_the_known_ones) {
-    const hand_clock clock;
-    EXPECT_EQ(
-        refusal_of([&] { (void)make_chip("pca9999", clock); }),
-        "type: cannot be \"pca9999\" (expected 24c02, car2512, ds3232, pca9505, pca9541, pca9546, pca9548, "
-        "pca9554, pca9555)");
-}
-
 } // namespace
 } // namespace varnel::sim::test
