@@ -14,6 +14,7 @@
 #include "sim/models/pca9541.h"
 #include "sim/models/pca9548.h"
 #include "sim/models/pca9555.h"
+#include "sim/models/pcf8574.h"
 #include "sim/models/settings.h"
 
 namespace varnel::sim {
@@ -39,6 +40,7 @@ constexpr std::array models{
     model{chips::pca9548, make_pca9548},
     model{chips::pca9554, make_pca9554},
     model{chips::pca9555, make_pca9555},
+    model{chips::pcf8574, make_pcf8574},
 };
 // clang-format on
 
