@@ -3,6 +3,8 @@
 
 #include <array>
 
+#include <fmt/format.h>
+
 #include "sim/models/command_port.h"
 #include "sim/models/ds3232_registers.h"
 #include "sim/models/rtc_text.h"
@@ -77,7 +79,7 @@ void ds3232::advance_pointer() {
 std::string ds3232::pin() const {
     constexpr std::array<std::string_view, 4> rates{"1 Hz", "1.024 kHz", "4.096 kHz", "8.192 kHz"};
     if (const auto rate = current().square_wave()) {
-        return "square wave " + std::string(rates.at(*rate));
+        return fmt::format("square wave {}", rates.at(*rate));
     }
     return current().alarm_asserted() ? "asserted" : "idle";
 }

@@ -4,6 +4,8 @@
 #include <array>
 #include <optional>
 
+#include <fmt/format.h>
+
 #include "sim/models/command_port.h"
 #include "sim/models/settings.h"
 
@@ -170,9 +172,9 @@ std::string pca9541::interrupt_output(std::size_t index) const {
 }
 
 std::vector<reading> pca9541::readings() const {
-    const std::string connected_to = connection_ ? "master " + std::to_string(*connection_) : "none";
+    const std::string connected_to = connection_ ? fmt::format("master {}", *connection_) : "none";
     return {{"connected", connected_to, false},
-            {"owner", "master " + std::to_string(owner()), false},
+            {"owner", fmt::format("master {}", owner()), false},
             {"interrupt-0", interrupt_output(0), false},
             {"interrupt-1", interrupt_output(1), false},
             {"intin", intin_low_ ? "low" : "high", true}};

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/models/pca9548.h"
 
+#include <fmt/format.h>
+
 #include "sim/models/settings.h"
 
 namespace varnel::sim {
@@ -17,13 +19,13 @@ class multiplexer : public chip, private bus_port {
     [[nodiscard]] std::size_t segments() const override { return channels_; }
 
     [[nodiscard]] std::vector<reading> readings() const override {
-        std::string on;
+        std::vector<std::size_t> on;
         for (std::size_t channel = 0; channel < channels_; ++channel) {
             if (connects(channel)) {
-                add_to_list(on, " ", std::to_string(channel));
+                on.push_back(channel);
             }
         }
-        return {{"channels", on.empty() ? "none" : on, false}};
+        return {{"channels", on.empty() ? "none" : fmt::format("{}", fmt::join(on, " ")), false}};
     }
 
     void set(std::string_view name, std::string_view /*value*/) override { refuse_name(name, "none"); }

@@ -2,8 +2,8 @@
 #include "sim/models/reading.h"
 
 #include <array>
-#include <cstdio>
-#include <type_traits>
+
+#include <fmt/format.h>
 
 namespace varnel::sim {
 
@@ -20,20 +20,13 @@ constexpr std::array<unit_names, 5> units{
 
 constexpr const unit_names &names_of(unit of) { return units.at(static_cast<std::size_t>(of)); }
 
-template <class... Arguments>
-std::string formatted(const char *format, Arguments... arguments) {
-    std::array<char, 64> text{};
-    const int length = std::snprintf(text.data(), text.size(), format, arguments...);
-    return {text.data(), static_cast<std::size_t>(length)};
-}
-
 std::string text_of(const std::string &text) { return text; }
 
 std::string text_of(const measurement &measured) {
-    return formatted("%.*f ", measured.decimals, measured.number) + std::string(names_of(measured.of).symbol);
+    return fmt::format("{:.{}f} {}", measured.number, measured.decimals, names_of(measured.of).symbol);
 }
 
-std::string text_of(const register_value &held) { return formatted("0x%0*x", held.digits, held.bits); }
+std::string text_of(const register_value &held) { return fmt::format("0x{:0{}x}", held.bits, held.digits); }
 
 } // namespace
 
