@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""report.py FILE...: merges results that benchmarks saved with --json into build/bench/report.json, makes the page
-build/bench/report.html from it, and writes the medians to bench/medians.json."""
+"""report.py [--quick] FILE...: merges results that benchmarks saved with --json into build/bench/report.json, makes the page
+build/bench/report.html from it, and writes the medians to bench/medians.json, except those of quick runs."""
 import datetime
 import json
 import math
@@ -173,11 +173,13 @@ def medians(report):
     return "{\n" + ",\n".join([*heads, ' "figures": {\n' + ",\n".join(lines)]) + "\n }\n}\n"
 
 
-def main(files):
-    report = merged(files)
+def main(arguments):
+    is_quick = "--quick" in arguments
+    report = merged([argument for argument in arguments if argument != "--quick"])
     (BUILD / "report.json").write_text(json.dumps(report, indent=1) + "\n")
     (BUILD / "report.html").write_text(page(report))
-    (BENCH / "medians.json").write_text(medians(report))
+    if not is_quick:
+        (BENCH / "medians.json").write_text(medians(report))
 
 
 if __name__ == "__main__":
