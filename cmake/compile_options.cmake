@@ -23,7 +23,7 @@ target_compile_options(varnel_plain_options INTERFACE
 # Additional options for sanitizers and coverage.
 add_library(varnel_options INTERFACE)
 target_link_libraries(varnel_options INTERFACE varnel_plain_options)
-if(VARNEL_SANITIZE)
+if(VARNEL_SANITIZE STREQUAL address)
   target_compile_options(varnel_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
     $<$<BOOL:${VARNEL_FUZZ}>:-fsanitize=fuzzer-no-link>
@@ -35,7 +35,7 @@ if(VARNEL_COVERAGE) # the library itself is compiled for it; programs that link 
   target_link_options(varnel_options INTERFACE --coverage)
 endif()
 
-if(VARNEL_SANITIZE_THREADS)
+if(VARNEL_SANITIZE STREQUAL thread)
   target_compile_options(varnel_options INTERFACE -fsanitize=thread)
   target_link_options(varnel_options INTERFACE -fsanitize=thread)
 endif()
@@ -46,10 +46,17 @@ target_link_libraries(varnel_hardened INTERFACE varnel_plain_options)
 target_compile_options(varnel_hardened INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
   -fstack-protector-strong -fstack-clash-protection)
-if(NOT VARNEL_SANITIZE AND NOT VARNEL_SANITIZE_THREADS)
+if(NOT VARNEL_SANITIZE)
   target_compile_options(varnel_hardened INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()
 target_link_options(varnel_hardened INTERFACE -Wl,-z,relro -Wl,-z,noexecstack -Wl,--as-needed)
 
 add_library(varnel_daemon_side INTERFACE)
 target_link_libraries(varnel_daemon_side INTERFACE varnel_options varnel_hardened)
+
+# Headers that take seconds to read are compiled once. A compiler cache saves more and does not know precompiled headers.
+# Where a target's definitions do not fit, the compiler reads the headers themselves.
+set(CMAKE_PCH_WARN_INVALID OFF)
+if(CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
+endif()
