@@ -2,11 +2,7 @@
 # Sourced by the tests here with their own arguments: runs the calling script again on a new board and in a new folder, and
 # defines functions that check output.
 if [ "${4-}" != --on-the-board ]; then
-    XDG_RUNTIME_DIR=$(mktemp -d)
-    export XDG_RUNTIME_DIR
-    trap 'rm -rf "$XDG_RUNTIME_DIR"' EXIT
-    "$1" run --board "$3" -- "$0" "$1" "$2" "$3" --on-the-board
-    exit
+    exec "${0%/*}/../tools/on_a_board" "$1" "$3" "$0" "$1" "$2" "$3" --on-the-board
 fi
 cd "$XDG_RUNTIME_DIR"
 
