@@ -48,7 +48,7 @@ inline char *attribute_string(input &in, tree_memory &memory, const token &of) {
 inline token read_value(input &in, int quote) {
     token value = in.read_token(bytes_until{quote, in.raw() ? quote : '&'}, value_limit);
     if (value.stop == '&') {
-        value = read_entities_of_value(in, quote, value);
+        value = apart(in, [quote, value](input &copy) { return read_entities_of_value(copy, quote, value); });
     }
     return value;
 }
@@ -76,11 +76,8 @@ inline int read_after_name(input &in, tree_memory &memory, int c, xml_attribute 
 /// xml_attribute_read(), with strings from `memory`.
 inline int read_attribute(input &in, tree_memory &memory, xml_attribute &attribute) {
     const int c = in.get_after_white_space();
-    if (c == '/' || c == '>') {
-        return 0;
-    }
     if (!is_letter(c)) {
-        return fail_attribute_at(in, c, xml_status_bad_attribute_start);
+        return c == '/' || c == '>' ? 0 : fail_attribute_at(in, c, xml_status_bad_attribute_start);
     }
     const token name = in.read_token_from(c, name_bytes{}, attribute_name_limit);
     if (name.stop == too_long) {
@@ -91,7 +88,7 @@ inline int read_attribute(input &in, tree_memory &memory, xml_attribute &attribu
     if (result == 0) {
         attribute.name = string;
     } else {
-        piece_deleter().string(string);
+        delete_string(string);
     }
     return result;
 }

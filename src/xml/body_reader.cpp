@@ -5,40 +5,14 @@
 
 namespace varnel::xml {
 
-namespace {
-
-std::size_t trimmed_length(const char *text, std::size_t length) {
-    while (length > 0 && (text[length - 1] == '\t' || (text[length - 1] == ' ' && length > 1))) {
-        --length;
-    }
-    return length;
-}
-
-/// Goes on with a text behind the "&" that ended it so far.
-[[gnu::noinline]] token read_entities(input &in, token text) {
+token read_entities(input &in, token text) {
     while (text.stop == '&') {
         in.copy(text).append('&');
         if (read_entity(in, 0, no_limit) != entity_end::decoded) {
-            return {nullptr, 0, 0};
+            return {nullptr, 0, in.copied(0).stop};
         }
         text = in.read_more(bytes_until{'<', '&'}, no_limit);
     }
-    return text;
-}
-
-token copied_so_far(input &in) { return {in.copy().data(), in.copy().length(), 0}; }
-
-} // namespace
-
-token read_text(input &in) {
-    token text = in.read_token(bytes_until{'<', in.raw() ? '<' : '&'}, no_limit);
-    if (text.stop == '&') {
-        text = read_entities(in, text);
-    }
-    if (text.stop == '<') {
-        in.unget(text.stop);
-    }
-    text.length = trimmed_length(text.bytes, text.length);
     return text;
 }
 
@@ -64,7 +38,7 @@ token read_comment(input &in) {
         }
         in.unget(c);
     }
-    return copied_so_far(in);
+    return in.copied(0);
 }
 
 token read_instruction(input &in) {
@@ -86,14 +60,14 @@ token read_instruction(input &in) {
             c = in.read_more(bytes_until{'?', '?'}, no_limit).stop;
         }
     }
-    return copied_so_far(in);
+    return in.copied(0);
 }
 
 token read_declaration(input &in) {
     const int c = in.get_after_white_space();
     if (c == '>' || c == end_of_input) {
         in.copy().clear();
-        return copied_so_far(in);
+        return in.copied(0);
     }
     return in.read_token_from(c, bytes_until{'>', '>'}, no_limit);
 }

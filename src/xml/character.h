@@ -17,11 +17,10 @@ namespace varnel::xml {
 
 /// What a byte can be to the reader and the writer; a byte can be several of these.
 enum class_bit : std::uint8_t {
-    letter = 1,      ///< ASCII letters; is_letter() asks the locale about the rest.
-    name_part = 2,   ///< What an ASCII name goes on with.
-    white_space = 4, ///< Space, tab, newline, carriage return.
-    markup = 8,      ///< Written as an entity.
-    terminator = 16, ///< NUL.
+    letter = 1,     ///< ASCII letters; is_letter() asks the locale about the rest.
+    name_part = 2,  ///< What an ASCII name goes on with.
+    markup = 4,     ///< Written as an entity.
+    terminator = 8, ///< NUL.
 };
 
 constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
@@ -33,7 +32,6 @@ constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
     };
     add("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", letter | name_part);
     add("0123456789-_:", name_part);
-    add(" \t\n\r", white_space);
     add("\"&'<>", markup);
     classes['\0'] = terminator;
     return classes;
@@ -46,7 +44,7 @@ constexpr bool is(char c, unsigned bits) { return (byte_classes[static_cast<unsi
 // Characters as xml_refiller_get_char() gives them: bytes, the end of input, or whatever was pushed back.
 
 constexpr bool is_ascii(int c) { return c >= 0 && c < 128; }
-constexpr bool is_white_space(int c) { return is_ascii(c) && is(static_cast<char>(c), white_space); }
+constexpr bool is_white_space(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 inline bool is_letter(int c) {
     return is_ascii(c) ? is(static_cast<char>(c), letter) : c >= 0 && c <= 255 && std::isalpha(c) != 0;
@@ -64,7 +62,6 @@ class chunk {
     [[nodiscard]] marks any_of(char a, char b, char c) const {
         return bits(_mm_or_si128(_mm_or_si128(equal(a), equal(b)), equal(c)));
     }
-    [[nodiscard]] marks other_than(char c) const { return bits(equal(c)) ^ 0xFFFFU; }
     static std::size_t first(marks set) { return static_cast<std::size_t>(std::countr_zero(set)); }
 
   private:
@@ -78,7 +75,6 @@ class chunk {
     using marks = std::size_t;
     explicit chunk(const char *at) { std::memcpy(&word_, at, sizeof word_); }
     [[nodiscard]] marks any_of(char a, char b, char c) const { return equal(a) | equal(b) | equal(c); }
-    [[nodiscard]] marks other_than(char c) const { return word_ ^ repeated(c); }
     static std::size_t first(marks set) { return static_cast<std::size_t>(std::countr_zero(set)) / 8; }
 
   private:
@@ -98,56 +94,27 @@ constexpr bool holds_chunk(const char *at, const char *end) {
     return end - at >= static_cast<std::ptrdiff_t>(sizeof(chunk));
 }
 
-/// Where a scan of bytes ended, and the newlines before that.
-struct scanned {
-    const char *end;
-    unsigned newlines;
-};
-
-/// Up to the first of two characters; newlines do not end it.
-inline scanned scan_until(const char *at, const char *end, char a, char b) {
-    unsigned newlines = 0;
-    while (holds_chunk(at, end)) {
+/// Over bytes that are neither of two characters nor a newline.
+inline const char *skip_others(const char *at, const char *end, char a, char b) {
+    for (; holds_chunk(at, end); at += sizeof(chunk)) {
         const chunk::marks found = chunk(at).any_of(a, b, '\n');
-        if (found == 0) {
-            at += sizeof(chunk);
-            continue;
+        if (found != 0) {
+            return at + chunk::first(found);
         }
-        at += chunk::first(found);
-        if (*at != '\n') {
-            return {at, newlines};
-        }
-        ++newlines;
+    }
+    while (at != end && *at != a && *at != b && *at != '\n') {
         ++at;
-    }
-    for (; at != end && *at != a && *at != b; ++at) {
-        newlines += *at == '\n' ? 1 : 0;
-    }
-    return {at, newlines};
-}
-
-/// Over the spaces that a line begins with, several at a time; some may be left.
-inline const char *skip_indentation(const char *at, const char *end) {
-    while (holds_chunk(at, end) && *at == ' ') {
-        const chunk::marks others = chunk(at).other_than(' ');
-        if (others != 0) {
-            return at + chunk::first(others);
-        }
-        at += sizeof(chunk);
     }
     return at;
 }
 
-/// Up to the first byte that is not white space.
-inline scanned skip_white_space(const char *at, const char *end) {
-    unsigned newlines = 0;
-    while (at != end && is(*at, white_space)) {
-        if (*at++ == '\n') {
-            ++newlines;
-            at = skip_indentation(at, end);
-        }
+/// Over what an ASCII name goes on with. Names are short, and the same ones come again, so the machine predicts
+/// where they end.
+inline const char *skip_name(const char *at, const char *end) {
+    while (at != end && is(*at, name_part)) {
+        ++at;
     }
-    return {at, newlines};
+    return at;
 }
 
 } // namespace varnel::xml

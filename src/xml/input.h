@@ -9,7 +9,6 @@
 #include "varnel/xml_refiller.h"
 #include "varnel/xml_tree.h"
 #include "xml/character.h"
-#include "xml/memory.h"
 #include "xml/text_buffer.h"
 
 namespace varnel::xml {
@@ -30,51 +29,63 @@ struct token {
     int stop;
 };
 
-// What a token can be made of. scan() finds the end of a run of such bytes; accepts() decides about one
-// character.
+// What a token can be made of. accepts() decides about one character; skip() passes over accepted bytes, and
+// ends at a newline even where that is accepted.
 
 struct name_bytes {
-    static scanned scan(const char *at, const char *end) {
-        while (at != end && is(*at, name_part)) {
-            ++at;
-        }
-        return {at, 0};
-    }
+    static constexpr bool newline_ends = true;
+    static const char *skip(const char *at, const char *end) { return skip_name(at, end); }
     static bool accepts(int c) { return is_name_part(c); }
 };
 
 /// All bytes up to one of two.
 struct bytes_until {
     int a, b;
-    [[nodiscard]] scanned scan(const char *at, const char *end) const {
-        return scan_until(at, end, static_cast<char>(a), static_cast<char>(b));
+    static constexpr bool newline_ends = false;
+    [[nodiscard]] const char *skip(const char *at, const char *end) const {
+        return skip_others(at, end, static_cast<char>(a), static_cast<char>(b));
     }
     [[nodiscard]] bool accepts(int c) const { return c != end_of_input && c != a && c != b; }
 };
 
-/// All bytes up to ">", in runs of no more than an end tag may have: what has none is not looked through
-/// again for each tag.
-struct end_tag_bytes {
-    static constexpr std::size_t limit = 128;
-    static scanned scan(const char *at, const char *end) {
-        const bool far = static_cast<std::size_t>(end - at) > limit + 1;
-        return scan_until(at, far ? at + limit + 1 : end, '>', '>');
-    }
-    static bool accepts(int c) { return c != end_of_input && c != '>'; }
+/// Calls `slow` with a copy of `state`, and assigns the copy back. So the address of `state` is not taken, and
+/// a function that does all else inline can keep it in registers.
+template <class State, class Slow>
+inline auto apart(State &state, Slow slow) {
+    State copy(state);
+    const auto result = slow(copy);
+    state = copy;
+    return result;
+}
+
+/// What one call of the reader reads from, and what it reports to.
+struct reading {
+    reading(xml_refiller &source, xml_document &its_document, unsigned flags)
+        : refiller(source), document(its_document), raw((flags & xml_flag_raw) != 0) {}
+
+    xml_refiller &refiller;
+    xml_document &document;
+    const bool raw;
+    bool memory_ran_out = false;
+    int failure = 0;
+    const char *begin = nullptr; // a byte at or after this can be read again by stepping back
+    text_buffer copy;
 };
 
 /// What all parts of the reader work on: characters, and tokens made of them, with the newlines counted. The
 /// refiller is asked for more only when a character is needed and none is left in its buffer; it and its
-/// function then see everything consumed so far.
+/// function then see everything consumed so far. finish() must be called at the end.
 class input {
   public:
-    input(xml_refiller &source, xml_document &document, unsigned flags)
-        : source_(source), document_(document), raw_((flags & xml_flag_raw) != 0) {
-        look_into_buffer();
+    explicit input(reading &from) : from_(from) { look_into_buffer(); }
+    input(const input &) = default;
+    input &operator=(const input &other) { // which reads from the same
+        at_ = other.at_;
+        end_ = other.end_;
+        return *this;
     }
-    ~input() { report_position(); }
-    input(const input &) = delete;
-    input &operator=(const input &) = delete;
+    ~input() = default;
+    void finish() { from_.refiller.position = static_cast<unsigned>(at_ - from_.refiller.buffer); }
 
     [[nodiscard]] int get() {
         if (at_ == end_) {
@@ -82,164 +93,168 @@ class input {
         }
         const int c = static_cast<unsigned char>(*at_++);
         if (c == '\n') {
-            ++document_.line;
+            ++from_.document.line;
         }
         return c;
     }
 
     /// The next character that is not white space.
     [[nodiscard]] int get_after_white_space() {
-        for (;;) {
-            consume(skip_white_space(at_, end_));
-            if (at_ != end_) {
-                return static_cast<unsigned char>(*at_++);
-            }
-            const int c = get_beyond_buffer();
-            if (!is_white_space(c)) {
-                return c;
-            }
+        int c = get();
+        while (is_white_space(c)) {
+            c = get();
         }
+        return c;
     }
 
     /// Gives back what get() just returned, or what a token ended with. It overwrites what a refill function
     /// has pushed back.
     void unget(int c) {
         if (c == '\n') {
-            --document_.line;
+            --from_.document.line;
         }
-        if (at_ != begin_) {
+        if (at_ != from_.begin) {
             --at_;
         } else {
-            push_back(c);
+            apart(*this, [c](input &in) { return in.push_back(c); });
         }
+    }
+
+    /// Whether these bytes, without a newline among them, are the next in the buffer, and then ">". If so, they
+    /// are consumed.
+    [[nodiscard]] bool consume_tag(const char *bytes, std::size_t length) {
+        if (static_cast<std::size_t>(end_ - at_) <= length || at_[length] != '>' ||
+            std::memcmp(at_, bytes, length) != 0) {
+            return false;
+        }
+        at_ += length + 1;
+        return true;
     }
 
     /// Reads bytes of a kind, at most one more than `limit`, and what follows them.
     template <class Bytes>
     [[nodiscard]] token read_token(Bytes wanted, std::size_t limit) {
         const char *const begin = at_;
-        const scanned run = wanted.scan(begin, end_);
-        const auto length = static_cast<std::size_t>(run.end - begin);
-        if (run.end != end_ && is_ascii(*run.end) && length <= limit) {
-            consume({run.end + 1, run.newlines + (*run.end == '\n' ? 1U : 0U)});
-            return {begin, length, *run.end};
+        const char *const end = wanted.skip(begin, end_);
+        const auto length = static_cast<std::size_t>(end - begin);
+        if (end != end_ && is_ascii(*end) && (Bytes::newline_ends || *end != '\n') && length <= limit) {
+            at_ = end;
+            return {begin, length, get()};
         }
-        copy_.clear();
-        return read_more(wanted, limit);
+        return apart(*this, [wanted, limit](input &in) { return in.read_copied(wanted, limit); });
     }
 
     /// The same for a token whose first byte is consumed already: get() returned it.
     template <class Bytes>
     [[nodiscard]] token read_token_from(int first, Bytes wanted, std::size_t limit) {
-        if (at_ != begin_) {
+        if (at_ != from_.begin) {
             --at_; // it is no newline
             return read_token(wanted, limit);
         }
-        copy_.clear();
-        copy_.append(static_cast<char>(first));
+        from_.copy.clear();
+        from_.copy.append(static_cast<char>(first));
+        return apart(*this, [wanted, limit](input &in) { return in.read_more(wanted, limit); });
+    }
+
+    /// Reads a token that a refill cuts, or with a newline in it, or that a letter beyond ASCII may continue.
+    template <class Bytes>
+    [[nodiscard, gnu::noinline]] token read_copied(Bytes wanted, std::size_t limit) {
+        from_.copy.clear();
         return read_more(wanted, limit);
     }
 
     /// Goes on with a token that has been copied, and perhaps changed.
     template <class Bytes>
     [[nodiscard, gnu::noinline]] token read_more(Bytes wanted, std::size_t limit) {
-        while (copy_.length() <= limit) {
-            const scanned run = wanted.scan(at_, end_within(limit + 1 - copy_.length()));
-            copy_.append(at_, static_cast<std::size_t>(run.end - at_));
-            consume(run);
-            if (copy_.length() > limit) {
+        text_buffer &copy = from_.copy;
+        while (copy.length() <= limit) {
+            const std::size_t most = limit + 1 - copy.length();
+            const bool far = static_cast<std::size_t>(end_ - at_) > most;
+            const char *const end = wanted.skip(at_, far ? at_ + most : end_);
+            copy.append(at_, static_cast<std::size_t>(end - at_));
+            at_ = end;
+            if (copy.length() > limit) {
                 break;
             }
             const int c = get();
             if (!wanted.accepts(c)) {
-                return {copy_.data(), copy_.length(), c};
+                return copied(c);
             }
-            copy_.append(static_cast<char>(c));
+            copy.append(static_cast<char>(c));
         }
-        return {copy_.data(), copy_.length(), too_long};
+        return copied(too_long);
+    }
+    /// The copy as a token. That not all of it found memory is reported.
+    [[nodiscard]] token copied(int stop) {
+        if (from_.copy.memory_ran_out()) {
+            memory_ran_out();
+        }
+        return {from_.copy.data(), from_.copy.length(), stop};
     }
 
-    /// Copies a token, so that it can be changed and be gone on with.
+    /// Copies a token, so that it can be changed and continued.
     text_buffer &copy(const token &of) {
-        if (of.bytes != copy_.data()) {
-            copy_.clear();
-            copy_.append(of.bytes, of.length);
+        if (of.bytes != from_.copy.data()) {
+            from_.copy.clear();
+            from_.copy.append(of.bytes, of.length);
         }
-        return copy_;
+        return from_.copy;
     }
-    text_buffer &copy() { return copy_; }
-    /// Whether a token is not complete because memory for its copy ran out.
-    [[nodiscard]] bool is_cut(const token &of) const {
-        return of.bytes == copy_.data() && copy_.memory_ran_out();
-    }
-    /// A token with a terminator in a block of malloc(), or null. It takes over the block of a copy that
-    /// needed one.
-    [[nodiscard]] char *copied(const token &of) {
-        return of.bytes == copy_.data() && copy_.is_on_heap() ? copy_.release(of.length)
-                                                              : xml::copied(of.bytes, of.length);
-    }
-    /// Bytes behind a token may be read up to here.
-    [[nodiscard]] const char *readable_from(const token &of) const {
-        return of.bytes == copy_.data() ? of.bytes + of.length : end_;
+    text_buffer &copy() { return from_.copy; }
+    /// So many bytes from the begin of a token on may be read. (The copy has always more than are asked for.)
+    [[nodiscard]] std::size_t readable(const token &of) const {
+        return reinterpret_cast<std::uintptr_t>(end_) - reinterpret_cast<std::uintptr_t>(of.bytes);
     }
 
-    [[nodiscard]] int error() const { return source_.error; }
-    void memory_ran_out() {
-        memory_ran_out_ = true;
+    [[nodiscard]] int error() const { return from_.refiller.error; }
+    [[gnu::cold]] void memory_ran_out() {
+        from_.memory_ran_out = true;
+        note_failure();
         report(xml_status_out_of_memory);
     }
     /// What ends all reading: the refiller's error, or memory that ran out. 0 for neither.
-    [[nodiscard]] int failure() const {
-        return source_.error == 0 && memory_ran_out_ ? int{xml_status_out_of_memory} : source_.error;
-    }
-    [[nodiscard]] int status() const { return document_.status; }
-    void report(int status) { document_.status = status; }
-    [[nodiscard]] bool raw() const { return raw_; }
+    [[nodiscard]] int failure() const { return from_.failure; }
+    [[nodiscard]] int status() const { return from_.document.status; }
+    void report(int status) { from_.document.status = status; }
+    [[nodiscard]] bool raw() const { return from_.raw; }
 
   private:
-    [[nodiscard, gnu::noinline]] int get_beyond_buffer() {
-        report_position();
-        const int c = xml_refiller_get_char(&source_);
+    [[nodiscard]] int get_beyond_buffer() {
+        return apart(*this, [](input &in) { return in.refill(); });
+    }
+    [[nodiscard, gnu::noinline]] int refill() {
+        finish();
+        const int c = xml_refiller_get_char(&from_.refiller);
         look_into_buffer();
-        document_.line += c == '\n' ? 1 : 0;
+        from_.document.line += c == '\n' ? 1 : 0;
         return c;
     }
-    void push_back(int c) {
-        report_position();
-        xml_refiller_set_char(&source_, c);
+    [[gnu::noinline]] int push_back(int c) {
+        finish();
+        xml_refiller_set_char(&from_.refiller, c);
         look_into_buffer();
+        return c;
     }
     // Without an error a character that is given back is read again before anyone looks, so stepping back is
     // as good as pushing back. After an error reading may end there, and callers find the character in its
     // slot.
     void look_into_buffer() {
+        const xml_refiller &source = from_.refiller;
         const bool ready =
-            source_.position < source_.fill && source_.pushed == nothing_pushed && source_.error == 0;
-        begin_ = at_ = source_.buffer + source_.position;
-        end_ = ready ? source_.buffer + source_.fill : at_;
+            source.position < source.fill && source.pushed == nothing_pushed && source.error == 0;
+        from_.begin = at_ = source.buffer + source.position;
+        end_ = ready ? source.buffer + source.fill : at_;
+        note_failure();
     }
-    void report_position() { source_.position = static_cast<unsigned>(at_ - source_.buffer); }
-
-    void consume(scanned run) {
-        at_ = run.end;
-        if (run.newlines != 0) {
-            document_.line += run.newlines;
-        }
-    }
-    /// Where a scan of at most `most` bytes ends.
-    [[nodiscard]] const char *end_within(std::size_t most) const {
-        return static_cast<std::size_t>(end_ - at_) > most ? at_ + most : end_;
+    void note_failure() {
+        const int error = from_.refiller.error;
+        from_.failure = error == 0 && from_.memory_ran_out ? int{xml_status_out_of_memory} : error;
     }
 
-    xml_refiller &source_;
-    xml_document &document_;
-    // In the refill buffer; all the same while bytes must come from the refiller one by one.
-    const char *begin_ = nullptr; // a byte at or behind this can be read again by stepping back
-    const char *at_ = nullptr;    // the next byte
-    const char *end_ = nullptr;   // behind the last
-    bool raw_;
-    bool memory_ran_out_ = false;
-    text_buffer copy_;
+    reading &from_;
+    // In the refill buffer; both the same while bytes must come from the refiller one by one.
+    const char *at_ = nullptr;  // the next byte
+    const char *end_ = nullptr; // after the last
 };
 
 } // namespace varnel::xml

@@ -14,7 +14,14 @@ namespace varnel::xml {
 
 namespace {
 
+#ifdef __OPTIMIZE_SIZE__
+#define XML_FLATTEN
+#else
+#define XML_FLATTEN [[gnu::flatten]]
+#endif
+
 constexpr std::size_t name_limit = 127;
+constexpr std::size_t end_tag_limit = 128;
 
 /// The caller's node whose content has been read up to its end tag takes over its text when that is its only
 /// one.
@@ -35,7 +42,7 @@ void merge_single_text(xml_node &parent, xml_document &document) {
     if (text == nullptr) {
         return;
     }
-    piece_deleter().string(parent.value);
+    delete_string(parent.value);
     parent.value = text->value;
     parent.value_length = text->value_length;
     text->value = nullptr;
@@ -55,6 +62,10 @@ constexpr int name_length_bits = 0xFF;
 constexpr int has_waiting_text = 0x100;
 constexpr int has_text_nodes = 0x200;
 
+std::size_t name_length(const xml_node &open) {
+    return static_cast<std::size_t>(open.kind & name_length_bits);
+}
+
 bool is_name_of(const xml_node &open, std::size_t length, const token &name) {
     // The name in the tag may be followed by a NUL and more.
     return name.length >= length && std::memcmp(name.bytes, open.name, length) == 0 &&
@@ -62,14 +73,20 @@ bool is_name_of(const xml_node &open, std::size_t length, const token &name) {
 }
 
 /// Reads the content of one node, with all that is below it. Nesting needs no stack: the open elements are
-/// linked by `parent`.
+/// linked by `parent`. read() has inline all that usual documents consist of; the rest works apart.
 class node_reader {
   public:
-    node_reader(xml_refiller &source, xml_node &top, xml_document &document, unsigned flags)
-        : in_(source, document, flags), memory_((flags & xml_flag_compact) != 0), document_(document),
-          top_(&top), parent_(&top) {}
+    node_reader(reading &from, tree_memory &memory, xml_node &top)
+        : in_(from), memory_(memory), document_(from.document), top_(&top), parent_(&top) {}
+    node_reader(const node_reader &) = default;
+    node_reader &operator=(const node_reader &other) { // which reads the same
+        in_ = other.in_;
+        parent_ = other.parent_;
+        return *this;
+    }
+    ~node_reader() = default;
 
-    int read() {
+    XML_FLATTEN int read() {
         step done = step::next_node;
         while (done == step::next_node) {
             done = read_one();
@@ -77,7 +94,11 @@ class node_reader {
                 done = close_element();
             }
         }
-        return done == step::failed ? give_up() : 0;
+        if (done == step::failed) {
+            apart(*this, [](node_reader &self) { return self.give_up(); });
+        }
+        in_.finish();
+        return done == step::failed ? in_.failure() : 0;
     }
 
   private:
@@ -92,14 +113,26 @@ class node_reader {
             return end_input();
         }
         in_.unget(c);
-        return read_text_content();
+        if (parent_ != top_ && (parent_->kind & (has_waiting_text | has_text_nodes)) == 0) {
+            return read_first_text();
+        }
+        return apart(*this, [](node_reader &self) { return self.read_text_node(); });
     }
 
     step read_tag() {
         const int c = in_.get();
-        switch (c) {
-        case '/':
+        if (c == '/') {
             return read_end_tag();
+        }
+        if (is_letter(c)) {
+            in_.unget(c);
+            return read_element();
+        }
+        return apart(*this, [c](node_reader &self) { return self.read_rare_tag(c); });
+    }
+
+    [[gnu::noinline]] step read_rare_tag(int c) {
+        switch (c) {
         case '!':
             return read_bang();
         case '?':
@@ -107,11 +140,7 @@ class node_reader {
         case end_of_input:
             return end_input();
         default:
-            if (!is_letter(c)) {
-                return read_bad_tag();
-            }
-            in_.unget(c);
-            return read_element();
+            return read_bad_tag();
         }
     }
 
@@ -175,18 +204,15 @@ class node_reader {
             return 0;
         }
         const token name = in_.read_token_from(c, name_bytes{}, name_limit);
-        if (name.stop == too_long) {
-            in_.report(xml_status_name_too_long);
-        } else if (name.stop == end_of_input) {
-            in_.report(status_of_cut_name());
-        } else if (!ends_name(name.stop)) {
-            in_.report(xml_status_bad_name);
-        } else {
-            node.name = memory_.string(in_, name);
-            in_.unget(name.stop);
-            return node.name != nullptr ? static_cast<int>(name.length) : 0;
+        if (!ends_name(name.stop)) {
+            in_.report(name.stop == too_long       ? int{xml_status_name_too_long}
+                       : name.stop == end_of_input ? status_of_cut_name()
+                                                   : int{xml_status_bad_name});
+            return 0;
         }
-        return 0;
+        node.name = memory_.string(in_, name);
+        in_.unget(name.stop);
+        return node.name != nullptr ? static_cast<int>(name.length) : 0;
     }
 
     static bool ends_name(int c) { return is_white_space(c) || c == '>' || c == '/'; }
@@ -202,12 +228,12 @@ class node_reader {
             }
             read_attribute(in_, memory_, *attribute);
             end = &attribute->next;
-            more = document_.status == 0 && attribute->name != nullptr;
+            more = attribute->name != nullptr && document_.status == 0;
         }
-        if (in_.error() == 0) {
+        if (in_.failure() == 0) {
             element.attributes = first;
         } else {
-            in_.report(in_.error());
+            in_.report(in_.failure());
             xml_attribute_delete(first);
         }
     }
@@ -222,17 +248,19 @@ class node_reader {
         return content;
     }
 
-    step read_text_content() {
-        if (parent_ != top_ && (parent_->kind & (has_waiting_text | has_text_nodes)) == 0) {
-            parent_->next = parent_->last_child;
-            parent_->kind |= has_waiting_text;
-            read_value_of(*parent_);
-            if (in_.failure() != 0) {
-                return fail();
-            }
-            ++document_.node_count;
-            return step::next_node;
+    /// It waits until it is clear whether it is the only one.
+    step read_first_text() {
+        parent_->next = parent_->last_child;
+        parent_->kind |= has_waiting_text;
+        read_value_of(*parent_);
+        if (in_.failure() != 0) {
+            return fail();
         }
+        ++document_.node_count;
+        return step::next_node;
+    }
+
+    [[gnu::noinline]] step read_text_node() {
         if (parent_ != top_) {
             attach_waiting_text(*parent_);
             parent_->kind |= has_text_nodes;
@@ -248,13 +276,11 @@ class node_reader {
         const token text = read_text(in_);
         if (text.bytes != nullptr) {
             set_value(owner, text);
-        } else if (in_.copy().memory_ran_out()) {
-            in_.memory_ran_out();
         }
     }
 
     void set_value(xml_node &node, const token &value) {
-        if (in_.error() == 0) { // else the node is about to be deleted
+        if (in_.failure() == 0) { // else the node is about to be deleted
             node.value = memory_.string(in_, value);
             node.value_length = static_cast<unsigned>(value.length);
         }
@@ -282,11 +308,21 @@ class node_reader {
 
     step read_bad_tag() {
         in_.report(xml_status_bad_name);
-        return read_end_tag();
+        return read_rare_end_tag();
     }
 
     step read_end_tag() {
-        const token name = in_.read_token(end_tag_bytes{}, end_tag_bytes::limit);
+        if (parent_ == top_ || !in_.consume_tag(parent_->name, name_length(*parent_))) {
+            return apart(*this, [](node_reader &self) { return self.read_rare_end_tag(); });
+        }
+        if ((parent_->kind & has_waiting_text) != 0) {
+            --document_.node_count; // the text has become the value
+        }
+        return step::level_ended;
+    }
+
+    [[gnu::noinline]] step read_rare_end_tag() {
+        const token name = in_.read_copied(bytes_until{'>', '>'}, end_tag_limit);
         if (name.stop == too_long) {
             in_.report(xml_status_name_too_long);
         } else if (name.stop != '>' || !is_open(name)) {
@@ -304,14 +340,20 @@ class node_reader {
         if (parent_ == top_) {
             return top_->name != nullptr && is_name_of(*top_, std::strlen(top_->name), name);
         }
-        return is_name_of(*parent_, static_cast<std::size_t>(parent_->kind & name_length_bits), name);
+        return is_name_of(*parent_, name_length(*parent_), name);
     }
 
     step end_input() {
-        if (in_.failure() == 0 && parent_ != top_) {
-            attach_waiting_text(*parent_);
+        if (in_.failure() != 0) {
+            return fail();
         }
-        return in_.failure() == 0 ? step::level_ended : fail();
+        if (parent_ != top_) {
+            apart(*this, [](node_reader &self) {
+                self.attach_waiting_text(*self.parent_);
+                return 0;
+            });
+        }
+        return step::level_ended;
     }
 
     step close_element() {
@@ -352,11 +394,11 @@ class node_reader {
             element->next = nullptr;
             xml_node_delete(element);
         }
-        return in_.failure();
+        return 0;
     }
 
     input in_;
-    tree_memory memory_;
+    tree_memory &memory_;
     xml_document &document_;
     xml_node *const top_;
     xml_node *parent_; // the innermost element that is open
@@ -367,11 +409,18 @@ class node_reader {
 } // namespace varnel::xml
 
 int xml_node_read(xml_refiller *r, xml_node *parent, xml_document *doc, unsigned flags) {
-    return varnel::xml::node_reader(*r, *parent, *doc, flags).read();
+    using namespace varnel::xml;
+    reading from(*r, *doc, flags);
+    tree_memory memory((flags & xml_flag_compact) != 0);
+    return node_reader(from, memory, *parent).read();
 }
 
 int xml_attribute_read(xml_refiller *r, xml_attribute *a, xml_document *doc, unsigned flags) {
-    varnel::xml::input in(*r, *doc, flags);
-    varnel::xml::tree_memory memory(false);
-    return varnel::xml::read_attribute(in, memory, *a);
+    using namespace varnel::xml;
+    reading from(*r, *doc, flags);
+    tree_memory memory(false);
+    input in(from);
+    const int result = read_attribute(in, memory, *a);
+    in.finish();
+    return result;
 }

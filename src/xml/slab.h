@@ -46,7 +46,7 @@ inline void count_out(slab *from, std::size_t pieces) {
     }
 }
 
-/// Makes pieces.
+/// Makes pieces. It has no room until start_slab() made some.
 class slab_filler {
   public:
     slab_filler() = default;
@@ -57,13 +57,13 @@ class slab_filler {
     /// Longer strings are not worth a place here.
     static constexpr std::size_t string_limit = 400;
 
-    /// A zeroed record; null when memory ran out.
+    /// A zeroed record; null when there is no room.
     template <class Record>
     [[nodiscard]] Record *record() {
         static_assert(alignof(Record) <= record_offset);
         constexpr std::size_t step =
             (sizeof(Record) + distance_size + malloc_alignment - 1) / malloc_alignment * malloc_alignment;
-        if (room() < step + distance_size && !start_slab()) {
+        if (room() < step + distance_size) {
             return nullptr;
         }
         end_ -= step;
@@ -71,28 +71,44 @@ class slab_filler {
         return new (end_) Record{};
     }
 
-    /// A copy of at most `string_limit` bytes, with a terminator; null when memory ran out. Bytes up to
-    /// `readable` may be read: most strings are copied together with some bytes that come after them.
-    [[nodiscard]] char *string(const char *bytes, std::size_t length, const char *readable) {
-        if (room() < length + slack && !start_slab()) {
+    /// A copy with a terminator; null when there is no room, or when it is too long to be copied in one go with
+    /// some bytes that come after it, of which so many may be read.
+    [[nodiscard]] char *short_string(const char *bytes, std::size_t length, std::size_t readable) {
+        if (length >= at_once || readable < at_once || room() < at_once + extra) {
             return nullptr;
         }
-        char *const made = begin_ + distance_size + (address_of(begin_) % 2 == 0 ? 1 : 0);
-        if (length <= at_once && static_cast<std::size_t>(readable - bytes) >= at_once) {
-            std::memcpy(made, bytes, at_once);
-        } else {
-            std::memcpy(made, bytes, length);
+        std::memcpy(begin_ + distance_size, bytes, at_once);
+        return finish_string(length);
+    }
+
+    /// A copy of at most `string_limit` bytes with a terminator; null when memory ran out.
+    [[nodiscard]] char *string(const char *bytes, std::size_t length) {
+        if (room() < length + extra && !start_slab()) {
+            return nullptr;
         }
-        made[length] = '\0';
-        finish_piece(made);
-        begin_ = made + length + 1;
-        return made;
+        std::memcpy(begin_ + distance_size, bytes, length);
+        return finish_string(length);
+    }
+
+    /// False when memory ran out.
+    [[nodiscard]] bool start_slab() {
+        finish();
+        const std::size_t size = started_ < small_slabs ? small_size : big_size;
+        void *const memory = std::malloc(size);
+        if (memory == nullptr) {
+            return false;
+        }
+        ++started_;
+        slab_ = new (memory) slab{being_filled, size};
+        begin_ = reinterpret_cast<char *>(slab_ + 1) + 1;
+        end_ = reinterpret_cast<char *>(slab_) + size / malloc_alignment * malloc_alignment - record_offset;
+        return true;
     }
 
   private:
     static constexpr std::size_t distance_size = sizeof(std::uint16_t);
-    static constexpr std::size_t at_once = 16;
-    static constexpr std::size_t slack = 1 + distance_size + at_once + 1 + distance_size;
+    static constexpr std::size_t at_once = 32;
+    static constexpr std::size_t extra = 2 * distance_size + 2; // a string's, and the distance below `end_`
     static constexpr std::size_t being_filled = SIZE_MAX / 2;
     // More than this would make the C library join all freed blocks at each request; so it is for big
     // documents only.
@@ -103,24 +119,18 @@ class slab_filler {
     /// For pieces and their distances; a record's distance is below `end_`.
     [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(end_ - begin_); }
 
+    char *finish_string(std::size_t length) {
+        char *const made = begin_ + distance_size;
+        made[length] = '\0';
+        finish_piece(made);
+        begin_ = made + (length | 1) + 1; // odd again
+        return made;
+    }
+
     void finish_piece(char *piece) {
         const auto distance = static_cast<std::uint16_t>(piece - reinterpret_cast<char *>(slab_));
         std::memcpy(piece - distance_size, &distance, distance_size);
         ++pieces_;
-    }
-
-    [[nodiscard, gnu::noinline]] bool start_slab() {
-        finish();
-        const std::size_t size = started_ < small_slabs ? small_size : big_size;
-        void *const memory = std::malloc(size);
-        if (memory == nullptr) {
-            return false;
-        }
-        ++started_;
-        slab_ = new (memory) slab{being_filled, size};
-        begin_ = reinterpret_cast<char *>(slab_ + 1);
-        end_ = reinterpret_cast<char *>(slab_) + size / malloc_alignment * malloc_alignment - record_offset;
-        return true;
     }
 
     void finish() {
@@ -133,8 +143,8 @@ class slab_filler {
     }
 
     slab *slab_ = nullptr;
-    char *begin_ = nullptr; // what is free in it
-    char *end_ = nullptr;
+    char *begin_ = nullptr;  // what is free in it; odd
+    char *end_ = nullptr;    // a place for a record
     std::size_t pieces_ = 0; // made in it
     unsigned started_ = 0;
 };
@@ -149,12 +159,9 @@ class piece_deleter {
     piece_deleter &operator=(const piece_deleter &) = delete;
 
     void string(char *string) {
-        if (string == nullptr) {
-            return;
-        }
         if (is_string_piece(string)) {
             count(string);
-        } else {
+        } else if (string != nullptr) {
             std::free(string);
         }
     }
@@ -197,5 +204,7 @@ class piece_deleter {
     std::size_t size_ = 0;
     std::size_t pieces_ = 0; // of that slab, not counted out yet
 };
+
+[[gnu::noinline]] inline void delete_string(char *string) { piece_deleter().string(string); }
 
 } // namespace varnel::xml

@@ -15,18 +15,19 @@ class tree_memory {
 
     template <class Record>
     [[nodiscard]] Record *record(input &in) {
-        auto *const made = compact_ ? filler_.record<Record>() : make<Record>();
+        Record *made = filler_.record<Record>();
+        if (made == nullptr) {
+            made = record_elsewhere<Record>();
+        }
         if (made == nullptr) {
             in.memory_ran_out();
         }
         return made;
     }
     [[nodiscard]] char *string(input &in, const token &of) {
-        char *made = nullptr;
-        if (!in.is_cut(of)) {
-            made = compact_ && of.length <= slab_filler::string_limit
-                       ? filler_.string(of.bytes, of.length, in.readable_from(of))
-                       : in.copied(of);
+        char *made = filler_.short_string(of.bytes, of.length, in.readable(of));
+        if (made == nullptr) {
+            made = string_elsewhere(of, in.copy());
         }
         if (made == nullptr) {
             in.memory_ran_out();
@@ -35,6 +36,22 @@ class tree_memory {
     }
 
   private:
+    // Without slabs the filler never has room.
+    template <class Record>
+    [[nodiscard, gnu::noinline]] Record *record_elsewhere() {
+        if (!compact_) {
+            return make<Record>();
+        }
+        return filler_.start_slab() ? filler_.record<Record>() : nullptr;
+    }
+    [[nodiscard, gnu::noinline]] char *string_elsewhere(const token &of, text_buffer &copy) {
+        if (compact_ && of.length <= slab_filler::string_limit) {
+            return filler_.string(of.bytes, of.length);
+        }
+        return of.bytes == copy.data() && copy.is_on_heap() ? copy.release(of.length)
+                                                            : copied(of.bytes, of.length);
+    }
+
     const bool compact_;
     slab_filler filler_;
 };
