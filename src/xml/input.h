@@ -48,13 +48,14 @@ struct bytes_until {
     [[nodiscard]] bool accepts(int c) const { return c != end_of_input && c != a && c != b; }
 };
 
-/// Calls `slow` with a copy of `state`, and assigns the copy back. So the address of `state` is not taken, and
-/// a function that does all else inline can keep it in registers.
+/// Calls `slow` with a copy of `state`, which goes on where the copy has come to. The address of `state` is not taken,
+/// so a function that does all else inline can keep it in registers: the stores of each copied string would
+/// otherwise make the compiler load it anew.
 template <class State, class Slow>
 inline auto apart(State &state, Slow slow) {
     State copy(state);
     const auto result = slow(copy);
-    state = copy;
+    state.resume(copy);
     return result;
 }
 
@@ -78,13 +79,11 @@ struct reading {
 class input {
   public:
     explicit input(reading &from) : from_(from) { look_into_buffer(); }
-    input(const input &) = default;
-    input &operator=(const input &other) { // which reads from the same
-        at_ = other.at_;
-        end_ = other.end_;
-        return *this;
+    /// Goes on where a copy of this has come to.
+    void resume(const input &copy) {
+        at_ = copy.at_;
+        end_ = copy.end_;
     }
-    ~input() = default;
     void finish() { from_.refiller.position = static_cast<unsigned>(at_ - from_.refiller.buffer); }
 
     [[nodiscard]] int get() {

@@ -78,13 +78,11 @@ class node_reader {
   public:
     node_reader(reading &from, tree_memory &memory, xml_node &top)
         : in_(from), memory_(memory), document_(from.document), top_(&top), parent_(&top) {}
-    node_reader(const node_reader &) = default;
-    node_reader &operator=(const node_reader &other) { // which reads the same
-        in_ = other.in_;
-        parent_ = other.parent_;
-        return *this;
+    /// Goes on where a copy of this has come to.
+    void resume(const node_reader &copy) {
+        in_.resume(copy.in_);
+        parent_ = copy.parent_;
     }
-    ~node_reader() = default;
 
     XML_FLATTEN int read() {
         step done = step::next_node;

@@ -3,20 +3,17 @@
 
 // Memory for trees that are read compact (xml_flag_compact).
 //
-// Such a tree has its records and strings, here "pieces", close together in slabs: strings from a slab's
-// begin upwards, records from its end downwards. A slab is one block of malloc() with a count of its pieces
-// that are in use. Deleting a piece only counts it out; whoever counts the last one out frees the slab. That
-// is all there is: no list of slabs, no lock, nothing that belongs to a document. So pieces may move from
-// tree to tree, stay behind when the rest is deleted, and be deleted in any order and by any thread, as
-// blocks of malloc() may.
+// The records and strings of such a tree, here "pieces", lie close together in slabs: strings from the start of a slab
+// upwards, records from its end downwards. A slab is one block of malloc() with a count of its pieces that are in use.
+// Deleting a piece only decrements the count; whoever makes it 0 frees the slab. There is no list of slabs, no lock, and
+// nothing that belongs to a document. So pieces may move from tree to tree, be kept when the rest is deleted, and be
+// deleted in any order and by any thread, as blocks of malloc() may.
 //
-// A piece is recognised by its address, at which malloc() never puts anything: strings are at odd addresses,
-// records half a unit of malloc()'s alignment off. free() of one by hand therefore aborts instead of doing
-// harm unseen. Two bytes before each piece hold its distance from the begin of its slab. What is not a piece,
-// because a daemon put it into the tree, or because it is long, is freed with free().
+// A piece is recognised by its address, which malloc() never returns: strings are at odd addresses, records half of
+// malloc()'s alignment off. free() of one by hand therefore aborts instead of corrupting memory silently. The two bytes
+// before each piece hold its distance from the start of its slab. What is not a piece, because a daemon put it into the
+// tree, or because it is long, is freed with free().
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -168,8 +165,6 @@ class piece_deleter {
     template <class Record>
     void record(Record *record) {
         if (is_record_piece(record)) {
-            __builtin_prefetch(reinterpret_cast<char *>(record) -
-                               512); // made later, and likely to be deleted soon
             count(reinterpret_cast<char *>(record));
         } else {
             std::free(record);

@@ -27,9 +27,13 @@ struct links {
 
 class bench {
   public:
-    bench() : model_(node_limit), nodes_(node_limit) {
+    /// Read compact, the nodes come from slabs that they share; only the document's is a malloc() block.
+    explicit bench(bool compact) : model_(node_limit), nodes_(node_limit) {
         for (int i = 0; i < node_limit; ++i) {
             nodes_[at(i)] = fresh(i);
+        }
+        if (compact) {
+            replace_by_compact();
         }
     }
     ~bench() {
@@ -97,6 +101,29 @@ class bench {
             node->attributes->next = xml_attribute_new();
         }
         return node;
+    }
+
+    void replace_by_compact() {
+        std::string text;
+        for (int i = 1; i < node_limit; ++i) {
+            const std::string name = "n" + std::to_string(i);
+            text += "<" + name + (i % 2 == 1 ? " k='1&amp;2'>" : ">") + (i % 3 == 2 ? "v&lt;" : "") + "</" +
+                    name + ">";
+        }
+        const auto size = static_cast<unsigned>(text.size());
+        xml_node parent{};
+        xml_document doc{};
+        xml_refiller in{};
+        xml_refiller_setup(&in, nullptr, text.data(), size, size);
+        require(xml_node_read(&in, &parent, &doc, xml_flag_compact) == 0 && doc.status == 0,
+                "compact reading");
+        for (int i = 1; i < node_limit; ++i) {
+            xml_node *const node = parent.first_child;
+            xml_node_unlink(node);
+            node->kind = n(i)->kind;
+            xml_node_delete(n(i));
+            nodes_[at(i)] = node;
+        }
     }
 
     void compare() {
@@ -319,9 +346,11 @@ class bench {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    bench table;
-    for (size_t i = 0; i + 1 < size && i < 400; i += 2) {
-        table.step(data[i], (data[i + 1] & 15) % node_limit, (data[i + 1] >> 4) % node_limit);
+    for (const bool compact : {false, true}) {
+        bench table(compact);
+        for (size_t i = 0; i + 1 < size && i < 400; i += 2) {
+            table.step(data[i], (data[i + 1] & 15) % node_limit, (data[i + 1] >> 4) % node_limit);
+        }
     }
     return 0;
 }

@@ -242,39 +242,54 @@ int give_piece(xml_refiller *r) {
 }
 
 /// Reads in pieces. How often it had to refill.
-size_t read_in_pieces(xml_document *doc, const std::string &text, unsigned capacity, int *result = nullptr) {
+size_t read_in_pieces(xml_document *doc, const std::string &text, unsigned capacity, unsigned flags = 0,
+                      int *result = nullptr) {
     std::string buffer(capacity, '\0');
     pieces from{text, 0, 0};
     xml_refiller r{};
     xml_refiller_setup(&r, give_piece, buffer.data(), 0, capacity);
     r.source.pointer = &from;
-    const int got = xml_node_read(&r, doc->root, doc, 0);
+    const int got = xml_node_read(&r, doc->root, doc, flags);
     if (result != nullptr) {
         *result = got;
     }
     return from.calls;
 }
 
+void read_with_each_allocation_failing(const std::string &text, unsigned capacity, unsigned flags) {
+    xml_document *doc = nullptr;
+    int result = -1;
+    with_each_allocation_failing(
+        [&](bool ran_out) {
+            EXPECT_EQ(result, ran_out ? 2 : 0);
+            EXPECT_EQ(doc->status, result);
+            EXPECT_EQ(dump(*doc->root).find("BROKEN"), std::string::npos);
+            free_document(doc);
+        },
+        [&] {
+            const size_t fail_at = std::exchange(work.fail_at, static_cast<size_t>(-1));
+            doc = xml_document_new();
+            work.fail_at = fail_at;
+            work.allocations = 0;
+            read_in_pieces(doc, text, capacity, flags, &result);
+        });
+}
+
 TEST(AllocationFailure, ReadingEndsWithStatusTwoAndKeepsWhatWasAttached) {
     const std::string text = std::string(sample) + "<d>" + std::string(9000, 't') + "&lt;</d>";
     for (const unsigned capacity : {1U, 5U, 2048U, 20000U}) {
-        xml_document *doc = nullptr;
-        int result = -1;
-        std::string complete;
-        with_each_allocation_failing(
-            [&](bool ran_out) {
-                EXPECT_EQ(result, ran_out ? 2 : 0);
-                EXPECT_EQ(doc->status, result);
-                EXPECT_EQ(dump(*doc->root).find("BROKEN"), std::string::npos);
-                free_document(doc);
-            },
-            [&] {
-                const size_t fail_at = std::exchange(work.fail_at, static_cast<size_t>(-1));
-                doc = xml_document_new();
-                work.fail_at = fail_at;
-                work.allocations = 0;
-                read_in_pieces(doc, text, capacity, &result);
-            });
+        read_with_each_allocation_failing(text, capacity, 0);
+    }
+}
+
+// Long enough for small slabs and big ones.
+TEST(AllocationFailure, CompactReadingEndsWithStatusTwoAndKeepsWhatWasAttached) {
+    std::string text = std::string(sample) + "<d>" + std::string(9000, 't') + "&lt;</d>";
+    for (int i = 0; i < 500; ++i) {
+        text += sample;
+    }
+    for (const unsigned capacity : {1U, 2048U, 100000U}) {
+        read_with_each_allocation_failing(text, capacity, xml_flag_compact);
     }
 }
 
@@ -335,6 +350,18 @@ TEST(Work, ReadingFromMemoryAllocatesWhatTheTreeOwnsAndNothingElse) {
     work = {};
     read_text(doc, text);
     EXPECT_EQ(work.allocations, owned_blocks(doc->root->first_child));
+    free_document(doc);
+}
+
+TEST(Work, CompactReadingAllocatesSlabs) {
+    std::string text;
+    for (int i = 0; i < 1000; ++i) {
+        text += "<a x='1' y='2'><b>text</b><c>t<d/>u</c><!--c--></a>";
+    }
+    xml_document *const doc = xml_document_new();
+    work = {};
+    read_text(doc, text, xml_flag_compact);
+    EXPECT_LT(work.allocations, owned_blocks(doc->root->first_child) / 300);
     free_document(doc);
 }
 
