@@ -96,7 +96,7 @@ int xml_output_string(xml_output *out, const char *s);
 /**
  * Writes a string with the five markup characters as `&quot;` `&amp;` `&apos;` `&lt;` `&gt;`. A caller's own
  * write function is called once for each plain byte and once for each entity; the library's own get runs of
- * plain bytes in one call. Ends behind the first byte or entity after which `error` is set, so a sink that
+ * plain bytes in one call. Ends after the first byte or entity after which `error` is set, so a sink that
  * already had an error is sent one more.
  *
  * @param out  not null.

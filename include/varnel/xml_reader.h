@@ -4,20 +4,18 @@
 
 /**
  * @file
- * XML text to tree. This is no validating XML 1.0 parser: it takes the XML that daemons write, records what
- * it does not like in the document's `status`, keeps what it has read and goes on where it can.
+ * XML text to tree. This is no validating XML 1.0 parser: it accepts the XML that daemons write, records
+ * errors in the document's `status`, keeps what it has read and continues where it can.
  *
  * @par What it does
  * - Elements nest; comments, processing instructions and declarations become nodes. CDATA sections,
- * declaration subsets in brackets, namespaces, encodings and character references have no meaning to it.
- * - A name begins with a letter (isalpha(3), so the locale decides above 127) and goes on with letters,
- * digits,
- *   "-", "_" and ":", up to 127 in all. Only white space, ">" or "/" may follow. So `<?xml?>` is code 4,
- * while
- *   `<?xml ?>` is good.
- * - White space before a text is dropped, blanks and tabs behind it as well; line feeds behind it stay.
+ *   declaration subsets in brackets, namespaces, encodings and character references are not supported.
+ * - A name begins with a letter (isalpha(3), so the locale decides above 127) and continues with letters,
+ *   digits, "-", "_" and ":", up to 127 in all. Only white space, ">" or "/" may follow. So `<?xml?>` is
+ *   code 4, while `<?xml ?>` is good.
+ * - White space before a text is dropped, and so are spaces and tabs after it; newlines after it stay.
  * - Entities: `&amp;` `&lt;` `&gt;` `&quot;` `&apos;`. Others stay as they are in a text, and become a lone
- * ";" in an attribute.
+ *   ";" in an attribute.
  * - An element whose end tag never comes is complete all the same.
  *
  * @oddity{A single text becomes the value} An element with exactly one text among its children ends up with
@@ -26,13 +24,12 @@
  * @oddity{The last attribute is empty} Elements have an attribute list with a last record that stayed empty
  * (name and value null). Pass over records without a name.
  *
- * @oddity{Entities match by their beginning} The last letter is not looked at, and only as many characters
- * are compared as there are before it: "am" and "ampx" between "&" and ";" are "&", too. Escape each
- * ampersand.
+ * @oddity{Entities match by their beginning} The last character is ignored and the rest is compared as a
+ * prefix: "am" and "ampx" between "&" and ";" are also "&". Escape each ampersand.
  *
  * @oddity{After an error nothing is data} After the first error an element's start tag is read up to its
- * first attribute only, and nothing is stored from it: what follows is read as content. A document with a
- * status other than 0 is a ruin to look at, not data to use.
+ * first attribute only, and nothing is stored from it: what follows is read as content. Do not use the tree
+ * when `status` is not 0; keep it for diagnosis only.
  *
  * @oddity{Comments lose dashes} In a comment "--" that does not end it becomes "-". Keep data out of
  * comments.
@@ -42,7 +39,7 @@
  * at enum xml_status. Use a new document for each text.
  *
  * @par Line and count
- * `line` counts every line feed consumed; xml_read_file() sets it to 1 first. `node_count` counts the nodes
+ * `line` counts every newline consumed; xml_read_file() sets it to 1 first. `node_count` counts the nodes
  * attached, and counts a text that became its element's value out again.
  *
  * @par Compact trees
@@ -50,16 +47,16 @@
  * block each: reading and deleting takes less than half the time, and the tree less memory. The tree is the
  * same and works with every function. The caller promises one thing: never to pass a name, a value or a
  * record of it to free() or realloc(); that aborts the process ("invalid pointer"). Everything else remains
- * allowed: storing other strings (from `malloc`), hanging in other records, moving strings, attributes and
+ * allowed: storing other strings (from `malloc`), adding other records, moving strings, attributes and
  * subtrees to other documents, deleting documents in any order and in different threads. A string that is
- * replaced is given up with the help of xml_attribute_delete():
+ * replaced is freed by xml_attribute_delete():
  * @code
  * xml_attribute *old = xml_attribute_new();
  * old->value = node->value;
  * node->value = strdup("other");
  * xml_attribute_delete(old);
  * @endcode
- * One that is only overwritten keeps its block, up to 60 kB, for ever.
+ * A string that is only overwritten keeps its block, up to 60 kB, allocated for ever.
  *
  * @par Memory running out
  * Reading ends with 2 as result and status; what was attached until then stays.
@@ -74,7 +71,7 @@
 extern "C" {
 #endif
 
-/** Flags of reading and writing; a reader looks at xml_flag_raw and xml_flag_compact only. */
+/** Flags of reading and writing; reading ignores all but xml_flag_raw and xml_flag_compact. */
 enum xml_flag {
     xml_flag_indent = 1,       /**< Writing: indent each node, by one space a level. */
     xml_flag_tabs = 2,         /**< Writing: indent by one tab a level; stronger than the next. */
@@ -97,8 +94,8 @@ enum xml_status {
     xml_status_name_too_long = 8,       /**< A name of 128 characters, or cut off by the end of input; an end
                                              tag of 129 characters. */
     xml_status_attribute_too_long = 9,  /**< An attribute name of 129 characters. */
-    xml_status_value_too_long = 10,     /**< An attribute value of 257 characters, entities counted as they
-                                             stand. */
+    xml_status_value_too_long = 10,     /**< An attribute value of 257 characters, entities counted as
+                                             written. */
     xml_status_unmatched_end_tag = 11,  /**< An end tag that does not match the open element. */
     xml_status_unterminated_entity = 12, /**< "&" without a ";": in a text before "<", another "&" or the end
                                             of input; in an attribute before anything but a letter or the
@@ -118,7 +115,7 @@ enum xml_status {
 int xml_read(xml_document *doc, const char *path, unsigned flags);
 
 /**
- * Reads a stream from where it stands, in blocks of 2048 bytes, up to its end or to an end tag that closes
+ * Reads a stream from its position, in blocks of 2048 bytes, up to its end or to an end tag that closes
  * more than was opened. Sets `line` to 1 first. The stream stays open.
  *
  * @param doc     a document.
@@ -136,7 +133,7 @@ int xml_read_file(xml_document *doc, FILE *stream, unsigned flags);
  * still open, with what they hold; @p parent keeps what was attached to it.
  *
  * @param r       the input; a pushed-back character comes first.
- * @param parent  the node to append to; one without a name is closed by no end tag properly. If the end tag
+ * @param parent  the node to append to; an end tag never matches one without a name. If the end tag
  *                leaves it with a single text, its old value is freed.
  * @param doc     whose `status`, `line` and `node_count` are kept; its root need not be above @p parent.
  * @param flags   0, xml_flag_raw, xml_flag_compact or both.
@@ -145,12 +142,12 @@ int xml_read_file(xml_document *doc, FILE *stream, unsigned flags);
 int xml_node_read(xml_refiller *r, xml_node *parent, xml_document *doc, unsigned flags);
 
 /**
- * Reads one attribute, after the blanks before it. A "/" or ">" in its place is consumed, and @p a stays as
+ * Reads one attribute, after the white space before it. A "/" or ">" in its place is consumed, and @p a stays as
  * it is: that is how a start tag ends.
  *
  * @param r      the input.
  * @param a      its name and value are stored over, not freed. Nothing is stored when there is an error, or
- * was one before the call.
+ *               was one before the call.
  * @param doc    whose `status` and `line` are kept.
  * @param flags  0 or xml_flag_raw; xml_flag_compact is ignored, the strings are always `malloc` blocks.
  * @return 0 for an attribute or the end of the tag, else `status`.

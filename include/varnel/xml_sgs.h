@@ -6,7 +6,7 @@
  * @file
  * Growable byte strings, which a document can be written into (xml_output.h).
  *
- * A string may hold zero bytes; `length` counts them. After every successful call the byte behind the last
+ * A string may hold NULs; `length` counts them. After every successful call the byte after the last
  * one is a terminating zero and `length` is less than `capacity`.
  *
  * @par Threads

@@ -7,11 +7,11 @@
  * XML documents in memory: nodes of six kinds in a tree, with their attributes.
  *
  * @par Ownership
- * A tree is owned through `first_child` and `next`: whoever holds a node holds its descendants and its later
- * siblings. A node that was unlinked belongs to whoever unlinked it. Names and values are zero-terminated
+ * A tree is owned through `first_child` and `next`: the owner of a node owns its descendants and its later
+ * siblings. The caller that unlinks a node owns it. Names and values are NUL-terminated
  * `malloc` blocks owned by their record; a caller may free one and store another. (In trees that were read
  * with xml_flag_compact the reader's strings and records must not be freed by hand, see xml_reader.h.) A
- * node's value can hold zero bytes; `value_length` counts them, and 0 stands for "unknown": set it to 0 (or
+ * node's value can hold NULs; `value_length` counts them, and 0 stands for "unknown": set it to 0 (or
  * to the new length) when you replace a value. Null pointers are allowed only where a function says so.
  *
  * @par Odd links
@@ -37,9 +37,9 @@ enum xml_kind {
 
 /** One attribute of an element, in a singly linked list. */
 typedef struct xml_attribute {
-    char *name;  /**< Owned; null in a record that stayed empty. Such records are passed over everywhere. */
+    char *name;  /**< Owned; null in a record that stayed empty. Every function skips such records. */
     char *value; /**< Owned; may be null. */
-    struct xml_attribute *next; /**< Owned; the attribute behind it, or null. */
+    struct xml_attribute *next; /**< Owned; the next attribute, or null. */
 } xml_attribute;
 
 /** One node. */
@@ -100,7 +100,7 @@ xml_node *xml_node_new(void);
  * Frees a node with its attributes and descendants.
  *
  * @oddity{Later siblings are deleted, too} All its later siblings are freed as well. To delete one subtree
- * alone, unlink it first. Links that point to what was freed are not mended.
+ * alone, unlink it first. Links that point to freed nodes are not changed.
  *
  * @param n  may be null.
  */
@@ -124,7 +124,7 @@ xml_node *xml_node_clone(const xml_node *n);
  */
 xml_node *xml_node_clone_tree(const xml_node *n);
 /**
- * Takes a node, with its descendants, out of its siblings; the caller owns it then.
+ * Removes a node, with its descendants, from its siblings; the caller owns it afterwards.
  *
  * @oddity{The last child stays on record} The parent's `last_child` is left alone: after the last child was
  * unlinked it still points to it. Set it before adding another child.
@@ -156,8 +156,8 @@ void xml_node_insert_sibling_after(xml_node *n, xml_node *new_node);
 /**
  * Appends a node to the children of another.
  *
- * @oddity{Siblings come along} The child's `next` is left alone: siblings that hang on it come along, but
- * with the parent and last child not set for them. Unlink the child first.
+ * @oddity{Siblings come along} The child's `next` is left alone: siblings linked to it come along, but
+ * their `parent` and the parent's `last_child` are not set. Unlink the child first.
  *
  * @param parent  not null.
  * @param child   an unlinked node.
@@ -168,7 +168,7 @@ xml_node *xml_node_add_child(xml_node *parent, xml_node *child);
  * Puts a node between another and all of its children: they become the children of @p middle, and @p middle
  * the only child of @p n.
  *
- * @oddity{Children of the middle are lost} Children that @p middle has are lost sight of. Give it none.
+ * @oddity{Children of the middle are lost} Children that @p middle already has are no longer linked. Give it none.
  *
  * @param n       not null; it may have no children.
  * @param middle  an unlinked node.
@@ -203,7 +203,7 @@ char *xml_node_get_attribute_value(const xml_node *n, const char *name);
  * @return 0, or 2 out of memory; this is also its `status`. What was allocated is there then, the rest null.
  */
 int xml_document_setup(xml_document *d);
-/** Allocates a document and sets it up. @return it (look at its `status`), or null out of memory. */
+/** Allocates a document and sets it up. @return it (check its `status`), or null out of memory. */
 xml_document *xml_document_new(void);
 /**
  * Frees a document of xml_document_new() and its index.

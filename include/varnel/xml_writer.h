@@ -9,20 +9,20 @@
  * @par What is written
  * | node        | text |
  * |-------------|------|
- * | element     | `<name a="1"/>`, or `<name a="1">value</name>` with a value or children, and a line feed |
- * | comment     | `<!-- value -->` and a line feed |
- * | instruction | `<?name value?>` and a line feed |
- * | declaration | `<!name value>` and a line feed |
- * | text        | the value alone, without a line feed |
- * | document    | its children, then a line feed |
+ * | element     | `<name a="1"/>`, or `<name a="1">value</name>` with a value or children, and a newline |
+ * | comment     | `<!-- value -->` and a newline |
+ * | instruction | `<?name value?>` and a newline |
+ * | declaration | `<!name value>` and a newline |
+ * | text        | the value alone, without a newline |
+ * | document    | its children, then a newline |
  *
- * Children begin on a line of their own; an element's value comes behind its children. An empty value counts
+ * Children begin on a line of their own; an element's value comes after its children. An empty value counts
  * as one (`<a></a>`). Attribute values stand in double quotes. Values of elements, texts and attributes are
  * escaped, unless xml_flag_raw is given; comments, instructions and declarations never are. With
  * xml_flag_indent each node begins with the indentation of its level: 0 for top-level elements.
  *
- * @oddity{Comments grow} A comment gains a blank on either side each time it is written. An indented text,
- * when it is read again, begins behind the indentation but ends with the line's: write without
+ * @oddity{Comments grow} A comment gains a space on either side each time it is written. An indented text,
+ * when it is read again, begins after the indentation but ends with the line's: write without
  * xml_flag_indent what has to be the same when it is read again. Trim what was read.
  *
  * Null strings are written as empty, attributes without a name not at all.
@@ -73,9 +73,9 @@ void xml_write_file(xml_document *doc, FILE *stream, unsigned flags);
  * after which the sink has no error.
  *
  * A write function of the caller's own is called once for each piece: `<` and the name; for each attribute a
- * blank, its name, `=`, the quote, the value, the quote; `/>` and line feed together, or `>`; a line feed
- * before children; each unit of indentation; `</`, the name, `>` and line feed together; the opening and the
- * closing of other nodes, with name, blank and value between them; and a value that is escaped as
+ * space, its name, `=`, the quote, the value, the quote; `/>` and newline together, or `>`; a newline
+ * before children; each unit of indentation; `</`, the name, `>` and newline together; the opening and the
+ * closing of other nodes, with name, space and value between them; and a value that is escaped as
  * xml_output_escape_string() says.
  *
  * @param out    the sink. A tree whose `parent` links do not match its children can need memory to be walked;
@@ -86,7 +86,7 @@ void xml_write_file(xml_document *doc, FILE *stream, unsigned flags);
 void xml_node_write(xml_output *out, xml_node *node, unsigned flags);
 
 /**
- * Writes one attribute, such as `a="1"`, without a blank before it; nothing when it has no name.
+ * Writes one attribute, such as `a="1"`, without a space before it; nothing when it has no name.
  *
  * @param out        the sink.
  * @param attribute  not null.

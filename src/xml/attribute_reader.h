@@ -30,7 +30,7 @@ inline char *attribute_string(input &in, tree_memory &memory, const token &of) {
     return in.status() == 0 ? memory.string(in, of) : nullptr;
 }
 
-/// Goes on with a value behind the "&" that ended it so far.
+/// Continues a value after the "&" that ended it so far.
 [[gnu::noinline]] inline token read_entities_of_value(input &in, int quote, token value) {
     while (value.stop == '&') {
         text_buffer &text = in.copy(value);

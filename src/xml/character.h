@@ -18,7 +18,7 @@ namespace varnel::xml {
 /// What a byte can be to the reader and the writer; a byte can be several of these.
 enum class_bit : std::uint8_t {
     letter = 1,     ///< ASCII letters; is_letter() asks the locale about the rest.
-    name_part = 2,  ///< What an ASCII name goes on with.
+    name_part = 2,  ///< Characters of an ASCII name after the first.
     markup = 4,     ///< Written as an entity.
     terminator = 8, ///< NUL.
 };
@@ -108,7 +108,7 @@ inline const char *skip_others(const char *at, const char *end, char a, char b) 
     return at;
 }
 
-/// Over what an ASCII name goes on with. Names are short, and the same ones come again, so the machine predicts
+/// Over the other characters of an ASCII name. Names are short, and the same ones come again, so the machine predicts
 /// where they end.
 inline const char *skip_name(const char *at, const char *end) {
     while (at != end && is(*at, name_part)) {

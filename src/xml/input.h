@@ -48,7 +48,7 @@ struct bytes_until {
     [[nodiscard]] bool accepts(int c) const { return c != end_of_input && c != a && c != b; }
 };
 
-/// Calls `slow` with a copy of `state`, which goes on where the copy has come to. The address of `state` is not taken,
+/// Calls `slow` with a copy of `state`, which continues where the copy ends. The address of `state` is not taken,
 /// so a function that does all else inline can keep it in registers: the stores of each copied string would
 /// otherwise make the compiler load it anew.
 template <class State, class Slow>
@@ -79,7 +79,7 @@ struct reading {
 class input {
   public:
     explicit input(reading &from) : from_(from) { look_into_buffer(); }
-    /// Goes on where a copy of this has come to.
+    /// Continues where a copy of this ended.
     void resume(const input &copy) {
         at_ = copy.at_;
         end_ = copy.end_;
@@ -162,7 +162,7 @@ class input {
         return read_more(wanted, limit);
     }
 
-    /// Goes on with a token that has been copied, and perhaps changed.
+    /// Continues a token that has been copied, and perhaps changed.
     template <class Bytes>
     [[nodiscard, gnu::noinline]] token read_more(Bytes wanted, std::size_t limit) {
         text_buffer &copy = from_.copy;

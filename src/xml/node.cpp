@@ -34,7 +34,7 @@ void remember_original(xml_node &copy, const xml_node *original) {
     copy.previous = const_cast<xml_node *>(original);
 }
 
-/// A copy of `original` below `parent`, behind the children already there.
+/// A copy of `original` below `parent`, after its other children.
 xml_node *append_copy(const xml_node &original, xml_node &parent) {
     xml_node *const copy = xml_node_clone(&original);
     if (copy == nullptr) {
@@ -64,7 +64,7 @@ xml_node *copy_next(xml_node *at, xml_node *root) {
     return root;
 }
 
-/// A copy given up half-way: no link leads out of it but through `previous`.
+/// An incomplete copy: no link leads out of it but through `previous`.
 xml_node *give_up(xml_node *copy) {
     xml_node_delete(copy);
     return nullptr;

@@ -54,7 +54,7 @@ void merge_single_text(xml_node &parent, xml_document &document) {
     --document.node_count;
 }
 
-// An element that is open is not attached yet, so nobody sees it. `parent` is the node that it will be
+// An element that is open is not attached yet, so callers cannot see it. `parent` is the node that it will be
 // attached to. Its first text waits in `value` until it is clear whether it is the only one. `kind` holds the
 // length of its name and what is known about its texts; `next` the child before the text that waits.
 
@@ -78,7 +78,7 @@ class node_reader {
   public:
     node_reader(reading &from, tree_memory &memory, xml_node &top)
         : in_(from), memory_(memory), document_(from.document), top_(&top), parent_(&top) {}
-    /// Goes on where a copy of this has come to.
+    /// Continues where a copy of this ended.
     void resume(const node_reader &copy) {
         in_.resume(copy.in_);
         parent_ = copy.parent_;

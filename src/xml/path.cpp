@@ -18,7 +18,7 @@ int path_length(const xml_node *node, int levels) {
     return static_cast<int>(length);
 }
 
-/// Writes the last `length` bytes of the node's path, from behind, and a terminator.
+/// Writes the last `length` bytes of the node's path, the last first, and a terminator.
 void fill_path(char *path, int length, const xml_node *node) {
     path[length] = '\0';
     while (length > 0) {

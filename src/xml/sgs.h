@@ -7,7 +7,7 @@
 
 namespace varnel::xml {
 
-/// Appends bytes with the growth that appending them one by one has. 0, or 2 behind the byte that failed.
+/// Appends bytes with the growth that appending them one by one has. 0, or 2 after the byte that failed.
 int append_one_by_one(xml_sgs &string, const char *bytes, std::size_t length);
 
 } // namespace varnel::xml

