@@ -10,11 +10,44 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "host/description.h"
 #include "host/standard_streams.h"
 
 namespace varnel::host {
 
-bool parse(CLI::App &app, std::vector<std::string> arguments) {
+namespace {
+
+void print_candidates(const self_description &self, const std::vector<std::string> &arguments) {
+    const auto found = self.lists.find(arguments.at(1));
+    if (found == self.lists.end()) {
+        throw bad_usage(fmt::format("--list: no list of {}", arguments.at(1)));
+    }
+    std::string lines;
+    for (const std::string &each : found->second({arguments.begin() + 2, arguments.end()})) {
+        lines += each + "\n";
+    }
+    print(lines);
+}
+
+} // namespace
+
+std::string text_of(const std::vector<status_meaning> &exit_statuses) {
+    std::string text;
+    for (const auto &[status, meaning] : exit_statuses) {
+        text += fmt::format("{}{} {}", text.empty() ? "Exit status: " : ", ", status, meaning);
+    }
+    return text + ".";
+}
+
+bool parse(CLI::App &app, std::vector<std::string> arguments, const self_description &self) {
+    if (arguments.size() == 1 && arguments[0] == "--describe") {
+        print(description_of(app, self).dump(2) + "\n");
+        return false;
+    }
+    if (arguments.size() >= 2 && arguments[0] == "--list") {
+        print_candidates(self, arguments);
+        return false;
+    }
     try {
         std::ranges::reverse(arguments); // as the parser wants them
         app.parse(std::move(arguments));

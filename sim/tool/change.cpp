@@ -62,10 +62,12 @@ void set(const invocation &call, const std::vector<std::string> &words) {
 } // namespace
 
 void add_set(CLI::App &app, invocation &call) {
-    CLI::App *const command = add_command(
-        app, "set", "Set pins, loads, temperatures, all or none: set CHIP.NAME VALUE [CHIP.NAME VALUE...]",
-        call, [&call, &app] { set(call, words_of(*app.get_subcommand("set"))); });
+    CLI::App *const command = add_command(app, "set", "Set pins, loads, temperatures, all or none", call,
+                                          [&call, &app] { set(call, words_of(*app.get_subcommand("set"))); });
     command->allow_extras();
+    command->add_option("CHIP.NAME", "what `show CHIP` marks with *; each is followed by its value")
+        ->expected(0)
+        ->option_text("VALUE ...");
 }
 
 namespace {
@@ -80,9 +82,8 @@ struct fault_options {
 
 void add_fault_options(CLI::App &command, fault_options &options) {
     command.add_option("chip", options.chip, "name of the chip")->type_name("CHIP");
-    command
-        .add_option("kind", options.kind, "nack, short, stuck or flip; none clears all of the chip's faults")
-        ->type_name("KIND");
+    command.add_option("kind", options.kind, "none clears all of the chip's faults")
+        ->type_name("nack|short|stuck|flip|none");
     CLI::Option *const count =
         add_number(command, "--count", options.count, "strike the next N transfers (default 1)");
     add_probability(command, "--rate", options.rate, "strike each transfer with this probability, 0 to 1")
@@ -92,10 +93,10 @@ void add_fault_options(CLI::App &command, fault_options &options) {
 
 json request_for(const fault_options &options) {
     if (options.kind.empty()) {
-        throw bad_usage("which fault? CHIP nack|short|stuck|flip|none");
+        throw bad_usage("missing argument: CHIP nack|short|stuck|flip|none");
     }
     if (options.count == 0U) {
-        throw bad_usage("--count: 0 transfers are none at all");
+        throw bad_usage("--count: must be at least 1");
     }
     json request = {{"command", "fault"},
                     {"chip", options.chip},

@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "sim/tool/lists.h"
+
 namespace varnel::sim::tool {
 
 namespace {
@@ -26,12 +28,17 @@ int run_command(std::vector<std::string> arguments, const std::function<void(inv
     CLI::App app("Runs programs on a simulated board, and shows and changes what surrounds them.",
                  "varnel-sim");
     app.set_version_flag("--version", "varnel-sim " VARNEL_VERSION);
+    const host::self_description self{{{success, "done"},
+                                       {host::failure, "the operation failed"},
+                                       {host::bad_input, "bad input: nothing was changed"}},
+                                      {{"CHIP", chips}, {"CHIP.NAME", settings}}};
+    app.footer(host::text_of(self.exit_statuses));
     add_commands(app, call);
-    if (!parse(app, std::move(arguments))) {
+    if (!parse(app, std::move(arguments), self)) {
         return success;
     }
     if (!call.action) {
-        throw bad_usage("which command? run, show, set, fault or trace; --help tells more");
+        throw bad_usage("missing command (one of run, show, set, fault, trace); see --help");
     }
     if (!call.program.empty() && !app.got_subcommand("run")) {
         throw bad_usage("only run takes a program after --");

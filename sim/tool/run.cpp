@@ -141,14 +141,14 @@ int run(const invocation &call, const std::vector<std::string> &trace_files) {
 
 void add_run(CLI::App &app, invocation &call) {
     auto trace_files = std::make_shared<std::vector<std::string>>();
-    CLI::App *const command =
-        add_command(app, "run", "Run a program on a board: run [OPTIONS] -- PROGRAM ARGS...", call,
-                    [&call, trace_files] { call.status = run(call, *trace_files); });
+    CLI::App *const command = add_command(app, "run", "Run a program on a board", call,
+                                          [&call, trace_files] { call.status = run(call, *trace_files); });
     command
         ->add_option("--trace", *trace_files,
                      "print the board's transfers to a file, or - for standard output")
         ->type_name("FILE")
         ->allow_extra_args(false);
+    command->add_option("PROGRAM", "after --, with its arguments")->expected(0)->option_text("...");
 }
 
 } // namespace varnel::sim::tool

@@ -39,9 +39,11 @@ std::size_t place_among(const std::vector<std::string> &words, const std::string
     return static_cast<std::size_t>(found - words.begin());
 }
 
+std::string any_of(const std::vector<std::string> &words) { return fmt::format("{}", fmt::join(words, "|")); }
+
 CLI::Option *add_choice(CLI::App &verb, const std::string &name, std::size_t &choice,
                         std::vector<std::string> words, const char *description) {
-    const std::string type = fmt::format("{}", fmt::join(words, "|"));
+    const std::string type = any_of(words);
     const auto read = [name, all = std::move(words)](const std::string &text) {
         return place_among(all, text, name);
     };

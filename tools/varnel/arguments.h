@@ -26,6 +26,9 @@ CLI::Option *add_argument(CLI::App &verb, const std::string &name, Value &value,
 CLI::Option *add_number(CLI::App &verb, const std::string &name, uint64_t &number, uint64_t most,
                         const char *description);
 
+/// The placeholder of one of these words: "on|off".
+[[nodiscard]] std::string any_of(const std::vector<std::string> &words);
+
 /// One of a few words, which becomes its place among them.
 CLI::Option *add_choice(CLI::App &verb, const std::string &name, std::size_t &choice,
                         std::vector<std::string> words, const char *description);

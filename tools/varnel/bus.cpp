@@ -3,10 +3,7 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <string>
-#include <utility>
 
 #include <fmt/format.h>
 
@@ -34,7 +31,13 @@ uint8_t read_control(const device &chip) {
     return control;
 }
 
-void take(const device &chip) {
+struct options {
+    device chip;
+    uint64_t mask = 0;
+};
+
+void take(const options &given) {
+    const device &chip = given.chip;
     on(chip, "take the bus", [](uint32_t handle) { return pca9541_take_bus(handle); });
     if (const uint8_t control = read_control(chip); !is_ours(control) || !is_on(control)) {
         throw failed(fmt::format("{}: the bus is not ours: control register 0x{:02x}", chip.name(), control));
@@ -42,7 +45,8 @@ void take(const device &chip) {
 }
 
 /// Disconnects the bus, so that the other master finds it free.
-void release(const device &chip) {
+void release(const options &given) {
+    const device &chip = given.chip;
     const unsigned int control = read_control(chip);
     if (!is_ours(control) || !is_on(control)) {
         return; // not ours to disconnect
@@ -57,7 +61,8 @@ void release(const device &chip) {
     }
 }
 
-void print_status(const context &context, const device &chip) {
+void print_status(const context &context, const options &given) {
+    const device &chip = given.chip;
     const uint8_t control = read_control(chip);
     const char *const owner = is_ours(control) ? "this master" : "other master";
     report report;
@@ -68,7 +73,8 @@ void print_status(const context &context, const device &chip) {
     print(report.text(context));
 }
 
-void print_interrupts(const context &context, const device &chip) {
+void print_interrupts(const context &context, const options &given) {
+    const device &chip = given.chip;
     static constexpr std::array names{"INTIN", "BUSINIT", "BUSOK",  "BUSLOST",
                                       "bit 4", "bit 5",   "MYTEST", "NMYTEST"};
     uint8_t status = 0;
@@ -89,39 +95,31 @@ void print_interrupts(const context &context, const device &chip) {
     print(report.text(context));
 }
 
-struct options {
-    device chip;
-    uint64_t mask = 0;
-};
+void clear_interrupts(const options &given) {
+    on(given.chip, "clear interrupt status", [](uint32_t handle) { return pca9541_clear_intstatus(handle); });
+}
+
+void mask_interrupts(const options &given) {
+    on(given.chip, "write interrupt mask",
+       [&](uint32_t handle) { return pca9541_set_intmask(handle, static_cast<uint8_t>(given.mask)); });
+}
 
 } // namespace
 
 void add_bus(CLI::App &app, context &context) {
-    CLI::App &family = add_family(app, "bus", "PCA9541 selector of one of two bus masters");
-    const auto given = std::make_shared<options>();
-    const auto add = [&](const char *name, const char *description,
-                         std::function<void()> action) -> CLI::App & {
-        CLI::App &verb = add_verb(family, name, description, context, std::move(action));
-        add_device(verb, given->chip);
-        return verb;
-    };
-    add_json(
-        add("status", "Show who owns the bus", [&context, given] { print_status(context, given->chip); }),
-        context);
-    add("take", "Take the bus, and check that it is ours", [given] { take(given->chip); });
-    add("release", "Disconnect the bus if it is ours", [given] { release(given->chip); });
-    add_json(add("interrupts", "Show the interrupt status, which reading clears",
-                 [&context, given] { print_interrupts(context, given->chip); }),
-             context);
-    add("clear", "Clear the interrupt status", [given] {
-        on(given->chip, "clear interrupt status",
-           [](uint32_t handle) { return pca9541_clear_intstatus(handle); });
-    });
-    CLI::App &mask = add("mask", "Write the interrupt mask: a bit of 1 masks its interrupt", [given] {
-        on(given->chip, "write interrupt mask",
-           [&](uint32_t handle) { return pca9541_set_intmask(handle, static_cast<uint8_t>(given->mask)); });
-    });
-    add_number(mask, "MASK", given->mask, UINT8_MAX, "the byte");
+    verbs<options> bus(app, context, "bus", "PCA9541 selector of one of two bus masters");
+    const auto status =
+        bus.add("status", "Show which master owns the bus, and to which it is connected", print_status);
+    add_json(status.parser, context);
+    bus.add("take", "Request the bus, and check that this master has it", take);
+    bus.add("release", "Disconnect the bus if this master has it", release);
+    const auto interrupts =
+        bus.add("interrupts", "Show the interrupt status; reading clears it", print_interrupts);
+    add_json(interrupts.parser, context);
+    bus.add("clear", "Clear the interrupt status", clear_interrupts);
+    const auto mask =
+        bus.add("mask", "Write the interrupt mask: a bit of 1 masks its interrupt", mask_interrupts);
+    add_number(mask.parser, "MASK", mask.given.mask, UINT8_MAX, "the byte");
 }
 
 } // namespace varnel::tools

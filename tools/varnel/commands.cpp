@@ -8,6 +8,8 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "tools/varnel/lists.h"
+
 namespace varnel::tools {
 
 namespace {
@@ -42,32 +44,35 @@ std::pair<const CLI::App *, std::string> typed_verb(const CLI::App &app) {
     return {verb, words};
 }
 
-std::string which_verb(const CLI::App &family, const std::string &words) {
+std::string missing_verb(const CLI::App &family) {
     std::string verbs;
     for (const CLI::App *verb : family.get_subcommands(nullptr)) {
         verbs += (verbs.empty() ? "" : ", ") + verb->get_name();
     }
-    return fmt::format("{}{}; --help tells more", words.empty() ? "which verb? " : "which? ", verbs);
+    return fmt::format("missing verb (one of {}); see --help", verbs);
 }
 
 } // namespace
 
 int run_command(std::vector<std::string> arguments, const std::function<void(context &)> &carry_out) {
     context context;
-    CLI::App app("Everything the library does, from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
+    CLI::App app("Calls the functions of the library from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
                  "varnel");
     app.set_version_flag("--version", "varnel " VARNEL_VERSION);
     app.get_formatter()->column_width(32);
-    app.footer("Exit status: 0 done, 1 the device, the file or the other end said no, 2 bad usage: nothing "
-               "was done,\n"
-               "3 not confirmed: nothing was written.");
+    const self_description self{{{success, "done"},
+                                 {failure, "the operation failed"},
+                                 {bad_input, "bad usage: nothing was done"},
+                                 {not_confirmed, "not confirmed: nothing was written"}},
+                                {{"DEVICE", devices}, {"SECTION", sections}, {"KEY", keys}}};
+    app.footer(text_of(self.exit_statuses));
     add_verbs(app, context);
-    if (!parse(app, std::move(arguments))) {
+    if (!parse(app, std::move(arguments), self)) {
         return success;
     }
     if (!context.action) {
         const auto [verb, words] = typed_verb(app);
-        throw bad_usage((words.empty() ? "" : words + ": ") + which_verb(*verb, words));
+        throw bad_usage((words.empty() ? "" : words + ": ") + missing_verb(*verb));
     }
     carry_out(context);
     return context.status;

@@ -15,7 +15,7 @@ using namespace host;
 /// More exit statuses (command_line.h); `lock run` passes on that of its command.
 inline constexpr int not_confirmed = 3;
 
-/// The device, the file or the other end said no; what() is one line that says what and where.
+/// The operation failed; what() is one line that says what and where.
 class failed : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -210,7 +210,7 @@ std::optional<memory_file> copy_of_stream(const std::string &file) {
 void print_table(const std::string &file, const std::string &delimiters, int columns,
                  const context &context) {
     if (columns == 0) {
-        throw bad_usage("--columns: 0 columns are none at all");
+        throw bad_usage(fmt::format("--columns: must be 1 to {}", int{VARNEL_LOG_TOKENS}));
     }
     const std::optional<memory_file> copy = copy_of_stream(file);
     const std::string path = copy ? copy->path() : file;
@@ -235,68 +235,81 @@ struct config_arguments {
     uint64_t columns = 0;
 };
 
-void add_place(CLI::App &verb, ini_place &at, const char *file) {
-    verb.add_option("FILE", at.file, file)->required();
-    verb.add_option("SECTION", at.section, "its name, without brackets")->required();
-    verb.add_option("KEY", at.key, "a line matches when its key is the beginning of this one")->required();
-}
-
-void add_get(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
-    CLI::App &verb = add_verb(family, "get", "Print a value", context, [given, &context] {
-        get(given->at, given->type, static_cast<int>(given->base), context);
-    });
-    add_place(verb, given->at, "the INI file; - is standard input");
-    verb.add_option("--type", given->type, "read it as a daemon would: string (default), integer or boolean")
-        ->type_name("TYPE")
-        ->check(CLI::IsMember({"string", "integer", "boolean"}));
-    add_number(verb, "--base", given->base, 36, "of an integer, 2 to 36; 0 knows 0x and 0 (default 10)");
-    add_json(verb, context);
-}
-
-void add_set(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
-    CLI::App &verb =
-        add_verb(family, "set", "Store a value; adds section, key and file when they are not there", context,
-                 [given, &context] { set(given->at, given->value, context); });
-    add_place(verb, given->at, "the INI file");
-    verb.add_option("VALUE", given->value, "up to 255 bytes; one that begins with - goes behind --")
+void add_place(const added_verb<config_arguments> &verb, const char *file) {
+    verb.parser.add_option("FILE", verb.given.at.file, file)->required();
+    verb.parser.add_option("SECTION", verb.given.at.section, "its name, without brackets")->required();
+    verb.parser
+        .add_option("KEY", verb.given.at.key, "a line matches when its key is the beginning of this one")
         ->required();
-    add_yes(verb, context);
 }
 
-void add_rename(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
-    CLI::App &verb =
-        add_verb(family, "rename", "Rename a section, or append it when it is not there", context,
-                 [given, &context] { rename(given->at.file, given->at.section, given->value, context); });
-    verb.add_option("FILE", given->at.file, "the INI file")->required();
-    verb.add_option("OLD", given->at.section, "name of the section")->required();
-    verb.add_option("NEW", given->value, "its new name, which then begins with [")->required();
-    add_yes(verb, context);
+void add_get(verbs<config_arguments> &config, context &context) {
+    const auto getting = config.add("get", "Print a value, as a daemon reads it",
+                                    [](const auto &asked, const config_arguments &given) {
+                                        get(given.at, given.type, static_cast<int>(given.base), asked);
+                                    });
+    add_place(getting, "the INI file; - is standard input");
+    getting.parser.add_option("--type", getting.given.type, "read it as a daemon would (default: string)")
+        ->type_name("string|integer|boolean")
+        ->check(CLI::IsMember({"string", "integer", "boolean"}).description(""));
+    add_number(getting.parser, "--base", getting.given.base, 36,
+               "of an integer, 2 to 36; 0 knows 0x and 0 (default 10)");
+    add_json(getting.parser, context);
 }
 
-void add_table(CLI::App &family, context &context, const std::shared_ptr<config_arguments> &given) {
-    CLI::App &verb = add_verb(
-        family, "table", "Print the records of a file, fields separated by tabs", context, [given, &context] {
-            print_table(given->at.file, given->delimiters, static_cast<int>(given->columns), context);
-        });
-    verb.add_option("FILE", given->at.file,
-                    "one record a line; empty lines and // are passed over; - is standard input")
+void add_set(verbs<config_arguments> &config, context &context) {
+    const auto setting = config.add(
+        "set", "Store a value; adds section, key and file when they are not there",
+        [](const auto &asked, const config_arguments &given) { set(given.at, given.value, asked); });
+    add_place(setting, "the INI file");
+    setting.parser
+        .add_option("VALUE", setting.given.value, "up to 255 bytes; one that begins with - goes after --")
         ->required();
-    add_number(verb, "--columns", given->columns, VARNEL_LOG_TOKENS, "fields that every record has, 1 to 8")
+    add_yes(setting.parser, context);
+}
+
+void add_rename(verbs<config_arguments> &config, context &context) {
+    const auto renaming = config.add("rename", "Rename a section, or append it when it is not there",
+                                     [](const auto &asked, const config_arguments &given) {
+                                         rename(given.at.file, given.at.section, given.value, asked);
+                                     });
+    renaming.parser.add_option("FILE", renaming.given.at.file, "the INI file")->required();
+    renaming.parser.add_option("OLD", renaming.given.at.section, "name of the section")
+        ->type_name("SECTION")
         ->required();
-    verb.add_option("--delimiters", given->delimiters, "characters between fields (default: blank and tab)")
+    renaming.parser.add_option("NEW", renaming.given.value, "its new name, which then begins with [")
+        ->required();
+    add_yes(renaming.parser, context);
+}
+
+void add_table(verbs<config_arguments> &config, context &context) {
+    const auto printing =
+        config.add("table", "Print the records of a file, fields separated by tabs",
+                   [](const auto &asked, const config_arguments &given) {
+                       print_table(given.at.file, given.delimiters, static_cast<int>(given.columns), asked);
+                   });
+    printing.parser
+        .add_option("FILE", printing.given.at.file,
+                    "one record a line; empty lines and // are skipped; - is standard input")
+        ->required();
+    add_number(printing.parser, "--columns", printing.given.columns, VARNEL_LOG_TOKENS,
+               "number of fields in each record, 1 to 8")
+        ->required();
+    printing.parser
+        .add_option("--delimiters", printing.given.delimiters,
+                    "characters between fields (default: space and tab)")
         ->type_name("CHARACTERS");
-    add_json(verb, context);
+    add_json(printing.parser, context);
 }
 
 } // namespace
 
 void add_config(CLI::App &app, context &context) {
-    const auto given = std::make_shared<config_arguments>();
-    CLI::App &family = add_family(app, "config", "INI files and record files");
-    add_get(family, context, given);
-    add_set(family, context, given);
-    add_rename(family, context, given);
-    add_table(family, context, given);
+    verbs<config_arguments> config(app, context, "config", "INI files and record files");
+    add_get(config, context);
+    add_set(config, context);
+    add_rename(config, context);
+    add_table(config, context);
 }
 
 } // namespace varnel::tools

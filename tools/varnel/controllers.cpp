@@ -87,21 +87,26 @@ void list(const context &context) {
     print(all.text(context));
 }
 
+struct options {
+    std::string file;
+};
+
 } // namespace
 
 void add_controllers(CLI::App &app, context &context) {
-    CLI::App &family =
-        add_family(app, "controllers", "The table of controllers, with their addresses and logins");
-    family.alias("devices");
-    family.footer(fmt::format("The table is the POSIX shared-memory object {}, or the one named in {}.",
-                              platform::default_table_name, platform::table_name_variable));
-    const auto file = std::make_shared<std::string>();
-    CLI::App &importing = add_verb(family, "import", "Replace the table by what an INI file says", context,
-                                   [file] { import_file(*file); });
-    importing.add_option("FILE", *file, "the INI file; - is standard input")->required();
-    CLI::App &listing =
-        add_verb(family, "list", "Show the table, without passwords", context, [&context] { list(context); });
-    add_json(listing, context);
+    verbs<options> controllers(app, context, "controllers",
+                               "The table of controllers, with their addresses and logins");
+    controllers.family().alias("devices");
+    add_note(controllers.family(),
+             fmt::format("The table is the POSIX shared-memory object {}, or the one named in {}.",
+                         platform::default_table_name, platform::table_name_variable));
+    const auto importing = controllers.add("import", "Replace the table by that of an INI file",
+                                           [](const options &given) { import_file(given.file); });
+    importing.parser.add_option("FILE", importing.given.file, "the INI file; - is standard input")
+        ->required();
+    const auto listing = controllers.add("list", "Show the table, without passwords",
+                                         [](const auto &asked, const options &) { list(asked); });
+    add_json(listing.parser, context);
 }
 
 } // namespace varnel::tools

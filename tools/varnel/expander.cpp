@@ -117,22 +117,18 @@ constexpr std::array models{
 
 } // namespace
 
-const expander_model *expander_model_from(const std::string &name) {
+std::vector<std::string> expander_model_names() {
     std::vector<std::string> names;
     std::ranges::transform(models, std::back_inserter(names),
                            [](const expander_model &each) { return std::string(each.name()); });
-    return &models.at(place_among(names, name, "--chip"));
+    return names;
+}
+
+const expander_model *expander_model_from(const std::string &name) {
+    return &models.at(place_among(expander_model_names(), name, "--chip"));
 }
 
 const expander_model *default_expander_model() { return models.data(); }
-
-std::string expander_model_choice() {
-    std::string text = fmt::format("{} (default)", models.front().name());
-    for (std::size_t i = 1; i < models.size(); ++i) {
-        text += fmt::format("{}{}", i + 1 == models.size() ? " or " : ", ", models.at(i).name());
-    }
-    return text;
-}
 
 unsigned int expander::banks() const { return model_.sheet.registers.front().count; }
 

@@ -15,8 +15,7 @@ struct expander_model;
 /// Throws bad_usage.
 [[nodiscard]] const expander_model *expander_model_from(const std::string &name);
 [[nodiscard]] const expander_model *default_expander_model();
-/// "pca9555 (default), pca9554 or pca9505"
-[[nodiscard]] std::string expander_model_choice();
+[[nodiscard]] std::vector<std::string> expander_model_names();
 
 /// Groups of registers, one register a bank. Direction: 1 is an input.
 enum class registers { level, output, direction };

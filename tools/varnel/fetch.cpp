@@ -7,7 +7,6 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -119,12 +118,15 @@ void fetch(const fetch_arguments &given) {
 } // namespace
 
 void add_fetch(CLI::App &app, context &context) {
-    const auto given = std::make_shared<fetch_arguments>();
-    CLI::App &verb = add_verb(app, "fetch", "Fetch the file that a sender serves; nothing is authenticated",
-                              context, [given] { fetch(*given); });
-    verb.add_option("ADDRESS", given->address, "IPv4 address of the sender")->required();
-    verb.add_option("FILE", given->file, "replaced when all has arrived; - is standard output")->required();
-    add_duration(verb, "--wait", given->wait, "keep trying so long while nobody serves");
+    const auto fetching =
+        verbs<fetch_arguments>(app, context).add("fetch", "Fetch the file that a sender serves", fetch);
+    add_note(fetching.parser, "Nothing is authenticated.");
+    fetching.parser.add_option("ADDRESS", fetching.given.address, "IPv4 address of the sender")->required();
+    fetching.parser
+        .add_option("FILE", fetching.given.file, "replaced when all has arrived; - is standard output")
+        ->required();
+    add_duration(fetching.parser, "--wait", fetching.given.wait,
+                 "keep trying for this time while there is no sender");
 }
 
 } // namespace varnel::tools

@@ -2,7 +2,6 @@
 // varnel gpio: pins of the expanders PCA9555, PCA9554 and PCA9505.
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -13,7 +12,6 @@
 #include "host/numbers.h"
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/device.h"
-#include "tools/varnel/device_verbs.h"
 #include "tools/varnel/expander.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -201,86 +199,94 @@ void unmask(const options &given) {
     target.clear_interrupt_mask(static_cast<unsigned int>(c_number(given.bank, target.banks() - 1, "BANK")));
 }
 
-class gpio_verbs : device_verbs<options> {
-  public:
-    gpio_verbs(CLI::App &app, context &context)
-        : device_verbs(add_family(app, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins"), context) {}
+void print_levels(const context &context, const options &given) {
+    print_bits(context, given, registers::level, level_name);
+}
 
-    void pins() {
-        CLI::App &get = add("get", "Show levels, one line a pin", [](const auto &context, const auto &given) {
-            print_bits(context, given, registers::level, level_name);
-        });
-        add_words(get, "...", "3, or BANK.BIT such as 1.7");
-        add_json(get, context_);
-        CLI::App &set_verb = add("set", "Set outputs: set DEVICE PIN high|low [PIN high|low...]",
-                                 [](const auto &, const auto &given) { set(given); });
-        add_words(set_verb, "high|low ...", "pins and levels");
-        add_verify(set_verb);
-        CLI::App &dir = add("dir", "Show directions, or set them: dir DEVICE PIN input|output...", direction);
-        add_words(dir, "[input|output] ...", "pins, or pins and directions");
-        add_verify(dir);
-        add_json(dir, context_);
-    }
+void print_list(const context &context, const options &given) {
+    show(given.watch, [&] { return list(context, given); });
+}
 
-    void whole_chip() {
-        CLI::App &list_verb = add("list", "Show all pins", [](const auto &context, const auto &given) {
-            show(given.watch, [&] { return list(context, given); });
-        });
-        add_json(list_verb, context_);
-        add_watch(list_verb, given_->watch);
-        CLI::App &init_verb = add("init", "Set all pins at once; those not listed become the opposite",
-                                  [](const auto &, const auto &given) { init(given); });
-        add_pin_list(init_verb, "--outputs", given_->outputs, "outputs; all others inputs");
-        add_pin_list(init_verb, "--inputs", given_->inputs, "inputs; all others outputs");
-        add_pin_list(init_verb, "--high", given_->high, "driven high; all others low");
-        add_pin_list(init_verb, "--low", given_->low, "driven low; all others high");
-    }
+template <typename Action>
+added_verb<options> add_on_chip(verbs<options> &gpio, const char *name, const char *description,
+                                Action action) {
+    const added_verb<options> verb = gpio.add(name, description, action);
+    add_argument(verb.parser, "--chip", verb.given.model, expander_model_from, "default: pca9555",
+                 any_of(expander_model_names()).c_str());
+    return verb;
+}
 
-    void banks() {
-        CLI::App &bank_verb = add("bank", "Show or write eight pins as a byte", bank);
-        bank_verb.add_option("BANK", given_->bank, "0 to 1; pca9505: 0 to 4")->required()->type_name("");
-        const auto byte = [](const std::string &text) {
-            return std::optional(c_number(text, UINT8_MAX, "VALUE"));
-        };
-        add_argument(bank_verb, "VALUE", given_->value, byte, "the byte to write")->required(false);
-        add_choice(bank_verb, "--of", given_->kind, {"level", "output", "direction"},
-                   "default: level; a direction of 1 is an input");
-        add_verify(bank_verb);
-        add_json(bank_verb, context_);
-        CLI::App &unmask_verb = add("unmask", "Let a bank of a PCA9505 interrupt",
-                                    [](const auto &, const auto &given) { unmask(given); });
-        unmask_verb.add_option("BANK", given_->bank, "0 to 4")->required()->type_name("");
-    }
+/// `type` is what completion offers, `in_help` what people read.
+void add_words(const added_verb<options> &verb, const char *type, const char *in_help,
+               const char *description) {
+    verb.parser.add_option("PIN", verb.given.words, description)
+        ->required()
+        ->expected(-1)
+        ->type_name(type)
+        ->option_text(in_help);
+}
 
-  private:
-    template <typename Action>
-    CLI::App &add(const char *name, const char *description, Action action) {
-        CLI::App &verb = device_verbs::add(name, description, action);
-        add_argument(verb, "--chip", given_->model, expander_model_from, expander_model_choice().c_str(),
-                     "TYPE");
-        return verb;
-    }
+void add_pin_list(CLI::App &verb, const char *name, std::vector<std::string> &pins, const char *description) {
+    verb.add_option(name, pins, description)
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->type_name("PIN,PIN...");
+}
 
-    void add_words(CLI::App &verb, const char *type, const char *description) {
-        verb.add_option("PIN", given_->words, description)->required()->expected(-1)->option_text(type);
-    }
+void add_pins(verbs<options> &gpio, context &context) {
+    const auto get = add_on_chip(gpio, "get", "Show levels, one line a pin", print_levels);
+    add_words(get, "PIN", "...", "3, or BANK.BIT such as 1.7");
+    add_json(get.parser, context);
+    const auto setting = add_on_chip(gpio, "set", "Set output registers", set);
+    add_note(setting.parser,
+             "An input gets its new level when it becomes an output. Other pins do not change.");
+    add_words(setting, "PIN|high|low", "high|low ...", "pins, each followed by its level");
+    add_verify(setting.parser, setting.given.verify);
+    const auto dir = add_on_chip(gpio, "dir", "Show directions, one line a pin, or set them", direction);
+    add_words(dir, "PIN|input|output", "[input|output] ...",
+              "pins; to set them, each followed by its direction");
+    add_verify(dir.parser, dir.given.verify);
+    add_json(dir.parser, context);
+}
 
-    static void add_pin_list(CLI::App &verb, const char *name, std::vector<std::string> &pins,
-                             const char *description) {
-        verb.add_option(name, pins, description)
-            ->delimiter(',')
-            ->allow_extra_args(false)
-            ->type_name("PIN,PIN...");
-    }
-};
+void add_whole_chip(verbs<options> &gpio, context &context) {
+    const auto listing =
+        add_on_chip(gpio, "list", "Show all pins: direction, level, and output register", print_list);
+    add_json(listing.parser, context);
+    add_watch(listing.parser, listing.given.watch);
+    const auto all = add_on_chip(gpio, "init", "Set all pins at once, levels first", init);
+    add_note(all.parser, "Pins that are not listed are set to the opposite.");
+    add_pin_list(all.parser, "--outputs", all.given.outputs, "outputs; all others inputs");
+    add_pin_list(all.parser, "--inputs", all.given.inputs, "inputs; all others outputs");
+    add_pin_list(all.parser, "--high", all.given.high, "driven high; all others low");
+    add_pin_list(all.parser, "--low", all.given.low, "driven low; all others high");
+}
+
+void add_bank(const added_verb<options> &verb, const char *description) {
+    verb.parser.add_option("BANK", verb.given.bank, description)->required()->type_name("");
+}
+
+void add_banks(verbs<options> &gpio, context &context) {
+    const auto one = add_on_chip(gpio, "bank", "Show or write eight pins as a byte", bank);
+    add_bank(one, "0 to 1; pca9505: 0 to 4");
+    const auto byte = [](const std::string &text) {
+        return std::optional(c_number(text, UINT8_MAX, "VALUE"));
+    };
+    add_argument(one.parser, "VALUE", one.given.value, byte, "the byte to write")->required(false);
+    add_choice(one.parser, "--of", one.given.kind, {"level", "output", "direction"},
+               "default: level; a direction of 1 is an input");
+    add_verify(one.parser, one.given.verify);
+    add_json(one.parser, context);
+    add_bank(add_on_chip(gpio, "unmask", "Enable the interrupts of a bank of a PCA9505", unmask), "0 to 4");
+}
 
 } // namespace
 
 void add_gpio(CLI::App &app, context &context) {
-    gpio_verbs verbs(app, context);
-    verbs.pins();
-    verbs.whole_chip();
-    verbs.banks();
+    verbs<options> gpio(app, context, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins");
+    add_pins(gpio, context);
+    add_whole_chip(gpio, context);
+    add_banks(gpio, context);
 }
 
 } // namespace varnel::tools

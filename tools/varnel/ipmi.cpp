@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -87,7 +86,7 @@ std::string hex_bytes(const std::vector<uint8_t> &bytes) {
     return text;
 }
 
-void send_raw(const ipmi_arguments &given, const context &context) {
+void send_raw(const context &context, const ipmi_arguments &given) {
     load_adapter();
     const std::string address = address_of(given);
     const ipmi_response response = relay(given);
@@ -109,14 +108,15 @@ std::optional<uint8_t> slot_from(const std::string &text) {
 } // namespace
 
 void add_ipmi(CLI::App &app, context &context) {
-    const auto given = std::make_shared<ipmi_arguments>();
-    CLI::App &family = add_family(app, "ipmi", "Commands to other controllers, over IPMI 2.0");
-    CLI::App &verb = add_verb(family, "raw", "Send a command (network function 0x38), and print the response",
-                              context, [given, &context] { send_raw(*given, context); });
-    add_argument(verb, "SLOT", given->slot, slot_from, "of the BMC, 0 to 255; smc is the SMC");
-    add_number(verb, "CMD", given->command, UINT8_MAX, "command byte");
-    add_bytes(verb, "BYTES", given->request, "request data")->required(false);
-    add_json(verb, context);
+    verbs<ipmi_arguments> ipmi(app, context, "ipmi", "Commands to other controllers, over IPMI 2.0");
+    const auto raw =
+        ipmi.add("raw", "Send a command (network function 0x38), and print the response", send_raw);
+    add_note(raw.parser, "The response begins with the completion code.");
+    add_argument(raw.parser, "SLOT", raw.given.slot, slot_from, "of the BMC, 0 to 255; smc is the SMC",
+                 "smc|SLOT");
+    add_number(raw.parser, "CMD", raw.given.command, UINT8_MAX, "command byte");
+    add_bytes(raw.parser, "BYTES", raw.given.request, "request data")->required(false);
+    add_json(raw.parser, context);
 }
 
 } // namespace varnel::tools

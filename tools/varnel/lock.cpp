@@ -5,7 +5,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -167,33 +166,42 @@ void show_status(const std::string &file, const context &context) {
     print(context.json ? json_text(all) : rows.text());
 }
 
+void add_key_file(const added_verb<lock_arguments> &verb, const char *description) {
+    verb.parser.add_option("KEYFILE", verb.given.file, description)->required();
+}
+
+void add_run(verbs<lock_arguments> &lock) {
+    const auto running =
+        lock.add("run", "Run a command while holding a lock",
+                 [](auto &asked, const lock_arguments &given) { asked.status = run(given); });
+    running.parser.footer("Exit status: the command's; 126 or 127 when it cannot be run or is not found, 75 "
+                          "when the lock is held.");
+    add_key_file(running, "names the locks; created when it is missing");
+    running.parser.add_option("COMMAND", running.given.command, "after --; its exit status is passed on")
+        ->required();
+    add_number(running.parser, "--number", running.given.number, most_locks - 1,
+               "which lock of the file (default 0)");
+    add_argument(
+        running.parser, "--locks", running.given.size,
+        [](const std::string &text) { return c_number(text, most_locks, "--locks"); },
+        "how many locks a new file gets (default: number + 1)", "N");
+    CLI::Option *const no_wait = running.parser.add_flag("--no-wait", running.given.no_wait,
+                                                         "give up with exit status 75 when it is held");
+    add_duration(running.parser, "--timeout", running.given.time_out,
+                 "give up with exit status 75 after this time")
+        ->excludes(no_wait);
+}
+
 } // namespace
 
 void add_lock(CLI::App &app, context &context) {
-    const auto given = std::make_shared<lock_arguments>();
-    CLI::App &family = add_family(app, "lock", "Locks between processes");
-
-    CLI::App &running =
-        add_verb(family, "run", "Run a command while holding a lock: run KEYFILE -- COMMAND...", context,
-                 [given, &context] { context.status = run(*given); });
-    running.footer(
-        "Exit status: the command's; 126 or 127 when there is none to run, 75 when the lock is held.");
-    running.add_option("KEYFILE", given->file, "names the locks; created when it is missing")->required();
-    running.add_option("COMMAND", given->command, "its exit status is passed on")->required();
-    add_number(running, "--number", given->number, most_locks - 1, "which lock of the file (default 0)");
-    add_argument(
-        running, "--locks", given->size,
-        [](const std::string &text) { return c_number(text, most_locks, "--locks"); },
-        "how many locks a new file gets (default: number + 1)", "N");
-    CLI::Option *const no_wait =
-        running.add_flag("--no-wait", given->no_wait, "give up with exit status 75 when it is held");
-    add_duration(running, "--timeout", given->time_out, "give up with exit status 75 after this time")
-        ->excludes(no_wait);
-
-    CLI::App &showing = add_verb(family, "status", "Show the locks of a file, and who holds them", context,
-                                 [given, &context] { show_status(given->file, context); });
-    showing.add_option("KEYFILE", given->file, "names the locks")->required();
-    add_json(showing, context);
+    verbs<lock_arguments> lock(app, context, "lock", "Locks between processes");
+    add_run(lock);
+    const auto showing =
+        lock.add("status", "Show the locks of a file, and which processes hold them",
+                 [](const auto &asked, const lock_arguments &given) { show_status(given.file, asked); });
+    add_key_file(showing, "names the locks");
+    add_json(showing.parser, context);
 }
 
 } // namespace varnel::tools

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -70,25 +69,29 @@ void append(const std::string &path, int32_t limit, const std::string &text) {
     }
 }
 
+struct options {
+    std::string file;
+    uint64_t limit = TEXT_LOG_DEFAULT_LIMIT;
+    std::vector<std::string> words;
+};
+
+void append_all(const options &given) {
+    check_log_path(given.file);
+    const int32_t limit = checked_limit(given.limit);
+    each_text(given.words, [&](const std::string &text) { append(given.file, limit, text); });
+}
+
 } // namespace
 
 void add_log(CLI::App &app, context &context) {
-    struct arguments {
-        std::string file;
-        uint64_t limit = TEXT_LOG_DEFAULT_LIMIT;
-        std::vector<std::string> words;
-    };
-    auto given = std::make_shared<arguments>();
-    CLI::App &family = add_family(app, "log", "Text logs of limited size");
-    CLI::App &verb = add_verb(
-        family, "append", "Append an entry, or one for each line of standard input", context, [given] {
-            check_log_path(given->file);
-            const int32_t limit = checked_limit(given->limit);
-            each_text(given->words, [&](const std::string &text) { append(given->file, limit, text); });
-        });
-    verb.add_option("FILE", given->file, "the log")->required();
-    verb.add_option("TEXT", given->words, "the message; without one, lines of standard input");
-    add_size(verb, "--limit", given->limit, "move a file larger than this to FILE.old first (default 1M)");
+    verbs<options> family(app, context, "log", "Text logs of limited size");
+    const auto appending =
+        family.add("append", "Append an entry, or one for each line of standard input", append_all);
+    appending.parser.add_option("FILE", appending.given.file, "the log")->required();
+    appending.parser.add_option("TEXT", appending.given.words,
+                                "the message; without one, lines of standard input");
+    add_size(appending.parser, "--limit", appending.given.limit,
+             "move a file larger than this to FILE.old first (default 1M)");
 }
 
 } // namespace varnel::tools

@@ -2,11 +2,8 @@
 // varnel mux: PCA9548 and PCA9546 multiplexers.
 
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -88,32 +85,30 @@ void print_control(const context &context, const options &given) {
     print(report.text(context));
 }
 
+void enable_channels(const options &given) { write_control(given, wanted_control(given)); }
+
+void disable_channels(const options &given) { write_control(given, 0); }
+
 } // namespace
 
 void add_mux(CLI::App &app, context &context) {
-    CLI::App &family = add_family(app, "mux", "PCA9548 and PCA9546 multiplexers: channels");
-    const auto given = std::make_shared<options>();
-    const auto add = [&](const char *name, const char *description,
-                         std::function<void()> action) -> CLI::App & {
-        CLI::App &verb = add_verb(family, name, description, context, std::move(action));
-        add_device(verb, given->chip);
-        add_choice(verb, "--chip", given->model, {"pca9548", "pca9546"}, "default: pca9548");
+    verbs<options> mux(app, context, "mux", "PCA9548 and PCA9546 multiplexers: channels");
+    const auto add = [&](const char *name, const char *description, auto action) {
+        const auto verb = mux.add(name, description, action);
+        add_choice(verb.parser, "--chip", verb.given.model, {"pca9548", "pca9546"}, "default: pca9548");
         return verb;
     };
-    add_json(add("get", "Show which channels are connected",
-                 [&context, given] { print_control(context, *given); }),
-             context);
-    CLI::App &enable = add("enable", "Connect these channels and no others",
-                           [given] { write_control(*given, wanted_control(*given)); });
+    add_json(add("get", "Show which channels are connected", print_control).parser, context);
+    const auto enable = add("enable", "Connect these channels and no others", enable_channels);
     const auto read = [](const std::string &text) {
         return std::optional(c_number(text, UINT8_MAX, "CONTROL"));
     };
-    add_argument(enable, "CONTROL", given->control, read, "control byte, a bit per channel")->required(false);
-    add_bytes(enable, "--channel", given->channels, "by number, instead");
-    CLI::App &disable = add("disable", "Disconnect all channels", [given] { write_control(*given, 0); });
-    for (CLI::App *verb : {&enable, &disable}) {
-        verb->add_flag("--verify", given->verify, "read it back and compare");
-    }
+    add_argument(enable.parser, "CONTROL", enable.given.control, read, "control byte, a bit per channel")
+        ->required(false);
+    add_bytes(enable.parser, "--channel", enable.given.channels, "by number, instead");
+    add_verify(enable.parser, enable.given.verify);
+    const auto disable = add("disable", "Disconnect all channels", disable_channels);
+    add_verify(disable.parser, disable.given.verify);
 }
 
 } // namespace varnel::tools

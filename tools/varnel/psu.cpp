@@ -5,7 +5,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,7 +18,6 @@
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"
-#include "tools/varnel/device_verbs.h"
 #include "tools/varnel/pmbus.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -91,13 +89,17 @@ json as_json(const quantity &what, int raw) {
     return what.source.decimals == 0 ? json(raw) : json(raw / raw_units_in_one(what));
 }
 
-const quantity &quantity_from(const std::string &name) {
+std::vector<std::string> quantity_names() {
     std::vector<std::string> names;
     names.reserve(quantities.size());
     for (const quantity &each : quantities) {
         names.emplace_back(each.name);
     }
-    return quantities.at(place_among(names, name, "READING"));
+    return names;
+}
+
+const quantity &quantity_from(const std::string &name) {
+    return quantities.at(place_among(quantity_names(), name, "READING"));
 }
 
 struct options {
@@ -286,73 +288,72 @@ std::optional<uint64_t> percent_from(const std::string &text) {
     return c_number(has_unit ? text.substr(0, text.size() - 1) : text, most_percent, "PERCENT");
 }
 
-class psu_verbs : device_verbs<options> {
-  public:
-    psu_verbs(CLI::App &app, context &context)
-        : device_verbs(add_family(app, "psu", "CAR2512 power supply: readings, faults, fan, output"),
-                       context) {}
+void print_all(const context &context, const options &given) {
+    show(given.watch, [&] { return status_view(context, given.chip); });
+}
 
-    void readers() {
-        CLI::App &status =
-            add("status", "Show all readings and faults", [](const auto &context, const auto &given) {
-                show(given.watch, [&] { return status_view(context, given.chip); });
-            });
-        add_json(status, context_);
-        add_watch(status, given_->watch);
-        CLI::App &get = add("get", "Show one reading", [](const auto &context, const auto &given) {
-            show(given.watch, [&] { return reading_view(context, given); });
-        });
-        add_argument(
-            get, "READING", given_->reading, [](const std::string &text) { return &quantity_from(text); },
-            "output, output-setting, input, input-power, temperature, fan-speed, fan-duty, firmware or "
-            "status");
-        add_json(get, context_);
-        add_watch(get, given_->watch);
-    }
+void print_one(const context &context, const options &given) {
+    show(given.watch, [&] { return reading_view(context, given); });
+}
 
-    void writers() {
-        CLI::App &fan_verb = add("fan", "Show the fan, or set its duty cycle or speed", fan);
-        add_argument(fan_verb, "PERCENT", given_->percent, percent_from, "duty cycle, 0 to 100")
-            ->required(false);
-        add_argument(fan_verb, "--at-least", given_->at_least, percent_from,
-                     "raise the duty cycle, never lower it", "PERCENT");
-        const auto rpm = [](const std::string &text) {
-            return std::optional(c_number(text, most_rpm, "--rpm"));
-        };
-        add_argument(fan_verb, "--rpm", given_->rpm, rpm, "speed; 0: the duty cycle decides", "N");
-        add_verify(fan_verb);
-        add_json(fan_verb, context_);
-        CLI::App &output = add("output", "Switch the output", switch_output);
-        add_choice(output, "STATE", given_->off, {"on", "off"}, "off asks first");
-        add_verify(output);
-        add_yes(output, context_);
-        CLI::App &volts = add("voltage", "Show or set the output voltage that is aimed at", voltage);
-        add_argument(volts, "VOLTS", given_->centivolts, centivolts_from, "10.80 to 13.20; asks first")
-            ->required(false);
-        add_verify(volts);
-        add_yes(volts, context_);
-        add_json(volts, context_);
-    }
+void clear_faults(const options &given) {
+    on(given.chip, "clear faults", [](uint32_t handle) { return car2512_clear_fault(handle); });
+}
 
-    void commands() {
-        add("clear", "Clear latched faults", [](const auto &, const auto &given) {
-            on(given.chip, "clear faults", [](uint32_t handle) { return car2512_clear_fault(handle); });
-        });
-        add("unprotect", "Cancel write protection, as every setting does",
-            [](const auto &, const auto &given) {
-                on(given.chip, "cancel write protection",
-                   [](uint32_t handle) { return car2512_cancel_write_protect(handle); });
-            });
-    }
-};
+void cancel_protection(const options &given) {
+    on(given.chip, "cancel write protection",
+       [](uint32_t handle) { return car2512_cancel_write_protect(handle); });
+}
+
+void add_readings(verbs<options> &psu, context &context) {
+    const auto status = psu.add("status", "Show all readings, and faults in words", print_all);
+    add_json(status.parser, context);
+    add_watch(status.parser, status.given.watch);
+    const auto get = psu.add("get", "Show one reading", print_one);
+    add_argument(
+        get.parser, "READING", get.given.reading,
+        [](const std::string &text) { return &quantity_from(text); }, "the reading",
+        any_of(quantity_names()).c_str());
+    add_json(get.parser, context);
+    add_watch(get.parser, get.given.watch);
+}
+
+void add_fan(verbs<options> &psu, context &context) {
+    const auto setting = psu.add("fan", "Show the fan, or set its duty cycle or speed", fan);
+    add_argument(setting.parser, "PERCENT", setting.given.percent, percent_from, "duty cycle, 0 to 100")
+        ->required(false);
+    add_argument(setting.parser, "--at-least", setting.given.at_least, percent_from,
+                 "raise the duty cycle, never lower it", "PERCENT");
+    const auto rpm = [](const std::string &text) { return std::optional(c_number(text, most_rpm, "--rpm")); };
+    add_argument(setting.parser, "--rpm", setting.given.rpm, rpm,
+                 "speed, up to 20000; with 0 the duty cycle applies", "N");
+    add_verify(setting.parser, setting.given.verify);
+    add_json(setting.parser, context);
+}
+
+void add_output(verbs<options> &psu, context &context) {
+    const auto output = psu.add("output", "Switch the output", switch_output);
+    add_choice(output.parser, "STATE", output.given.off, {"on", "off"}, "off asks for confirmation");
+    add_verify(output.parser, output.given.verify);
+    add_yes(output.parser, context);
+    const auto volts = psu.add("voltage", "Show or set the programmed output voltage", voltage);
+    add_argument(volts.parser, "VOLTS", volts.given.centivolts, centivolts_from,
+                 "10.80 to 13.20; asks for confirmation")
+        ->required(false);
+    add_verify(volts.parser, volts.given.verify);
+    add_yes(volts.parser, context);
+    add_json(volts.parser, context);
+}
 
 } // namespace
 
 void add_psu(CLI::App &app, context &context) {
-    psu_verbs verbs(app, context);
-    verbs.readers();
-    verbs.writers();
-    verbs.commands();
+    verbs<options> psu(app, context, "psu", "CAR2512 power supply: readings, faults, fan, output");
+    add_readings(psu, context);
+    add_fan(psu, context);
+    add_output(psu, context);
+    psu.add("clear", "Clear latched faults", clear_faults);
+    psu.add("unprotect", "Cancel write protection, as every setting does", cancel_protection);
 }
 
 } // namespace varnel::tools

@@ -2,7 +2,6 @@
 // varnel queue: records in named pipes.
 
 #include <csignal>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -102,7 +101,7 @@ std::size_t read_records(const queue_arguments &given, const context &context) {
     return pipe.waiting();
 }
 
-void read(const queue_arguments &given, const context &context) {
+void read(const context &context, const queue_arguments &given) {
     const std::size_t rest = read_records(given, context);
     if (rest > 0 && !has_reader(given.pipe)) { // now that we have closed it
         say(fmt::format("varnel: {}: {} bytes left without a reader", given.pipe, rest));
@@ -111,56 +110,66 @@ void read(const queue_arguments &given, const context &context) {
 
 // --- count ---
 
-void count(const std::string &pipe, const context &context) {
-    const queue_content content = count_queue(pipe);
+void count(const context &context, const queue_arguments &given) {
+    const queue_content content = count_queue(given.pipe);
     report lines;
     lines.add("records", fmt::to_string(content.records), "records", content.records);
     lines.add("bytes", fmt::to_string(content.bytes), "bytes", content.bytes);
     print(lines.text(context));
 }
 
-void add_post(CLI::App &family, context &context, const std::shared_ptr<queue_arguments> &given) {
-    CLI::App &verb = add_verb(family, "post", "Post a record, or one for each line of standard input",
-                              context, [given] { post(*given); });
-    verb.add_option("FIFO", given->pipe, "the queue: a named pipe")->required();
-    verb.add_option("TEXT", given->words, "the payload; without one, lines of standard input");
-    verb.add_option("--header", given->header, "first bytes of the header, in hexadecimal; zeros follow")
-        ->type_name("HEX");
-    verb.add_flag("--hex", given->hex, "TEXT is hexadecimal");
-    verb.add_flag("--no-wait", given->no_wait,
-                  "fail when nobody reads, another process posts, or the queue is full");
+void add_pipe(const added_verb<queue_arguments> &verb) {
+    verb.parser.add_option("FIFO", verb.given.pipe, "the queue: a named pipe")->required();
 }
 
-void add_read(CLI::App &family, context &context, const std::shared_ptr<queue_arguments> &given) {
-    CLI::App &verb = add_verb(family, "read", "Receive records, and print their payloads, one a line",
-                              context, [given, &context] { read(*given, context); });
-    verb.add_option("FIFO", given->pipe, "the queue: a named pipe")->required();
-    CLI::Option *const follow = verb.add_flag("--follow", given->follow, "go on until interrupted");
+void add_post(verbs<queue_arguments> &queue) {
+    const auto posting = queue.add("post", "Post a record, or one for each line of standard input", post);
+    add_pipe(posting);
+    posting.parser.add_option("TEXT", posting.given.words,
+                              "the payload; without one, lines of standard input");
+    posting.parser
+        .add_option("--header", posting.given.header,
+                    "first bytes of the header, in hexadecimal; zeros follow")
+        ->type_name("HEX");
+    posting.parser.add_flag("--hex", posting.given.hex, "TEXT is hexadecimal");
+    posting.parser.add_flag("--no-wait", posting.given.no_wait,
+                            "fail when no process reads, another one posts, or the queue is full");
+}
+
+void add_read(verbs<queue_arguments> &queue, context &context) {
+    const auto reading = queue.add("read", "Print the payloads of records, one a line", read);
+    add_note(reading.parser,
+             "Each record is removed after it has been printed. With --timeout or --no-wait a record that "
+             "is not complete in time\nstays in the queue, and the exit status is 1.");
+    add_pipe(reading);
+    CLI::Option *const follow =
+        reading.parser.add_flag("--follow", reading.given.follow, "go on until interrupted");
     add_argument(
-        verb, "--count", given->count,
+        reading.parser, "--count", reading.given.count,
         [](const std::string &text) { return c_number(text, UINT32_MAX, "--count"); },
         "records to receive (default 1)", "N")
         ->excludes(follow);
     CLI::Option *const no_wait =
-        verb.add_flag("--no-wait", given->no_wait, "fail when there is no complete record");
-    add_duration(verb, "--timeout", given->time_out, "fail when there is no complete record within this time")
+        reading.parser.add_flag("--no-wait", reading.given.no_wait, "fail when there is no complete record");
+    add_duration(reading.parser, "--timeout", reading.given.time_out,
+                 "fail when there is no complete record within this time")
         ->excludes(no_wait);
-    CLI::Option *const hex = verb.add_flag("--hex", given->hex, "print header and payload in hexadecimal");
-    verb.add_flag("--raw", given->raw, "print records as they travel")->excludes(hex);
-    add_json(verb, context);
+    CLI::Option *const hex =
+        reading.parser.add_flag("--hex", reading.given.hex, "print header and payload in hexadecimal");
+    reading.parser.add_flag("--raw", reading.given.raw, "print records as they are in the pipe")
+        ->excludes(hex);
+    add_json(reading.parser, context);
 }
 
 } // namespace
 
 void add_queue(CLI::App &app, context &context) {
-    const auto given = std::make_shared<queue_arguments>();
-    CLI::App &family = add_family(app, "queue", "Record queues on named pipes");
-    add_post(family, context, given);
-    add_read(family, context, given);
-    CLI::App &counting = add_verb(family, "count", "Count the records that wait, and leave them there",
-                                  context, [given, &context] { count(given->pipe, context); });
-    counting.add_option("FIFO", given->pipe, "the queue: a named pipe")->required();
-    add_json(counting, context);
+    verbs<queue_arguments> queue(app, context, "queue", "Record queues on named pipes");
+    add_post(queue);
+    add_read(queue, context);
+    const auto counting = queue.add("count", "Count the records that wait, and leave them there", count);
+    add_pipe(counting);
+    add_json(counting.parser, context);
 }
 
 } // namespace varnel::tools

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <ctime>
-#include <memory>
 #include <string>
 
 #include <fmt/format.h>
@@ -132,19 +131,21 @@ void set(const options &given) {
     }
 }
 
+void get(const context &context, const options &given) {
+    show(given.watch, [&] { return view(context); });
+}
+
 } // namespace
 
 void add_rtc(CLI::App &app, context &context) {
-    CLI::App &family = add_family(app, "rtc", "DS3232 clock at 0:0x68, which holds local time");
-    const auto given = std::make_shared<options>();
-    CLI::App &get = add_verb(family, "get", "Show the clock's time", context,
-                             [&context, given] { show(given->watch, [&] { return view(context); }); });
-    add_json(get, context);
-    add_watch(get, given->watch);
-    CLI::App &set_verb = add_verb(family, "set", "Set the clock", context, [given] { set(*given); });
-    add_argument(set_verb, "TIME", given->time, time_from,
-                 "now, 'YYYY-MM-DD HH:MM:SS' or @SECONDS since 1970 UTC");
-    set_verb.add_flag("--verify", given->verify, "read it back and compare");
+    verbs<options> rtc(app, context, "rtc", "DS3232 clock at 0:0x68, which holds local time");
+    const auto getting = rtc.add("get", "Show the clock's time, and how far it is ahead of system time", get);
+    add_json(getting.parser, context);
+    add_watch(getting.parser, getting.given.watch);
+    const auto setting = rtc.add("set", "Set the clock", set);
+    add_argument(setting.parser, "TIME", setting.given.time, time_from,
+                 "now, 'YYYY-MM-DD HH:MM:SS' or @SECONDS since 1970 UTC", "now|TIME");
+    add_verify(setting.parser, setting.given.verify);
 }
 
 } // namespace varnel::tools

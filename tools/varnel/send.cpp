@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -166,20 +165,22 @@ void send(const std::string &path, unsigned int clients) {
     view.finish(path);
 }
 
+struct options {
+    std::string file;
+    uint64_t clients = 1;
+};
+
 } // namespace
 
 void add_send(CLI::App &app, context &context) {
-    struct arguments {
-        std::string file;
-        uint64_t clients = 1;
-    };
-    const auto given = std::make_shared<arguments>();
-    CLI::App &verb =
-        add_verb(app, "send", "Serve a file to clients that fetch it, one after another", context,
-                 [given] { send(given->file, static_cast<unsigned int>(given->clients)); });
-    verb.add_option("FILE", given->file, "the file, less than 2 GiB")->required();
-    add_number(verb, "--clients", given->clients, most_clients,
-               "how many; one that goes away counts, too (default 1)");
+    const auto sending =
+        verbs<options>(app, context)
+            .add("send", "Serve a file over TCP to clients that fetch it, one after another",
+                 [](const options &given) { send(given.file, static_cast<unsigned int>(given.clients)); });
+    add_note(sending.parser, "Nothing is authenticated.");
+    sending.parser.add_option("FILE", sending.given.file, "the file, less than 2 GiB")->required();
+    add_number(sending.parser, "--clients", sending.given.clients, most_clients,
+               "how many; one that disconnects early counts, too (default 1)");
 }
 
 } // namespace varnel::tools

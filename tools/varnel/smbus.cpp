@@ -18,7 +18,6 @@
 #include "tools/varnel/arguments.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"
-#include "tools/varnel/device_verbs.h"
 #include "tools/varnel/pmbus.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -222,104 +221,99 @@ void transfer(const context &context, const options &given) {
     }
 }
 
-class smbus_verbs : device_verbs<options> {
-  public:
-    smbus_verbs(CLI::App &app, context &context)
-        : device_verbs(add_family(app, "smbus", "SMBus transactions, one each; and raw transfers"), context) {
-    }
+template <typename Action>
+added_verb<options> add_with_command(verbs<options> &smbus, const char *name, const char *description,
+                                     Action action) {
+    const added_verb<options> verb = smbus.add(name, description, action);
+    verb.given.has_command = true;
+    add_argument(verb.parser, "REGISTER", verb.given.command, pmbus_command,
+                 "command code: 0xe2, 226 or a PMBus name such as STATUS_WORD");
+    return verb;
+}
 
-    void without_command() {
-        CLI::App &quick_verb = add("quick", "Quick command: the address alone",
-                                   [](const auto &, const auto &given) { quick(given); });
-        quick_verb.add_flag("--read", given_->read, "with the read bit; default: the write bit");
-        CLI::App &send =
-            add("send-byte", "Send one byte", [](const auto &, const auto &given) { send_byte(given); });
-        add_number(send, "BYTE", given_->value, UINT8_MAX, "the byte");
-        add_json(add("receive-byte", "Receive one byte", receive_byte), context_);
-    }
+CLI::Option *add_count(const added_verb<options> &verb, const char *name, std::size_t most) {
+    const auto read = [name, most](const std::string &text) {
+        const auto count = static_cast<std::size_t>(c_number(text, most, name));
+        if (count == 0) {
+            throw bad_usage(fmt::format("{}: must be 1 to {}", name, most));
+        }
+        return count;
+    };
+    return add_argument(verb.parser, name, verb.given.length, read, "bytes to read", *name == '-' ? "N" : "");
+}
 
-    void readers() {
-        add_json(add_with_command("read-byte", "Read a byte", read_byte), context_);
-        add_json(add_with_command("read-word", "Read a word, low byte first", read_word), context_);
-        CLI::App &block =
-            add_with_command("read-block", "Read a block; the chip's own count is not shown", read_block);
-        add_count(block, "COUNT", longest_block);
-        add_json(block, context_);
-    }
+void add_block(const added_verb<options> &verb) {
+    add_bytes(verb.parser, "BYTES", verb.given.bytes, "the block: up to 32 bytes")
+        ->required()
+        ->expected(1, longest_block)
+        ->option_text("...");
+}
 
-    void writers() {
-        CLI::App &byte = add_with_command("write-byte", "Write a byte", write_byte);
-        add_number(byte, "VALUE", given_->value, UINT8_MAX, "the byte");
-        add_writing(byte);
-        CLI::App &word = add_with_command("write-word", "Write a word, low byte first", write_word);
-        add_number(word, "VALUE", given_->value, UINT16_MAX, "the word");
-        add_writing(word);
-        CLI::App &block = add_with_command("write-block", "Write a block of up to 32 bytes", write_block);
-        add_block(block);
-        add_writing(block);
-    }
+void add_writing(const added_verb<options> &verb, context &context) {
+    add_verify(verb.parser, verb.given.verify);
+    add_yes(verb.parser, context);
+}
 
-    void calls() {
-        CLI::App &word = add_with_command("process-call", "Write a word and read one", process_call);
-        add_number(word, "VALUE", given_->value, UINT16_MAX, "the word written");
-        add_json(word, context_);
-        add_yes(word, context_);
-        CLI::App &block = add_with_command(
-            "block-process-call", "Write a block and read one, 32 bytes together", block_process_call);
-        add_block(block);
-        add_count(block, "--read", longest_block - 1)->required();
-        add_json(block, context_);
-        add_yes(block, context_);
-        CLI::App &raw =
-            add("transfer", "Write bytes, read bytes, or write then read, without any frame", transfer);
-        add_bytes(raw, "BYTES", given_->bytes, "bytes to write");
-        add_count(raw, "--read", longest_transfer);
-        add_json(raw, context_);
-        add_yes(raw, context_);
-    }
+void add_calling(const added_verb<options> &verb, context &context) {
+    add_json(verb.parser, context);
+    add_yes(verb.parser, context);
+}
 
-  private:
-    template <typename Action>
-    CLI::App &add_with_command(const char *name, const char *description, Action action) {
-        CLI::App &verb = add(name, description, action);
-        given_->has_command = true;
-        add_argument(verb, "REGISTER", given_->command, pmbus_command,
-                     "command code: 0xe2, 226 or a PMBus name");
-        return verb;
-    }
+void add_without_command(verbs<options> &smbus, context &context) {
+    const auto quicker = smbus.add("quick", "Quick command: the address alone", quick);
+    quicker.parser.add_flag("--read", quicker.given.read, "with the read bit; default: the write bit");
+    const auto sending = smbus.add("send-byte", "Send one byte", send_byte);
+    add_number(sending.parser, "BYTE", sending.given.value, UINT8_MAX, "the byte");
+    add_json(smbus.add("receive-byte", "Receive one byte", receive_byte).parser, context);
+}
 
-    CLI::Option *add_count(CLI::App &verb, const char *name, std::size_t most) {
-        const auto read = [name, most](const std::string &text) {
-            const auto count = static_cast<std::size_t>(c_number(text, most, name));
-            if (count == 0) {
-                throw bad_usage(fmt::format("{}: 0 bytes are none at all", name));
-            }
-            return count;
-        };
-        return add_argument(verb, name, given_->length, read, "bytes to read", *name == '-' ? "N" : "");
-    }
+void add_readers(verbs<options> &smbus, context &context) {
+    add_json(add_with_command(smbus, "read-byte", "Read a byte", read_byte).parser, context);
+    add_json(add_with_command(smbus, "read-word", "Read a word, low byte first", read_word).parser, context);
+    const auto block =
+        add_with_command(smbus, "read-block", "Read a block; the chip's own count is not shown", read_block);
+    add_count(block, "COUNT", longest_block);
+    add_json(block.parser, context);
+}
 
-    void add_block(CLI::App &verb) {
-        add_bytes(verb, "BYTES", given_->bytes, "the block: up to 32 bytes")
-            ->required()
-            ->expected(1, longest_block)
-            ->option_text("...");
-    }
+void add_writers(verbs<options> &smbus, context &context) {
+    const auto byte = add_with_command(smbus, "write-byte", "Write a byte", write_byte);
+    add_number(byte.parser, "VALUE", byte.given.value, UINT8_MAX, "the byte");
+    add_writing(byte, context);
+    const auto word = add_with_command(smbus, "write-word", "Write a word, low byte first", write_word);
+    add_number(word.parser, "VALUE", word.given.value, UINT16_MAX, "the word");
+    add_writing(word, context);
+    const auto block = add_with_command(smbus, "write-block", "Write a block of up to 32 bytes", write_block);
+    add_block(block);
+    add_writing(block, context);
+}
 
-    void add_writing(CLI::App &verb) {
-        add_verify(verb);
-        add_yes(verb, context_);
-    }
-};
+void add_calls(verbs<options> &smbus, context &context) {
+    const auto word = add_with_command(smbus, "process-call", "Write a word and read one", process_call);
+    add_number(word.parser, "VALUE", word.given.value, UINT16_MAX, "the word written");
+    add_calling(word, context);
+    const auto block = add_with_command(smbus, "block-process-call",
+                                        "Write a block and read one, 32 bytes together", block_process_call);
+    add_block(block);
+    add_count(block, "--read", longest_block - 1)->required();
+    add_calling(block, context);
+    const auto raw =
+        smbus.add("transfer", "Write bytes, read bytes, or write then read, without any frame", transfer);
+    add_bytes(raw.parser, "BYTES", raw.given.bytes, "bytes to write");
+    add_count(raw, "--read", longest_transfer);
+    add_calling(raw, context);
+}
 
 } // namespace
 
 void add_smbus(CLI::App &app, context &context) {
-    smbus_verbs verbs(app, context);
-    verbs.without_command();
-    verbs.readers();
-    verbs.writers();
-    verbs.calls();
+    verbs<options> smbus(app, context, "smbus", "SMBus transactions, one each; and raw transfers");
+    add_note(smbus.family(), "Verbs that store something ask for confirmation when the address is 0x50 to "
+                             "0x57, where EEPROMs are.");
+    add_without_command(smbus, context);
+    add_readers(smbus, context);
+    add_writers(smbus, context);
+    add_calls(smbus, context);
 }
 
 } // namespace varnel::tools

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -134,15 +133,18 @@ void write_log(const syslog_options &given) {
 } // namespace
 
 void add_syslog(CLI::App &app, context &context) {
-    auto given = std::make_shared<syslog_options>();
-    CLI::App &verb = add_verb(app, "syslog", "Write a line to the system log, or each line of standard input",
-                              context, [given] { write_log(*given); });
-    verb.add_option("TEXT", given->words, "the message; without one, lines of standard input");
-    verb.add_option("--level", given->level,
-                    "debug, info (default), notice, warning, error, critical, alert or emergency")
+    const auto writing =
+        verbs<syslog_options>(app, context)
+            .add("syslog", "Write a line to the system log, or each line of standard input", write_log);
+    writing.parser.add_option("TEXT", writing.given.words,
+                              "the message; without one, lines of standard input");
+    writing.parser.add_option("--level", writing.given.level, "default: info")
+        ->type_name("emergency|alert|critical|error|warning|notice|info|debug");
+    writing.parser.add_option("--facility", writing.given.facility, "local6 (default), daemon, user...")
         ->type_name("NAME");
-    verb.add_option("--facility", given->facility, "local6 (default), daemon, user...")->type_name("NAME");
-    verb.add_option("--dump", given->dump, "log the bytes of a file in hexadecimal; - is standard input")
+    writing.parser
+        .add_option("--dump", writing.given.dump,
+                    "log the bytes of a file in hexadecimal; - is standard input")
         ->type_name("FILE");
 }
 

@@ -170,42 +170,50 @@ void get(const std::string &path, const std::string &file, const context &contex
     print(context.json ? json_text(all) : lines);
 }
 
+struct options {
+    std::string path;
+    std::string file;
+    std::string indentation = "three";
+    bool raw = false;
+};
+
+void add_document(const added_verb<options> &verb) {
+    verb.parser.add_option("FILE", verb.given.file, "the document; - is standard input")->required();
+}
+
 } // namespace
 
 void add_xml(CLI::App &app, context &context) {
-    struct arguments {
-        std::string path;
-        std::string file;
-        std::string indentation = "three";
-        bool raw = false;
-    };
-    auto given = std::make_shared<arguments>();
-    CLI::App &family = add_family(app, "xml", "XML documents, as the library reads and writes them");
+    verbs<options> xml(app, context, "xml", "XML documents, as the library reads and writes them");
 
-    CLI::App &checking =
-        add_verb(family, "check", "Tell whether a document reads, and where it does not", context,
-                 [given, &context] { context.status = check(given->file, context); });
-    checking.add_option("FILE", given->file, "the document; - is standard input")->required();
-    add_json(checking, context);
+    const auto checking =
+        xml.add("check", "Check a document; report the first error and its line",
+                [](auto &asked, const options &given) { asked.status = check(given.file, asked); });
+    add_document(checking);
+    add_json(checking.parser, context);
 
-    CLI::App &formatting =
-        add_verb(family, "format", "Print a document, laid out by the library's writer", context, [given] {
-            format(given->file,
-                   indentations.at(given->indentation) | (given->raw ? unsigned{xml_flag_raw} : 0U));
+    const auto formatting =
+        xml.add("format", "Print a document, laid out by the library's writer", [](const options &given) {
+            format(given.file,
+                   indentations.at(given.indentation) | (given.raw ? unsigned{xml_flag_raw} : 0U));
         });
-    formatting.add_option("FILE", given->file, "the document; - is standard input")->required();
-    formatting
-        .add_option("--indent", given->indentation, "for each level: none, blank, three (default) or tab")
-        ->type_name("KIND")
-        ->check(CLI::IsMember(indentations));
-    formatting.add_flag("--raw", given->raw, "leave & and entities as they are");
+    add_document(formatting);
+    formatting.parser
+        .add_option("--indent", formatting.given.indentation,
+                    "for each level; blank is one space, three is three (default)")
+        ->type_name("none|blank|three|tab")
+        ->check(CLI::IsMember(indentations).description(""));
+    formatting.parser.add_flag("--raw", formatting.given.raw, "leave & and entities as they are");
 
-    CLI::App &getting = add_verb(family, "get", "Print texts or attributes, one a line", context,
-                                 [given, &context] { get(given->path, given->file, context); });
-    getting.add_option("PATH", given->path, "such as /fans/fan, /fans/fan[2], '/fans/fan[@id=\"2\"]/@speed'")
+    const auto getting =
+        xml.add("get", "Print texts or attributes, one a line",
+                [](const auto &asked, const options &given) { get(given.path, given.file, asked); });
+    getting.parser
+        .add_option("PATH", getting.given.path,
+                    "such as /fans/fan, /fans/fan[2], '/fans/fan[@id=\"2\"]/@speed'")
         ->required();
-    getting.add_option("FILE", given->file, "the document; - is standard input")->required();
-    add_json(getting, context);
+    add_document(getting);
+    add_json(getting.parser, context);
 }
 
 } // namespace varnel::tools

@@ -116,7 +116,7 @@ TEST_F(VarnelIpmi, RefusesWhatIsNoCommand) {
     EXPECT_EQ(varnel_ipmi("raw 0 1 x"),
               (finished{2, "varnel: BYTES: 'x' is not a number from 0 to 255 (0xff)\n"}));
     EXPECT_EQ(varnel_ipmi("raw 0"), (finished{2, "varnel: CMD is required\n"}));
-    EXPECT_EQ(varnel_ipmi(""), (finished{2, "varnel: ipmi: which? raw; --help tells more\n"}));
+    EXPECT_EQ(varnel_ipmi(""), (finished{2, "varnel: ipmi: missing verb (one of raw); see --help\n"}));
 }
 
 } // namespace

@@ -245,7 +245,7 @@ TEST_P(bad_input, is_one_line_and_status_2_and_changes_nothing) {
 }
 
 const mistake mistakes[] = {
-    {"nothing", {}, "which command? run, show, set, fault or trace; --help tells more"},
+    {"nothing", {}, "missing command (one of run, show, set, fault, trace); see --help"},
     {"command", {"shwo"}, "The following argument was not expected: shwo"},
     {"option", {"--nope", "show"}, "The following argument was not expected: --nope"},
     {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
@@ -264,8 +264,8 @@ const mistake mistakes[] = {
     {"set_second_bad",
      {"set", "psu.load", "1W", "psu9.load", "1W"},
      "there is no chip 'psu9' on board 'bench'"},
-    {"fault_nothing", {"fault"}, "which fault? CHIP nack|short|stuck|flip|none"},
-    {"fault_no_kind", {"fault", "psu"}, "which fault? CHIP nack|short|stuck|flip|none"},
+    {"fault_nothing", {"fault"}, "missing argument: CHIP nack|short|stuck|flip|none"},
+    {"fault_no_kind", {"fault", "psu"}, "missing argument: CHIP nack|short|stuck|flip|none"},
     {"fault_chip", {"fault", "psu9", "nack"}, "there is no chip 'psu9' on board 'bench'"},
     {"fault_clear_chip", {"fault", "psu9", "none"}, "there is no chip 'psu9' on board 'bench'"},
     {"fault_kind",
@@ -275,7 +275,7 @@ const mistake mistakes[] = {
     {"fault_count_word", {"fault", "psu", "nack", "--count", "two"}, "--count: 'two' is not a whole number"},
     {"fault_count_sign", {"fault", "psu", "nack", "--count", "-1"}, "--count: '-1' is not a whole number"},
     {"fault_count_unit", {"fault", "psu", "nack", "--count", "3x"}, "--count: '3x' is not a whole number"},
-    {"fault_count_zero", {"fault", "psu", "nack", "--count", "0"}, "--count: 0 transfers are none at all"},
+    {"fault_count_zero", {"fault", "psu", "nack", "--count", "0"}, "--count: must be at least 1"},
     {"fault_count_huge",
      {"fault", "psu", "nack", "--count", "18446744073709551616"},
      "--count: '18446744073709551616' is not a whole number"},

@@ -3,7 +3,7 @@ No board is needed for any of these.
   $ varnel --version
   varnel 1.0.0
   $ varnel
-  ! varnel: which verb\? smbus, gpio, mux, bus, psu, rtc.*; --help tells more (re)
+  ! varnel: missing verb \(one of smbus, gpio, mux, bus, psu, rtc.*\); see --help (re)
   [2]
   $ varnel --nope
   ! varnel: The following argument was not expected: --nope
@@ -12,7 +12,7 @@ No board is needed for any of these.
   ! varnel: The following argument was not expected: nope
   [2]
   $ varnel psu
-  ! varnel: psu: which? status, get, fan, output, voltage, clear, unprotect; --help tells more
+  ! varnel: psu: missing verb (one of status, get, fan, output, voltage, clear, unprotect); see --help
   [2]
   $ varnel psu nope
   ! varnel: The following argument was not expected: nope
@@ -119,5 +119,5 @@ Data that cannot be written is an error; a reader that went away is none.
   $ varnel --help >/dev/null; echo $?
   0
   $ varnel psu status --help | head -n 2
-  Show all readings and faults
+  Show all readings, and faults in words
   Usage: varnel psu status [OPTIONS] DEVICE
