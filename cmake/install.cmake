@@ -68,12 +68,11 @@ install(EXPORT varnel FILE varnel-targets.cmake NAMESPACE varnel:: DESTINATION $
 install(FILES ${CMAKE_BINARY_DIR}/varnel-config-version.cmake cmake/varnel-config.cmake
         DESTINATION ${varnel_cmake_folder} COMPONENT development)
 
-# varnel_install_tool(NAME COMPONENT): the program and its page. Outside /usr, it finds the libraries that were installed
-# with it.
+# varnel_install_tool(NAME COMPONENT): the program; packaging/reference has its page and completion. Outside /usr, it finds
+# the libraries that were installed with it.
 function(varnel_install_tool name component)
   if(TARGET ${name})
     install(TARGETS ${name} RUNTIME COMPONENT ${component})
-    varnel_install_manual(${name}.1 ${component})
     if(NOT CMAKE_INSTALL_PREFIX STREQUAL /usr)
       file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
       set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${libraries})
@@ -84,8 +83,8 @@ endfunction()
 varnel_install_tool(varnel tools)
 varnel_install_tool(varnel-sim simulator)
 varnel_install_tool(varnel-sim-usb simulator)
-if(TARGET varnel AND EXISTS ${PROJECT_SOURCE_DIR}/packaging/completion)
-  install(DIRECTORY packaging/completion/ DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+if(TARGET varnel-sim-usb)
+  varnel_install_manual(varnel-sim-usb.1 simulator)
 endif()
 
 if(TARGET varnel-sim)
