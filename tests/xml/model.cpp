@@ -9,7 +9,7 @@ namespace varnel::test {
 
 namespace {
 
-std::string quoted(std::string_view text) {
+std::string in_quotes(std::string_view text) {
     std::string result = "\"";
     for (const char c : text) {
         if (c == '"' || c == '\\') {
@@ -64,7 +64,7 @@ std::string dump_attributes(const std::vector<model_attribute> &attributes) {
     for (const model_attribute &a : attributes) {
         result += result.empty() ? "" : " ";
         result += a.name ? *a.name : "~";
-        result += a.value ? "=" + quoted(*a.value) : "";
+        result += a.value ? "=" + in_quotes(*a.value) : "";
     }
     return result.empty() ? "" : "[" + result + "]";
 }
@@ -78,7 +78,7 @@ std::string dump_summary(const summary &of) {
     }
     result += dump_attributes(of.attributes);
     if (of.value) {
-        result += (of.kind == xml_kind_text || of.kind == xml_kind_comment ? "" : "=") + quoted(*of.value);
+        result += (of.kind == xml_kind_text || of.kind == xml_kind_comment ? "" : "=") + in_quotes(*of.value);
     }
     return result;
 }
