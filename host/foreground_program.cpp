@@ -82,7 +82,14 @@ void become(const std::vector<std::string> &words) {
     _exit(error == ENOENT ? not_found : cannot_execute);
 }
 
-foreground_program::foreground_program(const std::vector<std::string> &words) {
+int exit_status_of(int wait_status) {
+    return WIFSIGNALED(wait_status) ? by_signal + WTERMSIG(wait_status) : WEXITSTATUS(wait_status);
+}
+
+foreground_program::foreground_program(const std::vector<std::string> &words)
+    : foreground_program([&words] { become(words); }) {}
+
+foreground_program::foreground_program(const std::function<void()> &body) {
     const foreground_signals signals;
     sigset_t termination;
     sigset_t before;
@@ -94,12 +101,12 @@ foreground_program::foreground_program(const std::vector<std::string> &words) {
     if (process_ == 0) {
         signals.restore();
         sigprocmask(SIG_SETMASK, &before, nullptr);
-        become(words);
+        body();
     }
     to_forward_to = process_;
     sigprocmask(SIG_SETMASK, &before, nullptr);
     if (process_ < 0 || (ending_ = descriptor_of(process_)) < 0) {
-        throw std::system_error(errno, std::generic_category(), words[0]);
+        throw std::system_error(errno, std::generic_category(), "fork");
     }
 }
 
@@ -113,7 +120,7 @@ int foreground_program::wait() {
         }
     }
     to_forward_to = 0;
-    return WIFSIGNALED(status) ? by_signal + WTERMSIG(status) : WEXITSTATUS(status);
+    return exit_status_of(status);
 }
 
 } // namespace varnel::host

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <map>
+#include <ranges>
 #include <set>
 #include <utility>
 
@@ -65,6 +66,11 @@ void remember(std::vector<assignment> &changes, const assignment &latest) {
 }
 
 } // namespace
+
+std::vector<uint8_t> board::buses() const {
+    const auto numbers = std::views::keys(wiring_.adapters);
+    return {numbers.begin(), numbers.end()};
+}
 
 void board::set(const std::vector<assignment> &assignments) {
     std::set<const board_chip *> parts;

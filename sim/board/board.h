@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -32,7 +33,14 @@ class board {
 
     [[nodiscard]] const std::string &name() const { return description_.name; }
 
+    /// The I2C adapters, in order.
+    [[nodiscard]] std::vector<uint8_t> buses() const;
+
     transfer_outcome transfer(const transfer_request &request) { return perform(wiring_, request); }
+    /// Several, with one STOP at the end, up to the first that fails.
+    std::vector<transfer_outcome> transfer(std::span<const transfer_request> requests) {
+        return perform(wiring_, requests);
+    }
 
     /// Changes what surrounds chips: all or, with bad_request, nothing.
     void set(const std::vector<assignment> &assignments);

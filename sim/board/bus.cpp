@@ -126,16 +126,14 @@ namespace {
 /// A transfer under way: the lengths as faults have left them, and the bit that is flipped.
 class whole_transfer {
   public:
-    whole_transfer(const wiring &wires, std::size_t adapter_segment, const transfer_request &request)
-        : wire_(wires, adapter_segment), request_(request), write_length_(request.data.size()),
+    whole_transfer(transaction &wire, const transfer_request &request)
+        : wire_(wire), request_(request), write_length_(request.data.size()),
           read_length_(request.read_length) {}
 
     transfer_outcome run() {
         outcome_.error = exchange();
         outcome_.result = outcome_.error != 0 ? -1 : result();
-        wire_.stop();
         outcome_.addressed = wire_.addressed();
-        outcome_.faults = wire_.struck();
         return std::move(outcome_);
     }
 
@@ -153,7 +151,9 @@ class whole_transfer {
         if (request_.kind == operation::write_read && !wire_.start(request_.address, direction::read)) {
             return ENXIO;
         }
-        read_all();
+        if (!read_all()) {
+            return EPROTO;
+        }
         return request_.kind == operation::write_read && shortened_ ? EIO : 0;
     }
 
@@ -181,11 +181,22 @@ class whole_transfer {
         return true;
     }
 
-    void read_all() {
+    /// Returns whether the count, if there is one, is valid.
+    bool read_all() {
         while (outcome_.read.size() < read_length_) {
             const auto disturbance = noise(outcome_.read.size());
             outcome_.read.push_back(wire_.read() ^ disturbance);
+            if (request_.counted && outcome_.read.size() == 1 && !add_counted()) {
+                return false;
+            }
         }
+        return true;
+    }
+
+    bool add_counted() {
+        const std::size_t count = outcome_.read.front();
+        read_length_ += count;
+        return count >= 1 && count <= largest_block;
     }
 
     [[nodiscard]] uint8_t noise(std::size_t index) const {
@@ -203,7 +214,9 @@ class whole_transfer {
         }
     }
 
-    transaction wire_;
+    static constexpr std::size_t largest_block = 32; // SMBus 3.2 section 6.5.7 allows 255, Linux 32
+
+    transaction &wire_;
     const transfer_request &request_;
     std::size_t write_length_;
     std::size_t read_length_;
@@ -214,12 +227,37 @@ class whole_transfer {
 
 } // namespace
 
-transfer_outcome perform(const wiring &wires, const transfer_request &request) {
-    const auto adapter = wires.adapters.find(request.adapter);
-    if (adapter == wires.adapters.end()) {
-        return {-1, ENODEV};
+int error_of(const transfer_request &request, const transfer_outcome &outcome) {
+    if (outcome.error != 0) {
+        return outcome.error;
     }
-    return whole_transfer(wires, adapter->second, request).run();
+    const bool all_written = request.kind == operation::read || outcome.written.size() == request.data.size();
+    const bool all_read = request.kind == operation::write || outcome.read.size() >= request.read_length;
+    return all_written && all_read ? 0 : EIO;
+}
+
+std::vector<transfer_outcome> perform(const wiring &wires, std::span<const transfer_request> requests) {
+    std::vector<transfer_outcome> outcomes;
+    const auto adapter = wires.adapters.find(requests.front().adapter);
+    if (adapter == wires.adapters.end()) {
+        return {{-1, ENODEV}};
+    }
+    transaction wire(wires, adapter->second);
+    std::size_t reported = 0;
+    for (const transfer_request &request : requests) {
+        outcomes.push_back(whole_transfer(wire, request).run());
+        const auto news = std::span(wire.struck()).subspan(reported);
+        outcomes.back().faults.assign(news.begin(), news.end());
+        reported = wire.struck().size();
+        if (error_of(request, outcomes.back()) != 0) {
+            break;
+        }
+    }
+    return outcomes;
+}
+
+transfer_outcome perform(const wiring &wires, const transfer_request &request) {
+    return perform(wires, std::span(&request, 1)).front();
 }
 
 } // namespace varnel::sim

@@ -121,6 +121,7 @@ struct transfer_request {
     uint8_t address;
     std::span<const uint8_t> data = {}; ///< to write
     std::size_t read_length = 0;
+    bool counted = false; ///< the first byte read says how many more follow `read_length`: 1 to 32
 };
 
 /// What the primitive returns, and what a logic analyser would have seen.
@@ -133,9 +134,17 @@ struct transfer_outcome {
     std::vector<fault_kind> faults = {};
 };
 
+/// The errno of a transfer for a caller who wants all bytes or none: 0, outcome.error, or EIO when fewer bytes than
+/// asked for were moved.
+[[nodiscard]] int error_of(const transfer_request &request, const transfer_outcome &outcome);
+
 /// A whole transfer, with the results of a real adapter: writes and reads return the number of bytes,
 /// write-reads 0; failures -1 with ENODEV (no such adapter), ENXIO (address not acknowledged), EIO (a byte
-/// not acknowledged, or a write-read cut short) or ETIMEDOUT (SDA held low).
+/// not acknowledged, or a write-read cut short), EPROTO (a count that is not 1 to 32) or ETIMEDOUT (SDA held low).
 [[nodiscard]] transfer_outcome perform(const wiring &wires, const transfer_request &request);
+
+/// Several transfers of one adapter with one STOP at the end, up to the first that fails.
+[[nodiscard]] std::vector<transfer_outcome> perform(const wiring &wires,
+                                                    std::span<const transfer_request> requests);
 
 } // namespace varnel::sim

@@ -8,6 +8,9 @@
  * same width on every machine, so that a 32-bit program talks to a 64-bit server.
  *
  * Transfers: a transfer_header, then the bytes to write; answered by a reply_header, then the bytes read.
+ * Combined transfers, with one STOP at the end: a transfer_header of message_kind::combined whose write_length is
+ * the number of parts; each part is a part_header and the bytes to write. Answered by a reply_header, whose
+ * result is the number of parts done, or -1, and for each part done that reads a 16-bit length and the bytes read.
  * Control: one byte message_kind::control, then JSON; answered by the same (see sim/server/server.h).
  * Refusal: a server that cannot take a connection sends a reply_header of message_kind::refusal and closes
  * the connection without reading from it.
@@ -25,7 +28,8 @@ enum class message_kind : uint8_t {
     write_read = 3,
     control = 4,
     reply = 5,
-    refusal = 6
+    refusal = 6,
+    combined = 7
 };
 
 /// Changes with the layout of the messages: a library and a server of different versions refuse each other.
@@ -42,6 +46,17 @@ struct transfer_header {
     message_kind kind;
     uint8_t version;
     uint8_t adapter;
+    uint8_t address;
+    uint16_t write_length;
+    uint16_t read_length;
+
+    static constexpr std::size_t size = 8;
+};
+
+/// A write, a read or a write-read to one address.
+struct part_header {
+    message_kind kind;
+    bool counted; ///< the first byte read says how many more follow read_length
     uint8_t address;
     uint16_t write_length;
     uint16_t read_length;
@@ -86,6 +101,22 @@ constexpr std::array<uint8_t, transfer_header::size> encode(const transfer_heade
 
 constexpr transfer_header decode_transfer(const uint8_t *bytes) {
     return {message_kind{bytes[0]},   bytes[1], bytes[2], bytes[3], wire::number16(bytes + 4),
+            wire::number16(bytes + 6)};
+}
+
+constexpr std::array<uint8_t, part_header::size> encode(const part_header &header) {
+    return {static_cast<uint8_t>(header.kind),
+            static_cast<uint8_t>(header.counted ? 1 : 0),
+            header.address,
+            0,
+            wire::byte_of(header.write_length, 0),
+            wire::byte_of(header.write_length, 1),
+            wire::byte_of(header.read_length, 0),
+            wire::byte_of(header.read_length, 1)};
+}
+
+constexpr part_header decode_part(const uint8_t *bytes) {
+    return {message_kind{bytes[0]}, bytes[1] != 0, bytes[2], wire::number16(bytes + 4),
             wire::number16(bytes + 6)};
 }
 

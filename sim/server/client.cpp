@@ -35,6 +35,11 @@ std::string name_of_process(int pid) {
 client::client(descriptor socket)
     : link(std::move(socket)), pid(peer_of(link.get())), process(name_of_process(pid)) {}
 
+void client::act_for(int process_id) {
+    pid = process_id;
+    process = name_of_process(process_id);
+}
+
 bool client::wants_trace(const trace_ring &ring) const {
     return tracing && (tracing->next < ring.next() || (tracing->end && tracing->next >= *tracing->end));
 }

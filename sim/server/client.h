@@ -35,6 +35,8 @@ struct client {
     std::optional<trace_reader> tracing = std::nullopt;
     bool gone = false;
 
+    /// Its transfers are those of another process from now on.
+    void act_for(int process_id);
     /// Whether there is something to send: replies, transfers, or the note that there will be no more of
     /// them.
     [[nodiscard]] bool waits_for_more(const trace_ring &ring) const;

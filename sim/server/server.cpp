@@ -16,6 +16,7 @@
 #include "sim/board/trace.h"
 #include "sim/protocol/board_json.h"
 #include "sim/protocol/message.h"
+#include "sim/server/combined.h"
 
 namespace varnel::sim {
 
@@ -130,6 +131,8 @@ void server::answer_one(client &who) {
         who.gone = true;
     } else if (message_kind{message[0]} == message_kind::control) {
         answer_control(who, message);
+    } else if (message_kind{message[0]} == message_kind::combined) {
+        answer_combined(who, message);
     } else {
         answer_transfer(who, message);
     }
@@ -157,6 +160,18 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     }
 }
 
+void server::answer_combined(client &who, std::span<const uint8_t> message) {
+    const std::vector<transfer_request> requests = decode_combined(message);
+    const std::vector<transfer_outcome> outcomes = board_.transfer(requests);
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        trace_.push(record_of({clock_.now(), who.process, who.pid}, requests[i], outcomes[i]));
+    }
+    const auto [head, body] = encode_combined(requests, outcomes);
+    if (!who.link.send(head, body)) {
+        throw std::runtime_error("client does not take its reply");
+    }
+}
+
 void server::answer_control(client &who, std::span<const uint8_t> message) {
     if (who.replies.size() == most_replies) {
         throw std::runtime_error("client does not take its replies");
@@ -170,6 +185,10 @@ void server::answer_control(client &who, std::span<const uint8_t> message) {
 
 server::json server::carry_out(client &who, const json &request) {
     const std::string command = request.at("command");
+    if (command == "act-for") {
+        who.act_for(request.at("pid"));
+        return json::object();
+    }
     who.role = command == "run" ? client_role::run : client_role::command;
     if (command == "hello" || command == "run") {
         return introduction();
@@ -196,7 +215,7 @@ server::json server::carry_out(client &who, const json &request) {
 }
 
 server::json server::introduction() const {
-    return {{"board", board_.name()}, {"file", file_}, {"hash", file_hash_}};
+    return {{"board", board_.name()}, {"file", file_}, {"hash", file_hash_}, {"buses", board_.buses()}};
 }
 
 server::json server::show() const {

@@ -30,8 +30,9 @@ class power_clock : public board_clock {
 /// Serves one board to many processes, one request at a time: a transfer is never interrupted by another.
 ///
 /// Control requests are JSON objects with a "command", and so are the replies; {"error": TEXT} is one.
-///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER}; from somebody who only looks
+///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER, "buses": [NUMBER...]}; from somebody who only looks
 ///   {"command": "run"}    -> the same; the board stays powered while this client is connected
+///   {"command": "act-for", "pid": N} -> {}; transfers of this client are those of process N
 ///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
 ///   {"command": "show"}   -> a server_status (sim/protocol/board_json.h)
 ///   {"command": "set", "assignments": [[CHIP, NAME, VALUE]...]} -> {}
@@ -61,6 +62,7 @@ class server {
     void listen_to(client &who, int events);
     void answer_one(client &who);
     void answer_transfer(client &who, std::span<const uint8_t> message);
+    void answer_combined(client &who, std::span<const uint8_t> message);
     void answer_control(client &who, std::span<const uint8_t> message);
     json carry_out(client &who, const json &request);
     [[nodiscard]] json introduction() const;

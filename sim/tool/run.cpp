@@ -17,6 +17,7 @@
 #include "host/foreground_program.h"
 #include "host/line_output.h"
 #include "host/standard_streams.h"
+#include "sim/device_files/supervised_program.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
 #include "sim/tool/start.h"
@@ -89,8 +90,8 @@ class accompanying_trace {
     bool open_ = true;
 };
 
-void print_until(const foreground_program &program, accompanying_trace &trace) {
-    std::array<pollfd, 2> watched{{{program.ending(), POLLIN, 0}, {trace.waits_for(), POLLIN, 0}}};
+void print_until(int ending, accompanying_trace &trace) {
+    std::array<pollfd, 2> watched{{{ending, POLLIN, 0}, {trace.waits_for(), POLLIN, 0}}};
     while (watched[0].revents == 0) {
         watched[1].fd = trace.waits_for();
         if (poll(watched.data(), watched.size(), -1) > 0 && watched[1].revents != 0) {
@@ -114,11 +115,25 @@ int leave(board_access &board, const std::string &file, int status) {
     return status != success ? status : failure;
 }
 
-int run(const invocation &call, const std::vector<std::string> &trace_files) {
+struct run_options {
+    std::vector<std::string> trace_files;
+    bool host_devices = false;
+};
+
+/// Runs the program to its end. Returns its exit status.
+template <class Program>
+int finish(Program &&program, std::optional<accompanying_trace> &trace) {
+    if (trace) {
+        print_until(program.ending(), *trace);
+    }
+    return program.wait();
+}
+
+int run(const invocation &call, const run_options &options) {
     if (call.program.empty()) {
         throw bad_usage("no program: varnel-sim run --board FILE -- PROGRAM ARGS...");
     }
-    std::vector<line_output> outputs(trace_files.begin(), trace_files.end());
+    std::vector<line_output> outputs(options.trace_files.begin(), options.trace_files.end());
     const std::string file = find_board_file(call.board);
     const std::string library = library_name();
     const meeting_point where = meeting_point::of_board(file);
@@ -130,24 +145,27 @@ int run(const invocation &call, const std::vector<std::string> &trace_files) {
     preload(library);
     setenv(board_variable, file.c_str(), 1);
     setenv(socket_variable, where.socket_path().c_str(), 1);
-    foreground_program program(call.program);
-    if (trace) {
-        print_until(program, *trace);
-    }
-    return leave(board, file, program.wait());
+    const json introduction = board.request({{"command", "run"}});
+    const device_files::board_files files{where, introduction.at("board"), introduction.at("buses")};
+    const int status = options.host_devices
+                           ? finish(foreground_program(call.program), trace)
+                           : finish(device_files::supervised_program(call.program, files), trace);
+    return leave(board, file, status);
 }
 
 } // namespace
 
 void add_run(CLI::App &app, invocation &call) {
-    auto trace_files = std::make_shared<std::vector<std::string>>();
+    auto options = std::make_shared<run_options>();
     CLI::App *const command = add_command(app, "run", "Run a program on a board", call,
-                                          [&call, trace_files] { call.status = run(call, *trace_files); });
+                                          [&call, options] { call.status = run(call, *options); });
     command
-        ->add_option("--trace", *trace_files,
+        ->add_option("--trace", options->trace_files,
                      "print the board's transfers to a file, or - for standard output")
         ->type_name("FILE")
         ->allow_extra_args(false);
+    command->add_flag("--host-devices", options->host_devices,
+                      "leave /dev and /sys to this machine: no /dev/i2c-N of the board");
     command->add_option("PROGRAM", "after --, with its arguments")->expected(0)->option_text("...");
 }
 

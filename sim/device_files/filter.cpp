@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/device_files/filter.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <vector>
+
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace varnel::sim::device_files {
+
+namespace {
+
+#if defined __x86_64__
+constexpr uint32_t architecture = AUDIT_ARCH_X86_64;
+#elif defined __aarch64__
+constexpr uint32_t architecture = AUDIT_ARCH_AARCH64;
+#elif defined __arm__
+constexpr uint32_t architecture = AUDIT_ARCH_ARM;
+#elif defined __riscv
+constexpr uint32_t architecture = AUDIT_ARCH_RISCV64;
+#else
+constexpr uint32_t architecture = 0; // system calls with other numbers and structures than below
+#endif
+
+/// Requests of i2c-dev: 0x0700 to 0x07FF (linux/i2c-dev.h).
+constexpr uint32_t request_group = 0x0700;
+constexpr uint32_t request_group_mask = 0xFFFFFF00;
+
+constexpr std::initializer_list<uint32_t> calls_with_paths = {
+#ifdef SYS_open
+    SYS_open,       SYS_creat,   SYS_access,
+#endif
+#ifdef SYS_stat
+    SYS_stat,       SYS_lstat,
+#endif
+#ifdef SYS_newfstatat
+    SYS_newfstatat,
+#endif
+#ifdef SYS_fstatat64
+    SYS_stat64,     SYS_lstat64, SYS_fstatat64,
+#endif
+    SYS_openat,     SYS_openat2, SYS_statx,     SYS_faccessat, SYS_faccessat2,
+};
+
+constexpr std::initializer_list<uint32_t> calls_with_descriptors = {
+    SYS_read, SYS_write, SYS_dup, SYS_fcntl, SYS_fstat,
+};
+
+/// A program for the kernel, written from front to back.
+class bpf_program {
+  public:
+    void load(std::size_t offset) {
+        instructions_.push_back(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<uint32_t>(offset)));
+    }
+    void mask(uint32_t bits) { instructions_.push_back(BPF_STMT(BPF_ALU | BPF_AND | BPF_K, bits)); }
+    void finish(uint32_t action) { instructions_.push_back(BPF_STMT(BPF_RET | BPF_K, action)); }
+    /// Skips `then` instructions if the comparison holds, `otherwise` if not.
+    void skip(uint16_t comparison, uint32_t value, uint8_t then, uint8_t otherwise) {
+        instructions_.push_back(
+            BPF_JUMP(static_cast<uint16_t>(BPF_JMP | comparison | BPF_K), value, then, otherwise));
+    }
+
+    int install() {
+        sock_fprog program{static_cast<unsigned short>(instructions_.size()), instructions_.data()};
+        unsigned int flags = SECCOMP_FILTER_FLAG_NEW_LISTENER;
+#ifdef SECCOMP_FILTER_FLAG_WAIT_KILLABLE_RECV // a signal must not make a program repeat a transfer
+        const long uninterrupted = syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER,
+                                           flags | SECCOMP_FILTER_FLAG_WAIT_KILLABLE_RECV, &program);
+        if (uninterrupted >= 0) {
+            return static_cast<int>(uninterrupted);
+        }
+#endif
+        return static_cast<int>(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, flags, &program));
+    }
+
+  private:
+    std::vector<sock_filter> instructions_;
+};
+
+/// The low half of an argument of the system call.
+constexpr std::size_t argument(std::size_t index) {
+    return offsetof(seccomp_data, args) + index * sizeof(uint64_t);
+}
+
+void ask_about_calls_with_paths(bpf_program &program) {
+    for (const uint32_t call : calls_with_paths) {
+        program.skip(BPF_JEQ, call, 0, 1);
+        program.finish(SECCOMP_RET_USER_NOTIF);
+    }
+}
+
+void ask_about_requests(bpf_program &program) {
+    program.skip(BPF_JEQ, SYS_ioctl, 0, 5);
+    program.load(argument(1));
+    program.mask(request_group_mask);
+    program.skip(BPF_JEQ, request_group, 0, 1);
+    program.finish(SECCOMP_RET_USER_NOTIF);
+    program.finish(SECCOMP_RET_ALLOW);
+}
+
+void ask_about_bus_descriptors(bpf_program &program) {
+    for (const uint32_t call : calls_with_descriptors) {
+        program.skip(BPF_JEQ, call, 0, 5);
+        program.load(argument(0));
+        program.skip(BPF_JGE, first_bus_descriptor, 0, 2);
+        program.skip(BPF_JGT, last_bus_descriptor, 1, 0);
+        program.finish(SECCOMP_RET_USER_NOTIF);
+        program.finish(SECCOMP_RET_ALLOW);
+    }
+}
+
+} // namespace
+
+int install_filter() {
+    if (architecture == 0) {
+        errno = ENOSYS;
+        return -1;
+    }
+    bpf_program program;
+    program.load(offsetof(seccomp_data, arch));
+    program.skip(BPF_JEQ, architecture, 1, 0);
+    program.finish(SECCOMP_RET_ALLOW); // a program for another machine
+    program.load(offsetof(seccomp_data, nr));
+    ask_about_calls_with_paths(program);
+    ask_about_requests(program);
+    ask_about_bus_descriptors(program);
+    program.finish(SECCOMP_RET_ALLOW);
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 ? program.install() : -1;
+}
+
+} // namespace varnel::sim::device_files

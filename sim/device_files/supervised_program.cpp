@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/device_files/supervised_program.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <system_error>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "host/standard_streams.h"
+#include "sim/device_files/filter.h"
+
+namespace varnel::sim::device_files {
+
+namespace {
+
+[[noreturn]] void fail(const char *what) { throw std::system_error(errno, std::generic_category(), what); }
+
+/// A packet of one byte, with a descriptor or without.
+struct packet {
+    char byte = 0;
+    iovec content{&byte, 1};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+
+    msghdr header() {
+        msghdr message{};
+        message.msg_iov = &content;
+        message.msg_iovlen = 1;
+        message.msg_control = control.data();
+        message.msg_controllen = control.size();
+        return message;
+    }
+};
+
+void send_descriptor(int socket, int sent) {
+    packet out;
+    msghdr message = out.header();
+    cmsghdr *const part = CMSG_FIRSTHDR(&message);
+    part->cmsg_level = SOL_SOCKET;
+    part->cmsg_type = SCM_RIGHTS;
+    part->cmsg_len = CMSG_LEN(sizeof sent);
+    std::memcpy(CMSG_DATA(part), &sent, sizeof sent);
+    if (sendmsg(socket, &message, 0) < 0) {
+        fail("sendmsg");
+    }
+}
+
+/// Not open when the sender has left without one.
+descriptor receive_descriptor(int socket) {
+    packet in;
+    msghdr message = in.header();
+    const ssize_t size = recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
+    const cmsghdr *const part = size > 0 ? CMSG_FIRSTHDR(&message) : nullptr;
+    int received = -1;
+    if (part != nullptr && part->cmsg_type == SCM_RIGHTS) {
+        std::memcpy(&received, CMSG_DATA(part), sizeof received);
+    }
+    return descriptor(received);
+}
+
+/// The program's side: asks for supervision, and becomes the program.
+[[noreturn]] void run_program(const std::vector<std::string> &words, int to_supervisor) {
+    const int listener = install_filter();
+    if (listener >= 0) {
+        send_descriptor(to_supervisor, listener);
+        close(listener);
+    } else if (errno != EBUSY) { // in a shell on a board, the files are that board's already
+        host::say(fmt::format("varnel-sim: /dev/i2c-* are this machine's, not the board's: seccomp: {}",
+                              std::strerror(errno)));
+    }
+    close(to_supervisor);
+    host::become(words);
+}
+
+/// Keeps nothing of the terminal, so that signals from there and the end of the program's output are the program's.
+void detach() {
+    setsid();
+    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); // daemons stay descendants
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        dup2(nothing, standard);
+    }
+    close(nothing);
+}
+
+/// The supervisor's process, after it has started the program.
+class supervision {
+  public:
+    supervision(pid_t program, descriptor status, int signals)
+        : program_(program), status_(std::move(status)), signals_(signals) {}
+
+    void run(std::optional<supervisor> &supervised) {
+        while (status_.is_open() || supervised) {
+            std::vector<pollfd> watched{{signals_, POLLIN, 0}};
+            if (supervised) {
+                watched.push_back({supervised->calls(), POLLIN, 0});
+                for (const int end : supervised->open_buses()) {
+                    watched.push_back({end, 0, 0});
+                }
+            }
+            if (poll(watched.data(), watched.size(), -1) > 0) {
+                handle(watched, supervised);
+            }
+        }
+    }
+
+  private:
+    void handle(const std::vector<pollfd> &watched, std::optional<supervisor> &supervised) {
+        if (watched[0].revents != 0) {
+            handle_signal();
+            report_end(supervised);
+            if (!supervised) {
+                return;
+            }
+        }
+        for (std::size_t i = 2; i < watched.size(); ++i) {
+            if (watched[i].revents != 0) {
+                supervised->close_bus(watched[i].fd);
+            }
+        }
+        if (watched.size() > 1 && (watched[1].revents & POLLIN) != 0) {
+            supervised->answer();
+        } else if (watched.size() > 1 && watched[1].revents != 0) {
+            supervised.reset(); // the last program has ended
+        }
+    }
+
+    void handle_signal() {
+        signalfd_siginfo signal{};
+        if (read(signals_, &signal, sizeof signal) == sizeof signal && signal.ssi_signo == SIGTERM) {
+            kill(program_, SIGTERM);
+        }
+        int status = 0;
+        for (pid_t ended = 0; (ended = waitpid(-1, &status, WNOHANG)) > 0;) {
+            if (ended == program_) {
+                program_status_ = status;
+            }
+        }
+    }
+
+    /// Reports the program's end, after leaving the board if no other program is left: the board may end with it.
+    void report_end(std::optional<supervisor> &supervised) {
+        if (program_status_ && status_.is_open()) {
+            if (supervised && !supervised->has_programs()) {
+                supervised.reset();
+            }
+            (void)!write(status_.get(), &*program_status_, sizeof *program_status_);
+            status_.close();
+        }
+    }
+
+    pid_t program_;
+    descriptor status_;
+    int signals_;
+    std::optional<int> program_status_ = std::nullopt;
+};
+
+[[noreturn]] void supervise(const std::vector<std::string> &words, const board_files &files,
+                            descriptor status) {
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        fail("socketpair");
+    }
+    sigset_t handled;
+    sigset_t before;
+    sigemptyset(&handled);
+    sigaddset(&handled, SIGCHLD);
+    sigaddset(&handled, SIGTERM);
+    sigprocmask(SIG_BLOCK, &handled, &before);
+    const pid_t program = fork();
+    if (program == 0) {
+        sigprocmask(SIG_SETMASK, &before, nullptr);
+        close(ends[1]);
+        run_program(words, ends[0]);
+    }
+    close(ends[0]);
+    descriptor listener = receive_descriptor(ends[1]);
+    close(ends[1]);
+    detach();
+    std::optional<supervisor> supervised;
+    if (listener.is_open()) {
+        supervised.emplace(call_listener(std::move(listener)), files);
+    }
+    supervision(program, std::move(status), signalfd(-1, &handled, SFD_CLOEXEC)).run(supervised);
+    _exit(0);
+}
+
+} // namespace
+
+supervised_program::pipe supervised_program::make_pipe() {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        fail("pipe2");
+    }
+    return {descriptor(ends[0]), descriptor(ends[1])};
+}
+
+supervised_program::supervised_program(const std::vector<std::string> &words, const board_files &files)
+    : supervised_program(words, files, make_pipe()) {}
+
+supervised_program::supervised_program(const std::vector<std::string> &words, const board_files &files,
+                                       pipe status)
+    : status_(std::move(status.reading)), supervisor_([&] {
+          status_.close();
+          try {
+              supervise(words, files, std::move(status.writing));
+          } catch (const std::exception &problem) {
+              host::say(fmt::format("varnel-sim: {}", problem.what()));
+              _exit(1);
+          }
+      }) {}
+
+int supervised_program::wait() {
+    int status = 0;
+    if (read(status_.get(), &status, sizeof status) != sizeof status) {
+        throw std::runtime_error("the supervisor of the board's device files has ended");
+    }
+    return host::exit_status_of(status);
+}
+
+} // namespace varnel::sim::device_files

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "sim/device_files/adapter.h"
+
+namespace varnel::test {
+
+/// Keeps what it was asked for as text, and answers reads with given bytes.
+class scripted_adapter : public sim::device_files::adapter {
+  public:
+    int transfer(std::span<sim::device_files::i2c_message> messages) override {
+        for (auto &message : messages) {
+            if (message.reads()) {
+                asked += fmt::format("{:02x}R{}{} ", message.address, message.bytes.size(),
+                                     message.counted() ? "+" : "");
+                message.bytes = answer;
+            } else {
+                asked += fmt::format("{:02x}W[{:02x}] ", message.address, fmt::join(message.bytes, " "));
+            }
+        }
+        return error;
+    }
+
+    std::string asked;
+    std::vector<uint8_t> answer;
+    int error = 0;
+};
+
+} // namespace varnel::test

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+// /dev/i2c-N for programs that know nothing of this project: a statically linked one, i2c-tools, a daemon.
+
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+#include "tests/sim/system/workbench.h"
+
+namespace varnel::test {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class device_files : public workbench {
+  public:
+    [[nodiscard]] finished bus_file(const std::string &way) const { return run(on_board({BUS_FILE, way})); }
+    void expect_good(const std::string &way) const {
+        const finished result = bus_file(way);
+        EXPECT_EQ(result.out, "good\n");
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.status, 0);
+    }
+};
+
+TEST_F(device_files, can_be_read_and_written) { expect_good("read-write"); }
+TEST_F(device_files, perform_several_messages_as_one_transfer) { expect_good("transfer"); }
+TEST_F(device_files, fail_with_the_errno_of_linux) { expect_good("fail"); }
+TEST_F(device_files, are_found_by_stat_access_and_poll) { expect_good("found"); }
+TEST_F(device_files, are_shared_by_copies_and_children) { expect_good("share"); }
+TEST_F(device_files, pass_through_exec) { expect_good("execute"); }
+TEST_F(device_files, may_be_opened_and_closed_thousands_of_times) { expect_good("many"); }
+
+TEST_F(device_files, transfers_are_traced_under_the_programs_name) {
+    const finished result =
+        run({sim({"run"})[0], "run", "--board", board, "--trace", "-", "--", BUS_FILE, "transfer"});
+    EXPECT_THAT(result.out, HasSubstr("bus_file["));
+    EXPECT_THAT(result.out, HasSubstr("gpio@0x20 Output port 0(0x02) <- 12 34"));
+    EXPECT_THAT(result.out, HasSubstr("gpio@0x20 Output port 0(0x02) -> 12"));
+}
+
+TEST_F(device_files, buses_are_listed_below_sys) {
+    EXPECT_EQ(run(on_board({"sh", "-c", "ls /sys/class/i2c-dev; cat /sys/bus/i2c/devices/i2c-1/name"})).out,
+              "i2c-0\ni2c-1\nvarnel-sim bench bus 1\n");
+}
+
+TEST_F(device_files, board_ends_with_the_last_program) {
+    expect_good("read-write");
+    EXPECT_THAT(sim_run({"show", "--board", board}).err, HasSubstr("is not running"));
+}
+
+TEST_F(device_files, board_stays_on_for_a_program_in_the_background) {
+    const std::string gate = folder() + "/gate";
+    EXPECT_EQ(run(on_board({"sh", "-c",
+                            BUS_FILE " repeat >" + gate + " 2>&1 & until grep -q ready " + gate +
+                                "; do :; done; echo $! >" + gate + ".pid"}))
+                  .status,
+              0);
+    EXPECT_EQ(sim_run({"show", "--board", board}).status, 0);
+    pid_t background = 0;
+    std::ifstream(gate + ".pid") >> background;
+    EXPECT_EQ(kill(background, SIGKILL), 0); // in the middle of a transfer, most likely
+    expect_good("read-write");
+}
+
+TEST_F(device_files, many_programs_share_the_board) {
+    const process keeper = keep_powered();
+    std::vector<std::jthread> programs;
+    for (int i = 0; i < 16; ++i) {
+        programs.emplace_back([this] { expect_good("transfer"); });
+    }
+}
+
+TEST_F(device_files, a_run_inside_a_run_uses_the_files_of_the_outer_one) {
+    const finished result = run(on_board({sim({"run"})[0], "run", "--", BUS_FILE, "read-write"}));
+    EXPECT_EQ(result.out, "good\n");
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(device_files, i2c_tools_work) {
+    EXPECT_THAT(run(on_board({"/usr/sbin/i2cdetect", "-l"})).out, HasSubstr("i2c-1\ti2c"));
+    EXPECT_THAT(run(on_board({"/usr/sbin/i2cdetect", "-y", "0"})).out,
+                HasSubstr("50: 50 -- -- -- -- -- -- -- -- -- -- -- -- -- -- --"));
+    EXPECT_EQ(run(on_board({"/usr/sbin/i2cget", "-y", "0", "0x50", "1"})).out, "0x65\n");
+    EXPECT_EQ(run(on_board({"/usr/sbin/i2ctransfer", "-y", "0", "w1@0x50", "0", "r5"})).out,
+              "0x48 0x65 0x6c 0x6c 0x6f\n");
+    const finished missing = run(on_board({"/usr/sbin/i2cget", "-y", "9", "0x50"}));
+    EXPECT_THAT(missing.err, HasSubstr("No such file or directory"));
+    EXPECT_NE(missing.status, 0);
+}
+
+} // namespace varnel::test
