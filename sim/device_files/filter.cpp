@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <vector>
 
+#include <fcntl.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -36,18 +37,27 @@ constexpr uint32_t request_group_mask = 0xFFFFFF00;
 
 constexpr std::initializer_list<uint32_t> calls_with_paths = {
 #ifdef SYS_open
-    SYS_open,       SYS_creat,   SYS_access,
+    SYS_open,   SYS_creat,   SYS_access,
 #endif
 #ifdef SYS_stat
-    SYS_stat,       SYS_lstat,
-#endif
-#ifdef SYS_newfstatat
-    SYS_newfstatat,
+    SYS_stat,   SYS_lstat,
 #endif
 #ifdef SYS_fstatat64
-    SYS_stat64,     SYS_lstat64, SYS_fstatat64,
+    SYS_stat64, SYS_lstat64, SYS_fstatat64,
 #endif
-    SYS_openat,     SYS_openat2, SYS_statx,     SYS_faccessat, SYS_faccessat2,
+    SYS_openat, SYS_openat2, SYS_faccessat, SYS_faccessat2,
+};
+
+/// A call whose flags may say that it means its descriptor (AT_EMPTY_PATH): the C library's fstat() is one.
+struct call_with_path_or_descriptor {
+    uint32_t number;
+    std::size_t flags;
+};
+constexpr std::initializer_list<call_with_path_or_descriptor> calls_with_path_or_descriptor = {
+#ifdef SYS_newfstatat
+    {SYS_newfstatat, 3},
+#endif
+    {SYS_statx, 2},
 };
 
 constexpr std::initializer_list<uint32_t> calls_with_descriptors = {
@@ -106,14 +116,29 @@ void ask_about_requests(bpf_program &program) {
     program.finish(SECCOMP_RET_ALLOW);
 }
 
+/// For calls with a bus's number in their first argument; five instructions.
+void ask_about_bus_number(bpf_program &program) {
+    program.load(argument(0));
+    program.skip(BPF_JGE, first_bus_descriptor, 0, 2);
+    program.skip(BPF_JGT, last_bus_descriptor, 1, 0);
+    program.finish(SECCOMP_RET_USER_NOTIF);
+    program.finish(SECCOMP_RET_ALLOW);
+}
+
+void ask_about_paths_and_buses(bpf_program &program) {
+    for (const auto &[number, flags] : calls_with_path_or_descriptor) {
+        program.skip(BPF_JEQ, number, 0, 8);
+        program.load(argument(flags));
+        program.skip(BPF_JSET, AT_EMPTY_PATH, 1, 0);
+        program.finish(SECCOMP_RET_USER_NOTIF);
+        ask_about_bus_number(program);
+    }
+}
+
 void ask_about_bus_descriptors(bpf_program &program) {
     for (const uint32_t call : calls_with_descriptors) {
         program.skip(BPF_JEQ, call, 0, 5);
-        program.load(argument(0));
-        program.skip(BPF_JGE, first_bus_descriptor, 0, 2);
-        program.skip(BPF_JGT, last_bus_descriptor, 1, 0);
-        program.finish(SECCOMP_RET_USER_NOTIF);
-        program.finish(SECCOMP_RET_ALLOW);
+        ask_about_bus_number(program);
     }
 }
 
@@ -130,6 +155,7 @@ int install_filter() {
     program.finish(SECCOMP_RET_ALLOW); // a program for another machine
     program.load(offsetof(seccomp_data, nr));
     ask_about_calls_with_paths(program);
+    ask_about_paths_and_buses(program);
     ask_about_requests(program);
     ask_about_bus_descriptors(program);
     program.finish(SECCOMP_RET_ALLOW);

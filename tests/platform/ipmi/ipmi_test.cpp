@@ -520,8 +520,8 @@ class Packets : public Ipmi, public ::testing::WithParamInterface<packet_row> {
         for (int n = 0; n < count; ++n) {
             controller_record &record = records[static_cast<std::size_t>(n)];
             record = make_record(proxied_address(n), "admin", "secret");
-            record.give_up_after_ms = 600;
-            record.retransmit_after_ms = 200;
+            record.give_up_after_ms = GetParam().treatment == mistreatment::none ? 20'000 : 600;
+            record.retransmit_after_ms = GetParam().treatment == mistreatment::none ? 5'000 : 200;
         }
         Ipmi::SetUp();
     }
