@@ -20,11 +20,11 @@ std::string failure(int line, const std::string &expression) {
     return "unit\\.c:" + std::to_string(line) + ": check_twice: Assertion `" + expression + "' failed\\.";
 }
 
-TEST(AssertionDeathTest, NamesTheLineAndTheFunctionOfTheCheckItself) {
+TEST(assertion_DeathTest, message_names_line_and_function_of_the_check) {
     EXPECT_EXIT(check_twice(false, true), KilledBySignal(SIGABRT), failure(first_check, "first"));
     EXPECT_EXIT(check_twice(true, false), KilledBySignal(SIGABRT), failure(first_check + 1, "second"));
 }
 
-TEST(Assertion, DoesNothingWhereTheContractHolds) { check_twice(true, true); }
+TEST(assertion, does_nothing_when_the_condition_holds) { check_twice(true, true); }
 
 } // namespace

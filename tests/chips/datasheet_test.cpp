@@ -18,7 +18,7 @@ constexpr std::array registers{
 constexpr datasheet sheet{
     .type = "type", .title = "title", .source = "source", .registers = registers, .flags = 0x80};
 
-TEST(datasheet, finds_the_entry_that_holds_a_code) {
+TEST(datasheet, entry_is_found_by_any_of_its_codes) {
     EXPECT_EQ(find_register(sheet, 0x01), nullptr);
     EXPECT_EQ(find_register(sheet, 0x02), &registers[0]);
     EXPECT_EQ(find_register(sheet, 0x03), &registers[0]);
@@ -32,7 +32,7 @@ TEST(datasheet, flags_do_not_select_a_register) {
     EXPECT_EQ(find_register(sheet, 0x50), nullptr);
 }
 
-TEST(datasheet, names_end_with_their_place_or_code) {
+TEST(datasheet, names_end_with_their_index_or_code) {
     EXPECT_EQ(register_name(sheet, 0x10), "Control");
     EXPECT_EQ(register_name(sheet, 0x03), "Port 1");
     EXPECT_EQ(register_name(sheet, 0x83), "Port 1");

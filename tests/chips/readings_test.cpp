@@ -25,7 +25,7 @@ unsigned int number_from(const bytes &data) {
     return number;
 }
 
-TEST(readings_of_datasheets, models_power_on_with_the_values_of_the_table) {
+TEST(datasheet_agreement, models_have_the_power_on_values_of_the_table) {
     std::size_t compared = 0;
     for (const std::string_view type : chip_types()) {
         for (unsigned int code = 0; code <= 0xFF; ++code) {
@@ -42,7 +42,7 @@ TEST(readings_of_datasheets, models_power_on_with_the_values_of_the_table) {
     EXPECT_GT(compared, 256U + 256U);
 }
 
-TEST(readings_of_datasheets, codes_of_the_car2512_are_those_of_its_header) {
+TEST(datasheet_agreement, car2512_codes_equal_those_of_its_header) {
     constexpr std::array<std::pair<car2512_command, std::string_view>, 22> header{{
         {CAR2512_COMMAND_OPERATION, "OPERATION"},
         {CAR2512_COMMAND_CLEAR_FAULTS, "CLEAR_FAULTS"},
@@ -72,7 +72,7 @@ TEST(readings_of_datasheets, codes_of_the_car2512_are_those_of_its_header) {
     }
 }
 
-TEST(readings_of_datasheets, registers_of_the_pca9541_are_those_of_its_header) {
+TEST(datasheet_agreement, pca9541_registers_equal_those_of_its_header) {
     EXPECT_EQ(chips::register_name(chips::pca9541, PCA9541_REGISTER_INTERRUPT_ENABLE), "Interrupt enable");
     EXPECT_EQ(chips::register_name(chips::pca9541, PCA9541_REGISTER_CONTROL), "Control");
     EXPECT_EQ(chips::register_name(chips::pca9541, PCA9541_REGISTER_INTERRUPT_STATUS), "Interrupt status");

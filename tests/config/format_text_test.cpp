@@ -120,7 +120,7 @@ class random_format {
     std::mt19937 bits_{5}; // the same formats in every run
 };
 
-class FormatText : public ::testing::Test {
+class format_text : public ::testing::Test {
   protected:
     void expect_like_the_formatter(const std::string &format) {
         const std::optional<std::string> expected = printed(format);
@@ -136,7 +136,7 @@ class FormatText : public ::testing::Test {
     memory_file file_;
 };
 
-TEST_F(FormatText, IsWhatTheFormatterPrintsOfZeros) {
+TEST_F(format_text, equals_what_snprintf_prints_for_zero_arguments) {
     random_format formats;
     for (int n = 0; n < 5000; ++n) {
         const std::string format = formats.next();

@@ -84,7 +84,7 @@ std::string content(const std::string &file) {
     return all.substr(0, all.find_last_not_of('\n') + 1);
 }
 
-class KilledSetter : public ::testing::Test {
+class killed_setter : public ::testing::Test {
   protected:
     /// Kills `setter` after `steps` of the calls that change the file. True when it needed no more calls.
     bool run(const std::function<int32_t(const char *)> &setter, int steps) {
@@ -136,7 +136,7 @@ class KilledSetter : public ::testing::Test {
     const std::string path_ = folder_.file("config.ini");
 };
 
-TEST_F(KilledSetter, LeavesTheOldTextOrTheNewOne) {
+TEST_F(killed_setter, leaves_the_old_text_or_the_new_one) {
     for (const change &c : changes) {
         SCOPED_TRACE(c.what);
         EXPECT_GE(check(c.before,
@@ -147,7 +147,7 @@ TEST_F(KilledSetter, LeavesTheOldTextOrTheNewOne) {
     }
 }
 
-TEST_F(KilledSetter, LeavesTheOldSectionOrTheNewOne) {
+TEST_F(killed_setter, leaves_the_old_section_or_the_new_one) {
     for (const char *name : {"B", "A name of other length", "A long nam"}) {
         SCOPED_TRACE(name);
         EXPECT_GE(check("[A long name]\nk=v\n",
@@ -156,7 +156,7 @@ TEST_F(KilledSetter, LeavesTheOldSectionOrTheNewOne) {
     }
 }
 
-TEST_F(KilledSetter, LeavesTheOldTextWhileTheFileBecomesLonger) {
+TEST_F(killed_setter, leaves_the_old_text_when_killed_while_the_file_grows) {
     const std::string before = "[S]\nk=v\nz=1";
     for (std::size_t written = 0; written < 20; ++written) {
         write_file(path_, before);

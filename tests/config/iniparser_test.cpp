@@ -43,7 +43,7 @@ using varnel::test::write_file;
 constexpr std::size_t longest_content = 16383;
 constexpr char untouched = '~';
 
-class IniFile : public ::testing::Test {
+class ini_file : public ::testing::Test {
   protected:
     void write(const std::string &text) const { write_file(path_, text); }
     std::optional<std::string> text() const { return read_file(path_); }
@@ -146,7 +146,7 @@ const get_case get_cases[] = {
     {"NUL in a name belongs to it", "[S\0]\nk=1\n[S]\nk=2\n"s, "S", "k", "2"},
 };
 
-TEST_F(IniFile, GetFindsWhatTheFormatSays) {
+TEST_F(ini_file, get_follows_the_file_format) {
     for (const get_case &c : get_cases) {
         write(c.text);
         EXPECT_EQ(get(c.section, c.key), c.value) << c.what;
@@ -154,15 +154,15 @@ TEST_F(IniFile, GetFindsWhatTheFormatSays) {
     }
 }
 
-TEST_F(IniFile, GetFailsWithoutAFile) { EXPECT_EQ(get("S", "k"), std::nullopt); }
+TEST_F(ini_file, get_fails_without_a_file) { EXPECT_EQ(get("S", "k"), std::nullopt); }
 
-TEST_F(IniFile, GetFailsOnAFolder) {
+TEST_F(ini_file, get_fails_on_a_folder) {
     std::array<char, 256> value{untouched};
     EXPECT_EQ(get_config_string(folder_.path().c_str(), "S", "k", value.data()), -1);
     EXPECT_EQ(value[0], untouched);
 }
 
-TEST_F(IniFile, ValueLengthCountsModulo256) {
+TEST_F(ini_file, value_length_is_modulo_256) {
     for (const std::size_t length : {1U, 44U, 255U, 256U, 257U, 300U, 511U, 512U, 600U}) {
         const std::string value = std::string(length, 'x');
         write("[S]\nk=" + value + "\nz=1\n");
@@ -170,7 +170,7 @@ TEST_F(IniFile, ValueLengthCountsModulo256) {
     }
 }
 
-TEST_F(IniFile, ContentUpToItsLimit) {
+TEST_F(ini_file, get_reads_a_file_of_up_to_16383_bytes) {
     const std::string entry = "[S]\nk=v\n";
     for (const std::size_t size : {longest_content - 1, longest_content}) {
         write(entry + std::string(size - entry.size(), '#'));
@@ -181,19 +181,19 @@ TEST_F(IniFile, ContentUpToItsLimit) {
     EXPECT_EQ(get("S", "x"), std::nullopt);
 }
 
-TEST_F(IniFile, ContentUpToItsLimitAndA0xFF) {
+TEST_F(ini_file, bytes_after_0xff_do_not_count_against_the_limit) {
     const std::string entry = "[S]\nk=v\n";
     write(entry + std::string(longest_content - entry.size(), '#') + "\xFF" + std::string(50000, 'x'));
     EXPECT_EQ(get("S", "k"), "v");
 }
 
-TEST_F(IniFile, FileMayBeLargerThan2GiB) {
+TEST_F(ini_file, get_reads_a_file_larger_than_2_gib) {
     write("[S]\nk=v\n\xFF");
     ASSERT_EQ(truncate64(path_.c_str(), (int64_t{1} << 31) + 1), 0);
     EXPECT_EQ(get("S", "k"), "v") << "32-bit boards, too";
 }
 
-TEST_F(IniFile, ReadsAPipeWhateverItsPieces) {
+TEST_F(ini_file, get_reads_a_pipe_written_in_pieces) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     std::thread writer([this] {
         const int pipe = open(path_.c_str(), O_WRONLY);
@@ -206,7 +206,7 @@ TEST_F(IniFile, ReadsAPipeWhateverItsPieces) {
     writer.join();
 }
 
-TEST_F(IniFile, APipeNeedNotEndBehind0xFF) {
+TEST_F(ini_file, get_stops_reading_a_pipe_at_0xff) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     const int pipe = open(path_.c_str(), O_RDWR); // also the writer: no end of file
     ASSERT_GE(pipe, 0);
@@ -221,7 +221,7 @@ struct integer_case {
     int32_t value;
 };
 
-TEST_F(IniFile, IntegerIsWhatStrtolMakesOfTheText) {
+TEST_F(ini_file, integer_is_parsed_like_strtol) {
     const integer_case cases[] = {
         {"42", 10, 42},
         {"-42", 10, -42},
@@ -247,14 +247,14 @@ TEST_F(IniFile, IntegerIsWhatStrtolMakesOfTheText) {
     }
 }
 
-TEST_F(IniFile, IntegerBeyond32BitsIsStrtolsResultCutTo32) {
+TEST_F(ini_file, integer_above_32_bits_is_the_truncated_strtol_result) {
     write("[S]\nk=4294967298\n");
     int32_t value = 99;
     EXPECT_EQ(get_config_integer(path_.c_str(), "S", "k", 10, &value), 0);
     EXPECT_EQ(value, static_cast<int32_t>(strtol("4294967298", nullptr, 10)));
 }
 
-TEST_F(IniFile, IntegerIsUntouchedWhenThereIsNone) {
+TEST_F(ini_file, integer_result_is_untouched_when_the_key_is_missing) {
     write("[S]\nk=1\n");
     int32_t value = 99;
     EXPECT_EQ(get_config_integer(path_.c_str(), "S", "x", 10, &value), -1);
@@ -262,7 +262,7 @@ TEST_F(IniFile, IntegerIsUntouchedWhenThereIsNone) {
     EXPECT_EQ(value, 99);
 }
 
-TEST_F(IniFile, BooleanIsTrueForAnyBeginningOfTrue) {
+TEST_F(ini_file, boolean_is_true_for_any_prefix_of_true) {
     for (const char *text : {"true", "TRUE", "t", "T", "tR", "Tru", ""}) {
         write("[S]\nk="s + text + "\n");
         int32_t value = 99;
@@ -277,14 +277,14 @@ TEST_F(IniFile, BooleanIsTrueForAnyBeginningOfTrue) {
     }
 }
 
-TEST_F(IniFile, BooleanOf256BytesIsThatOfNone) {
+TEST_F(ini_file, boolean_of_256_bytes_is_that_of_an_empty_value) {
     write("[S]\nk=" + std::string(256, 'x') + "\n");
     int32_t value = 99;
     EXPECT_EQ(get_config_boolean(path_.c_str(), "S", "k", &value), 0);
     EXPECT_EQ(value, 1);
 }
 
-TEST_F(IniFile, BooleanIsUntouchedWhenThereIsNone) {
+TEST_F(ini_file, boolean_result_is_untouched_when_the_key_is_missing) {
     write("[S]\nk=true\n");
     int32_t value = 99;
     EXPECT_EQ(get_config_boolean(path_.c_str(), "S", "x", &value), -1);
@@ -346,7 +346,7 @@ const set_case set_cases[] = {
     {"NUL before a new section", "[S]\n\0rest"s, "T", "k", "v", "[S]\n\0rest\n[T]\nk=v\n"s},
 };
 
-TEST_F(IniFile, SetChangesWhatItSays) {
+TEST_F(ini_file, set_replaces_or_adds_the_entry_and_keeps_the_rest) {
     for (const set_case &c : set_cases) {
         write(c.before);
         EXPECT_EQ(set(c.section, c.key, c.value), 0) << c.what;
@@ -354,7 +354,7 @@ TEST_F(IniFile, SetChangesWhatItSays) {
     }
 }
 
-TEST_F(IniFile, SetCreatesAMissingFileThatBeginsWithAnEmptyLine) {
+TEST_F(ini_file, set_creates_a_missing_file_that_begins_with_an_empty_line) {
     const mode_t old_mask = umask(027);
     EXPECT_EQ(set("S", "k", "v"), 0);
     umask(old_mask);
@@ -362,7 +362,7 @@ TEST_F(IniFile, SetCreatesAMissingFileThatBeginsWithAnEmptyLine) {
     EXPECT_EQ(identity_of(path_).mode & 07777U, 0640U);
 }
 
-TEST_F(IniFile, SetKeepsInodeAndModeAndLeavesNothingBeside) {
+TEST_F(ini_file, set_keeps_inode_and_mode_and_leaves_no_other_file) {
     write("[S]\nk=old\n");
     ASSERT_EQ(chmod(path_.c_str(), 0604), 0);
     const auto before = identity_of(path_);
@@ -373,7 +373,7 @@ TEST_F(IniFile, SetKeepsInodeAndModeAndLeavesNothingBeside) {
     EXPECT_THAT(folder_.names(), ElementsAre("config.ini"));
 }
 
-TEST_F(IniFile, SetFailsWhereTheFileCannotBeWritten) {
+TEST_F(ini_file, set_fails_when_the_file_cannot_be_opened) {
     const std::string nowhere = folder_.file("none/config.ini");
     EXPECT_EQ(set_config_string(nowhere.c_str(), "S", "k", "v"), -1);
     EXPECT_EQ(set_section_string(nowhere.c_str(), "S", "T"), -1);
@@ -394,7 +394,7 @@ bool holds_without_privileges(Action action) {
     return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-TEST_F(IniFile, SetFailsOnAReadOnlyFile) {
+TEST_F(ini_file, set_fails_on_a_read_only_file) {
     write("[S]\nk=old\n");
     ASSERT_EQ(chmod(path_.c_str(), 0444), 0);
     ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);
@@ -403,7 +403,7 @@ TEST_F(IniFile, SetFailsOnAReadOnlyFile) {
     EXPECT_EQ(text(), "[S]\nk=old\n");
 }
 
-TEST_F(IniFile, AFileThatCannotBeReadIsStartedAnew) {
+TEST_F(ini_file, set_overwrites_a_file_it_cannot_read) {
     write("[S]\nk=old, and longer than the new text\n");
     ASSERT_EQ(chmod(path_.c_str(), 0222), 0);
     ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);
@@ -412,9 +412,9 @@ TEST_F(IniFile, AFileThatCannotBeReadIsStartedAnew) {
     EXPECT_EQ(text(), "\n[S]\nk=v\n");
 }
 
-TEST_F(IniFile, SetWritesToADevice) { EXPECT_EQ(set_config_string("/dev/null", "S", "k", "v"), 0); }
+TEST_F(ini_file, set_writes_to_a_device) { EXPECT_EQ(set_config_string("/dev/null", "S", "k", "v"), 0); }
 
-TEST_F(IniFile, SetReadsAPipeAndWritesToIt) {
+TEST_F(ini_file, set_reads_a_pipe_and_writes_to_it) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     std::string answer;
     std::thread peer([this, &answer] {
@@ -479,7 +479,7 @@ const print_case print_cases[] = {
     {"a=%hhs 50%", "a=(null) 50"},
 };
 
-TEST_F(IniFile, TextBehindANewEntryIsFormatText) {
+TEST_F(ini_file, text_after_a_new_entry_is_printed_as_format_text) {
     for (const print_case &c : print_cases) {
         write("[S]\n" + c.format);
         EXPECT_EQ(set("S", "k", "v"), 0) << c.format;
@@ -487,7 +487,7 @@ TEST_F(IniFile, TextBehindANewEntryIsFormatText) {
     }
 }
 
-TEST_F(IniFile, FormattedTextMatchesTheFormattersOwn) {
+TEST_F(ini_file, format_text_is_printed_as_snprintf_would) {
     for (const print_case &c : print_cases) {
         if (c.format.find_first_of("fgn$c") != std::string::npos) {
             continue; // reads a double, prints a NUL, chooses its arguments or stores
@@ -500,14 +500,14 @@ TEST_F(IniFile, FormattedTextMatchesTheFormattersOwn) {
     }
 }
 
-TEST_F(IniFile, ErrorNumberInFormatTextIsTheCallers) {
+TEST_F(ini_file, percent_m_in_format_text_prints_the_callers_errno) {
     write("[S]\na=%m\n");
     errno = ENOSPC;
     EXPECT_EQ(set("S", "k", "v"), 0);
     EXPECT_EQ(text(), "[S]\nk=v\na="s + strerror(ENOSPC) + "\n");
 }
 
-TEST_F(IniFile, FormatTextThatPrintsTooMuchIsRefused) {
+TEST_F(ini_file, set_refuses_format_text_that_prints_too_much) {
     for (const char *format :
          {"%16384d", "%-16380d", "%.16384d", "%.16384f", "%100000000s", "%2000000000d", "%.2000000000f",
           "%99999999999d", "%.99999999999s", "%2147483647d", "%99999999999!", "%9000d%9000d"}) {
@@ -518,7 +518,7 @@ TEST_F(IniFile, FormatTextThatPrintsTooMuchIsRefused) {
     }
 }
 
-TEST_F(IniFile, FormatTextMayPrintUpToTheLimit) {
+TEST_F(ini_file, format_text_may_print_up_to_16383_bytes) {
     const std::string padding = std::to_string(longest_content - 10); // after "[S]\nk=v\na="
     write("[S]\na=%" + padding + "d");
     EXPECT_EQ(set("S", "k", "vv"), -1);
@@ -528,7 +528,7 @@ TEST_F(IniFile, FormatTextMayPrintUpToTheLimit) {
 
 // Limits
 
-TEST_F(IniFile, OutputUpToItsLimit) {
+TEST_F(ini_file, set_accepts_output_of_up_to_16383_bytes) {
     const std::string before = "[S]\nk=\n" + std::string(longest_content - 10, '#') + "\n\n";
     ASSERT_EQ(before.size(), longest_content - 1);
     write(before);
@@ -541,7 +541,7 @@ TEST_F(IniFile, OutputUpToItsLimit) {
     EXPECT_EQ(get("S", "k"), "w");
 }
 
-TEST_F(IniFile, EveryKindOfOutputStopsAtItsLimit) {
+TEST_F(ini_file, every_setter_refuses_output_above_16383_bytes) {
     const std::string header = "[S]\n";
     for (const std::size_t room : {0U, 1U, 3U, 4U, 5U, 8U, 9U}) {
         const std::string before = header + std::string(longest_content - room - header.size(), '#');
@@ -557,13 +557,13 @@ TEST_F(IniFile, EveryKindOfOutputStopsAtItsLimit) {
     }
 }
 
-TEST_F(IniFile, RefusedOutputCreatesNoFile) {
+TEST_F(ini_file, refused_output_creates_no_file) {
     EXPECT_EQ(set("S", "k", std::string(longest_content, 'x')), -1);
     EXPECT_EQ(rename("S", std::string(longest_content, 'x')), -1);
     EXPECT_THAT(folder_.names(), IsEmpty());
 }
 
-TEST_F(IniFile, NewFileUpToItsLimit) {
+TEST_F(ini_file, set_creates_a_file_of_16383_bytes) {
     EXPECT_EQ(set("S", "k", std::string(longest_content - 8, 'x')), 0);
     EXPECT_EQ(text()->size(), longest_content);
 }
@@ -597,7 +597,7 @@ const rename_case rename_cases[] = {
     {"NUL before a new section", "\0[A]"s, "A", "B", "\0[A]\n[B]\n"s},
 };
 
-TEST_F(IniFile, RenameChangesWhatItSays) {
+TEST_F(ini_file, rename_rewrites_the_last_header_of_the_name) {
     for (const rename_case &c : rename_cases) {
         write(c.before);
         EXPECT_EQ(rename(c.from, c.to), 0) << c.what;
@@ -606,7 +606,7 @@ TEST_F(IniFile, RenameChangesWhatItSays) {
     }
 }
 
-TEST_F(IniFile, RenameCreatesAMissingFileThatBeginsWithAnEmptyLine) {
+TEST_F(ini_file, rename_creates_a_missing_file_that_begins_with_an_empty_line) {
     EXPECT_EQ(rename("A", "B"), 0);
     EXPECT_EQ(text(), "\n[B]\n");
 }
@@ -637,7 +637,7 @@ const std::vector<std::string> names{"S", "T", "s", "k", "key", "", "U", "a]b", 
 
 std::string unformatted(const std::string &text) { return text; }
 
-TEST_F(IniFile, AgreesWithThePlainModelOnRandomFiles) {
+TEST_F(ini_file, agrees_with_the_reference_model_on_random_files) {
     random_text random;
     for (int round = 0; round < 1000; ++round) {
         const std::string before = random.from(file_parts, 24);
@@ -655,7 +655,7 @@ TEST_F(IniFile, AgreesWithThePlainModelOnRandomFiles) {
     }
 }
 
-TEST_F(IniFile, WhatIsSetIsGotWithANulAtAnyPlace) {
+TEST_F(ini_file, set_value_is_read_back_with_a_nul_anywhere_in_the_file) {
     const std::string before = "# x\n\n[T]\na=1\n\n[S]\n\nb=2\nk=3\n[S]\nc=4\n";
     for (std::size_t place = 0; place <= before.size(); ++place) {
         std::string text = before;
@@ -668,7 +668,7 @@ TEST_F(IniFile, WhatIsSetIsGotWithANulAtAnyPlace) {
     }
 }
 
-TEST_F(IniFile, WhatIsSetIsGotAndNothingElseChanges) {
+TEST_F(ini_file, set_value_is_read_back_and_the_rest_is_unchanged) {
     const std::string before =
         "# board\n\n[Fan]\nmin=20\nmax=90\n\n[Net]\r\nip=10.0.0.1\r\nmask=\r\n; end\n[Log]\nlevel=7";
     const std::vector<std::array<std::string, 2>> keys{
@@ -688,7 +688,7 @@ TEST_F(IniFile, WhatIsSetIsGotAndNothingElseChanges) {
 
 // Full disks and other failures
 
-class FullDisk : public IniFile {
+class full_disk : public ini_file {
   protected:
     static constexpr std::size_t page = 4096;
 
@@ -736,28 +736,28 @@ class FullDisk : public IniFile {
     }
 };
 
-TEST_F(FullDisk, ReplacedValueIsRefusedAndTheOldTextStays) {
+TEST_F(full_disk, replacing_a_value_fails_and_keeps_the_old_text) {
     expect_refused(sized(page - 6), [&] { return set("S", "k", "a long value"); });
 }
 
-TEST_F(FullDisk, NewKeyIsRefusedAndTheOldTextStays) {
+TEST_F(full_disk, adding_a_key_fails_and_keeps_the_old_text) {
     expect_refused(sized(3 * page), [&] { return set("S", "new", "v"); });
 }
 
-TEST_F(FullDisk, NewSectionIsRefusedAndTheOldTextStays) {
+TEST_F(full_disk, adding_a_section_fails_and_keeps_the_old_text) {
     expect_refused(sized(page - 3), [&] { return set("T", "k", "v"); });
 }
 
-TEST_F(FullDisk, RenamedSectionIsRefusedAndTheOldTextStays) {
+TEST_F(full_disk, renaming_a_section_fails_and_keeps_the_old_text) {
     expect_refused(sized(2 * page - 1), [&] { return rename("S", "A longer name"); });
 }
 
-TEST_F(FullDisk, BytesBehindTheContentStayToo) {
+TEST_F(full_disk, failed_set_keeps_the_bytes_after_0xff) {
     const std::string before = sized(page - 20) + "\xFFnot read\0nor this"s.substr(0, 19);
     expect_refused(before, [&] { return set("S", "k", std::string(100, 'v')); });
 }
 
-TEST_F(FullDisk, WhatNeedsNoNewBlockSucceeds) {
+TEST_F(full_disk, set_succeeds_when_it_needs_no_new_block) {
     write(sized(page - 100));
     fill();
     EXPECT_EQ(set("S", "k", "a long value"), 0);
@@ -766,16 +766,16 @@ TEST_F(FullDisk, WhatNeedsNoNewBlockSucceeds) {
     EXPECT_EQ(text()->size(), page - 103);
 }
 
-TEST_F(FullDisk, NewFileIsRefused) {
+TEST_F(full_disk, creating_a_file_fails) {
     fill();
     EXPECT_EQ(set("S", "k", "v"), -1);
     EXPECT_EQ(rename("S", "T"), -1);
     EXPECT_EQ(text().value_or(""), "");
 }
 
-class FileSizeLimit : public IniFile {};
+class file_size_limit : public ini_file {};
 
-TEST_F(FileSizeLimit, WriteThatStopsHalfWayIsTakenBack) {
+TEST_F(file_size_limit, partial_write_is_undone) {
     const std::string before = "[S]\nk=old\n" + std::string(3000, '#') + "\n";
     write(before);
     rlimit old{};
@@ -790,7 +790,7 @@ TEST_F(FileSizeLimit, WriteThatStopsHalfWayIsTakenBack) {
     EXPECT_EQ(text(), "[S]\nk=" + std::string(200, 'v') + "\n" + std::string(3000, '#') + "\n");
 }
 
-TEST_F(FileSizeLimit, FileThatHasReachedItIsRefusedAndTheProcessLives) {
+TEST_F(file_size_limit, growing_a_file_at_the_limit_fails_without_a_signal) {
     const std::string before = "[S]\nk=old\n";
     write(before);
     rlimit old{};
@@ -822,7 +822,7 @@ bool succeeded(pid_t child) {
     return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-TEST_F(IniFile, ProcessesThatTakeTurnsSeeEachOthersValues) {
+TEST_F(ini_file, values_set_by_processes_in_turn_are_all_kept) {
     for (int turn = 0; turn < 12; ++turn) {
         const std::string key(1, static_cast<char>('a' + turn));
         ASSERT_TRUE(succeeded(start_process([&] { return set("S", key, std::to_string(turn)) == 0; })));
@@ -832,7 +832,7 @@ TEST_F(IniFile, ProcessesThatTakeTurnsSeeEachOthersValues) {
     }
 }
 
-TEST_F(IniFile, ReadersNeverMeetAShortenedFile) {
+TEST_F(ini_file, concurrent_readers_never_see_a_truncated_file) {
     write("[S]\nk=aaaa\nz=1\n");
     std::vector<pid_t> readers;
     for (int n = 0; n < 2; ++n) {
@@ -863,13 +863,13 @@ TEST_F(IniFile, ReadersNeverMeetAShortenedFile) {
 
 // Contract checks
 
-using IniFileDeathTest = IniFile;
+using ini_file_DeathTest = ini_file;
 
 const std::string four_arguments =
     "\\(file_path != \\(\\(void \\*\\)0\\)\\) && \\(section != \\(\\(void \\*\\)0\\)\\) && "
     "\\(key != \\(\\(void \\*\\)0\\)\\) && \\(value != \\(\\(void \\*\\)0\\)\\)";
 
-TEST_F(IniFileDeathTest, NullArgumentsEndTheProcess) {
+TEST_F(ini_file_DeathTest, null_arguments_end_the_process) {
     std::array<char, 256> text{};
     int32_t number = 0;
     const char *const p = path_.c_str();
@@ -898,7 +898,7 @@ TEST_F(IniFileDeathTest, NullArgumentsEndTheProcess) {
     EXPECT_EQ(lines.count(), 5U) << "one line for each function's check";
 }
 
-TEST_F(IniFileDeathTest, TooLongAFileEndsTheProcess) {
+TEST_F(ini_file_DeathTest, file_above_16383_bytes_ends_the_process) {
     const std::string before = "[S]\nk=v\n" + std::string(longest_content + 1 - 8, '#');
     ASSERT_EQ(before.size(), 16384U);
     write(before);

@@ -21,7 +21,7 @@ transfer sent(bytes frame) { return write_of(4, 0x58, std::move(frame)); }
 transfer byte_read(uint8_t command, uint8_t preset) { return write_read_of(4, 0x58, {command}, {preset}); }
 transfer word_read(uint8_t command) { return write_read_of(4, 0x58, {command}, {0, 0}); }
 
-using Car2512 = scripted_bus;
+using car2512 = scripted_bus;
 
 struct byte_reading {
     int (*function)(uint32_t, uint8_t *);
@@ -44,7 +44,7 @@ const std::vector<word_reading> word_readings{{car2512_get_status, 0x79},      {
                                               {car2512_get_fan_speed, 0xE9},   {car2512_get_input_volt, 0xED},
                                               {car2512_get_input_power, 0xEF}};
 
-TEST_F(Car2512, ByteReadingsPassTheRawByteOn) {
+TEST_F(car2512, byte_readings_return_the_raw_byte) {
     for (const byte_reading &row : byte_readings) {
         calls.clear();
         answers({{{0x9A}}});
@@ -55,7 +55,7 @@ TEST_F(Car2512, ByteReadingsPassTheRawByteOn) {
     }
 }
 
-TEST_F(Car2512, WordReadingsPassTheRawWordOnLowByteFirst) {
+TEST_F(car2512, word_readings_return_the_raw_word_low_byte_first) {
     for (const word_reading &row : word_readings) {
         calls.clear();
         answers({{{0x34, 0x92}}});
@@ -66,7 +66,7 @@ TEST_F(Car2512, WordReadingsPassTheRawWordOnLowByteFirst) {
     }
 }
 
-TEST_F(Car2512, FailedReadingsReturnMinusOneWordsUntouched) {
+TEST_F(car2512, failed_readings_return_minus_1_and_leave_words_untouched) {
     for (const byte_reading &row : byte_readings) {
         answers({{{0x77}, -1}});
         uint8_t byte = 0xEE;
@@ -96,7 +96,7 @@ const std::vector<setting> settings{
     {[] { return car2512_set_output_volt(device, 0x04D2); }, {0xD4, 0xD2, 0x04}},
 };
 
-TEST_F(Car2512, SettingsCancelWriteProtectionFirst) {
+TEST_F(car2512, settings_cancel_write_protection_first) {
     for (const setting &s : settings) {
         calls.clear();
         EXPECT_EQ(s.function(), 0);
@@ -104,7 +104,7 @@ TEST_F(Car2512, SettingsCancelWriteProtectionFirst) {
     }
 }
 
-TEST_F(Car2512, SettingsAreNotSentWhenProtectionStays) {
+TEST_F(car2512, settings_are_not_sent_when_unprotecting_fails) {
     for (const setting &s : settings) {
         calls.clear();
         fail_call(0);
@@ -113,7 +113,7 @@ TEST_F(Car2512, SettingsAreNotSentWhenProtectionStays) {
     }
 }
 
-TEST_F(Car2512, SettingsReturnTheirOwnFailure) {
+TEST_F(car2512, settings_return_minus_1_when_their_own_write_fails) {
     for (const setting &s : settings) {
         calls.clear();
         fail_call(1);
@@ -122,7 +122,7 @@ TEST_F(Car2512, SettingsReturnTheirOwnFailure) {
     }
 }
 
-TEST_F(Car2512, CancelAndClearAreSingleCommands) {
+TEST_F(car2512, cancel_write_protect_and_clear_fault_are_single_commands) {
     EXPECT_EQ(car2512_cancel_write_protect(device), 0);
     EXPECT_EQ(car2512_clear_fault(device), 0);
     EXPECT_THAT(calls, ElementsAre(sent(unprotect), sent({0x03})));
@@ -132,7 +132,7 @@ TEST_F(Car2512, CancelAndClearAreSingleCommands) {
     EXPECT_EQ(car2512_clear_fault(device), -1);
 }
 
-TEST_F(Car2512, FanIsNeverLowered) {
+TEST_F(car2512, fan_duty_cycle_is_only_raised) {
     struct row {
         uint8_t now;
         uint8_t wanted;
@@ -158,7 +158,7 @@ TEST_F(Car2512, FanIsNeverLowered) {
     }
 }
 
-TEST_F(Car2512, FanRaiseStopsAtTheFirstFailure) {
+TEST_F(car2512, fan_raise_stops_at_the_first_failure) {
     for (unsigned int failing = 0; failing < 3; ++failing) {
         calls.clear();
         fail_call(failing);
@@ -167,7 +167,7 @@ TEST_F(Car2512, FanRaiseStopsAtTheFirstFailure) {
     }
 }
 
-TEST_F(Car2512, GetAllReadsFourWordsInOrder) {
+TEST_F(car2512, get_all_reads_four_words_in_order) {
     answers({{{1, 2}}, {{3, 4}}, {{5, 6}}, {{7, 8}}});
     std::array<uint16_t, CAR2512_READINGS + 1> record{};
     record.fill(0xEEEE);
@@ -180,7 +180,7 @@ TEST_F(Car2512, GetAllReadsFourWordsInOrder) {
     EXPECT_EQ(record[CAR2512_FAN_SPEED], 0x0807);
 }
 
-TEST_F(Car2512, GetAllKeepsWhatItReadBeforeAFailure) {
+TEST_F(car2512, get_all_keeps_what_it_read_before_a_failure) {
     for (unsigned int failing = 0; failing < CAR2512_READINGS; ++failing) {
         calls.clear();
         fail_call(failing, 0x11);
@@ -194,7 +194,7 @@ TEST_F(Car2512, GetAllKeepsWhatItReadBeforeAFailure) {
     }
 }
 
-TEST_F(Car2512, NothingIsPrinted) {
+TEST_F(car2512, nothing_is_printed) {
     answers({{{}, -1}, {{}, -1}, {{}, -1}});
     uint8_t byte = 0;
     std::array<uint16_t, CAR2512_READINGS> record{};

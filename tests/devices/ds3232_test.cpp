@@ -25,10 +25,10 @@ const std::vector<const char *> zones{"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "NST
 
 using registers = std::array<uint8_t, 7>;
 
-class Ds3232 : public scripted_bus {
+class ds3232 : public scripted_bus {
   protected:
-    Ds3232() { use_zone("UTC0"); }
-    ~Ds3232() override { unsetenv("TZ"); }
+    ds3232() { use_zone("UTC0"); }
+    ~ds3232() override { unsetenv("TZ"); }
 
     // Deliberately without tzset(): the driver must notice the change.
     static void use_zone(const char *zone) { setenv("TZ", zone, 1); }
@@ -67,7 +67,7 @@ class Ds3232 : public scripted_bus {
     }
 };
 
-TEST_F(Ds3232, SetWritesSevenRegistersOneByOne) {
+TEST_F(ds3232, set_writes_seven_registers_one_by_one) {
     for (const char *zone : zones) {
         SCOPED_TRACE(zone);
         use_zone(zone);
@@ -77,7 +77,7 @@ TEST_F(Ds3232, SetWritesSevenRegistersOneByOne) {
     }
 }
 
-TEST_F(Ds3232, SetEncodesEveryFieldInBcd) {
+TEST_F(ds3232, set_encodes_every_field_in_bcd) {
     struct row {
         std::time_t time;
         registers expected;
@@ -98,7 +98,7 @@ TEST_F(Ds3232, SetEncodesEveryFieldInBcd) {
     }
 }
 
-TEST_F(Ds3232, SetMarksTheCenturyFrom2100On) {
+TEST_F(ds3232, set_writes_the_century_bit_from_2100_on) {
     if (!years_beyond_2038) {
         GTEST_SKIP() << "time_t ends in 2038 here";
     }
@@ -112,7 +112,7 @@ TEST_F(Ds3232, SetMarksTheCenturyFrom2100On) {
     EXPECT_THAT(calls, ElementsAreArray(write_frames({0x06, 0x07, 0x08, 0x05, 0x09, 0x90, 0x34})));
 }
 
-TEST_F(Ds3232, SetOfATimeBefore1900KeepsTheArithmeticOfC) {
+TEST_F(ds3232, set_before_1900_encodes_a_negative_year) {
     if (!years_beyond_2038) {
         GTEST_SKIP() << "time_t begins in 1901 here";
     }
@@ -121,7 +121,7 @@ TEST_F(Ds3232, SetOfATimeBefore1900KeepsTheArithmeticOfC) {
     EXPECT_EQ(calls[6], write_of(0, 0x68, {6, 0xFB})); // -5
 }
 
-TEST_F(Ds3232, SetStopsAtTheFirstFailure) {
+TEST_F(ds3232, set_stops_at_the_first_failure) {
     for (unsigned int failing = 0; failing < 7; ++failing) {
         calls.clear();
         fail_call(failing);
@@ -130,7 +130,7 @@ TEST_F(Ds3232, SetStopsAtTheFirstFailure) {
     }
 }
 
-TEST_F(Ds3232, SetRefusesATimeThatCannotBeBrokenDown) {
+TEST_F(ds3232, set_refuses_a_time_that_localtime_cannot_convert) {
     if (!years_beyond_2038) {
         GTEST_SKIP() << "localtime() converts every time_t here";
     }
@@ -138,7 +138,7 @@ TEST_F(Ds3232, SetRefusesATimeThatCannotBeBrokenDown) {
     EXPECT_TRUE(calls.empty());
 }
 
-TEST_F(Ds3232, GetReadsSevenRegistersOneByOne) {
+TEST_F(ds3232, get_reads_seven_registers_one_by_one) {
     for (const char *zone : zones) {
         SCOPED_TRACE(zone);
         use_zone(zone);
@@ -156,21 +156,21 @@ TEST_F(Ds3232, GetReadsSevenRegistersOneByOne) {
     }
 }
 
-TEST_F(Ds3232, GetIgnoresTheDayOfWeek) {
+TEST_F(ds3232, get_ignores_the_day_of_week) {
     EXPECT_EQ(time_from({0x00, 0x00, 0x12, 0xFF, 0x29, 0x02, 0x24}), local(2024, 2, 29, 12, 0, 0));
 }
 
-TEST_F(Ds3232, GetTakesDaylightSavingFromTheZone) {
+TEST_F(ds3232, get_applies_the_daylight_saving_of_the_time_zone) {
     use_zone("CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(time_from({0x00, 0x00, 0x12, 0x01, 0x01, 0x01, 0x26}), 1767265200); // 11:00 UTC in winter
     EXPECT_EQ(time_from({0x00, 0x00, 0x12, 0x01, 0x01, 0x07, 0x26}), 1782900000); // 10:00 UTC in summer
 }
 
-TEST_F(Ds3232, GetPutsOctoberIntoAprilOfTheNextYear) {
+TEST_F(ds3232, get_reads_october_as_april_of_the_next_year) {
     EXPECT_EQ(time_from({0x06, 0x05, 0x04, 0x01, 0x09, 0x10, 0x15}), local(2016, 4, 9, 4, 5, 6));
 }
 
-TEST_F(Ds3232, GetReadsEveryOtherMonthAsItIs) {
+TEST_F(ds3232, get_reads_every_other_month_as_it_is) {
     const std::vector<std::pair<uint8_t, int>> months{{0x01, 1}, {0x02, 2},  {0x03, 3}, {0x04, 4},
                                                       {0x05, 5}, {0x06, 6},  {0x07, 7}, {0x08, 8},
                                                       {0x09, 9}, {0x11, 11}, {0x12, 12}};
@@ -179,17 +179,17 @@ TEST_F(Ds3232, GetReadsEveryOtherMonthAsItIs) {
     }
 }
 
-TEST_F(Ds3232, GetTakesARegisterOfMonthZeroFor26Months) {
+TEST_F(ds3232, get_reads_month_register_0_as_month_26) {
     EXPECT_EQ(time_from({0, 0, 0, 1, 0x15, 0x00, 0x20}),
               local(2020, 26, 15, 0, 0, 0)); // 10 + 15, counted from 0
 }
 
-TEST_F(Ds3232, GetNormalisesWhatIsNoDate) {
+TEST_F(ds3232, get_normalises_fields_out_of_range) {
     // The 12-hour form is not supported: 0x72 is hour 72. 0xFF is 165.
     EXPECT_EQ(time_from({0xFF, 0x00, 0x72, 0x01, 0x01, 0x01, 0x20}), local(2020, 1, 4, 0, 2, 45));
 }
 
-TEST_F(Ds3232, GetAddsACenturyForTheFlag) {
+TEST_F(ds3232, get_adds_a_century_for_the_flag) {
     if (!years_beyond_2038) {
         GTEST_SKIP() << "time_t ends in 2038 here";
     }
@@ -197,14 +197,14 @@ TEST_F(Ds3232, GetAddsACenturyForTheFlag) {
     EXPECT_EQ(time_from({0x00, 0x00, 0x00, 0x06, 0x01, 0x81, 0x00}), local(2100, 1, 1, 0, 0, 0));
 }
 
-TEST_F(Ds3232, GetStoresWhatMktimeGivesForATimeItCannotRepresent) {
+TEST_F(ds3232, get_stores_minus_1_for_a_time_beyond_time_t) {
     if (years_beyond_2038) {
         GTEST_SKIP() << "time_t can represent every clock reading here";
     }
     EXPECT_EQ(time_from({0x00, 0x00, 0x00, 0x01, 0x01, 0x01, 0x99}), -1);
 }
 
-TEST_F(Ds3232, GetStopsAtTheFirstFailureAndLeavesTheTimeUntouched) {
+TEST_F(ds3232, get_stops_at_the_first_failure_and_leaves_the_time_untouched) {
     for (unsigned int failing = 0; failing < 7; ++failing) {
         calls.clear();
         fail_call(failing, 0x01);
@@ -215,7 +215,7 @@ TEST_F(Ds3232, GetStopsAtTheFirstFailureAndLeavesTheTimeUntouched) {
     }
 }
 
-TEST_F(Ds3232, WhatWasSetIsReadBackExceptInOctober) {
+TEST_F(ds3232, set_time_is_read_back_except_in_october) {
     for (const char *zone : zones) {
         use_zone(zone);
         for (int year = 2000; year < 2038; ++year) {
@@ -234,7 +234,7 @@ TEST_F(Ds3232, WhatWasSetIsReadBackExceptInOctober) {
     }
 }
 
-TEST_F(Ds3232, NothingIsPrinted) {
+TEST_F(ds3232, nothing_is_printed) {
     answers({{{}, -1}, {{}, -1}});
     std::time_t time = 0;
     captured_output output;
@@ -243,8 +243,8 @@ TEST_F(Ds3232, NothingIsPrinted) {
     EXPECT_EQ(output.text(), "");
 }
 
-using Ds3232DeathTest = Ds3232;
+using ds3232_DeathTest = ds3232;
 
-TEST_F(Ds3232DeathTest, NullTimeEndsTheProcess) { EXPECT_DEATH(ds3232_get_time(nullptr), ""); }
+TEST_F(ds3232_DeathTest, null_time_ends_the_process) { EXPECT_DEATH(ds3232_get_time(nullptr), ""); }
 
 } // namespace

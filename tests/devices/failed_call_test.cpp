@@ -42,7 +42,7 @@ class closed_output {
     std::FILE *saved_;
 };
 
-class FailedCall : public scripted_bus {
+class failed_call : public scripted_bus {
   protected:
     std::vector<std::function<int()>> printing_drivers() {
         return {
@@ -59,7 +59,7 @@ class FailedCall : public scripted_bus {
     uint8_t byte_ = 0;
 };
 
-TEST_F(FailedCall, LeavesThePlatformsErrnoWhereItsLineCannotBePrinted) {
+TEST_F(failed_call, keeps_errno_when_its_line_cannot_be_printed) {
     for (const auto &call : printing_drivers()) {
         answers({{.result = -1, .error = EREMOTEIO}});
         errno = 0;
@@ -75,7 +75,7 @@ TEST_F(FailedCall, LeavesThePlatformsErrnoWhereItsLineCannotBePrinted) {
     }
 }
 
-TEST_F(FailedCall, LeavesInAByteWhatTheBusLeftThere) {
+TEST_F(failed_call, leaves_in_the_result_what_the_failed_transfer_stored) {
     const std::vector<int (*)(uint32_t, uint8_t *)> getters{
         pca9541_read_ctrl,
         pca9541_get_intstatus,

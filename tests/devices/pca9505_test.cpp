@@ -29,7 +29,7 @@ std::string line(int number, const std::string &function, const std::string &cal
     return "pca9505.c:" + std::to_string(number) + ":" + function + "():" + call + "\n";
 }
 
-class Pca9505 : public scripted_bus {
+class pca9505 : public scripted_bus {
   protected:
     void fails_with(const std::function<int()> &function, const std::vector<std::string> &lines) {
         for (unsigned int failing = 0; failing < lines.size(); ++failing) {
@@ -43,7 +43,7 @@ class Pca9505 : public scripted_bus {
     }
 };
 
-TEST_F(Pca9505, RegisterReadSelectsThenReads) {
+TEST_F(pca9505, register_read_writes_the_register_number_then_reads) {
     for (const uint8_t reg : {0x00, 0x04, 0x18, 0xFF}) {
         calls.clear();
         answers({{}, {{0x5A}}});
@@ -57,7 +57,7 @@ TEST_F(Pca9505, RegisterReadSelectsThenReads) {
                {line(20, "pca9505_get_reg_data", select_call), line(21, "pca9505_get_reg_data", read_call)});
 }
 
-TEST_F(Pca9505, PortReadGivesTheBitOfTheRegister) {
+TEST_F(pca9505, port_read_returns_one_bit_of_the_register) {
     for (unsigned int bit = 0; bit < 256; ++bit) {
         for (const unsigned int value : {0x80U, 0x01U, 0xFFU, 0x00U, 0x5AU}) {
             calls.clear();
@@ -75,7 +75,7 @@ TEST_F(Pca9505, PortReadGivesTheBitOfTheRegister) {
         {line(103, "pca9505_get_port_data", select_call), line(104, "pca9505_get_port_data", read_call)});
 }
 
-TEST_F(Pca9505, FailedReadLeavesWhatTheBusLeft) {
+TEST_F(pca9505, failed_read_leaves_what_the_transfer_stored) {
     answers({{}, {{0x40}, -1}, {}, {{0x41}, -1}});
     uint8_t reg_data = 0xEE;
     uint8_t port_data = 0xEE;
@@ -100,7 +100,7 @@ const std::vector<pin_row> pin_rows{
     {"pca9505_set_port_low", pca9505_set_port_low, 0x08, false, 137, 141, 144},
 };
 
-TEST_F(Pca9505, ChangingAPinReadsAndWritesTheSameRegister) {
+TEST_F(pca9505, changing_a_pin_reads_and_writes_the_same_register) {
     for (const pin_row &row : pin_rows) {
         for (const unsigned int bank : {0U, 2U, 4U, 5U, 231U, 247U, 255U}) {
             for (unsigned int bit = 0; bit < 8; ++bit) {
@@ -118,7 +118,7 @@ TEST_F(Pca9505, ChangingAPinReadsAndWritesTheSameRegister) {
     }
 }
 
-TEST_F(Pca9505, BitsBeyondTheBankChangeNothingButAreWritten) {
+TEST_F(pca9505, bit_above_7_writes_the_register_back_unchanged) {
     for (const pin_row &row : pin_rows) {
         for (const uint8_t bit : {8, 31, 32, 40, 255}) {
             calls.clear();
@@ -130,7 +130,7 @@ TEST_F(Pca9505, BitsBeyondTheBankChangeNothingButAreWritten) {
     }
 }
 
-TEST_F(Pca9505, ChangingAPinStopsAtTheFirstFailureAndNamesIt) {
+TEST_F(pca9505, changing_a_pin_stops_at_the_first_failure_and_prints_it) {
     for (const pin_row &row : pin_rows) {
         fails_with([&] { return row.function(device, 1, 2); }, {line(row.select_line, row.name, select_call),
                                                                 line(row.read_line, row.name, read_old_call),
@@ -152,7 +152,7 @@ const std::vector<bank_row> bank_rows{
     {"pca9505_clear_bank_mask", pca9505_clear_bank_mask, 0x20, 0x00, 155, 158},
 };
 
-TEST_F(Pca9505, WholeBanksSelectTheRegisterBeforeTheyWriteIt) {
+TEST_F(pca9505, bank_write_selects_the_register_before_writing_it) {
     for (const bank_row &row : bank_rows) {
         for (const unsigned int bank : {0U, 4U, 223U, 231U, 255U}) {
             calls.clear();
@@ -165,7 +165,7 @@ TEST_F(Pca9505, WholeBanksSelectTheRegisterBeforeTheyWriteIt) {
     }
 }
 
-TEST_F(Pca9505, ResultsCountAsWholeInts) {
+TEST_F(pca9505, bus_results_are_compared_as_whole_ints) {
     for (const int result : {0x10001, 0x10000, 0, 2, -1, -0xFFFF}) {
         answers({{{}, result}});
         captured_output output;
@@ -182,7 +182,7 @@ TEST_F(Pca9505, ResultsCountAsWholeInts) {
               line(21, "pca9505_get_reg_data", read_call) + line(56, "pca9505_set_bank_input", write_call));
 }
 
-TEST_F(Pca9505, SuccessPrintsNothing) {
+TEST_F(pca9505, success_prints_nothing) {
     uint8_t data = 0;
     captured_output output;
     EXPECT_EQ(pca9505_get_reg_data(device, 0, &data), 0);
@@ -190,7 +190,7 @@ TEST_F(Pca9505, SuccessPrintsNothing) {
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(Pca9505, HighPinOfBankTwo) {
+TEST_F(pca9505, set_port_high_of_bank_2_writes_register_0x0a) {
     answers({{}, {{0x01}}, {}});
     EXPECT_EQ(pca9505_set_port_high(device, 2, 5), 0);
     EXPECT_THAT(calls, ElementsAre(selected(0x0A), byte_read(0), written(0x0A, 0x21)));

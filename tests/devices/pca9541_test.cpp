@@ -16,9 +16,9 @@ constexpr uint32_t device = 0xABCD7401; // bus 1, slave 0x74, upper half ignored
 transfer written(uint8_t reg, uint8_t data) { return write_of(1, 0x74, {reg, data}); }
 transfer register_read(uint8_t reg, uint8_t preset) { return write_read_of(1, 0x74, {reg}, {preset}); }
 
-using Pca9541 = scripted_bus;
+using pca9541 = scripted_bus;
 
-TEST_F(Pca9541, RegistersAreWrittenAndReadByNumber) {
+TEST_F(pca9541, registers_are_written_and_read_by_number) {
     answers({{}, {{0x4A}}, {{0x5B}}, {}});
     uint8_t control = 0xEE;
     uint8_t status = 0xEE;
@@ -32,7 +32,7 @@ TEST_F(Pca9541, RegistersAreWrittenAndReadByNumber) {
                                    written(2, 0x00)));
 }
 
-TEST_F(Pca9541, TakeBusFollowsTheOtherMastersBits) {
+TEST_F(pca9541, take_bus_derives_its_bits_from_those_of_the_other_master) {
     for (unsigned int now = 0; now < 256; ++now) {
         calls.clear();
         answers({{{static_cast<uint8_t>(now)}}, {}});
@@ -44,7 +44,7 @@ TEST_F(Pca9541, TakeBusFollowsTheOtherMastersBits) {
     }
 }
 
-TEST_F(Pca9541, TakeBusWritesTheKnownValues) {
+TEST_F(pca9541, take_bus_writes_the_tabulated_control_bytes) {
     const uint8_t table[][2] = {{0x00, 0x14}, {0x02, 0x15}, {0x0A, 0x11}, {0xFF, 0x11}, {0x08, 0x10}};
     for (const auto &[now, expected] : table) {
         calls.clear();
@@ -55,13 +55,13 @@ TEST_F(Pca9541, TakeBusWritesTheKnownValues) {
     }
 }
 
-TEST_F(Pca9541, TakeBusStopsWhenTheControlByteCannotBeRead) {
+TEST_F(pca9541, take_bus_stops_when_the_control_byte_cannot_be_read) {
     fail_call(0);
     EXPECT_EQ(pca9541_take_bus(device), -1);
     EXPECT_EQ(calls.size(), 1U);
 }
 
-TEST_F(Pca9541, FailuresAreReturnedAndNotPrinted) {
+TEST_F(pca9541, failures_are_returned_and_not_printed) {
     answers({{{}, -1}, {{}, -1}, {{}, -1}, {{}, -1}, {}, {{}, -1}});
     uint8_t byte = 0;
     captured_output output;

@@ -13,9 +13,9 @@ using ::testing::ElementsAre;
 
 constexpr uint32_t device = 0xABCD7101; // bus 1, slave 0x71, upper half ignored
 
-using Pca9548 = scripted_bus;
+using pca9548 = scripted_bus;
 
-TEST_F(Pca9548, EnablePassesTheControlByteThrough) {
+TEST_F(pca9548, enable_sends_the_control_byte_unchanged) {
     for (unsigned int channels = 0; channels < 256; ++channels) {
         calls.clear();
         ASSERT_EQ(pca9548_enable_channel(device, static_cast<uint8_t>(channels)), 0);
@@ -23,7 +23,7 @@ TEST_F(Pca9548, EnablePassesTheControlByteThrough) {
     }
 }
 
-TEST_F(Pca9548, GetReceivesTheControlByte) {
+TEST_F(pca9548, get_receives_the_control_byte) {
     answers({{{0xA5}}});
     uint8_t channels = 0xEE;
     EXPECT_EQ(pca9548_get_channel(device, &channels), 0);
@@ -31,12 +31,12 @@ TEST_F(Pca9548, GetReceivesTheControlByte) {
     EXPECT_THAT(calls, ElementsAre(read_of(1, 0x71, {0xEE})));
 }
 
-TEST_F(Pca9548, DisableSendsZero) {
+TEST_F(pca9548, disable_sends_zero) {
     EXPECT_EQ(pca9548_disable_channel(device), 0);
     EXPECT_THAT(calls, ElementsAre(write_of(1, 0x71, {0x00})));
 }
 
-TEST_F(Pca9548, EachFailurePrintsItsLine) {
+TEST_F(pca9548, each_failure_prints_its_line) {
     answers({{{}, -1}, {{}, -1}, {{}, -1}});
     uint8_t channels = 0;
     captured_output output;
@@ -50,7 +50,7 @@ TEST_F(Pca9548, EachFailurePrintsItsLine) {
     EXPECT_EQ(calls.size(), 3U);
 }
 
-TEST_F(Pca9548, SuccessPrintsNothing) {
+TEST_F(pca9548, success_prints_nothing) {
     uint8_t channels = 0;
     captured_output output;
     EXPECT_EQ(pca9548_enable_channel(device, 1), 0);

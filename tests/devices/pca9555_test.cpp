@@ -21,7 +21,7 @@ constexpr uint32_t device = 0xABCD2103; // bus 3, slave 0x21, upper half ignored
 transfer written(uint8_t reg, uint8_t data) { return write_of(3, 0x21, {reg, data}); }
 transfer register_read(uint8_t reg, uint8_t preset = 0) { return write_read_of(3, 0x21, {reg}, {preset}); }
 
-class Pca9555 : public scripted_bus {
+class pca9555 : public scripted_bus {
   protected:
     /// Lets each bus call of `function` fail in turn; expects -1, no further bus calls, and one printed line.
     void fails_with(const std::function<int()> &function, const std::vector<std::string> &lines) {
@@ -99,7 +99,7 @@ const std::vector<init_row> init_rows{
      {"pca9555.c:341:pca9554_init_port_low():smbus_write_byte_to_device( device, 1, data )"}},
 };
 
-TEST_F(Pca9555, InitWritesAMaskPerBankLowBankFirst) {
+TEST_F(pca9555, init_writes_a_mask_per_bank_low_bank_first) {
     struct list {
         std::vector<uint8_t> ports;
         std::array<uint8_t, 2> masks;
@@ -132,13 +132,13 @@ TEST_F(Pca9555, InitWritesAMaskPerBankLowBankFirst) {
     }
 }
 
-TEST_F(Pca9555, InitTakesANegativeCountForAnEmptyList) {
+TEST_F(pca9555, init_treats_a_negative_count_as_an_empty_list) {
     EXPECT_EQ(pca9555_init_port_output(device, nullptr, -1), 0);
     EXPECT_EQ(pca9554_init_port_high(device, nullptr, -1), 0);
     EXPECT_THAT(calls, ElementsAre(written(6, 0xFF), written(7, 0xFF), written(1, 0x00)));
 }
 
-TEST_F(Pca9555, InitStopsAtTheFirstFailureAndNamesIt) {
+TEST_F(pca9555, init_stops_at_the_first_failure_and_prints_it) {
     const uint8_t ports[] = {1, 9};
     for (const init_row &row : init_rows) {
         fails_with([&] { return row.function(device, ports, 2); }, row.failures);
@@ -182,7 +182,7 @@ const std::vector<change_row> change_rows{
       "pca9555.c:214:pca9555_set_port_output():smbus_write_byte_to_device( device, 6+ port/8, data)"}},
 };
 
-TEST_F(Pca9555, ChangingAPortReadsItsBankAndWritesOneBitDifferently) {
+TEST_F(pca9555, changing_a_port_reads_its_bank_and_changes_one_bit) {
     for (const change_row &row : change_rows) {
         for (unsigned int port = 0; port < 256; ++port) {
             for (const uint8_t old : {0x00, 0xFF, 0xA5}) {
@@ -199,19 +199,19 @@ TEST_F(Pca9555, ChangingAPortReadsItsBankAndWritesOneBitDifferently) {
     }
 }
 
-TEST_F(Pca9555, OutputLevelsStartFromThePinsNotFromTheOutputRegister) {
+TEST_F(pca9555, setting_a_level_starts_from_the_input_register) {
     answers({{{0x81}}, {}});
     EXPECT_EQ(pca9555_set_port_high(device, 10), 0);
     EXPECT_THAT(calls, ElementsAre(register_read(1), written(3, 0x85)));
 }
 
-TEST_F(Pca9555, ChangingAPortStopsAtTheFirstFailureAndNamesIt) {
+TEST_F(pca9555, changing_a_port_stops_at_the_first_failure_and_prints_it) {
     for (const change_row &row : change_rows) {
         fails_with([&] { return row.function(device, 10); }, row.failures);
     }
 }
 
-TEST_F(Pca9555, ReadingAPortGivesZeroOrOne) {
+TEST_F(pca9555, reading_a_port_returns_0_or_1) {
     for (unsigned int port = 0; port < 256; ++port) {
         const auto p = static_cast<uint8_t>(port);
         const auto bit = static_cast<uint8_t>(1U << port % 8);
@@ -231,7 +231,7 @@ TEST_F(Pca9555, ReadingAPortGivesZeroOrOne) {
     }
 }
 
-TEST_F(Pca9555, FailedPortReadLeavesWhatTheBusLeft) {
+TEST_F(pca9555, failed_port_read_leaves_what_the_transfer_stored) {
     answers({{{0x40}, -1}});
     uint8_t data = 0xEE;
     EXPECT_EQ(pca9555_get_port_data(device, 0, &data), -1);
@@ -260,7 +260,7 @@ const std::vector<bank_row> bank_rows{
      "pca9555.c:261:pca9555_set_bank_dir():smbus_write_byte_to_device(device, 6+bank, data)"},
 };
 
-TEST_F(Pca9555, BankAccessGoesToBasePlusBankModulo256) {
+TEST_F(pca9555, bank_access_uses_register_base_plus_bank_modulo_256) {
     for (const bank_row &row : bank_rows) {
         for (const uint8_t bank : {0, 1, 2, 249, 250, 254, 255}) {
             calls.clear();
@@ -274,14 +274,14 @@ TEST_F(Pca9555, BankAccessGoesToBasePlusBankModulo256) {
     }
 }
 
-TEST_F(Pca9555, BankAccessNamesItsFailure) {
+TEST_F(pca9555, bank_access_prints_its_failure) {
     uint8_t data = 0;
     for (const bank_row &row : bank_rows) {
         fails_with([&] { return row.function(1, &data); }, {row.failure});
     }
 }
 
-TEST_F(Pca9555, BankZeroAndOneHaveReadersOfTheirOwn) {
+TEST_F(pca9555, bank_0_and_1_getters_read_registers_0_and_1) {
     answers({{{0x12}}, {{0x34}}});
     std::array<uint8_t, 2> data{0xEE, 0xEE};
     EXPECT_EQ(pca9555_get_bank0_data(device, &data[0]), 0);
@@ -294,7 +294,7 @@ TEST_F(Pca9555, BankZeroAndOneHaveReadersOfTheirOwn) {
                {"pca9555.c:230:pca9555_get_bank1_data():smbus_read_byte_to_device(device, 1, data)"});
 }
 
-TEST_F(Pca9555, ReportsADevicesFailureInEveryReader) {
+TEST_F(pca9555, port_getters_print_their_failure) {
     uint8_t data = 0;
     fails_with(
         [&] { return pca9555_get_port_data(device, 9, &data); },
@@ -330,7 +330,7 @@ std::array<uint32_t, 17> ascending() {
     return words;
 }
 
-TEST_F(Pca9555, ListsPortsAtTheIndicesThatCountHolds) {
+TEST_F(pca9555, lists_ports_at_the_indices_in_the_count_array) {
     for (const lister &l : listers) {
         calls.clear();
         answers({{{static_cast<uint8_t>(0x05 ^ l.inversion)}}, {{static_cast<uint8_t>(0x80 ^ l.inversion)}}});
@@ -347,7 +347,7 @@ TEST_F(Pca9555, ListsPortsAtTheIndicesThatCountHolds) {
     }
 }
 
-TEST_F(Pca9555, ListsPortsInOrderWithAnAscendingCountArray) {
+TEST_F(pca9555, lists_ports_in_order_with_an_ascending_count_array) {
     for (const lister &l : listers) {
         for (const unsigned int levels : {0x0000U, 0x0001U, 0x8000U, 0xFFFFU, 0xA55AU, 0x0005U}) {
             answers({{{static_cast<uint8_t>(levels ^ l.inversion)}},
@@ -369,7 +369,7 @@ TEST_F(Pca9555, ListsPortsInOrderWithAnAscendingCountArray) {
     }
 }
 
-TEST_F(Pca9555, FailedListTouchesNeitherArray) {
+TEST_F(pca9555, failed_list_touches_neither_array) {
     for (const lister &l : listers) {
         uint8_t port = 0xEE;
         uint32_t count = 0xEEEEEEEE;

@@ -133,9 +133,9 @@ class record {
 
 // --- Posting, over recorded calls ---
 
-class Posting : public ::testing::Test {
+class posting_a_record : public ::testing::Test {
   protected:
-    ~Posting() override { platform = {}; }
+    ~posting_a_record() override { platform = {}; }
 
     int record_call(const std::string &call, int result = 0) {
         calls.push_back(call);
@@ -195,14 +195,14 @@ class Posting : public ::testing::Test {
         }};
 };
 
-TEST_F(Posting, LocksWritesOnceAndUnlocks) {
+TEST_F(posting_a_record, locks_writes_once_and_unlocks) {
     const record message(5);
     EXPECT_EQ(post_message(message, 4000), 0);
     EXPECT_THAT(calls, ElementsAre("lock 4000", "write 4000 49", "unlock 4000"));
     EXPECT_EQ(written, message.text());
 }
 
-TEST_F(Posting, NonBlockSetsTheFlagInsideTheLockAndPutsTheOldFlagsBack) {
+TEST_F(posting_a_record, non_block_sets_and_restores_the_flags_inside_the_lock) {
     const record message(5);
     EXPECT_EQ(post_message_non_block(message, 4000), 0);
     EXPECT_THAT(calls, ElementsAre("lock 4000", "get flags",
@@ -211,7 +211,7 @@ TEST_F(Posting, NonBlockSetsTheFlagInsideTheLockAndPutsTheOldFlagsBack) {
     EXPECT_EQ(written, message.text());
 }
 
-TEST_F(Posting, NamedQueueIsOpenedForWritingAndClosedAfterUnlocking) {
+TEST_F(posting_a_record, named_queue_is_opened_for_writing_and_closed_after_unlock) {
     const record message(5);
     EXPECT_EQ(post_message_to_named_queue(message, "queue"), 0);
     EXPECT_THAT(calls, ElementsAre("open " + std::to_string(O_WRONLY), "lock 4000", "write 4000 49",
@@ -228,7 +228,7 @@ const std::vector<std::pair<const char *, int (*)(const queue_message *, int)>> 
     {"post_message_non_block", post_message_non_block},
     {"named", post_to_queue}};
 
-TEST_F(Posting, SizeIsComputedInSixteenBits) {
+TEST_F(posting_a_record, record_size_is_computed_in_16_bits) {
     for (const auto &[name, post] : posts) {
         for (const auto &[payload_len, size] : std::vector<std::pair<uint32_t, size_t>>{{0, 44},
                                                                                         {1, 45},
@@ -248,7 +248,7 @@ TEST_F(Posting, SizeIsComputedInSixteenBits) {
     }
 }
 
-TEST_F(Posting, RecordNeedsNoAlignment) {
+TEST_F(posting_a_record, record_needs_no_alignment) {
     const record message(5);
     std::vector<char> buffer(1 + QUEUE_MESSAGE_HEADER_SIZE + 5);
     std::memcpy(buffer.data() + 1, static_cast<const void *>(static_cast<const queue_message *>(message)),
@@ -257,7 +257,7 @@ TEST_F(Posting, RecordNeedsNoAlignment) {
     EXPECT_EQ(written, message.text());
 }
 
-TEST_F(Posting, FailedWriteIsPrintedWithItsError) {
+TEST_F(posting_a_record, failed_write_is_printed_with_its_error) {
     write_fails(EPIPE);
     captured_output output;
     for (const auto &[name, post] : posts) {
@@ -268,7 +268,7 @@ TEST_F(Posting, FailedWriteIsPrintedWithItsError) {
                              "Message.c : PostMsg Broken pipe\n");
 }
 
-TEST_F(Posting, ShortWriteFailsWithAnOlderError) {
+TEST_F(posting_a_record, short_write_fails_and_prints_the_errno_of_before) {
     for (const ssize_t less : {0, 44, 100}) {
         write_result = [less](size_t) { return less; };
         captured_output output;
@@ -282,7 +282,7 @@ TEST_F(Posting, ShortWriteFailsWithAnOlderError) {
     }
 }
 
-TEST_F(Posting, WriteIsNotTriedAgain) {
+TEST_F(posting_a_record, interrupted_write_is_not_retried) {
     write_fails(EINTR);
     captured_output output;
     for (const auto &[name, post] : posts) {
@@ -293,7 +293,7 @@ TEST_F(Posting, WriteIsNotTriedAgain) {
     }
 }
 
-TEST_F(Posting, FailedLockIsReportedAndTheRecordWrittenAllTheSame) {
+TEST_F(posting_a_record, failed_lock_is_printed_and_the_record_still_written) {
     platform.lock = [this](int) { return record_call("lock", -1); };
     for (const auto &[name, post] : posts) {
         SCOPED_TRACE(name);
@@ -308,7 +308,7 @@ TEST_F(Posting, FailedLockIsReportedAndTheRecordWrittenAllTheSame) {
     }
 }
 
-TEST_F(Posting, FailedUnlockIsReportedAndTheWriteDecides) {
+TEST_F(posting_a_record, failed_unlock_is_printed_and_does_not_change_the_result) {
     platform.unlock = [](int) { return -1; };
     for (const auto &[name, post] : posts) {
         captured_output output;
@@ -317,7 +317,7 @@ TEST_F(Posting, FailedUnlockIsReportedAndTheWriteDecides) {
     }
 }
 
-TEST_F(Posting, OnlyMinusOneIsAFailureOfTheLock) {
+TEST_F(posting_a_record, lock_result_other_than_minus_1_is_success) {
     platform.lock = [](int) { return -2; };
     platform.unlock = [](int) { return 1; };
     captured_output output;
@@ -327,7 +327,7 @@ TEST_F(Posting, OnlyMinusOneIsAFailureOfTheLock) {
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(Posting, PrintedErrorIsTheOneAfterUnlocking) {
+TEST_F(posting_a_record, failed_write_prints_the_errno_left_by_the_unlock) {
     write_fails(EPIPE);
     platform.unlock = [](int) {
         errno = ENOLCK;
@@ -345,7 +345,7 @@ TEST_F(Posting, PrintedErrorIsTheOneAfterUnlocking) {
                              "Message.c : PostMsg No locks available\n");
 }
 
-TEST_F(Posting, SuccessPrintsNothing) {
+TEST_F(posting_a_record, success_prints_nothing) {
     captured_output output;
     for (const auto &[name, post] : posts) {
         EXPECT_EQ(post(record(1), 4000), 0);
@@ -354,7 +354,7 @@ TEST_F(Posting, SuccessPrintsNothing) {
     EXPECT_EQ(platform.debug_output, "");
 }
 
-TEST(NamedPost, FailedOpenIsReportedAndCarriedOnWithDescriptorMinusOne) {
+TEST(named_post, failed_open_is_printed_and_posting_uses_descriptor_minus_1) {
     std::vector<int> descriptors;
     const auto fails_for = [&descriptors](int fd) {
         descriptors.push_back(fd);
@@ -395,7 +395,7 @@ struct read_answer {
     int error = 0;
 };
 
-class Receiving : public ::testing::Test {
+class receiving_a_record : public ::testing::Test {
   protected:
     static constexpr int queue = 4000;
 
@@ -435,14 +435,14 @@ class Receiving : public ::testing::Test {
         }};
 };
 
-TEST_F(Receiving, HeaderThenPayload) {
+TEST_F(receiving_a_record, header_is_read_first_then_the_payload) {
     answers = {{header(3)}, {"abc"}};
     EXPECT_EQ(get_message(buffer.data(), queue, -1), 0);
     EXPECT_EQ(received(48), header(3) + "abc\xEE");
     EXPECT_THAT(reads, ElementsAre(std::pair(0, 44), std::pair(44, 3)));
 }
 
-TEST_F(Receiving, PiecesArePutTogether) {
+TEST_F(receiving_a_record, record_read_in_pieces_is_complete) {
     answers = {{header(5).substr(0, 1)}, {header(5).substr(1, 41)}, {header(5).substr(42)}, {"ab"}, {"cde"}};
     EXPECT_EQ(get_message(buffer.data(), queue, -1), 0);
     EXPECT_EQ(received(50), header(5) + "abcde\xEE");
@@ -450,7 +450,7 @@ TEST_F(Receiving, PiecesArePutTogether) {
                                    std::pair(46, 3)));
 }
 
-TEST_F(Receiving, EndOfFileAndPassingErrorsAreRetried) {
+TEST_F(receiving_a_record, end_of_file_eintr_and_eagain_are_retried) {
     answers = {{"", EINTR},  {"", EAGAIN}, {""},        {header(2)}, {""},
                {"", EAGAIN}, {"a"},        {"", EINTR}, {""},        {"b"}};
     EXPECT_EQ(get_message(buffer.data(), queue, -1), 0);
@@ -458,7 +458,7 @@ TEST_F(Receiving, EndOfFileAndPassingErrorsAreRetried) {
     EXPECT_THAT(answers, IsEmpty());
 }
 
-TEST_F(Receiving, LengthBelowOneIsNoPayload) {
+TEST_F(receiving_a_record, length_of_0_or_less_reads_no_payload) {
     for (const int32_t length : {0, -1, INT32_MIN}) {
         reads.clear();
         answers = {{header(length)}};
@@ -467,7 +467,7 @@ TEST_F(Receiving, LengthBelowOneIsNoPayload) {
     }
 }
 
-TEST_F(Receiving, LengthHasThirtyTwoBits) {
+TEST_F(receiving_a_record, payload_length_has_32_bits) {
     for (const int32_t length : {0x10004, INT32_MAX}) {
         reads.clear();
         answers = {{header(length)}, {"", EIO}};
@@ -476,7 +476,7 @@ TEST_F(Receiving, LengthHasThirtyTwoBits) {
     }
 }
 
-TEST_F(Receiving, HardErrorInTheHeaderGoesOnWithWhatTheBufferHolds) {
+TEST_F(receiving_a_record, error_in_the_header_uses_the_length_in_the_buffer) {
     preset_length(3);
     answers = {{"1234"}, {"", EIO}, {"xyz"}};
     captured_output output;
@@ -487,14 +487,14 @@ TEST_F(Receiving, HardErrorInTheHeaderGoesOnWithWhatTheBufferHolds) {
     EXPECT_THAT(reads, ElementsAre(std::pair(0, 44), std::pair(4, 40), std::pair(44, 3)));
 }
 
-TEST_F(Receiving, HardErrorWithoutALengthInTheBufferIsAnEmptyRecord) {
+TEST_F(receiving_a_record, error_in_the_header_with_length_0_returns_an_empty_record) {
     preset_length(0);
     answers = {{"", EBADF}};
     EXPECT_EQ(get_message(buffer.data(), queue, -1), 0);
     EXPECT_THAT(reads, ElementsAre(std::pair(0, 44)));
 }
 
-TEST_F(Receiving, HardErrorInThePayloadIsNotReported) {
+TEST_F(receiving_a_record, error_in_the_payload_is_not_reported) {
     answers = {{header(6)}, {"ab"}, {"", EIO}};
     captured_output output;
     EXPECT_EQ(get_message(buffer.data(), queue, -1), 0);
@@ -532,7 +532,7 @@ struct recorded_select {
         }};
 };
 
-TEST_F(Receiving, TimeOutStandsInMicrosecondsOfThirtyTwoBits) {
+TEST_F(receiving_a_record, time_out_is_converted_to_32_bit_microseconds) {
     recorded_select recorded;
     for (const auto &[timeout, microseconds] :
          std::vector<std::pair<int16_t, long>>{{0, 0},
@@ -553,21 +553,21 @@ TEST_F(Receiving, TimeOutStandsInMicrosecondsOfThirtyTwoBits) {
     EXPECT_THAT(reads, IsEmpty());
 }
 
-TEST_F(Receiving, SetHasRoomForDescriptor1023) {
+TEST_F(receiving_a_record, descriptor_1023_can_be_waited_for) {
     recorded_select recorded;
     EXPECT_EQ(get_message(buffer.data(), 1023, 1), -1);
     EXPECT_EQ(recorded.limit, 1024);
     EXPECT_THAT(recorded.input, ElementsAre(1023));
 }
 
-TEST_F(Receiving, TimeOutPrintsNothing) {
+TEST_F(receiving_a_record, time_out_prints_nothing) {
     recorded_select recorded;
     captured_output output;
     EXPECT_EQ(get_message(buffer.data(), 5, 1), -1);
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(Receiving, FailedSelectIsPrinted) {
+TEST_F(receiving_a_record, failed_select_is_printed) {
     recorded_select recorded;
     recorded.result = -1;
     recorded.error = EINTR;
@@ -577,14 +577,14 @@ TEST_F(Receiving, FailedSelectIsPrinted) {
     EXPECT_THAT(reads, IsEmpty());
 }
 
-TEST_F(Receiving, MinusOneNeverSelects) {
+TEST_F(receiving_a_record, time_out_of_minus_1_does_not_call_select) {
     recorded_select recorded;
     answers = {{header(0)}};
     EXPECT_EQ(get_message(buffer.data(), queue, -1), 0);
     EXPECT_EQ(recorded.calls, 0);
 }
 
-TEST_F(Receiving, DescriptorsOutsideTheSetAreRefused) {
+TEST_F(receiving_a_record, descriptors_outside_the_fd_set_are_refused) {
     recorded_select recorded;
     for (const int fd : {-1, INT_MIN, 1024, 4000, INT_MAX}) {
         captured_output output;
@@ -596,7 +596,7 @@ TEST_F(Receiving, DescriptorsOutsideTheSetAreRefused) {
     EXPECT_THAT(reads, IsEmpty());
 }
 
-TEST(GetMessage, ClosedDescriptorFailsWithATimeOutAndIsAnEmptyRecordWithout) {
+TEST(get_message, closed_descriptor_fails_only_with_a_time_out) {
     std::vector<uint8_t> buffer(QUEUE_MESSAGE_RECORD_MAX);
     captured_output output;
     const int closed = dup(STDIN_FILENO);
@@ -608,10 +608,10 @@ TEST(GetMessage, ClosedDescriptorFailsWithATimeOutAndIsAnEmptyRecordWithout) {
 
 // --- Real pipes ---
 
-class RealQueue : public ::testing::Test {
+class real_queue : public ::testing::Test {
   protected:
-    RealQueue() { EXPECT_EQ(mkfifo(path.c_str(), 0600), 0); }
-    ~RealQueue() override {
+    real_queue() { EXPECT_EQ(mkfifo(path.c_str(), 0600), 0); }
+    ~real_queue() override {
         for (const int fd : descriptors_) {
             close(fd);
         }
@@ -648,7 +648,7 @@ class RealQueue : public ::testing::Test {
     std::vector<int> descriptors_;
 };
 
-TEST_F(RealQueue, RecordsArriveByteForByteAndInOrder) {
+TEST_F(real_queue, records_arrive_unchanged_and_in_order) {
     const int queue = both_ends();
     EXPECT_EQ(post_message(record(0), queue), 0);
     EXPECT_EQ(waiting_bytes(queue), 44);
@@ -661,14 +661,14 @@ TEST_F(RealQueue, RecordsArriveByteForByteAndInOrder) {
     EXPECT_EQ(waiting_bytes(queue), 0);
 }
 
-TEST_F(RealQueue, LargestRecordFitsIntoAnEmptyPipe) {
+TEST_F(real_queue, largest_record_fits_into_an_empty_pipe) {
     const int queue = both_ends();
     const record largest(QUEUE_MESSAGE_PAYLOAD_MAX);
     EXPECT_EQ(post_message_non_block(largest, queue), 0);
     EXPECT_EQ(received(queue, 0), largest.text());
 }
 
-TEST_F(RealQueue, EmptyQueueTimesOutWithoutAWord) {
+TEST_F(real_queue, empty_queue_times_out_and_prints_nothing) {
     const int queue = both_ends();
     captured_output output;
     EXPECT_EQ(get_message(buffer.data(), queue, 0), -1);
@@ -682,7 +682,7 @@ TEST_F(RealQueue, EmptyQueueTimesOutWithoutAWord) {
               1'000'000'000LL);
 }
 
-TEST_F(RealQueue, NegativeMicrosecondsAreRefusedByTheSystem) {
+TEST_F(real_queue, time_out_that_becomes_negative_fails_with_einval) {
     const int queue = both_ends();
     captured_output output;
     EXPECT_EQ(get_message(buffer.data(), queue, -2), -1);
@@ -691,7 +691,7 @@ TEST_F(RealQueue, NegativeMicrosecondsAreRefusedByTheSystem) {
                              "Message.c : Error waiting on Queue Invalid argument\n");
 }
 
-TEST_F(RealQueue, SignalEndsAWaitWithATimeOut) {
+TEST_F(real_queue, signal_ends_a_wait_with_a_time_out) {
     const int queue = both_ends();
     struct sigaction action {};
     action.sa_handler = [](int) {};
@@ -705,7 +705,7 @@ TEST_F(RealQueue, SignalEndsAWaitWithATimeOut) {
     EXPECT_EQ(output.text(), "Message.c : Error waiting on Queue Interrupted system call\n");
 }
 
-TEST_F(RealQueue, TimeOutOnlyLimitsTheBeginningOfARecord) {
+TEST_F(real_queue, time_out_limits_only_the_wait_for_the_first_byte) {
     const int queue = both_ends();
     const std::string text = record(10).text();
     ASSERT_EQ(write(queue, text.data(), 1), 1);
@@ -719,14 +719,14 @@ TEST_F(RealQueue, TimeOutOnlyLimitsTheBeginningOfARecord) {
     writer.join();
 }
 
-TEST_F(RealQueue, NamedPostWaitsForAReader) {
+TEST_F(real_queue, named_post_waits_for_a_reader) {
     child_process writer(
         [this] { return post_message_to_named_queue(record(9), path.c_str()) == 0 ? 0 : 1; });
     EXPECT_EQ(received(opened(O_RDONLY)), record(9).text());
     EXPECT_TRUE(writer.exits_with(0));
 }
 
-TEST_F(RealQueue, SignalEndsTheNamedPostsWaitForAReader) {
+TEST_F(real_queue, signal_ends_the_wait_of_a_named_post_for_a_reader) {
     platform.lock = platform.unlock = [](int) { return -1; };
     struct sigaction action {};
     action.sa_handler = [](int) {};
@@ -746,7 +746,7 @@ TEST_F(RealQueue, SignalEndsTheNamedPostsWaitForAReader) {
     platform = {};
 }
 
-TEST_F(RealQueue, RecordIsCompletedByAnotherWriterAfterTheFirstClosed) {
+TEST_F(real_queue, record_is_completed_by_another_writer_after_the_first_closed) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     const std::string text = record(200).text();
     for (const size_t cut : {0U, 1U, 43U, 44U, 45U, 243U}) {
@@ -767,7 +767,7 @@ TEST_F(RealQueue, RecordIsCompletedByAnotherWriterAfterTheFirstClosed) {
     }
 }
 
-TEST_F(RealQueue, NonBlockingReaderWaitsForTheRestAllTheSame) {
+TEST_F(real_queue, non_blocking_reader_waits_for_the_rest_of_a_record) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     const int writer = opened(O_WRONLY);
     const std::string text = record(200).text();
@@ -809,7 +809,7 @@ double processor_time_of_an_idle_second(int reader, const std::function<void()> 
     return used;
 }
 
-TEST_F(RealQueue, WaitingAtTheEndOfTheFileUsesNoProcessor) {
+TEST_F(real_queue, waiting_at_end_of_file_uses_no_processor_time) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     close(open(path.c_str(), O_WRONLY)); // a writer opened and closed it
     const double used = processor_time_of_an_idle_second(
@@ -818,7 +818,7 @@ TEST_F(RealQueue, WaitingAtTheEndOfTheFileUsesNoProcessor) {
     RecordProperty("milliseconds", std::to_string(used));
 }
 
-TEST_F(RealQueue, WaitingOnAnEmptyNonBlockingPipeUsesNoProcessor) {
+TEST_F(real_queue, waiting_on_an_empty_non_blocking_pipe_uses_no_processor_time) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     const int writer = opened(O_WRONLY);
     const double used =
@@ -827,7 +827,7 @@ TEST_F(RealQueue, WaitingOnAnEmptyNonBlockingPipeUsesNoProcessor) {
     RecordProperty("milliseconds", std::to_string(used));
 }
 
-TEST_F(RealQueue, NextReaderGoesOnWhereTheFirstStopped) {
+TEST_F(real_queue, second_reader_continues_after_the_first) {
     const int first = open(path.c_str(), O_RDONLY | O_NONBLOCK);
     const int writer = opened(O_WRONLY);
     for (const uint32_t length : {10U, 20U, 30U}) {
@@ -842,7 +842,7 @@ TEST_F(RealQueue, NextReaderGoesOnWhereTheFirstStopped) {
     EXPECT_EQ(received(second), record(40).text());
 }
 
-TEST_F(RealQueue, FullPipeMakesPostWait) {
+TEST_F(real_queue, post_message_waits_on_a_full_pipe) {
     const int queue = both_ends();
     const record large(QUEUE_MESSAGE_PAYLOAD_MAX);
     constexpr int count = 5; // more than the pipe holds
@@ -857,7 +857,7 @@ TEST_F(RealQueue, FullPipeMakesPostWait) {
     writer.join();
 }
 
-TEST_F(RealQueue, FullPipeMakesNonBlockFailAndKeepsTheFlags) {
+TEST_F(real_queue, non_block_post_to_a_full_pipe_fails_and_restores_the_flags) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     const int writer = opened(O_WRONLY);
     const int flags = fcntl(writer, F_GETFL);
@@ -876,7 +876,7 @@ TEST_F(RealQueue, FullPipeMakesNonBlockFailAndKeepsTheFlags) {
     }
 }
 
-TEST_F(RealQueue, NonBlockOfADescriptorThatIsNonBlockingKeepsItSo) {
+TEST_F(real_queue, non_block_post_keeps_a_non_blocking_descriptor_non_blocking) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     const int writer = opened(O_WRONLY | O_NONBLOCK);
     EXPECT_EQ(post_message_non_block(record(4), writer), 0);
@@ -884,7 +884,7 @@ TEST_F(RealQueue, NonBlockOfADescriptorThatIsNonBlockingKeepsItSo) {
     EXPECT_EQ(received(reader), record(4).text());
 }
 
-TEST_F(RealQueue, LargeRecordIsCutByANearlyFullPipe) {
+TEST_F(real_queue, non_block_post_of_a_large_record_may_be_written_in_part) {
     const int reader = opened(O_RDONLY | O_NONBLOCK);
     const int writer = opened(O_WRONLY);
     const record large(QUEUE_MESSAGE_PAYLOAD_MAX);
@@ -901,7 +901,7 @@ TEST_F(RealQueue, LargeRecordIsCutByANearlyFullPipe) {
     EXPECT_LT(part, QUEUE_MESSAGE_RECORD_MAX);
 }
 
-TEST_F(RealQueue, LargerPipeTakesSeveralLargeRecords) {
+TEST_F(real_queue, enlarged_pipe_holds_several_large_records) {
     const int queue = both_ends();
     ASSERT_GE(fcntl(queue, F_SETPIPE_SZ, 1 << 20), 1 << 20);
     const record large(QUEUE_MESSAGE_PAYLOAD_MAX);
@@ -913,9 +913,9 @@ TEST_F(RealQueue, LargerPipeTakesSeveralLargeRecords) {
     }
 }
 
-using RealQueueDeathTest = RealQueue;
+using real_queue_DeathTest = real_queue;
 
-TEST_F(RealQueueDeathTest, PostWithoutAReaderRaisesTheCallersSignal) {
+TEST_F(real_queue_DeathTest, post_without_a_reader_raises_sigpipe_unless_ignored) {
     const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
     const int writer = opened(O_WRONLY);
     close(reader);
@@ -947,7 +947,7 @@ std::vector<uint8_t> numbered_record(uint32_t writer, uint32_t sequence) {
     return bytes;
 }
 
-TEST_F(RealQueue, RecordsOfManyWritersAreNeitherLostNorMixed) {
+TEST_F(real_queue, records_of_many_writers_are_not_lost_or_mixed) {
     constexpr uint32_t writers = 4;
     constexpr uint32_t each = 120;
     const int queue = both_ends();
@@ -984,7 +984,7 @@ TEST_F(RealQueue, RecordsOfManyWritersAreNeitherLostNorMixed) {
 
 // --- Counting ---
 
-TEST(MessageNumber, IsTheSizeInLargestRecordsRoundedDown) {
+TEST(message_number, is_the_file_size_divided_by_the_largest_record) {
     const scratch_folder folder;
     write_file(folder.file("queue"), "");
     const int fd = open(folder.file("queue").c_str(), O_RDWR);
@@ -1003,13 +1003,13 @@ TEST(MessageNumber, IsTheSizeInLargestRecordsRoundedDown) {
     close(fd);
 }
 
-TEST(MessageNumber, FailsWithZero) {
+TEST(message_number, is_0_for_a_bad_descriptor) {
     captured_output output;
     EXPECT_EQ(message_number_in_queue(-1), 0);
     EXPECT_EQ(output.text(), "Error Stat.st_size = 0\n");
 }
 
-TEST_F(RealQueue, PipesHaveNoSize) {
+TEST_F(real_queue, message_number_of_a_pipe_is_0) {
     const int queue = both_ends();
     ASSERT_EQ(post_message(record(QUEUE_MESSAGE_PAYLOAD_MAX), queue), 0);
     captured_output output;

@@ -75,7 +75,7 @@ std::vector<operation> list_of(const sembuf *operations, size_t count) {
 
 // --- System calls ---
 
-TEST(GetSemLock, OpensClosesMakesTheKeyAndGetsTheSet) {
+TEST(get_sem_lock, calls_open_close_ftok_and_semget) {
     std::vector<std::string> calls;
     const auto call = [&calls](const std::string &text, auto result) {
         calls.push_back(text);
@@ -99,7 +99,7 @@ TEST(GetSemLock, OpensClosesMakesTheKeyAndGetsTheSet) {
                             "ftok /var/lock/bus 95", "semget 3 " + std::to_string(create_with_mode_0777)));
 }
 
-TEST(GetSemLock, FailedOpenEndsIt) {
+TEST(get_sem_lock, failed_open_returns_minus_1_without_further_calls) {
     stand_in<int, const char *, int, mode_t> opens(open_call, [](const char *, int, mode_t) {
         errno = EMFILE;
         return -1;
@@ -110,7 +110,7 @@ TEST(GetSemLock, FailedOpenEndsIt) {
     EXPECT_EQ(errno, EMFILE);
 }
 
-TEST(GetSemLock, FailedKeyEndsIt) {
+TEST(get_sem_lock, failed_ftok_returns_minus_1_without_semget) {
     const scratch_folder folder;
     stand_in<key_t, const char *, int> keys(ftok_call, [](const char *, int) {
         errno = ENOENT;
@@ -121,7 +121,7 @@ TEST(GetSemLock, FailedKeyEndsIt) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST(GetSemLock, ResultOfTheSetIsHandedThrough) {
+TEST(get_sem_lock, semget_result_and_errno_are_returned) {
     const scratch_folder folder;
     stand_in<int, key_t, int, int> gets(semget_call, [](key_t, int count, int) {
         EXPECT_EQ(count, -5);
@@ -145,28 +145,28 @@ struct recorded_semop {
                                                }};
 };
 
-TEST(SemLock, WaitIsZeroThenOneMoreWithUndo) {
+TEST(sem_lock, wait_is_wait_for_zero_then_plus_1_with_undo) {
     recorded_semop recorded;
     EXPECT_EQ(wait_sem_lock(12, 7), 0);
     EXPECT_EQ(recorded.set, 12);
     EXPECT_THAT(recorded.operations, ElementsAre(operation(7, 0, 0), operation(7, 1, undo)));
 }
 
-TEST(SemLock, TryIsTheSameWithoutWaiting) {
+TEST(sem_lock, try_is_the_same_with_ipc_nowait) {
     recorded_semop recorded;
     EXPECT_EQ(try_sem_lock(12, 7), 0);
     EXPECT_EQ(recorded.set, 12);
     EXPECT_THAT(recorded.operations, ElementsAre(operation(7, 0, no_wait), operation(7, 1, undo)));
 }
 
-TEST(SemLock, ReleaseIsOneLessWithUndo) {
+TEST(sem_lock, release_is_minus_1_with_undo) {
     recorded_semop recorded;
     EXPECT_EQ(release_sem_lock(12, 7), 0);
     EXPECT_EQ(recorded.set, 12);
     EXPECT_THAT(recorded.operations, ElementsAre(operation(7, -1, undo)));
 }
 
-TEST(SemLock, LowSixteenBitsOfTheNumberCount) {
+TEST(sem_lock, only_the_low_16_bits_of_the_number_are_used) {
     recorded_semop recorded;
     EXPECT_EQ(wait_sem_lock(1, 65536), 0);
     EXPECT_THAT(recorded.operations, ElementsAre(operation(0, 0, 0), operation(0, 1, undo)));
@@ -176,7 +176,7 @@ TEST(SemLock, LowSixteenBitsOfTheNumberCount) {
     EXPECT_THAT(recorded.operations, ElementsAre(operation(65535, -1, undo)));
 }
 
-TEST(SemLock, ResultAndErrnoAreHandedThrough) {
+TEST(sem_lock, semop_result_and_errno_are_returned) {
     recorded_semop recorded;
     recorded.result = -1;
     recorded.error = EINTR;
@@ -189,9 +189,9 @@ TEST(SemLock, ResultAndErrnoAreHandedThrough) {
 
 // --- Real locks ---
 
-class RealLocks : public ::testing::Test {
+class real_locks : public ::testing::Test {
   protected:
-    ~RealLocks() override { semctl(locks, 0, IPC_RMID); }
+    ~real_locks() override { semctl(locks, 0, IPC_RMID); }
 
     int value(int number = 0) const { return semctl(locks, number, GETVAL); }
 
@@ -207,14 +207,14 @@ class RealLocks : public ::testing::Test {
     int locks = get_sem_lock(path.c_str(), 3);
 };
 
-TEST_F(RealLocks, NewSetIsFree) {
+TEST_F(real_locks, new_set_is_free) {
     EXPECT_GE(locks, 0);
     EXPECT_EQ(value(0), 0);
     EXPECT_EQ(value(1), 0);
     EXPECT_EQ(value(2), 0);
 }
 
-TEST_F(RealLocks, KeyFileIsCreatedForEveryoneLessTheUmaskAndNeverWritten) {
+TEST_F(real_locks, key_file_has_mode_0777_less_umask_and_is_never_written) {
     const mode_t mask = umask(0);
     const int others = get_sem_lock(folder.file("open").c_str(), 1);
     umask(mask);
@@ -231,37 +231,37 @@ TEST_F(RealLocks, KeyFileIsCreatedForEveryoneLessTheUmaskAndNeverWritten) {
     semctl(used, 0, IPC_RMID);
 }
 
-TEST_F(RealLocks, SetIsForEveryoneWhateverTheUmask) {
+TEST_F(real_locks, set_has_mode_0777_with_any_umask) {
     semid_ds description{};
     ASSERT_EQ(semctl(locks, 0, IPC_STAT, &description), 0);
     EXPECT_EQ(description.sem_perm.mode & 0777U, 0777U);
 }
 
-TEST_F(RealLocks, SamePathIsTheSameSetInEveryProcess) {
+TEST_F(real_locks, same_path_is_the_same_set_in_every_process) {
     EXPECT_EQ(get_sem_lock(path.c_str(), 3), locks);
     child_process other([this] { return get_sem_lock(path.c_str(), 3) == locks ? 0 : 1; });
     EXPECT_TRUE(other.exits_with(0));
 }
 
-TEST_F(RealLocks, AnotherPathIsAnotherSet) {
+TEST_F(real_locks, another_path_is_another_set) {
     const int other = get_sem_lock(folder.file("other").c_str(), 3);
     EXPECT_NE(other, locks);
     semctl(other, 0, IPC_RMID);
 }
 
-TEST_F(RealLocks, SetMayBeLargerThanAskedForButNotSmaller) {
+TEST_F(real_locks, existing_set_may_be_larger_than_requested_but_not_smaller) {
     EXPECT_EQ(get_sem_lock(path.c_str(), 1), locks);
     EXPECT_EQ(get_sem_lock(path.c_str(), 0), locks);
     EXPECT_EQ(get_sem_lock(path.c_str(), 4), -1);
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(RealLocks, MissingFolderFails) {
+TEST_F(real_locks, key_file_in_a_missing_folder_fails_with_enoent) {
     EXPECT_EQ(get_sem_lock(folder.file("missing/key").c_str(), 1), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(RealLocks, TakenIsOneAndFreeIsZero) {
+TEST_F(real_locks, value_is_1_while_locked_and_0_while_free) {
     EXPECT_EQ(wait_sem_lock(locks, 1), 0);
     EXPECT_EQ(value(1), 1);
     EXPECT_EQ(release_sem_lock(locks, 1), 0);
@@ -270,14 +270,14 @@ TEST_F(RealLocks, TakenIsOneAndFreeIsZero) {
     EXPECT_EQ(value(1), 1);
 }
 
-TEST_F(RealLocks, TryOfAHeldLockFailsAtOnce) {
+TEST_F(real_locks, try_of_a_held_lock_fails_at_once) {
     EXPECT_EQ(try_sem_lock(locks, 0), 0);
     EXPECT_EQ(try_sem_lock(locks, 0), -1);
     EXPECT_EQ(errno, EAGAIN);
     EXPECT_EQ(value(), 1);
 }
 
-TEST_F(RealLocks, AnotherThreadOfTheHolderIsOneMoreWaiter) {
+TEST_F(real_locks, second_thread_of_the_holder_waits) {
     ASSERT_EQ(wait_sem_lock(locks, 0), 0);
     std::thread other([this] {
         EXPECT_EQ(wait_sem_lock(locks, 0), 0);
@@ -289,7 +289,7 @@ TEST_F(RealLocks, AnotherThreadOfTheHolderIsOneMoreWaiter) {
     EXPECT_EQ(release_sem_lock(locks, 0), 0);
 }
 
-TEST_F(RealLocks, LocksOfASetAreIndependent) {
+TEST_F(real_locks, locks_of_a_set_are_independent) {
     EXPECT_EQ(try_sem_lock(locks, 0), 0);
     EXPECT_EQ(try_sem_lock(locks, 1), 0);
     EXPECT_EQ(release_sem_lock(locks, 0), 0);
@@ -297,21 +297,21 @@ TEST_F(RealLocks, LocksOfASetAreIndependent) {
     EXPECT_EQ(value(1), 1);
 }
 
-TEST_F(RealLocks, Number65536IsLockZero) {
+TEST_F(real_locks, number_65536_is_lock_0) {
     EXPECT_EQ(try_sem_lock(locks, 65536), 0);
     EXPECT_EQ(value(0), 1);
     EXPECT_EQ(release_sem_lock(locks, 131072), 0);
     EXPECT_EQ(value(0), 0);
 }
 
-TEST_F(RealLocks, NumberOutsideTheSetFails) {
+TEST_F(real_locks, number_outside_the_set_fails_with_efbig) {
     for (const auto function : {wait_sem_lock, try_sem_lock, release_sem_lock}) {
         EXPECT_EQ(function(locks, 3), -1);
         EXPECT_EQ(errno, EFBIG);
     }
 }
 
-TEST_F(RealLocks, WaitTakesTheLockWhenItsHolderReleases) {
+TEST_F(real_locks, waiter_gets_the_lock_when_the_holder_releases) {
     ASSERT_EQ(wait_sem_lock(locks, 0), 0);
     child_process waiter([this] { return wait_sem_lock(locks, 0) == 0 && value() == 1 ? 0 : 1; });
     until_waiting(GETZCNT);
@@ -319,7 +319,7 @@ TEST_F(RealLocks, WaitTakesTheLockWhenItsHolderReleases) {
     EXPECT_TRUE(waiter.exits_with(0));
 }
 
-TEST_F(RealLocks, ReleaseOfAFreeLockWaitsForATakerAndFreesItsLock) {
+TEST_F(real_locks, release_of_a_free_lock_waits_and_frees_the_next_holders_lock) {
     child_process releaser([this] { return release_sem_lock(locks, 0) == 0 ? 0 : 1; });
     until_waiting(GETNCNT);
     EXPECT_EQ(try_sem_lock(locks, 0), 0);
@@ -328,7 +328,7 @@ TEST_F(RealLocks, ReleaseOfAFreeLockWaitsForATakerAndFreesItsLock) {
     EXPECT_EQ(value(), 1);
 }
 
-TEST_F(RealLocks, DeathOfTheHolderFreesTheLock) {
+TEST_F(real_locks, death_of_the_holder_frees_the_lock) {
     int taken[2];
     ASSERT_EQ(pipe(taken), 0);
     child_process holder([this, &taken] {
@@ -348,13 +348,13 @@ TEST_F(RealLocks, DeathOfTheHolderFreesTheLock) {
     close(taken[1]);
 }
 
-TEST_F(RealLocks, EndOfAProcessThatReleasedChangesNothing) {
+TEST_F(real_locks, exit_after_release_does_not_change_the_value) {
     child_process user([this] { return wait_sem_lock(locks, 0) == 0 ? release_sem_lock(locks, 0) : 1; });
     EXPECT_TRUE(user.exits_with(0));
     EXPECT_EQ(value(), 0);
 }
 
-TEST_F(RealLocks, RemovedSetFailsWaitersAndNewcomers) {
+TEST_F(real_locks, removed_set_fails_waiting_and_later_calls) {
     ASSERT_EQ(wait_sem_lock(locks, 0), 0);
     child_process waiter([this] { return wait_sem_lock(locks, 0) == -1 ? errno : 0; });
     until_waiting(GETZCNT);
@@ -366,7 +366,7 @@ TEST_F(RealLocks, RemovedSetFailsWaitersAndNewcomers) {
     }
 }
 
-TEST_F(RealLocks, SignalEndsAWait) {
+TEST_F(real_locks, signal_ends_a_wait_with_eintr) {
     ASSERT_EQ(wait_sem_lock(locks, 0), 0);
     child_process waiter([this] {
         struct sigaction action {};
@@ -380,7 +380,7 @@ TEST_F(RealLocks, SignalEndsAWait) {
     EXPECT_TRUE(waiter.exits_with(EINTR));
 }
 
-TEST_F(RealLocks, NothingIsPrinted) {
+TEST_F(real_locks, nothing_is_printed) {
     captured_output output;
     EXPECT_EQ(get_sem_lock(folder.file("missing/key").c_str(), 1), -1);
     EXPECT_EQ(wait_sem_lock(locks, 5), -1);
@@ -396,9 +396,9 @@ struct shared_state {
     std::atomic<int> overlaps; ///< how often two processes were inside at the same time
 };
 
-class SharedCounter : public RealLocks {
+class shared_counter : public real_locks {
   protected:
-    ~SharedCounter() override { munmap(state, sizeof(shared_state)); }
+    ~shared_counter() override { munmap(state, sizeof(shared_state)); }
 
     /// Increments the counter in several steps, so that a second process inside would be noticed.
     void increment(int who) const {
@@ -429,7 +429,7 @@ class SharedCounter : public RealLocks {
             shared_state{};
 };
 
-TEST_F(SharedCounter, IncrementsOfManyProcessesAllCount) {
+TEST_F(shared_counter, no_increment_of_many_processes_is_lost) {
     constexpr int processes = 6;
     constexpr int times = 500;
     std::vector<child_process> workers;
@@ -444,7 +444,7 @@ TEST_F(SharedCounter, IncrementsOfManyProcessesAllCount) {
     EXPECT_EQ(value(), 0);
 }
 
-TEST_F(SharedCounter, HoldersKilledAtAnyMomentNeitherBlockNorShareTheLock) {
+TEST_F(shared_counter, holder_killed_at_any_moment_frees_the_lock_for_one_process) {
     constexpr int processes = 4;
     constexpr int kills = 60;
     constexpr int for_long = 1'000'000;

@@ -40,7 +40,7 @@ struct received_line {
 };
 
 /// Receives what a daemon sends to the system log: a socket at /dev/log in the test's own mount namespace.
-class SystemLog : public ::testing::Test {
+class system_log : public ::testing::Test {
   protected:
     void SetUp() override {
         if (!varnel::test::enter_private_mounts() || !varnel::test::mount_memory("/dev", 1 << 16)) {
@@ -114,7 +114,7 @@ class SystemLog : public ::testing::Test {
     pid_t daemon_ = -1;
 };
 
-TEST_F(SystemLog, LineNamesProcessAndLevel) {
+TEST_F(system_log, line_names_process_and_level) {
     const auto lines = logged_by([] { IDBG_LINUXAPP_DbgLog(LOG_DEBUG, "fan %d of %s", 2, "bmc0"); });
     ASSERT_THAT(lines, SizeIs(1));
     EXPECT_EQ(lines[0].priority, LOG_LOCAL6 | LOG_DEBUG);
@@ -122,7 +122,7 @@ TEST_F(SystemLog, LineNamesProcessAndLevel) {
     EXPECT_EQ(lines[0].text, "[" + pid() + " DEBUG]fan 2 of bmc0");
 }
 
-TEST_F(SystemLog, EveryLevel) {
+TEST_F(system_log, every_level_has_its_name_and_priority) {
     const std::vector<std::string> names{"EMERGENCY", "ALERT",  "CRITICAL", "ERROR",
                                          "WARNING",   "NOTICE", "INFO",     "DEBUG"};
     const auto lines = logged_by([] {
@@ -138,7 +138,7 @@ TEST_F(SystemLog, EveryLevel) {
     }
 }
 
-TEST_F(SystemLog, BitsAboveTheLevelGoToSyslogUnchanged) {
+TEST_F(system_log, bits_above_the_level_go_to_syslog_unchanged) {
     auto lines = logged_by([] {
         IDBG_LINUXAPP_DbgLog(9, "x");
         IDBG_LINUXAPP_DbgLog(LOG_DAEMON | LOG_ERR, "x");
@@ -155,7 +155,7 @@ TEST_F(SystemLog, BitsAboveTheLevelGoToSyslogUnchanged) {
     EXPECT_EQ(lines[1].text, "[" + pid() + " DEBUG]x");
 }
 
-TEST_F(SystemLog, TextIsCutWhereTheLineHas2047Bytes) {
+TEST_F(system_log, line_is_cut_to_2047_bytes) {
     for (const std::size_t length : {2000U, 3000U, 100000U}) {
         const auto texts =
             texts_logged_by([&] { IDBG_LINUXAPP_DbgLog(LOG_INFO, "%s", std::string(length, 'x').c_str()); });
@@ -164,7 +164,7 @@ TEST_F(SystemLog, TextIsCutWhereTheLineHas2047Bytes) {
     }
 }
 
-TEST_F(SystemLog, LongestLineIsNotCut) {
+TEST_F(system_log, line_of_2047_bytes_is_not_cut) {
     const auto texts = texts_logged_by([] {
         const std::size_t prefix = ("[" + std::to_string(getpid()) + " INFO]").size();
         for (const std::size_t length : {2046U, 2047U, 2048U}) {
@@ -177,12 +177,12 @@ TEST_F(SystemLog, LongestLineIsNotCut) {
     EXPECT_THAT(texts[2], SizeIs(2047));
 }
 
-TEST_F(SystemLog, FormattedTextIsNotFormattedAgain) {
+TEST_F(system_log, formatted_text_is_not_formatted_again) {
     const auto texts = texts_logged_by([] { IDBG_LINUXAPP_DbgLog(LOG_INFO, "%s %%", "100%d %n"); });
     EXPECT_THAT(texts, ElementsAre("[" + pid() + " INFO]100%d %n %"));
 }
 
-TEST_F(SystemLog, ErrorNumberIsTheCallers) {
+TEST_F(system_log, percent_m_prints_the_callers_errno) {
     const std::string error_number = "%m"; // a GNU conversion
     const auto texts = texts_logged_by([&] {
         errno = ENOSPC;
@@ -191,7 +191,7 @@ TEST_F(SystemLog, ErrorNumberIsTheCallers) {
     EXPECT_THAT(texts, ElementsAre("[" + pid() + " ERROR]" + strerror(ENOSPC)));
 }
 
-TEST_F(SystemLog, FirstUseReplacesFacilityAndMask) {
+TEST_F(system_log, first_use_replaces_facility_and_mask) {
     const auto lines = logged_by([] {
         openlog("other", 0, LOG_DAEMON);
         setlogmask(LOG_MASK(LOG_EMERG));
@@ -202,7 +202,7 @@ TEST_F(SystemLog, FirstUseReplacesFacilityAndMask) {
     EXPECT_EQ(lines[0].sender, "other[" + pid() + "]") << "an identity that the program chose is kept";
 }
 
-TEST_F(SystemLog, TheLogIsOpenedOnce) {
+TEST_F(system_log, the_log_is_opened_once) {
     const auto lines = logged_by([] {
         IDBG_LINUXAPP_DbgInit();
         openlog("other", 0, LOG_DAEMON);
@@ -216,7 +216,7 @@ TEST_F(SystemLog, TheLogIsOpenedOnce) {
     EXPECT_EQ(lines[0].sender, "other");
 }
 
-TEST_F(SystemLog, AForkedProcessNamesItself) {
+TEST_F(system_log, forked_process_logs_its_own_pid) {
     pid_t child_of_daemon = 0;
     std::array<int, 2> numbers{};
     ASSERT_EQ(pipe(numbers.data()), 0);
@@ -237,7 +237,7 @@ TEST_F(SystemLog, AForkedProcessNamesItself) {
                 ElementsAre("[" + pid() + " INFO]x", "[" + std::to_string(child_of_daemon) + " INFO]y"));
 }
 
-TEST_F(SystemLog, ALineThatCannotBeSentIsDropped) {
+TEST_F(system_log, line_that_cannot_be_sent_is_dropped) {
     ASSERT_EQ(unlink("/dev/log"), 0);
     EXPECT_THAT(logged_by([] {
                     IDBG_LINUXAPP_DbgLog(LOG_INFO, "x");
@@ -256,7 +256,7 @@ std::vector<uint8_t> counted(int length) {
 const std::string row0 = "  0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f 10 11 12 13";
 const std::string row1 = " 14 15 16 17 18 19 1a 1b 1c 1d 1e 1f 20 21 22 23 24 25 26 27";
 
-class HexDump : public SystemLog {
+class hex_dump : public system_log {
   protected:
     /// The lines of a dump of bytes 0, 1, 2...
     std::vector<std::string> dump(int32_t length) {
@@ -269,16 +269,16 @@ class HexDump : public SystemLog {
     std::string line(const std::string &rest) const { return "[" + pid() + " DEBUG][fan.c:42] " + rest; }
 };
 
-TEST_F(HexDump, OfNothingLogsNothing) { EXPECT_THAT(dump(0), IsEmpty()); }
+TEST_F(hex_dump, length_0_logs_nothing) { EXPECT_THAT(dump(0), IsEmpty()); }
 
-TEST_F(HexDump, OfLessThanNothingLogsItsStartAndEnd) {
+TEST_F(hex_dump, negative_length_logs_only_start_and_end) {
     for (const int32_t length : {-1, -21, INT32_MIN}) {
         const auto texts = dump(length);
         EXPECT_THAT(texts, ElementsAre(line(" BUFFER START"), line(" END")));
     }
 }
 
-TEST_F(HexDump, OfUpTo20BytesIsOnTheEndLine) {
+TEST_F(hex_dump, up_to_20_bytes_are_on_the_end_line) {
     auto texts = dump(1);
     EXPECT_THAT(texts, ElementsAre(line(" BUFFER START"), line("  0 END")));
     texts = dump(19);
@@ -287,7 +287,7 @@ TEST_F(HexDump, OfUpTo20BytesIsOnTheEndLine) {
     EXPECT_THAT(texts, ElementsAre(line(" BUFFER START"), line(row0 + " END")));
 }
 
-TEST_F(HexDump, OfMoreHasALineForEachFull20BytesBefore) {
+TEST_F(hex_dump, more_bytes_have_a_line_for_each_20_before_the_end) {
     auto texts = dump(21);
     EXPECT_THAT(texts, ElementsAre(line(" BUFFER START"), line(row0 + " "), line(" 14 END")));
     texts = dump(40);
@@ -297,14 +297,14 @@ TEST_F(HexDump, OfMoreHasALineForEachFull20BytesBefore) {
                 ElementsAre(line(" BUFFER START"), line(row0 + " "), line(row1 + " "), line(" 28 END")));
 }
 
-TEST_F(HexDump, OfManyBytesIsWhole) {
+TEST_F(hex_dump, dump_of_1000_bytes_is_complete) {
     const auto texts = dump(1000);
     ASSERT_THAT(texts, SizeIs(51));
     EXPECT_THAT(texts[49], HasSubstr(" c0 c1 c2 c3")) << "bytes 960 to 979";
     EXPECT_EQ(texts[50], line(" d4 d5 d6 d7 d8 d9 da db dc dd de df e0 e1 e2 e3 e4 e5 e6 e7 END"));
 }
 
-TEST_F(HexDump, DoesNotOpenTheLog) {
+TEST_F(hex_dump, does_not_open_the_log) {
     const uint8_t byte = 0xFF;
     auto lines = logged_by([&] { IDBG_LINUXAPP_DbgLogBuf(LOG_INFO, "f", 1, &byte, 1); });
     ASSERT_THAT(lines, SizeIs(2));
@@ -321,7 +321,7 @@ TEST_F(HexDump, DoesNotOpenTheLog) {
     EXPECT_EQ(lines[0].sender, "debug_log_test[" + pid() + "]");
 }
 
-TEST_F(HexDump, LinesCarryLevelsAboveSevenAndFileNamesOfAnyLength) {
+TEST_F(hex_dump, accepts_levels_above_7_and_file_names_of_any_length) {
     const std::string file(5000, '%');
     const uint8_t byte = 5;
     const auto lines = logged_by([&] { IDBG_LINUXAPP_DbgLogBuf(9, file.c_str(), -1, &byte, 1); });

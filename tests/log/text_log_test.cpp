@@ -33,10 +33,10 @@ constexpr off_t default_limit = 1048576;
 constexpr std::size_t stamp_length = 25; // "Wed Jun 30 21:49:08 1993" and its newline
 
 /// Runs in a folder of its own, so that paths are short.
-class TextLog : public ::testing::Test {
+class text_log : public ::testing::Test {
   protected:
-    TextLog() { EXPECT_EQ(chdir(folder_.path().c_str()), 0); }
-    ~TextLog() override { EXPECT_EQ(chdir("/"), 0); }
+    text_log() { EXPECT_EQ(chdir(folder_.path().c_str()), 0); }
+    ~text_log() override { EXPECT_EQ(chdir("/"), 0); }
 
     static void make(const std::string &path, off_t size) {
         write_file(path, "");
@@ -73,7 +73,7 @@ std::vector<std::string> messages(const std::string &bytes) {
     return found;
 }
 
-TEST_F(TextLog, EntryIsADateLineATabAndTheMessage) {
+TEST_F(text_log, entry_is_a_date_line_then_a_tab_and_the_message) {
     const std::time_t start = std::time(nullptr);
     EXPECT_EQ(log_str_old("old", "fan 2 stopped"), 0);
     EXPECT_EQ(log_str("str", "fan %d %s", 2, "stopped"), 0);
@@ -84,7 +84,7 @@ TEST_F(TextLog, EntryIsADateLineATabAndTheMessage) {
     EXPECT_THAT(folder_.names(), ElementsAre("old", "size", "str"));
 }
 
-TEST_F(TextLog, EntriesAreAppended) {
+TEST_F(text_log, entries_are_appended) {
     EXPECT_EQ(log_str("log", "one"), 0);
     const auto identity = identity_of("log");
     EXPECT_EQ(log_str_old("log", "two"), 0);
@@ -93,12 +93,12 @@ TEST_F(TextLog, EntriesAreAppended) {
     EXPECT_TRUE(identity_of("log") == identity);
 }
 
-TEST_F(TextLog, PlainTextIsNotFormatted) {
+TEST_F(text_log, plain_text_is_not_formatted) {
     EXPECT_EQ(log_str_old("log", "100%d %s %n %%"), 0);
     EXPECT_THAT(messages(read_file("log").value()), ElementsAre("100%d %s %n %%"));
 }
 
-TEST_F(TextLog, DateIsLocalAndFollowsTZ) {
+TEST_F(text_log, date_is_local_time_and_follows_tz) {
     for (const char *zone : {"UTC0", "XYZ-5", "ABC+3:30"}) {
         ASSERT_EQ(setenv("TZ", zone, 1), 0);
         const std::time_t start = std::time(nullptr);
@@ -109,14 +109,14 @@ TEST_F(TextLog, DateIsLocalAndFollowsTZ) {
     unsetenv("TZ");
 }
 
-TEST_F(TextLog, ErrorNumberIsTheCallers) {
+TEST_F(text_log, percent_m_prints_the_callers_errno) {
     const std::string error_number = "%m"; // a GNU conversion
     errno = ENOSPC;
     EXPECT_EQ(log_str("log", error_number.c_str()), 0);
     EXPECT_THAT(messages(read_file("log").value()), ElementsAre(strerror(ENOSPC)));
 }
 
-TEST_F(TextLog, FileOfExactlyTheLimitStays) {
+TEST_F(text_log, file_of_exactly_the_limit_is_not_moved) {
     make("log", default_limit);
     make("other", default_limit);
     EXPECT_EQ(log_str("log", "x"), 0);
@@ -126,7 +126,7 @@ TEST_F(TextLog, FileOfExactlyTheLimitStays) {
     EXPECT_EQ(size_of("other"), default_limit + 28);
 }
 
-TEST_F(TextLog, FileOfOneByteMoreIsMovedAside) {
+TEST_F(text_log, file_of_one_byte_above_the_limit_is_moved) {
     make("log", default_limit + 1);
     make("other", default_limit + 1);
     const std::time_t start = std::time(nullptr);
@@ -139,7 +139,7 @@ TEST_F(TextLog, FileOfOneByteMoreIsMovedAside) {
     EXPECT_TRUE(is_entry(read_file("other").value(), start, "x"));
 }
 
-TEST_F(TextLog, LimitOfTheCallers) {
+TEST_F(text_log, file_above_the_callers_limit_is_moved) {
     make("log", 100);
     EXPECT_EQ(log_str_size("log", 100, "x"), 0);
     EXPECT_EQ(size_of("log"), 128) << "one entry above its limit";
@@ -148,7 +148,7 @@ TEST_F(TextLog, LimitOfTheCallers) {
     EXPECT_EQ(size_of("log.old"), 128);
 }
 
-TEST_F(TextLog, OneBackupIsKept) {
+TEST_F(text_log, only_one_backup_is_kept) {
     for (const char *text : {"one", "two", "three"}) {
         EXPECT_EQ(log_str_size("log", 0, "%s", text), 0);
     }
@@ -157,13 +157,13 @@ TEST_F(TextLog, OneBackupIsKept) {
     EXPECT_THAT(messages(read_file("log.old").value()), ElementsAre("two"));
 }
 
-TEST_F(TextLog, LimitZeroSparesAnEmptyFile) {
+TEST_F(text_log, limit_0_does_not_move_an_empty_file) {
     make("log", 0);
     EXPECT_EQ(log_str_size("log", 0, "x"), 0);
     EXPECT_THAT(folder_.names(), ElementsAre("log"));
 }
 
-TEST_F(TextLog, NegativeLimitMovesAnEmptyFile) {
+TEST_F(text_log, negative_limit_moves_an_empty_file) {
     for (const int32_t limit : {-1, INT32_MIN}) {
         make("log", 0);
         EXPECT_EQ(log_str_size("log", limit, "x"), 0);
@@ -172,7 +172,7 @@ TEST_F(TextLog, NegativeLimitMovesAnEmptyFile) {
     }
 }
 
-TEST_F(TextLog, LargestLimit) {
+TEST_F(text_log, largest_limit_is_compared_with_the_size) {
     make("log", off_t{INT32_MAX});
     EXPECT_EQ(log_str_size("log", INT32_MAX, "x"), 0);
     EXPECT_THAT(folder_.names(), ElementsAre("log"));
@@ -180,7 +180,7 @@ TEST_F(TextLog, LargestLimit) {
     EXPECT_EQ(size_of("log.old"), off_t{INT32_MAX} + 28) << "more than 2 GiB, on 32-bit boards too";
 }
 
-TEST_F(TextLog, SizeIsThatOfALinksTarget) {
+TEST_F(text_log, size_of_a_symlink_is_that_of_its_target) {
     make("target", 100);
     ASSERT_EQ(symlink("target", "log"), 0);
     EXPECT_EQ(log_str_size("log", 99, "x"), 0);
@@ -188,7 +188,7 @@ TEST_F(TextLog, SizeIsThatOfALinksTarget) {
     EXPECT_EQ(size_of("target"), 100) << "the link was moved, not the file";
 }
 
-TEST_F(TextLog, PathThatMakesTooLongACommandIsNotMoved) {
+TEST_F(text_log, file_with_a_path_above_45_characters_is_not_moved) {
     const std::string fits(45, 'f');     // a command of 98 characters; each character of the path adds two
     const std::string too_long(46, 't'); // 100
     make(fits, 1);
@@ -199,27 +199,27 @@ TEST_F(TextLog, PathThatMakesTooLongACommandIsNotMoved) {
     EXPECT_EQ(size_of(too_long), 29);
 }
 
-TEST_F(TextLog, VeryLongPathIsLogged) {
+TEST_F(text_log, very_long_path_is_logged_to_but_not_moved) {
     const std::string path = folder_.path() + "/" + std::string(200, 'l');
     make(path, 1);
     EXPECT_EQ(log_str_size(path.c_str(), 0, "x"), 0);
     EXPECT_EQ(size_of(path), 29);
 }
 
-TEST_F(TextLog, PathIsShellText) {
+TEST_F(text_log, path_is_interpreted_by_the_shell) {
     make("a;touch made", 1);
     EXPECT_EQ(log_str_size("a;touch made", 0, "x"), 0);
     EXPECT_THAT(folder_.names(), ::testing::Contains("made")) << "this is why paths must be plain";
 }
 
-TEST_F(TextLog, FailedMoveIsNotNoticed) {
+TEST_F(text_log, failed_move_is_not_reported) {
     make("a b", 1);
     EXPECT_EQ(log_str_size("a b", 0, "x"), 0);
     EXPECT_THAT(folder_.names(), ElementsAre("a b"));
     EXPECT_EQ(size_of("a b"), 29);
 }
 
-TEST_F(TextLog, EntryIsDroppedWhereTheFileCannotBeOpened) {
+TEST_F(text_log, entry_is_dropped_when_the_file_cannot_be_opened) {
     EXPECT_EQ(log_str("none/log", "x"), 0);
     EXPECT_EQ(log_str_old("none/log", "x"), 0);
     EXPECT_EQ(log_str_size("none/log", -1, "x"), 0);
@@ -227,7 +227,7 @@ TEST_F(TextLog, EntryIsDroppedWhereTheFileCannotBeOpened) {
     EXPECT_THAT(folder_.names(), IsEmpty());
 }
 
-TEST_F(TextLog, FullDiskIsTheResultOfClosing) {
+TEST_F(text_log, full_disk_returns_eof) {
     // Through a link, so that a rotation cannot move the device itself.
     ASSERT_EQ(symlink("/dev/full", "full"), 0);
     EXPECT_EQ(log_str("full", "x"), EOF);
@@ -235,14 +235,14 @@ TEST_F(TextLog, FullDiskIsTheResultOfClosing) {
     EXPECT_EQ(log_str_size("full", 0, "%s", std::string(100000, 'x').c_str()), EOF);
 }
 
-TEST_F(TextLog, NewFileObeysTheUmask) {
+TEST_F(text_log, new_file_obeys_the_umask) {
     const mode_t old_mask = umask(027);
     EXPECT_EQ(log_str("log", "x"), 0);
     umask(old_mask);
     EXPECT_EQ(identity_of("log").mode & 07777U, 0640U);
 }
 
-TEST_F(TextLog, EntriesOfAnyLength) {
+TEST_F(text_log, entry_of_any_length_is_complete) {
     for (const std::size_t length : {4000U, 4096U, 16356U, 16357U, 16358U, 16384U, 100000U}) {
         const std::string text(length, 'x');
         EXPECT_EQ(log_str("log", "%s", text.c_str()), 0);
@@ -251,7 +251,7 @@ TEST_F(TextLog, EntriesOfAnyLength) {
     }
 }
 
-TEST_F(TextLog, EntriesOfSeveralProcessesDoNotMix) {
+TEST_F(text_log, entries_of_several_processes_do_not_mix) {
     constexpr int writers = 4;
     constexpr int entries = 100;
     constexpr std::size_t length = 10000;

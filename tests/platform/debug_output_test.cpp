@@ -27,7 +27,7 @@ using ::testing::StartsWith;
 using varnel::test::child_process;
 using varnel::test::logged;
 
-class DebugOutput : public ::testing::Test {
+class debug_output : public ::testing::Test {
   protected:
     void SetUp() override {
         if (!varnel::test::has_private_dev()) {
@@ -55,7 +55,7 @@ bool is_from_child(const std::string &line) { return line.ends_with(": from the 
 
 std::string priority(int level) { return "<" + std::to_string(level) + ">"; }
 
-TEST_F(DebugOutput, GoesToSyslog) {
+TEST_F(debug_output, goes_to_syslog) {
     const std::string text = "[message.c:103]Error opening named pipe /tmp/q\n";
     EXPECT_EQ(IDBG_LINUXAPP_DbgOut(0x82, "[%s:%d]Error opening named pipe %s\n", "message.c", 103, "/tmp/q"),
               static_cast<int>(text.size()));
@@ -65,14 +65,14 @@ TEST_F(DebugOutput, GoesToSyslog) {
     EXPECT_EQ(logged(), "");
 }
 
-TEST_F(DebugOutput, TakesThePriorityFromTheLowBits) {
+TEST_F(debug_output, priority_is_the_low_three_bits) {
     for (int level = 0; level < 8; ++level) {
         IDBG_LINUXAPP_DbgOut(0x7FFFFFF8 | level, "x");
         EXPECT_THAT(logged(), StartsWith(priority(LOG_USER | level)));
     }
 }
 
-TEST_F(DebugOutput, LeavesErrno) {
+TEST_F(debug_output, errno_is_unchanged) {
     errno = ENOENT;
     const std::string format = "%s: %m"; // %m is glibc's
     IDBG_LINUXAPP_DbgOut(0x82, format.c_str(), "open");
@@ -93,7 +93,7 @@ std::string logged_by_child_of_threads() {
     return logged();
 }
 
-TEST_F(DebugOutput, OfAChildIsLikeItsParents) {
+TEST_F(debug_output, of_a_child_has_the_parents_identity_and_facility) {
     if (!can_copy_process()) {
         GTEST_SKIP() << "this machine does not support clone() without a termination signal";
     }
@@ -124,7 +124,7 @@ class thread_that_logs {
 };
 
 /// syslog() cannot be used in a child that was forked while another thread was inside it.
-TEST_F(DebugOutput, OfAChildArrivesAfterAForkInTheMiddleOfSyslog) {
+TEST_F(debug_output, of_a_child_forked_during_syslog_arrives) {
     constexpr int children = 24;
     thread_that_logs other;
     std::vector<child_process> all;
@@ -148,7 +148,7 @@ TEST_F(DebugOutput, OfAChildArrivesAfterAForkInTheMiddleOfSyslog) {
     EXPECT_EQ(arrived, children);
 }
 
-TEST_F(DebugOutput, GoesToStandardErrorWhenAskedTo) {
+TEST_F(debug_output, goes_to_standard_error_if_varnel_debug_stderr_is_1) {
     for (const char *value : {"", "0"}) {
         setenv("VARNEL_DEBUG_STDERR", value, 1);
         ::testing::internal::CaptureStderr();

@@ -101,13 +101,13 @@ class shared {
 
 enum class file_kind { regular, fifo };
 
-class FileLock : public ::testing::Test {
+class file_lock : public ::testing::Test {
   protected:
-    FileLock() : folder_(std::filesystem::temp_directory_path() / "varnel-lock-XXXXXX") {
+    file_lock() : folder_(std::filesystem::temp_directory_path() / "varnel-lock-XXXXXX") {
         EXPECT_NE(mkdtemp(folder_.data()), nullptr);
         make_file();
     }
-    ~FileLock() override { std::filesystem::remove_all(folder_); }
+    ~file_lock() override { std::filesystem::remove_all(folder_); }
 
     void make_file(file_kind kind = file_kind::regular, const std::string &name = "file") {
         path = folder_ + "/" + name;
@@ -131,7 +131,7 @@ bool lockable_now(int fd) {
 
 // Results.
 
-TEST_F(FileLock, SucceedsAndLeavesErrno) {
+TEST_F(file_lock, success_leaves_errno_unchanged) {
     const int fd = open_file();
     errno = E2BIG;
     EXPECT_EQ(file_lock_write(fd), 0);
@@ -140,7 +140,7 @@ TEST_F(FileLock, SucceedsAndLeavesErrno) {
     close(fd);
 }
 
-TEST_F(FileLock, FailsWithoutADescriptor) {
+TEST_F(file_lock, bad_descriptor_fails_with_ebadf) {
     EXPECT_EQ(file_lock_write(-1), -1);
     EXPECT_EQ(errno, EBADF);
     errno = 0;
@@ -148,7 +148,7 @@ TEST_F(FileLock, FailsWithoutADescriptor) {
     EXPECT_EQ(errno, EBADF);
 }
 
-TEST_F(FileLock, FailsOnADescriptorForReadingAndKeepsNothing) {
+TEST_F(file_lock, read_only_descriptor_fails_and_locks_nothing) {
     const int reading = open(path.c_str(), O_RDONLY);
     const int fd = open_file();
     EXPECT_EQ(file_lock_write(reading), -1);
@@ -161,13 +161,13 @@ TEST_F(FileLock, FailsOnADescriptorForReadingAndKeepsNothing) {
     close(fd);
 }
 
-TEST_F(FileLock, UnlockingWhatIsNotLockedSucceeds) {
+TEST_F(file_lock, unlocking_an_unlocked_file_succeeds) {
     const int fd = open_file();
     EXPECT_EQ(file_unlock(fd), 0);
     close(fd);
 }
 
-TEST_F(FileLock, DoesNotNest) {
+TEST_F(file_lock, one_unlock_releases_a_lock_acquired_twice) {
     const int fd = open_file();
     EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_lock_write(fd), 0);
@@ -176,7 +176,7 @@ TEST_F(FileLock, DoesNotNest) {
     close(fd);
 }
 
-TEST_F(FileLock, OfAnotherThreadIsNotReleased) {
+TEST_F(file_lock, unlocking_another_threads_lock_fails_with_eperm) {
     const int fd = open_file();
     EXPECT_EQ(file_lock_write(fd), 0);
     std::thread([&] {
@@ -188,7 +188,7 @@ TEST_F(FileLock, OfAnotherThreadIsNotReleased) {
     close(fd);
 }
 
-TEST_F(FileLock, CountsLockedFiles) {
+TEST_F(file_lock, locking_more_than_256_files_fails_with_enolck) {
     std::vector<int> descriptors;
     for (int i = 0; i < 256; ++i) {
         make_file(file_kind::regular, std::to_string(i));
@@ -215,15 +215,15 @@ struct sharing {
     bool inherited; ///< children use the parent's descriptor; otherwise each opens the file
 };
 
-class Exclusion : public FileLock, public ::testing::WithParamInterface<sharing> {
+class file_lock_exclusion : public file_lock, public ::testing::WithParamInterface<sharing> {
   protected:
-    Exclusion() { make_file(GetParam().kind); }
+    file_lock_exclusion() { make_file(GetParam().kind); }
     [[nodiscard]] int descriptor_for_another(int mine) const {
         return GetParam().inherited ? mine : open_file();
     }
 };
 
-TEST_P(Exclusion, AProcessWaitsForAnother) {
+TEST_P(file_lock_exclusion, process_waits_for_the_lock_of_another) {
     const int fd = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
     process child([&] { return file_lock_write(descriptor_for_another(fd)); });
@@ -265,7 +265,7 @@ void in_threads(int count, const std::function<void()> &action) {
     }
 }
 
-TEST_P(Exclusion, ThreadsOfOneProcessTakeTurns) {
+TEST_P(file_lock_exclusion, threads_of_one_process_exclude_each_other) {
     const int fd = open_file();
     counters count{};
     in_threads(8, [&] { take_turns(descriptor_for_another(fd), 200, count); });
@@ -274,7 +274,7 @@ TEST_P(Exclusion, ThreadsOfOneProcessTakeTurns) {
     close(fd);
 }
 
-TEST_P(Exclusion, ThreadsOfSeveralProcessesTakeTurns) {
+TEST_P(file_lock_exclusion, threads_of_several_processes_exclude_each_other) {
     const int fd = open_file();
     shared<counters> count;
     std::vector<std::unique_ptr<process>> children;
@@ -293,14 +293,14 @@ TEST_P(Exclusion, ThreadsOfSeveralProcessesTakeTurns) {
     close(fd);
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, Exclusion,
-                         ::testing::Values(sharing{"RegularFileOpenedByEach", file_kind::regular, false},
-                                           sharing{"RegularFileInherited", file_kind::regular, true},
-                                           sharing{"FifoOpenedByEach", file_kind::fifo, false},
-                                           sharing{"FifoInherited", file_kind::fifo, true}),
+INSTANTIATE_TEST_SUITE_P(files, file_lock_exclusion,
+                         ::testing::Values(sharing{"regular_file_opened_by_each", file_kind::regular, false},
+                                           sharing{"regular_file_inherited", file_kind::regular, true},
+                                           sharing{"fifo_opened_by_each", file_kind::fifo, false},
+                                           sharing{"fifo_inherited", file_kind::fifo, true}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-TEST_F(FileLock, KeepsLongRecordsOfSeveralWritersApart) {
+TEST_F(file_lock, long_records_of_several_writers_are_not_mixed) {
     constexpr std::size_t record_size = 20'000; // more than a FIFO writes as a whole
     constexpr int writers = 4;
     constexpr int records = 10;
@@ -338,7 +338,7 @@ TEST_F(FileLock, KeepsLongRecordsOfSeveralWritersApart) {
 
 // Waiting.
 
-TEST_F(FileLock, WaitsOnThroughSignals) {
+TEST_F(file_lock, wait_continues_after_signals) {
     static shared<std::atomic<int>> signals;
     const int fd = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
@@ -361,7 +361,7 @@ TEST_F(FileLock, WaitsOnThroughSignals) {
     close(fd);
 }
 
-TEST_F(FileLock, IsNotInheritedOverFork) {
+TEST_F(file_lock, is_not_inherited_by_a_forked_child) {
     const int fd = open_file();
     std::mutex mutex;
     std::condition_variable changed;
@@ -391,7 +391,7 @@ TEST_F(FileLock, IsNotInheritedOverFork) {
     close(fd);
 }
 
-TEST_F(FileLock, StaysWhenAnotherDescriptorOfTheFileIsClosed) {
+TEST_F(file_lock, is_kept_when_another_descriptor_of_the_file_is_closed) {
     const int fd = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
     close(open_file());
@@ -401,7 +401,7 @@ TEST_F(FileLock, StaysWhenAnotherDescriptorOfTheFileIsClosed) {
     close(fd);
 }
 
-TEST_P(Exclusion, StaysWhenAnotherDescriptorOfTheFileIsClosed) {
+TEST_P(file_lock_exclusion, lock_is_kept_when_another_descriptor_is_closed) {
     const int fd = open_file();
     const int child_is_inside = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     ASSERT_EQ(file_lock_write(fd), 0);
@@ -421,7 +421,7 @@ TEST_P(Exclusion, StaysWhenAnotherDescriptorOfTheFileIsClosed) {
     close(fd);
 }
 
-TEST_F(FileLock, EndsWithItsProcessAlthoughAChildHasTheDescriptor) {
+TEST_F(file_lock, is_released_when_its_process_ends_before_a_forked_child) {
     const int fd = open_file();
     std::array<int, 2> child_runs{};
     std::array<int, 2> test_runs{};
@@ -450,7 +450,7 @@ TEST_F(FileLock, EndsWithItsProcessAlthoughAChildHasTheDescriptor) {
     }
 }
 
-TEST_F(FileLock, IsHadBesideARecordLockOfTheProcess) {
+TEST_F(file_lock, can_be_acquired_while_the_process_has_a_record_lock) {
     const int fd = open_file();
     ASSERT_TRUE(lockable_now(fd));
     EXPECT_EQ(file_lock_write(fd), 0);
@@ -460,7 +460,7 @@ TEST_F(FileLock, IsHadBesideARecordLockOfTheProcess) {
     close(fd);
 }
 
-TEST_F(FileLock, WaitsForRecordLocksOfOtherPrograms) {
+TEST_F(file_lock, waits_for_record_locks_of_other_programs) {
     const int fd = open_file();
     ASSERT_TRUE(lockable_now(fd));
     process child([&] { return file_lock_write(fd); });
@@ -473,7 +473,7 @@ TEST_F(FileLock, WaitsForRecordLocksOfOtherPrograms) {
 }
 
 /// A process may have the descriptor of a file that it has no permission to open.
-TEST_F(FileLock, IsHadWhereTheFileCannotBeOpenedAgain) {
+TEST_F(file_lock, can_be_acquired_when_the_file_cannot_be_opened_again) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become another user";
     }
@@ -491,7 +491,7 @@ TEST_F(FileLock, IsHadWhereTheFileCannotBeOpenedAgain) {
     close(fd);
 }
 
-TEST_F(FileLock, LeavesNoDescriptorBehind) {
+TEST_F(file_lock, unlock_closes_every_descriptor_the_lock_opened) {
     const int fd = open_file();
     EXPECT_EQ(file_lock_write(fd), 0);
     const int while_locked = dup(fd);
@@ -503,7 +503,7 @@ TEST_F(FileLock, LeavesNoDescriptorBehind) {
     }
 }
 
-TEST_F(FileLock, TakesNoStandardDescriptor) {
+TEST_F(file_lock, never_occupies_a_standard_descriptor) {
     const int fd = open_file();
     process child([&] {
         for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -519,7 +519,7 @@ TEST_F(FileLock, TakesNoStandardDescriptor) {
     close(fd);
 }
 
-TEST_F(FileLock, OfOneThreadIsLeftAloneByAnotherThatUnlocks) {
+TEST_F(file_lock, is_kept_while_other_threads_try_to_unlock_it) {
     const int fd = open_file();
     const int probe = open_file();
     std::atomic<bool> done = false;
@@ -549,16 +549,16 @@ TEST_F(FileLock, OfOneThreadIsLeftAloneByAnotherThatUnlocks) {
 }
 
 /// Two files, and a pipe on which one process notifies the other.
-class Deadlock : public FileLock {
+class deadlock : public file_lock {
   protected:
-    Deadlock() {
+    deadlock() {
         make_file(file_kind::regular, "y");
         y = open_file();
         make_file(file_kind::regular, "x");
         x = open_file();
         EXPECT_EQ(pipe(line.data()), 0);
     }
-    ~Deadlock() override {
+    ~deadlock() override {
         for (const int fd : {x, y, line[0], line[1]}) {
             close(fd);
         }
@@ -574,7 +574,7 @@ class Deadlock : public FileLock {
     std::array<int, 2> line{};
 };
 
-TEST_F(Deadlock, AmongThreadsThatHoldOneLockIsOnlyTheKernelsOpinion) {
+TEST_F(deadlock, threads_with_one_lock_each_get_theirs_despite_edeadlk) {
     // In each process one thread has a file locked, and another thread waits for the other process's file.
     const pid_t parent = getpid();
     process child([&] {
@@ -605,7 +605,7 @@ TEST_F(Deadlock, AmongThreadsThatHoldOneLockIsOnlyTheKernelsOpinion) {
     waiter.join();
 }
 
-TEST_F(Deadlock, OfThreadsThatHoldTwoLocksIsReported) {
+TEST_F(deadlock, real_deadlock_of_two_processes_fails_with_edeadlk) {
     EXPECT_EQ(file_lock_write(x), 0);
     process child([&] {
         EXPECT_EQ(file_lock_write(y), 0);

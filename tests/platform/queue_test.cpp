@@ -39,13 +39,13 @@ class marked_record {
     std::vector<uint8_t> bytes_;
 };
 
-class PlatformQueue : public ::testing::Test {
+class platform_queue : public ::testing::Test {
   protected:
-    PlatformQueue() : path_(folder_.file("queue")) {
+    platform_queue() : path_(folder_.file("queue")) {
         EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
         queue_ = open(path_.c_str(), O_RDWR | O_CLOEXEC);
     }
-    ~PlatformQueue() override { close(queue_); }
+    ~platform_queue() override { close(queue_); }
 
     using poster = std::function<int(const marked_record &)>;
     poster by_name() const {
@@ -108,21 +108,21 @@ class PlatformQueue : public ::testing::Test {
     std::vector<child_process> processes_;
 };
 
-TEST_F(PlatformQueue, KeepsRecordsApartThatThreadsPostByName) {
+TEST_F(platform_queue, records_posted_by_name_from_threads_are_not_mixed) {
     for (int i = 0; i < 2; ++i) {
         start([this] { return std::vector{by_name(), by_name()}; }, 2);
     }
     receive_all();
 }
 
-TEST_F(PlatformQueue, KeepsRecordsApartOfAProcessThatPostsByNameAndThroughItsDescriptor) {
+TEST_F(platform_queue, records_posted_by_name_and_by_descriptor_are_not_mixed) {
     for (int i = 0; i < 2; ++i) {
         start([this] { return std::vector{by_name(), through(own_descriptor())}; }, 2);
     }
     receive_all();
 }
 
-TEST_F(PlatformQueue, KeepsRecordsApartOverAnInheritedDescriptor) {
+TEST_F(platform_queue, records_posted_by_inherited_descriptor_are_not_mixed) {
     start([this] { return std::vector{by_name(), through(queue_)}; }, 2);
     start([this] { return std::vector{through(queue_), by_name()}; }, 2);
     start([this] { return std::vector{through(queue_)}; }, 1);

@@ -151,9 +151,9 @@ std::string padded(std::string text, size_t size) {
 
 // --- Login ---
 
-class SessionInfo : public recording_platform {};
+class session_info : public recording_platform {};
 
-TEST_F(SessionInfo, ComesFromTheDeviceRecordAndTheAddressLookUp) {
+TEST_F(session_info, is_read_from_the_login_record_and_the_address_table) {
     bmc_session_info info;
     std::memset(&info, 0x55, sizeof info);
     EXPECT_EQ(get_bmc_session_info(7, &info), 0);
@@ -163,7 +163,7 @@ TEST_F(SessionInfo, ComesFromTheDeviceRecordAndTheAddressLookUp) {
     EXPECT_EQ(text_of(info.password), padded("secret", 20));
 }
 
-TEST_F(SessionInfo, FullFieldsAreNotTerminated) {
+TEST_F(session_info, full_fields_are_not_terminated) {
     login_is("sixteen-letters!", "password-of-twenty-c");
     bmc_session_info info{};
     EXPECT_EQ(get_bmc_session_info(0, &info), 0);
@@ -171,7 +171,7 @@ TEST_F(SessionInfo, FullFieldsAreNotTerminated) {
     EXPECT_EQ(text_of(info.password), "password-of-twenty-c");
 }
 
-TEST_F(SessionInfo, FieldsEndAtAZeroByteAndArePadded) {
+TEST_F(session_info, fields_end_at_nul_and_are_padded_with_nul) {
     login_is(std::string_view("ab\0cd", 5), std::string_view("\0secret", 7));
     bmc_session_info info;
     std::memset(&info, 0x55, sizeof info);
@@ -180,7 +180,7 @@ TEST_F(SessionInfo, FieldsEndAtAZeroByteAndArePadded) {
     EXPECT_EQ(text_of(info.password), padded("", 20));
 }
 
-TEST_F(SessionInfo, RecordIsReadAfterTheAddressLookUp) {
+TEST_F(session_info, address_of_19_characters_fits) {
     address = std::string(19, '9'); // the maximum length
     bmc_session_info info{};
     EXPECT_EQ(get_bmc_session_info(-3, &info), 0);
@@ -191,9 +191,9 @@ TEST_F(SessionInfo, RecordIsReadAfterTheAddressLookUp) {
 
 // --- Sessions ---
 
-class Session : public recording_platform {
+class bmc_session : public recording_platform {
   protected:
-    Session() { EXPECT_EQ(get_bmc_session_info(1, &info), 0); }
+    bmc_session() { EXPECT_EQ(get_bmc_session_info(1, &info), 0); }
 
     bmc_session_info info{};
     std::array<uint8_t, 32> session{};
@@ -203,7 +203,7 @@ using open_function = int (*)(bmc_session_info *, void *);
 const std::vector<std::pair<open_function, unsigned int>> openers{{lan_create_session, 1},
                                                                   {lan_create_session_over_udp, 4}};
 
-TEST_F(Session, PlatformIsGivenFifteenArguments) {
+TEST_F(bmc_session, opening_passes_15_arguments_to_the_platform) {
     for (const auto &[open, arg10] : openers) {
         EXPECT_EQ(open(&info, session.data()), 0);
         ASSERT_TRUE(created.has_value());
@@ -220,7 +220,7 @@ TEST_F(Session, PlatformIsGivenFifteenArguments) {
     }
 }
 
-TEST_F(Session, AnyStatusButZeroIsAFailure) {
+TEST_F(bmc_session, any_nonzero_status_is_a_failure) {
     for (const auto &[open, arg10] : openers) {
         for (const uint16_t status : {1, 0x00FF, 0x0100, 0x8000, 0xFFFF}) {
             create_status = status;
@@ -229,7 +229,7 @@ TEST_F(Session, AnyStatusButZeroIsAFailure) {
     }
 }
 
-TEST_F(Session, WithoutAnAddressThePlatformIsNotCalled) {
+TEST_F(bmc_session, address_0_0_0_0_fails_without_calling_the_platform) {
     calls.clear();
     std::strcpy(info.ip, "0.0.0.0");
     for (const auto &[open, arg10] : openers) {
@@ -238,7 +238,7 @@ TEST_F(Session, WithoutAnAddressThePlatformIsNotCalled) {
     EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(Session, OnlyExactlyThatTextIsNoAddress) {
+TEST_F(bmc_session, only_the_exact_text_0_0_0_0_is_refused) {
     for (const char *text : {"", "0.0.0.00", "0.0.0", "00.0.0.0"}) {
         std::strcpy(info.ip, text);
         for (const auto &[open, arg10] : openers) {
@@ -248,7 +248,7 @@ TEST_F(Session, OnlyExactlyThatTextIsNoAddress) {
     }
 }
 
-TEST_F(Session, CloseHandsTheSessionOverAndJudgesTheStatus) {
+TEST_F(bmc_session, close_passes_the_session_and_returns_minus_1_on_failure) {
     EXPECT_EQ(lan_close_session(session.data()), 0);
     EXPECT_EQ(closed, session.data());
     for (const uint16_t status : {1, 0x0100, 0xFFFF}) {
@@ -257,7 +257,7 @@ TEST_F(Session, CloseHandsTheSessionOverAndJudgesTheStatus) {
     }
 }
 
-TEST(SessionDeathTest, NullPointersEndTheProcess) {
+TEST(session_DeathTest, null_pointers_end_the_process) {
     bmc_session_info info{};
     assertion_lines lines("lan_session_ifc");
     const auto died = KilledBySignal(SIGABRT);
@@ -272,7 +272,7 @@ TEST(SessionDeathTest, NullPointersEndTheProcess) {
     EXPECT_EXIT(lan_create_session(nullptr, nullptr), died, "IPMISession");
 }
 
-TEST(SessionDeathTest, NullLoginEndsTheProcessUnchecked) {
+TEST(session_DeathTest, null_login_crashes_without_an_assertion_message) {
     std::array<uint8_t, 32> session{};
     EXPECT_DEATH(lan_create_session(nullptr, session.data()), ::testing::Not(HasSubstr("Assertion")));
     EXPECT_DEATH(lan_create_session_over_udp(nullptr, session.data()),
@@ -281,7 +281,7 @@ TEST(SessionDeathTest, NullLoginEndsTheProcessUnchecked) {
 
 // --- Relay ---
 
-class Relay : public recording_platform {
+class relay : public recording_platform {
   protected:
     int to_bmc(uint8_t slot) {
         return smc_send_command_to_bmc(slot, 0x9A, command_data.data(), 3, response.data(), &response_length);
@@ -295,14 +295,14 @@ class Relay : public recording_platform {
     uint32_t response_length = 8;
 };
 
-TEST_F(Relay, OpensSendsAndCloses) {
+TEST_F(relay, opens_sends_and_closes) {
     EXPECT_EQ(to_smc(), 0);
     EXPECT_THAT(calls, ElementsAre("shared memory 0", "ip 0", "create", "send", "close"));
     EXPECT_EQ(sent->session, created->session);
     EXPECT_EQ(closed, created->session);
 }
 
-TEST_F(Relay, SessionIsOfTheFirstKindWithTheLoginOfTheController) {
+TEST_F(relay, session_is_opened_by_lan_create_session_with_the_login) {
     login_is("sixteen-letters!", "password-of-twenty-c");
     while_creating = [](const session_request &request) {
         EXPECT_EQ(std::string(request.user_name, 16), "sixteen-letters!");
@@ -313,7 +313,7 @@ TEST_F(Relay, SessionIsOfTheFirstKindWithTheLoginOfTheController) {
     EXPECT_THAT(created->arg10_to_15, ElementsAre(1, 0x81, 0x20, 0, 0, 5));
 }
 
-TEST_F(Relay, SessionObjectIsZeroed) {
+TEST_F(relay, session_storage_is_zeroed) {
     while_creating = [](const session_request &request) {
         const auto *bytes = static_cast<const uint8_t *>(request.session);
         EXPECT_THAT(std::vector<int>(bytes, bytes + relay_session_size), Each(0));
@@ -323,7 +323,7 @@ TEST_F(Relay, SessionObjectIsZeroed) {
     EXPECT_EQ(to_smc(), 0);
 }
 
-TEST_F(Relay, CommandIsHandedThrough) {
+TEST_F(relay, command_is_passed_to_the_platform_unchanged) {
     const auto expect_sent = [this] {
         EXPECT_EQ(sent->arg2, 0U);
         EXPECT_EQ(sent->arg3, 0x38U);
@@ -341,7 +341,7 @@ TEST_F(Relay, CommandIsHandedThrough) {
     expect_sent();
 }
 
-TEST_F(Relay, NothingIsCheckedInTheCommand) {
+TEST_F(relay, command_arguments_are_not_checked) {
     EXPECT_EQ(bmc_send_command_to_smc(0, nullptr, 0xFFFFFFFF, nullptr, nullptr), 0);
     EXPECT_EQ(sent->cmd, 0U);
     EXPECT_EQ(sent->req, nullptr);
@@ -350,7 +350,7 @@ TEST_F(Relay, NothingIsCheckedInTheCommand) {
     EXPECT_EQ(sent->res_len, nullptr);
 }
 
-TEST_F(Relay, SlotNIsDeviceNPlusOne) {
+TEST_F(relay, slot_n_is_device_n_plus_1) {
     for (const auto &[slot, device] : std::vector<std::pair<uint8_t, const char *>>{
              {0, "ip 1"}, {1, "ip 2"}, {127, "ip 128"}, {128, "ip 129"}, {255, "ip 256"}}) {
         calls.clear();
@@ -359,19 +359,19 @@ TEST_F(Relay, SlotNIsDeviceNPlusOne) {
     }
 }
 
-TEST_F(Relay, WithoutAnAddressNothingIsOpened) {
+TEST_F(relay, missing_address_fails_without_opening_a_session) {
     address = "0.0.0.0";
     EXPECT_EQ(to_bmc(0), -1);
     EXPECT_THAT(calls, ElementsAre("shared memory 1", "ip 1"));
 }
 
-TEST_F(Relay, WithoutASessionNothingIsSentOrClosed) {
+TEST_F(relay, failed_open_sends_and_closes_nothing) {
     create_status = 0x100;
     EXPECT_EQ(to_smc(), -1);
     EXPECT_THAT(calls, ElementsAre("shared memory 0", "ip 0", "create"));
 }
 
-TEST_F(Relay, SessionIsClosedAfterAFailedCommand) {
+TEST_F(relay, session_is_closed_after_a_failed_command) {
     for (const uint16_t status : {1, 0x0100, 0xFFFF}) {
         calls.clear();
         send_status = status;
@@ -380,12 +380,12 @@ TEST_F(Relay, SessionIsClosedAfterAFailedCommand) {
     }
 }
 
-TEST_F(Relay, FailedCloseDoesNotCount) {
+TEST_F(relay, failed_close_is_ignored) {
     close_status = 1;
     EXPECT_EQ(to_smc(), 0);
 }
 
-TEST_F(Relay, NothingIsPrinted) {
+TEST_F(relay, nothing_is_printed) {
     varnel::test::captured_output output;
     EXPECT_EQ(to_smc(), 0);
     send_status = 1;

@@ -257,7 +257,7 @@ int received(const std::string &path, const char *ip = "127.0.0.1") {
     return result;
 }
 
-class Transfer : public ::testing::Test {
+class transfer : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
         static const std::string reason = enter_own_network();
@@ -276,14 +276,14 @@ class Transfer : public ::testing::Test {
     static std::string no_network;
 };
 
-std::string Transfer::no_network;
+std::string transfer::no_network;
 
 // --- Sending ---
 
-class Server : public Transfer {
+class transfer_server : public transfer {
   protected:
-    Server() { std::atomic_ref(g_transfer_server_ok).store(0); }
-    ~Server() override {
+    transfer_server() { std::atomic_ref(g_transfer_server_ok).store(0); }
+    ~transfer_server() override {
         for (const int fd : seen.clients) {
             close(fd); // the server leaves these open
         }
@@ -326,7 +326,7 @@ class Server : public Transfer {
 
   private:
     static void *run(void *self) {
-        auto *test = static_cast<Server *>(self);
+        auto *test = static_cast<transfer_server *>(self);
         under_test = true;
         lan_transfer_file(test->order.data());
         test->returned = true;
@@ -337,7 +337,7 @@ class Server : public Transfer {
     bool returned = false;
 };
 
-TEST_F(Server, SendsSizeAndContentAndNothingElse) {
+TEST_F(transfer_server, sends_size_and_content_and_nothing_else) {
     for (const size_t size : {size_t{0}, size_t{1}, chunk - 1, chunk, chunk + 1, 5 * chunk + 77}) {
         const std::string content = bytes_of(size);
         serves(content, 1);
@@ -347,7 +347,7 @@ TEST_F(Server, SendsSizeAndContentAndNothingElse) {
     }
 }
 
-TEST_F(Server, SendsChunksWithoutFlags) {
+TEST_F(transfer_server, sends_chunks_of_262144_bytes_without_flags) {
     for (const auto &[size, sends] : std::vector<std::pair<size_t, std::vector<std::string>>>{
              {0, {"send client1 4 0"}},
              {5, {"send client1 4 0", "send client1 5 0"}},
@@ -361,7 +361,7 @@ TEST_F(Server, SendsChunksWithoutFlags) {
     }
 }
 
-TEST_F(Server, MakesItsCallsInThisOrder) {
+TEST_F(transfer_server, makes_its_calls_in_the_documented_order) {
     serves("abc", 2);
     const connection first = connected();
     EXPECT_EQ(first.read_up_to(7), size_field(3) + "abc");
@@ -375,7 +375,7 @@ TEST_F(Server, MakesItsCallsInThisOrder) {
                             "sleep 1", "fclose", "close client2", "close socket"));
 }
 
-TEST_F(Server, WithoutClientsClosesDescriptorZero) {
+TEST_F(transfer_server, client_count_of_0_closes_descriptor_0) {
     serves("abc", 0);
     ends();
     EXPECT_THAT(seen.calls, ElementsAre("socket 2 1 0", "setsockopt socket 1 2 1", "bind socket 0.0.0.0:7000",
@@ -383,7 +383,7 @@ TEST_F(Server, WithoutClientsClosesDescriptorZero) {
     EXPECT_EQ(g_transfer_server_ok, 0);
 }
 
-TEST_F(Server, SetsItsFlagBeforeEachListen) {
+TEST_F(transfer_server, sets_g_transfer_server_ok_before_each_listen) {
     std::vector<int> flags;
     stand_in<int, int, int> listens(listen_call, [&flags](int fd, int backlog) {
         flags.push_back(std::atomic_ref(g_transfer_server_ok).exchange(0));
@@ -397,7 +397,7 @@ TEST_F(Server, SetsItsFlagBeforeEachListen) {
     EXPECT_THAT(flags, ElementsAre(1, 1, 1));
 }
 
-TEST_F(Server, NeverClearsItsFlag) {
+TEST_F(transfer_server, never_clears_g_transfer_server_ok) {
     serves("abc", 1);
     while (std::atomic_ref(g_transfer_server_ok).load() == 0) {
         sched_yield();
@@ -407,7 +407,7 @@ TEST_F(Server, NeverClearsItsFlag) {
     EXPECT_EQ(g_transfer_server_ok, 1);
 }
 
-TEST_F(Server, CountsDownInTheCallersRecordAfterEachClient) {
+TEST_F(transfer_server, decrements_the_callers_count_after_each_client) {
     std::vector<int> counts;
     stand_in<int, int, int> listens(listen_call, [&](int fd, int backlog) {
         counts.push_back(count());
@@ -423,7 +423,7 @@ TEST_F(Server, CountsDownInTheCallersRecordAfterEachClient) {
     EXPECT_EQ(order.substr(1), path + '\0');
 }
 
-TEST_F(Server, ServesTwoHundredAndFiftyFiveClients) {
+TEST_F(transfer_server, serves_255_clients) {
     serves("abc", 255);
     for (int i = 0; i < 255; ++i) {
         ASSERT_EQ(connected().read_up_to(7), size_field(3) + "abc");
@@ -432,7 +432,7 @@ TEST_F(Server, ServesTwoHundredAndFiftyFiveClients) {
     EXPECT_EQ(seen.clients.size(), 255U);
 }
 
-TEST_F(Server, LeavesTheConnectionsOfEarlierClientsOpen) {
+TEST_F(transfer_server, leaves_the_connections_of_earlier_clients_open) {
     serves("abc", 3);
     std::vector<connection> clients;
     for (int i = 0; i < 3; ++i) {
@@ -449,7 +449,7 @@ TEST_F(Server, LeavesTheConnectionsOfEarlierClientsOpen) {
     seen.clients.pop_back();
 }
 
-TEST_F(Server, ClosesOnlyTheLastConnectionAfterAnEmptyFile) {
+TEST_F(transfer_server, closes_only_the_last_connection_after_an_empty_file) {
     serves("", 2);
     const connection first = connected();
     EXPECT_EQ(first.read_up_to(4), size_field(0));
@@ -458,7 +458,7 @@ TEST_F(Server, ClosesOnlyTheLastConnectionAfterAnEmptyFile) {
     EXPECT_TRUE(first.nothing_to_read());
 }
 
-TEST_F(Server, TakesTheSizeAnewForEachClient) {
+TEST_F(transfer_server, reads_the_file_size_again_for_each_client) {
     serves("abc", 2);
     EXPECT_EQ(connected().read_up_to(7), size_field(3) + "abc");
     // The second client is not being served yet: it has not connected.
@@ -467,7 +467,7 @@ TEST_F(Server, TakesTheSizeAnewForEachClient) {
     ends();
 }
 
-TEST_F(Server, DoesNotRepeatAShortSend) {
+TEST_F(transfer_server, does_not_send_the_rest_after_a_short_send) {
     std::atomic<int> sends = 0;
     stand_in<ssize_t, int, const void *, size_t, int> short_one(
         send_call, [&sends](int fd, const void *bytes, size_t size, int flags) {
@@ -480,7 +480,7 @@ TEST_F(Server, DoesNotRepeatAShortSend) {
     EXPECT_EQ(stream, size_field(chunk + 50) + content.substr(0, 100) + content.substr(chunk));
 }
 
-TEST_F(Server, DoesNotCheckTheSendOfTheSize) {
+TEST_F(transfer_server, ignores_a_failed_send_of_the_size) {
     stand_in<ssize_t, int, const void *, size_t, int> first_fails(
         send_call, [](int fd, const void *bytes, size_t size, int flags) {
             return size == 4 ? ssize_t{-1} : send_call.real(fd, bytes, size, flags);
@@ -490,7 +490,7 @@ TEST_F(Server, DoesNotCheckTheSendOfTheSize) {
     ends();
 }
 
-TEST_F(Server, FailedSendEndsThatClientOnly) {
+TEST_F(transfer_server, failed_send_ends_only_that_client) {
     std::atomic<int> sends = 0;
     stand_in<ssize_t, int, const void *, size_t, int> one_fails(
         send_call, [&sends](int fd, const void *bytes, size_t size, int flags) {
@@ -506,7 +506,7 @@ TEST_F(Server, FailedSendEndsThatClientOnly) {
     EXPECT_EQ(calls_of("send client1").size(), 2U);
 }
 
-TEST_F(Server, SurvivesClientsThatVanishInTheMiddle) {
+TEST_F(transfer_server, continues_after_clients_that_reset_during_the_transfer) {
     const std::string content = bytes_of(40 * chunk); // more than the sockets' buffers hold
     serves(content, 3);
     for (const size_t read_before : {size_t{4}, 3 * chunk}) {
@@ -518,7 +518,7 @@ TEST_F(Server, SurvivesClientsThatVanishInTheMiddle) {
     ends();
 }
 
-TEST_F(Server, SurvivesAClientThatVanishesAtOnce) {
+TEST_F(transfer_server, continues_after_a_client_that_resets_before_the_first_send) {
     // Reset before the first send: the second send gets EPIPE and would raise SIGPIPE.
     std::optional<connection> client;
     stand_in<int, int, sockaddr *, socklen_t *> accepts(
@@ -554,21 +554,21 @@ TEST_F(Server, SurvivesAClientThatVanishesAtOnce) {
     EXPECT_EQ(broken, 1);
 }
 
-TEST_F(Server, EndsWithoutASocket) {
+TEST_F(transfer_server, ends_when_socket_fails) {
     seen.failing = {{"socket", EMFILE}};
     serves("abc", 1);
     ends();
     EXPECT_THAT(seen.calls, ElementsAre("socket 2 1 0"));
 }
 
-TEST_F(Server, EndsWhenTheAddressMayNotBeReused) {
+TEST_F(transfer_server, ends_when_setsockopt_fails) {
     seen.failing = {{"setsockopt", EPERM}};
     serves("abc", 1);
     ends();
     EXPECT_THAT(seen.calls, ElementsAre("socket 2 1 0", "setsockopt socket 1 2 1", "close socket"));
 }
 
-TEST_F(Server, EndsWhenAnotherHasThePort) {
+TEST_F(transfer_server, ends_when_the_port_is_in_use) {
     const connection other(socket(AF_INET, SOCK_STREAM, 0));
     ASSERT_TRUE(other.has_the_transfer_port());
     serves("abc", 1);
@@ -578,7 +578,7 @@ TEST_F(Server, EndsWhenAnotherHasThePort) {
     EXPECT_EQ(count(), 1);
 }
 
-TEST_F(Server, ClosesDescriptorZeroWhenTheFileCannotBeOpened) {
+TEST_F(transfer_server, closes_descriptor_0_when_the_file_cannot_be_opened) {
     path = folder.file("missing");
     start(1);
     ends();
@@ -588,7 +588,7 @@ TEST_F(Server, ClosesDescriptorZeroWhenTheFileCannotBeOpened) {
     EXPECT_EQ(g_transfer_server_ok, 0);
 }
 
-TEST_F(Server, EndsWithTheFileOpenWhenListeningFails) {
+TEST_F(transfer_server, ends_with_the_file_open_when_listen_fails) {
     seen.failing = {{"listen", EADDRINUSE}};
     serves("abc", 1);
     ends();
@@ -597,7 +597,7 @@ TEST_F(Server, EndsWithTheFileOpenWhenListeningFails) {
     EXPECT_EQ(g_transfer_server_ok, 1);
 }
 
-TEST_F(Server, EndsWithTheFileOpenWhenAcceptingFails) {
+TEST_F(transfer_server, ends_with_the_file_open_when_accept_fails) {
     seen.failing = {{"accept", EINTR}};
     serves("abc", 1);
     ends();
@@ -606,7 +606,7 @@ TEST_F(Server, EndsWithTheFileOpenWhenAcceptingFails) {
     EXPECT_EQ(count(), 1);
 }
 
-TEST_F(Server, PrintsNothing) {
+TEST_F(transfer_server, prints_nothing) {
     captured_output output;
     path = folder.file("missing");
     start(1);
@@ -636,9 +636,9 @@ class raw_server {
     std::thread thread_;
 };
 
-class Client : public Transfer {
+class transfer_client : public transfer {
   protected:
-    ~Client() override {
+    ~transfer_client() override {
         if (is_open(seen.own_socket)) {
             close(seen.own_socket);
         }
@@ -653,7 +653,7 @@ class Client : public Transfer {
     std::string path = folder.file("received");
 };
 
-TEST_F(Client, StoresWhatTheServerSends) {
+TEST_F(transfer_client, stores_what_the_server_sends) {
     for (const size_t size : {size_t{0}, size_t{1}, chunk, chunk + 1, 9 * chunk + 5}) {
         const std::string content = bytes_of(size);
         EXPECT_EQ(result_of_stream(size_field(static_cast<uint32_t>(size)) + content), 0);
@@ -661,14 +661,14 @@ TEST_F(Client, StoresWhatTheServerSends) {
     }
 }
 
-TEST_F(Client, MakesItsCallsInThisOrder) {
+TEST_F(transfer_client, makes_its_calls_in_the_documented_order) {
     EXPECT_EQ(result_of_stream(size_field(3) + "abc"), 0);
     EXPECT_THAT(seen.calls, ElementsAre("socket 2 1 0", "setsockopt socket 1 2 1", "bind socket 0.0.0.0:0",
                                         "connect socket 127.0.0.1:7000", "fopen w", "recv socket 4 0",
                                         "recv socket 262144 0", "fclose", "close socket"));
 }
 
-TEST_F(Client, StopsAtTheAnnouncedSize) {
+TEST_F(transfer_client, stops_at_the_announced_size) {
     std::atomic<bool> done = false;
     raw_server server([&done](connection &client) {
         client.send_all(size_field(3) + "abc");
@@ -681,30 +681,30 @@ TEST_F(Client, StopsAtTheAnnouncedSize) {
     EXPECT_EQ(read_file(path), "abc");
 }
 
-TEST_F(Client, StoresMoreThanAnnouncedWhenItComesAlong) {
+TEST_F(transfer_client, stores_extra_bytes_received_with_the_last_chunk) {
     EXPECT_EQ(result_of_stream(size_field(3) + "abcdefgh"), 0);
     EXPECT_EQ(read_file(path), "abcdefgh");
 }
 
-TEST_F(Client, SucceedsWithAShortFileWhenTheSenderCloses) {
+TEST_F(transfer_client, returns_0_with_a_short_file_when_the_sender_closes) {
     EXPECT_EQ(result_of_stream(size_field(1000) + "abc"), 0);
     EXPECT_EQ(read_file(path), "abc");
 }
 
-TEST_F(Client, SucceedsWithAnEmptyFileWhenNotEvenTheSizeComes) {
+TEST_F(transfer_client, returns_0_with_an_empty_file_when_the_size_is_missing) {
     EXPECT_EQ(result_of_stream(""), 0);
     EXPECT_EQ(read_file(path), "");
     EXPECT_EQ(result_of_stream("\x05"), 0); // one byte of the size: 5 bytes announced
     EXPECT_EQ(read_file(path), "");
 }
 
-TEST_F(Client, WaitsForTheCloseAfterAnEmptyFile) {
+TEST_F(transfer_client, size_0_still_receives_once) {
     EXPECT_EQ(result_of_stream(size_field(0)), 0);
     EXPECT_EQ(read_file(path), "");
     EXPECT_EQ(std::count(seen.calls.begin(), seen.calls.end(), "recv socket 262144 0"), 1);
 }
 
-TEST_F(Client, StoresWhatFollowsASizeOfZero) {
+TEST_F(transfer_client, stores_what_follows_a_size_of_zero) {
     EXPECT_EQ(result_of_stream(size_field(0) + "abc"), 0);
     EXPECT_EQ(read_file(path), "abc");
 }
@@ -718,21 +718,21 @@ struct small_receives {
         }};
 };
 
-TEST_F(Client, PutsPiecesTogether) {
+TEST_F(transfer_client, file_received_in_pieces_is_complete) {
     small_receives seven_bytes{7};
     const std::string content = bytes_of(1000);
     EXPECT_EQ(result_of_stream(size_field(1000) + content), 0);
     EXPECT_TRUE(read_file(path) == content);
 }
 
-TEST_F(Client, TakesTheSizeWithOneReceive) {
+TEST_F(transfer_client, reads_the_size_with_a_single_recv) {
     small_receives two_bytes{2};
     // Two bytes of the size are used, the other two are zero; the rest of the size is stored as content.
     EXPECT_EQ(result_of_stream(std::string("\x03\0\x41\x42", 4) + "CDEF"), 0);
     EXPECT_EQ(read_file(path), "ABCD");
 }
 
-TEST_F(Client, TakesTheSizeAsSigned) {
+TEST_F(transfer_client, treats_the_size_as_signed) {
     small_receives four_bytes{4};
     EXPECT_EQ(result_of_stream(size_field(0xFFFFFFFF) + "abcdefgh"), 0);
     EXPECT_EQ(read_file(path), "abcd");
@@ -741,13 +741,13 @@ TEST_F(Client, TakesTheSizeAsSigned) {
     EXPECT_EQ(read_file(path), "abcdefgh");
 }
 
-TEST_F(Client, OverwritesTheFile) {
+TEST_F(transfer_client, overwrites_the_file) {
     write_file(path, "something longer");
     EXPECT_EQ(result_of_stream(size_field(3) + "abc"), 0);
     EXPECT_EQ(read_file(path), "abc");
 }
 
-TEST_F(Client, DoesNotCheckTheReceiveOfTheSize) {
+TEST_F(transfer_client, ignores_a_failed_receive_of_the_size) {
     stand_in<ssize_t, int, void *, size_t, int> size_fails(
         recv_call, [](int fd, void *bytes, size_t size, int flags) {
             return size == 4 ? ssize_t{-1} : recv_call.real(fd, bytes, size, flags);
@@ -756,27 +756,27 @@ TEST_F(Client, DoesNotCheckTheReceiveOfTheSize) {
     EXPECT_EQ(read_file(path), "abc");
 }
 
-TEST_F(Client, Returns1WithoutASocket) {
+TEST_F(transfer_client, returns_1_when_socket_fails) {
     seen.failing = {{"socket", EMFILE}};
     EXPECT_EQ(received(path), 1);
     EXPECT_THAT(seen.calls, ElementsAre("socket 2 1 0"));
 }
 
-TEST_F(Client, Returns2WhenTheAddressMayNotBeReused) {
+TEST_F(transfer_client, returns_2_when_setsockopt_fails) {
     seen.failing = {{"setsockopt", EPERM}};
     EXPECT_EQ(received(path), 2);
     EXPECT_EQ(seen.calls.size(), 2U);
     EXPECT_TRUE(is_open(seen.own_socket));
 }
 
-TEST_F(Client, Returns3WithoutALocalPort) {
+TEST_F(transfer_client, returns_3_when_bind_fails) {
     seen.failing = {{"bind", EADDRINUSE}};
     EXPECT_EQ(received(path), 3);
     EXPECT_EQ(seen.calls.size(), 3U);
     EXPECT_TRUE(is_open(seen.own_socket));
 }
 
-TEST_F(Client, Returns4ForWhatIsNoAddress) {
+TEST_F(transfer_client, returns_4_for_text_that_is_no_ipv4_address) {
     for (const char *text : {"256.1.1.1", "1.2.3.4.5", "bmc-1", "", "1.2.3.-4"}) {
         seen = {};
         EXPECT_EQ(received(path, text), 4) << text;
@@ -786,20 +786,20 @@ TEST_F(Client, Returns4ForWhatIsNoAddress) {
     }
 }
 
-TEST_F(Client, Returns5WhenNobodyListens) {
+TEST_F(transfer_client, returns_5_when_the_connection_is_refused) {
     EXPECT_EQ(received(path), 5);
     EXPECT_FALSE(is_open(seen.own_socket));
     EXPECT_EQ(access(path.c_str(), F_OK), -1);
 }
 
-TEST_F(Client, Returns6WhenTheFileCannotBeCreated) {
+TEST_F(transfer_client, returns_6_when_the_file_cannot_be_created) {
     path = folder.file("missing/file");
     EXPECT_EQ(result_of_stream(""), 6);
     EXPECT_FALSE(is_open(seen.own_socket));
     EXPECT_EQ(seen.calls.back(), "close socket");
 }
 
-TEST_F(Client, Returns7WhenTheConnectionBreaks) {
+TEST_F(transfer_client, returns_7_when_the_connection_is_reset) {
     // Resets only after the client is connected; otherwise its connect() fails.
     std::atomic<bool> receiving = false;
     stand_in<ssize_t, int, void *, size_t, int> receives(
@@ -818,19 +818,19 @@ TEST_F(Client, Returns7WhenTheConnectionBreaks) {
     EXPECT_EQ(std::count(seen.calls.begin(), seen.calls.end(), "fclose"), 0); // the file stays open
 }
 
-TEST_F(Client, Returns8WhenTheDiskIsFull) {
+TEST_F(transfer_client, returns_8_when_the_disk_is_full) {
     path = "/dev/full";
     EXPECT_EQ(result_of_stream(size_field(chunk) + bytes_of(chunk)), 8);
     EXPECT_FALSE(is_open(seen.own_socket));
     EXPECT_EQ(std::count(seen.calls.begin(), seen.calls.end(), "fclose"), 0);
 }
 
-TEST_F(Client, DoesNotCheckTheEndOfWriting) {
+TEST_F(transfer_client, ignores_a_write_error_on_close) {
     path = "/dev/full";
     EXPECT_EQ(result_of_stream(size_field(3) + "abc"), 0); // buffered until the file is closed
 }
 
-TEST_F(Client, PrintsNothing) {
+TEST_F(transfer_client, prints_nothing) {
     captured_output output;
     EXPECT_EQ(received(path), 5);
     EXPECT_EQ(received(path, "x"), 4);
@@ -840,7 +840,7 @@ TEST_F(Client, PrintsNothing) {
 
 // --- Both ---
 
-TEST_F(Server, ClientsOfTheLibraryGetTheFileOneAfterAnother) {
+TEST_F(transfer_server, serves_clients_of_this_library_one_after_another) {
     const std::string content = bytes_of(11 * chunk + 3);
     serves(content, 3);
     for (int i = 0; i < 3; ++i) {
@@ -855,7 +855,7 @@ TEST_F(Server, ClientsOfTheLibraryGetTheFileOneAfterAnother) {
     ends();
 }
 
-TEST_F(Server, ClientNeedsNoMoreStackThanTheServer) {
+TEST_F(transfer_server, client_runs_with_the_stack_size_of_the_server) {
     serves("abc", 1);
     struct job {
         std::string path;

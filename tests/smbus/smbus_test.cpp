@@ -37,12 +37,12 @@ bytes operator+(bytes head, const bytes &tail) {
 /// A count byte followed by zeros: the content of the buffer that a block read passes to the primitive.
 bytes preset_block(uint8_t count) { return bytes{count} + bytes(count, 0); }
 
-class Smbus : public scripted_bus {};
-using SmbusDeathTest = Smbus;
+class smbus : public scripted_bus {};
+using smbus_DeathTest = smbus;
 
 // --- Device handle ---
 
-TEST_F(Smbus, UpperHalfOfTheHandleNeverReachesTheBus) {
+TEST_F(smbus, upper_half_of_the_handle_is_ignored) {
     EXPECT_EQ(smbus_send_byte_to_device(0x12345A07, 0x42), 0);
     EXPECT_EQ(smbus_send_byte_to_device(0xFFFF0000, 0x42), 0);
     EXPECT_EQ(smbus_send_byte_to_device(0x0000FFFF, 0x42), 0);
@@ -52,24 +52,24 @@ TEST_F(Smbus, UpperHalfOfTheHandleNeverReachesTheBus) {
 
 // --- Frames ---
 
-TEST_F(Smbus, QuickWriteSendsNoBytes) {
+TEST_F(smbus, quick_write_sends_no_bytes) {
     EXPECT_EQ(smbus_quick_to_device(device, 0), 0);
     EXPECT_THAT(calls, ElementsAre(write_of(7, 0x5A, {})));
 }
 
-TEST_F(Smbus, QuickReadForAnyNonZeroFlag) {
+TEST_F(smbus, quick_reads_for_any_nonzero_flag) {
     EXPECT_EQ(smbus_quick_to_device(device, 1), 0);
     EXPECT_EQ(smbus_quick_to_device(device, 2), 0);
     EXPECT_EQ(smbus_quick_to_device(device, 0x80000000U), 0);
     EXPECT_THAT(calls, ElementsAre(read_of(7, 0x5A, {}), read_of(7, 0x5A, {}), read_of(7, 0x5A, {})));
 }
 
-TEST_F(Smbus, SendByteSendsIt) {
+TEST_F(smbus, send_byte_writes_one_byte) {
     EXPECT_EQ(smbus_send_byte_to_device(device, 0xC3), 0);
     EXPECT_THAT(calls, ElementsAre(write_of(7, 0x5A, {0xC3})));
 }
 
-TEST_F(Smbus, ReceiveByteReadsStraightIntoTheCallersByte) {
+TEST_F(smbus, receive_byte_reads_straight_into_the_callers_byte) {
     answers({{{0x99}}});
     uint8_t byte = untouched;
     EXPECT_EQ(smbus_recv_byte_to_device(device, &byte), 0);
@@ -77,12 +77,12 @@ TEST_F(Smbus, ReceiveByteReadsStraightIntoTheCallersByte) {
     EXPECT_THAT(calls, ElementsAre(read_of(7, 0x5A, {untouched})));
 }
 
-TEST_F(Smbus, WriteByteSendsCommandAndData) {
+TEST_F(smbus, write_byte_sends_command_and_data) {
     EXPECT_EQ(smbus_write_byte_to_device(device, 0x06, 0xFE), 0);
     EXPECT_THAT(calls, ElementsAre(write_of(7, 0x5A, {0x06, 0xFE})));
 }
 
-TEST_F(Smbus, ReadByteReadsStraightIntoTheCallersByte) {
+TEST_F(smbus, read_byte_reads_straight_into_the_callers_byte) {
     answers({{{0x99}}});
     uint8_t byte = untouched;
     EXPECT_EQ(smbus_read_byte_to_device(device, 0x81, &byte), 0);
@@ -90,7 +90,7 @@ TEST_F(Smbus, ReadByteReadsStraightIntoTheCallersByte) {
     EXPECT_THAT(calls, ElementsAre(write_read_of(7, 0x5A, {0x81}, {untouched})));
 }
 
-TEST_F(Smbus, WordsTravelLowByteFirst) {
+TEST_F(smbus, words_are_sent_and_received_low_byte_first) {
     EXPECT_EQ(smbus_write_word_to_device(device, 0x3B, 0xA1B2), 0);
     answers({{{0x34, 0x12}}});
     uint16_t word = 0xEEEE;
@@ -100,14 +100,14 @@ TEST_F(Smbus, WordsTravelLowByteFirst) {
                 ElementsAre(write_of(7, 0x5A, {0x3B, 0xB2, 0xA1}), write_read_of(7, 0x5A, {0xE2}, {0, 0})));
 }
 
-TEST_F(Smbus, ReadWordTouchesTwoBytesOnly) {
+TEST_F(smbus, read_word_touches_two_bytes_only) {
     answers({{{0x34, 0x12}}});
     std::array<uint16_t, 3> words{0xEEEE, 0xEEEE, 0xEEEE};
     EXPECT_EQ(smbus_read_word_to_device(device, 0xE2, &words[1]), 0);
     EXPECT_THAT(words, ElementsAre(0xEEEE, 0x1234, 0xEEEE));
 }
 
-TEST_F(Smbus, WriteBlockSendsCommandCountAndData) {
+TEST_F(smbus, write_block_sends_command_count_and_data) {
     const bytes data = counting(40);
     struct row {
         unsigned int count;
@@ -130,12 +130,12 @@ TEST_F(Smbus, WriteBlockSendsCommandCountAndData) {
     }
 }
 
-TEST_F(Smbus, EmptyWriteBlockNeedsNoData) {
+TEST_F(smbus, empty_write_block_accepts_null_data) {
     EXPECT_EQ(smbus_write_block_to_device(device, 0x77, 0, nullptr), 0);
     EXPECT_THAT(calls, ElementsAre(write_of(7, 0x5A, {0x77, 0})));
 }
 
-TEST_F(Smbus, ReadBlockCopiesAsManyBytesAsWereAskedFor) {
+TEST_F(smbus, read_block_copies_the_requested_number_of_bytes) {
     struct row {
         unsigned int count;
         uint8_t read;
@@ -151,7 +151,7 @@ TEST_F(Smbus, ReadBlockCopiesAsManyBytesAsWereAskedFor) {
     }
 }
 
-TEST_F(Smbus, ReadBlockIgnoresTheCountByteOfTheChip) {
+TEST_F(smbus, read_block_ignores_the_count_byte_of_the_chip) {
     for (const uint8_t announced : {0, 2, 5, 40, 255}) {
         answers({{bytes{announced} + counting(5)}});
         bytes block(6, untouched);
@@ -160,7 +160,7 @@ TEST_F(Smbus, ReadBlockIgnoresTheCountByteOfTheChip) {
     }
 }
 
-TEST_F(Smbus, ProcessCallWritesAWordAndReadsOne) {
+TEST_F(smbus, process_call_writes_a_word_and_reads_one) {
     answers({{{0x78, 0x56}}});
     uint16_t word = 0xEEEE;
     EXPECT_EQ(smbus_process_call_to_device(device, 0x0C, 0x1234, &word), 0);
@@ -168,7 +168,7 @@ TEST_F(Smbus, ProcessCallWritesAWordAndReadsOne) {
     EXPECT_THAT(calls, ElementsAre(write_read_of(7, 0x5A, {0x0C, 0x34, 0x12}, {0, 0})));
 }
 
-TEST_F(Smbus, BlockProcessCallSharesThirtyTwoBytes) {
+TEST_F(smbus, block_process_call_writes_and_reads_32_bytes_in_total) {
     const bytes data = counting(40);
     struct row {
         unsigned int write_count;
@@ -188,7 +188,7 @@ TEST_F(Smbus, BlockProcessCallSharesThirtyTwoBytes) {
     }
 }
 
-TEST_F(Smbus, BlockProcessCallRefusesWhatDoesNotFitWithoutBusTraffic) {
+TEST_F(smbus, block_process_call_refuses_other_counts_without_traffic) {
     const bytes data = counting(40);
     struct row {
         unsigned int write_count;
@@ -215,7 +215,7 @@ TEST_F(Smbus, BlockProcessCallRefusesWhatDoesNotFitWithoutBusTraffic) {
     EXPECT_TRUE(calls.empty());
 }
 
-TEST_F(Smbus, FlexibleReadsOnlyWithoutWriteData) {
+TEST_F(smbus, flexible_call_without_write_data_only_reads) {
     answers({{{1, 2, 3}}});
     bytes data(4, untouched);
     EXPECT_EQ(smbus_flexible_write_read_to_device(device, 0x55, 9, nullptr, 3, data.data()), 0);
@@ -223,7 +223,7 @@ TEST_F(Smbus, FlexibleReadsOnlyWithoutWriteData) {
     EXPECT_THAT(calls, ElementsAre(read_of(7, 0x5A, bytes(3, untouched))));
 }
 
-TEST_F(Smbus, FlexibleWritesOnlyWithoutReadData) {
+TEST_F(smbus, flexible_call_without_read_data_only_writes) {
     const bytes data = counting(255);
     EXPECT_EQ(smbus_flexible_write_read_to_device(device, 0x55, 255, data.data(), 9, nullptr), 0);
     EXPECT_EQ(smbus_flexible_write_read_to_device(device, 0x55, 0x102, data.data(), 9, nullptr), 0);
@@ -232,7 +232,7 @@ TEST_F(Smbus, FlexibleWritesOnlyWithoutReadData) {
                 ElementsAre(write_of(7, 0x5A, data), write_of(7, 0x5A, {0x10, 0x11}), write_of(7, 0x5A, {})));
 }
 
-TEST_F(Smbus, FlexibleWritesThenReadsWithBothBuffers) {
+TEST_F(smbus, flexible_call_with_both_buffers_writes_then_reads) {
     answers({{counting(255)}});
     const bytes written{1, 2, 3};
     bytes data(255, untouched);
@@ -255,7 +255,7 @@ std::vector<judged> counts_for(int length) {
             {-1, -1},         {-0x8000, -1},         {0x7FFF0000 + length, 0}};
 }
 
-TEST_F(Smbus, WritesAndReadsSucceedWhenTheLow16BitsAreTheLength) {
+TEST_F(smbus, writes_and_reads_succeed_when_the_low_16_bits_are_the_length) {
     uint8_t data[34] = {};
     const std::vector<std::pair<int, std::function<int()>>> transactions{
         {0, [&] { return smbus_quick_to_device(device, 0); }},
@@ -277,7 +277,7 @@ TEST_F(Smbus, WritesAndReadsSucceedWhenTheLow16BitsAreTheLength) {
     }
 }
 
-TEST_F(Smbus, WriteReadsSucceedWhenTheLow16BitsAreZero) {
+TEST_F(smbus, write_reads_succeed_when_the_low_16_bits_are_0) {
     uint8_t data[34] = {};
     uint16_t word = 0;
     const std::vector<std::function<int()>> transactions{
@@ -303,7 +303,7 @@ TEST_F(Smbus, WriteReadsSucceedWhenTheLow16BitsAreZero) {
     }
 }
 
-TEST_F(Smbus, EachTransactionIsOnePrimitiveCallEvenWhenItFails) {
+TEST_F(smbus, each_transaction_is_one_primitive_call_even_when_it_fails) {
     uint8_t byte = 0;
     answers({{{}, -1}, {{}, -1}});
     EXPECT_EQ(smbus_write_byte_to_device(device, 1, 2), -1);
@@ -313,7 +313,7 @@ TEST_F(Smbus, EachTransactionIsOnePrimitiveCallEvenWhenItFails) {
 
 // --- Buffers after failures ---
 
-TEST_F(Smbus, FailedReadsThroughALocalBufferLeaveTheResultUntouched) {
+TEST_F(smbus, failed_word_and_block_reads_leave_the_result_untouched) {
     answers({{{1, 2}, -1}, {{1, 2}, -1}, {{3, 1, 2, 3}, -1}, {{3, 1, 2, 3}, -1}});
     uint16_t word = 0xEEEE;
     bytes block(3, untouched);
@@ -326,7 +326,7 @@ TEST_F(Smbus, FailedReadsThroughALocalBufferLeaveTheResultUntouched) {
     EXPECT_EQ(block, bytes(3, untouched));
 }
 
-TEST_F(Smbus, FailedByteReadsLeaveWhatThePrimitiveLeft) {
+TEST_F(smbus, failed_byte_reads_leave_what_the_primitive_stored) {
     answers({{{0x21}, -1}, {{0x22}, -1}});
     uint8_t received = untouched;
     uint8_t read = untouched;
@@ -336,7 +336,7 @@ TEST_F(Smbus, FailedByteReadsLeaveWhatThePrimitiveLeft) {
     EXPECT_EQ(read, 0x22);
 }
 
-TEST_F(Smbus, NothingIsPrinted) {
+TEST_F(smbus, nothing_is_printed) {
     answers({{{}, -1}, {{}, 1}});
     uint8_t byte = 0;
     captured_output output;
@@ -353,7 +353,7 @@ struct broken_call {
     const char *expression;
 };
 
-TEST_F(SmbusDeathTest, NullResultsEndTheProcessBeforeBusTraffic) {
+TEST_F(smbus_DeathTest, null_results_end_the_process_before_bus_traffic) {
     const std::vector<broken_call> broken_calls{
         {"smbus_recv_byte_to_device", [] { smbus_recv_byte_to_device(device, nullptr); },
          "byte != \\(\\(void \\*\\)0\\)"},
@@ -383,14 +383,14 @@ TEST_F(SmbusDeathTest, NullResultsEndTheProcessBeforeBusTraffic) {
 
 // --- Hex dump ---
 
-TEST_F(Smbus, PrintfBufPrintsBytesBetweenNewlines) {
+TEST_F(smbus, printf_buf_prints_bytes_between_newlines) {
     const bytes data{0x00, 0xAB, 0x05};
     captured_output output;
     EXPECT_EQ(printf_buf(data.data(), 3), '\n');
     EXPECT_EQ(output.text(), "\n0x0 0xab 0x5 \n");
 }
 
-TEST_F(Smbus, PrintfBufOfNothingPrintsTwoNewlines) {
+TEST_F(smbus, printf_buf_of_nothing_prints_two_newlines) {
     captured_output output;
     EXPECT_EQ(printf_buf(nullptr, 0), '\n');
     EXPECT_EQ(printf_buf(nullptr, -5), '\n');
@@ -398,7 +398,7 @@ TEST_F(Smbus, PrintfBufOfNothingPrintsTwoNewlines) {
     EXPECT_TRUE(calls.empty());
 }
 
-TEST_F(Smbus, PrintfBufTellsThatTheLastCharacterWasLost) {
+TEST_F(smbus, printf_buf_returns_eof_when_the_last_newline_is_lost) {
     std::fflush(stdout);
     std::FILE *const terminal = stdout;
     std::FILE *const full = std::fopen("/dev/full", "w");

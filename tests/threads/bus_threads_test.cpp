@@ -62,7 +62,7 @@ namespace {
 
 constexpr int rounds = 100;
 
-TEST(BusThreads, EachWritesAndReadsRegistersOfItsOwnChip) {
+TEST(bus_threads, each_thread_reads_back_the_registers_of_its_own_chip) {
     in_parallel(4, [](int thread) {
         const auto device = static_cast<uint32_t>(0x20 + thread) << 8;
         for (int round = 0; round < rounds; ++round) {
@@ -79,7 +79,7 @@ TEST(BusThreads, EachWritesAndReadsRegistersOfItsOwnChip) {
     });
 }
 
-TEST(BusThreads, EachDrivesAChipOfItsOwn) {
+TEST(bus_threads, each_thread_can_drive_its_own_chip) {
     in_parallel(4, [](int thread) {
         const auto device = static_cast<uint32_t>(0x30 + thread) << 8;
         for (int round = 0; round < rounds; ++round) {
@@ -96,7 +96,7 @@ TEST(BusThreads, EachDrivesAChipOfItsOwn) {
     });
 }
 
-TEST(BusThreads, ClockIsReadByAllWhileOthersUseLocalTime) {
+TEST(bus_threads, all_threads_read_the_clock_while_others_use_localtime) {
     static constexpr std::time_t midsummer = 1782000000;
     ASSERT_EQ(ds3232_set_time(midsummer), 0);
     in_parallel(3, [](int thread) {
@@ -114,7 +114,7 @@ TEST(BusThreads, ClockIsReadByAllWhileOthersUseLocalTime) {
     });
 }
 
-TEST(BusThreads, BitFieldsAreComputedByAll) {
+TEST(bus_threads, all_threads_can_use_bit_fields) {
     in_parallel(4, [](int thread) {
         for (unsigned round = 0; round < rounds; ++round) {
             uint64_t integer = 0;

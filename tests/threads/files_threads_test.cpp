@@ -17,12 +17,12 @@ namespace {
 
 using namespace varnel::test;
 
-class FilesThreads : public ::testing::Test {
+class files_threads : public ::testing::Test {
   protected:
     scratch_folder folder_;
 };
 
-TEST_F(FilesThreads, SettingsOfOneFileAreReadByAll) {
+TEST_F(files_threads, all_threads_read_settings_of_one_file) {
     const std::string path = folder_.file("daemon.ini");
     write_file(path, "[a]\nnumber=7\nword=seven\nflag=true\n[b]\nnumber=-8\n");
     in_parallel(4, [&](int) {
@@ -40,7 +40,7 @@ TEST_F(FilesThreads, SettingsOfOneFileAreReadByAll) {
     });
 }
 
-TEST_F(FilesThreads, EachWritesAFileOfItsOwn) {
+TEST_F(files_threads, each_thread_can_write_its_own_file) {
     in_parallel(4, [&](int thread) {
         const std::string path = folder_.file("daemon" + std::to_string(thread) + ".ini");
         for (int round = 0; round < 50; ++round) {
@@ -55,7 +55,7 @@ TEST_F(FilesThreads, EachWritesAFileOfItsOwn) {
     });
 }
 
-TEST_F(FilesThreads, OneReadsRecordsWhileOthersReadNamesAndSettings) {
+TEST_F(files_threads, one_thread_reads_records_while_others_read_names) {
     const std::string path = folder_.file("slots");
     write_file(path, "[slots]\ncpu <one> 1\nfan <two> 2\n");
     in_parallel(3, [&](int thread) {

@@ -47,13 +47,13 @@ class numbered_record {
     std::array<uint8_t, QUEUE_MESSAGE_HEADER_SIZE + payload_size> bytes_{};
 };
 
-class QueueThreads : public ::testing::Test {
+class queue_threads : public ::testing::Test {
   protected:
-    QueueThreads() : path_(folder_.file("queue")) {
+    queue_threads() : path_(folder_.file("queue")) {
         EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
         reader_ = open(path_.c_str(), O_RDWR);
     }
-    ~QueueThreads() override { close(reader_); }
+    ~queue_threads() override { close(reader_); }
 
     /// Posts from all threads while this one receives. Expects all records, complete and in order.
     template <class post_function>
@@ -82,7 +82,7 @@ class QueueThreads : public ::testing::Test {
     int reader_ = -1;
 };
 
-TEST_F(QueueThreads, PostsOnDescriptorsOfTheirOwn) {
+TEST_F(queue_threads, posts_on_separate_descriptors_are_complete_and_in_order) {
     std::array<int, writers> queues{};
     for (int &each : queues) {
         each = open(path_.c_str(), O_WRONLY);
@@ -93,18 +93,18 @@ TEST_F(QueueThreads, PostsOnDescriptorsOfTheirOwn) {
     }
 }
 
-TEST_F(QueueThreads, PostsOnOneDescriptor) {
+TEST_F(queue_threads, posts_on_one_descriptor_are_complete_and_in_order) {
     const int queue = open(path_.c_str(), O_WRONLY);
     exchange([&](int, const queue_message *record) { return post_message(record, queue); });
     close(queue);
 }
 
-TEST_F(QueueThreads, PostsByPath) {
+TEST_F(queue_threads, posts_by_path_are_complete_and_in_order) {
     exchange(
         [&](int, const queue_message *record) { return post_message_to_named_queue(record, path_.c_str()); });
 }
 
-TEST_F(QueueThreads, PostsWithoutWaitingOnDescriptorsOfTheirOwn) {
+TEST_F(queue_threads, non_blocking_posts_are_complete_and_in_order) {
     // Each record needs three pages of the pipe: all fit, so none is written in part.
     ASSERT_GE(fcntl(reader_, F_SETPIPE_SZ, 1 << 20), 1 << 20);
     exchange([&](int, const queue_message *record) {
@@ -116,16 +116,16 @@ TEST_F(QueueThreads, PostsWithoutWaitingOnDescriptorsOfTheirOwn) {
 }
 
 /// A set of locks, removed after the test.
-class LockThreads : public ::testing::Test {
+class lock_threads : public ::testing::Test {
   protected:
-    LockThreads() { EXPECT_NE(locks_, -1); }
-    ~LockThreads() override { semctl(locks_, 0, IPC_RMID); }
+    lock_threads() { EXPECT_NE(locks_, -1); }
+    ~lock_threads() override { semctl(locks_, 0, IPC_RMID); }
 
     scratch_folder folder_;
     int locks_ = get_sem_lock(folder_.file("locks").c_str(), 4);
 };
 
-TEST_F(LockThreads, OneThreadAtATimeHoldsALock) {
+TEST_F(lock_threads, one_thread_at_a_time_holds_a_lock) {
     std::atomic<int> inside = 0;
     std::atomic<int> turns = 0;
     in_parallel(4, [&](int) {
@@ -140,7 +140,7 @@ TEST_F(LockThreads, OneThreadAtATimeHoldsALock) {
     EXPECT_EQ(turns, 400);
 }
 
-TEST_F(LockThreads, EachTakesALockOfItsOwnAndTriesAnothers) {
+TEST_F(lock_threads, threads_can_try_each_others_locks) {
     in_parallel(4, [&](int thread) {
         for (int round = 0; round < 100; ++round) {
             EXPECT_EQ(get_sem_lock(folder_.file("locks").c_str(), 4), locks_);

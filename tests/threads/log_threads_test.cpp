@@ -37,7 +37,7 @@ long messages(const std::string &bytes, const std::string &text) {
     return found;
 }
 
-TEST(LogThreads, EntriesOfAllStandWholeInOneFile) {
+TEST(log_threads, entries_of_all_threads_in_one_file_are_complete) {
     const scratch_folder folder;
     const std::string path = folder.file("log");
     in_parallel(threads, [&](int thread) {
@@ -52,7 +52,7 @@ TEST(LogThreads, EntriesOfAllStandWholeInOneFile) {
     EXPECT_EQ(std::ranges::count(bytes, '\n'), 2 * threads * rounds);
 }
 
-TEST(LogThreads, EachMovesAFileOfItsOwnAside) {
+TEST(log_threads, each_thread_can_rotate_its_own_file) {
     const scratch_folder folder;
     ASSERT_EQ(chdir(folder.path().c_str()), 0); // paths must be short
     in_parallel(threads, [&](int thread) {
@@ -67,7 +67,7 @@ TEST(LogThreads, EachMovesAFileOfItsOwnAside) {
     EXPECT_EQ(chdir("/"), 0);
 }
 
-TEST(LogThreads, LinesOfAllReachTheSystemLog) {
+TEST(log_threads, lines_of_all_threads_reach_the_system_log) {
     if (!has_private_dev()) {
         GTEST_SKIP() << "needs permission to mount a /dev (root, or user namespaces)";
     }

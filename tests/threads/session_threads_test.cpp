@@ -65,7 +65,7 @@ uint16_t LIBIPMI_CloseSession(void * /*session*/) { return 0; }
 
 namespace {
 
-TEST(SessionThreads, EachRelaysToAnotherController) {
+TEST(session_threads, each_thread_relays_to_its_own_controller) {
     in_parallel(4, [](int slot) {
         for (int round = 0; round < 100; ++round) {
             uint8_t response = 0;
@@ -77,7 +77,7 @@ TEST(SessionThreads, EachRelaysToAnotherController) {
     });
 }
 
-TEST(SessionThreads, OneFileGoesToClientsThatConnectAtTheSameTime) {
+TEST(session_threads, one_file_is_sent_to_clients_that_connect_at_the_same_time) {
     constexpr int clients = 4;
     if (const std::string reason = enter_own_network(); !reason.empty()) {
         GTEST_SKIP() << reason;

@@ -48,7 +48,7 @@ std::string written(xml_node *tree) {
     return bytes;
 }
 
-TEST(XmlThreads, EachReadsEditsAndWritesADocumentOfItsOwn) {
+TEST(xml_threads, each_thread_can_read_edit_and_write_its_own_document) {
     const scratch_folder folder;
     in_parallel(4, [&](int thread) {
         std::string text = inventory_of(thread);
@@ -69,7 +69,7 @@ TEST(XmlThreads, EachReadsEditsAndWritesADocumentOfItsOwn) {
     });
 }
 
-TEST(XmlThreads, OneTreeIsWrittenClonedAndSearchedByAll) {
+TEST(xml_threads, all_threads_can_write_clone_and_search_one_tree) {
     document shared;
     std::string text = inventory_of(0);
     ASSERT_EQ(read_text(shared.get, text), 0);
@@ -90,7 +90,7 @@ TEST(XmlThreads, OneTreeIsWrittenClonedAndSearchedByAll) {
 }
 
 // Each document gets parts of the next one, so several threads delete pieces of one slab at the same time.
-TEST(XmlThreads, CompactTreesThatShareSlabsAreDeletedByDifferentThreads) {
+TEST(xml_threads, compact_trees_that_share_slabs_are_deleted_in_parallel) {
     constexpr size_t threads = 4;
     for (int round = 0; round < 20; ++round) {
         std::vector<std::unique_ptr<document>> documents;

@@ -38,7 +38,7 @@ void torture_each(const std::vector<call> &calls) {
     }
 }
 
-TEST(BusTorture, Smbus) {
+TEST(bus_torture, smbus_calls_fail_when_a_transfer_fails) {
     torture_each(
         {[] { return smbus_quick_to_device(chip, 0); }, [] { return smbus_quick_to_device(chip, 1); },
          [] { return smbus_send_byte_to_device(chip, 1); },
@@ -57,7 +57,7 @@ TEST(BusTorture, Smbus) {
          [] { return smbus_flexible_write_read_to_device(chip, 1, 4, bytes.data(), 4, found.data()); }});
 }
 
-TEST(BusTorture, Expanders) {
+TEST(bus_torture, expander_calls_fail_when_a_transfer_fails) {
     torture_each({[] { return pca9555_init_port_high(chip, ports.data(), 3); },
                   [] { return pca9555_init_port_low(chip, ports.data(), 3); },
                   [] { return pca9555_init_port_output(chip, ports.data(), 3); },
@@ -92,7 +92,7 @@ TEST(BusTorture, Expanders) {
                   [] { return pca9505_clear_bank_mask(chip, 1); }});
 }
 
-TEST(BusTorture, Multiplexers) {
+TEST(bus_torture, multiplexer_calls_fail_when_a_transfer_fails) {
     torture_each(
         {[] { return pca9548_enable_channel(chip, 1); },
          [] { return pca9548_get_channel(chip, bytes.data()); }, [] { return pca9548_disable_channel(chip); },
@@ -103,7 +103,7 @@ TEST(BusTorture, Multiplexers) {
          [] { return pca9541_clear_intstatus(chip); }, [] { return pca9541_take_bus(chip); }});
 }
 
-TEST(BusTorture, PowerSupplyAndClock) {
+TEST(bus_torture, power_supply_and_clock_calls_fail_when_a_transfer_fails) {
     torture_each({[] { return car2512_get_status(chip, words.data()); },
                   [] { return car2512_get_vout_status(chip, bytes.data()); },
                   [] { return car2512_get_status_input(chip, bytes.data()); },

@@ -50,27 +50,27 @@ void torture_setter(const std::function<int32_t(const char *)> &set, const std::
     });
 }
 
-TEST(ConfigTorture, SetLongerValue) {
+TEST(config_torture, set_longer_value) {
     torture_setter([](const char *path) { return set_config_string(path, "a", "first", "much longer"); },
                    "[a]\nfirst=much longer\n" + padding + "[b]\nlast=value\n");
 }
 
-TEST(ConfigTorture, SetShorterValue) {
+TEST(config_torture, set_shorter_value) {
     torture_setter([](const char *path) { return set_config_string(path, "b", "last", ""); },
                    "[a]\nfirst=1\n" + padding + "[b]\nlast=\n");
 }
 
-TEST(ConfigTorture, SetNewKeyInNewSection) {
+TEST(config_torture, set_new_key_in_new_section) {
     torture_setter([](const char *path) { return set_config_string(path, "c", "key", "value"); },
                    old_text + "\n[c]\nkey=value\n");
 }
 
-TEST(ConfigTorture, RenameSection) {
+TEST(config_torture, rename_section) {
     torture_setter([](const char *path) { return set_section_string(path, "b", "c"); },
                    "[a]\nfirst=1\n" + padding + "[[c]\nlast=value\n");
 }
 
-TEST(ConfigTorture, SetInNewFile) {
+TEST(config_torture, set_in_new_file) {
     torture([](trial &t) {
         const scratch_folder folder;
         const std::string path = folder.file("settings.ini");
@@ -85,7 +85,7 @@ TEST(ConfigTorture, SetInNewFile) {
 }
 
 /// Not a file: written as a stream. Success means that the last write was not one that failed.
-TEST(ConfigTorture, SetInDevice) {
+TEST(config_torture, set_in_device) {
     torture([](trial &t) {
         int32_t result = 1;
         t.run([&] { result = set_config_string("/dev/null", "a", "b", "c"); });
@@ -97,7 +97,7 @@ TEST(ConfigTorture, SetInDevice) {
     });
 }
 
-TEST(ConfigTorture, Get) {
+TEST(config_torture, get) {
     torture([](trial &t) {
         const scratch_folder folder;
         const std::string path = folder.file("settings.ini");
@@ -120,7 +120,7 @@ TEST(ConfigTorture, Get) {
     });
 }
 
-TEST(ConfigTorture, RecordFile) {
+TEST(config_torture, record_file) {
     const auto table = std::make_unique<TABLE>();
     torture([&](trial &t) {
         const scratch_folder folder;

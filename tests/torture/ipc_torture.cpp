@@ -80,7 +80,7 @@ void expect_posted(const trial &t, const queue &q, int result) {
     }
 }
 
-TEST(IpcTorture, Post) {
+TEST(ipc_torture, post) {
     torture([](trial &t) {
         const queue q;
         const record bytes = sample();
@@ -90,7 +90,7 @@ TEST(IpcTorture, Post) {
     });
 }
 
-TEST(IpcTorture, PostWithoutBlocking) {
+TEST(ipc_torture, post_without_blocking) {
     torture([](trial &t) {
         const queue q;
         const int flags = q.flags();
@@ -104,7 +104,7 @@ TEST(IpcTorture, PostWithoutBlocking) {
     });
 }
 
-TEST(IpcTorture, PostByName) {
+TEST(ipc_torture, post_by_name) {
     torture([](trial &t) {
         const queue q;
         const record bytes = sample();
@@ -116,7 +116,7 @@ TEST(IpcTorture, PostByName) {
 
 /// Errors other than an interruption and an empty pipe are not reported (message.h): what was not read keeps
 /// the buffer's earlier content.
-TEST(IpcTorture, Get) {
+TEST(ipc_torture, get) {
     torture([](trial &t) {
         const queue q;
         const record bytes = sample();
@@ -143,7 +143,7 @@ TEST(IpcTorture, Get) {
     });
 }
 
-TEST(IpcTorture, NumberInQueue) {
+TEST(ipc_torture, number_in_queue) {
     torture([](trial &t) {
         const scratch_folder folder;
         write_file(folder.file("queue"), std::string(3 * QUEUE_MESSAGE_RECORD_MAX, 'x'));
@@ -155,7 +155,7 @@ TEST(IpcTorture, NumberInQueue) {
     });
 }
 
-TEST(IpcTorture, Lock) {
+TEST(ipc_torture, lock) {
     torture([](trial &t) {
         const scratch_folder folder;
         const std::string path = folder.file("lock");

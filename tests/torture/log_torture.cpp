@@ -41,8 +41,8 @@ void torture_log(int32_t limit, const std::string &message) {
     });
 }
 
-TEST(LogTorture, Append) { torture_log(1000, "entry"); }
-TEST(LogTorture, AppendLong) { torture_log(1000, std::string(50000, 'x')); }
-TEST(LogTorture, MoveAside) { torture_log(1, "entry"); }
+TEST(log_torture, append) { torture_log(1000, "entry"); }
+TEST(log_torture, append_long) { torture_log(1000, std::string(50000, 'x')); }
+TEST(log_torture, move_to_backup) { torture_log(1, "entry"); }
 
 } // namespace

@@ -21,7 +21,7 @@ namespace {
 
 using namespace varnel::test;
 
-TEST(SessionTorture, Relay) {
+TEST(session_torture, relay) {
     torture([](trial &t) {
         int result = 1;
         t.run([&] { result = smc_send_command_to_bmc(3, 1, nullptr, 0, nullptr, nullptr); });
@@ -33,7 +33,7 @@ TEST(SessionTorture, Relay) {
     });
 }
 
-TEST(SessionTorture, SessionOfTheCallersOwn) {
+TEST(session_torture, session_opened_by_the_caller) {
     torture([](trial &t) {
         bmc_session_info info{};
         uint8_t session[32]{};
@@ -48,7 +48,7 @@ TEST(SessionTorture, SessionOfTheCallersOwn) {
     });
 }
 
-TEST(SessionTorture, DeviceName) {
+TEST(session_torture, device_name) {
     torture([](trial &t) {
         const scratch_folder folder;
         const std::string path = folder.file("slots");
@@ -101,7 +101,7 @@ int result_of(const trial &t) {
     return LAN_TRANSFER_RECEIVED;
 }
 
-TEST(SessionTorture, Receive) {
+TEST(session_torture, receive) {
     const std::string content = numbered_lines(2 * LAN_TRANSFER_CHUNK + 1000);
     torture([&](trial &t) {
         const scratch_folder folder;
@@ -141,7 +141,7 @@ void serve(trial &t, lan_transfer_arg *order) {
     pthread_join(server, nullptr);
 }
 
-TEST(SessionTorture, Send) {
+TEST(session_torture, send) {
     const std::string content = numbered_lines(LAN_TRANSFER_CHUNK + 1000);
     torture([&](trial &t) {
         const scratch_folder folder;

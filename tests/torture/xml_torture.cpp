@@ -61,11 +61,12 @@ void expect_read(const trial &t, const xml_document &doc, int result) {
     }
 }
 
-class XmlTortureOfBothKinds : public ::testing::TestWithParam<unsigned> {};
-INSTANTIATE_TEST_SUITE_P(Kinds, XmlTortureOfBothKinds, ::testing::Values(0U, unsigned{xml_flag_compact}),
+class xml_torture_default_and_compact : public ::testing::TestWithParam<unsigned> {};
+INSTANTIATE_TEST_SUITE_P(kinds, xml_torture_default_and_compact,
+                         ::testing::Values(0U, unsigned{xml_flag_compact}),
                          [](const auto &kind) { return kind.param == 0 ? "Default" : "Compact"; });
 
-TEST_P(XmlTortureOfBothKinds, Read) {
+TEST_P(xml_torture_default_and_compact, read) {
     const scratch_folder folder;
     write_file(folder.file("xml"), sample);
     torture([&](trial &t) {
@@ -77,7 +78,7 @@ TEST_P(XmlTortureOfBothKinds, Read) {
     });
 }
 
-TEST_P(XmlTortureOfBothKinds, ReadFromDescriptor) {
+TEST_P(xml_torture_default_and_compact, read_from_descriptor) {
     const scratch_folder folder;
     write_file(folder.file("xml"), sample);
     torture([&](trial &t) {
@@ -95,7 +96,7 @@ TEST_P(XmlTortureOfBothKinds, ReadFromDescriptor) {
 }
 
 /// xml_write() reports only failures to open and to close (xml_writer.h).
-TEST(XmlTorture, Write) {
+TEST(xml_torture, write) {
     const std::string expected = written(sample);
     xml_document *const doc = document_of(sample);
     torture([&](trial &t) {
@@ -113,7 +114,7 @@ TEST(XmlTorture, Write) {
     free_document(doc);
 }
 
-TEST(XmlTorture, WriteToDescriptor) {
+TEST(xml_torture, write_to_descriptor) {
     const std::string expected = written(sample);
     xml_document *const doc = document_of(sample);
     torture([&](trial &t) {
@@ -131,7 +132,7 @@ TEST(XmlTorture, WriteToDescriptor) {
     free_document(doc);
 }
 
-TEST(XmlTorture, WriteToGrowableString) {
+TEST(xml_torture, write_to_growable_string) {
     const std::string expected = written(sample);
     xml_document *const doc = document_of(sample);
     torture([&](trial &t) {
@@ -154,7 +155,7 @@ TEST(XmlTorture, WriteToGrowableString) {
     free_document(doc);
 }
 
-TEST(XmlTorture, NewDocument) {
+TEST(xml_torture, new_document) {
     torture([](trial &t) {
         xml_document *doc = nullptr;
         t.run([&] { doc = xml_document_new(); });
@@ -166,7 +167,7 @@ TEST(XmlTorture, NewDocument) {
 }
 
 /// Clones a branch, adds it to the document, and asks for a path.
-TEST(XmlTorture, CloneAndEdit) {
+TEST(xml_torture, clone_and_edit) {
     xml_document *const doc = document_of("<a><b x='1'><c>text</c></b></a>");
     xml_node *const a = doc->root->first_child;
     torture([&](trial &t) {

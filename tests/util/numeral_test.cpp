@@ -16,40 +16,40 @@ uint64_t with_bits(uint64_t integer, uint8_t a, uint8_t b, uint64_t value) {
     return integer;
 }
 
-TEST(HostByteOrder, IsCodeZero) { EXPECT_EQ(get_host_byte_order(), 0U); }
+TEST(host_byte_order, is_0_on_a_little_endian_host) { EXPECT_EQ(get_host_byte_order(), 0U); }
 
-TEST(ByteOrderConvert, DifferentOrdersReverseTheBytesOfTheSize) {
+TEST(byte_order_convert, different_orders_reverse_the_bytes_of_the_size) {
     EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 0), 0x88U);
     EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 1), 0x8877U);
     EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 2), 0x88776655U);
     EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, 3), 0x8877665544332211U);
 }
 
-TEST(ByteOrderConvert, AnyTwoDifferentCodesReverse) {
+TEST(byte_order_convert, any_two_different_codes_reverse) {
     EXPECT_EQ(numeral_value_byte_order_convert(0x1234, 1, 0, 1), 0x3412U);
     EXPECT_EQ(numeral_value_byte_order_convert(0x1234, 7, 0xFFFFFFFF, 1), 0x3412U);
 }
 
-TEST(ByteOrderConvert, EqualOrdersTruncateToTheSize) {
+TEST(byte_order_convert, equal_orders_truncate_to_the_size) {
     EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 0, 0), 0x88U);
     EXPECT_EQ(numeral_value_byte_order_convert(0x12345, 5, 5, 1), 0x2345U);
     EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 1, 1, 2), 0x55667788U);
     EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 1, 1, 3), eight_bytes);
 }
 
-TEST(ByteOrderConvert, UnknownSizeKeepsTheValueForEqualOrdersAndByteZeroForDifferentOnes) {
+TEST(byte_order_convert, unknown_size_keeps_the_value_or_returns_its_low_byte) {
     for (const uint32_t size_code : {4U, 5U, 64U, 0xFFFFFFFFU}) {
         EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 2, 2, size_code), eight_bytes);
         EXPECT_EQ(numeral_value_byte_order_convert(eight_bytes, 0, 1, size_code), 0x88U);
     }
 }
 
-TEST(GetBits, EndsComeInEitherOrder) {
+TEST(get_bits, ends_may_be_given_in_either_order) {
     EXPECT_EQ(get_bits_value(0xF0, 7, 4), 0xFU);
     EXPECT_EQ(get_bits_value(0xF0, 4, 7), 0xFU);
 }
 
-TEST(GetBits, EveryFieldOfAnAlternatingPatternMatchesAWalkOverItsBits) {
+TEST(get_bits, every_field_matches_a_bit_by_bit_reading) {
     const uint64_t pattern = 0xA5C3'9669'0FF0'1248;
     for (unsigned int lower = 0; lower < 64; ++lower) {
         for (unsigned int upper = lower; upper < 64; ++upper) {
@@ -64,38 +64,38 @@ TEST(GetBits, EveryFieldOfAnAlternatingPatternMatchesAWalkOverItsBits) {
     }
 }
 
-TEST(GetBits, AllSixtyFourBits) { EXPECT_EQ(get_bits_value(eight_bytes, 0, 63), eight_bytes); }
+TEST(get_bits, reads_all_64_bits) { EXPECT_EQ(get_bits_value(eight_bytes, 0, 63), eight_bytes); }
 
-TEST(GetBits, UpperEndAbove63CountsAs63) {
+TEST(get_bits, upper_end_above_63_counts_as_63) {
     EXPECT_EQ(get_bits_value(eight_bytes, 70, 0), eight_bytes);
     EXPECT_EQ(get_bits_value(all_ones, 255, 60), 0xFU);
 }
 
-TEST(GetBits, BothEndsAbove63SelectNothing) {
+TEST(get_bits, both_ends_above_63_select_nothing) {
     EXPECT_EQ(get_bits_value(all_ones, 64, 64), 0U);
     EXPECT_EQ(get_bits_value(all_ones, 64, 255), 0U);
     EXPECT_EQ(get_bits_value(all_ones, 255, 255), 0U);
 }
 
-TEST(SetBits, WritesTheFieldAndKeepsTheRest) {
+TEST(set_bits, writes_the_field_and_keeps_the_rest) {
     EXPECT_EQ(with_bits(0xFFFF, 4, 7, 0), 0xFF0FU);
     EXPECT_EQ(with_bits(0, 63, 56, 0xAB), 0xAB00000000000000U);
     EXPECT_EQ(with_bits(0, 9, 9, 1), 0x200U);
     EXPECT_EQ(with_bits(all_ones, 9, 9, 0), ~uint64_t{0x200});
 }
 
-TEST(SetBits, ValueIsNotCutToTheField) { EXPECT_EQ(with_bits(0, 4, 7, 0x1F), 0x1F0U); }
+TEST(set_bits, value_is_not_masked_to_the_field) { EXPECT_EQ(with_bits(0, 4, 7, 0x1F), 0x1F0U); }
 
-TEST(SetBits, AllSixtyFourBits) { EXPECT_EQ(with_bits(all_ones, 63, 0, eight_bytes), eight_bytes); }
+TEST(set_bits, writes_all_64_bits) { EXPECT_EQ(with_bits(all_ones, 63, 0, eight_bytes), eight_bytes); }
 
-TEST(SetBits, UpperEndAbove63CountsAs63) { EXPECT_EQ(with_bits(all_ones, 200, 8, 0), 0xFFU); }
+TEST(set_bits, upper_end_above_63_counts_as_63) { EXPECT_EQ(with_bits(all_ones, 200, 8, 0), 0xFFU); }
 
-TEST(SetBits, BothEndsAbove63ChangeNothing) {
+TEST(set_bits, both_ends_above_63_change_nothing) {
     EXPECT_EQ(with_bits(eight_bytes, 64, 64, all_ones), eight_bytes);
     EXPECT_EQ(with_bits(eight_bytes, 255, 64, all_ones), eight_bytes);
 }
 
-TEST(SetBitsDeathTest, NullIntegerEndsTheProcess) {
+TEST(set_bits_DeathTest, null_integer_ends_the_process) {
     EXPECT_EXIT(set_bits_value(nullptr, 0, 0, 0), ::testing::KilledBySignal(SIGABRT),
                 "numeral\\.c:[0-9]+: set_bits_value: Assertion `operated_integer != \\(\\(void \\*\\)0\\)' "
                 "failed\\.");

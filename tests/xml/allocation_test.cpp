@@ -104,7 +104,7 @@ void free_document(xml_document *doc) {
 
 const char *const sample = "<?p body?><!D x><a x='1' y='&amp;'>text<b/>more<!--c--></a><c>t</c>";
 
-TEST(AllocationFailure, NewRecords) {
+TEST(allocation_failure, new_functions_return_null) {
     expect_null_or_record<xml_sgs>(xml_sgs_new, xml_sgs_delete);
     expect_null_or_record<xml_output>([] { return xml_output_new(xml_output_function_to_sgs); },
                                       xml_output_delete);
@@ -116,7 +116,7 @@ TEST(AllocationFailure, NewRecords) {
     expect_null_or_record<xml_index>(xml_index_new, xml_index_delete);
 }
 
-TEST(AllocationFailure, NewIteratorsAndPaths) {
+TEST(allocation_failure, new_iterators_and_paths_are_null) {
     xml_document *const doc = document_of("<a><b/></a>");
     xml_iterator it{};
     xml_iterator_setup(&it, doc);
@@ -127,7 +127,7 @@ TEST(AllocationFailure, NewIteratorsAndPaths) {
     free_document(doc);
 }
 
-TEST(AllocationFailure, Clones) {
+TEST(allocation_failure, clones_are_null_without_a_leak) {
     xml_document *const doc = document_of(sample);
     xml_node *const a = doc->root->first_child->next->next;
     expect_null_or_record<xml_attribute>([&] { return xml_attribute_clone(a->attributes); },
@@ -137,7 +137,7 @@ TEST(AllocationFailure, Clones) {
     free_document(doc);
 }
 
-TEST(AllocationFailure, DocumentSetupIsStatusTwo) {
+TEST(allocation_failure, document_setup_returns_status_2) {
     xml_document doc{};
     int result = -1;
     with_each_allocation_failing(
@@ -150,7 +150,7 @@ TEST(AllocationFailure, DocumentSetupIsStatusTwo) {
         [&] { result = xml_document_setup(&doc); });
 }
 
-TEST(AllocationFailure, NewDocumentIsReturnedWithStatusTwo) {
+TEST(allocation_failure, new_document_has_status_2) {
     xml_document *doc = nullptr;
     bool first = true;
     with_each_allocation_failing(
@@ -166,7 +166,7 @@ TEST(AllocationFailure, NewDocumentIsReturnedWithStatusTwo) {
         [&] { doc = xml_document_new(); });
 }
 
-TEST(AllocationFailure, SgsSetup) {
+TEST(allocation_failure, growable_string_setup_returns_status_2) {
     xml_sgs sgs{};
     work.fail_at = 0;
     EXPECT_EQ(xml_sgs_setup(&sgs), 2);
@@ -175,7 +175,7 @@ TEST(AllocationFailure, SgsSetup) {
     EXPECT_EQ(sgs.capacity, 0U);
 }
 
-TEST(AllocationFailure, FullSgsKeepsTheCharacterAndGrowsWithTheNext) {
+TEST(allocation_failure, full_string_keeps_the_character_and_grows_with_the_next) {
     xml_sgs *const sgs = xml_sgs_new();
     xml_sgs_append_string(sgs, std::string(2047, 'x').c_str());
     work = {};
@@ -197,7 +197,7 @@ TEST(AllocationFailure, FullSgsKeepsTheCharacterAndGrowsWithTheNext) {
     xml_sgs_delete(sgs);
 }
 
-TEST(AllocationFailure, SgsStringThatCannotGrowIsUnchanged) {
+TEST(allocation_failure, string_that_cannot_grow_is_unchanged) {
     xml_sgs *const sgs = xml_sgs_new();
     xml_sgs_append_string(sgs, "kept");
     work = {};
@@ -210,7 +210,7 @@ TEST(AllocationFailure, SgsStringThatCannotGrowIsUnchanged) {
 }
 
 // Escaped runs fail at the byte where single characters would.
-TEST(AllocationFailure, SgsSinkIsInErrorTwo) {
+TEST(allocation_failure, growable_string_sink_gets_error_2) {
     xml_sgs *const sgs = xml_sgs_new();
     xml_output out{};
     xml_output_setup(&out, xml_output_function_to_sgs);
@@ -275,7 +275,7 @@ void read_with_each_allocation_failing(const std::string &text, unsigned capacit
         });
 }
 
-TEST(AllocationFailure, ReadingEndsWithStatusTwoAndKeepsWhatWasAttached) {
+TEST(allocation_failure, reading_ends_with_status_2_and_keeps_attached_nodes) {
     const std::string text = std::string(sample) + "<d>" + std::string(9000, 't') + "&lt;</d>";
     for (const unsigned capacity : {1U, 5U, 2048U, 20000U}) {
         read_with_each_allocation_failing(text, capacity, 0);
@@ -283,7 +283,7 @@ TEST(AllocationFailure, ReadingEndsWithStatusTwoAndKeepsWhatWasAttached) {
 }
 
 // Long enough for small slabs and big ones.
-TEST(AllocationFailure, CompactReadingEndsWithStatusTwoAndKeepsWhatWasAttached) {
+TEST(allocation_failure, compact_reading_ends_with_status_two_and_keeps_what_was_attached) {
     std::string text = std::string(sample) + "<d>" + std::string(9000, 't') + "&lt;</d>";
     for (int i = 0; i < 500; ++i) {
         text += sample;
@@ -293,7 +293,7 @@ TEST(AllocationFailure, CompactReadingEndsWithStatusTwoAndKeepsWhatWasAttached) 
     }
 }
 
-TEST(AllocationFailure, AttributeAlone) {
+TEST(allocation_failure, reading_an_attribute_returns_2_and_stores_nothing) {
     xml_document *const doc = xml_document_new();
     xml_attribute a{};
     int result = -1;
@@ -316,7 +316,7 @@ TEST(AllocationFailure, AttributeAlone) {
     free_document(doc);
 }
 
-TEST(AllocationFailure, WalkingATreeWithoutParentLinks) {
+TEST(allocation_failure, writing_a_tree_without_parent_links_sets_error_2) {
     xml_node chain[40]{};
     char name[] = "n";
     for (size_t i = 0; i < 40; ++i) {
@@ -344,7 +344,7 @@ size_t owned_blocks(const xml_node *node) {
     return blocks;
 }
 
-TEST(Work, ReadingFromMemoryAllocatesWhatTheTreeOwnsAndNothingElse) {
+TEST(amount_of_work, reading_from_memory_allocates_only_what_the_tree_owns) {
     xml_document *const doc = xml_document_new();
     std::string text = "<?p body?><a x='1' y='2'><b>text</b><c>t<d/>u</c><!--c--></a>";
     work = {};
@@ -353,7 +353,7 @@ TEST(Work, ReadingFromMemoryAllocatesWhatTheTreeOwnsAndNothingElse) {
     free_document(doc);
 }
 
-TEST(Work, CompactReadingAllocatesSlabs) {
+TEST(amount_of_work, compact_reading_allocates_slabs) {
     std::string text;
     for (int i = 0; i < 1000; ++i) {
         text += "<a x='1' y='2'><b>text</b><c>t<d/>u</c><!--c--></a>";
@@ -405,7 +405,7 @@ std::string repeated(const std::string &text, size_t n) {
     return result;
 }
 
-TEST(Work, ReadingIsLinearInEverything) {
+TEST(amount_of_work, reading_is_linear_in_the_input) {
     expect_linear([](size_t n) { return effort_of_reading(repeated("<a>", n) + repeated("</a>", n)); });
     expect_linear([](size_t n) { return effort_of_reading("<r>" + repeated("<a>t</a>", n) + "</r>"); });
     expect_linear([](size_t n) { return effort_of_reading("<a" + repeated(" x='1'", n) + "/>"); });
@@ -416,7 +416,7 @@ TEST(Work, ReadingIsLinearInEverything) {
 }
 
 // One refill for each block of the input, and one that finds its end for each element still open.
-TEST(Work, RefillsAreAsFewAsCanBe) {
+TEST(amount_of_work, reading_refills_once_for_each_block) {
     for (const size_t n : {1000U, 10000U, 100000U}) {
         const std::string text = "<r>" + repeated("<a x='1'>text</a>", n) + "</r>";
         EXPECT_EQ(effort_of_reading(text).calls, text.size() / 2048 + 2);
@@ -439,7 +439,7 @@ effort effort_of_writing(const std::string &text, unsigned flags) {
     return done;
 }
 
-TEST(Work, WritingIsLinearAndAllocatesNothing) {
+TEST(amount_of_work, writing_is_linear_and_allocates_nothing) {
     const auto expect = [](const std::function<effort(size_t)> &measure) {
         expect_linear(measure);
         EXPECT_EQ(measure(100).allocations, 0U);
@@ -450,7 +450,7 @@ TEST(Work, WritingIsLinearAndAllocatesNothing) {
     expect([](size_t n) { return effort_of_writing("<a>" + repeated("&amp;", n) + "</a>", 0); });
 }
 
-TEST(Work, DepthsAreNotCountedAnewForEachNode) {
+TEST(amount_of_work, depth_is_not_counted_again_for_each_node) {
     xml_document *const doc = document_of(repeated("<a>", 300) + repeated("<b/>", 300));
     xml_output out{};
     xml_output_setup(&out, [](xml_output *, const char *, unsigned) { return 0; });
@@ -461,7 +461,7 @@ TEST(Work, DepthsAreNotCountedAnewForEachNode) {
 }
 
 // xml_node_add_child() leaves later siblings that come along without a parent.
-TEST(Work, DepthIsNotCountedAnewForEachSiblingWithoutAParent) {
+TEST(amount_of_work, depth_is_not_counted_again_for_siblings_without_parents) {
     constexpr size_t depth = 1000;
     constexpr size_t siblings = 1000;
     xml_document *const doc = document_of(repeated("<a>", depth));
@@ -485,7 +485,7 @@ TEST(Work, DepthIsNotCountedAnewForEachSiblingWithoutAParent) {
     free_document(doc);
 }
 
-TEST(Work, CloningAllocatesWhatTheCopyOwns) {
+TEST(amount_of_work, cloning_allocates_only_what_the_copy_owns) {
     for (const std::string &text :
          {repeated("<a>", 20000), "<r>" + repeated("<a x='1'>t</a>", 20000) + "</r>",
           "<a" + repeated(" x='1'", 20000) + "/>"}) {

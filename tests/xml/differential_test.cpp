@@ -188,14 +188,14 @@ scenario varied(text_maker &make, std::string text) {
     return s;
 }
 
-TEST(ReaderDifferential, RandomSoup) {
+TEST(reader_differential, random_text_reads_like_the_reference) {
     text_maker make(1);
     for (int i = 0; i < 4000; ++i) {
         ASSERT_NO_FATAL_FAILURE(expect_same(varied(make, make.soup())));
     }
 }
 
-TEST(ReaderDifferential, WellFormedDocumentsInPieces) {
+TEST(reader_differential, well_formed_documents_in_pieces_read_like_the_reference) {
     text_maker make(2);
     for (int i = 0; i < 500; ++i) {
         scenario s;
@@ -207,7 +207,7 @@ TEST(ReaderDifferential, WellFormedDocumentsInPieces) {
     }
 }
 
-TEST(ReaderDifferential, DamagedDocumentsAndScriptedRefills) {
+TEST(reader_differential, damaged_documents_read_like_the_reference) {
     text_maker make(3);
     for (int i = 0; i < 4000; ++i) {
         ASSERT_NO_FATAL_FAILURE(expect_same(varied(make, make.damaged())));
@@ -215,7 +215,7 @@ TEST(ReaderDifferential, DamagedDocumentsAndScriptedRefills) {
 }
 
 // Reading goes on over what lies in the buffer and ends at the first node; what was pushed back then shows.
-TEST(ReaderDifferential, RefillersThatAreInErrorFromTheBeginning) {
+TEST(reader_differential, refillers_in_error_from_the_start_read_like_the_reference) {
     text_maker make(6);
     for (int i = 0; i < 3000; ++i) {
         scenario s = varied(make, i % 2 == 0 ? make.soup() : make.document());
@@ -226,7 +226,7 @@ TEST(ReaderDifferential, RefillersThatAreInErrorFromTheBeginning) {
 }
 
 // A document that goes past the refill buffer, its middle moved byte by byte over the seam.
-TEST(ReaderDifferential, EveryPlaceOfTheSeam) {
+TEST(reader_differential, refill_at_every_offset_reads_like_the_reference) {
     text_maker make(4);
     std::string middle =
         "<item id=\"17\" note='a &amp; b'>some text</item><!-- c --><?p body?><!D x>t &lt; u<q/>";
@@ -237,7 +237,7 @@ TEST(ReaderDifferential, EveryPlaceOfTheSeam) {
     }
 }
 
-TEST(ReaderDifferential, SingleAttributes) {
+TEST(reader_differential, single_attributes_read_like_the_reference) {
     text_maker make(5);
     for (int i = 0; i < 6000; ++i) {
         scenario s = varied(make, make.below(2) == 0 ? make.soup() : " x = \"" + make.soup());

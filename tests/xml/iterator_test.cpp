@@ -16,15 +16,15 @@ using varnel::test::read_text;
 
 namespace {
 
-class Iterator : public ::testing::Test {
+class tree_iterator : public ::testing::Test {
   protected:
-    Iterator() {
+    tree_iterator() {
         std::string text = "<a x='1'><b><c id='7' kind='fan'/>t<d/>u</b></a><item/><!--c--><it idle='77'/>";
         read_text(doc, text);
         EXPECT_EQ(doc->status, 0);
         xml_iterator_setup(&it, doc);
     }
-    ~Iterator() override {
+    ~tree_iterator() override {
         xml_node_delete(doc->root);
         xml_document_delete(doc);
     }
@@ -41,7 +41,7 @@ class Iterator : public ::testing::Test {
     xml_iterator it{};
 };
 
-TEST_F(Iterator, SetupStandsOnTheRoot) {
+TEST_F(tree_iterator, setup_starts_at_the_root) {
     it.reserved = 3;
     EXPECT_EQ(xml_iterator_setup(&it, doc), 0);
     EXPECT_EQ(it.document, doc);
@@ -51,7 +51,7 @@ TEST_F(Iterator, SetupStandsOnTheRoot) {
     EXPECT_EQ(it.reserved, 0U);
 }
 
-TEST_F(Iterator, NewCloneAndCopyAreAllTheSame) {
+TEST_F(tree_iterator, clone_and_copy_equal_the_original) {
     xml_iterator *const made = xml_iterator_new(doc);
     xml_iterator_descend(made);
     made->reserved = 9;
@@ -70,7 +70,7 @@ TEST_F(Iterator, NewCloneAndCopyAreAllTheSame) {
     xml_iterator_delete(nullptr);
 }
 
-TEST_F(Iterator, NextGoesInDocumentOrderToTheEndOfTheTree) {
+TEST_F(tree_iterator, next_goes_in_document_order_to_the_end_of_the_tree) {
     for (const char *expected : {"a 1", "b 2", "c 3", "t 3", "d 3", "u 3", "item 1", "c 1", "it 1"}) {
         const xml_node *const node = xml_iterator_next(&it);
         EXPECT_EQ(node, it.current);
@@ -80,7 +80,7 @@ TEST_F(Iterator, NextGoesInDocumentOrderToTheEndOfTheTree) {
     EXPECT_EQ(here(), "it 1");
 }
 
-TEST_F(Iterator, NextLeavesTheSubtreeOfItsRoot) {
+TEST_F(tree_iterator, next_continues_outside_the_subtree_of_its_root) {
     xml_iterator_set_root(&it, doc->root->first_child->first_child); // b
     EXPECT_EQ(it.current, doc->root);
     EXPECT_EQ(xml_iterator_get_root(&it), it.root);
@@ -91,7 +91,7 @@ TEST_F(Iterator, NextLeavesTheSubtreeOfItsRoot) {
     }
 }
 
-TEST_F(Iterator, MovesThatHaveNowhereToGoStay) {
+TEST_F(tree_iterator, moves_without_a_target_stay) {
     EXPECT_EQ(xml_iterator_ascend(&it), nullptr);
     EXPECT_EQ(xml_iterator_previous_sibling(&it), nullptr);
     EXPECT_EQ(xml_iterator_next_sibling(&it), nullptr);
@@ -106,7 +106,7 @@ TEST_F(Iterator, MovesThatHaveNowhereToGoStay) {
     EXPECT_EQ(here(), "DOC 0");
 }
 
-TEST_F(Iterator, WithoutACurrentNodeNothingMoves) {
+TEST_F(tree_iterator, iterator_without_a_current_node_does_not_move) {
     it.current = nullptr;
     it.depth = 5;
     EXPECT_EQ(xml_iterator_next(&it), nullptr);
@@ -118,7 +118,7 @@ TEST_F(Iterator, WithoutACurrentNodeNothingMoves) {
     EXPECT_EQ(it.depth, 5);
 }
 
-TEST_F(Iterator, AddingToNothingSetsTheDocumentsRoot) {
+TEST_F(tree_iterator, adding_without_a_current_node_sets_the_root_of_the_document) {
     for (auto *add :
          {xml_iterator_add_child, xml_iterator_insert_sibling_after, xml_iterator_insert_sibling_before}) {
         xml_document empty{};
@@ -133,7 +133,7 @@ TEST_F(Iterator, AddingToNothingSetsTheDocumentsRoot) {
     }
 }
 
-TEST_F(Iterator, EditsHappenAtTheCurrentNodeWithoutAMove) {
+TEST_F(tree_iterator, edits_apply_to_the_current_node_and_do_not_move) {
     xml_iterator_next(&it);
     xml_iterator_next(&it); // b
     for (auto *edit : {xml_iterator_add_child, xml_iterator_insert_sibling_after,
@@ -148,7 +148,7 @@ TEST_F(Iterator, EditsHappenAtTheCurrentNodeWithoutAMove) {
 }
 
 // A stored name matches when the searched one begins with it.
-TEST_F(Iterator, ScanByNodeName) {
+TEST_F(tree_iterator, scan_by_node_name_accepts_stored_prefixes) {
     EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "b"), it.current);
     EXPECT_EQ(here(), "b 2");
     EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "b"), it.current); // the current node counts
@@ -160,13 +160,13 @@ TEST_F(Iterator, ScanByNodeName) {
     EXPECT_EQ(here(), "it 1"); // not "item", which is no beginning of "ite"
 }
 
-TEST_F(Iterator, ScanForItemStopsAtIt) {
+TEST_F(tree_iterator, scan_for_item_stops_at_it) {
     it.current = doc->root->last_child; // "it"
     EXPECT_NE(xml_iterator_scan_node_via_node_name(&it, "item"), nullptr);
     EXPECT_EQ(here(), "it 0");
 }
 
-TEST_F(Iterator, ScanWithoutAHitEndsOnTheLastNode) {
+TEST_F(tree_iterator, scan_without_a_match_ends_at_the_last_node) {
     EXPECT_EQ(xml_iterator_scan_node_via_node_name(&it, "zzz"), nullptr);
     EXPECT_EQ(here(), "it 1");
     xml_iterator_get_root(&it);
@@ -177,7 +177,7 @@ TEST_F(Iterator, ScanWithoutAHitEndsOnTheLastNode) {
     EXPECT_EQ(here(), "it 1");
 }
 
-TEST_F(Iterator, ScanByAttributeName) {
+TEST_F(tree_iterator, scan_by_attribute_name_accepts_stored_prefixes) {
     EXPECT_NE(xml_iterator_scan_node_via_attribute_name(&it, "identity"), nullptr);
     EXPECT_EQ(here(), "c 3");
     xml_iterator_next(&it);
@@ -185,7 +185,7 @@ TEST_F(Iterator, ScanByAttributeName) {
     EXPECT_EQ(here(), "it 1");
 }
 
-TEST_F(Iterator, ScanByAttributeNameAndValue) {
+TEST_F(tree_iterator, scan_by_attribute_name_and_value_accepts_stored_prefixes) {
     EXPECT_NE(xml_iterator_scan_node_via_attribute_name_and_value(&it, "id", "7"), nullptr);
     EXPECT_EQ(here(), "c 3");
     xml_iterator_get_root(&it);
@@ -198,7 +198,7 @@ TEST_F(Iterator, ScanByAttributeNameAndValue) {
     EXPECT_EQ(xml_iterator_scan_node_via_attribute_name_and_value(&it, "kind", "7"), nullptr);
 }
 
-TEST_F(Iterator, ScanPassesOverAttributesWithoutAValue) {
+TEST_F(tree_iterator, scan_by_value_skips_attributes_without_a_value) {
     xml_attribute *const owner = xml_attribute_new();
     owner->value = std::exchange(doc->root->first_child->attributes->value, nullptr);
     xml_attribute_delete(owner);
@@ -207,7 +207,7 @@ TEST_F(Iterator, ScanPassesOverAttributesWithoutAValue) {
     EXPECT_NE(xml_iterator_scan_node_via_attribute_name(&it, "x"), nullptr);
 }
 
-TEST_F(Iterator, EmptyStoredNameIsABeginningOfAll) {
+TEST_F(tree_iterator, empty_stored_name_matches_every_name) {
     xml_node *const empty = xml_node_new();
     empty->name = strdup("");
     xml_node_add_child(doc->root, empty);

@@ -32,9 +32,9 @@ int record(xml_output *out, const char *bytes, unsigned length) {
     return -5;
 }
 
-class Output : public ::testing::Test {
+class output_calls : public ::testing::Test {
   protected:
-    Output() {
+    output_calls() {
         xml_output_setup(&out_, record);
         out_.target.pointer = &recorded_;
     }
@@ -43,7 +43,7 @@ class Output : public ::testing::Test {
     xml_output out_{};
 };
 
-TEST(OutputSetup, StoresTheFunctionAndClearsTheError) {
+TEST(output_setup, stores_the_function_and_clears_the_error) {
     xml_output out{};
     out.error = 5;
     out.count = 7;
@@ -55,7 +55,7 @@ TEST(OutputSetup, StoresTheFunctionAndClearsTheError) {
     EXPECT_EQ(out.target.descriptor, 3);
 }
 
-TEST(OutputSetup, RefusesToGoWithoutAFunction) {
+TEST(output_setup, null_function_is_refused) {
     xml_output out{};
     out.error = 5;
     EXPECT_EQ(xml_output_setup(&out, nullptr), 14);
@@ -63,7 +63,7 @@ TEST(OutputSetup, RefusesToGoWithoutAFunction) {
     EXPECT_EQ(xml_output_new(nullptr), nullptr);
 }
 
-TEST(OutputNew, GivesASinkThatDeleteFrees) {
+TEST(output_new, returns_a_sink_that_delete_frees) {
     xml_output *const out = xml_output_new(record);
     ASSERT_NE(out, nullptr);
     EXPECT_EQ(out->error, 0);
@@ -72,7 +72,7 @@ TEST(OutputNew, GivesASinkThatDeleteFrees) {
     xml_output_delete(nullptr);
 }
 
-TEST_F(Output, EachFunctionIsOneCall) {
+TEST_F(output_calls, each_function_makes_one_call) {
     EXPECT_EQ(xml_output_char(&out_, 'c'), 0);
     EXPECT_EQ(xml_output_lengthed_string(&out_, "a\0b", 3), 0);
     EXPECT_EQ(xml_output_string(&out_, "string"), 0);
@@ -80,27 +80,27 @@ TEST_F(Output, EachFunctionIsOneCall) {
     EXPECT_THAT(recorded_.calls, ElementsAre("c", std::string("a\0b", 3), "string", ""));
 }
 
-TEST_F(Output, ASinkInErrorIsWrittenToAllTheSame) {
+TEST_F(output_calls, sink_in_error_is_still_written_to) {
     out_.error = 3;
     EXPECT_EQ(xml_output_char(&out_, 'c'), 3);
     EXPECT_EQ(xml_output_string(&out_, "s"), 3);
     EXPECT_THAT(recorded_.calls, ElementsAre("c", "s"));
 }
 
-TEST_F(Output, EscapingCallsOncePerCharacterAndEntity) {
+TEST_F(output_calls, escaping_makes_one_call_for_each_character_and_entity) {
     EXPECT_EQ(xml_output_escape_string(&out_, "a<b>& 'c\""), 0);
     EXPECT_THAT(recorded_.calls,
                 ElementsAre("a", "&lt;", "b", "&gt;", "&amp;", " ", "&apos;", "c", "&quot;"));
 }
 
-TEST_F(Output, EscapingNothingCallsNothing) {
+TEST_F(output_calls, escaping_an_empty_string_makes_no_call) {
     EXPECT_EQ(xml_output_escape_string(&out_, ""), 0);
     out_.error = 4;
     EXPECT_EQ(xml_output_escape_string(&out_, ""), 4);
     EXPECT_TRUE(recorded_.calls.empty());
 }
 
-TEST_F(Output, EscapingEndsBehindTheFirstError) {
+TEST_F(output_calls, escaping_ends_after_the_first_error) {
     recorded_.fail_at = 2;
     EXPECT_EQ(xml_output_escape_string(&out_, "abcd"), 9);
     EXPECT_THAT(recorded_.calls, ElementsAre("a", "b", "c"));
@@ -117,7 +117,7 @@ std::string content_of(std::FILE *stream) {
     return text;
 }
 
-TEST(OutputToStream, ReturnsWhatFputcAndFwriteReturn) {
+TEST(output_to_stream, returns_what_fputc_and_fwrite_return) {
     std::FILE *const stream = tmpfile();
     xml_output out{};
     xml_output_setup(&out, xml_output_function_to_file_stream);
@@ -131,7 +131,7 @@ TEST(OutputToStream, ReturnsWhatFputcAndFwriteReturn) {
     (void)fclose(stream);
 }
 
-TEST(OutputToStream, ErrorIsTheStreamsErrorIndicator) {
+TEST(output_to_stream, error_is_the_error_indicator_of_the_stream) {
     const cookie_io_functions_t takes_nothing = {
         .read = nullptr,
         .write = [](void *, const char *, size_t) -> ssize_t { return 0; },
@@ -154,7 +154,7 @@ TEST(OutputToStream, ErrorIsTheStreamsErrorIndicator) {
 }
 
 // A run that fills the buffer to the last byte stays in it, as single bytes do.
-TEST(OutputToStream, FullBufferIsNotPassedOnBeforeTheNextByte) {
+TEST(output_to_stream, full_buffer_is_written_only_with_the_next_byte) {
     for (const size_t size : {size_t{1024}, size_t{4096}}) {
         std::string passed_on;
         const cookie_io_functions_t appends = {.read = nullptr,
@@ -181,7 +181,7 @@ TEST(OutputToStream, FullBufferIsNotPassedOnBeforeTheNextByte) {
 }
 
 // A pipe takes a piece of up to PIPE_BUF bytes as a whole or not at all.
-TEST(OutputToStream, UnbufferedStreamOnANearlyFullPipeGetsWhatFits) {
+TEST(output_to_stream, unbuffered_stream_on_a_nearly_full_pipe_gets_what_fits) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
     ASSERT_EQ(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
@@ -200,15 +200,15 @@ TEST(OutputToStream, UnbufferedStreamOnANearlyFullPipeGetsWhatFits) {
     (void)close(ends[0]);
 }
 
-class OutputToPipe : public ::testing::Test {
+class output_to_pipe : public ::testing::Test {
   protected:
-    OutputToPipe() {
+    output_to_pipe() {
         EXPECT_EQ(pipe2(ends_, O_NONBLOCK), 0);
         (void)fcntl(ends_[1], F_SETPIPE_SZ, 4096);
         xml_output_setup(&out_, xml_output_function_to_file_descriptor);
         out_.target.descriptor = ends_[1];
     }
-    ~OutputToPipe() override {
+    ~output_to_pipe() override {
         (void)close(ends_[0]);
         (void)close(ends_[1]);
     }
@@ -223,14 +223,14 @@ class OutputToPipe : public ::testing::Test {
     xml_output out_{};
 };
 
-TEST_F(OutputToPipe, ReturnsWhatWriteReturns) {
+TEST_F(output_to_pipe, returns_what_write_returns) {
     EXPECT_EQ(out_.write(&out_, "x", 1), 1);
     EXPECT_EQ(out_.write(&out_, "bytes", 5), 5);
     EXPECT_EQ(out_.error, 0);
     EXPECT_EQ(drain(), "xbytes");
 }
 
-TEST_F(OutputToPipe, ShortWriteIsAnErrorAndIsNotContinued) {
+TEST_F(output_to_pipe, short_write_is_an_error_and_is_not_continued) {
     const int size = fcntl(ends_[1], F_GETPIPE_SZ);
     const std::string text(static_cast<size_t>(size) + 100, 'x');
     EXPECT_EQ(out_.write(&out_, text.data(), static_cast<unsigned>(text.size())), size);
@@ -241,7 +241,7 @@ TEST_F(OutputToPipe, ShortWriteIsAnErrorAndIsNotContinued) {
 }
 
 // One write(2) for a run: a pipe in packet mode gives each write back by itself.
-TEST(OutputToPacketPipe, PlainRunsGoOutInOneCall) {
+TEST(output_to_packet_pipe, text_without_entities_is_one_write) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_DIRECT | O_NONBLOCK), 0);
     xml_output out{};
@@ -263,19 +263,19 @@ TEST(OutputToPacketPipe, PlainRunsGoOutInOneCall) {
     (void)close(ends[1]);
 }
 
-class OutputToSgs : public ::testing::Test {
+class output_to_sgs : public ::testing::Test {
   protected:
-    OutputToSgs() {
+    output_to_sgs() {
         xml_output_setup(&out_, xml_output_function_to_sgs);
         out_.target.sgs = sgs_;
     }
-    ~OutputToSgs() override { xml_sgs_delete(sgs_); }
+    ~output_to_sgs() override { xml_sgs_delete(sgs_); }
 
     xml_sgs *sgs_ = xml_sgs_new();
     xml_output out_{};
 };
 
-TEST_F(OutputToSgs, AppendsCharactersAndStrings) {
+TEST_F(output_to_sgs, appends_characters_and_strings) {
     EXPECT_EQ(out_.write(&out_, "x", 1), 0);
     EXPECT_EQ(out_.write(&out_, "two", 3), 0);
     EXPECT_EQ(xml_output_escape_string(&out_, "a<b & 'c'"), 0);
@@ -283,7 +283,7 @@ TEST_F(OutputToSgs, AppendsCharactersAndStrings) {
 }
 
 // 2047 bytes in one piece fit; one by one the 2048th place makes the string grow.
-TEST_F(OutputToSgs, SingleBytesGrowLikeCharacters) {
+TEST_F(output_to_sgs, single_bytes_grow_the_string_like_characters) {
     const std::string text(2047, 'x');
     EXPECT_EQ(out_.write(&out_, text.data(), 2047), 0);
     EXPECT_EQ(sgs_->capacity, 2048U);
@@ -292,7 +292,7 @@ TEST_F(OutputToSgs, SingleBytesGrowLikeCharacters) {
 }
 
 // Escaped runs leave the capacity that single characters leave, from any capacity on.
-TEST_F(OutputToSgs, EscapedRunsGrowLikeCharacters) {
+TEST_F(output_to_sgs, escaped_text_grows_the_string_like_characters) {
     for (const unsigned capacity : {1U, 7U, 2048U, 3000U}) {
         for (const unsigned length : {1U, 6U, 2047U, 2048U, 2049U, 10000U}) {
             xml_sgs runs{static_cast<char *>(calloc(capacity, 1)), capacity, 0};

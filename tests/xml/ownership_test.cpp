@@ -49,7 +49,7 @@ void replace_by_hand(char *&string, const char *by) {
     string = strdup(by);
 }
 
-TEST(Ownership, NamesAndValuesMayBeFreedAndReplacedByHand) {
+TEST(ownership, names_and_values_may_be_freed_and_replaced) {
     document doc;
     replace_by_hand(doc.a().name, "other");
     replace_by_hand(doc.a().attributes->name, "key");
@@ -64,7 +64,7 @@ TEST(Ownership, NamesAndValuesMayBeFreedAndReplacedByHand) {
     EXPECT_STREQ(xml_node_get_attribute_value(&doc.a(), "y"), "a longer value than before");
 }
 
-TEST(Ownership, ValuesMayGrowByRealloc) {
+TEST(ownership, values_may_grow_by_realloc) {
     document doc;
     for (char **value : {&doc.a().attributes->value, &doc.a().first_child->value, &doc.c().value}) {
         const size_t length = strlen(*value);
@@ -75,7 +75,7 @@ TEST(Ownership, ValuesMayGrowByRealloc) {
     }
 }
 
-TEST(Ownership, OneAttributeMayBeDroppedByHand) {
+TEST(ownership, one_attribute_may_be_freed_by_the_caller) {
     document doc;
     xml_attribute *const second = doc.a().attributes->next;
     doc.a().attributes->next = second->next;
@@ -85,7 +85,7 @@ TEST(Ownership, OneAttributeMayBeDroppedByHand) {
     EXPECT_STREQ(xml_node_get_attribute_value(&doc.a(), "z"), "3");
 }
 
-TEST(Ownership, OneNodeMayBeDroppedByHand) {
+TEST(ownership, one_node_may_be_freed_by_the_caller) {
     document doc;
     xml_node *const text = doc.a().first_child;
     xml_node_unlink(text);
@@ -93,7 +93,7 @@ TEST(Ownership, OneNodeMayBeDroppedByHand) {
     free(text);
 }
 
-TEST(Ownership, StoredAttributeBelongsToTheCaller) {
+TEST(ownership, stored_attribute_belongs_to_the_caller) {
     document doc;
     xml_attribute attribute{};
     char text[] = "name='value' name='value'";
@@ -109,9 +109,9 @@ TEST(Ownership, StoredAttributeBelongsToTheCaller) {
 }
 
 /// What may also be done with a compact tree.
-class OwnershipOfBothKinds : public ::testing::TestWithParam<unsigned> {};
+class ownership_default_and_compact : public ::testing::TestWithParam<unsigned> {};
 
-TEST_P(OwnershipOfBothKinds, StringsAttributesAndSubtreesMayMoveToAnotherDocument) {
+TEST_P(ownership_default_and_compact, parts_may_move_to_another_document) {
     document first(GetParam());
     for (const unsigned other_kind : {0U, unsigned{xml_flag_compact}}) {
         document second(other_kind);
@@ -129,7 +129,7 @@ TEST_P(OwnershipOfBothKinds, StringsAttributesAndSubtreesMayMoveToAnotherDocumen
     EXPECT_EQ(first.c().first_child->next, first.c().last_child);
 }
 
-TEST_P(OwnershipOfBothKinds, OneAttributeMayBeDeletedAloneAndOneSubtree) {
+TEST_P(ownership_default_and_compact, single_attribute_and_single_subtree_may_be_deleted) {
     document doc(GetParam());
     xml_attribute *const second = doc.a().attributes->next;
     doc.a().attributes->next = second->next;
@@ -142,7 +142,7 @@ TEST_P(OwnershipOfBothKinds, OneAttributeMayBeDeletedAloneAndOneSubtree) {
     EXPECT_STREQ(doc.a().first_child->next->value, "c");
 }
 
-TEST_P(OwnershipOfBothKinds, RecordsOfADaemonMayHangAnywhere) {
+TEST_P(ownership_default_and_compact, records_allocated_by_the_caller_may_be_linked_anywhere) {
     document doc(GetParam());
     auto *const attribute = static_cast<xml_attribute *>(malloc(sizeof(xml_attribute)));
     xml_attribute_setup(attribute);
@@ -156,7 +156,7 @@ TEST_P(OwnershipOfBothKinds, RecordsOfADaemonMayHangAnywhere) {
     EXPECT_EQ(doc.a().first_child->next->first_child->value, long_text);
 }
 
-TEST_P(OwnershipOfBothKinds, ReplacedStringsAreGivenUpAsValuesOfAnAttribute) {
+TEST_P(ownership_default_and_compact, replaced_strings_are_freed_as_values_of_an_attribute) {
     document doc(GetParam());
     for (char **string :
          {&doc.a().name, &doc.a().attributes->name, &doc.a().attributes->next->value, &doc.c().value}) {
@@ -168,7 +168,7 @@ TEST_P(OwnershipOfBothKinds, ReplacedStringsAreGivenUpAsValuesOfAnAttribute) {
     }
 }
 
-TEST_P(OwnershipOfBothKinds, DocumentsMayGoInAnyOrder) {
+TEST_P(ownership_default_and_compact, documents_that_share_parts_are_deleted_in_any_order) {
     std::vector<std::unique_ptr<document>> documents;
     for (int i = 0; i < 6; ++i) {
         documents.push_back(std::make_unique<document>(i % 2 == 0 ? GetParam() : 0));
@@ -187,7 +187,7 @@ TEST_P(OwnershipOfBothKinds, DocumentsMayGoInAnyOrder) {
     }
 }
 
-TEST_P(OwnershipOfBothKinds, EverythingIsDeletedPieceByPiece) {
+TEST_P(ownership_default_and_compact, everything_may_be_deleted_piece_by_piece) {
     document doc(GetParam());
     xml_node *node = doc.root().first_child;
     doc.root().first_child = doc.root().last_child = nullptr;
@@ -204,11 +204,12 @@ TEST_P(OwnershipOfBothKinds, EverythingIsDeletedPieceByPiece) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, OwnershipOfBothKinds, ::testing::Values(0U, unsigned{xml_flag_compact}),
+INSTANTIATE_TEST_SUITE_P(kinds, ownership_default_and_compact,
+                         ::testing::Values(0U, unsigned{xml_flag_compact}),
                          [](const auto &kind) { return kind.param == 0 ? "Default" : "Compact"; });
 
 // Loudly, whatever the C library: these addresses are none that malloc() returns.
-TEST(OwnershipDeathTest, FreeingAPieceOfACompactTreeAborts) {
+TEST(ownership_DeathTest, freeing_a_piece_of_a_compact_tree_aborts) {
     document doc(xml_flag_compact);
     EXPECT_DEATH(free(doc.a().name), "");
     EXPECT_DEATH(free(doc.a().attributes->value), "");

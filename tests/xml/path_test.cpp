@@ -9,10 +9,10 @@
 
 namespace {
 
-class Path : public ::testing::Test {
+class node_path : public ::testing::Test {
   protected:
-    Path() { root_->kind = xml_kind_document; }
-    ~Path() override { xml_node_delete(root_); }
+    node_path() { root_->kind = xml_kind_document; }
+    ~node_path() override { xml_node_delete(root_); }
 
     static xml_node *add(xml_node *parent, const char *name) {
         xml_node *const n = xml_node_new();
@@ -35,7 +35,7 @@ class Path : public ::testing::Test {
     xml_node *root_ = xml_node_new();
 };
 
-TEST_F(Path, OfElements) {
+TEST_F(node_path, of_an_element_lists_the_names_from_the_root) {
     xml_node *const a = add(root_, "a");
     xml_node *const b = add(a, "long-name");
     expect_path(a, "/a", 1);
@@ -43,13 +43,13 @@ TEST_F(Path, OfElements) {
     expect_path(add(b, ""), "/a/long-name/", 3);
 }
 
-TEST_F(Path, OfNodesWithoutANameIsEmpty) {
+TEST_F(node_path, names_end_at_a_node_without_a_name) {
     xml_node *const text = add(add(root_, "a"), nullptr);
     expect_path(text, "", 2);
     expect_path(add(text, "below"), "/below", 3); // names end at the node without one
 }
 
-TEST_F(Path, OfTheDocumentNode) {
+TEST_F(node_path, of_the_document_node_is_empty) {
     EXPECT_EQ(xml_node_get_path_depth(root_), 0);
     EXPECT_EQ(xml_node_get_path_length(root_), 0);
     EXPECT_EQ(xml_node_get_path_new(root_), nullptr);
@@ -58,7 +58,7 @@ TEST_F(Path, OfTheDocumentNode) {
     EXPECT_STREQ(buffer, "");
 }
 
-TEST_F(Path, OfNull) {
+TEST_F(node_path, of_null_is_empty) {
     EXPECT_EQ(xml_node_get_path_depth(nullptr), 0);
     EXPECT_EQ(xml_node_get_path_length(nullptr), 0);
     EXPECT_EQ(xml_node_get_path_new(nullptr), nullptr);
@@ -67,18 +67,18 @@ TEST_F(Path, OfNull) {
     EXPECT_STREQ(buffer, "");
 }
 
-TEST_F(Path, WithoutADocumentNode) {
+TEST_F(node_path, counts_one_level_more_without_a_document_node) {
     root_->kind = xml_kind_element;
     expect_path(add(root_, "a"), "/a", 2);
 }
 
-TEST_F(Path, GoesUpThroughADocumentNodeThatHasAName) {
+TEST_F(node_path, includes_the_name_of_a_named_document_node) {
     root_->name = strdup("doc");
     xml_node *const a = add(root_, "a");
     expect_path(a, "/doc/a", 1);
 }
 
-TEST_F(Path, InABufferHasTheNearest64LevelsOnly) {
+TEST_F(node_path, in_a_buffer_has_only_the_innermost_64_levels) {
     std::string expected;
     xml_node *n = root_;
     for (int i = 0; i < 70; ++i) {

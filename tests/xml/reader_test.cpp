@@ -111,12 +111,12 @@ void expect_read(const std::string &text, const outcome &expected, unsigned flag
 
 constexpr unsigned raw = xml_flag_raw;
 
-TEST(Reader, NothingButWhiteSpace) {
+TEST(reader, white_space_alone_is_an_empty_document) {
     expect_read("", {"", 0, 0, 1});
     expect_read(" \t\r\n\n", {"", 0, 0, 3});
 }
 
-TEST(Reader, ElementsKeepAnEmptyRecordAtTheEndOfTheirAttributes) {
+TEST(reader, attribute_list_ends_with_an_empty_record) {
     expect_read("<a/>", {"a[~]", 0, 1, 1});
     expect_read("<a></a>", {"a[~]", 0, 1, 1});
     expect_read("<a x=\"1\" y='2'/>", {"a[x=\"1\" y=\"2\" ~]", 0, 1, 1});
@@ -125,29 +125,29 @@ TEST(Reader, ElementsKeepAnEmptyRecordAtTheEndOfTheirAttributes) {
     expect_read("<a-1_b:c/>", {"a-1_b:c[~]", 0, 1, 1});
 }
 
-TEST(Reader, SlashEndsTheAttributesWhereverItStands) {
+TEST(reader, slash_anywhere_in_a_tag_ends_the_attributes) {
     // Only "/>" without anything between is an empty element; else content follows.
     expect_read("<a / x='1'>t</a>", {"a[~]=\"x='1'>t\"", 0, 1, 1});
     expect_read("<a/ >", {"a[~]{T\">\"}", 0, 2, 1});
 }
 
-TEST(Reader, GreaterThanTwiceMeansNoContent) {
+TEST(reader, second_greater_than_sign_ends_the_element) {
     expect_read("<a>>t", {"a[~] T\"t\"", 0, 2, 1});
     expect_read("<a>>t</a>", {"a[~] VALUE t"s, 11, 1, 1});
 }
 
-TEST(Reader, ElementsNest) {
+TEST(reader, elements_are_nested) {
     expect_read("<a><b><c/></b><d/></a>", {"a[~]{b[~]{c[~]} d[~]}", 0, 4, 1});
     expect_read("<a>\n <b/>\n <c/>\n</a>\n<d/>", {"a[~]{b[~] c[~]} d[~]", 0, 4, 5});
 }
 
-TEST(Reader, ElementsWithoutAnEndTagAreComplete) {
+TEST(reader, elements_without_an_end_tag_are_complete) {
     expect_read("<a>", {"a[~]", 0, 1, 1});
     expect_read("<a><b>", {"a[~]{b[~]}", 0, 2, 1});
     expect_read("<a><b>text", {"a[~]{b[~]{T\"text\"}}", 0, 3, 1}); // no end tag, no merge
 }
 
-TEST(Reader, ASingleTextBecomesTheValue) {
+TEST(reader, single_text_becomes_the_value_of_its_element) {
     expect_read("<a>text</a>", {"a[~]=\"text\"", 0, 1, 1});
     expect_read("<a> text </a>", {"a[~]=\"text\"", 0, 1, 1});
     expect_read("<a>text<b/></a>", {"a[~]=\"text\"{b[~]}", 0, 2, 1});
@@ -157,7 +157,7 @@ TEST(Reader, ASingleTextBecomesTheValue) {
     expect_read("<a><!--c-->text</a>", {"a[~]=\"text\"{#\"c\"}", 0, 2, 1});
 }
 
-TEST(Reader, TextIsTrimmedOfBlanksAndTabsBehindItOnly) {
+TEST(reader, trailing_spaces_and_tabs_of_a_text_are_trimmed) {
     expect_read("<a>abc  \t</a>", {"a[~]=\"abc\"", 0, 1, 1});
     expect_read("<a>abc\r</a>", {"a[~]=\"abc\\x0D\"", 0, 1, 1});
     expect_read("<a>\n\t abc\n \t</a>", {"a[~]=\"abc\\n\"", 0, 1, 3});
@@ -166,7 +166,7 @@ TEST(Reader, TextIsTrimmedOfBlanksAndTabsBehindItOnly) {
     expect_read("\n text\n", {"T\"text\\n\"", 0, 1, 3});
 }
 
-TEST(Reader, EntitiesInText) {
+TEST(reader, entities_in_text_are_decoded) {
     expect_read("<a>&lt;&gt;&amp;&quot;&apos;</a>", {"a[~]=\"<>&\\\"'\"", 0, 1, 1});
     expect_read("<a>&foo;</a>", {"a[~]=\"&foo;\"", 0, 1, 1});
     expect_read("<a>&am;&ampx;&lx;&gx;&qu;&apo;</a>", {"a[~]=\"&&<>\\\"'\"", 0, 1, 1});
@@ -176,7 +176,7 @@ TEST(Reader, EntitiesInText) {
     expect_read("<a>&#65;</a>", {"a[~]=\"&#65;\"", 0, 1, 1});
 }
 
-TEST(Reader, EntitiesInAttributes) {
+TEST(reader, entities_in_attributes_are_decoded) {
     expect_read("<a x='&lt;&gt;&amp;&quot;&apos;'/>", {"a[x=\"<>&\\\"'\" ~]", 0, 1, 1});
     expect_read("<a x='1&foo;2'/>", {"a[x=\"1;2\" ~]", 0, 1, 1});
     expect_read("<a x='1&amp'/>", {"a[x=\"1&amp\" ~]", 0, 1, 1}); // the quote ends the value
@@ -184,15 +184,15 @@ TEST(Reader, EntitiesInAttributes) {
     expect_read("<a x='&am;&ampx;'/>", {"a[x=\"&&\" ~]", 0, 1, 1});
 }
 
-TEST(Reader, RawLeavesEntitiesAlone) {
+TEST(reader, raw_flag_keeps_entities) {
     expect_read("<a x='&amp;&;&'>&lt;&;&</a>", {"a[x=\"&amp;&;&\" ~]=\"&lt;&;&\"", 0, 1, 1}, raw);
 }
 
-TEST(Reader, AttributeValuesKeepOtherQuotesAndLineFeeds) {
+TEST(reader, attribute_values_keep_the_other_quote_and_newlines) {
     expect_read("<a x=\"it's\n<b>\" y='\"'/>", {"a[x=\"it's\\n<b>\" y=\"\\\"\" ~]", 0, 1, 2});
 }
 
-TEST(Reader, Comments) {
+TEST(reader, comments_are_read_with_the_handling_of_hyphens) {
     expect_read("<!---->", {"#\"\"", 0, 1, 1});
     expect_read("<!-- a\nb -->", {"#\" a\\nb \"", 0, 1, 2});
     expect_read("<!--a--b-->", {"#\"a-b\"", 0, 1, 1});
@@ -205,7 +205,7 @@ TEST(Reader, Comments) {
     expect_read("<!--<a>&amp;</a>-->", {"#\"<a>&amp;</a>\"", 0, 1, 1});
 }
 
-TEST(Reader, Instructions) {
+TEST(reader, processing_instructions_are_read_up_to_their_end) {
     expect_read("<?xml version=\"1.0\"?>", {"?xml=\"version=\\\"1.0\\\"\"", 0, 1, 1});
     expect_read("<?p   b ?>", {"?p=\"b \"", 0, 1, 1});
     expect_read("<?p ?>", {"?p=\"\"", 0, 1, 1});
@@ -219,7 +219,7 @@ TEST(Reader, Instructions) {
     expect_read("<?p a?", {"?p=\"a?\"", 0, 1, 1});
 }
 
-TEST(Reader, Declarations) {
+TEST(reader, declarations_are_read_up_to_the_first_greater_than_sign) {
     expect_read("<!DOCTYPE  html >", {"!DOCTYPE=\"html \"", 0, 1, 1});
     expect_read("<!D>", {"!D=\"\"", 0, 1, 1});
     expect_read("<!D \t\r\n a\n b>", {"!D=\"a\\n b\"", 0, 1, 3});
@@ -227,9 +227,9 @@ TEST(Reader, Declarations) {
     expect_read("<!DOCTYPE a [<!ENTITY b 'c'>]>", {"!DOCTYPE=\"a [<!ENTITY b 'c'\" T\"]>\"", 0, 2, 1});
 }
 
-TEST(Reader, CDataIsABadTag) { expect_read("<a><![CDATA[x]]></a>", {"a[~]", 11, 1, 1}); }
+TEST(reader, cdata_section_sets_status_11) { expect_read("<a><![CDATA[x]]></a>", {"a[~]", 11, 1, 1}); }
 
-TEST(Reader, BadCharacterBehindTheBracket) {
+TEST(reader, bad_character_after_the_bracket_sets_status_4) {
     // Status 4, then the rest up to ">" is an end tag: here it closes "a", so 4 stays.
     expect_read("<a><1a></a>", {"a[~]", 11, 1, 1}); // the second end tag matches nothing
     expect_read("<a><1a>", {"a[~]", 4, 1, 1});
@@ -243,7 +243,7 @@ TEST(Reader, BadCharacterBehindTheBracket) {
     expect_read("<1>x", {"", 11, 0, 1}); // the document has no name to match: reading ends here
 }
 
-TEST(Reader, NamesThatCannotBeReadLeaveTheNodeBare) {
+TEST(reader, bad_name_leaves_a_node_without_name_and_value) {
     expect_read("<a$b>text", {"~ T\"b>text\"", 4, 2, 1});
     expect_read("<a=>text", {"~ T\">text\"", 4, 2, 1});
     expect_read("<?xml?>", {"?~ T\">\"", 4, 2, 1});
@@ -255,14 +255,14 @@ TEST(Reader, NamesThatCannotBeReadLeaveTheNodeBare) {
     expect_read("<!D", {"!~", 8, 1, 1});
 }
 
-TEST(Reader, EndOfInputRightBehindTheBracketIsNoError) {
+TEST(reader, end_of_input_after_the_bracket_is_not_an_error) {
     expect_read("<", {"", 0, 0, 1});
     expect_read("<!", {"", 0, 0, 1});
     expect_read("<!-", {"", 0, 0, 1});
     expect_read("<a><", {"a[~]", 0, 1, 1});
 }
 
-TEST(Reader, NamesHaveUpTo127Characters) {
+TEST(reader, names_have_up_to_127_characters) {
     const std::string good(127, 'n');
     expect_read("<" + good + "/>", {good + "[~]", 0, 1, 1});
     expect_read("<" + good + "n/>", {"~ T\"/>\"", 8, 2, 1});
@@ -271,13 +271,13 @@ TEST(Reader, NamesHaveUpTo127Characters) {
     expect_read("<?" + good + "nn?>", {"?~ T\"n?>\"", 8, 2, 1});
 }
 
-TEST(Reader, AttributeNamesHaveUpTo128Characters) {
+TEST(reader, attribute_names_have_up_to_128_characters) {
     const std::string good(128, 'n');
     expect_read("<a " + good + "='1'/>", {"a[" + good + "=\"1\" ~]", 0, 1, 1});
     expect_read("<a " + good + "n='1'/>", {"a[~]{T\"='1'/>\"}", 9, 2, 1});
 }
 
-TEST(Reader, AttributeValuesHaveUpTo256Characters) {
+TEST(reader, attribute_values_have_up_to_256_characters) {
     const std::string good(256, 'v');
     expect_read("<a x='" + good + "'/>", {"a[x=\"" + good + "\" ~]", 0, 1, 1});
     expect_read("<a x='" + good + "v'/>", {"a[~]{T\"'/>\"}", 10, 2, 1});
@@ -286,7 +286,7 @@ TEST(Reader, AttributeValuesHaveUpTo256Characters) {
     expect_read("<a x='" + almost + "v&amp;'/>", {"a[~]{T\";'/>\"}", 10, 2, 1}); // "p" is the 257th
 }
 
-TEST(Reader, BadAttributes) {
+TEST(reader, bad_attribute_sets_status_5_or_6) {
     expect_read("<a 1x='1'/>", {"a[~]{T\"x='1'/>\"}", 5, 2, 1});
     expect_read("<a x$='1'/>", {"a[~]{T\"='1'/>\"}", 6, 2, 1});
     expect_read("<a x y='1'/>", {"a[~]{T\"='1'/>\"}", 6, 2, 1});
@@ -314,20 +314,20 @@ int calls_after_the_end(std::string text) {
     return calls - 1;
 }
 
-TEST(Reader, EndOfInputEndsABodyAtOnce) {
+TEST(reader, end_of_input_ends_a_body_without_another_refill) {
     for (const char *body : {"<!--", "<!-- ", "<!-- x", "<!-- -", "<!-- --", "<?name", "<?name ", "<?name x",
                              "<?name x?", "<!NAME", "<!NAME ", "<!NAME x"}) {
         EXPECT_EQ(calls_after_the_end(body), 1) << body << ": the level above looks for the next node";
     }
 }
 
-TEST(Reader, EndOfInputInAnAttribute) {
+TEST(reader, end_of_input_in_an_attribute_sets_status_6) {
     for (const char *text : {"<a ", "<a x", "<a x ", "<a x=", "<a x= ", "<a x='", "<a x='1", "<a x='&am"}) {
         expect_read(text, {"a[~]", 6, 1, 1});
     }
 }
 
-TEST(Reader, BadEntitiesInAttributesEndThemAtOnce) {
+TEST(reader, bad_entity_in_an_attribute_ends_the_attribute) {
     expect_read("<a x='&;'/>", {"a[~]{T\"'/>\"}", 13, 2, 1});
     expect_read("<a x='&a;'/>", {"a[~]{T\"'/>\"}", 13, 2, 1});
     expect_read("<a x='&#65;'/>", {"a[~]{T\"65;'/>\"}", 12, 2, 1});
@@ -335,7 +335,7 @@ TEST(Reader, BadEntitiesInAttributesEndThemAtOnce) {
     expect_read("<a x='&&amp;'/>", {"a[~]{T\"amp;'/>\"}", 12, 2, 1});
 }
 
-TEST(Reader, BadEntitiesInTextLeaveItWithoutAValue) {
+TEST(reader, bad_entity_in_text_leaves_it_without_a_value) {
     expect_read("<a>x&;y</a>", {"a[~]{T T\"y\"}", 13, 3, 1});
     expect_read("<a>x&a; y</a>", {"a[~]{T T\"y\"}", 13, 3, 1});
     expect_read("<a>x&amp</a>", {"a[~]", 12, 1, 1}); // the one text, without a value, becomes the element's
@@ -344,7 +344,7 @@ TEST(Reader, BadEntitiesInTextLeaveItWithoutAValue) {
     expect_read("x&amp", {"T", 12, 1, 1});
 }
 
-TEST(Reader, EndTagsThatDoNotMatch) {
+TEST(reader, unmatched_end_tag_sets_status_11) {
     expect_read("<a>t</b>", {"a[~]=\"t\"", 11, 1, 1});
     expect_read("<a></A>", {"a[~]", 11, 1, 1});
     expect_read("<a></a >", {"a[~]", 11, 1, 1});
@@ -355,23 +355,23 @@ TEST(Reader, EndTagsThatDoNotMatch) {
     expect_read("<a/>t</x>rest", {"a[~] VALUE t", 11, 1, 1});
 }
 
-TEST(Reader, EndTagsHaveUpTo128Characters) {
+TEST(reader, end_tags_have_up_to_128_characters) {
     const std::string name(128, 'x');
     expect_read("<a>t</" + name + ">u", {"a[~]=\"t\" T\"u\"", 11, 2, 1});
     expect_read("<a>t</" + name + "y>u", {"a[~]=\"t\" T\">u\"", 8, 2, 1});
 }
 
-TEST(Reader, AfterAnErrorAnElementReadsOneAttributeAndStoresNone) {
+TEST(reader, element_after_an_error_reads_one_attribute_and_stores_none) {
     expect_read("<a x/><b y='1' z='2'>t</b>", {"a[~] b[~]=\"z='2'>t\"", 6, 2, 1});
 }
 
-TEST(Reader, ZeroBytesEndStringsButNotTheirCount) {
+TEST(reader, nul_ends_a_string_but_counts_in_its_length) {
     expect_read("<a>x\0y</a>"s, {"a[~]=\"x\\x00y\"", 0, 1, 1});
     expect_read("<a x='1\0002'/>"s, {"a[x=\"1\" ~]", 0, 1, 1});
     expect_read("<a></a\0b>"s, {"a[~]", 0, 1, 1}); // the comparison ends at the zero byte
 }
 
-TEST(Reader, LongTextsAndBodies) {
+TEST(reader, texts_and_bodies_of_any_length_are_complete) {
     for (const size_t length : {2000U, 2047U, 2048U, 2049U, 5000U, 70000U}) {
         const std::string text(length, 'z');
         expect_read("<a>" + text + "</a>", {"a[~]=\"" + text + "\"", 0, 1, 1});
@@ -381,7 +381,7 @@ TEST(Reader, LongTextsAndBodies) {
     }
 }
 
-TEST(Reader, LettersAreTheLocales) {
+TEST(reader, name_letters_follow_the_locale) {
     expect_read("<a>\xE4</a>", {"a[~]=\"\\xE4\"", 0, 1, 1});
     expect_read("<\xE4/>", {"", 11, 0, 1});
     if (setlocale(LC_CTYPE, "de_DE.ISO-8859-1") != nullptr) {
@@ -390,7 +390,7 @@ TEST(Reader, LettersAreTheLocales) {
     }
 }
 
-TEST(Reader, StatusIsSetButNeverReset) {
+TEST(reader, status_is_never_reset) {
     new_document read;
     std::string text = "<a/>";
     xml_refiller r{};
@@ -400,7 +400,7 @@ TEST(Reader, StatusIsSetButNeverReset) {
     EXPECT_EQ(read.doc->status, 9);
 }
 
-TEST(Reader, PushedBackCharacterComesFirst) {
+TEST(reader, pushed_back_character_is_read_first) {
     new_document read;
     std::string text = "a/>";
     xml_refiller r{};
@@ -410,7 +410,7 @@ TEST(Reader, PushedBackCharacterComesFirst) {
     EXPECT_EQ(read.result(), (outcome{"a[~]", 0, 1, 0}));
 }
 
-TEST(Reader, ReadsOnBehindAnEndTag) {
+TEST(reader, reading_continues_after_an_end_tag) {
     new_document read;
     std::string text = "<b/>t</a><c/>";
     const auto size = static_cast<unsigned>(text.size());
@@ -426,7 +426,7 @@ TEST(Reader, ReadsOnBehindAnEndTag) {
 }
 
 // The children's own links may be odd when a daemon made them; the merge mends what it touches.
-TEST(Reader, MergeLeavesNoLinkToTheTextThatIsGone) {
+TEST(reader, merged_text_is_unlinked) {
     new_document read;
     xml_node *const root = read.doc->root;
     xml_node *const first = xml_node_new();
@@ -447,7 +447,7 @@ TEST(Reader, MergeLeavesNoLinkToTheTextThatIsGone) {
     EXPECT_EQ(first->next, nullptr);
 }
 
-TEST(Reader, MergeOfTheOnlyChildLeavesNoChildren) {
+TEST(reader, merge_of_the_only_child_leaves_no_children) {
     new_document read;
     std::string text = "t</x>";
     xml_refiller r{};
@@ -458,7 +458,7 @@ TEST(Reader, MergeOfTheOnlyChildLeavesNoChildren) {
 }
 
 // A refill function may hand out memory of its own instead of filling a buffer.
-TEST(Reader, RefillFunctionMayBringItsOwnBuffers) {
+TEST(reader, refill_function_may_supply_its_own_buffers) {
     new_document read;
     static char first[] = "<a x='1";
     static char second[] = "'>text</a>";
@@ -478,7 +478,7 @@ TEST(Reader, RefillFunctionMayBringItsOwnBuffers) {
 }
 
 // A terminal or a growing file can go on after an end.
-TEST(Reader, BodyThatTheEndOfInputCutsIsNotContinued) {
+TEST(reader, body_cut_by_end_of_input_is_not_continued) {
     for (const auto &[begin, rest, expected] :
          {std::tuple{"<!--x-", "-->y", "#\"x-\" T\"-->y\""}, std::tuple{"<!--x--", ">y", "#\"x--\" T\">y\""},
           std::tuple{"<?p x?", ">y", "?p=\"x?\" T\">y\""}, std::tuple{"<!D x", ">y", "!D=\"x\" T\">y\""}}) {
@@ -507,7 +507,7 @@ TEST(Reader, BodyThatTheEndOfInputCutsIsNotContinued) {
 }
 
 // The reader's own push-back of the "a" that it met overwrites the one of the refill function.
-TEST(Reader, RefillFunctionMayPushACharacterBack) {
+TEST(reader, refill_function_may_push_a_character_back) {
     new_document read;
     static char text[] = "ab";
     xml_refiller r{};
@@ -528,7 +528,7 @@ TEST(Reader, RefillFunctionMayPushACharacterBack) {
     EXPECT_EQ(read.result(), (outcome{"T\"ab\"", 0, 1, 0}));
 }
 
-TEST(Reader, RefillFailureDeletesWhatIsOpenAndKeepsTheRest) {
+TEST(reader, refill_failure_deletes_open_elements_and_keeps_closed_ones) {
     new_document read;
     std::string text = "<done/><a><b/><c>text";
     xml_refiller r{};
@@ -550,7 +550,7 @@ TEST(Reader, RefillFailureDeletesWhatIsOpenAndKeepsTheRest) {
     EXPECT_EQ(read.result(), (outcome{"done[~]", 5, 2, 0})); // "b" had been counted
 }
 
-TEST(ReadFile, StopsAtAnEndTagTooManyAndLeavesTheStreamBehindItsBlock) {
+TEST(read_file, unmatched_end_tag_leaves_the_stream_after_its_block) {
     new_document read;
     std::FILE *const stream = tmpfile();
     (void)fputs("</x>", stream);
@@ -562,7 +562,7 @@ TEST(ReadFile, StopsAtAnEndTagTooManyAndLeavesTheStreamBehindItsBlock) {
     (void)fclose(stream);
 }
 
-TEST(ReadFile, BeginsWhereTheStreamStandsAndSetsTheLine) {
+TEST(read_file, starts_at_the_stream_position_and_sets_the_line) {
     new_document read;
     std::FILE *const stream = tmpfile();
     (void)fputs("skipped<a/>\n", stream);
@@ -573,7 +573,7 @@ TEST(ReadFile, BeginsWhereTheStreamStandsAndSetsTheLine) {
     (void)fclose(stream);
 }
 
-TEST(ReadFile, FailedReadIsTheResult) {
+TEST(read_file, failed_read_is_returned_and_sets_status_1) {
     new_document read;
     std::FILE *const stream = fopen("/dev/null", "w"); // not open for reading
     EXPECT_EQ(xml_read_file(read.doc, stream, 0), 1);
@@ -581,7 +581,7 @@ TEST(ReadFile, FailedReadIsTheResult) {
     (void)fclose(stream);
 }
 
-TEST(Read, ReturnsTheStatus) {
+TEST(read_by_path, returns_the_status_of_the_document) {
     const std::string path = ::testing::TempDir() + "varnel_reader_test_" + std::to_string(getpid()) + ".xml";
     std::FILE *const stream = fopen(path.c_str(), "w");
     (void)fputs("<a></b>", stream);
@@ -592,20 +592,20 @@ TEST(Read, ReturnsTheStatus) {
     (void)unlink(path.c_str());
 }
 
-TEST(Read, FileThatCannotBeOpened) {
+TEST(read_by_path, missing_file_returns_status_1) {
     new_document read;
     EXPECT_EQ(xml_read(read.doc, "/nonexistent/file.xml", 0), 1);
     EXPECT_EQ(read.doc->status, 1);
     EXPECT_EQ(read.doc->line, 0U);
 }
 
-TEST(Read, DirectoryOpensButCannotBeRead) {
+TEST(read_by_path, directory_returns_status_1) {
     new_document read;
     EXPECT_EQ(xml_read(read.doc, "/", 0), 1);
     EXPECT_EQ(read.doc->status, 1);
 }
 
-class AttributeReader : public ::testing::Test {
+class attribute_reader : public ::testing::Test {
   protected:
     int read(const std::string &text, unsigned flags = 0) {
         text_ = text;
@@ -613,7 +613,7 @@ class AttributeReader : public ::testing::Test {
         xml_refiller_setup(&refiller_, nullptr, text_.data(), size, size);
         return xml_attribute_read(&refiller_, &attribute_, read_.doc, flags);
     }
-    ~AttributeReader() override {
+    ~attribute_reader() override {
         free(attribute_.name);
         free(attribute_.value);
     }
@@ -624,7 +624,7 @@ class AttributeReader : public ::testing::Test {
     new_document read_;
 };
 
-TEST_F(AttributeReader, StoresNameAndValue) {
+TEST_F(attribute_reader, stores_name_and_value) {
     EXPECT_EQ(read("\n x = '1' y"), 0);
     EXPECT_STREQ(attribute_.name, "x");
     EXPECT_STREQ(attribute_.value, "1");
@@ -633,7 +633,7 @@ TEST_F(AttributeReader, StoresNameAndValue) {
     EXPECT_EQ(read_.doc->line, 1U);
 }
 
-TEST_F(AttributeReader, EndOfTheTagIsConsumedWithoutAStatus) {
+TEST_F(attribute_reader, end_of_the_tag_is_consumed_without_an_error) {
     for (const char *text : {"/>", " >x"}) {
         EXPECT_EQ(read(text), 0);
         EXPECT_EQ(attribute_.name, nullptr);
@@ -642,13 +642,13 @@ TEST_F(AttributeReader, EndOfTheTagIsConsumedWithoutAStatus) {
     }
 }
 
-TEST_F(AttributeReader, ReturnsTheStatusItSets) {
+TEST_F(attribute_reader, returns_the_status_it_sets) {
     EXPECT_EQ(read("x 1"), 6);
     EXPECT_EQ(read_.doc->status, 6);
     EXPECT_EQ(attribute_.name, nullptr);
 }
 
-TEST_F(AttributeReader, ReturnsAnEarlierStatusAndStoresNothing) {
+TEST_F(attribute_reader, earlier_status_is_returned_and_nothing_is_stored) {
     read_.doc->status = 11;
     EXPECT_EQ(read("x='1'"), 11);
     EXPECT_EQ(attribute_.name, nullptr);
@@ -658,7 +658,7 @@ TEST_F(AttributeReader, ReturnsAnEarlierStatusAndStoresNothing) {
     EXPECT_EQ(read("$"), 5); // a bad character is recorded all the same
 }
 
-TEST_F(AttributeReader, RawKeepsEntities) {
+TEST_F(attribute_reader, raw_flag_keeps_entities) {
     EXPECT_EQ(read("x='&lt;'", xml_flag_raw), 0);
     EXPECT_STREQ(attribute_.value, "&lt;");
 }

@@ -15,7 +15,7 @@ constexpr int end_of_input = -256;
 
 int no_refill(xml_refiller * /*r*/) { return 0; }
 
-TEST(RefillerSetup, TakesTheBufferAsItIs) {
+TEST(refiller_setup, uses_the_buffer_with_its_content) {
     xml_refiller r{};
     char buffer[8] = "abc";
     r.error = 4;
@@ -32,7 +32,7 @@ TEST(RefillerSetup, TakesTheBufferAsItIs) {
     EXPECT_EQ(r.source.descriptor, 17);
 }
 
-TEST(RefillerSetup, FunctionMayBringItsOwnBuffer) {
+TEST(refiller_setup, null_buffer_needs_a_refill_function) {
     xml_refiller r{};
     EXPECT_EQ(xml_refiller_setup(&r, no_refill, nullptr, 3, 8), 0);
     EXPECT_EQ(r.buffer, nullptr);
@@ -40,7 +40,7 @@ TEST(RefillerSetup, FunctionMayBringItsOwnBuffer) {
     EXPECT_EQ(r.capacity, 0U);
 }
 
-TEST(RefillerSetup, RefusesNeither) {
+TEST(refiller_setup, neither_buffer_nor_function_is_refused) {
     xml_refiller r{};
     r.error = 4;
     EXPECT_EQ(xml_refiller_setup(&r, nullptr, nullptr, 0, 0), 14);
@@ -48,7 +48,7 @@ TEST(RefillerSetup, RefusesNeither) {
     EXPECT_EQ(xml_refiller_new(nullptr, nullptr, 0, 0), nullptr);
 }
 
-TEST(RefillerNew, DeleteLeavesTheBuffer) {
+TEST(refiller_new, delete_does_not_free_the_buffer) {
     char buffer[] = "ab";
     xml_refiller *const r = xml_refiller_new(nullptr, buffer, 2, 2);
     ASSERT_NE(r, nullptr);
@@ -58,7 +58,7 @@ TEST(RefillerNew, DeleteLeavesTheBuffer) {
     EXPECT_STREQ(buffer, "ab");
 }
 
-TEST(RefillerGetChar, FixedTextEndsForEver) {
+TEST(refiller_get_char, end_of_a_fixed_text_is_returned_every_time) {
     char text[] = "\xFF\0x";
     xml_refiller r{};
     xml_refiller_setup(&r, nullptr, text, 2, 2);
@@ -69,7 +69,7 @@ TEST(RefillerGetChar, FixedTextEndsForEver) {
     EXPECT_EQ(r.position, 2U);
 }
 
-TEST(RefillerGetChar, PushedCharacterComesFirstAndConsumesNothing) {
+TEST(refiller_get_char, pushed_character_is_read_first_without_consuming_input) {
     char text[] = "a";
     xml_refiller r{};
     xml_refiller_setup(&r, nullptr, text, 1, 1);
@@ -81,7 +81,7 @@ TEST(RefillerGetChar, PushedCharacterComesFirstAndConsumesNothing) {
     EXPECT_EQ(xml_refiller_get_char(&r), 'a');
 }
 
-TEST(RefillerGetChar, AnythingCanBePushed) {
+TEST(refiller_get_char, value_above_255_can_be_pushed_back) {
     char text[] = "a";
     xml_refiller r{};
     xml_refiller_setup(&r, nullptr, text, 1, 1);
@@ -89,7 +89,7 @@ TEST(RefillerGetChar, AnythingCanBePushed) {
     EXPECT_EQ(xml_refiller_get_char(&r), 1000);
 }
 
-TEST(RefillerGetChar, RefillsWhenTheBufferIsUsedUp) {
+TEST(refiller_get_char, refills_when_the_buffer_is_used_up) {
     xml_refiller r{};
     char buffer[2] = {'a', 'b'};
     xml_refiller_setup(
@@ -107,7 +107,7 @@ TEST(RefillerGetChar, RefillsWhenTheBufferIsUsedUp) {
     }
 }
 
-TEST(RefillerGetChar, FailedRefillIsTheEndOfInput) {
+TEST(refiller_get_char, failed_refill_is_the_end_of_input) {
     xml_refiller r{};
     char buffer[2];
     xml_refiller_setup(
@@ -124,7 +124,7 @@ TEST(RefillerGetChar, FailedRefillIsTheEndOfInput) {
     EXPECT_EQ(r.position, 0U);
 }
 
-TEST(RefillerFromStream, ReadsUpToTheCapacity) {
+TEST(refiller_from_stream, reads_up_to_the_capacity) {
     std::FILE *const stream = tmpfile();
     (void)fputs("abcde", stream);
     rewind(stream);
@@ -144,7 +144,7 @@ TEST(RefillerFromStream, ReadsUpToTheCapacity) {
     (void)fclose(stream);
 }
 
-TEST(RefillerFromStream, FailureLeavesFillAndPosition) {
+TEST(refiller_from_stream, failed_read_keeps_fill_and_position) {
     std::FILE *const stream = fopen("/dev/null", "w"); // not open for reading
     char buffer[3];
     xml_refiller r{};
@@ -160,7 +160,7 @@ TEST(RefillerFromStream, FailureLeavesFillAndPosition) {
     (void)fclose(stream);
 }
 
-TEST(RefillerFromDescriptor, ReadsWhatIsThere) {
+TEST(refiller_from_descriptor, reads_the_bytes_available) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     ASSERT_EQ(write(ends[1], "ab", 2), 2);
@@ -178,7 +178,7 @@ TEST(RefillerFromDescriptor, ReadsWhatIsThere) {
     (void)close(ends[0]);
 }
 
-TEST(RefillerFromDescriptor, FailureLeavesFillAndPosition) {
+TEST(refiller_from_descriptor, failed_read_keeps_fill_and_position) {
     char buffer[8];
     xml_refiller r{};
     xml_refiller_setup(&r, xml_refiller_function_from_file_descriptor, buffer, 3, 8);

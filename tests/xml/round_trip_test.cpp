@@ -101,7 +101,7 @@ bool check(const fs::path &path) {
     return true;
 }
 
-TEST(RoundTrip, EveryXmlFileOfTheSystem) {
+TEST(round_trip, every_xml_file_below_usr_share_is_read_back_equal) {
     size_t good = 0;
     const std::vector<fs::path> files = xml_files_below("/usr/share");
     for (const fs::path &path : files) {

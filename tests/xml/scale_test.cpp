@@ -110,7 +110,7 @@ void run_on_a_small_stack(trial &t) {
     pthread_attr_destroy(&attributes);
 }
 
-class Scale : public ::testing::TestWithParam<unsigned> {
+class large_documents : public ::testing::TestWithParam<unsigned> {
   protected:
     static void expect_fits_on_a_small_stack(trial t) {
         t.flags = GetParam();
@@ -123,27 +123,27 @@ class Scale : public ::testing::TestWithParam<unsigned> {
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds, Scale, ::testing::Values(0U, unsigned{xml_flag_compact}),
+INSTANTIATE_TEST_SUITE_P(kinds, large_documents, ::testing::Values(0U, unsigned{xml_flag_compact}),
                          [](const auto &kind) { return kind.param == 0 ? "Default" : "Compact"; });
 
-TEST_P(Scale, AMillionNestedElements) {
+TEST_P(large_documents, million_nested_elements_fit_a_small_stack) {
     // "<a>\n" and "</a>\n" each but the innermost, which is "<a/>\n"; and the document's line feed
     expect_fits_on_a_small_stack({{"", "<a>", "</a>", ""}, million, (million - 1) * 9 + 5 + 1});
 }
 
-TEST_P(Scale, AMillionNestedElementsThatNeverEnd) {
+TEST_P(large_documents, million_nested_elements_without_end_tags_fit_a_small_stack) {
     expect_fits_on_a_small_stack({{"", "<a>", "", ""}, million, (million - 1) * 9 + 5 + 1});
 }
 
-TEST_P(Scale, AMillionSiblings) {
+TEST_P(large_documents, million_siblings_fit_a_small_stack) {
     expect_fits_on_a_small_stack({{"<r>", "<a/>", "", "</r>"}, million + 1, million * 5 + 4 + 5 + 1});
 }
 
-TEST_P(Scale, AMillionAttributes) {
+TEST_P(large_documents, million_attributes_fit_a_small_stack) {
     expect_fits_on_a_small_stack({{"<a", " x='1'", "", "/>"}, 1, 2 + million * 6 + 3 + 1});
 }
 
-TEST_P(Scale, AMillionCharactersOfText) {
+TEST_P(large_documents, million_characters_of_text_fit_a_small_stack) {
     expect_fits_on_a_small_stack({{"<a>", "xyz", "", "</a>"}, 1, 3 + million * 3 + 5 + 1});
 }
 

@@ -28,14 +28,14 @@ xml_node *node(const char *name) {
 }
 
 /// p with the children a, b and c.
-class Siblings : public ::testing::Test {
+class sibling_links : public ::testing::Test {
   protected:
-    Siblings() {
+    sibling_links() {
         for (xml_node *child : {a, b, c}) {
             EXPECT_EQ(xml_node_add_child(p, child), p);
         }
     }
-    ~Siblings() override { xml_node_delete(p); }
+    ~sibling_links() override { xml_node_delete(p); }
 
     void expect_links(const xml_node *of, const xml_node *previous, const xml_node *next,
                       const xml_node *parent) const {
@@ -51,7 +51,7 @@ class Siblings : public ::testing::Test {
     xml_node *n = node("n");
 };
 
-TEST(Attribute, SetupAndNewZeroAllWords) {
+TEST(attribute, setup_and_new_zero_all_words) {
     xml_attribute storage;
     memset(&storage, 0xAA, sizeof storage);
     EXPECT_EQ(xml_attribute_setup(&storage), 0);
@@ -64,7 +64,7 @@ TEST(Attribute, SetupAndNewZeroAllWords) {
     xml_attribute_delete(made);
 }
 
-TEST(Attribute, CloneCopiesTheWholeList) {
+TEST(attribute, clone_copies_the_whole_list) {
     xml_attribute *const list = attribute("x", "1", attribute(nullptr, nullptr, attribute("y", nullptr)));
     xml_attribute *const copy = xml_attribute_clone(list);
     EXPECT_STREQ(copy->name, "x");
@@ -80,7 +80,7 @@ TEST(Attribute, CloneCopiesTheWholeList) {
     EXPECT_EQ(xml_attribute_clone(nullptr), nullptr);
 }
 
-TEST(Node, SetupAndNewZeroAllWords) {
+TEST(node, setup_and_new_zero_all_words) {
     xml_node storage;
     memset(&storage, 0xAA, sizeof storage);
     EXPECT_EQ(xml_node_setup(&storage), 0);
@@ -93,7 +93,7 @@ TEST(Node, SetupAndNewZeroAllWords) {
 }
 
 // What is not freed, or freed twice, shows under ASan.
-TEST_F(Siblings, DeletingANodeDeletesLaterSiblingsToo) {
+TEST_F(sibling_links, deleting_a_node_deletes_later_siblings_too) {
     p->first_child->next = nullptr;
     p->last_child = a;
     xml_node_delete(b); // and c
@@ -101,7 +101,7 @@ TEST_F(Siblings, DeletingANodeDeletesLaterSiblingsToo) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, DeletingWalksChildrenAndSiblingsTogether) {
+TEST_F(sibling_links, delete_frees_children_siblings_and_attributes) {
     xml_node_add_child(a, node("a1"));
     xml_node_add_child(a, node("a2"));
     xml_node_add_child(a->first_child, node("a11"));
@@ -111,7 +111,7 @@ TEST_F(Siblings, DeletingWalksChildrenAndSiblingsTogether) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, AddChildLinksBothWays) {
+TEST_F(sibling_links, add_child_links_both_ways) {
     expect_links(a, nullptr, b, p);
     expect_links(b, a, c, p);
     expect_links(c, b, nullptr, p);
@@ -120,7 +120,7 @@ TEST_F(Siblings, AddChildLinksBothWays) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, UnlinkTheFirst) {
+TEST_F(sibling_links, unlinking_the_first_updates_the_first_child) {
     xml_node_unlink(a);
     expect_links(a, nullptr, nullptr, nullptr);
     expect_links(b, nullptr, c, p);
@@ -129,7 +129,7 @@ TEST_F(Siblings, UnlinkTheFirst) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, UnlinkTheMiddle) {
+TEST_F(sibling_links, unlinking_the_middle_joins_its_neighbours) {
     xml_node_unlink(b);
     expect_links(a, nullptr, c, p);
     expect_links(c, a, nullptr, p);
@@ -137,7 +137,7 @@ TEST_F(Siblings, UnlinkTheMiddle) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, UnlinkingTheLastLeavesLastChildPointingToIt) {
+TEST_F(sibling_links, unlinking_the_last_leaves_last_child_pointing_to_it) {
     xml_node_add_child(c, n);
     xml_node_unlink(c);
     EXPECT_EQ(p->last_child, c);
@@ -148,20 +148,20 @@ TEST_F(Siblings, UnlinkingTheLastLeavesLastChildPointingToIt) {
     xml_node_delete(c);
 }
 
-TEST(Unlink, NodeWithoutAnyLinks) {
+TEST(node_unlink, node_without_links_is_unchanged) {
     xml_node *const alone = node("alone");
     xml_node_unlink(alone);
     xml_node_delete(alone);
 }
 
-TEST_F(Siblings, InsertBeforeTheFirst) {
+TEST_F(sibling_links, insert_before_the_first_updates_the_first_child) {
     xml_node_insert_sibling_before(a, n);
     expect_links(n, nullptr, a, p);
     EXPECT_EQ(a->previous, n);
     EXPECT_EQ(p->first_child, n);
 }
 
-TEST_F(Siblings, InsertBeforeAnotherIsReachedOnlyBackwards) {
+TEST_F(sibling_links, insert_before_another_is_linked_only_backwards) {
     xml_node_insert_sibling_before(b, n);
     expect_links(n, a, b, p);
     EXPECT_EQ(b->previous, n);
@@ -171,14 +171,14 @@ TEST_F(Siblings, InsertBeforeAnotherIsReachedOnlyBackwards) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, InsertAfterTheLast) {
+TEST_F(sibling_links, insert_after_the_last_updates_the_last_child) {
     xml_node_insert_sibling_after(c, n);
     expect_links(n, c, nullptr, p);
     EXPECT_EQ(c->next, n);
     EXPECT_EQ(p->last_child, n);
 }
 
-TEST_F(Siblings, InsertAfterAnotherLeavesThePreviousOfTheLaterOne) {
+TEST_F(sibling_links, insert_after_another_keeps_previous_of_the_next_sibling) {
     xml_node_insert_sibling_after(a, n);
     expect_links(n, a, b, p);
     EXPECT_EQ(a->next, n);
@@ -186,7 +186,7 @@ TEST_F(Siblings, InsertAfterAnotherLeavesThePreviousOfTheLaterOne) {
     EXPECT_EQ(p->last_child, c);
 }
 
-TEST_F(Siblings, InsertBesideANodeWithoutAParent) {
+TEST_F(sibling_links, insert_beside_a_node_without_a_parent_links_siblings_only) {
     xml_node *const alone = node("alone");
     xml_node *const before = node("before");
     xml_node_insert_sibling_before(alone, before);
@@ -197,7 +197,7 @@ TEST_F(Siblings, InsertBesideANodeWithoutAParent) {
     xml_node_delete(before);
 }
 
-TEST_F(Siblings, AddChildLeavesTheChildsNext) {
+TEST_F(sibling_links, add_child_keeps_next_of_the_child) {
     xml_node *const hanging = node("hanging");
     n->next = hanging;
     xml_node_add_child(p, n);
@@ -206,20 +206,20 @@ TEST_F(Siblings, AddChildLeavesTheChildsNext) {
     EXPECT_EQ(hanging->parent, nullptr);
 }
 
-TEST_F(Siblings, MiddleChildTakesTheChildrenOver) {
+TEST_F(sibling_links, middle_child_becomes_the_parent_of_the_children) {
     xml_node_add_middle_child(p, n);
     EXPECT_EQ(dump(*p), "p{n{a b c}}");
     EXPECT_EQ(n->parent, p);
 }
 
-TEST_F(Siblings, MiddleChildOfALeafIsItsOnlyChild) {
+TEST_F(sibling_links, middle_child_of_a_leaf_is_its_only_child) {
     xml_node_add_middle_child(a, n);
     EXPECT_EQ(dump(*p), "p{a{n} b c}");
     EXPECT_EQ(n->first_child, nullptr);
     EXPECT_EQ(n->last_child, nullptr);
 }
 
-TEST_F(Siblings, AttributeValuesByTheirExactName) {
+TEST_F(sibling_links, attribute_values_are_found_by_exact_name) {
     a->attributes =
         attribute(nullptr, nullptr,
                   attribute("ids", "1", attribute("id", "2", attribute("id", "3", attribute("x", nullptr)))));
@@ -232,7 +232,7 @@ TEST_F(Siblings, AttributeValuesByTheirExactName) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, CloneHasNoLinks) {
+TEST_F(sibling_links, clone_has_no_links) {
     b->attributes = attribute("x", "1", attribute(nullptr, nullptr));
     b->value = static_cast<char *>(malloc(4));
     memcpy(b->value, "v\0w", 4);
@@ -252,7 +252,7 @@ TEST_F(Siblings, CloneHasNoLinks) {
     xml_node_delete(copy);
 }
 
-TEST(Clone, ValueThatIsLongerThanItsLengthIsCutAndTerminated) {
+TEST(node_clone, value_that_is_longer_than_its_length_is_cut_and_terminated) {
     xml_node *const n = xml_node_new();
     n->value = strdup("text");
     n->value_length = 2;
@@ -263,7 +263,7 @@ TEST(Clone, ValueThatIsLongerThanItsLengthIsCutAndTerminated) {
     xml_node_delete(n);
 }
 
-TEST(Clone, ValueOfUnknownLengthIsCopiedUpToItsTerminator) {
+TEST(node_clone, value_of_unknown_length_is_copied_up_to_its_terminator) {
     xml_node *const n = xml_node_new();
     n->value = strdup("text");
     xml_node *const copy = xml_node_clone(n);
@@ -274,7 +274,7 @@ TEST(Clone, ValueOfUnknownLengthIsCopiedUpToItsTerminator) {
     xml_node_delete(n);
 }
 
-TEST_F(Siblings, CloneTreeLeavesPreviousNull) {
+TEST_F(sibling_links, clone_tree_leaves_previous_null) {
     xml_node_add_child(a, node("a1"));
     xml_node_add_child(a, node("a2"));
     xml_node_add_child(a->last_child, node("a21"));
@@ -300,7 +300,7 @@ TEST_F(Siblings, CloneTreeLeavesPreviousNull) {
 }
 
 // The copy follows first_child and next alone.
-TEST_F(Siblings, CloneTreeDoesNotTrustParentLinks) {
+TEST_F(sibling_links, clone_tree_ignores_parent_links) {
     xml_node_add_child(b, n);
     a->parent = nullptr;
     b->parent = c;
@@ -312,7 +312,7 @@ TEST_F(Siblings, CloneTreeDoesNotTrustParentLinks) {
     xml_node_delete(copy);
 }
 
-TEST(Document, SetupMakesRootAndIndex) {
+TEST(document, setup_makes_root_and_index) {
     xml_document doc;
     memset(&doc, 0xAA, sizeof doc);
     EXPECT_EQ(xml_document_setup(&doc), 0);
@@ -327,7 +327,7 @@ TEST(Document, SetupMakesRootAndIndex) {
     xml_index_delete(doc.index);
 }
 
-TEST(Document, DeleteLeavesTheTree) {
+TEST(document, delete_does_not_free_the_tree) {
     xml_document *const doc = xml_document_new();
     xml_node *const root = doc->root;
     xml_document_delete(doc);
@@ -335,7 +335,7 @@ TEST(Document, DeleteLeavesTheTree) {
     xml_node_delete(root);
 }
 
-TEST(Index, OwnsItsBuffer) {
+TEST(index, delete_frees_the_buffer) {
     xml_index storage;
     memset(&storage, 0xAA, sizeof storage);
     EXPECT_EQ(xml_index_setup(&storage), 0);

@@ -58,7 +58,7 @@ std::string written(const std::string &text, unsigned flags) { return written(do
 const char *const sample = "<?xml version='1'?><!DOCTYPE r><r><!--c--><i n=\"a&quot;b\" m='&lt;'/>"
                            "<v>1 &amp; 2</v><x>one<y/>two</x><z><w/>val&gt;</z></r>";
 
-TEST(Writer, FlagsChooseTheLayout) {
+TEST(writer, flags_choose_the_layout) {
     const std::string plain =
         "<?xml version='1'?>\n<!DOCTYPE r>\n<r>\n<!-- c -->\n<i n=\"a&quot;b\" m=\"&lt;\"/>\n"
         "<v>1 &amp; 2</v>\n<x>\none<y/>\ntwo</x>\n<z>\n<w/>\nval&gt;</z>\n</r>\n\n";
@@ -95,7 +95,7 @@ TEST(Writer, FlagsChooseTheLayout) {
     EXPECT_EQ(written(sample, 8 | 1 | 2 | 4), with_unit(indented_raw, "\t"));
 }
 
-TEST(Writer, EachKindOfNode) {
+TEST(writer, each_kind_of_node_has_its_form) {
     EXPECT_EQ(written("<a/>", 0), "<a/>\n\n");
     EXPECT_EQ(written("<a x='1' y='2'/>", 0), "<a x=\"1\" y=\"2\"/>\n\n");
     EXPECT_EQ(written("<a>t</a>", 0), "<a>t</a>\n\n");
@@ -108,7 +108,7 @@ TEST(Writer, EachKindOfNode) {
     EXPECT_EQ(written("", 0), "\n");
 }
 
-TEST(Writer, NullStringsAreEmpty) {
+TEST(writer, null_strings_are_empty) {
     xml_node node{};
     EXPECT_EQ(written(&node, 0), "</>\n");
     xml_attribute no_name{nullptr, nullptr, nullptr};
@@ -129,7 +129,7 @@ TEST(Writer, NullStringsAreEmpty) {
     EXPECT_EQ(written(&node, 8), "");
 }
 
-TEST(Writer, EmptyValueClosesWithAnEndTag) {
+TEST(writer, empty_value_closes_with_an_end_tag) {
     xml_node node{};
     char name[] = "a";
     char value[] = "";
@@ -138,13 +138,13 @@ TEST(Writer, EmptyValueClosesWithAnEndTag) {
     EXPECT_EQ(written(&node, 0), "<a></a>\n");
 }
 
-TEST(Writer, ZeroBytesEndWhatIsWritten) {
+TEST(writer, nul_ends_a_written_string) {
     document doc(std::string("<a>x\0y</a>", 10));
     EXPECT_EQ(doc->root->first_child->value_length, 3U);
     EXPECT_EQ(written(doc->root, 0), "<a>x</a>\n\n");
 }
 
-TEST(Writer, SubtreesAreIndentedByTheirPlaceInTheDocument) {
+TEST(writer, subtrees_are_indented_by_their_depth_in_the_document) {
     document doc("<a><b><c/></b><d/></a>");
     xml_node *const b = doc->root->first_child->first_child;
     EXPECT_EQ(written(b, 1), " <b>\n  <c/>\n </b>\n"); // without its sibling
@@ -153,14 +153,14 @@ TEST(Writer, SubtreesAreIndentedByTheirPlaceInTheDocument) {
     xml_node_delete(b);
 }
 
-TEST(Writer, NodesOfUnknownKindAreNothing) {
+TEST(writer, nodes_of_unknown_kind_are_skipped) {
     document doc("<a><b/><c/></a>");
     doc->root->first_child->first_child->kind = 77;
     EXPECT_EQ(written_by_library(*doc->root, 0), written_by_reference(*doc->root, 0));
     EXPECT_EQ(written(doc->root, 0), "<a>\n<c/>\n</a>\n\n");
 }
 
-TEST(Writer, CountsTheNodesWrittenWithoutAnError) {
+TEST(writer, counts_the_nodes_written_without_an_error) {
     document doc("<a>t<b/>u</a><!--c-->");
     xml_output out{};
     xml_output_setup(&out, [](xml_output *, const char *, unsigned) { return 0; });
@@ -169,7 +169,7 @@ TEST(Writer, CountsTheNodesWrittenWithoutAnError) {
     EXPECT_EQ(out.count, 16U); // document, a, t, b, u, comment
 }
 
-TEST(Writer, OwnFunctionsAreCalledPieceByPiece) {
+TEST(writer, callers_output_function_gets_one_call_for_each_piece) {
     document doc("<a x='1'>b&amp;c</a>");
     EXPECT_EQ(
         written_by_library(*doc->root, 1 | 4),
@@ -188,7 +188,7 @@ const std::vector<std::string> various = {
     "<a><b><c><d><e>deep</e></d></c></b></a><f/>",
 };
 
-TEST(Writer, SameCallsAsTheReferenceWriter) {
+TEST(writer, makes_the_calls_of_the_reference_writer) {
     for (const std::string &text : various) {
         document doc(text);
         for (unsigned flags = 0; flags < 16; ++flags) {
@@ -197,7 +197,7 @@ TEST(Writer, SameCallsAsTheReferenceWriter) {
     }
 }
 
-TEST(Writer, SameCallsAfterAnErrorAnywhere) {
+TEST(writer, makes_the_calls_of_the_reference_writer_after_any_error) {
     for (const std::string &text : various) {
         document doc(text);
         for (const unsigned flags : {0U, 1U, 1U | 8U}) {
@@ -210,7 +210,7 @@ TEST(Writer, SameCallsAfterAnErrorAnywhere) {
     }
 }
 
-TEST(Writer, SinkInErrorFromTheBeginningGetsNoAttributesAndOneUnitOfIndentation) {
+TEST(writer, sink_in_error_gets_no_attributes_and_one_indent) {
     document doc("<a><b><c x='1'/></b></a>");
     xml_sgs *const text = xml_sgs_new();
     xml_output out{};
@@ -225,7 +225,7 @@ TEST(Writer, SinkInErrorFromTheBeginningGetsNoAttributesAndOneUnitOfIndentation)
               written_by_reference(*doc->root, 1, no_failure, 5));
 }
 
-TEST(AttributeWriter, WritesNameAndQuotedValue) {
+TEST(attribute_writer, writes_name_and_quoted_value) {
     char name[] = "x";
     char value[] = "a\"b";
     xml_attribute a{name, value, nullptr};
@@ -238,7 +238,7 @@ TEST(AttributeWriter, WritesNameAndQuotedValue) {
               "0 [x]\n0 [=]\n0 [\"]\n0 [a]\n0 [&quot;]\n0 [b]\n0 [\"]\ncount 0 error 0");
 }
 
-TEST(AttributeWriter, WritesNothingWithoutAName) {
+TEST(attribute_writer, writes_nothing_without_a_name) {
     char value[] = "1";
     xml_attribute a{nullptr, value, nullptr};
     EXPECT_EQ(written_by_library(a, 0), "count 0 error 0");
@@ -249,7 +249,7 @@ TEST(AttributeWriter, WritesNothingWithoutAName) {
 }
 
 // Trees that a daemon has linked in its own way are written as first_child and next say.
-TEST(Writer, WalksByChildrenAndSiblingsWhateverParentsSay) {
+TEST(writer, ignores_parent_links) {
     document doc("<a><b><c/><d/></b><e><f/></e></a><g><h><i/></h></g>");
     xml_node *const a = doc->root->first_child;
     a->parent = nullptr;
@@ -262,7 +262,7 @@ TEST(Writer, WalksByChildrenAndSiblingsWhateverParentsSay) {
     }
 }
 
-TEST(Writer, WalksDeepTreesWithoutAnyParentLinks) {
+TEST(writer, writes_deep_trees_without_parent_links) {
     std::vector<xml_node> chain(100);
     char name[] = "n";
     for (size_t i = 0; i < chain.size(); ++i) {
@@ -275,7 +275,7 @@ TEST(Writer, WalksDeepTreesWithoutAnyParentLinks) {
     EXPECT_EQ(written_by_library(chain[0], 1), written_by_reference(chain[0], 1));
 }
 
-TEST(Writer, DocumentNodeInsideATreeStartsDepthsAnew) {
+TEST(writer, document_node_inside_a_tree_resets_the_depth) {
     document doc("<a><b><c/></b><d/></a>");
     doc->root->first_child->first_child->kind = xml_kind_document;
     EXPECT_EQ(written_by_library(*doc->root, 1), written_by_reference(*doc->root, 1));
@@ -354,7 +354,7 @@ const std::vector<buffering> all_bufferings = {
     {_IOFBF, 7},    {_IOFBF, 64},   {_IOFBF, 512},   {_IOFBF, 1000}, {_IOFBF, 1024},
     {_IOFBF, 2048}, {_IOFBF, 4096}, {_IOFBF, 100000}};
 
-TEST(WriterToStream, GatheringPiecesCannotBeSeen) {
+TEST(writer_to_stream, gathered_writes_equal_single_writes_in_every_buffering) {
     document doc(various[0] + various[1] + std::string("<long x='") + std::string(250, 'v') + "'>" +
                  std::string(3000, 't') + "</long>" + various[3]);
     const size_t all = 2 * bytes_by_reference(*doc->root, xml_flag_indent).size();
@@ -367,7 +367,7 @@ TEST(WriterToStream, GatheringPiecesCannotBeSeen) {
     }
 }
 
-TEST(WriterToStream, SinkAlreadyInErrorGetsOneByteOfEachTextAndOneUnitOfIndentation) {
+TEST(writer_to_stream, sink_in_error_gets_one_byte_of_each_text_and_one_indent) {
     document doc("<a><b x='1'><c>it's</c><d>'n'<e/>more</d></b></a>");
     for (const buffering how : all_bufferings) {
         const device_outcome ours =
@@ -377,7 +377,7 @@ TEST(WriterToStream, SinkAlreadyInErrorGetsOneByteOfEachTextAndOneUnitOfIndentat
     }
 }
 
-TEST(WriterToStream, DocumentsGoToTheStreamUnflushed) {
+TEST(writer_to_stream, document_is_not_flushed) {
     document doc("<a/>");
     limited_device device{100, {}};
     std::FILE *const stream = fopencookie(
@@ -390,7 +390,7 @@ TEST(WriterToStream, DocumentsGoToTheStreamUnflushed) {
     EXPECT_EQ(device.taken, "before <a/>\n\nafter");
 }
 
-TEST(WriterToStream, StreamThatWasReadBefore) {
+TEST(writer_to_stream, stream_read_before_is_appended_to) {
     document doc("<a/>");
     std::FILE *const stream = tmpfile();
     (void)fputs("12345", stream);
@@ -405,7 +405,7 @@ TEST(WriterToStream, StreamThatWasReadBefore) {
     (void)fclose(stream);
 }
 
-TEST(WriterToSgs, SameBytesAndCapacity) {
+TEST(writer_to_sgs, same_bytes_and_capacity_as_with_single_calls) {
     document doc("<a>" + std::string(5000, 't') + "&lt;</a>" + various[0]);
     for (const unsigned first : {1U, 100U, 2048U, 3001U}) {
         xml_sgs one{static_cast<char *>(calloc(first, 1)), first, 0};
@@ -445,7 +445,7 @@ std::string written_to_pipe(xml_node *node, xml_output_function write) {
     return text + " count " + std::to_string(out.count) + " error " + std::to_string(out.error);
 }
 
-TEST(WriterToDescriptor, SameBytesAlsoWhenItIsFull) {
+TEST(writer_to_descriptor, same_bytes_as_with_single_calls_when_the_pipe_is_full) {
     for (const size_t length : {10U, 4000U, 4096U, 70000U}) {
         document doc("<a>" + std::string(length, 't') + "</a>");
         EXPECT_EQ(written_to_pipe(doc->root, xml_output_function_to_file_descriptor),
@@ -453,9 +453,9 @@ TEST(WriterToDescriptor, SameBytesAlsoWhenItIsFull) {
     }
 }
 
-class WriteFile : public ::testing::Test {
+class writing_a_file : public ::testing::Test {
   protected:
-    ~WriteFile() override { (void)unlink(path_.c_str()); }
+    ~writing_a_file() override { (void)unlink(path_.c_str()); }
 
     std::string content() const {
         std::FILE *const stream = fopen(path_.c_str(), "r");
@@ -468,7 +468,7 @@ class WriteFile : public ::testing::Test {
     std::string path_ = ::testing::TempDir() + "varnel_writer_test_" + std::to_string(getpid()) + ".xml";
 };
 
-TEST_F(WriteFile, ReplacesTheFileAndReturnsTheStatus) {
+TEST_F(writing_a_file, replaces_the_file_and_returns_the_status) {
     document doc("<a/>");
     doc->status = 11;
     std::FILE *const stream = fopen(path_.c_str(), "w");
@@ -478,13 +478,13 @@ TEST_F(WriteFile, ReplacesTheFileAndReturnsTheStatus) {
     EXPECT_EQ(content(), "<a/>\n\n");
 }
 
-TEST_F(WriteFile, FileThatCannotBeOpened) {
+TEST_F(writing_a_file, unopenable_file_sets_status_1) {
     document doc("<a/>");
     EXPECT_EQ(xml_write(doc, "/nonexistent/file.xml", 0), 1);
     EXPECT_EQ(doc->status, 1);
 }
 
-TEST_F(WriteFile, FailureAtClosingIsReported) {
+TEST_F(writing_a_file, failure_on_close_sets_status_1) {
     struct stat device {};
     if (stat("/dev/full", &device) != 0 || !S_ISCHR(device.st_mode)) {
         GTEST_SKIP() << "no /dev/full here";
@@ -495,7 +495,7 @@ TEST_F(WriteFile, FailureAtClosingIsReported) {
 }
 
 // The buffer ran over before closing, and what is left at closing is written well: nothing is reported.
-TEST_F(WriteFile, FailureBeforeClosingIsNot) {
+TEST_F(writing_a_file, failure_before_close_is_not_reported) {
     document doc("<a/>");
     limited_device device{0, {}};
     std::FILE *const stream = fopencookie(

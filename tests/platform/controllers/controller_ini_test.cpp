@@ -36,7 +36,7 @@ std::string password_of(const controller_record &record) {
     return std::string(login_text(record, LOGIN_PASSWORD_OFFSET, LOGIN_PASSWORD_SIZE));
 }
 
-TEST(ControllerIni, DescribesControllers) {
+TEST(controller_ini, all_keys_of_controllers_are_read) {
     const auto records = read("; the rack\n"
                               "[smc]\n"
                               "address = 192.0.2.1\n"
@@ -66,23 +66,23 @@ TEST(ControllerIni, DescribesControllers) {
     EXPECT_EQ(password_of(records[256]), "twenty.letters.long.");
 }
 
-TEST(ControllerIni, MayBeEmpty) { EXPECT_EQ(complaint_about("\n"), ""); }
+TEST(controller_ini, empty_file_is_accepted) { EXPECT_EQ(complaint_about("\n"), ""); }
 
 struct bad_file {
     std::string text;
     std::string complaint;
 };
 
-class BadControllerIni : public ::testing::TestWithParam<bad_file> {};
+class bad_controller_ini : public ::testing::TestWithParam<bad_file> {};
 
-TEST_P(BadControllerIni, IsAnsweredByPlaceAndReason) {
+TEST_P(bad_controller_ini, is_refused_with_line_and_reason) {
     EXPECT_EQ(complaint_about(GetParam().text), "controllers.ini:" + GetParam().complaint);
 }
 
 const std::string good = "[smc]\naddress = 192.0.2.1\n";
 
 INSTANTIATE_TEST_SUITE_P(
-    Files, BadControllerIni,
+    files, bad_controller_ini,
     ::testing::Values(
         bad_file{"[smc]\naddress\n", "2: neither a [section] nor key = value"},
         bad_file{"address = 192.0.2.1\n", "1: no such controller: []; smc, or bmc0 to bmc255"},
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
         bad_file{"[bmc7]\nuser = admin\n", "2: no address"},
         bad_file{good + "password = " + std::string(300, 'x') + "\n", "3: line longer than 198 characters"}));
 
-TEST(ControllerIni, DoesNotRepeatPasswords) {
+TEST(controller_ini, message_does_not_contain_the_password) {
     EXPECT_THAT(complaint_about(good + "password = a.very.secret.password\n"),
                 ::testing::Not(::testing::HasSubstr("secret")));
 }

@@ -51,9 +51,9 @@ std::string address_of(int controller) {
     return text.data();
 }
 
-class ControllerTable : public ::testing::Test {
+class published_controller_table : public ::testing::Test {
   protected:
-    ControllerTable() : name("/varnel-test-" + std::to_string(getpid())) {
+    published_controller_table() : name("/varnel-test-" + std::to_string(getpid())) {
         setenv("VARNEL_DEVICE_TABLE", name.c_str(), 1);
         records[0] = make_record("192.0.2.1", "smc-user", "smc-password");
         records[256] = make_record("192.0.2.255", "sixteen.letters.", "twenty.letters.long.");
@@ -64,7 +64,7 @@ class ControllerTable : public ::testing::Test {
         while (!logged().empty()) {
         }
     }
-    ~ControllerTable() override { shm_unlink(name.c_str()); }
+    ~published_controller_table() override { shm_unlink(name.c_str()); }
 
     void publish() const { publish_controller_table(records, name); }
 
@@ -97,7 +97,7 @@ class ControllerTable : public ::testing::Test {
     controller_records records{};
 };
 
-TEST_F(ControllerTable, GivesLoginAndAddress) {
+TEST_F(published_controller_table, login_and_address_are_returned) {
     publish();
     errno = E2BIG;
     const login smc = login_of(0);
@@ -107,14 +107,14 @@ TEST_F(ControllerTable, GivesLoginAndAddress) {
     EXPECT_EQ(errno, E2BIG);
 }
 
-TEST_F(ControllerTable, GivesFieldsThatAreFull) {
+TEST_F(published_controller_table, fields_without_a_nul_are_returned_in_full) {
     publish();
     const login bmc = login_of(256);
     EXPECT_EQ(std::string(bmc.begin() + 2, bmc.end()), "sixteen.letters.twenty.letters.long.");
     EXPECT_EQ(address_of(256), "192.0.2.255");
 }
 
-TEST_F(ControllerTable, GivesNothingForControllersThatAreNotThere) {
+TEST_F(published_controller_table, absent_controllers_have_an_empty_login_and_no_address) {
     publish();
     for (const int controller : {1, 255, 257, 1000, -1, INT_MAX, INT_MIN}) {
         EXPECT_EQ(login_of(controller), login{}) << controller;
@@ -126,13 +126,13 @@ TEST_F(ControllerTable, GivesNothingForControllersThatAreNotThere) {
     EXPECT_EQ(logged(), "");
 }
 
-TEST_F(ControllerTable, GivesNothingWithoutATable) {
+TEST_F(published_controller_table, missing_table_has_empty_logins_and_no_addresses) {
     EXPECT_EQ(login_of(0), login{});
     EXPECT_EQ(address_of(0), "0.0.0.0");
     EXPECT_EQ(logged(), "");
 }
 
-TEST_F(ControllerTable, HandsOutCopiesThatStandStill) {
+TEST_F(published_controller_table, returned_login_is_not_changed_by_a_new_table) {
     publish();
     const uint8_t *const record = smc_get_shared_memory(0);
     records[0] = make_record("192.0.2.9", "another", "secret");
@@ -142,7 +142,7 @@ TEST_F(ControllerTable, HandsOutCopiesThatStandStill) {
     EXPECT_EQ(address_of(0), "192.0.2.9");
 }
 
-TEST_F(ControllerTable, IsMadeForItsOwnerAlone) {
+TEST_F(published_controller_table, published_table_has_mode_0600) {
     const mode_t before = umask(0);
     publish();
     umask(before);
@@ -152,7 +152,7 @@ TEST_F(ControllerTable, IsMadeForItsOwnerAlone) {
     EXPECT_EQ(object.st_uid, geteuid());
 }
 
-TEST_F(ControllerTable, ReplacesWhatStoodThere) {
+TEST_F(published_controller_table, publishing_replaces_an_object_that_others_have_open) {
     const int foreign = shm_open(name.c_str(), O_RDWR | O_CREAT, 0666);
     ASSERT_EQ(fchmod(foreign, 0666), 0);
     publish();
@@ -163,34 +163,34 @@ TEST_F(ControllerTable, ReplacesWhatStoodThere) {
     close(foreign);
 }
 
-TEST_F(ControllerTable, IsRefusedWhenCutShort) {
+TEST_F(published_controller_table, truncated_table_is_refused) {
     publish();
     ASSERT_EQ(truncate(("/dev/shm" + name).c_str(), 1000), 0);
     expect_refused("not the size of a controller table");
 }
 
-TEST_F(ControllerTable, IsRefusedWhenEmpty) {
+TEST_F(published_controller_table, empty_object_is_refused) {
     close(shm_open(name.c_str(), O_RDWR | O_CREAT, 0600));
     expect_refused("not the size of a controller table");
 }
 
-TEST_F(ControllerTable, IsRefusedWhenSomethingElse) {
+TEST_F(published_controller_table, object_without_the_magic_number_is_refused) {
     publish_with(0, 'X');
     expect_refused("not a controller table");
 }
 
-TEST_F(ControllerTable, IsRefusedInAnotherVersion) {
+TEST_F(published_controller_table, table_of_another_version_is_refused) {
     publish_with(offsetof(controller_table, version), uint32_t{2});
     expect_refused("a controller table of another version");
 }
 
-TEST_F(ControllerTable, IsRefusedWhenOthersMayReadIt) {
+TEST_F(published_controller_table, table_readable_by_others_is_refused) {
     publish();
     ASSERT_EQ(chmod(("/dev/shm" + name).c_str(), 0640), 0);
     expect_refused("open to other users (mode is not 0600)");
 }
 
-TEST_F(ControllerTable, IsRefusedFromAnotherUser) {
+TEST_F(published_controller_table, table_of_another_user_is_refused) {
     publish();
     if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
         GTEST_SKIP() << "only root can change the owner of a file";
@@ -198,18 +198,18 @@ TEST_F(ControllerTable, IsRefusedFromAnotherUser) {
     expect_refused("belongs to another user");
 }
 
-TEST_F(ControllerTable, IsRefusedWhenItIsNoFile) {
+TEST_F(published_controller_table, directory_is_refused) {
     ASSERT_EQ(mkdir(("/dev/shm" + name).c_str(), 0700), 0);
     expect_refused("not a regular file");
     rmdir(("/dev/shm" + name).c_str());
 }
 
-TEST_F(ControllerTable, FifoIsRefusedWithoutWaiting) {
+TEST_F(published_controller_table, fifo_is_refused_without_waiting) {
     ASSERT_EQ(mkfifo(("/dev/shm" + name).c_str(), 0600), 0);
     expect_refused("not a regular file");
 }
 
-TEST_F(ControllerTable, AnotherUsersFifoIsRefusedWithoutWaiting) {
+TEST_F(published_controller_table, another_users_fifo_is_refused_without_waiting) {
     ASSERT_EQ(mkfifo(("/dev/shm" + name).c_str(), 0600), 0);
     if (chown(("/dev/shm" + name).c_str(), 12345, 12345) != 0) {
         GTEST_SKIP() << "only root can change the owner of a file";
@@ -217,19 +217,19 @@ TEST_F(ControllerTable, AnotherUsersFifoIsRefusedWithoutWaiting) {
     expect_refused("belongs to another user");
 }
 
-TEST_F(ControllerTable, LinkIsRefused) {
+TEST_F(published_controller_table, symbolic_link_is_refused) {
     ASSERT_EQ(symlink("/", ("/dev/shm" + name).c_str()), 0);
     expect_refused("Too many levels of symbolic links");
 }
 
-TEST_F(ControllerTable, GivesNoAddressWithoutItsEnd) {
+TEST_F(published_controller_table, address_without_a_nul_is_not_returned) {
     std::array<char, 16> unterminated;
     unterminated.fill('1');
     publish_with(offsetof(controller_table, records) + offsetof(controller_record, address), unterminated);
     EXPECT_EQ(address_of(0), "0.0.0.0");
 }
 
-TEST_F(ControllerTable, IsNeverSeenHalfWritten) {
+TEST_F(published_controller_table, readers_never_see_a_half_written_table) {
     records[0] = make_record("192.0.2.1", "1111111111111111", "11111111111111111111");
     publish();
     std::atomic<bool> done = false;

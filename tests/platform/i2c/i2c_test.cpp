@@ -32,10 +32,10 @@ constexpr unsigned long every_smbus_request = I2C_FUNC_SMBUS_EMUL | I2C_FUNC_SMB
                                               I2C_FUNC_SMBUS_BLOCK_PROC_CALL;
 constexpr uint8_t chip = 0x50;
 
-class I2c : public ::testing::Test {
+class i2c : public ::testing::Test {
   protected:
     // The library keeps a bus open until the process ends, so each test uses a bus of its own.
-    I2c() : bus(next_bus++) {}
+    i2c() : bus(next_bus++) {}
 
     void plug(unsigned long functionality) { kernel.plug(bus, functionality); }
     int write(const bytes &frame, uint8_t slave = chip) {
@@ -56,7 +56,7 @@ class I2c : public ::testing::Test {
     static inline uint8_t next_bus = 0;
 };
 
-TEST_F(I2c, AWriteIsOneMessage) {
+TEST_F(i2c, write_is_one_i2c_message) {
     plug(with_messages);
     errno = E2BIG;
     EXPECT_EQ(write({1, 2, 3}), 3);
@@ -65,7 +65,7 @@ TEST_F(I2c, AWriteIsOneMessage) {
     EXPECT_THAT(kernel.calls(), ElementsAre("open " + std::to_string(bus), "I2C_RDWR"));
 }
 
-TEST_F(I2c, AReadIsOneMessage) {
+TEST_F(i2c, read_is_one_i2c_message) {
     plug(with_messages);
     kernel.answer = {7, 8, 9};
     bytes answer(3);
@@ -74,7 +74,7 @@ TEST_F(I2c, AReadIsOneMessage) {
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, 3}));
 }
 
-TEST_F(I2c, AWriteReadIsOneCombinedTransfer) {
+TEST_F(i2c, write_read_is_one_combined_transfer) {
     plug(with_messages);
     kernel.answer = {7, 8};
     bytes answer(2);
@@ -84,7 +84,7 @@ TEST_F(I2c, AWriteReadIsOneCombinedTransfer) {
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {0x10}, 2}));
 }
 
-TEST_F(I2c, LongTransfersReturnTheirLength) {
+TEST_F(i2c, transfers_of_up_to_8192_bytes_return_their_length) {
     plug(with_messages);
     EXPECT_EQ(write(bytes(8192, 0xA5)), 8192);
     bytes answer(8192);
@@ -93,7 +93,7 @@ TEST_F(I2c, LongTransfersReturnTheirLength) {
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(I2c, TheKernelsErrnoIsHandedOn) {
+TEST_F(i2c, errno_of_the_kernel_is_kept) {
     plug(with_messages);
     for (const int error : {ENXIO, EREMOTEIO, EAGAIN, ETIMEDOUT, EIO}) {
         kernel.fail_with = error;
@@ -106,14 +106,14 @@ TEST_F(I2c, TheKernelsErrnoIsHandedOn) {
     }
 }
 
-TEST_F(I2c, NothingIsRetried) {
+TEST_F(i2c, failed_transfer_is_not_retried) {
     plug(with_messages);
     kernel.fail_with = EAGAIN;
     EXPECT_EQ(write({1}), -1);
     EXPECT_EQ(kernel.transfers().size(), 1U);
 }
 
-TEST_F(I2c, ACombinedTransferThatEndsEarlyFails) {
+TEST_F(i2c, combined_transfer_with_one_message_done_fails_with_eio) {
     plug(with_messages);
     kernel.messages_done = 1;
     bytes answer(1);
@@ -121,7 +121,7 @@ TEST_F(I2c, ACombinedTransferThatEndsEarlyFails) {
     EXPECT_EQ(errno, EIO);
 }
 
-TEST_F(I2c, AddressesAboveSevenBitsNeverReachTheBus) {
+TEST_F(i2c, addresses_above_7_bits_fail_without_bus_traffic) {
     plug(with_messages);
     EXPECT_EQ(write({1}, 0x80), -1);
     EXPECT_EQ(errno, EINVAL);
@@ -129,14 +129,14 @@ TEST_F(I2c, AddressesAboveSevenBitsNeverReachTheBus) {
     EXPECT_EQ(write({1}, 0x7F), 1);
 }
 
-TEST_F(I2c, ABusThatIsNotThereIsNoDevice) {
+TEST_F(i2c, missing_bus_fails_with_enodev) {
     EXPECT_EQ(write({1}), -1);
     EXPECT_EQ(errno, ENODEV);
 }
 
 // Addresses without data.
 
-TEST_F(I2c, QuickTransfersAskTheKernelForQuick) {
+TEST_F(i2c, empty_transfers_use_the_quick_request) {
     plug(with_messages);
     bytes none;
     EXPECT_EQ(write({}), 0);
@@ -144,7 +144,7 @@ TEST_F(I2c, QuickTransfersAskTheKernelForQuick) {
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, -1}, wire_transfer{chip, {}, 0}));
 }
 
-TEST_F(I2c, AnAdapterWithoutQuickIsNotAskedForEmptyMessages) {
+TEST_F(i2c, empty_transfers_fail_on_an_adapter_without_quick) {
     plug(with_messages & ~static_cast<unsigned long>(I2C_FUNC_SMBUS_QUICK));
     bytes none;
     bytes one(1);
@@ -157,7 +157,7 @@ TEST_F(I2c, AnAdapterWithoutQuickIsNotAskedForEmptyMessages) {
     EXPECT_THAT(kernel.transfers(), IsEmpty());
 }
 
-TEST_F(I2c, EmptyPhasesOfACombinedTransferAreMessages) {
+TEST_F(i2c, empty_phase_of_a_combined_transfer_is_a_message) {
     plug(with_messages);
     bytes none;
     bytes one(1);
@@ -166,7 +166,7 @@ TEST_F(I2c, EmptyPhasesOfACombinedTransferAreMessages) {
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, 1}, wire_transfer{chip, {1}, 0}));
 }
 
-TEST_F(I2c, AFailedQuickIsAFailure) {
+TEST_F(i2c, failed_quick_request_fails_with_its_errno) {
     plug(with_messages);
     kernel.fail_with = ENXIO;
     EXPECT_EQ(write({}), -1);
@@ -231,10 +231,10 @@ const std::vector<library_call> &library_calls() {
     return calls;
 }
 
-class SmbusOnly : public I2c, public ::testing::WithParamInterface<library_call> {
+class smbus_only_adapter : public i2c, public ::testing::WithParamInterface<library_call> {
   protected:
     // The answer's first byte is the count of a block of four.
-    SmbusOnly() { kernel.answer = {4, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}; }
+    smbus_only_adapter() { kernel.answer = {4, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}; }
 
     struct outcome {
         int result;
@@ -251,7 +251,7 @@ class SmbusOnly : public I2c, public ::testing::WithParamInterface<library_call>
     }
 };
 
-TEST_P(SmbusOnly, TheLibrarysFramesAreTheSameOnTheWire) {
+TEST_P(smbus_only_adapter, frame_is_the_same_on_the_wire_as_with_i2c_messages) {
     const auto raw_bus = static_cast<uint8_t>(bus + 100);
     kernel.plug(raw_bus, with_messages);
     plug(every_smbus_request);
@@ -261,15 +261,16 @@ TEST_P(SmbusOnly, TheLibrarysFramesAreTheSameOnTheWire) {
     EXPECT_THAT(kernel.calls(), ::testing::Not(::testing::Contains("I2C_RDWR")));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryFrame, SmbusOnly, ::testing::ValuesIn(library_calls()), [](const auto &row) {
-    std::string name = row.param.name;
-    std::ranges::replace(name, ' ', '_');
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(every_frame, smbus_only_adapter, ::testing::ValuesIn(library_calls()),
+                         [](const auto &row) {
+                             std::string name = row.param.name;
+                             std::ranges::replace(name, ' ', '_');
+                             return name;
+                         });
 
-class SmbusRequests : public I2c {};
+class smbus_requests_of_an_adapter : public i2c {};
 
-TEST_F(SmbusRequests, WhatIsNoSmbusFrameIsRefused) {
+TEST_F(smbus_requests_of_an_adapter, transfers_that_are_no_smbus_frame_fail_with_eopnotsupp) {
     plug(every_smbus_request);
     bytes two(2);
     bytes four(4);
@@ -296,7 +297,7 @@ TEST_F(SmbusRequests, WhatIsNoSmbusFrameIsRefused) {
     EXPECT_THAT(kernel.transfers(), IsEmpty());
 }
 
-TEST_F(SmbusRequests, AMissingRequestIsReplacedByOneWithTheSameBytes) {
+TEST_F(smbus_requests_of_an_adapter, unsupported_request_is_replaced_by_one_with_the_same_bytes) {
     plug(I2C_FUNC_SMBUS_WRITE_I2C_BLOCK | I2C_FUNC_SMBUS_READ_I2C_BLOCK);
     bytes one(1);
     bytes two(2);
@@ -311,7 +312,7 @@ TEST_F(SmbusRequests, AMissingRequestIsReplacedByOneWithTheSameBytes) {
                             wire_transfer{chip, {1}, 2}));
 }
 
-TEST_F(SmbusRequests, AnAdapterWithoutTheRequestIsNotAsked) {
+TEST_F(smbus_requests_of_an_adapter, unsupported_requests_are_not_sent_to_the_adapter) {
     plug(I2C_FUNC_SMBUS_BYTE);
     bytes one(1);
     EXPECT_EQ(write({1}), 1);
@@ -325,7 +326,7 @@ TEST_F(SmbusRequests, AnAdapterWithoutTheRequestIsNotAsked) {
     EXPECT_THAT(kernel.calls(), IsEmpty());
 }
 
-TEST_F(SmbusRequests, ABlockReadLetsTheChipDecideAndFailsWhenItSendsLess) {
+TEST_F(smbus_requests_of_an_adapter, block_read_fails_when_the_chip_sends_fewer_bytes) {
     plug(I2C_FUNC_SMBUS_READ_BLOCK_DATA);
     bytes answer(5);
     kernel.answer = {4, 1, 2, 3, 4};
@@ -341,7 +342,7 @@ TEST_F(SmbusRequests, ABlockReadLetsTheChipDecideAndFailsWhenItSendsLess) {
     EXPECT_EQ(answer, before);
 }
 
-TEST_F(SmbusRequests, ThreadsDoNotSendToEachOthersChips) {
+TEST_F(smbus_requests_of_an_adapter, address_and_request_of_a_thread_stay_together) {
     plug(I2C_FUNC_SMBUS_WRITE_BYTE);
     kernel.before_transfer = [] { std::this_thread::yield(); };
     std::vector<std::thread> threads;
@@ -364,7 +365,7 @@ TEST_F(SmbusRequests, ThreadsDoNotSendToEachOthersChips) {
 
 // The descriptor.
 
-class Descriptor : public I2c {
+class i2c_descriptor : public i2c {
   protected:
     int descriptor_in_use() {
         EXPECT_EQ(write({1}), 1);
@@ -388,7 +389,7 @@ int in_child(const std::function<int()> &action) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-TEST_F(Descriptor, IsOpenedOnceEvenWhenThreadsBeginTogether) {
+TEST_F(i2c_descriptor, is_opened_once_by_threads_that_start_together) {
     plug(with_messages);
     std::vector<std::thread> threads;
     for (int i = 0; i < 16; ++i) {
@@ -401,12 +402,12 @@ TEST_F(Descriptor, IsOpenedOnceEvenWhenThreadsBeginTogether) {
     EXPECT_EQ(std::ranges::count(calls, open_call()), 1);
 }
 
-TEST_F(Descriptor, IsClosedOnExec) {
+TEST_F(i2c_descriptor, is_closed_on_exec) {
     plug(with_messages);
     EXPECT_EQ(fcntl(descriptor_in_use(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(Descriptor, NeverTakesThePlaceOfAStandardStream) {
+TEST_F(i2c_descriptor, never_occupies_a_standard_stream) {
     plug(with_messages);
     const int kept = dup(STDIN_FILENO);
     close(STDIN_FILENO);
@@ -419,14 +420,14 @@ TEST_F(Descriptor, NeverTakesThePlaceOfAStandardStream) {
     EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(Descriptor, IsOpenedAgainWhenTheDaemonClosedIt) {
+TEST_F(i2c_descriptor, is_opened_again_after_the_daemon_closed_it) {
     plug(with_messages);
     close(descriptor_in_use());
     EXPECT_EQ(write({2}), 1);
     EXPECT_THAT(kernel.calls(), ElementsAre(open_call(), "I2C_RDWR"));
 }
 
-TEST_F(Descriptor, IsLeftAloneWhenSomethingElseHasItsNumber) {
+TEST_F(i2c_descriptor, is_not_used_when_its_number_belongs_to_another_file) {
     plug(with_messages);
     const int number = descriptor_in_use();
     std::array<int, 2> pipe_ends{};
@@ -440,7 +441,7 @@ TEST_F(Descriptor, IsLeftAloneWhenSomethingElseHasItsNumber) {
     close(pipe_ends[1]);
 }
 
-TEST_F(Descriptor, IsClosedWhenTheAdapterWentAndOpenedWhenItCameBack) {
+TEST_F(i2c_descriptor, is_closed_on_adapter_removal_and_opened_on_its_return) {
     plug(with_messages);
     const int first = descriptor_in_use();
     kernel.unplug(bus);
@@ -453,7 +454,7 @@ TEST_F(Descriptor, IsClosedWhenTheAdapterWentAndOpenedWhenItCameBack) {
     EXPECT_EQ(write({3}), 1);
 }
 
-TEST_F(Descriptor, IsExchangedWhenTheAdapterWentAndCameBackBetweenTransfers) {
+TEST_F(i2c_descriptor, is_replaced_when_the_adapter_was_unplugged_in_between) {
     plug(I2C_FUNC_SMBUS_BYTE);
     descriptor_in_use();
     kernel.unplug(bus);
@@ -462,7 +463,7 @@ TEST_F(Descriptor, IsExchangedWhenTheAdapterWentAndCameBackBetweenTransfers) {
     EXPECT_THAT(kernel.calls(), ElementsAre(open_call(), "I2C_RDWR"));
 }
 
-TEST_F(Descriptor, IsDroppedWhenTheKernelSaysThatTheDeviceIsGone) {
+TEST_F(i2c_descriptor, is_closed_after_enodev_or_eshutdown) {
     plug(with_messages);
     for (const int error : {ENODEV, ESHUTDOWN}) {
         const int first = descriptor_in_use();
@@ -477,7 +478,7 @@ TEST_F(Descriptor, IsDroppedWhenTheKernelSaysThatTheDeviceIsGone) {
     }
 }
 
-TEST_F(Descriptor, IsKeptWhenAChipDoesNotAcknowledge) {
+TEST_F(i2c_descriptor, is_kept_after_a_missing_acknowledge) {
     plug(with_messages);
     descriptor_in_use();
     kernel.fail_with = ENXIO;
@@ -487,7 +488,7 @@ TEST_F(Descriptor, IsKeptWhenAChipDoesNotAcknowledge) {
     EXPECT_THAT(kernel.calls(), ElementsAre("I2C_RDWR", "I2C_RDWR"));
 }
 
-TEST_F(Descriptor, SurvivesFork) {
+TEST_F(i2c_descriptor, is_used_by_a_forked_child) {
     plug(with_messages);
     descriptor_in_use();
     EXPECT_EQ(in_child([this] {
@@ -496,7 +497,7 @@ TEST_F(Descriptor, SurvivesFork) {
               0);
 }
 
-TEST_F(Descriptor, OfAnSmbusAdapterIsNotSharedWithAChild) {
+TEST_F(i2c_descriptor, of_an_smbus_adapter_is_not_shared_with_a_child) {
     plug(I2C_FUNC_SMBUS_BYTE);
     const int parents = descriptor_in_use();
     EXPECT_EQ(in_child([&] {
@@ -511,7 +512,7 @@ TEST_F(Descriptor, OfAnSmbusAdapterIsNotSharedWithAChild) {
     EXPECT_EQ(kernel.last_descriptor(), parents);
 }
 
-TEST_F(Descriptor, IsUsableInAChildForkedDuringATransfer) {
+TEST_F(i2c_descriptor, is_usable_in_a_child_forked_during_a_transfer) {
     plug(with_messages);
     int result = -1;
     bool in_parent = true;

@@ -118,13 +118,13 @@ controller_record make_record(const std::string &address, const std::string &use
     return record;
 }
 
-class Ipmi : public ::testing::Test {
+class ipmi : public ::testing::Test {
   protected:
-    Ipmi() : table("/varnel-test-ipmi-" + std::to_string(getpid())) {
+    ipmi() : table("/varnel-test-ipmi-" + std::to_string(getpid())) {
         setenv("VARNEL_DEVICE_TABLE", table.c_str(), 1);
         records[1] = make_record(bmc_address(0), "admin", "secret");
     }
-    ~Ipmi() override { shm_unlink(table.c_str()); }
+    ~ipmi() override { shm_unlink(table.c_str()); }
     void SetUp() override {
         if (!in_own_network) {
             GTEST_SKIP() << "this machine allows no network namespace";
@@ -176,7 +176,7 @@ response success(const bytes &data) {
 
 // Commands and answers.
 
-TEST_F(Ipmi, RelaysCommandsAndAnswersByteForByte) {
+TEST_F(ipmi, relays_requests_and_responses_unchanged) {
     const simulated_bmcs bmcs;
     EXPECT_EQ(relay(0, echo, {}), success({}));
     EXPECT_EQ(relay(0, echo, {0xFF, 0x00, 0x80}), success({0xFF, 0x00, 0x80}));
@@ -184,7 +184,7 @@ TEST_F(Ipmi, RelaysCommandsAndAnswersByteForByte) {
     EXPECT_EQ(relay(0, pattern, {0xF4, 1}), success(counting(500)));
 }
 
-TEST_F(Ipmi, UsesCredentialsThatFillTheirFields) {
+TEST_F(ipmi, user_of_16_and_password_of_20_characters_are_used_in_full) {
     const simulated_bmcs bmcs;
     records[1] = make_record(bmc_address(0), "sixteen.letters.", "twenty.letters.long.");
     publish();
@@ -194,7 +194,7 @@ TEST_F(Ipmi, UsesCredentialsThatFillTheirFields) {
     EXPECT_EQ(relay(0, echo, {1}).status, -1);
 }
 
-TEST_F(Ipmi, HandsOnCompletionCodesWithTheirData) {
+TEST_F(ipmi, completion_codes_are_returned_with_their_data) {
     const simulated_bmcs bmcs;
     session open(bmc_address(0));
     EXPECT_EQ(open.send(fail, {0xD5}), (response{0xD5, {0xD5, 0xA5}}));
@@ -203,7 +203,7 @@ TEST_F(Ipmi, HandsOnCompletionCodesWithTheirData) {
     EXPECT_EQ(relay(0, fail, {0xD5}), (response{-1, {0xD5, 0xA5}}));
 }
 
-TEST_F(Ipmi, StoresNoMoreThanThereIsRoomFor) {
+TEST_F(ipmi, response_larger_than_the_buffer_is_cut_and_reported) {
     const simulated_bmcs bmcs;
     session open(bmc_address(0));
     EXPECT_EQ(open.send(echo, {1, 2, 3}, 4), success({1, 2, 3}));
@@ -211,7 +211,7 @@ TEST_F(Ipmi, StoresNoMoreThanThereIsRoomFor) {
     EXPECT_EQ(open.send(echo, {1, 2, 3}, 0), (response{code(ipmi_status::answer_too_long), {}}));
 }
 
-TEST_F(Ipmi, TakesSessionStorageAnywhere) {
+TEST_F(ipmi, session_storage_needs_no_alignment_and_no_zeros) {
     const simulated_bmcs bmcs;
     alignas(16) std::array<uint8_t, 40> place{};
     place.fill(0xEE); // not zero either
@@ -226,7 +226,7 @@ TEST_F(Ipmi, TakesSessionStorageAnywhere) {
 
 // Refusals.
 
-TEST_F(Ipmi, TellsAWrongPasswordFromAWrongUser) {
+TEST_F(ipmi, wrong_password_and_unknown_user_have_different_statuses) {
     const simulated_bmcs bmcs;
     const session wrong_password(bmc_address(0), "admin", "Secret");
     const session wrong_user(bmc_address(0), "nobody", "secret");
@@ -238,14 +238,14 @@ TEST_F(Ipmi, TellsAWrongPasswordFromAWrongUser) {
     EXPECT_EQ(relay(0, echo, {1}).status, -1);
 }
 
-TEST_F(Ipmi, ReportsACommandRefusedForItsPrivilege) {
+TEST_F(ipmi, insufficient_privilege_returns_completion_code_0xd4) {
     const simulated_bmcs bmcs;
     session open(bmc_address(0), "admin", "secret", operator_level);
     ASSERT_EQ(open.opened, 0);
     EXPECT_EQ(open.send(echo, {1}), (response{0xD4, {0xD4}}));
 }
 
-TEST_F(Ipmi, RefusesBadArguments) {
+TEST_F(ipmi, refuses_bad_arguments) {
     const session no_address("bmc.example");
     EXPECT_EQ(no_address.opened, code(ipmi_status::bad_argument));
     EXPECT_EQ(session("").opened, code(ipmi_status::bad_argument));
@@ -266,7 +266,7 @@ TEST_F(Ipmi, RefusesBadArguments) {
     EXPECT_EQ(LIBIPMI_CloseSession(block.data()), code(ipmi_status::not_open));
 }
 
-TEST_F(Ipmi, ClosesASessionOnce) {
+TEST_F(ipmi, closing_a_session_twice_fails) {
     const simulated_bmcs bmcs;
     session open(bmc_address(0));
     EXPECT_EQ(LIBIPMI_CloseSession(open.block.data()), 0);
@@ -279,7 +279,7 @@ TEST_F(Ipmi, ClosesASessionOnce) {
 
 const std::string sha256_address = "127.0.2.1";
 
-class Suites : public Ipmi {
+class cipher_suites : public ipmi {
   protected:
     static bmc_server sha256_bmc() {
         return bmc_server({PYTHON, SHA256_BMC, sha256_address}, {sha256_address});
@@ -290,7 +290,7 @@ class Suites : public Ipmi {
     }
 };
 
-TEST_F(Suites, SuiteSeventeenIsTriedFirst) {
+TEST_F(cipher_suites, suite_17_is_tried_first) {
     const bmc_server server = sha256_bmc();
     controller_is(sha256_address);
     EXPECT_EQ(relay(0, echo, counting(100)), success(counting(100)));
@@ -298,14 +298,14 @@ TEST_F(Suites, SuiteSeventeenIsTriedFirst) {
     EXPECT_EQ(relay(0, echo, {1, 2}), success({1, 2}));
 }
 
-TEST_F(Suites, SuiteThreeFollowsWhereSeventeenIsRefused) {
+TEST_F(cipher_suites, suite_3_is_tried_when_17_is_refused) {
     const simulated_bmcs bmcs;
     EXPECT_EQ(relay(0, echo, {1}), success({1}));
     set_suite(3);
     EXPECT_EQ(relay(0, echo, {2}), success({2}));
 }
 
-TEST_F(Suites, ASuiteInTheTableIsTheOnlyOneTried) {
+TEST_F(cipher_suites, suite_in_the_device_table_is_the_only_one_tried) {
     const simulated_bmcs bmcs;
     const bmc_server server = sha256_bmc();
     set_suite(17);
@@ -340,7 +340,7 @@ class silent_host {
     int socket_;
 };
 
-TEST_F(Ipmi, GivesUpASilentHostAfterTheCallersFiveSeconds) {
+TEST_F(ipmi, silent_host_fails_after_the_callers_five_seconds) {
     const silent_host host;
     const auto start = stopwatch::now();
     EXPECT_EQ(session(host.address).opened, code(ipmi_status::no_answer));
@@ -348,7 +348,7 @@ TEST_F(Ipmi, GivesUpASilentHostAfterTheCallersFiveSeconds) {
     EXPECT_LT(stopwatch::now() - start, 7s);
 }
 
-TEST_F(Ipmi, GivesUpASilentHostAfterTheTablesTime) {
+TEST_F(ipmi, silent_host_fails_after_the_time_out_of_the_device_table) {
     const silent_host host;
     records[1] = make_record(host.address, "admin", "secret");
     set_time_outs(300ms, 100ms);
@@ -357,7 +357,7 @@ TEST_F(Ipmi, GivesUpASilentHostAfterTheTablesTime) {
     EXPECT_LT(stopwatch::now() - start, 3s);
 }
 
-TEST_F(Ipmi, AsksAtTheGivenPort) {
+TEST_F(ipmi, requests_go_to_the_given_port) {
     const silent_host host(62300);
     records[1] = make_record(host.address, "admin", "secret");
     set_time_outs(300ms, 100ms);
@@ -368,13 +368,13 @@ TEST_F(Ipmi, AsksAtTheGivenPort) {
     EXPECT_TRUE(host.was_asked());
 }
 
-TEST_F(Ipmi, FailsAtOnceWithoutARoute) {
+TEST_F(ipmi, host_without_a_route_fails_at_once) {
     const auto start = stopwatch::now();
     EXPECT_EQ(session("192.0.2.1").opened, code(ipmi_status::unreachable));
     EXPECT_LT(stopwatch::now() - start, 2s);
 }
 
-TEST_F(Ipmi, AsksAgainWhenAnAnswerIsLost) {
+TEST_F(ipmi, lost_response_is_requested_again) {
     const simulated_bmcs bmcs;
     set_time_outs(20s, 1s);
     EXPECT_EQ(relay(0, drop, {1, 1}), success({2}));
@@ -382,7 +382,7 @@ TEST_F(Ipmi, AsksAgainWhenAnAnswerIsLost) {
         << "the command of the lost response was executed as well";
 }
 
-TEST_F(Ipmi, ASessionIsOverWhenAllAnswersAreLost) {
+TEST_F(ipmi, session_fails_for_good_when_all_responses_are_lost) {
     const simulated_bmcs bmcs;
     set_time_outs(1500ms, 500ms);
     session open(bmc_address(0));
@@ -393,7 +393,7 @@ TEST_F(Ipmi, ASessionIsOverWhenAllAnswersAreLost) {
     EXPECT_EQ(relay(0, echo, {1}), success({1}));
 }
 
-TEST_F(Ipmi, RelaysWithoutAnAnswerLeaveNothingBehind) {
+TEST_F(ipmi, relays_without_a_response_leak_no_session_and_no_descriptor) {
     const simulated_bmcs bmcs; // has 63 sessions
     relay(0, echo, {1});
     const std::size_t before = open_descriptors();
@@ -406,14 +406,14 @@ TEST_F(Ipmi, RelaysWithoutAnAnswerLeaveNothingBehind) {
     EXPECT_EQ(relay(0, echo, {1}), success({1}));
 }
 
-TEST_F(Ipmi, RunsASlowCommandOnceWhenRetransmissionWaitsLonger) {
+TEST_F(ipmi, slow_command_runs_once_with_a_longer_retransmission_time) {
     const simulated_bmcs bmcs;
     set_time_outs(20s, 10s);
     EXPECT_EQ(relay(0, pause_first, {1, 12}), success({1})); // 600 ms
     EXPECT_EQ(relay(0, executions, {1}), success({1}));
 }
 
-TEST_F(Ipmi, RunsASlowCommandSeveralTimesWhenRetransmissionDoesNotWait) {
+TEST_F(ipmi, slow_command_runs_again_with_a_shorter_retransmission_time) {
     const simulated_bmcs bmcs;
     set_time_outs(1500ms, 300ms);
     relay(0, pause_first, {1, 9}); // 450 ms each; whether the newest one is answered in time is open
@@ -423,7 +423,7 @@ TEST_F(Ipmi, RunsASlowCommandSeveralTimesWhenRetransmissionDoesNotWait) {
 
 // Daemons.
 
-TEST_F(Ipmi, SignalsDoNotBreakACall) {
+TEST_F(ipmi, signals_do_not_interrupt_a_call) {
     const simulated_bmcs bmcs;
     static std::atomic<int> signals;
     struct sigaction count {};
@@ -441,7 +441,7 @@ TEST_F(Ipmi, SignalsDoNotBreakACall) {
     EXPECT_GT(signals, 0) << "signals are blocked outside of calls as well";
 }
 
-TEST_F(Ipmi, AThousandRelaysInARowLeaveNothingBehind) {
+TEST_F(ipmi, thousand_relays_leak_no_session_and_no_descriptor) {
     const simulated_bmcs bmcs; // has 63 sessions
     relay(0, echo, {1});
     const std::size_t before = open_descriptors();
@@ -452,7 +452,7 @@ TEST_F(Ipmi, AThousandRelaysInARowLeaveNothingBehind) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Ipmi, RefusedSessionsLeaveNothingBehind) {
+TEST_F(ipmi, refused_sessions_leak_no_descriptor) {
     const simulated_bmcs bmcs;
     session(bmc_address(0), "nobody", "");
     const std::size_t before = open_descriptors();
@@ -462,7 +462,7 @@ TEST_F(Ipmi, RefusedSessionsLeaveNothingBehind) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Ipmi, ManyOpenFilesDoNotMatter) {
+TEST_F(ipmi, relays_with_descriptors_above_1024) {
     const simulated_bmcs bmcs;
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);
@@ -479,7 +479,7 @@ TEST_F(Ipmi, ManyOpenFilesDoNotMatter) {
     std::ranges::for_each(opened, close);
 }
 
-TEST_F(Ipmi, SixtyFourThreadsRelayToSixtyFourBmcs) {
+TEST_F(ipmi, sixty_four_threads_relay_to_64_bmcs) {
     constexpr int count = 64;
     constexpr int rounds = 10;
     const simulated_bmcs bmcs(count);
@@ -512,7 +512,7 @@ struct packet_row {
 
 void PrintTo(const packet_row &row, std::ostream *out) { *out << row.name; }
 
-class Packets : public Ipmi, public ::testing::WithParamInterface<packet_row> {
+class damaged_packets : public ipmi, public ::testing::WithParamInterface<packet_row> {
   protected:
     static constexpr int count = 64;
 
@@ -523,7 +523,7 @@ class Packets : public Ipmi, public ::testing::WithParamInterface<packet_row> {
             record.give_up_after_ms = GetParam().treatment == mistreatment::none ? 20'000 : 600;
             record.retransmit_after_ms = GetParam().treatment == mistreatment::none ? 5'000 : 200;
         }
-        Ipmi::SetUp();
+        ipmi::SetUp();
     }
 };
 
@@ -546,7 +546,7 @@ bool use_session(int n, uint8_t mark) {
     return true;
 }
 
-TEST_P(Packets, SessionIsOpenOrItIsAnError) {
+TEST_P(damaged_packets, session_opens_or_returns_an_error) {
     const simulated_bmcs bmcs;
     const std::size_t before = open_descriptors();
     {
@@ -558,7 +558,7 @@ TEST_P(Packets, SessionIsOpenOrItIsAnError) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_P(Packets, SixtyFourSessionsAtOnce) {
+TEST_P(damaged_packets, sixty_four_sessions_at_once_get_only_their_own_responses) {
     const simulated_bmcs bmcs(count);
     const udp_proxy proxy(GetParam().treatment, count);
     std::atomic<int> opened = 0;
@@ -570,15 +570,15 @@ TEST_P(Packets, SixtyFourSessionsAtOnce) {
     EXPECT_TRUE(GetParam().treatment != mistreatment::none || opened == count);
 }
 
-INSTANTIATE_TEST_SUITE_P(Proxy, Packets,
-                         ::testing::Values(packet_row{"Untouched", mistreatment::none},
-                                           packet_row{"Doubled", mistreatment::doubled},
-                                           packet_row{"Swapped", mistreatment::swapped},
-                                           packet_row{"Lost", mistreatment::lost},
-                                           packet_row{"Corrupted", mistreatment::corrupted},
-                                           packet_row{"Delayed", mistreatment::delayed},
-                                           packet_row{"Replayed", mistreatment::replayed},
-                                           packet_row{"Late", mistreatment::late}),
+INSTANTIATE_TEST_SUITE_P(proxy, damaged_packets,
+                         ::testing::Values(packet_row{"untouched", mistreatment::none},
+                                           packet_row{"doubled", mistreatment::doubled},
+                                           packet_row{"swapped", mistreatment::swapped},
+                                           packet_row{"lost", mistreatment::lost},
+                                           packet_row{"corrupted", mistreatment::corrupted},
+                                           packet_row{"delayed", mistreatment::delayed},
+                                           packet_row{"replayed", mistreatment::replayed},
+                                           packet_row{"late", mistreatment::late}),
                          [](const auto &row) { return std::string(row.param.name); });
 
 } // namespace

@@ -59,9 +59,9 @@ controller_record make_record(const std::string &address, const std::string &pas
     return record;
 }
 
-class VarnelIpmi : public ::testing::Test {
+class ipmi_command : public ::testing::Test {
   protected:
-    VarnelIpmi() : table("/varnel-test-command-" + std::to_string(getpid())) {
+    ipmi_command() : table("/varnel-test-command-" + std::to_string(getpid())) {
         setenv("VARNEL_DEVICE_TABLE", table.c_str(), 1);
         records[0] = make_record(bmc_address(1), "secret");
         records[1] = make_record(bmc_address(0), "secret");
@@ -69,7 +69,7 @@ class VarnelIpmi : public ::testing::Test {
         records[4] = make_record("127.0.9.1", "secret"); // no BMC at this address
         varnel::tools::publish_controller_table(records, table);
     }
-    ~VarnelIpmi() override { shm_unlink(table.c_str()); }
+    ~ipmi_command() override { shm_unlink(table.c_str()); }
     void SetUp() override {
         if (!in_own_network) {
             GTEST_SKIP() << "this machine allows no network namespace";
@@ -80,7 +80,7 @@ class VarnelIpmi : public ::testing::Test {
     controller_records records{};
 };
 
-TEST_F(VarnelIpmi, PrintsWhatTheControllerAnswers) {
+TEST_F(ipmi_command, prints_the_response_of_the_controller) {
     const simulated_bmcs bmcs(2);
     EXPECT_EQ(varnel_ipmi("raw 0 0x10"), (finished{0, "00\n"}));
     EXPECT_EQ(varnel_ipmi("raw 0 0x10 0xff 0 128"), (finished{0, "00 ff 00 80\n"}));
@@ -97,7 +97,7 @@ TEST_F(VarnelIpmi, PrintsWhatTheControllerAnswers) {
                                                                "}\n"}));
 }
 
-TEST_F(VarnelIpmi, TellsWhyThereIsNoAnswer) {
+TEST_F(ipmi_command, failed_command_prints_controller_address_and_reason) {
     const simulated_bmcs bmcs;
     EXPECT_EQ(varnel_ipmi("raw 0 0x13 0xD5"),
               (finished{1, "varnel: bmc0 (127.0.1.1): completion code 0xd5, see IPMI 2.0 table 5-2\n"}));
@@ -108,7 +108,7 @@ TEST_F(VarnelIpmi, TellsWhyThereIsNoAnswer) {
     EXPECT_EQ(varnel_ipmi("raw 1 0x10"), (finished{1, "varnel: bmc1: no address; see varnel controllers\n"}));
 }
 
-TEST_F(VarnelIpmi, RefusesWhatIsNoCommand) {
+TEST_F(ipmi_command, bad_arguments_are_refused) {
     EXPECT_EQ(varnel_ipmi("raw 256 1"),
               (finished{2, "varnel: SLOT: '256' is not a number from 0 to 255 (0xff)\n"}));
     EXPECT_EQ(varnel_ipmi("raw 0 0x100"),

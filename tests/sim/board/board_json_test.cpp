@@ -28,7 +28,7 @@ const transfer_record complete{12034567us,
 const transfer_record unanswered{0us, "monitor", 1,       3,  {},    0x33, operation::write,
                                  {},  {{}, 2},   {{}, 0}, -1, ENXIO, {}};
 
-TEST(board_json, transfers_have_these_fields) {
+TEST(board_json, transfer_has_the_documented_fields) {
     EXPECT_EQ(json(complete).dump(),
               R"({"time_seconds":12.034567,"process":"monitor","pid":1234,"bus":0,)"
               R"("path":["0/mux.1","0/mux.2"],"chips":["a","b"],"address":32,"operation":"write-read",)"
@@ -41,7 +41,7 @@ TEST(board_json, transfers_have_these_fields) {
               R"("error_text":"No such device or address","faults":[]})");
 }
 
-TEST(board_json, transfers_come_back_as_they_were) {
+TEST(board_json, transfer_is_read_back_unchanged) {
     EXPECT_EQ(json(complete).get<transfer_record>(), complete);
     EXPECT_EQ(json(unanswered).get<transfer_record>(), unanswered);
     transfer_record other = complete;
@@ -51,7 +51,7 @@ TEST(board_json, transfers_come_back_as_they_were) {
     EXPECT_EQ(json(other).get<transfer_record>(), other);
 }
 
-TEST(board_json, transfers_that_make_no_sense_are_refused) {
+TEST(board_json, transfer_with_a_wrong_field_is_refused) {
     for (const auto &[key, value] :
          {std::pair("operation", "scan"), std::pair("error", "ENOTHING"), std::pair("time_seconds", "x")}) {
         json changed = complete;
@@ -74,7 +74,7 @@ const server_status running{{"small",
                             77,
                             {{"monitor", 78}}};
 
-TEST(board_json, status_has_these_fields) {
+TEST(board_json, status_has_the_documented_fields) {
     EXPECT_EQ(
         json(running).dump(),
         R"({"board":"small","chips":{"psu":{"type":"car2512","connections":[{"bus":"mux.0","address":88},)"
@@ -87,7 +87,7 @@ TEST(board_json, status_has_these_fields) {
         R"("programs":[{"process":"monitor","pid":78}]})");
 }
 
-TEST(board_json, status_comes_back_as_it_was) {
+TEST(board_json, status_is_read_back_unchanged) {
     const json sent = running;
     const auto received = sent.get<server_status>();
     EXPECT_EQ(json(received), sent);

@@ -43,12 +43,12 @@ class small_board : public ::testing::Test {
     bench_board bench;
 };
 
-TEST_F(small_board, has_the_descriptions_settings_at_power_on) {
+TEST_F(small_board, settings_of_the_description_apply_at_power_on) {
     EXPECT_EQ(reading("a", "fill"), "3");
     EXPECT_EQ(bench.board.name(), "small");
 }
 
-TEST_F(small_board, set_changes_what_surrounds_chips) {
+TEST_F(small_board, set_changes_settings_and_pin_levels) {
     bench.board.set({{"a", "fill", "7"}, {"gpio", "lid", "low"}});
     EXPECT_EQ(reading("a", "fill"), "7");
     EXPECT_EQ(bench.write_read(0, 0x38, {0}, 1).read.at(0), 0xFB);
@@ -61,7 +61,7 @@ TEST_F(small_board, set_changes_nothing_when_one_of_several_is_refused) {
     EXPECT_EQ(reading("a", "fill"), "3");
 }
 
-TEST_F(small_board, set_knows_names_that_pins_were_given_since_power_on) {
+TEST_F(small_board, set_accepts_pin_names_given_after_power_on) {
     bench.board.set({{"gpio", "name.3", "door"}});
     bench.board.set({{"gpio", "door", "low"}});
     EXPECT_EQ(bench.write_read(0, 0x38, {0}, 1).read.at(0), 0xF7);
@@ -71,13 +71,13 @@ TEST_F(small_board, set_knows_names_that_pins_were_given_since_power_on) {
     EXPECT_THAT(refusal({{"gpio", "door", "low"}}), ::testing::StartsWith("gpio: unknown setting \"door\""));
 }
 
-TEST_F(small_board, set_leaves_registers_alone) {
+TEST_F(small_board, set_does_not_change_registers) {
     ASSERT_EQ(bench.write(0, 0x38, {3, 0x0F}).result, 2);
     bench.board.set({{"gpio", "lid", "low"}});
     EXPECT_EQ(bench.write_read(0, 0x38, {3}, 1).read.at(0), 0x0F);
 }
 
-TEST_F(small_board, status_tells_places_channels_and_readings) {
+TEST_F(small_board, status_lists_chips_channels_and_readings) {
     const auto status = bench.board.status();
     EXPECT_EQ(status.name, "small");
     std::string order;
@@ -95,7 +95,7 @@ TEST_F(small_board, status_tells_places_channels_and_readings) {
     EXPECT_TRUE(a.readings[1].settable);
 }
 
-TEST_F(small_board, status_tells_both_connections_of_a_selector) {
+TEST_F(small_board, status_lists_both_connections_of_a_selector) {
     const sim::chip_status selector = status_of("sel");
     ASSERT_EQ(selector.connections.size(), 2U);
     EXPECT_EQ(selector.connections[0].bus, "0");

@@ -14,9 +14,9 @@ using bytes = std::vector<uint8_t>;
 
 /// Bus 0: echo 0x20, switch 0x70; behind its channels 0 and 1 an echo 0x58 each (fills 0xF0 and 0x3C), behind
 /// channel 2 a switch 0x71 with an echo 0x30 behind its channel 3. Bus 1: echo 0x20.
-class wired_board : public ::testing::Test {
+class board_wiring : public ::testing::Test {
   public:
-    wired_board()
+    board_wiring()
         : bench("[a]\ntype = echo\nbus = 0\naddress = 0x20\nfill = 10\n"
                 "[mux]\ntype = switch\nbus = 0\naddress = 0x70\n"
                 "[psu0]\ntype = echo\nbus = mux.0\naddress = 0x58\nfill = 240\n"
@@ -32,7 +32,7 @@ class wired_board : public ::testing::Test {
     enum : std::size_t { a, mux, psu0, psu1, inner, deep, b };
 };
 
-TEST_F(wired_board, write_gives_the_chip_its_bytes_and_returns_their_number) {
+TEST_F(board_wiring, write_sends_the_bytes_and_returns_their_number) {
     const auto outcome = bench.write(0, 0x20, {1, 2, 0xAB});
     EXPECT_EQ(outcome.result, 3);
     EXPECT_EQ(outcome.error, 0);
@@ -40,21 +40,21 @@ TEST_F(wired_board, write_gives_the_chip_its_bytes_and_returns_their_number) {
     EXPECT_EQ(log_of(b), "");
 }
 
-TEST_F(wired_board, read_returns_the_chips_bytes_and_their_number) {
+TEST_F(board_wiring, read_returns_the_bytes_of_the_chip_and_their_number) {
     const auto outcome = bench.read(0, 0x20, 3);
     EXPECT_EQ(outcome.result, 3);
     EXPECT_THAT(outcome.read, ElementsAre(10, 11, 12));
     EXPECT_EQ(log_of(a), "Sr P ");
 }
 
-TEST_F(wired_board, write_read_has_a_repeated_start_and_one_stop_and_returns_0) {
+TEST_F(board_wiring, write_read_has_a_repeated_start_and_one_stop_and_returns_0) {
     const auto outcome = bench.write_read(0, 0x20, {7}, 2);
     EXPECT_EQ(outcome.result, 0);
     EXPECT_THAT(outcome.read, ElementsAre(10, 11));
     EXPECT_EQ(log_of(a), "S 7 Sr P ");
 }
 
-TEST_F(wired_board, quick_commands_are_an_address_and_a_stop) {
+TEST_F(board_wiring, quick_commands_are_an_address_and_a_stop) {
     EXPECT_EQ(bench.write(0, 0x20, {}).result, 0);
     EXPECT_EQ(bench.read(0, 0x20, 0).result, 0);
     EXPECT_EQ(log_of(a), "S P Sr P ");
@@ -63,7 +63,7 @@ TEST_F(wired_board, quick_commands_are_an_address_and_a_stop) {
     EXPECT_EQ(nobody.error, ENXIO);
 }
 
-TEST_F(wired_board, address_that_nobody_acknowledges_is_ENXIO) {
+TEST_F(board_wiring, unacknowledged_address_fails_with_enxio) {
     const auto outcome = bench.write_read(0, 0x21, {7}, 2);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.error, ENXIO);
@@ -71,7 +71,7 @@ TEST_F(wired_board, address_that_nobody_acknowledges_is_ENXIO) {
     EXPECT_THAT(outcome.addressed, IsEmpty());
 }
 
-TEST_F(wired_board, byte_that_is_not_acknowledged_ends_the_transfer_with_EIO) {
+TEST_F(board_wiring, unacknowledged_byte_ends_the_transfer_with_eio) {
     bench.chip<echo_chip>(a).accepts = 1;
     const auto outcome = bench.write(0, 0x20, {1, 2, 3});
     EXPECT_EQ(outcome.result, -1);
@@ -79,22 +79,24 @@ TEST_F(wired_board, byte_that_is_not_acknowledged_ends_the_transfer_with_EIO) {
     EXPECT_EQ(log_of(a), "S 1 2 P ");
 }
 
-TEST_F(wired_board, command_that_is_not_acknowledged_ends_a_write_read_before_the_read) {
+TEST_F(board_wiring, unacknowledged_command_ends_a_write_read_before_the_read) {
     bench.chip<echo_chip>(a).accepts = 0;
     const auto outcome = bench.write_read(0, 0x20, {1}, 2);
     EXPECT_EQ(outcome.error, EIO);
     EXPECT_EQ(log_of(a), "S 1 P ");
 }
 
-TEST_F(wired_board, adapter_that_is_not_there_is_ENODEV) {
+TEST_F(board_wiring, missing_adapter_fails_with_enodev) {
     const auto outcome = bench.read(2, 0x20, 1);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.error, ENODEV);
 }
 
-TEST_F(wired_board, adapters_are_separate) { EXPECT_THAT(bench.read(1, 0x20, 1).read, ElementsAre(99)); }
+TEST_F(board_wiring, adapters_have_separate_address_spaces) {
+    EXPECT_THAT(bench.read(1, 0x20, 1).read, ElementsAre(99));
+}
 
-TEST_F(wired_board, chip_behind_a_closed_channel_does_not_answer) {
+TEST_F(board_wiring, chip_behind_a_closed_channel_does_not_answer) {
     EXPECT_EQ(bench.read(0, 0x58, 1).error, ENXIO);
     select(1);
     EXPECT_THAT(bench.read(0, 0x58, 1).read, ElementsAre(0xF0));
@@ -105,7 +107,7 @@ TEST_F(wired_board, chip_behind_a_closed_channel_does_not_answer) {
     EXPECT_EQ(bench.read(1, 0x58, 1).error, ENXIO);
 }
 
-TEST_F(wired_board, two_open_channels_AND_what_is_read_and_both_hear_what_is_written) {
+TEST_F(board_wiring, two_open_channels_and_reads_together_and_both_get_writes) {
     select(3);
     EXPECT_THAT(bench.read(0, 0x58, 1).read, ElementsAre(0xF0 & 0x3C));
     EXPECT_EQ(bench.write(0, 0x58, {5}).result, 1);
@@ -113,7 +115,7 @@ TEST_F(wired_board, two_open_channels_AND_what_is_read_and_both_hear_what_is_wri
     EXPECT_EQ(log_of(psu1), "Sr P S 5 P ");
 }
 
-TEST_F(wired_board, acknowledgement_of_either_chip_counts) {
+TEST_F(board_wiring, one_acknowledgement_of_two_chips_is_enough) {
     select(3);
     bench.chip<echo_chip>(psu0).accepts = 0;
     EXPECT_EQ(bench.write(0, 0x58, {5, 6}).result, 2);
@@ -122,7 +124,7 @@ TEST_F(wired_board, acknowledgement_of_either_chip_counts) {
     EXPECT_EQ(bench.write(0, 0x58, {5, 6}).error, EIO);
 }
 
-TEST_F(wired_board, nested_multiplexers_both_have_to_be_open) {
+TEST_F(board_wiring, chip_behind_nested_multiplexers_needs_both_channels_open) {
     EXPECT_EQ(bench.write(0, 0x71, {8}).error, ENXIO);
     select(4);
     EXPECT_EQ(bench.read(0, 0x30, 1).error, ENXIO);
@@ -138,9 +140,9 @@ TEST_F(wired_board, nested_multiplexers_both_have_to_be_open) {
 }
 
 /// The wiring of a board with one switch and an echo 0x58 behind each of two channels, driven piece by piece.
-class piecewise : public ::testing::Test {
+class bus_transaction : public ::testing::Test {
   public:
-    piecewise() {
+    bus_transaction() {
         wires.segments = {{"0"}, {"mux.0"}, {"mux.1"}};
         wires.adapters = {{uint8_t{0}, 0}};
         mux.downstream = {1, 2};
@@ -159,7 +161,7 @@ class piecewise : public ::testing::Test {
     sim::wiring wires;
 };
 
-TEST_F(piecewise, multiplexer_switches_at_stop_and_not_before) {
+TEST_F(bus_transaction, multiplexer_switches_only_at_stop) {
     sim::transaction transfer(wires, 0);
     ASSERT_TRUE(transfer.start(0x70, sim::direction::write));
     ASSERT_TRUE(transfer.write(1));
@@ -169,7 +171,7 @@ TEST_F(piecewise, multiplexer_switches_at_stop_and_not_before) {
     EXPECT_TRUE(next.start(0x58, sim::direction::write));
 }
 
-TEST_F(piecewise, every_chip_that_took_part_gets_the_stop_once) {
+TEST_F(bus_transaction, every_addressed_chip_gets_one_stop) {
     dynamic_cast<switch_chip &>(*mux.model).on = 3;
     wires.segments[2].connections[0].address = 0x59;
     {
@@ -204,7 +206,7 @@ class selector_board : public ::testing::Test {
     bench_board bench;
 };
 
-TEST_F(selector_board, only_the_owner_reaches_what_is_behind_it) {
+TEST_F(selector_board, only_the_owner_reaches_the_chips_behind_the_selector) {
     EXPECT_EQ(bench.write(0, 0x50, {}).error, ENXIO);
     take(0, 0x74);
     const auto outcome = bench.write(0, 0x50, {});
@@ -216,7 +218,7 @@ TEST_F(selector_board, only_the_owner_reaches_what_is_behind_it) {
     EXPECT_EQ(bench.write(0, 0x50, {}).error, ENXIO);
 }
 
-TEST_F(selector_board, each_master_has_an_address_of_its_own) {
+TEST_F(selector_board, each_master_uses_its_own_address) {
     EXPECT_EQ(bench.write(0, 0x74, {}).result, 0);
     EXPECT_EQ(bench.write(0, 0x75, {}).error, ENXIO);
     EXPECT_EQ(bench.write(1, 0x75, {}).result, 0);

@@ -8,7 +8,7 @@
 
 namespace varnel::test {
 
-TEST(description, gives_chips_places_and_settings_in_their_order) {
+TEST(description, is_read_with_chips_buses_and_settings_in_order) {
     const auto board = bench_board::describe("\xEF\xBB\xBF; a comment\n"
                                              "[board]\n"
                                              "name = bench two\n"
@@ -44,7 +44,7 @@ TEST(description, gives_chips_places_and_settings_in_their_order) {
     EXPECT_EQ(settings[1].key + "=" + settings[1].value, "alpha=");
 }
 
-TEST(description, names_the_board_after_its_file_when_it_says_nothing) {
+TEST(description, board_without_a_name_is_named_after_its_file) {
     std::istringstream input("[a]\ntype = echo\nbus = 0\naddress = 3\n");
     EXPECT_EQ(sim::read_description(input, "boards/small.ini").name, "small");
 }
@@ -59,7 +59,7 @@ void PrintTo(const bad_board &board, std::ostream *out) { *out << board.what; }
 
 class bad_description : public ::testing::TestWithParam<bad_board> {};
 
-TEST_P(bad_description, gets_one_line_with_file_and_line_number) {
+TEST_P(bad_description, is_refused_with_file_line_and_reason) {
     try {
         const bench_board board(GetParam().text);
         FAIL() << "accepted";
@@ -170,7 +170,7 @@ TEST(description, nul_byte_is_refused_with_its_line) {
     }
 }
 
-TEST(description, says_which_types_there_are_when_one_is_unknown) {
+TEST(description, unknown_type_is_refused_with_the_list_of_types) {
     try {
         const bench_board board("[a]\nbus = 0\naddress = 3\ntype = pca9999\n");
         FAIL() << "accepted";

@@ -22,7 +22,7 @@ std::string strikes(fault waiting, int transfers) {
     return pattern;
 }
 
-TEST(fault, counts_down) {
+TEST(fault, strikes_the_next_n_transfers) {
     EXPECT_EQ(strikes(fault::next_transfers(3, 1), 6), "XXX...");
     fault once = fault::next_transfers(1, 1);
     EXPECT_FALSE(once.spent());
@@ -31,14 +31,14 @@ TEST(fault, counts_down) {
     EXPECT_TRUE(once.spent());
 }
 
-TEST(fault, rate_of_a_seed_is_the_same_pattern_on_every_machine) {
+TEST(fault, rate_and_seed_give_the_same_pattern_on_every_machine) {
     // From the published mt19937_64: the top 53 bits of each output, as a fraction, below 0.25.
     EXPECT_EQ(strikes(fault::at_rate(0.25, 1), 40), "XX.X...X..X..X.X.........XXX......X...X.");
     EXPECT_EQ(strikes(fault::at_rate(0.25, 2), 40), ".....XXXX....XXX....XX.....X.X..........");
     EXPECT_EQ(strikes(fault::at_rate(0.25, 1), 40), strikes(fault::at_rate(0.25, 1), 40));
 }
 
-TEST(fault, rates_0_and_1_are_never_and_always) {
+TEST(fault, rate_0_never_strikes_and_rate_1_always) {
     EXPECT_EQ(strikes(fault::at_rate(0, 5), 20), std::string(20, '.'));
     EXPECT_EQ(strikes(fault::at_rate(1, 5), 20), std::string(20, 'X'));
     EXPECT_FALSE(fault::at_rate(0, 5).spent());
@@ -64,7 +64,7 @@ class faulty_board : public ::testing::Test {
     bench_board bench;
 };
 
-TEST_F(faulty_board, nack_lets_the_next_transfers_to_that_chip_fail_at_the_address) {
+TEST_F(faulty_board, nack_fails_the_next_transfers_to_the_chip_with_enxio) {
     inject("a", fault_kind::nack, 2);
     EXPECT_EQ(bench.read(0, 0x21, 1).result, 1);
     const auto struck = bench.write_read(0, 0x20, {1}, 1);
@@ -99,13 +99,13 @@ TEST_F(faulty_board, short_ends_a_transfer_one_byte_early) {
     EXPECT_EQ(bench.write_read(0, 0x20, {9}, 2).result, 0);
 }
 
-TEST_F(faulty_board, short_waits_for_a_transfer_that_has_bytes) {
+TEST_F(faulty_board, short_does_not_strike_a_transfer_without_bytes) {
     inject("a", fault_kind::short_data);
     EXPECT_EQ(bench.write(0, 0x20, {}).result, 0);
     EXPECT_EQ(bench.write(0, 0x20, {1, 2}).result, 1);
 }
 
-TEST_F(faulty_board, flip_inverts_one_bit_of_what_is_read) {
+TEST_F(faulty_board, flip_inverts_one_bit_read) {
     inject("a", fault_kind::flip);
     const auto outcome = bench.write_read(0, 0x20, {7}, 2);
     EXPECT_EQ(outcome.result, 0);
@@ -114,13 +114,13 @@ TEST_F(faulty_board, flip_inverts_one_bit_of_what_is_read) {
     EXPECT_THAT(bench.write_read(0, 0x20, {7}, 2).read, ElementsAre(16, 17));
 }
 
-TEST_F(faulty_board, flip_inverts_one_bit_of_what_is_written_when_nothing_is_read) {
+TEST_F(faulty_board, flip_inverts_one_bit_written_when_nothing_is_read) {
     inject("a", fault_kind::flip);
     EXPECT_EQ(bench.write(0, 0x20, {0, 0}).result, 2);
     EXPECT_EQ(log_of(0), "S 0 1 P ");
 }
 
-TEST_F(faulty_board, stuck_chip_stops_its_bus_for_everybody) {
+TEST_F(faulty_board, stuck_chip_blocks_every_transfer_on_its_bus) {
     inject("b", fault_kind::stuck, 2);
     EXPECT_EQ(bench.read(1, 0x20, 1).result, 1);
     const auto struck = bench.read(0, 0x20, 1);
@@ -132,7 +132,7 @@ TEST_F(faulty_board, stuck_chip_stops_its_bus_for_everybody) {
     EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
 }
 
-TEST_F(faulty_board, stuck_chip_behind_a_channel_stops_the_bus_once_the_channel_is_on) {
+TEST_F(faulty_board, stuck_chip_behind_a_channel_blocks_the_bus_when_it_is_on) {
     inject("psu", fault_kind::stuck, 1);
     EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
     EXPECT_EQ(bench.write(0, 0x70, {1}).result, 1);
@@ -140,7 +140,7 @@ TEST_F(faulty_board, stuck_chip_behind_a_channel_stops_the_bus_once_the_channel_
     EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
 }
 
-TEST_F(faulty_board, kinds_add_up_and_the_same_kind_is_replaced) {
+TEST_F(faulty_board, kinds_combine_and_the_same_kind_replaces_the_earlier) {
     inject("a", fault_kind::nack, 5);
     inject("a", fault_kind::nack, 1);
     inject("a", fault_kind::short_data, 1);
@@ -149,7 +149,7 @@ TEST_F(faulty_board, kinds_add_up_and_the_same_kind_is_replaced) {
     EXPECT_EQ(bench.read(0, 0x20, 2).result, 2);
 }
 
-TEST_F(faulty_board, clearing_takes_all_of_a_chips_faults) {
+TEST_F(faulty_board, clearing_removes_all_faults_of_the_chip) {
     inject("a", fault_kind::nack, 5);
     inject("b", fault_kind::nack, 1);
     bench.board.clear_faults("a");
@@ -159,7 +159,7 @@ TEST_F(faulty_board, clearing_takes_all_of_a_chips_faults) {
     EXPECT_THROW(inject("z", fault_kind::nack), sim::bad_request);
 }
 
-TEST_F(faulty_board, status_lists_what_is_still_to_come) {
+TEST_F(faulty_board, status_lists_remaining_faults) {
     inject("a", fault_kind::nack, 2);
     bench.board.inject("a", fault_kind::flip, fault::at_rate(0.25, 9));
     const auto faults = [this] { return bench.board.status().chips.front().faults; };

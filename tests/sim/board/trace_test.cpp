@@ -53,25 +53,25 @@ TEST_F(traced_board, registers_have_their_names) {
     EXPECT_EQ(read(0x20, 1), "0 a@0x20 -> 7a  ok");
 }
 
-TEST_F(traced_board, multiplexers_have_bytes_only_and_show_in_the_path) {
+TEST_F(traced_board, multiplexers_show_bytes_and_appear_in_the_path) {
     EXPECT_EQ(write(0x70, {1}), "0 mux@0x70 <- 01  ok");
     EXPECT_EQ(read(0x58, 1), "0/mux.0 psu0@0x58 -> 00  ok");
     EXPECT_EQ(write(0x70, {9}), "0 mux@0x70 <- 09  ok");
     EXPECT_EQ(read(0x58, 1), "0/mux.0,0/mux.3 psu0,psu1@0x58 -> 00  ok");
 }
 
-TEST_F(traced_board, quick_commands_say_which_way) {
+TEST_F(traced_board, quick_commands_show_their_direction) {
     EXPECT_EQ(write(0x20, {}), "0 a@0x20 quick write  ok");
     EXPECT_EQ(read(0x20, 0), "0 a@0x20 quick read  ok");
 }
 
-TEST_F(traced_board, failures_are_named) {
+TEST_F(traced_board, failures_show_errno_name_and_text) {
     EXPECT_EQ(write_read(0x58, {2}, 1), "0 nobody@0x58  ENXIO (No such device or address)");
     bench.chip<echo_chip>(0).accepts = 1;
     EXPECT_EQ(write(0x20, {2, 0xAB, 1}), "0 a@0x20 LOW(0x02) <- ab  EIO (Input/output error)");
 }
 
-TEST_F(traced_board, faults_are_told_and_the_register_that_was_meant) {
+TEST_F(traced_board, faults_are_shown_with_the_register_addressed) {
     bench.board.inject("a", sim::fault_kind::nack, sim::fault::next_transfers(1, 1));
     EXPECT_EQ(write_read(0x20, {2}, 1), "0 a@0x20 LOW(0x02)  ENXIO (No such device or address)  fault: nack");
     bench.board.inject("a", sim::fault_kind::short_data, sim::fault::next_transfers(1, 1));
@@ -80,7 +80,7 @@ TEST_F(traced_board, faults_are_told_and_the_register_that_was_meant) {
     EXPECT_EQ(write(0x20, {2}), "0 a@0x20 LOW(0x02)  ETIMEDOUT (Connection timed out)  fault: stuck");
 }
 
-TEST_F(traced_board, long_transfers_are_cut_and_say_so) {
+TEST_F(traced_board, long_transfers_are_cut_and_show_their_length) {
     const std::string text = read(0x20, 300);
     EXPECT_EQ(text.substr(0, 21), "0 a@0x20 -> 7a 7b 7c ");
     const std::string end = " 79 ... (300 bytes)  ok";

@@ -191,14 +191,14 @@ TEST_F(open_bus, pec_is_switched_for_the_open_file) {
     EXPECT_EQ(bus.asked, fmt::format("00W[10 17 {:02x}] 00W[10 17] ", pec));
 }
 
-TEST_F(open_bus, retries_and_timeout_are_accepted_up_to_INT_MAX) {
+TEST_F(open_bus, retries_and_timeout_are_accepted_up_to_int_max) {
     for (const uint32_t request : {I2C_RETRIES, I2C_TIMEOUT}) {
         EXPECT_EQ(ioctl(request, uint64_t{3}), 0);
         EXPECT_EQ(ioctl(request, uint64_t{INT_MAX} + 1), -EINVAL);
     }
 }
 
-TEST_F(open_bus, other_requests_are_ENOTTY) { EXPECT_EQ(ioctl(0x0799, uint64_t{0}), -ENOTTY); }
+TEST_F(open_bus, other_requests_are_enotty) { EXPECT_EQ(ioctl(0x0799, uint64_t{0}), -ENOTTY); }
 
 } // namespace
 

@@ -144,7 +144,7 @@ TEST_F(smbus_transaction, pec_of_a_read_covers_both_messages) {
     EXPECT_EQ(data.word, 0x5678);
 }
 
-TEST_F(smbus_transaction, wrong_pec_is_EBADMSG) {
+TEST_F(smbus_transaction, wrong_pec_is_ebadmsg) {
     EXPECT_EQ(read(I2C_SMBUS_WORD_DATA, {0x78, 0x56, 0}, true), EBADMSG);
     EXPECT_EQ(data.word, 0);
 }

@@ -51,7 +51,7 @@ class sim_car2512 : public chip_bench {
     }
 };
 
-TEST_F(sim_car2512, power_on_values) {
+TEST_F(sim_car2512, registers_have_their_power_on_values) {
     EXPECT_EQ(byte_at(operation), 0x80);
     EXPECT_EQ(byte_at(write_protect), 0x80);
     EXPECT_EQ(word_at(fan_command_1), 0U);
@@ -76,7 +76,7 @@ TEST_F(sim_car2512, words_are_low_byte_first) { EXPECT_EQ(read_from(output_volt,
 
 // --- Write protection ---
 
-TEST_F(sim_car2512, a_protected_write_is_acknowledged_ignored_and_told) {
+TEST_F(sim_car2512, protected_write_is_acknowledged_ignored_and_sets_status_cml) {
     EXPECT_EQ(write({operation, 0x00}), 2);
     EXPECT_EQ(write({set_output_volt, 0x4C, 0x04}), 3);
     EXPECT_EQ(byte_at(operation), 0x80);
@@ -85,7 +85,7 @@ TEST_F(sim_car2512, a_protected_write_is_acknowledged_ignored_and_told) {
     EXPECT_EQ(word_at(status_word), 0x0002U);
 }
 
-TEST_F(sim_car2512, each_level_of_protection) {
+TEST_F(sim_car2512, each_write_protect_level_allows_its_commands) {
     const auto accepts = [this](const bytes &data) {
         clear();
         EXPECT_EQ(write(data), static_cast<int>(data.size()));
@@ -111,7 +111,7 @@ TEST_F(sim_car2512, each_level_of_protection) {
     EXPECT_EQ(byte_at(write_protect), 0x00);
 }
 
-TEST_F(sim_car2512, faults_are_cleared_in_spite_of_protection) {
+TEST_F(sim_car2512, clear_faults_works_under_write_protection) {
     write({operation, 0x00});
     EXPECT_NE(byte_at(status_cml), 0);
     clear();
@@ -130,7 +130,7 @@ TEST_F(sim_car2512, an_unsupported_command_is_not_acknowledged) {
     }
 }
 
-TEST_F(sim_car2512, reading_what_is_write_only_is_unsupported) {
+TEST_F(sim_car2512, reading_a_write_only_command_is_unsupported) {
     bus_port &port = part->port(0);
     ASSERT_TRUE(port.start(direction::write));
     ASSERT_TRUE(port.write(set_output_volt));
@@ -139,14 +139,14 @@ TEST_F(sim_car2512, reading_what_is_write_only_is_unsupported) {
     EXPECT_EQ(byte_at(status_cml), 0x80);
 }
 
-TEST_F(sim_car2512, writing_what_is_read_only_is_unsupported) {
+TEST_F(sim_car2512, writing_a_read_only_command_is_unsupported) {
     unprotect();
     EXPECT_EQ(write({fan_duty_cycle, 10}), 1);
     EXPECT_EQ(byte_at(status_cml), 0x80);
     EXPECT_EQ(byte_at(fan_duty_cycle), 50);
 }
 
-TEST_F(sim_car2512, a_write_of_the_wrong_length_does_nothing_but_tell) {
+TEST_F(sim_car2512, write_of_a_wrong_length_only_sets_status_cml) {
     unprotect();
     const auto told = [this] {
         const bool other_fault = byte_at(status_cml) == 0x02;
@@ -169,12 +169,12 @@ TEST_F(sim_car2512, a_write_of_the_wrong_length_does_nothing_but_tell) {
     EXPECT_TRUE(told());
 }
 
-TEST_F(sim_car2512, reading_too_much_gives_ff) {
+TEST_F(sim_car2512, reading_past_the_end_returns_0xff_and_sets_status_cml) {
     EXPECT_EQ(read_from(output_volt, 4), (bytes{0xB0, 0x04, 0xFF, 0xFF}));
     EXPECT_EQ(byte_at(status_cml), 0x02);
 }
 
-TEST_F(sim_car2512, a_read_without_command_is_answered_and_told) {
+TEST_F(sim_car2512, read_without_a_command_returns_0xff_and_sets_status_cml) {
     EXPECT_EQ(read(1), bytes{0xFF});
     EXPECT_EQ(byte_at(status_cml), 0x02);
 }
@@ -184,7 +184,7 @@ TEST_F(sim_car2512, an_address_alone_is_no_fault) {
     EXPECT_EQ(byte_at(status_cml), 0x00);
 }
 
-TEST_F(sim_car2512, values_out_of_range_are_refused) {
+TEST_F(sim_car2512, values_out_of_range_are_ignored_and_set_status_cml) {
     unprotect();
     const std::vector<bytes> bad{{operation, 0x01},
                                  {operation, 0xC0},
@@ -213,7 +213,7 @@ TEST_F(sim_car2512, written_ones_clear_bits_of_a_status_register) {
 
 // --- Output ---
 
-TEST_F(sim_car2512, output_is_switched_off_and_on) {
+TEST_F(sim_car2512, operation_switches_the_output_off_and_on) {
     unprotect();
     part->set("load", "500W");
     write({operation, 0x00});
@@ -229,7 +229,7 @@ TEST_F(sim_car2512, output_is_switched_off_and_on) {
     EXPECT_EQ(word_at(output_volt), 0U);
 }
 
-TEST_F(sim_car2512, output_follows_the_set_voltage) {
+TEST_F(sim_car2512, output_has_the_programmed_voltage) {
     unprotect();
     write({set_output_volt, 0x4C, 0x04});
     EXPECT_EQ(word_at(programmed_volt), 1100U);
@@ -247,7 +247,7 @@ TEST_F(sim_car2512, input_power_is_load_losses_and_fan) {
 
 // --- Fan ---
 
-TEST_F(sim_car2512, fan_follows_duty_with_a_lag) {
+TEST_F(sim_car2512, fan_speed_follows_the_duty_cycle_exponentially) {
     unprotect();
     set_duty(100);
     EXPECT_EQ(byte_at(fan_duty_cycle), 100);
@@ -261,7 +261,7 @@ TEST_F(sim_car2512, fan_follows_duty_with_a_lag) {
     EXPECT_EQ(word_at(fan_speed), 0U);
 }
 
-TEST_F(sim_car2512, a_fan_command_rules_until_it_is_zero) {
+TEST_F(sim_car2512, fan_command_overrides_the_duty_cycle_until_it_is_0) {
     unprotect();
     write({fan_command_1, 0x98, 0x3A}); // 15000 rpm
     clock.pass(long_enough);
@@ -279,7 +279,7 @@ TEST_F(sim_car2512, a_fan_command_rules_until_it_is_zero) {
 
 // --- Temperature ---
 
-TEST_F(sim_car2512, more_load_is_hotter) {
+TEST_F(sim_car2512, temperature_rises_with_load) {
     unsigned int last = 0;
     for (const std::string_view load : {"0W", "100W", "500W", "1kW", "2kW", "2.5kW"}) {
         part->set("load", load);
@@ -290,7 +290,7 @@ TEST_F(sim_car2512, more_load_is_hotter) {
     EXPECT_EQ(word_at(status_word), 0U) << "full load at half fan is no trouble";
 }
 
-TEST_F(sim_car2512, more_fan_is_cooler) {
+TEST_F(sim_car2512, temperature_falls_with_fan_duty_cycle) {
     unprotect();
     part->set("load", "1kW");
     unsigned int last = 1000;
@@ -302,7 +302,7 @@ TEST_F(sim_car2512, more_fan_is_cooler) {
     }
 }
 
-TEST_F(sim_car2512, a_warmer_room_is_a_warmer_supply) {
+TEST_F(sim_car2512, temperature_follows_the_ambient_temperature) {
     const unsigned int cool = settled_temperature();
     part->set("ambient", "35C");
     EXPECT_EQ(settled_temperature(), cool + 100);
@@ -312,7 +312,7 @@ TEST_F(sim_car2512, a_warmer_room_is_a_warmer_supply) {
     EXPECT_LT(signed_word, 0);
 }
 
-TEST_F(sim_car2512, temperature_moves_with_a_lag) {
+TEST_F(sim_car2512, temperature_approaches_its_target_exponentially) {
     part->set("load", "2kW");
     const unsigned int start = word_at(temperature);
     EXPECT_EQ(start, 250U);
@@ -322,7 +322,7 @@ TEST_F(sim_car2512, temperature_moves_with_a_lag) {
     EXPECT_NEAR(after_a_minute - start, (end - start) * (1 - std::exp(-1)), 2);
 }
 
-TEST_F(sim_car2512, looking_often_and_looking_late_show_the_same) {
+TEST_F(sim_car2512, number_of_readings_does_not_change_the_temperature) {
     const auto other = make_chip("car2512", clock);
     part->set("load", "2kW");
     other->set("load", "2kW");
@@ -334,14 +334,14 @@ TEST_F(sim_car2512, looking_often_and_looking_late_show_the_same) {
     EXPECT_EQ(other->readings()[4].name, "temperature");
 }
 
-TEST_F(sim_car2512, decades_pass_like_seconds) {
+TEST_F(sim_car2512, step_of_a_century_keeps_the_settled_temperature) {
     part->set("load", "1kW");
     const unsigned int settled = settled_temperature();
     clock.pass(std::chrono::hours(24) * 36525);
     EXPECT_EQ(word_at(temperature), settled);
 }
 
-TEST_F(sim_car2512, power_on_is_as_warm_as_the_room) {
+TEST_F(sim_car2512, temperature_at_power_on_is_the_ambient_temperature) {
     part->set("ambient", "40C");
     EXPECT_EQ(word_at(temperature), 250U);
     part->power_on();
@@ -350,7 +350,7 @@ TEST_F(sim_car2512, power_on_is_as_warm_as_the_room) {
 
 // --- Trouble ---
 
-TEST_F(sim_car2512, a_stopped_fan_is_told_and_heats) {
+TEST_F(sim_car2512, stopped_fan_sets_status_and_overheats) {
     part->set("load", "300W");
     const unsigned int before = settled_temperature();
     part->set("fan", "stopped");
@@ -370,7 +370,7 @@ TEST_F(sim_car2512, a_stopped_fan_is_told_and_heats) {
     EXPECT_EQ(word_at(status_word), 0U);
 }
 
-TEST_F(sim_car2512, over_temperature_warns_and_then_switches_off_until_operation_goes_off_and_on) {
+TEST_F(sim_car2512, over_temperature_warns_then_trips_until_operation_is_toggled) {
     unprotect();
     part->set("load", "300W");
     part->set("fan", "stopped");
@@ -401,7 +401,7 @@ TEST_F(sim_car2512, over_temperature_warns_and_then_switches_off_until_operation
     EXPECT_EQ(word_at(status_word), 0x0000U);
 }
 
-TEST_F(sim_car2512, off_and_on_clears_faults_but_not_the_heat) {
+TEST_F(sim_car2512, toggling_operation_trips_again_while_too_hot) {
     unprotect();
     part->set("ambient", "95C");
     clock.pass(long_enough);
@@ -427,7 +427,7 @@ TEST_F(sim_car2512, an_output_that_is_off_does_not_trip) {
     EXPECT_EQ(shown("output"), "off");
 }
 
-TEST_F(sim_car2512, lost_input_takes_the_output_with_it_until_it_returns) {
+TEST_F(sim_car2512, lost_input_switches_the_output_off_until_it_returns) {
     part->set("load", "300W");
     part->set("input", "lost");
     EXPECT_EQ(word_at(input_volt), 0U);
@@ -446,7 +446,7 @@ TEST_F(sim_car2512, lost_input_takes_the_output_with_it_until_it_returns) {
     EXPECT_EQ(word_at(status_word), 0x0000U);
 }
 
-TEST_F(sim_car2512, input_limits) {
+TEST_F(sim_car2512, low_input_warns_and_high_input_switches_off) {
     part->set("input", "85V");
     EXPECT_EQ(byte_at(status_input), 0x20);
     EXPECT_EQ(word_at(output_volt), 1200U);
@@ -475,7 +475,7 @@ TEST_F(sim_car2512, overload_warns_and_then_switches_off) {
 
 // --- Settings and readings ---
 
-TEST_F(sim_car2512, readings) {
+TEST_F(sim_car2512, readings_show_values_with_units) {
     part->set("load", "180W");
     part->set("firmware", "0x2A");
     EXPECT_EQ(shown("output"), "12.00 V");
@@ -493,7 +493,7 @@ TEST_F(sim_car2512, readings) {
     EXPECT_EQ(byte_at(firmware_version), 0x2A);
 }
 
-TEST_F(sim_car2512, refuses_bad_settings_and_changes_nothing) {
+TEST_F(sim_car2512, invalid_settings_are_refused_and_change_nothing) {
     EXPECT_EQ(refusal("lod", "1W"), "unknown setting \"lod\" (has: load, ambient, fan, input, firmware)");
     EXPECT_EQ(refusal("load", "230V"), "load: cannot be \"230V\" (expected 0 to 5000W)");
     EXPECT_EQ(refusal("ambient", "200C"), "ambient: cannot be \"200C\" (expected -40 to 100C)");
@@ -504,7 +504,7 @@ TEST_F(sim_car2512, refuses_bad_settings_and_changes_nothing) {
     EXPECT_EQ(shown("input"), "230.0 V");
 }
 
-TEST_F(sim_car2512, register_names) {
+TEST_F(sim_car2512, registers_have_their_pmbus_names) {
     EXPECT_EQ(register_name(0x01), "OPERATION");
     EXPECT_EQ(register_name(0x79), "STATUS_WORD");
     EXPECT_EQ(register_name(0xEF), "Input power");

@@ -31,7 +31,7 @@ class sim_ds3232 : public chip_bench {
     unsigned int alarms() { return byte_at(status) & (alarm_1_flag | alarm_2_flag); }
 };
 
-TEST_F(sim_ds3232, power_on_values) {
+TEST_F(sim_ds3232, registers_have_their_power_on_values) {
     EXPECT_EQ(time(), (bytes{0x00, 0x00, 0x00, 0x01, 0x01, 0x01, 0x00}));
     EXPECT_EQ(read_from(alarm_1, 7), bytes(7, 0x00));
     EXPECT_EQ(read_from(control, 2), (bytes{0x1C, 0x88}));
@@ -40,7 +40,7 @@ TEST_F(sim_ds3232, power_on_values) {
     EXPECT_EQ(shown("time"), "2000-01-01 00:00:00");
 }
 
-TEST_F(sim_ds3232, ticks) {
+TEST_F(sim_ds3232, seconds_minutes_hours_and_days_advance) {
     clock.pass(999ms);
     EXPECT_EQ(byte_at(seconds), 0x00);
     clock.pass(1ms);
@@ -66,7 +66,7 @@ TEST_F(sim_ds3232, writing_the_seconds_restarts_the_second) {
     EXPECT_EQ(byte_at(seconds), 0x31);
 }
 
-TEST_F(sim_ds3232, writing_other_registers_does_not) {
+TEST_F(sim_ds3232, writing_other_registers_does_not_restart_the_second) {
     clock.pass(900ms);
     write({minutes, 0x30});
     clock.pass(100ms);
@@ -82,7 +82,7 @@ void PrintTo(const rollover &dates, std::ostream *out) { *out << testing::PrintT
 
 class sim_ds3232_rollover : public sim_ds3232, public testing::WithParamInterface<rollover> {};
 
-TEST_P(sim_ds3232_rollover, at_midnight) {
+TEST_P(sim_ds3232_rollover, date_advances_at_midnight) {
     set_time(GetParam().before);
     clock.pass(1s);
     EXPECT_EQ(time(), GetParam().after);
@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
         rollover{{0x59, 0x59, 0x23, 3, 0x31, 0x12, 0x99}, {0, 0, 0, 4, 0x01, 0x81, 0x00}},
         rollover{{0x59, 0x59, 0x23, 3, 0x31, 0x92, 0x99}, {0, 0, 0, 4, 0x01, 0x01, 0x00}}));
 
-TEST_F(sim_ds3232, twelve_hour_form) {
+TEST_F(sim_ds3232, hours_advance_in_twelve_hour_form) {
     const auto hour_after = [this](uint8_t hour) {
         set_time({0x59, 0x59, hour, 1, 0x10, 0x05, 0x26});
         clock.pass(1s);
@@ -123,7 +123,7 @@ TEST_F(sim_ds3232, twelve_hour_form) {
     EXPECT_EQ(hour_after(0x69), (bytes{0x70, 1})) << "9 PM: 10 PM";
 }
 
-TEST_F(sim_ds3232, twelve_hour_form_over_days) {
+TEST_F(sim_ds3232, long_steps_advance_days_in_twelve_hour_form) {
     set_time({0x00, 0x00, 0x61, 1, 0x10, 0x05, 0x26}); // 1 PM
     clock.pass(48h + 30min + 5s);
     EXPECT_EQ(time(), (bytes{0x05, 0x30, 0x61, 3, 0x12, 0x05, 0x26}));
@@ -134,14 +134,14 @@ TEST_F(sim_ds3232, twelve_hour_form_over_days) {
     EXPECT_EQ(shown("time"), "2026-05-13 12:30:05");
 }
 
-TEST_F(sim_ds3232, decades_pass_like_seconds) {
+TEST_F(sim_ds3232, step_of_a_century_is_exact) {
     part->set("time", "2026-11-21 08:00:01");
     clock.pass(std::chrono::hours(24) * 36525); // a century with 25 leap years, as the chip counts
     EXPECT_EQ(shown("time"), "2126-11-21 08:00:01");
     EXPECT_EQ(byte_at(month), 0x91);
 }
 
-TEST_F(sim_ds3232, one_long_step_and_many_short_ones_end_alike) {
+TEST_F(sim_ds3232, one_long_step_equals_many_short_ones) {
     const auto other = make_chip("ds3232", clock);
     set_time({0x58, 0x59, 0x71, 6, 0x27, 0x02, 0x27});
     other->set("time", "2027-02-27 23:59:58");
@@ -153,7 +153,7 @@ TEST_F(sim_ds3232, one_long_step_and_many_short_ones_end_alike) {
     EXPECT_EQ(shown("time"), "2027-03-08 07:55:28");
 }
 
-TEST_F(sim_ds3232, senseless_values_are_counted_on_from) {
+TEST_F(sim_ds3232, invalid_values_lose_missing_bits_and_roll_over) {
     set_time({0xFF, 0xFF, 0x3F, 0xFF, 0xFF, 0xFF, 0xFF});
     EXPECT_EQ(time(), (bytes{0x7F, 0x7F, 0x3F, 0x07, 0x3F, 0x9F, 0xFF})) << "bits that are not there read 0";
     clock.pass(1s);
@@ -208,12 +208,12 @@ TEST_F(sim_ds3232, sram_aging_and_alarm_registers_keep_what_is_written) {
     EXPECT_EQ(byte_at(aging), 0xF0);
 }
 
-TEST_F(sim_ds3232, read_only_registers) {
+TEST_F(sim_ds3232, temperature_registers_are_read_only) {
     write({temperature, 0x11, 0x22, 0x33});
     EXPECT_EQ(read_from(temperature, 3), (bytes{25, 0x00, 0x00}));
 }
 
-TEST_F(sim_ds3232, oscillator_stop_and_alarm_flags_are_cleared_by_zero_and_not_set_by_one) {
+TEST_F(sim_ds3232, flags_are_cleared_by_writing_0_and_not_set_by_writing_1) {
     write({status, 0x7B});
     EXPECT_EQ(byte_at(status), 0x78) << "OSF cleared; BB32kHz, CRATE and EN32kHz kept; BSY and flags not set";
     write({status, 0x80});
@@ -242,7 +242,7 @@ class sim_ds3232_alarm : public sim_ds3232, public testing::WithParamInterface<a
     }
 };
 
-TEST_P(sim_ds3232_alarm, matches_each_second_in_its_turn) {
+TEST_P(sim_ds3232_alarm, matches_the_expected_seconds) {
     arm();
     std::vector<int> matches;
     for (int second = 1; second <= 120; ++second) {
@@ -255,7 +255,7 @@ TEST_P(sim_ds3232_alarm, matches_each_second_in_its_turn) {
     EXPECT_EQ(matches, GetParam().matches);
 }
 
-TEST_P(sim_ds3232_alarm, is_not_missed_in_a_long_step) {
+TEST_P(sim_ds3232_alarm, fires_within_a_long_step) {
     if (!GetParam().next) {
         arm();
         clock.pass(std::chrono::hours(24) * 4000);
@@ -373,7 +373,7 @@ TEST_F(sim_ds3232, temperature_is_converted_every_64_seconds) {
     EXPECT_EQ(read_from(temperature, 2), (bytes{0xFF, 0x40})) << "two's complement";
 }
 
-TEST_F(sim_ds3232, during_a_conversion_the_last_result_stays) {
+TEST_F(sim_ds3232, last_result_is_read_during_a_conversion) {
     part->set("temperature", "30");
     clock.pass(128s + 100ms);
     part->set("temperature", "50");
@@ -382,7 +382,7 @@ TEST_F(sim_ds3232, during_a_conversion_the_last_result_stays) {
     EXPECT_EQ(byte_at(temperature), 50);
 }
 
-TEST_F(sim_ds3232, slower_conversion_rate) {
+TEST_F(sim_ds3232, crate_1_converts_every_128_seconds) {
     write({status, 0x10}); // every 128 s
     part->set("temperature", "30");
     clock.pass(65s);
@@ -391,7 +391,7 @@ TEST_F(sim_ds3232, slower_conversion_rate) {
     EXPECT_EQ(byte_at(temperature), 30);
 }
 
-TEST_F(sim_ds3232, conversion_on_demand) {
+TEST_F(sim_ds3232, conv_bit_starts_a_conversion) {
     part->set("temperature", "30");
     write({control, 0x3C});
     EXPECT_EQ(byte_at(control), 0x3C);
@@ -406,13 +406,13 @@ TEST_F(sim_ds3232, conversion_on_demand) {
     EXPECT_EQ(byte_at(status) & 0x04, 0x00);
 }
 
-TEST_F(sim_ds3232, at_power_on_the_surroundings_are_measured_at_once) {
+TEST_F(sim_ds3232, ambient_temperature_is_converted_at_power_on) {
     part->set("temperature", "35.5C");
     part->power_on();
     EXPECT_EQ(read_from(temperature, 2), (bytes{35, 0x80}));
 }
 
-TEST_F(sim_ds3232, time_can_be_set_from_outside) {
+TEST_F(sim_ds3232, set_time_sets_the_registers_and_starts_the_oscillator) {
     clock.pass(300ms);
     part->set("time", "2026-11-21 08:09:10");
     EXPECT_EQ(time(), (bytes{0x10, 0x09, 0x08, 7, 0x21, 0x11, 0x26})) << "a Saturday";
@@ -424,7 +424,7 @@ TEST_F(sim_ds3232, time_can_be_set_from_outside) {
     EXPECT_EQ(shown("time"), "2100-01-01 00:00:00");
 }
 
-TEST_F(sim_ds3232, now_is_the_hosts_local_time) {
+TEST_F(sim_ds3232, set_time_now_is_the_local_time_of_the_host) {
     const auto local_text = [](std::time_t moment) {
         std::tm local{};
         localtime_r(&moment, &local);
@@ -439,7 +439,7 @@ TEST_F(sim_ds3232, now_is_the_hosts_local_time) {
     EXPECT_LE(set, local_text(std::time(nullptr)));
 }
 
-TEST_F(sim_ds3232, refuses_what_is_no_time_and_changes_nothing) {
+TEST_F(sim_ds3232, invalid_settings_are_refused_and_change_nothing) {
     for (const std::string_view value :
          {"", "yesterday", "2026-11-21", "2026-11-21 08:00", "2026-11-21T08:00:00", "2026-13-01 00:00:00",
           "2026-02-29 00:00:00", "2026-11-31 00:00:00", "2026-11-21 24:00:00", "2026-11-21 08:60:00",
@@ -453,7 +453,7 @@ TEST_F(sim_ds3232, refuses_what_is_no_time_and_changes_nothing) {
     EXPECT_EQ(shown("time"), "2000-01-01 00:00:00");
 }
 
-TEST_F(sim_ds3232, register_names) {
+TEST_F(sim_ds3232, registers_have_their_datasheet_names) {
     EXPECT_EQ(register_name(0x00), "Seconds");
     EXPECT_EQ(register_name(0x05), "Month/Century");
     EXPECT_EQ(register_name(0x0A), "Alarm 1 day/date");

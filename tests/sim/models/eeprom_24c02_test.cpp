@@ -14,7 +14,7 @@ class sim_24c02 : public chip_bench {
     }
 };
 
-TEST_F(sim_24c02, comes_erased) { EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF)); }
+TEST_F(sim_24c02, is_erased_at_power_on) { EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF)); }
 
 TEST_F(sim_24c02, reads_on_over_pages_and_wraps_at_the_end) {
     store({0x00, 0x10});
@@ -29,12 +29,12 @@ TEST_F(sim_24c02, a_write_wraps_inside_its_page) {
     EXPECT_EQ(read_from(0x06, 12), (bytes{0xFF, 0xFF, 3, 4, 0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 0xFF, 0xFF}));
 }
 
-TEST_F(sim_24c02, more_than_a_page_overwrites_its_beginning) {
+TEST_F(sim_24c02, write_of_more_than_a_page_overwrites_its_start) {
     store({0x10, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
     EXPECT_EQ(read_from(0x10, 9), (bytes{8, 9, 2, 3, 4, 5, 6, 7, 0xFF}));
 }
 
-TEST_F(sim_24c02, does_not_answer_while_it_stores) {
+TEST_F(sim_24c02, does_not_acknowledge_during_a_write_cycle) {
     EXPECT_EQ(write({0x20, 0xAB}), 2);
     EXPECT_EQ(shown("state"), "writing");
     EXPECT_EQ(write({0x20}), -1);
@@ -61,7 +61,7 @@ TEST_F(sim_24c02, data_without_a_stop_is_dropped) {
     EXPECT_EQ(shown("state"), "ready");
 }
 
-TEST_F(sim_24c02, write_protection_keeps_the_content_and_needs_no_time) {
+TEST_F(sim_24c02, write_protection_keeps_the_content_without_a_write_cycle) {
     part->set("wp", "high");
     EXPECT_EQ(write({0x00, 0x12}), 2);
     EXPECT_EQ(byte_at(0x00), 0xFF);
@@ -70,7 +70,7 @@ TEST_F(sim_24c02, write_protection_keeps_the_content_and_needs_no_time) {
     EXPECT_EQ(byte_at(0x00), 0x12);
 }
 
-TEST_F(sim_24c02, content_can_be_given) {
+TEST_F(sim_24c02, data_settings_fill_the_content) {
     part->set("data.00", "48 65 6c");
     part->set("data.fE", "01  02");
     EXPECT_EQ(read_from(0x00, 4), (bytes{0x48, 0x65, 0x6C, 0xFF}));
@@ -80,7 +80,7 @@ TEST_F(sim_24c02, content_can_be_given) {
     EXPECT_EQ(part->readings().size(), 18U);
 }
 
-TEST_F(sim_24c02, refuses_what_is_no_content_and_changes_nothing) {
+TEST_F(sim_24c02, invalid_settings_are_refused_and_change_nothing) {
     for (const std::string_view value :
          {"", " ", "4", "486", "4865", "48,65", "48 6x", "0x48", "-1", "48 \t65"}) {
         EXPECT_EQ(refusal("data.00", value), "data.00: cannot be \"" + std::string(value) +
@@ -92,7 +92,7 @@ TEST_F(sim_24c02, refuses_what_is_no_content_and_changes_nothing) {
     EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF));
 }
 
-TEST_F(sim_24c02, names) { EXPECT_EQ(register_name(0x4B), "Byte 0x4b"); }
+TEST_F(sim_24c02, registers_are_named_by_their_address) { EXPECT_EQ(register_name(0x4B), "Byte 0x4b"); }
 
 } // namespace
 } // namespace varnel::sim::test

@@ -12,7 +12,7 @@ class sim_pca9505 : public chip_bench {
     sim_pca9505() : chip_bench("pca9505") {}
 };
 
-TEST_F(sim_pca9505, power_on_values) {
+TEST_F(sim_pca9505, registers_have_their_power_on_values) {
     EXPECT_EQ(read_from(with_increment(0x00), 5), bytes(5, 0xFF)); // pulled up
     EXPECT_EQ(read_from(with_increment(0x08), 5), bytes(5, 0x00));
     EXPECT_EQ(read_from(with_increment(0x10), 5), bytes(5, 0x00));
@@ -25,7 +25,7 @@ TEST_F(sim_pca9505, at_power_on_the_pointer_is_at_bank_0_with_auto_increment) {
     EXPECT_EQ(read(2), (bytes{0xFF, 0xFE}));
 }
 
-TEST_F(sim_pca9505, with_auto_increment_the_bank_rolls_over_within_the_kind) {
+TEST_F(sim_pca9505, auto_increment_rolls_over_within_a_register_group) {
     for (const unsigned int kind : {0x08U, 0x10U, 0x18U, 0x20U}) {
         EXPECT_EQ(write({with_increment(kind + 3), 0x33, 0x44, 0x50, 0x51, 0x52, 0x66}), 7);
         EXPECT_EQ(read_from(with_increment(kind), 6), (bytes{0x50, 0x51, 0x52, 0x66, 0x44, 0x50}));
@@ -44,7 +44,7 @@ TEST_F(sim_pca9505, a_register_selected_by_a_write_of_its_own_is_read_afterwards
     EXPECT_EQ(read(1), bytes{0x77});
 }
 
-TEST_F(sim_pca9505, reserved_registers_read_ff_and_keep_nothing) {
+TEST_F(sim_pca9505, reserved_registers_read_0xff_and_ignore_writes) {
     for (const unsigned int reg : {0x05U, 0x07U, 0x0DU, 0x25U, 0x28U, 0x3FU, 0x40U, 0x48U}) {
         const auto reserved = static_cast<uint8_t>(reg);
         EXPECT_EQ(write({reserved, 0x12, 0x34}), 3);
@@ -54,7 +54,7 @@ TEST_F(sim_pca9505, reserved_registers_read_ff_and_keep_nothing) {
     EXPECT_EQ(read_from(with_increment(0x08), 5), bytes(5, 0x00));
 }
 
-TEST_F(sim_pca9505, inputs_outputs_and_polarity_of_each_bank) {
+TEST_F(sim_pca9505, input_register_shows_pins_outputs_and_polarity) {
     write({with_increment(0x18), 0xFF, 0xF0, 0xFF, 0xFF, 0x00});
     write({with_increment(0x08), 0x00, 0x05, 0x00, 0x00, 0x81});
     write({with_increment(0x10), 0x00, 0x00, 0xFF, 0x00, 0x00});
@@ -93,7 +93,7 @@ TEST_F(sim_pca9505, interrupt_is_released_when_the_input_returns) {
     EXPECT_EQ(shown("interrupt"), "idle");
 }
 
-TEST_F(sim_pca9505, names) {
+TEST_F(sim_pca9505, registers_and_pins_have_names) {
     EXPECT_EQ(register_name(0x00), "Input port bank 0");
     EXPECT_EQ(register_name(0x8C), "Output port bank 4");
     EXPECT_EQ(register_name(0x11), "Polarity inversion bank 1");

@@ -62,7 +62,7 @@ TEST_F(sim_pca9541, connects_neither_master_at_power_on) {
     EXPECT_EQ(shown("connected"), "none");
 }
 
-TEST_F(sim_pca9541, each_control_value_leads_to_the_bus) {
+TEST_F(sim_pca9541, bus_can_be_taken_from_every_control_state) {
     // All states of the four bits: what both masters wrote before, seen by either.
     for (std::size_t master = 0; master < 2; ++master) {
         unsigned int seen_values = 0;
@@ -81,7 +81,7 @@ TEST_F(sim_pca9541, each_control_value_leads_to_the_bus) {
     }
 }
 
-TEST_F(sim_pca9541, take_over_at_once_in_both_directions) {
+TEST_F(sim_pca9541, one_control_write_takes_the_bus_from_either_master) {
     for (int round = 0; round < 3; ++round) {
         for (std::size_t master = 0; master < 2; ++master) {
             take_at_once(master);
@@ -94,7 +94,7 @@ TEST_F(sim_pca9541, take_over_at_once_in_both_directions) {
     }
 }
 
-TEST_F(sim_pca9541, exactly_one_master_owns_the_bus_and_both_see_whether_it_is_on) {
+TEST_F(sim_pca9541, one_master_owns_the_bus_and_both_read_the_same_on_state) {
     for (unsigned int zero = 0; zero < 4; ++zero) {
         for (unsigned int one = 0; one < 4; ++one) {
             set_control(0, (zero & 1U) | (zero & 2U) << 1U);
@@ -107,21 +107,21 @@ TEST_F(sim_pca9541, exactly_one_master_owns_the_bus_and_both_see_whether_it_is_o
     }
 }
 
-TEST_F(sim_pca9541, a_master_writes_its_own_bits_only) {
+TEST_F(sim_pca9541, master_writes_only_its_own_control_bits) {
     const uint8_t others = control_of(1) & (nmybus | nbuson);
     set_control(1, 0xFF);
     EXPECT_EQ(control_of(1), 0xD5 | others);
     EXPECT_EQ(control_of(0), nmybus | nbuson) << "the other side sees MYBUS and BUSON";
 }
 
-TEST_F(sim_pca9541, the_owner_releases_the_bus) {
+TEST_F(sim_pca9541, owner_releases_the_bus_without_bus_lost) {
     take(0);
     set_control(0, control_of(0) & ~buson);
     EXPECT_FALSE(connected(0));
     EXPECT_EQ(status_of(0) & 0x08, 0) << "given up, not lost";
 }
 
-TEST_F(sim_pca9541, the_connection_follows_at_the_stop) {
+TEST_F(sim_pca9541, connection_changes_at_stop) {
     bus_port &port = part->port(0);
     ASSERT_TRUE(port.start(direction::write));
     ASSERT_TRUE(port.write(control));
@@ -136,7 +136,7 @@ TEST_F(sim_pca9541, only_segment_0_exists) {
     EXPECT_FALSE(part->port(0).connects(1));
 }
 
-TEST_F(sim_pca9541, the_loser_is_told_and_reading_clears_it) {
+TEST_F(sim_pca9541, bus_lost_interrupts_the_loser_until_it_is_read) {
     take(0);
     EXPECT_EQ(status_of(0), 0x04) << "bus ok";
     EXPECT_EQ(shown("interrupt-0"), "idle");
@@ -148,7 +148,7 @@ TEST_F(sim_pca9541, the_loser_is_told_and_reading_clears_it) {
     EXPECT_EQ(status_of(1), 0x04);
 }
 
-TEST_F(sim_pca9541, bus_initialisation_is_reported_when_it_was_asked_for) {
+TEST_F(sim_pca9541, requested_bus_initialisation_sets_its_status_bit) {
     take_at_once(1);
     EXPECT_EQ(control_of(1) & businit, businit);
     EXPECT_EQ(shown("interrupt-1"), "asserted");
@@ -192,7 +192,7 @@ TEST_F(sim_pca9541, interrupt_input_reaches_both_masters_while_it_is_low) {
     EXPECT_EQ(shown("interrupt-0"), "idle");
 }
 
-TEST_F(sim_pca9541, auto_increment) {
+TEST_F(sim_pca9541, auto_increment_wraps_over_the_three_registers) {
     EXPECT_EQ(write({auto_increment, 0x0A, 0x04}, 0), 3);
     EXPECT_EQ(read_from(auto_increment, 5, 0), (bytes{0x0A, 0x04, 0x04, 0x0A, 0x04}));
     EXPECT_EQ(read_from(interrupt_enable, 2, 0), (bytes{0x0A, 0x0A}));

@@ -48,12 +48,12 @@ TEST_F(sim_pca9548, connects_several_channels_at_once) {
     EXPECT_EQ(reachable(), segments{});
 }
 
-TEST_F(sim_pca9548, the_last_byte_counts) {
+TEST_F(sim_pca9548, last_byte_written_selects_the_channels) {
     EXPECT_EQ(write({0x01, 0x02, 0x40}), 3);
     EXPECT_EQ(reachable(), segments{6});
 }
 
-TEST_F(sim_pca9548, channels_follow_at_the_stop) {
+TEST_F(sim_pca9548, channels_switch_at_stop) {
     write({0x01});
     bus_port &port = part->port(0);
     ASSERT_TRUE(port.start(direction::write));

@@ -9,7 +9,7 @@ class sim_pca9554 : public chip_bench {
     sim_pca9554() : chip_bench("pca9554") {}
 };
 
-TEST_F(sim_pca9554, power_on_values) {
+TEST_F(sim_pca9554, registers_have_their_power_on_values) {
     EXPECT_EQ(byte_at(0), 0xFF);
     EXPECT_EQ(byte_at(1), 0xFF);
     EXPECT_EQ(byte_at(2), 0x00);
@@ -24,7 +24,7 @@ TEST_F(sim_pca9554, the_same_register_is_written_and_read_again) {
     EXPECT_EQ(byte_at(0), 0xFF);
 }
 
-TEST_F(sim_pca9554, every_read_of_the_input_register_looks_at_the_pins) {
+TEST_F(sim_pca9554, every_byte_read_of_the_input_register_samples_the_pins) {
     bus_port &port = part->port(0);
     ASSERT_TRUE(port.start(direction::write));
     ASSERT_TRUE(port.write(0));
@@ -36,7 +36,7 @@ TEST_F(sim_pca9554, every_read_of_the_input_register_looks_at_the_pins) {
     EXPECT_EQ(shown("interrupt"), "idle");
 }
 
-TEST_F(sim_pca9554, polarity_direction_and_outside_levels) {
+TEST_F(sim_pca9554, input_register_shows_pins_outputs_and_polarity) {
     write({3, 0xF0});
     write({1, 0x05});
     write({2, 0x81});
@@ -46,7 +46,7 @@ TEST_F(sim_pca9554, polarity_direction_and_outside_levels) {
     EXPECT_EQ(byte_at(0), 0xB7 ^ 0x81);
 }
 
-TEST_F(sim_pca9554, interrupt) {
+TEST_F(sim_pca9554, interrupt_lasts_until_the_input_is_read_or_returns) {
     part->set("4", "low");
     EXPECT_EQ(shown("interrupt"), "asserted");
     part->set("4", "float");
@@ -58,13 +58,13 @@ TEST_F(sim_pca9554, interrupt) {
     EXPECT_EQ(shown("interrupt"), "idle");
 }
 
-TEST_F(sim_pca9554, registers_beyond_the_last_read_ff_and_keep_nothing) {
+TEST_F(sim_pca9554, missing_registers_read_0xff_and_ignore_writes) {
     EXPECT_EQ(write({4, 0x00}), 2);
     EXPECT_EQ(byte_at(4), 0xFF);
     EXPECT_EQ(byte_at(1), 0xFF);
 }
 
-TEST_F(sim_pca9554, names) {
+TEST_F(sim_pca9554, registers_and_pins_have_names) {
     EXPECT_EQ(register_name(0), "Input port");
     EXPECT_EQ(register_name(3), "Configuration");
     EXPECT_EQ(register_name(4), "");

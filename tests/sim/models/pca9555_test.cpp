@@ -9,7 +9,7 @@ class sim_pca9555 : public chip_bench {
     sim_pca9555() : chip_bench("pca9555") {}
 };
 
-TEST_F(sim_pca9555, power_on_values) {
+TEST_F(sim_pca9555, registers_have_their_power_on_values) {
     EXPECT_EQ(read_from(0, 2), (bytes{0xFF, 0xFF})); // undriven inputs are pulled up
     EXPECT_EQ(read_from(2, 2), (bytes{0xFF, 0xFF}));
     EXPECT_EQ(read_from(4, 2), (bytes{0x00, 0x00}));
@@ -45,13 +45,13 @@ TEST_F(sim_pca9555, writing_an_input_port_changes_nothing) {
     EXPECT_EQ(read_from(2, 2), (bytes{0xFF, 0xFF}));
 }
 
-TEST_F(sim_pca9555, registers_beyond_the_last_read_ff_and_keep_nothing) {
+TEST_F(sim_pca9555, missing_registers_read_0xff_and_ignore_writes) {
     EXPECT_EQ(write({8, 0x00, 0x00}), 3);
     EXPECT_EQ(read_from(8, 2), (bytes{0xFF, 0xFF}));
     EXPECT_EQ(read_from(2, 2), (bytes{0xFF, 0xFF}));
 }
 
-TEST_F(sim_pca9555, input_shows_pins_and_polarity_inverts_what_is_read) {
+TEST_F(sim_pca9555, input_register_shows_the_pins_inverted_by_polarity) {
     part->set("3", "low");
     part->set("12", "low");
     EXPECT_EQ(read_from(0, 2), (bytes{0xF7, 0xEF}));
@@ -62,7 +62,7 @@ TEST_F(sim_pca9555, input_shows_pins_and_polarity_inverts_what_is_read) {
     EXPECT_EQ(read_from(0, 2), (bytes{0xF0, 0x0F}));
 }
 
-TEST_F(sim_pca9555, an_output_shows_what_it_drives_unless_something_outside_pulls_it) {
+TEST_F(sim_pca9555, output_pin_shows_its_level_unless_driven_from_outside) {
     write({2, 0x55, 0xAA});
     EXPECT_EQ(read_from(0, 2), (bytes{0xFF, 0xFF})) << "still inputs";
     write({6, 0x00, 0x00});
@@ -103,7 +103,7 @@ TEST_F(sim_pca9555, both_ports_must_be_read_when_both_changed) {
     EXPECT_EQ(shown("interrupt"), "idle");
 }
 
-TEST_F(sim_pca9555, outputs_do_not_interrupt_but_becoming_an_input_may) {
+TEST_F(sim_pca9555, output_pins_interrupt_only_after_becoming_inputs) {
     write({6, 0xFE});
     write({2, 0xFE});
     EXPECT_EQ(shown("interrupt"), "idle") << "low now, and last read high";
@@ -115,19 +115,19 @@ TEST_F(sim_pca9555, outputs_do_not_interrupt_but_becoming_an_input_may) {
     EXPECT_EQ(shown("interrupt"), "asserted") << "pulled up now, and last read low";
 }
 
-TEST_F(sim_pca9555, polarity_alone_does_not_interrupt) {
+TEST_F(sim_pca9555, change_of_polarity_does_not_interrupt) {
     write({4, 0xFF, 0xFF});
     EXPECT_EQ(shown("interrupt"), "idle");
 }
 
-TEST_F(sim_pca9555, levels_at_power_on_are_no_changes) {
+TEST_F(sim_pca9555, levels_at_power_on_do_not_interrupt) {
     part->set("0", "low");
     part->power_on();
     EXPECT_EQ(shown("interrupt"), "idle");
     EXPECT_EQ(byte_at(0), 0xFE);
 }
 
-TEST_F(sim_pca9555, readings_tell_direction_level_and_cause) {
+TEST_F(sim_pca9555, readings_show_direction_level_and_driver) {
     write({6, 0xF0});
     write({2, 0x0E});
     part->set("2", "low");
@@ -154,7 +154,7 @@ TEST_F(sim_pca9555, a_named_pin_is_found_by_name_and_number) {
     EXPECT_EQ(shown("psu0-present"), "no reading psu0-present");
 }
 
-TEST_F(sim_pca9555, refuses_what_it_does_not_have_and_changes_nothing) {
+TEST_F(sim_pca9555, invalid_settings_are_refused_and_change_nothing) {
     part->set("name.3", "present");
     EXPECT_EQ(refusal("16", "low"), "unknown setting \"16\" (has: 0 to 15, name.0 to name.15, present)");
     EXPECT_EQ(refusal("name.16", "x"),
@@ -170,7 +170,7 @@ TEST_F(sim_pca9555, refuses_what_it_does_not_have_and_changes_nothing) {
     EXPECT_EQ(shown("4"), "input high (pulled up)");
 }
 
-TEST_F(sim_pca9555, register_names) {
+TEST_F(sim_pca9555, registers_have_their_datasheet_names) {
     EXPECT_EQ(register_name(0), "Input port 0");
     EXPECT_EQ(register_name(3), "Output port 1");
     EXPECT_EQ(register_name(4), "Polarity inversion port 0");
@@ -178,7 +178,7 @@ TEST_F(sim_pca9555, register_names) {
     EXPECT_EQ(register_name(8), "");
 }
 
-TEST_F(sim_pca9555, has_one_port_and_leads_nowhere) {
+TEST_F(sim_pca9555, has_one_bus_port_and_no_channels) {
     EXPECT_EQ(part->ports(), 1U);
     EXPECT_EQ(part->segments(), 0U);
     EXPECT_FALSE(part->port(0).connects(0));

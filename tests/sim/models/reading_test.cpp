@@ -19,11 +19,11 @@ TEST(reading, registers_are_printed_in_hexadecimal) {
     EXPECT_EQ(text_of(register_value{0x1A, 4}), "0x001a");
 }
 
-TEST(reading, text_is_printed_as_it_is) {
+TEST(reading, text_is_printed_unchanged) {
     EXPECT_EQ(text_of(reading_value("off (tripped)")), "off (tripped)");
 }
 
-TEST(reading, units_have_names) {
+TEST(reading, units_have_their_names) {
     EXPECT_EQ(name_of(unit::volts), "volts");
     EXPECT_EQ(name_of(unit::percent), "percent");
 }

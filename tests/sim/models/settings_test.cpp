@@ -18,7 +18,7 @@ std::string refusal_of(Call call) {
     return "accepted";
 }
 
-TEST(settings, quantity_with_and_without_unit) {
+TEST(settings, quantity_is_read_with_and_without_a_unit) {
     EXPECT_EQ(parse_quantity("load", "180", load), 180);
     EXPECT_EQ(parse_quantity("load", "180W", load), 180);
     EXPECT_EQ(parse_quantity("load", "180 W", load), 180);
@@ -27,7 +27,7 @@ TEST(settings, quantity_with_and_without_unit) {
     EXPECT_EQ(parse_quantity("ambient", "-5.5C", {"C", -40, 85}), -5.5);
 }
 
-TEST(settings, quantity_that_is_refused_names_setting_and_value) {
+TEST(settings, refused_quantity_names_setting_and_value) {
     for (const std::string_view value :
          {"", "W", "18oW", "180V", "180WW", "180GW", "-1", "5001", "5.1kW", "nan", "inf", "k"}) {
         EXPECT_EQ(refusal_of([&] { (void)parse_quantity("load", value, load); }),
@@ -44,7 +44,7 @@ TEST(settings, numbers_are_decimal_or_hexadecimal) {
     }
 }
 
-TEST(settings, choice_lists_what_there_is) {
+TEST(settings, refused_choice_lists_the_choices) {
     EXPECT_EQ(parse_choice("fan", "stopped", {"ok", "stopped"}), 1U);
     EXPECT_EQ(refusal_of([] {
                   (void)parse_choice("fan", "fast", {"ok", "stopped"});

@@ -25,7 +25,7 @@ class commands : public workbench {
     process keeper = keep_powered();
 };
 
-TEST_F(commands, show_draws_the_board) {
+TEST_F(commands, show_prints_the_tree_of_buses_and_chips) {
     ASSERT_EQ(call({"0x7000", "sb", "1"}), "sb ok\n");
     good({"fault", "psu", "nack", "--count", "3"});
     const std::string text = good({"show"});
@@ -43,7 +43,7 @@ TEST_F(commands, show_draws_the_board) {
     EXPECT_TRUE(std::ranges::all_of(lines, [](const std::string &line) { return line.size() <= 100; }));
 }
 
-TEST_F(commands, show_tells_details_of_chips) {
+TEST_F(commands, show_of_chips_prints_settings_and_channels) {
     const std::string text = good({"show", "psu", "mux"});
     EXPECT_THAT(text, StartsWith("psu (car2512) 0x58 on bus mux.0\n"));
     EXPECT_THAT(text, HasSubstr("\n  * load "));
@@ -51,7 +51,7 @@ TEST_F(commands, show_tells_details_of_chips) {
     EXPECT_THAT(text, HasSubstr("\n    mux.0 off\n"));
 }
 
-TEST_F(commands, show_speaks_json) {
+TEST_F(commands, show_json_has_numbers_with_units_in_the_keys) {
     const json all = json::parse(good({"show", "--json"}));
     EXPECT_EQ(all["board"], "bench");
     EXPECT_EQ(all["file"], board);
@@ -74,12 +74,12 @@ TEST_F(commands, set_changes_pins_and_loads) {
     EXPECT_EQ(state()["chips"]["psu"]["readings"]["load_watts"], 180.0);
 }
 
-TEST_F(commands, set_takes_negative_values) {
+TEST_F(commands, set_accepts_negative_values) {
     good({"set", "psu.ambient", "-5C"});
     EXPECT_EQ(state()["chips"]["psu"]["readings"]["ambient_celsius"], -5.0);
 }
 
-TEST_F(commands, fault_makes_transfers_fail_so_many_times) {
+TEST_F(commands, fault_count_fails_that_many_transfers) {
     good({"fault", "gpio", "nack", "--count", "2"});
     EXPECT_EQ(call({"0x2000", "q", "q", "q"}),
               "q failed: No such device or address\nq failed: No such device or address\nq ok\n");
@@ -92,7 +92,7 @@ TEST_F(commands, fault_makes_transfers_fail_so_many_times) {
     EXPECT_EQ(call({"0x2000", "q"}), "q ok\n");
 }
 
-TEST_F(commands, fault_of_a_seed_strikes_the_same_transfers_each_time) {
+TEST_F(commands, fault_seed_strikes_the_same_transfers_in_every_run) {
     const words quick{"0x2000", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q"};
     const words reads{"0x2000", "read", "2", "read", "2", "read", "2"};
     std::string patterns[2];
@@ -124,7 +124,7 @@ TEST_F(commands, trace_prints_the_latest_transfers) {
     EXPECT_EQ(std::ranges::count(good({"trace", "--last", "1000000"}), '\n'), 3);
 }
 
-TEST_F(commands, trace_speaks_json) {
+TEST_F(commands, trace_json_prints_one_object_a_transfer) {
     call({"0x2100", "rb", "0", "0x2000", "rb", "1"});
     std::istringstream lines(good({"trace", "--last", "2", "--json"}));
     std::string line;
@@ -148,7 +148,7 @@ TEST_F(commands, trace_speaks_json) {
     EXPECT_FALSE(std::getline(lines, line));
 }
 
-TEST_F(commands, trace_follows_line_by_line) {
+TEST_F(commands, trace_follow_prints_each_transfer_at_once) {
     call({"0x2000", "q"});
     process follower(sim({"trace", "--board", board, "--last", "1", "--follow"}));
     EXPECT_THAT(follower.read_line(), HasSubstr("gpio@0x20 quick write  ok"));
@@ -158,13 +158,13 @@ TEST_F(commands, trace_follows_line_by_line) {
     EXPECT_EQ(follower.finish().status, 0); // with the board
 }
 
-TEST_F(commands, trace_ends_after_a_number_of_transfers) {
+TEST_F(commands, trace_count_ends_after_that_many_transfers) {
     call({"0x2000", "q", "q", "q"});
     EXPECT_EQ(std::ranges::count(good({"trace", "--last", "3", "--count", "2"}), '\n'), 2);
     EXPECT_EQ(good({"trace", "--count", "0"}), "");
 }
 
-TEST_F(commands, writing_to_a_closed_pipe_ends_quietly) {
+TEST_F(commands, closed_output_pipe_ends_commands_without_a_message) {
     call({"0x2000", "q", "q", "q"});
     for (const char *const command : {"show", "show --json", "trace --last 3", "trace --last 3 --follow"}) {
         const finished result =
@@ -174,7 +174,7 @@ TEST_F(commands, writing_to_a_closed_pipe_ends_quietly) {
     }
 }
 
-TEST_F(commands, trace_ends_when_its_reader_leaves_even_if_nothing_happens_any_more) {
+TEST_F(commands, trace_follow_ends_with_its_reader_without_new_transfers) {
     call({"0x2000", "q"});
     const finished result = run({"sh", "-c", "\"$0\" trace --last 1 --follow | head -n 1", sim({})[0]});
     EXPECT_THAT(result.out, HasSubstr("gpio@0x20 quick write  ok\n"));
@@ -201,7 +201,7 @@ TEST_F(commands, output_that_cannot_be_written_is_an_error) {
     }
 }
 
-TEST_F(commands, trace_fails_when_its_reader_has_left) {
+TEST_F(commands, trace_follow_fails_when_its_reader_exited_before) {
     const finished result = run({"sh", "-c",
                                  "{ until [ -e \"$1\" ]; do :; done; \"$0\" trace --last 1 --follow; "
                                  "echo $? >&2; } | { exec <&-; : >\"$1\"; }",
@@ -209,7 +209,7 @@ TEST_F(commands, trace_fails_when_its_reader_has_left) {
     EXPECT_EQ(result.err, "1\n");
 }
 
-TEST_F(commands, mistakes_are_refused_with_standard_error_closed_or_full) {
+TEST_F(commands, bad_arguments_fail_with_standard_error_closed_or_full) {
     for (const char *const command : {"--nope", "nope", "show nothere", "set", "trace --last x"}) {
         for (const char *const streams : {"2>&-", "2>/dev/full", "<&- >&- 2>&-"}) {
             EXPECT_EQ(status_with(command, streams, sim({})[0]), 2) << command << ' ' << streams;
@@ -218,7 +218,7 @@ TEST_F(commands, mistakes_are_refused_with_standard_error_closed_or_full) {
     EXPECT_EQ(status_with("run -- ./nothing", "2>&-", sim({})[0]), 127);
 }
 
-TEST_F(commands, work_in_a_shell_on_the_board) {
+TEST_F(commands, commands_work_in_a_shell_started_by_run) {
     const std::string script = "\"$0\" set gpio.lid low && \"$0\" show gpio | grep lid && \"$1\" 0x2000 rb 0";
     const finished result = run(on_board({"sh", "-c", script, sim({})[0], i2c_call()}));
     EXPECT_THAT(result.out, ::testing::ContainsRegex("^  [*] lid +input low.*\nrb f7 ok\n$"));
@@ -235,7 +235,7 @@ void PrintTo(const mistake &wrong, std::ostream *out) { *out << wrong.what; }
 
 class bad_input : public commands, public ::testing::WithParamInterface<mistake> {};
 
-TEST_P(bad_input, is_one_line_and_status_2_and_changes_nothing) {
+TEST_P(bad_input, is_refused_with_one_line_and_status_2_and_changes_nothing) {
     const json before = state();
     const finished result = sim_run(GetParam().arguments);
     EXPECT_EQ(result.out, "");
@@ -307,7 +307,7 @@ INSTANTIATE_TEST_SUITE_P(all, bad_input, ::testing::ValuesIn(mistakes),
                          [](const auto &each) { return each.param.what; });
 
 /// Messages that chips word themselves.
-TEST_F(commands, unknown_pin_and_bad_value_are_named_and_change_nothing) {
+TEST_F(commands, unknown_pin_or_bad_value_is_named_and_changes_nothing) {
     const json before = state();
     const words attempts[] = {{"set", "gpio.lib", "low"},
                               {"set", "gpio.lid", "lowish"},
@@ -324,9 +324,9 @@ TEST_F(commands, unknown_pin_and_bad_value_are_named_and_change_nothing) {
     }
 }
 
-class without_choice : public workbench {};
+class board_not_named : public workbench {};
 
-TEST_F(without_choice, no_board_is_running) {
+TEST_F(board_not_named, commands_fail_when_no_board_is_running) {
     for (const words &command :
          {words{"show"}, {"set", "a.b", "c"}, {"fault", "a", "nack"}, {"trace"}, {"run", "--", "true"}}) {
         const finished result = sim_run(command);
@@ -340,7 +340,7 @@ TEST_F(without_choice, no_board_is_running) {
     EXPECT_EQ(named.status, 2);
 }
 
-TEST_F(without_choice, several_boards_are_running) {
+TEST_F(board_not_named, commands_ask_for_board_when_several_are_running) {
     const std::string twin = file("twin.ini", "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
     process keeper = keep_powered();
     EXPECT_EQ(sim_run({"show"}).status, 0);
@@ -354,24 +354,24 @@ TEST_F(without_choice, several_boards_are_running) {
     EXPECT_EQ(sim_run({"show", "gpio", "--board", twin}).status, 0);
 }
 
-TEST_F(without_choice, run_joins_the_only_board) {
+TEST_F(board_not_named, run_joins_the_only_board) {
     process keeper = keep_powered();
     EXPECT_EQ(run(sim({"run", "--", i2c_call(), "0x3801", "q"})).out, "q ok\n");
 }
 
-TEST_F(without_choice, run_in_a_shell_on_a_board_joins_it) {
+TEST_F(board_not_named, run_in_a_shell_on_a_board_joins_it) {
     const finished result = run(on_board(
         {"sh", "-c", "\"$1\" 0x2000 wb 2 1; \"$0\" run -- \"$1\" 0x2000 rb 2", sim({})[0], i2c_call()}));
     EXPECT_EQ(result.out, "wb ok\nrb 01 ok\n");
 }
 
-TEST_F(without_choice, the_version_is_that_of_the_project) {
+TEST_F(board_not_named, version_is_that_of_the_project) {
     const finished result = sim_run({"--version"});
     EXPECT_EQ(result.out, "varnel-sim 1.0.0\n");
     EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(without_choice, help_tells_each_command) {
+TEST_F(board_not_named, help_describes_each_command) {
     for (const char *const command : {"run", "show", "set", "fault", "trace"}) {
         EXPECT_THAT(sim_run({"--help"}).out, HasSubstr(command));
         const finished help = sim_run({command, "--help"});

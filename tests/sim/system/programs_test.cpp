@@ -14,7 +14,7 @@ namespace varnel::test {
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-class programs : public workbench {
+class programs_on_a_board : public workbench {
   public:
     void expect_good(const words &arguments) const {
         words program{awkward()};
@@ -26,46 +26,46 @@ class programs : public workbench {
     }
 };
 
-TEST_F(programs, primitives_are_answered_by_the_board) {
+TEST_F(programs_on_a_board, transfers_reach_the_board) {
     EXPECT_EQ(call({"0x2000", "wb", "2", "0xa5", "rb", "2", "q", "0x3801", "rb", "3"}),
               "wb ok\nrb a5 ok\nq ok\nrb ff ok\n");
     EXPECT_EQ(call({"0x5000", "wr", "0", "5"}), "wr 48 65 6c 6c 6f ok\n");
 }
 
-TEST_F(programs, failures_have_their_errno) {
+TEST_F(programs_on_a_board, failed_transfers_set_errno) {
     EXPECT_EQ(call({"0x2100", "rb", "2"}), "rb failed: No such device or address\n");
     EXPECT_EQ(call({"0x2007", "rb", "2"}), "rb failed: No such device\n");
 }
 
-TEST_F(programs, chip_behind_a_closed_channel_does_not_answer) {
+TEST_F(programs_on_a_board, chip_behind_a_closed_channel_does_not_answer) {
     EXPECT_EQ(
         call({"0x5800", "q", "0x7000", "sb", "1", "0x5800", "q", "0x7000", "sb", "0", "0x5800", "q"}),
         "q failed: No such device or address\nsb ok\nq ok\nsb ok\nq failed: No such device or address\n");
 }
 
-TEST_F(programs, largest_transfers_pass_in_both_directions) {
+TEST_F(programs_on_a_board, transfers_of_65535_bytes_work_in_both_directions) {
     EXPECT_EQ(call({"0x5000", "read", "65535", "0x2000", "write", "65535"}),
               "read 48 65 6c 6c 6f ff ff ff ff ff ff ff ff ff ff ff ok\nwrite 65535 of 65535 bytes\n");
 }
 
-TEST_F(programs, may_fork) { expect_good({"fork"}); }
-TEST_F(programs, may_have_threads) { expect_good({"threads"}); }
-TEST_F(programs, may_fork_while_other_threads_use_the_bus) { expect_good({"fork-among-threads"}); }
-TEST_F(programs, may_close_all_descriptors) { expect_good({"close"}); }
-TEST_F(programs, may_use_every_descriptor_number_for_files_of_their_own) {
+TEST_F(programs_on_a_board, may_fork) { expect_good({"fork"}); }
+TEST_F(programs_on_a_board, may_have_threads) { expect_good({"threads"}); }
+TEST_F(programs_on_a_board, may_fork_while_other_threads_use_the_bus) { expect_good({"fork-among-threads"}); }
+TEST_F(programs_on_a_board, may_close_all_descriptors) { expect_good({"close"}); }
+TEST_F(programs_on_a_board, may_use_every_descriptor_number_for_files_of_their_own) {
     expect_good({"replace", folder() + "/mine"});
 }
-TEST_F(programs, may_be_allowed_few_descriptors) { expect_good({"few"}); }
-TEST_F(programs, may_be_interrupted_by_signals) { expect_good({"interrupt"}); }
-TEST_F(programs, keep_errno_over_a_transfer_that_succeeds) { expect_good({"errno"}); }
+TEST_F(programs_on_a_board, may_have_a_low_descriptor_limit) { expect_good({"few"}); }
+TEST_F(programs_on_a_board, may_be_interrupted_by_signals) { expect_good({"interrupt"}); }
+TEST_F(programs_on_a_board, successful_transfer_keeps_errno) { expect_good({"errno"}); }
 
-TEST_F(programs, may_execute_others) {
+TEST_F(programs_on_a_board, may_exec_other_programs) {
     const finished result = run(on_board({awkward(), "exec", i2c_call(), "0x2000", "rb", "2"}));
     EXPECT_EQ(result.out, "rb 22 ok\n");
     EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(programs, board_stays_on_for_a_daemon_that_has_not_used_it_yet) {
+TEST_F(programs_on_a_board, board_stays_on_for_a_daemon_that_made_no_transfer_yet) {
     const std::string gate = folder() + "/gate";
     const std::string result = folder() + "/result";
     ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
@@ -80,12 +80,12 @@ TEST_F(programs, board_stays_on_for_a_daemon_that_has_not_used_it_yet) {
     EXPECT_EQ(starter.finish().status, 0);
 }
 
-TEST_F(programs, exit_status_is_the_programs) {
+TEST_F(programs_on_a_board, run_exits_with_the_status_of_the_program) {
     EXPECT_EQ(run(on_board({"sh", "-c", "exit 7"})).status, 7);
     EXPECT_EQ(run(on_board({"sh", "-c", "kill -SEGV $$"})).status, 128 + SIGSEGV);
 }
 
-TEST_F(programs, program_that_cannot_be_executed_is_named_as_env_does) {
+TEST_F(programs_on_a_board, missing_program_exits_127_and_unexecutable_126) {
     const finished missing = run(on_board({"./no-such-program"}));
     EXPECT_EQ(missing.status, 127);
     EXPECT_EQ(missing.err, "varnel-sim: ./no-such-program: No such file or directory\n");
@@ -94,19 +94,19 @@ TEST_F(programs, program_that_cannot_be_executed_is_named_as_env_does) {
     EXPECT_EQ(folder_itself.err, "varnel-sim: " + folder() + ": Permission denied\n");
 }
 
-TEST_F(programs, arguments_reach_the_program_untouched) {
+TEST_F(programs_on_a_board, arguments_reach_the_program_unchanged) {
     EXPECT_EQ(run(on_board({"printf", "%s|", "--", "--board", "-x", "show", ""})).out,
               "--|--board|-x|show||");
 }
 
-TEST_F(programs, standard_streams_are_the_programs) {
+TEST_F(programs_on_a_board, standard_streams_belong_to_the_program) {
     process cat(on_board({"sh", "-c", "cat; echo oops >&2"}));
     cat.write("through\n");
     EXPECT_EQ(cat.read_line(), "through");
     EXPECT_EQ(cat.finish().err, "oops\n");
 }
 
-TEST_F(programs, environment_names_the_board_and_keeps_what_was_preloaded) {
+TEST_F(programs_on_a_board, environment_names_the_board_and_keeps_ld_preload) {
     setenv("LD_PRELOAD", "libm.so.6", 1);
     const std::string out =
         run(on_board({"sh", "-c",
@@ -116,7 +116,7 @@ TEST_F(programs, environment_names_the_board_and_keeps_what_was_preloaded) {
     EXPECT_EQ(out, library() + ":libm.so.6\n" + board + "\nsocket\n");
 }
 
-TEST_F(programs, run_passes_a_termination_on) {
+TEST_F(programs_on_a_board, run_forwards_sigterm_to_the_program) {
     process waiting(
         on_board({"sh", "-c", "trap 'echo told; exit 3' TERM; echo ready; while :; do read line; done"}));
     EXPECT_EQ(waiting.read_line(), "ready");
@@ -125,7 +125,7 @@ TEST_F(programs, run_passes_a_termination_on) {
     EXPECT_EQ(waiting.finish().status, 3);
 }
 
-TEST_F(programs, run_leaves_signals_of_the_terminal_to_the_program) {
+TEST_F(programs_on_a_board, run_ignores_sigint_and_sigquit) {
     process waiting(on_board({"sh", "-c", "echo ready; read line; echo $line; exit 4"}));
     EXPECT_EQ(waiting.read_line(), "ready");
     waiting.send(SIGINT);
@@ -135,7 +135,7 @@ TEST_F(programs, run_leaves_signals_of_the_terminal_to_the_program) {
     EXPECT_EQ(waiting.finish().status, 4);
 }
 
-TEST_F(programs, without_a_board_transfers_fail_with_ENODEV_and_one_line) {
+TEST_F(programs_on_a_board, transfers_without_a_board_fail_with_enodev_and_one_line) {
     setenv("LD_PRELOAD", library().c_str(), 1);
     const finished unset = run({i2c_call(), "0x2000", "rb", "2", "rb", "2"});
     setenv("VARNEL_SIM_SOCKET", (folder() + "/none").c_str(), 1);
@@ -143,13 +143,14 @@ TEST_F(programs, without_a_board_transfers_fail_with_ENODEV_and_one_line) {
     unsetenv("LD_PRELOAD");
     unsetenv("VARNEL_SIM_SOCKET");
     EXPECT_EQ(unset.out, "rb failed: No such device\nrb failed: No such device\n");
-    EXPECT_EQ(unset.err, "libvarnel_sim: VARNEL_SIM_SOCKET is not set: start programs with varnel-sim run\n");
+    EXPECT_EQ(unset.err,
+              "libvarnel_sim: VARNEL_SIM_SOCKET is not set: start programs_on_a_board with varnel-sim run\n");
     EXPECT_EQ(missing.out, "rb failed: No such device\nq failed: No such device\n");
     EXPECT_EQ(missing.err, "libvarnel_sim: no simulated board at " + folder() +
-                               "/none: start programs with varnel-sim run\n");
+                               "/none: start programs_on_a_board with varnel-sim run\n");
 }
 
-TEST_F(programs, trace_of_a_run_has_each_transfer_before_run_ends) {
+TEST_F(programs_on_a_board, trace_of_a_run_has_each_transfer_before_run_ends) {
     const std::string file = folder() + "/trace";
     const finished result = run(
         sim({"run", "--board", board,    "--trace", file, "--trace", "-",  "--", i2c_call(), "0x2000", "wb",
@@ -171,7 +172,7 @@ TEST_F(programs, trace_of_a_run_has_each_transfer_before_run_ends) {
                               "0 fru@0x50 quick write  ok\n");
 }
 
-TEST_F(programs, trace_that_cannot_be_written_leaves_the_program_alone) {
+TEST_F(programs_on_a_board, failed_trace_output_does_not_disturb_the_program) {
     const finished result =
         run(sim({"run", "--board", board, "--trace", "/dev/full", "--", i2c_call(), "0x2000", "q", "q"}));
     EXPECT_EQ(result.out, "q ok\nq ok\n");
@@ -179,7 +180,7 @@ TEST_F(programs, trace_that_cannot_be_written_leaves_the_program_alone) {
     EXPECT_EQ(result.err, "varnel-sim: trace: /dev/full: No space left on device\n");
 }
 
-TEST_F(programs, program_does_not_start_when_the_trace_file_cannot_be_created) {
+TEST_F(programs_on_a_board, program_does_not_start_when_the_trace_file_cannot_be_created) {
     const finished result =
         run(sim({"run", "--board", board, "--trace", folder() + "/none/trace", "--", "echo", "started"}));
     EXPECT_EQ(result.out, "");
@@ -187,7 +188,7 @@ TEST_F(programs, program_does_not_start_when_the_trace_file_cannot_be_created) {
     EXPECT_EQ(result.status, 2);
 }
 
-TEST_F(programs, bad_description_is_one_line_and_the_program_does_not_start) {
+TEST_F(programs_on_a_board, bad_description_is_refused_before_the_program_starts) {
     const std::string bad = file("bad.ini", "[a]\ntype = pca9555\nbus = 0\naddress = 0x99\n");
     const finished result = run(on(bad, {"echo", "started"}));
     EXPECT_EQ(result.out, "");
@@ -195,7 +196,7 @@ TEST_F(programs, bad_description_is_one_line_and_the_program_does_not_start) {
     EXPECT_EQ(result.status, 2);
 }
 
-TEST_F(programs, demo_board_is_as_its_description_says) {
+TEST_F(programs_on_a_board, demo_board_has_the_described_chips_and_levels) {
     const std::string steps = i2c_call() +
                               " 0x2000 rb 0 rb 1 0x3800 rb 0 0x2400 rb 0 0x6800 q 0x7401 q 0x7501 q "
                               "0x5800 q 0x7000 sb 3 0x5800 q";

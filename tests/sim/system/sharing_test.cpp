@@ -19,7 +19,7 @@
 
 namespace varnel::test {
 
-class sharing : public workbench {
+class board_sharing : public workbench {
   public:
     [[nodiscard]] std::string read_output() const { return call({"0x2000", "rb", "2"}); }
 
@@ -31,28 +31,28 @@ class sharing : public workbench {
     }
 };
 
-TEST_F(sharing, programs_see_each_others_writes) {
+TEST_F(board_sharing, programs_see_each_others_writes) {
     process keeper = keep_powered();
     EXPECT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
     EXPECT_EQ(read_output(), "rb 5a ok\n");
     EXPECT_EQ(keeper.finish().status, 0);
 }
 
-TEST_F(sharing, board_is_powered_on_anew_after_the_last_program) {
+TEST_F(board_sharing, board_is_reset_after_the_last_program_ends) {
     EXPECT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
     for (int i = 0; i < 20; ++i) {
         ASSERT_EQ(call({"0x2000", "rb", "2", "wb", "2", "0x5a"}), "rb ff ok\nwb ok\n");
     }
 }
 
-TEST_F(sharing, boards_of_different_files_are_different) {
+TEST_F(board_sharing, boards_of_different_files_are_separate) {
     const std::string twin = file("twin.ini", "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
     process keeper = keep_powered();
     EXPECT_EQ(run(on(twin, {i2c_call(), "0x2000", "wb", "2", "0x5a"})).status, 0);
     EXPECT_EQ(read_output(), "rb ff ok\n");
 }
 
-TEST_F(sharing, one_file_is_one_board_under_any_name) {
+TEST_F(board_sharing, one_file_is_one_board_under_any_path) {
     const std::string alias = folder() + "/alias.ini";
     std::filesystem::create_symlink(board, alias);
     process keeper = keep_powered();
@@ -60,7 +60,7 @@ TEST_F(sharing, one_file_is_one_board_under_any_name) {
     EXPECT_EQ(read_output(), "rb 5a ok\n");
 }
 
-TEST_F(sharing, programs_that_start_at_once_share_one_board) {
+TEST_F(board_sharing, programs_started_at_the_same_time_share_one_board) {
     std::vector<process> keepers;
     for (int i = 0; i < 8; ++i) {
         keepers.emplace_back(
@@ -77,7 +77,7 @@ TEST_F(sharing, programs_that_start_at_once_share_one_board) {
     }
 }
 
-TEST_F(sharing, programs_that_start_and_end_at_once_always_have_a_board) {
+TEST_F(board_sharing, programs_that_start_while_others_end_always_have_a_board) {
     std::vector<std::thread> callers;
     std::array<int, 4> good{};
     for (int &count : good) {
@@ -93,7 +93,7 @@ TEST_F(sharing, programs_that_start_and_end_at_once_always_have_a_board) {
     EXPECT_THAT(good, ::testing::Each(25));
 }
 
-TEST_F(sharing, transfers_of_programs_do_not_mix) {
+TEST_F(board_sharing, transfers_of_several_programs_are_not_mixed) {
     process keeper = keep_powered();
     std::vector<process> threads;
     for (int i = 0; i < 4; ++i) {
@@ -104,7 +104,7 @@ TEST_F(sharing, transfers_of_programs_do_not_mix) {
     }
 }
 
-TEST_F(sharing, program_that_is_killed_leaves_the_board_working) {
+TEST_F(board_sharing, killed_program_leaves_the_board_working) {
     process keeper = keep_powered();
     process caller(on_board({"sh", "-c", "echo $$; exec \"$0\" for-ever", awkward()}));
     const pid_t victim = std::stoi(caller.read_line());
@@ -114,7 +114,7 @@ TEST_F(sharing, program_that_is_killed_leaves_the_board_working) {
     EXPECT_EQ(call({"0x2000", "wb", "2", "0x12", "rb", "2"}), "wb ok\nrb 12 ok\n");
 }
 
-TEST_F(sharing, board_stays_on_when_run_is_killed_but_not_its_program) {
+TEST_F(board_sharing, board_stays_on_when_only_run_is_killed) {
     process orphaned(on_board({"sh", "-c", "echo $$; read line"}));
     const pid_t program = std::stoi(orphaned.read_line());
     ASSERT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
@@ -124,7 +124,7 @@ TEST_F(sharing, board_stays_on_when_run_is_killed_but_not_its_program) {
     EXPECT_EQ(orphaned.finish().status, 128 + SIGKILL);
 }
 
-TEST_F(sharing, killed_server_is_missed_and_replaced) {
+TEST_F(board_sharing, killed_server_fails_transfers_and_is_started_again) {
     process keeper(on_board({"sh", "-c", "echo powered; read line; exec \"$0\" 0x2000 q q", i2c_call()}));
     EXPECT_EQ(keeper.read_line(), "powered");
     kill_server();
@@ -141,14 +141,14 @@ TEST_F(sharing, killed_server_is_missed_and_replaced) {
 }
 
 /// Kills the server of the bench board, and waits until its sockets are closed.
-void sharing::kill_server() const {
+void board_sharing::kill_server() const {
     const sim::descriptor until_it_is_gone = sim::meeting_point::of_board(board).connect();
     ASSERT_EQ(kill(state()["server"].get<pid_t>(), SIGKILL), 0);
     char byte = 0;
     ASSERT_EQ(recv(until_it_is_gone.get(), &byte, 1, 0), 0);
 }
 
-TEST_F(sharing, run_fails_when_the_server_ended_before_the_program) {
+TEST_F(board_sharing, run_fails_when_the_server_ended_before_the_program) {
     const std::string message =
         "varnel-sim: " + board + ": the board's server ended before the program did\n";
     for (const auto &[program_status, status] : {std::pair(0, 1), std::pair(7, 7)}) {
@@ -166,7 +166,7 @@ TEST_F(sharing, run_fails_when_the_server_ended_before_the_program) {
     }
 }
 
-TEST_F(sharing, commands_name_a_server_that_ends_before_it_replies) {
+TEST_F(board_sharing, commands_report_a_server_that_ends_before_its_reply) {
     ASSERT_EQ(run(on_board({"true"})).status, 0); // makes the runtime directory
     const sim::meeting_point here = sim::meeting_point::of_board(board);
     for (const char *const command : {"show", "trace --last 3", "set gpio.lid low"}) {
@@ -183,7 +183,7 @@ TEST_F(sharing, commands_name_a_server_that_ends_before_it_replies) {
     here.remove();
 }
 
-TEST_F(sharing, latest_transfers_that_a_dying_server_leaves_incomplete_are_an_error) {
+TEST_F(board_sharing, trace_reports_a_server_that_ends_within_its_reply) {
     ASSERT_EQ(run(on_board({"true"})).status, 0);
     const sim::meeting_point here = sim::meeting_point::of_board(board);
     sim::descriptor listener = here.listen();
@@ -201,9 +201,9 @@ TEST_F(sharing, latest_transfers_that_a_dying_server_leaves_incomplete_are_an_er
 }
 
 /// A board whose server may open few files, full of connections.
-class full_board : public sharing {
+class board_at_its_descriptor_limit : public board_sharing {
   public:
-    full_board() {
+    board_at_its_descriptor_limit() {
         EXPECT_EQ(keeper.read_line(), "powered");
         do {
             connections.push_back(connect());
@@ -229,7 +229,7 @@ class full_board : public sharing {
     std::vector<sim::channel> connections;
 };
 
-TEST_F(full_board, refuses_commands_and_runs_with_one_line) {
+TEST_F(board_at_its_descriptor_limit, refuses_commands_and_runs_with_one_line) {
     EXPECT_GT(connections.size(), 8U);
     const std::string message = std::string("varnel-sim: this board takes no more connections: ") + reason;
     for (const words &command : {sim({"show", "--board", board}), on_board({"echo", "started"})}) {
@@ -240,7 +240,7 @@ TEST_F(full_board, refuses_commands_and_runs_with_one_line) {
     }
 }
 
-TEST_F(full_board, refuses_programs_with_one_line_until_there_is_room_again) {
+TEST_F(board_at_its_descriptor_limit, refuses_programs_with_one_line) {
     keeper.write("\n");
     const finished result = keeper.finish();
     EXPECT_EQ(result.out, "q failed: No such device\nq failed: No such device\n");
@@ -248,7 +248,7 @@ TEST_F(full_board, refuses_programs_with_one_line_until_there_is_room_again) {
                               " takes no more connections: " + reason);
 }
 
-TEST_F(full_board, takes_connections_again_when_others_have_left) {
+TEST_F(board_at_its_descriptor_limit, accepts_connections_again_when_others_have_closed) {
     connections.clear();
     EXPECT_EQ(read_output(), "rb ff ok\n");
 }
@@ -289,7 +289,7 @@ class no_more_descriptors {
     rlimit before_{};
 };
 
-TEST_F(sharing, connection_that_cannot_be_accepted_waits_without_using_the_processor) {
+TEST_F(board_sharing, unaccepted_connection_waits_without_processor_time) {
     process keeper = keep_powered();
     const auto server = state()["server"].get<pid_t>();
     std::vector<sim::channel> others;
@@ -309,7 +309,7 @@ TEST_F(sharing, connection_that_cannot_be_accepted_waits_without_using_the_proce
     EXPECT_TRUE(late.receive_control());
 }
 
-TEST_F(sharing, description_that_has_changed_is_noticed) {
+TEST_F(board_sharing, changed_description_is_reported_and_not_applied) {
     process keeper = keep_powered();
     EXPECT_EQ(run(on_board({"true"})).err, "");
     std::ofstream(board, std::ios::app) << "[late]\ntype = pca9554\nbus = 0\naddress = 0x39\n";
@@ -323,7 +323,7 @@ TEST_F(sharing, description_that_has_changed_is_noticed) {
     EXPECT_EQ(anew.out, "q ok\n");
 }
 
-TEST_F(sharing, messages_that_make_no_sense_end_the_connection_and_nothing_else) {
+TEST_F(board_sharing, malformed_message_ends_only_its_own_connection) {
     process keeper = keep_powered();
     const std::vector<std::vector<uint8_t>> nonsense{
         {0},
@@ -344,7 +344,7 @@ TEST_F(sharing, messages_that_make_no_sense_end_the_connection_and_nothing_else)
     EXPECT_EQ(read_output(), "rb ff ok\n");
 }
 
-TEST_F(sharing, transfers_have_this_format_on_the_wire) {
+TEST_F(board_sharing, transfer_messages_have_the_documented_bytes) {
     process keeper = keep_powered();
     sim::channel by_hand = connect();
     by_hand.send(std::vector<uint8_t>{3, 1, 0, 0x50, 1, 0, 2, 0, 0x01}, {});
@@ -353,7 +353,7 @@ TEST_F(sharing, transfers_have_this_format_on_the_wire) {
     EXPECT_EQ(by_hand.receive(), (std::vector<uint8_t>{5, 1, 0, 0, 255, 255, 255, 255, ENXIO, 0, 0, 0}));
 }
 
-TEST_F(sharing, reader_of_a_trace_that_is_too_slow_learns_what_it_lost) {
+TEST_F(board_sharing, slow_trace_reader_gets_the_number_of_lost_transfers) {
     process keeper = keep_powered();
     sim::channel slow = connect();
     slow.send({{"command", "trace"}, {"last", nullptr}, {"follow", true}});
@@ -372,7 +372,7 @@ TEST_F(sharing, reader_of_a_trace_that_is_too_slow_learns_what_it_lost) {
     EXPECT_GT(lost, 0u);
 }
 
-TEST_F(sharing, board_does_not_stay_on_for_those_who_only_look) {
+TEST_F(board_sharing, trace_reader_does_not_keep_the_board_on) {
     process keeper = keep_powered();
     call({"0x2000", "q"});
     process looker(sim({"trace", "--board", board, "--last", "1", "--follow"}));
@@ -382,7 +382,7 @@ TEST_F(sharing, board_does_not_stay_on_for_those_who_only_look) {
     EXPECT_EQ(sim_run({"show", "--board", board}).status, 2);
 }
 
-TEST_F(sharing, runtime_directory_is_the_users_own) {
+TEST_F(board_sharing, runtime_directory_has_mode_0700_or_is_refused) {
     EXPECT_EQ(read_output(), "rb ff ok\n");
     struct stat status {};
     ASSERT_EQ(stat(runtime_directory().c_str(), &status), 0);
@@ -395,7 +395,7 @@ TEST_F(sharing, runtime_directory_is_the_users_own) {
     EXPECT_EQ(refused.status, 1);
 }
 
-TEST_F(sharing, server_keeps_no_pipe_of_who_started_it) {
+TEST_F(board_sharing, server_does_not_keep_the_pipes_of_its_starter) {
     process first(on_board({"true"}));
     EXPECT_EQ(first.read_line(), "");
     process keeper = keep_powered();

@@ -24,7 +24,7 @@ constexpr uint8_t to_host = USB_DIR_IN | USB_TYPE_VENDOR;
 constexpr uint8_t to_device = USB_DIR_OUT | USB_TYPE_VENDOR;
 enum place : uint8_t { middle = 4, first = 5, last = 6, only = 7 };
 
-class TinyUsb : public scripted_bus {
+class tiny_usb : public scripted_bus {
   public:
     using answer_of_device = std::optional<bytes>;
 
@@ -48,7 +48,7 @@ class TinyUsb : public scripted_bus {
     tiny_usb_device device_{bus};
 };
 
-TEST_F(TinyUsb, DescribesItselfAsFarAsTheHostWantsToHear) {
+TEST_F(tiny_usb, descriptors_are_cut_to_the_requested_length) {
     const auto type = [](unsigned int descriptor) { return static_cast<uint16_t>(descriptor << 8U); };
     constexpr uint8_t standard_in = USB_DIR_IN | USB_TYPE_STANDARD;
     EXPECT_THAT(asks(standard_in, USB_REQ_GET_DESCRIPTOR, type(USB_DT_DEVICE), 64),
@@ -62,7 +62,7 @@ TEST_F(TinyUsb, DescribesItselfAsFarAsTheHostWantsToHear) {
     EXPECT_EQ(asks(standard_in, USB_REQ_SYNCH_FRAME, 0, 2), std::nullopt);
 }
 
-TEST_F(TinyUsb, CanDoAllButBlockReads) {
+TEST_F(tiny_usb, functionality_is_i2c_and_emulated_smbus) {
     constexpr uint32_t functions = I2C_FUNC_I2C | I2C_FUNC_SMBUS_EMUL;
     EXPECT_THAT(asks(to_host, 1, 0, 4), Optional(bytes{functions & 0xFF, functions >> 8 & 0xFF,
                                                        functions >> 16 & 0xFF, functions >> 24}));
@@ -73,7 +73,7 @@ TEST_F(TinyUsb, CanDoAllButBlockReads) {
     EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(TinyUsb, WritesAndReadsAlone) {
+TEST_F(tiny_usb, single_writes_and_reads_reach_the_bus) {
     answers({{}, {}, {{7, 8}}, {}});
     EXPECT_THAT(writes(only, 0x20, {1, 2, 3}), Optional(IsEmpty()));
     EXPECT_THAT(writes(only, 0x20, {}), Optional(IsEmpty()));
@@ -83,7 +83,7 @@ TEST_F(TinyUsb, WritesAndReadsAlone) {
                                    read_of(bus, 0x21, {0, 0})));
 }
 
-TEST_F(TinyUsb, WritesInFrontOfAReadArePartOfItsTransfer) {
+TEST_F(tiny_usb, write_before_a_read_is_one_combined_transfer) {
     answers({{{9}}});
     EXPECT_THAT(writes(first, 0x68, {5}), Optional(IsEmpty()));
     EXPECT_EQ(status(), 1U);
@@ -93,7 +93,7 @@ TEST_F(TinyUsb, WritesInFrontOfAReadArePartOfItsTransfer) {
     EXPECT_THAT(calls, ElementsAre(write_read_of(bus, 0x68, {5}, {0})));
 }
 
-TEST_F(TinyUsb, TellsTheHostThatNobodyAnswered) {
+TEST_F(tiny_usb, missing_acknowledge_sets_the_nak_status) {
     for (const int error : {ENXIO, EREMOTEIO}) {
         fails_with(error);
         EXPECT_THAT(writes(only, 0x20, {1}), Optional(IsEmpty()));
@@ -108,7 +108,7 @@ TEST_F(TinyUsb, TellsTheHostThatNobodyAnswered) {
     }
 }
 
-TEST_F(TinyUsb, StallsWhenATransferFailsOtherwise) {
+TEST_F(tiny_usb, other_failures_stall_the_request) {
     fails_with(EIO);
     EXPECT_EQ(writes(only, 0x20, {1}), std::nullopt);
     EXPECT_EQ(status(), 0U);
@@ -120,7 +120,7 @@ TEST_F(TinyUsb, StallsWhenATransferFailsOtherwise) {
     EXPECT_EQ(reads(last, 0x20, 1), std::nullopt);
 }
 
-TEST_F(TinyUsb, StallsAtTransfersThatNoPrimitiveDoes) {
+TEST_F(tiny_usb, unsupported_message_sequences_stall_the_request) {
     ASSERT_TRUE(writes(first, 0x20, {1}));
     EXPECT_EQ(writes(last, 0x20, {2}), std::nullopt);
     EXPECT_EQ(reads(last, 0x20, 1), std::nullopt); // and what was written is forgotten
@@ -132,7 +132,7 @@ TEST_F(TinyUsb, StallsAtTransfersThatNoPrimitiveDoes) {
     EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(TinyUsb, ForgetsAWriteWhoseTransferWasGivenUp) {
+TEST_F(tiny_usb, pending_write_is_dropped_by_a_new_transfer) {
     ASSERT_TRUE(writes(first, 0x20, {1}));
     EXPECT_TRUE(reads(only, 0x20, 1));
     EXPECT_THAT(calls, ElementsAre(read_of(bus, 0x20, {0})));
