@@ -143,11 +143,10 @@ TEST_F(programs_on_a_board, transfers_without_a_board_fail_with_enodev_and_one_l
     unsetenv("LD_PRELOAD");
     unsetenv("VARNEL_SIM_SOCKET");
     EXPECT_EQ(unset.out, "rb failed: No such device\nrb failed: No such device\n");
-    EXPECT_EQ(unset.err,
-              "libvarnel_sim: VARNEL_SIM_SOCKET is not set: start programs_on_a_board with varnel-sim run\n");
+    EXPECT_EQ(unset.err, "libvarnel_sim: VARNEL_SIM_SOCKET is not set: start programs with varnel-sim run\n");
     EXPECT_EQ(missing.out, "rb failed: No such device\nq failed: No such device\n");
     EXPECT_EQ(missing.err, "libvarnel_sim: no simulated board at " + folder() +
-                               "/none: start programs_on_a_board with varnel-sim run\n");
+                               "/none: start programs with varnel-sim run\n");
 }
 
 TEST_F(programs_on_a_board, trace_of_a_run_has_each_transfer_before_run_ends) {
