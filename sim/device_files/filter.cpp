@@ -42,9 +42,6 @@ constexpr std::initializer_list<uint32_t> calls_with_paths = {
 #ifdef SYS_stat
     SYS_stat,   SYS_lstat,
 #endif
-#ifdef SYS_fstatat64
-    SYS_stat64, SYS_lstat64, SYS_fstatat64,
-#endif
     SYS_openat, SYS_openat2, SYS_faccessat, SYS_faccessat2,
 };
 

@@ -10,7 +10,6 @@
 namespace varnel::test {
 
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 class device_files : public workbench {
   public:
