@@ -34,10 +34,6 @@ json assignments_from(const std::vector<std::string> &words) {
     return assignments;
 }
 
-} // namespace
-
-namespace {
-
 /// A value may start with a minus sign; the parser leaves that to us.
 std::vector<std::string> words_of(const CLI::App &command) {
     auto words = command.remaining();
@@ -84,19 +80,16 @@ void add_fault_options(CLI::App &command, fault_options &options) {
     command.add_option("chip", options.chip, "name of the chip")->type_name("CHIP");
     command.add_option("kind", options.kind, "none clears all of the chip's faults")
         ->type_name("nack|short|stuck|flip|none");
-    CLI::Option *const count =
-        add_number(command, "--count", options.count, "strike the next N transfers (default 1)");
+    CLI::Option *const count = add_number(command, "--count", options.count, {1, UINT64_MAX},
+                                          "strike the next N transfers (default 1)");
     add_probability(command, "--rate", options.rate, "strike each transfer with this probability, 0 to 1")
         ->excludes(count);
-    add_number(command, "--seed", options.seed, "choose which transfers and bits (default 1)");
+    add_number(command, "--seed", options.seed, UINT64_MAX, "choose which transfers and bits (default 1)");
 }
 
 json request_for(const fault_options &options) {
     if (options.kind.empty()) {
         throw bad_usage("missing argument: CHIP nack|short|stuck|flip|none");
-    }
-    if (options.count == 0U) {
-        throw bad_usage("--count: must be at least 1");
     }
     json request = {{"command", "fault"},
                     {"chip", options.chip},

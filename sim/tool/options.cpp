@@ -1,12 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/tool/options.h"
 
-#include <string>
 #include <utility>
-
-#include <fmt/format.h>
-
-#include "host/numbers.h"
 
 namespace varnel::sim::tool {
 
@@ -17,28 +12,6 @@ CLI::App *add_command(CLI::App &app, const char *name, const char *description, 
         ->type_name("FILE");
     command->callback([&call, chosen = std::move(action)] { call.action = chosen; });
     return command;
-}
-
-CLI::Option *add_number(CLI::App &command, const char *option, std::optional<uint64_t> &number,
-                        const char *description) {
-    const auto take = [option, &number](const std::string &text) {
-        number = whole_number<uint64_t>(text);
-        if (!number) {
-            throw bad_usage(fmt::format("{}: '{}' is not a whole number", option, text));
-        }
-    };
-    return command.add_option_function<std::string>(option, take, description)->type_name("N");
-}
-
-CLI::Option *add_probability(CLI::App &command, const char *option, std::optional<double> &number,
-                             const char *description) {
-    const auto take = [option, &number](const std::string &text) {
-        number = whole_number<double>(text);
-        if (!number || !(*number >= 0 && *number <= 1)) {
-            throw bad_usage(fmt::format("{}: '{}' is not a number from 0 to 1", option, text));
-        }
-    };
-    return command.add_option_function<std::string>(option, take, description)->type_name("P");
 }
 
 } // namespace varnel::sim::tool

@@ -100,8 +100,8 @@ void add_trace(CLI::App &app, invocation &call) {
         add_command(app, "trace", "Print each transfer as one line, from now on until interrupted", call,
                     [&call, options] { trace(call, *options); });
     command->add_flag("--json", options->json, "one JSON object a line");
-    add_number(*command, "--last", options->last, "print the N latest transfers, and end");
-    add_number(*command, "--count", options->count, "end after N transfers");
+    add_number(*command, "--last", options->last, UINT64_MAX, "print the N latest transfers, and end");
+    add_number(*command, "--count", options->count, UINT64_MAX, "end after N transfers");
     command->add_flag("--follow", options->follow, "with --last: go on with those to come");
 }
 

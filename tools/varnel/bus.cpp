@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/device.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"

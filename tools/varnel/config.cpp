@@ -12,7 +12,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/ini_trial.h"
 #include "tools/varnel/json_text.h"
@@ -209,9 +209,6 @@ std::optional<memory_file> copy_of_stream(const std::string &file) {
 
 void print_table(const std::string &file, const std::string &delimiters, int columns,
                  const context &context) {
-    if (columns == 0) {
-        throw bad_usage(fmt::format("--columns: must be 1 to {}", int{VARNEL_LOG_TOKENS}));
-    }
     const std::optional<memory_file> copy = copy_of_stream(file);
     const std::string path = copy ? copy->path() : file;
     const auto records = std::make_unique<TABLE>();
@@ -292,7 +289,7 @@ void add_table(verbs<config_arguments> &config, context &context) {
         .add_option("FILE", printing.given.at.file,
                     "one record a line; empty lines and // are skipped; - is standard input")
         ->required();
-    add_number(printing.parser, "--columns", printing.given.columns, VARNEL_LOG_TOKENS,
+    add_number(printing.parser, "--columns", printing.given.columns, {1, VARNEL_LOG_TOKENS},
                "number of fields in each record, 1 to 8")
         ->required();
     printing.parser

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/commands.h"
 
 namespace varnel::tools {

@@ -14,7 +14,7 @@
 #include "chips/pca9555.h"
 #include "host/command_line.h"
 #include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "varnel/pca9505.h"
 #include "varnel/pca9555.h"
 #include "varnel/smbus.h"
@@ -125,7 +125,7 @@ std::vector<std::string> expander_model_names() {
 }
 
 const expander_model *expander_model_from(const std::string &name) {
-    return &models.at(place_among(expander_model_names(), name, "--chip"));
+    return &models.at(host::place_among(expander_model_names(), name, "--chip"));
 }
 
 const expander_model *default_expander_model() { return models.data(); }

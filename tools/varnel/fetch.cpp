@@ -16,7 +16,7 @@
 #include <poll.h>
 
 #include "host/held_signals.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/arriving_file.h"
 #include "tools/varnel/progress_bar.h"
 #include "tools/varnel/reception.h"

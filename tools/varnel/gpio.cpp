@@ -9,8 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/device.h"
 #include "tools/varnel/expander.h"
 #include "tools/varnel/report.h"
@@ -269,10 +268,7 @@ void add_bank(const added_verb<options> &verb, const char *description) {
 void add_banks(verbs<options> &gpio, context &context) {
     const auto one = add_on_chip(gpio, "bank", "Show or write eight pins as a byte", bank);
     add_bank(one, "0 to 1; pca9505: 0 to 4");
-    const auto byte = [](const std::string &text) {
-        return std::optional(c_number(text, UINT8_MAX, "VALUE"));
-    };
-    add_argument(one.parser, "VALUE", one.given.value, byte, "the byte to write")->required(false);
+    add_number(one.parser, "VALUE", one.given.value, UINT8_MAX, "the byte to write")->required(false);
     add_choice(one.parser, "--of", one.given.kind, {"level", "output", "direction"},
                "default: level; a direction of 1 is an input");
     add_verify(one.parser, one.given.verify);

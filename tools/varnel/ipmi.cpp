@@ -12,7 +12,7 @@
 #include <fmt/format.h>
 
 #include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"

@@ -16,8 +16,7 @@
 #include <unistd.h>
 
 #include "host/foreground_program.h"
-#include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -181,10 +180,8 @@ void add_run(verbs<lock_arguments> &lock) {
         ->required();
     add_number(running.parser, "--number", running.given.number, most_locks - 1,
                "which lock of the file (default 0)");
-    add_argument(
-        running.parser, "--locks", running.given.size,
-        [](const std::string &text) { return c_number(text, most_locks, "--locks"); },
-        "how many locks a new file gets (default: number + 1)", "N");
+    add_number(running.parser, "--locks", running.given.size, most_locks,
+               "how many locks a new file gets (default: number + 1)");
     CLI::Option *const no_wait = running.parser.add_flag("--no-wait", running.given.no_wait,
                                                          "give up with exit status 75 when it is held");
     add_duration(running.parser, "--timeout", running.given.time_out,

@@ -12,7 +12,7 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/descriptor.h"
 #include "tools/varnel/text_input.h"
 #include "tools/varnel/verb.h"

@@ -8,8 +8,7 @@
 
 #include <fmt/format.h>
 
-#include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/device.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -100,10 +99,7 @@ void add_mux(CLI::App &app, context &context) {
     };
     add_json(add("get", "Show which channels are connected", print_control).parser, context);
     const auto enable = add("enable", "Connect these channels and no others", enable_channels);
-    const auto read = [](const std::string &text) {
-        return std::optional(c_number(text, UINT8_MAX, "CONTROL"));
-    };
-    add_argument(enable.parser, "CONTROL", enable.given.control, read, "control byte, a bit per channel")
+    add_number(enable.parser, "CONTROL", enable.given.control, UINT8_MAX, "control byte, a bit per channel")
         ->required(false);
     add_bytes(enable.parser, "--channel", enable.given.channels, "by number, instead");
     add_verify(enable.parser, enable.given.verify);

@@ -14,8 +14,8 @@
 
 #include "chips/car2512.h"
 #include "host/numbers.h"
+#include "host/options.h"
 #include "host/terminal.h"
-#include "tools/varnel/arguments.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"
 #include "tools/varnel/pmbus.h"
@@ -272,7 +272,7 @@ std::optional<unsigned int> centivolts_from(const std::string &text) {
     if (digits.ends_with('V')) {
         digits.remove_suffix(1);
     }
-    const auto volts = whole_number<double>(digits);
+    const auto volts = real_number(digits);
     const std::size_t dot = digits.find('.');
     const bool too_fine = dot != std::string_view::npos && digits.size() - dot > 3;
     if (!volts || too_fine || !(*volts >= least_volts && *volts <= most_volts)) {
@@ -324,9 +324,8 @@ void add_fan(verbs<options> &psu, context &context) {
         ->required(false);
     add_argument(setting.parser, "--at-least", setting.given.at_least, percent_from,
                  "raise the duty cycle, never lower it", "PERCENT");
-    const auto rpm = [](const std::string &text) { return std::optional(c_number(text, most_rpm, "--rpm")); };
-    add_argument(setting.parser, "--rpm", setting.given.rpm, rpm,
-                 "speed, up to 20000; with 0 the duty cycle applies", "N");
+    add_number(setting.parser, "--rpm", setting.given.rpm, most_rpm,
+               "speed, up to 20000; with 0 the duty cycle applies");
     add_verify(setting.parser, setting.given.verify);
     add_json(setting.parser, context);
 }

@@ -9,8 +9,7 @@
 #include <fmt/format.h>
 
 #include "host/held_signals.h"
-#include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/hexadecimal.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/record_pipe.h"
@@ -144,10 +143,7 @@ void add_read(verbs<queue_arguments> &queue, context &context) {
     add_pipe(reading);
     CLI::Option *const follow =
         reading.parser.add_flag("--follow", reading.given.follow, "go on until interrupted");
-    add_argument(
-        reading.parser, "--count", reading.given.count,
-        [](const std::string &text) { return c_number(text, UINT32_MAX, "--count"); },
-        "records to receive (default 1)", "N")
+    add_number(reading.parser, "--count", reading.given.count, UINT32_MAX, "records to receive (default 1)")
         ->excludes(follow);
     CLI::Option *const no_wait =
         reading.parser.add_flag("--no-wait", reading.given.no_wait, "fail when there is no complete record");

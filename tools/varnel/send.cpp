@@ -17,7 +17,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/descriptor.h"
 #include "tools/varnel/library_thread.h"
 #include "tools/varnel/progress_bar.h"
@@ -147,9 +147,6 @@ class server_view {
 };
 
 void send(const std::string &path, unsigned int clients) {
-    if (clients == 0) {
-        throw bad_usage("--clients: 0 clients need no file");
-    }
     const struct stat file = checked_file(path);
     check_port();
     order what(path, static_cast<uint8_t>(clients));
@@ -179,7 +176,7 @@ void add_send(CLI::App &app, context &context) {
                  [](const options &given) { send(given.file, static_cast<unsigned int>(given.clients)); });
     add_note(sending.parser, "Nothing is authenticated.");
     sending.parser.add_option("FILE", sending.given.file, "the file, less than 2 GiB")->required();
-    add_number(sending.parser, "--clients", sending.given.clients, most_clients,
+    add_number(sending.parser, "--clients", sending.given.clients, {1, most_clients},
                "how many; one that disconnects early counts, too (default 1)");
 }
 

@@ -14,8 +14,7 @@
 
 #include <fmt/format.h>
 
-#include "host/numbers.h"
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"
 #include "tools/varnel/pmbus.h"
@@ -232,14 +231,7 @@ added_verb<options> add_with_command(verbs<options> &smbus, const char *name, co
 }
 
 CLI::Option *add_count(const added_verb<options> &verb, const char *name, std::size_t most) {
-    const auto read = [name, most](const std::string &text) {
-        const auto count = static_cast<std::size_t>(c_number(text, most, name));
-        if (count == 0) {
-            throw bad_usage(fmt::format("{}: must be 1 to {}", name, most));
-        }
-        return count;
-    };
-    return add_argument(verb.parser, name, verb.given.length, read, "bytes to read", *name == '-' ? "N" : "");
+    return add_number(verb.parser, name, verb.given.length, {1, most}, "bytes to read");
 }
 
 void add_block(const added_verb<options> &verb) {

@@ -9,7 +9,6 @@
 #include <fmt/format.h>
 
 #include "host/held_signals.h"
-#include "host/numbers.h"
 #include "host/standard_streams.h"
 #include "host/terminal.h"
 
@@ -26,14 +25,14 @@ class screen {
             frame += fmt::format("\x1b[{}A\r", height_);
         }
         height_ = 0;
-        const std::size_t rows = host::size_of_terminal(stdout).rows;
+        const std::size_t rows = size_of_terminal(stdout).rows;
         while (!view.empty() && height_ + 1 < rows) {
             const std::size_t end = std::min(view.find('\n'), view.size());
             frame += fmt::format("{}\x1b[K\n", view.substr(0, end));
             view.remove_prefix(std::min(end + 1, view.size()));
             ++height_;
         }
-        host::print(frame + "\x1b[J\x1b[?7h");
+        print(frame + "\x1b[J\x1b[?7h");
     }
 
   private:
@@ -44,21 +43,16 @@ std::string view_or_trouble(const std::function<std::string()> &view) {
     try {
         return view();
     } catch (const failed &trouble) {
-        if (!host::is_terminal(stdout)) {
-            host::say(fmt::format("varnel: {}", trouble.what()));
+        if (!is_terminal(stdout)) {
+            say(fmt::format("varnel: {}", trouble.what()));
             return "";
         }
-        return fmt::format("{}\n", host::coloured(stdout, host::colour::red, trouble.what()));
+        return fmt::format("{}\n", coloured(stdout, colour::red, trouble.what()));
     }
 }
 
-uint64_t count_of_views(const std::string &text) {
-    const uint64_t count = host::c_number(text, UINT32_MAX, "--count");
-    return count > 0 ? count : throw host::bad_usage("--count: must be 1 or more");
-}
-
 void watch(const watch_options &options, const std::function<std::string()> &view) {
-    const host::held_signals signals; // a view is always whole
+    const held_signals signals; // a view is always whole
     const uint64_t most = options.count.value_or(std::numeric_limits<uint64_t>::max());
     screen screen;
     for (uint64_t shown = 0; shown < most; ++shown) {
@@ -66,7 +60,7 @@ void watch(const watch_options &options, const std::function<std::string()> &vie
             return;
         }
         const std::string text = view_or_trouble(view);
-        host::is_terminal(stdout) ? screen.draw(text) : host::print(text);
+        is_terminal(stdout) ? screen.draw(text) : print(text);
     }
 }
 
@@ -75,11 +69,11 @@ void watch(const watch_options &options, const std::function<std::string()> &vie
 void add_watch(CLI::App &verb, watch_options &options) {
     CLI::Option *const interval =
         add_duration(verb, "--watch", options.interval, "show it again and again, such as every 1s");
-    add_argument(verb, "--count", options.count, count_of_views, "end after N views", "N")->needs(interval);
+    add_number(verb, "--count", options.count, {1, UINT32_MAX}, "end after N views")->needs(interval);
 }
 
 void show(const watch_options &options, const std::function<std::string()> &view) {
-    options.interval ? watch(options, view) : host::print(view());
+    options.interval ? watch(options, view) : print(view());
 }
 
 } // namespace varnel::tools

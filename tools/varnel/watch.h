@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 #include "tools/varnel/commands.h"
 
 namespace varnel::tools {

@@ -101,7 +101,7 @@ TEST_F(commands, fault_seed_strikes_the_same_transfers_in_every_run) {
         good({"fault", "gpio", "nack", "--rate", "0.5", "--seed", "42"});
         patterns[i] = call(quick);
         good({"fault", "gpio", "none"});
-        good({"fault", "gpio", "flip", "--count", "3", "--seed", "7"});
+        good({"fault", "gpio", "flip", "--count", "0x3", "--seed", "7"});
         flips[i] = call(reads);
     }
     EXPECT_EQ(patterns[0], patterns[1]);
@@ -272,13 +272,21 @@ const mistake mistakes[] = {
      {"fault", "psu", "nak"},
      "there is no fault 'nak', only nack, short, stuck, flip and none"},
     {"fault_extra", {"fault", "psu", "nack", "3"}, "The following argument was not expected: 3"},
-    {"fault_count_word", {"fault", "psu", "nack", "--count", "two"}, "--count: 'two' is not a whole number"},
-    {"fault_count_sign", {"fault", "psu", "nack", "--count", "-1"}, "--count: '-1' is not a whole number"},
-    {"fault_count_unit", {"fault", "psu", "nack", "--count", "3x"}, "--count: '3x' is not a whole number"},
-    {"fault_count_zero", {"fault", "psu", "nack", "--count", "0"}, "--count: must be at least 1"},
+    {"fault_count_word",
+     {"fault", "psu", "nack", "--count", "two"},
+     "--count: 'two' is not a whole number of 1 or more"},
+    {"fault_count_sign",
+     {"fault", "psu", "nack", "--count", "-1"},
+     "--count: '-1' is not a whole number of 1 or more"},
+    {"fault_count_unit",
+     {"fault", "psu", "nack", "--count", "3x"},
+     "--count: '3x' is not a whole number of 1 or more"},
+    {"fault_count_zero",
+     {"fault", "psu", "nack", "--count", "0"},
+     "--count: '0' is not a whole number of 1 or more"},
     {"fault_count_huge",
      {"fault", "psu", "nack", "--count", "18446744073709551616"},
-     "--count: '18446744073709551616' is not a whole number"},
+     "--count: '18446744073709551616' is not a whole number of 1 or more"},
     {"fault_rate_word", {"fault", "psu", "nack", "--rate", "x"}, "--rate: 'x' is not a number from 0 to 1"},
     {"fault_rate_high",
      {"fault", "psu", "nack", "--rate", "1.01"},

@@ -204,7 +204,7 @@ Faults stay until they are cleared.
 
 Not to a terminal, views come one after the other; what does not answer does not end them.
   $ varnel psu get 1:0x58 input --watch 1ms --count 0
-  ! varnel: --count: must be 1 or more
+  ! varnel: --count: '0' is not a number from 1 to 4294967295 (0xffffffff)
   [2]
   $ varnel psu get 1:0x58 input --watch 1ms --count 3
   230.0 V

@@ -105,10 +105,10 @@ The chip's first byte is taken for a count.
     ]
   }
   $ varnel smbus read-block 0:0x50 1 0
-  ! varnel: COUNT: must be 1 to 32
+  ! varnel: COUNT: '0' is not a number from 1 to 32 (0x20)
   [2]
   $ varnel smbus read-block 0:0x50 1 33
-  ! varnel: COUNT: '33' is not a number from 0 to 32 (0x20)
+  ! varnel: COUNT: '33' is not a number from 1 to 32 (0x20)
   [2]
   $ varnel smbus read-block 0:0x21 1 4
   ! varnel: 0:0x21: read register 0x01: no acknowledge (No such device or address)
@@ -147,7 +147,7 @@ The chip's first byte is taken for a count.
   ! varnel: --read is required
   [2]
   $ varnel smbus block-process-call 0:0x20 2 1 2 --read 0
-  ! varnel: --read: must be 1 to 31
+  ! varnel: --read: '0' is not a number from 1 to 31 (0x1f)
   [2]
   $ varnel smbus block-process-call 0:0x21 2 1 2 --read 2
   ! varnel: 0:0x21: process call of register 0x02: no acknowledge (No such device or address)

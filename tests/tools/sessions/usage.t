@@ -67,25 +67,25 @@ A device is BUS:ADDRESS, the address in hexadecimal.
 
 Times.
   $ varnel psu status 1:0x58 --watch 5
-  ! varnel: '5' is not a time, such as 500ms, 1s or 2m
+  ! varnel: --watch: '5' is not a time, such as 500ms, 1s or 2m
   [2]
   $ varnel psu status 1:0x58 --watch s
-  ! varnel: 's' is not a time, such as 500ms, 1s or 2m
+  ! varnel: --watch: 's' is not a time, such as 500ms, 1s or 2m
   [2]
   $ varnel psu status 1:0x58 --watch 0s
-  ! varnel: '0s' is not a time, such as 500ms, 1s or 2m
+  ! varnel: --watch: '0s' is not a time, such as 500ms, 1s or 2m
   [2]
   $ varnel psu status 1:0x58 --watch -1s
-  ! varnel: '-1s' is not a time, such as 500ms, 1s or 2m
+  ! varnel: --watch: '-1s' is not a time, such as 500ms, 1s or 2m
   [2]
   $ varnel psu status 1:0x58 --watch 25000m
-  ! varnel: '25000m' is not a time, such as 500ms, 1s or 2m
+  ! varnel: --watch: '25000m' is not a time, such as 500ms, 1s or 2m
   [2]
   $ varnel psu status 1:0x58 --count 3
   ! varnel: --count requires --watch
   [2]
   $ varnel psu status 1:0x58 --watch 1s --count many
-  ! varnel: --count: 'many' is not a number from 0 to 4294967295 (0xffffffff)
+  ! varnel: --count: 'many' is not a number from 1 to 4294967295 (0xffffffff)
   [2]
 
 No platform answers on that bus.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/varnel/arguments.h"
+#include "host/options.h"
 
 #include <algorithm>
 #include <utility>
@@ -7,25 +7,37 @@
 #include <fmt/format.h>
 
 #include "host/command_line.h"
-#include "host/numbers.h"
+#include "host/duration.h"
 
-namespace varnel::tools {
+namespace varnel::host {
 
-CLI::Option *add_number(CLI::App &verb, const std::string &name, uint64_t &number, uint64_t most,
-                        const char *description) {
-    return add_argument(
-        verb, name, number,
-        [name, most](const std::string &text) { return host::c_number(text, most, name); }, description,
-        name.starts_with('-') ? "N" : "");
+CLI::Option *add_probability(CLI::App &verb, const std::string &name, std::optional<double> &probability,
+                             const char *description) {
+    const auto read = [name](const std::string &text) {
+        const auto number = real_number(text);
+        if (!number || !(*number >= 0 && *number <= 1)) {
+            throw bad_usage(fmt::format("{}: '{}' is not a number from 0 to 1", name, text));
+        }
+        return *number;
+    };
+    return add_argument(verb, name, probability, read, description, "P");
 }
 
 CLI::Option *add_size(CLI::App &verb, const std::string &name, uint64_t &bytes, const char *description) {
-    return add_argument(verb, name, bytes, host::size_in_bytes, description, "SIZE");
+    return add_argument(
+        verb, name, bytes, [name](const std::string &text) { return size_in_bytes(text, name); }, description,
+        "SIZE");
 }
 
 CLI::Option *add_duration(CLI::App &verb, const std::string &name,
                           std::optional<std::chrono::milliseconds> &time, const char *description) {
-    return add_argument(verb, name, time, host::duration, description, "TIME");
+    const auto read = [name](const std::string &text) {
+        const auto given = duration(text);
+        return given ? *given
+                     : throw bad_usage(
+                           fmt::format("{}: '{}' is not a time, such as 500ms, 1s or 2m", name, text));
+    };
+    return add_argument(verb, name, time, read, description, "TIME");
 }
 
 std::size_t place_among(const std::vector<std::string> &words, const std::string &text,
@@ -33,8 +45,7 @@ std::size_t place_among(const std::vector<std::string> &words, const std::string
     const auto found = std::ranges::find(words, text);
     if (found == words.end()) {
         const std::string all_but_last = fmt::format("{}", fmt::join(words.begin(), words.end() - 1, ", "));
-        throw host::bad_usage(
-            fmt::format("{}: '{}' is not {} or {}", what, text, all_but_last, words.back()));
+        throw bad_usage(fmt::format("{}: '{}' is not {} or {}", what, text, all_but_last, words.back()));
     }
     return static_cast<std::size_t>(found - words.begin());
 }
@@ -52,14 +63,15 @@ CLI::Option *add_choice(CLI::App &verb, const std::string &name, std::size_t &ch
 
 CLI::Option *add_bytes(CLI::App &verb, const std::string &name, std::vector<uint8_t> &bytes,
                        const char *description) {
-    const auto take = [name, &bytes](const std::vector<std::string> &words) {
+    const auto read_all = [name, &bytes](const std::vector<std::string> &words) {
         for (const std::string &word : words) {
-            bytes.push_back(static_cast<uint8_t>(host::c_number(word, UINT8_MAX, name)));
+            bytes.push_back(static_cast<uint8_t>(c_number(word, UINT8_MAX, name)));
         }
     };
-    CLI::Option *const option = verb.add_option_function<std::vector<std::string>>(name, take, description);
+    CLI::Option *const option =
+        verb.add_option_function<std::vector<std::string>>(name, read_all, description);
     return name.starts_with('-') ? option->type_name("N,N...")->delimiter(',')->allow_extra_args(false)
                                  : option->type_name("")->expected(-1);
 }
 
-} // namespace varnel::tools
+} // namespace varnel::host

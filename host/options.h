@@ -9,7 +9,9 @@
 
 #include <CLI/CLI.hpp>
 
-namespace varnel::tools {
+#include "host/numbers.h"
+
+namespace varnel::host {
 
 /// An option ("--limit") or a positional argument ("COUNT") that `read` makes a value of; it throws
 /// bad_usage. Positional arguments are required.
@@ -22,9 +24,19 @@ CLI::Option *add_argument(CLI::App &verb, const std::string &name, Value &value,
     return name.starts_with('-') ? option : option->required();
 }
 
-/// A number in C notation, 0x.. or decimal, from 0 to `most`.
-CLI::Option *add_number(CLI::App &verb, const std::string &name, uint64_t &number, uint64_t most,
-                        const char *description);
+/// A number in C notation, 0x.. or decimal; `number` may be a std::optional.
+template <typename Number>
+CLI::Option *add_number(CLI::App &verb, const std::string &name, Number &number, range allowed,
+                        const char *description) {
+    return add_argument(
+        verb, name, number,
+        [name, allowed](const std::string &text) { return c_number(text, allowed, name); }, description,
+        name.starts_with('-') ? "N" : "");
+}
+
+/// A probability from 0 to 1.
+CLI::Option *add_probability(CLI::App &verb, const std::string &name, std::optional<double> &probability,
+                             const char *description);
 
 /// The placeholder of one of these words: "on|off".
 [[nodiscard]] std::string any_of(const std::vector<std::string> &words);
@@ -49,4 +61,4 @@ CLI::Option *add_duration(CLI::App &verb, const std::string &name,
 CLI::Option *add_bytes(CLI::App &verb, const std::string &name, std::vector<uint8_t> &bytes,
                        const char *description);
 
-} // namespace varnel::tools
+} // namespace varnel::host
