@@ -2,11 +2,12 @@
 #include "sim/board/description.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <string_view>
 
 #include <fmt/format.h>
+
+#include "host/numbers.h"
 
 namespace varnel::sim {
 
@@ -23,15 +24,6 @@ bool is_digit(char c) { return c >= '0' && c <= '9'; }
 bool is_chip_name(std::string_view name) {
     return !name.empty() && is_letter(name[0]) &&
            std::ranges::all_of(name, [](char c) { return is_letter(c) || is_digit(c) || c == '-'; });
-}
-
-/// A C number, decimal or 0x.
-std::optional<unsigned int> number(std::string_view text) {
-    const bool hex = text.starts_with("0x") || text.starts_with("0X");
-    text.remove_prefix(hex ? 2 : 0);
-    unsigned int value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
 /// Takes the entries of one section apart.
@@ -65,7 +57,7 @@ class section_reader {
     }
 
     [[nodiscard]] uint8_t address(const ini_entry &entry) const {
-        const auto value = number(entry.value);
+        const auto value = host::whole_number<unsigned int>(entry.value);
         if (!value) {
             fail(entry.line, fmt::format("{} '{}' is not a number", entry.key, entry.value));
         }

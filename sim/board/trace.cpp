@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/hex.h"
+
 namespace varnel::sim {
 
 std::string_view name_of(operation kind) {
@@ -67,7 +69,7 @@ namespace {
 
 std::string text_of(const traced_data &data, std::size_t skipped) {
     const auto shown = std::span(data.bytes).subspan(skipped);
-    std::string text = fmt::format("{:02x}", fmt::join(shown, " "));
+    std::string text = host::hex(shown, " ");
     if (data.bytes.size() == traced_bytes && data.length > traced_bytes) {
         text += fmt::format(" ... ({} bytes)", data.length);
     }

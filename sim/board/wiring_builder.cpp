@@ -2,11 +2,12 @@
 #include "sim/board/wiring_builder.h"
 
 #include <algorithm>
-#include <charconv>
 #include <set>
 #include <string_view>
 
 #include <fmt/format.h>
+
+#include "host/numbers.h"
 
 namespace varnel::sim {
 
@@ -18,11 +19,9 @@ bool is_number(std::string_view text) {
            std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-/// A decimal number, or something larger than any adapter and channel.
+/// The number, or one larger than that of any adapter or channel.
 std::size_t number(std::string_view digits) {
-    std::size_t value = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    return error == std::errc{} ? value : SIZE_MAX;
+    return host::whole_number<std::size_t>(digits).value_or(SIZE_MAX);
 }
 
 class wiring_builder {

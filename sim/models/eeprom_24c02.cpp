@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
+#include <span>
 
+#include "host/hex.h"
 #include "sim/models/command_port.h"
 #include "sim/models/settings.h"
 
@@ -21,14 +22,6 @@ constexpr std::size_t row_size = 16; // of a reading
 constexpr auto write_cycle = 5ms;
 constexpr std::string_view data_prefix = "data.";
 constexpr std::string_view known_settings = "wp, data.00 to data.ff";
-
-std::optional<uint8_t> hex_byte(std::string_view digits) {
-    uint8_t byte = 0;
-    const char *const end = digits.data() + digits.size();
-    const auto [rest, error] = std::from_chars(digits.data(), end, byte, 16);
-    const bool two_digits = digits.size() == 2 && error == std::errc{} && rest == end;
-    return two_digits ? std::optional(byte) : std::nullopt;
-}
 
 class eeprom_24c02 : public chip, private command_port {
   public:
@@ -94,11 +87,9 @@ std::vector<reading> eeprom_24c02::readings() const {
     std::vector<reading> all{{"state", busy() ? "writing" : "ready", false},
                              {"wp", write_protected_ ? "high" : "low", true}};
     for (std::size_t row = 0; row < size; row += row_size) {
-        std::string bytes;
-        for (std::size_t i = row; i < row + row_size; ++i) {
-            add_to_list(bytes, " ", hex(memory_.at(i)));
-        }
-        all.push_back({std::string(data_prefix) + hex(static_cast<unsigned int>(row)), bytes, true});
+        const auto bytes = std::span(memory_).subspan(row, row_size);
+        all.push_back(
+            {std::string(data_prefix) + host::hex(static_cast<uint8_t>(row)), host::hex(bytes, " "), true});
     }
     return all;
 }
@@ -114,23 +105,15 @@ void eeprom_24c02::set(std::string_view name, std::string_view value) {
 }
 
 void eeprom_24c02::fill(std::string_view setting, std::string_view bytes) {
-    const auto offset = hex_byte(setting.substr(data_prefix.size()));
+    const auto offset = host::byte_from_hex(setting.substr(data_prefix.size()));
     if (!offset) {
         refuse_name(setting, known_settings);
     }
-    auto filled = memory_;
-    std::size_t at = *offset;
-    std::string_view rest = bytes;
-    do {
-        const std::string_view word = rest.substr(0, rest.find(' '));
-        const auto byte = hex_byte(word);
-        if (!byte || at == size) {
-            refuse_value(setting, bytes, "bytes such as 48 65 6c, up to offset ff");
-        }
-        filled.at(at++) = *byte;
-        rest.remove_prefix(std::min(rest.find_first_not_of(' ', word.size()), rest.size()));
-    } while (!rest.empty());
-    memory_ = filled;
+    const auto filling = host::bytes_from_hex(bytes);
+    if (!filling || filling->empty() || filling->size() > size - *offset) {
+        refuse_value(setting, bytes, "bytes such as 48 65 6c, up to offset ff");
+    }
+    std::copy(filling->begin(), filling->end(), memory_.begin() + *offset);
 }
 
 } // namespace

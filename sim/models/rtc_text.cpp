@@ -2,11 +2,10 @@
 #include "sim/models/rtc_text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <ctime>
 
-#include "sim/models/settings.h"
+#include "host/hex.h"
 
 namespace varnel::sim {
 
@@ -16,9 +15,7 @@ constexpr std::string_view time_shape = "0000-00-00 00:00:00";
 
 /// The number at `from`, of `length` digits; the shape has been checked.
 unsigned int digits_at(std::string_view text, std::size_t from, std::size_t length) {
-    unsigned int number = 0;
-    std::from_chars(text.data() + from, text.data() + from + length, number);
-    return number;
+    return host::whole_number<unsigned int>(text.substr(from, length)).value_or(0);
 }
 
 bool has_time_shape(std::string_view text) {
@@ -83,10 +80,11 @@ rtc_calendar host_time() {
 }
 
 std::string text_of(const rtc_calendar &time) {
+    using host::hex;
+    const auto month = static_cast<uint8_t>(time.month & 0x1FU);
     const bool second_century = (time.month & rtc_calendar::century) != 0;
-    return (second_century ? "21" : "20") + hex(time.year) + '-' + hex(time.month & 0x1FU) + '-' +
-           hex(time.date) + ' ' + hex(hours_of_day(time.hours)) + ':' + hex(time.minutes) + ':' +
-           hex(time.seconds);
+    return (second_century ? "21" : "20") + hex(time.year) + '-' + hex(month) + '-' + hex(time.date) + ' ' +
+           hex(hours_of_day(time.hours)) + ':' + hex(time.minutes) + ':' + hex(time.seconds);
 }
 
 } // namespace varnel::sim

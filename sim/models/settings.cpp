@@ -6,6 +6,7 @@
 #include <charconv>
 #include <optional>
 
+#include "host/numbers.h"
 #include "sim/models/chip.h"
 
 namespace varnel::sim {
@@ -59,15 +60,11 @@ double parse_quantity(std::string_view setting, std::string_view value, const qu
 }
 
 unsigned int parse_number(std::string_view setting, std::string_view value, unsigned int most) {
-    const bool hexadecimal = value.starts_with("0x");
-    const std::string_view digits = value.substr(hexadecimal ? 2 : 0);
-    const char *const end = digits.data() + digits.size();
-    unsigned int number = 0;
-    const auto [rest, error] = std::from_chars(digits.data(), end, number, hexadecimal ? 16 : 10);
-    if (error != std::errc{} || rest != end || number > most) {
+    const auto number = host::whole_number<unsigned int>(value);
+    if (!number || *number > most) {
         refuse_value(setting, value, "0 to " + std::to_string(most));
     }
-    return number;
+    return *number;
 }
 
 std::size_t parse_choice(std::string_view setting, std::string_view value,
@@ -95,11 +92,6 @@ void refuse_name(std::string_view setting, std::string_view known) {
 void add_to_list(std::string &list, std::string_view separator, std::string_view item) {
     list += list.empty() ? std::string_view() : separator;
     list += item;
-}
-
-std::string hex(unsigned int byte) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    return {digits[byte >> 4U & 0xFU], digits[byte & 0xFU]};
 }
 
 } // namespace varnel::sim

@@ -36,7 +36,4 @@ struct quantity {
 /// Appends `item`, behind `separator` when it is not the first.
 void add_to_list(std::string &list, std::string_view separator, std::string_view item);
 
-/// "a5": a byte as two hexadecimal digits.
-[[nodiscard]] std::string hex(unsigned int byte);
-
 } // namespace varnel::sim

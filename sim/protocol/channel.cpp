@@ -18,21 +18,6 @@ namespace varnel::sim {
 
 using json = nlohmann::ordered_json;
 
-descriptor::~descriptor() { close(); }
-
-descriptor::descriptor(descriptor &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-descriptor &descriptor::operator=(descriptor &&other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-}
-
-void descriptor::close() {
-    if (is_open()) {
-        ::close(std::exchange(number_, -1));
-    }
-}
-
 namespace {
 
 iovec part_of(std::span<const uint8_t> bytes) {

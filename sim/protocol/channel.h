@@ -10,23 +10,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/descriptor.h"
+
 namespace varnel::sim {
 
-/// A file descriptor that is closed at the end.
-class descriptor {
-  public:
-    explicit descriptor(int number = -1) : number_(number) {}
-    ~descriptor();
-    descriptor(descriptor &&other) noexcept;
-    descriptor &operator=(descriptor &&other) noexcept;
-
-    [[nodiscard]] int get() const { return number_; }
-    [[nodiscard]] bool is_open() const { return number_ >= 0; }
-    void close();
-
-  private:
-    int number_;
-};
+using host::descriptor;
 
 /// The server takes no more connections; what() says why, without a newline.
 class connection_refused : public std::runtime_error {

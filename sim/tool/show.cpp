@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 
 #include "host/line_output.h"
+#include "host/numbers.h"
 #include "sim/protocol/board_json.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
@@ -132,8 +133,8 @@ class board_printer {
         std::set<int> numbers;
         for (const chip_status &chip : chips_) {
             for (const chip_connection &connection : chip.connections) {
-                if (connection.bus.find_first_not_of("0123456789") == std::string::npos) {
-                    numbers.insert(std::stoi(connection.bus));
+                if (const auto adapter = host::whole_number<int>(connection.bus)) {
+                    numbers.insert(*adapter);
                 }
             }
         }

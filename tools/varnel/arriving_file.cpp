@@ -47,12 +47,12 @@ arriving_file::arriving_file(const std::string &target)
     if (replaces) {
         new_path_ = folder_ + "/file";
         const mode_t mode = there.st_mode != 0 ? there.st_mode & 07777U : everyone;
-        output_ = descriptor(open(new_path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+        output_ = host::descriptor(open(new_path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     } else {
-        output_ = descriptor(target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
-                                           : open(target_.c_str(), O_WRONLY | O_CLOEXEC));
+        output_ = host::descriptor(target == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
+                                                 : open(target_.c_str(), O_WRONLY | O_CLOEXEC));
     }
-    if (!output_ || mkfifo(pipe().c_str(), S_IRUSR | S_IWUSR) != 0) {
+    if (!output_.is_open() || mkfifo(pipe().c_str(), S_IRUSR | S_IWUSR) != 0) {
         const int error = errno;
         remove_all();
         errno = error;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/varnel/descriptor.h"
+#include "host/descriptor.h"
 
 namespace varnel::tools {
 
@@ -36,7 +36,7 @@ class arriving_file {
     std::string target_; ///< what to replace or to write to, behind symbolic links
     std::string folder_;
     std::string new_path_; ///< empty when the target itself is written to
-    descriptor output_;
+    host::descriptor output_;
     uint64_t size_ = 0;
 };
 

@@ -12,6 +12,7 @@
 
 #include <fmt/format.h>
 
+#include "host/input_file.h"
 #include "host/options.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/ini_trial.h"

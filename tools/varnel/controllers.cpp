@@ -2,15 +2,13 @@
 // varnel controllers: the table of controllers that the platform library reads addresses and logins from.
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
-#include <system_error>
 
 #include <fmt/format.h>
 
+#include "host/input_file.h"
 #include "tools/varnel/controller_admin/controller_ini.h"
 #include "tools/varnel/controller_admin/controller_table_file.h"
 #include "tools/varnel/json_text.h"
@@ -24,14 +22,8 @@ namespace {
 using platform::controller_record;
 
 controller_records read_file(const std::string &path) {
-    if (path == "-") {
-        return read_controller_ini(stdin, "standard input");
-    }
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "re"), std::fclose);
-    if (!file) {
-        throw std::system_error(errno, std::generic_category(), path);
-    }
-    return read_controller_ini(file.get(), path);
+    const input_file file(path);
+    return read_controller_ini(file.get(), shown_name(path));
 }
 
 void import_file(const std::string &path) {

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "host/input_file.h"
 #include "tools/varnel/commands.h"
 #include "tools/varnel/text_input.h"
 #include "varnel/iniparser.h"

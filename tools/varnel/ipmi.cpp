@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include "host/hex.h"
 #include "host/numbers.h"
 #include "host/options.h"
 #include "tools/varnel/json_text.h"
@@ -78,14 +79,6 @@ ipmi_response relay(const ipmi_arguments &given) {
     return {result == 0, std::move(response)};
 }
 
-std::string hex_bytes(const std::vector<uint8_t> &bytes) {
-    std::string text;
-    for (const uint8_t byte : bytes) {
-        text += fmt::format("{}{:02x}", text.empty() ? "" : " ", byte);
-    }
-    return text;
-}
-
 void send_raw(const context &context, const ipmi_arguments &given) {
     load_adapter();
     const std::string address = address_of(given);
@@ -98,7 +91,7 @@ void send_raw(const context &context, const ipmi_arguments &given) {
                                  address, response.bytes[0]));
     }
     const json all{{"controller", name_of(given)}, {"address", address}, {"response", response.bytes}};
-    print(context.json ? json_text(all) : hex_bytes(response.bytes) + "\n");
+    print(context.json ? json_text(all) : hex(response.bytes, " ") + "\n");
 }
 
 std::optional<uint8_t> slot_from(const std::string &text) {

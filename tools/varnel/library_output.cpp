@@ -11,9 +11,9 @@ namespace varnel::tools {
 
 quiet_library::quiet_library() {
     std::fflush(stdout);
-    output_ = descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
-    const descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
-    if (!output_ || !nowhere || dup2(nowhere.get(), STDOUT_FILENO) < 0) {
+    output_ = host::descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+    const host::descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
+    if (!output_.is_open() || !nowhere.is_open() || dup2(nowhere.get(), STDOUT_FILENO) < 0) {
         throw std::system_error(errno, std::generic_category(), "/dev/null");
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tools/varnel/descriptor.h"
+#include "host/descriptor.h"
 
 namespace varnel::tools {
 
@@ -15,7 +15,7 @@ class quiet_library {
     quiet_library &operator=(const quiet_library &) = delete;
 
   private:
-    descriptor output_;
+    host::descriptor output_;
 };
 
 } // namespace varnel::tools

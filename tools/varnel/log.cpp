@@ -12,8 +12,8 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include "host/descriptor.h"
 #include "host/options.h"
-#include "tools/varnel/descriptor.h"
 #include "tools/varnel/text_input.h"
 #include "tools/varnel/verb.h"
 #include "varnel/text_log.h"
@@ -38,7 +38,7 @@ void check_log_path(const std::string &path) {
 
 int32_t checked_limit(uint64_t bytes) {
     if (bytes > std::numeric_limits<int32_t>::max()) {
-        throw bad_usage("--limit: 2 GiB and more are not limits");
+        throw bad_usage("--limit: must be less than 2 GiB");
     }
     return static_cast<int32_t>(bytes);
 }
@@ -46,7 +46,7 @@ int32_t checked_limit(uint64_t bytes) {
 /// The library drops entries for a file that cannot be opened, and says nothing.
 void check_writable(const std::string &path) {
     const descriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
-    if (!file) {
+    if (!file.is_open()) {
         throw std::system_error(errno, std::generic_category(), path);
     }
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/varnel/descriptor.h"
+#include "host/descriptor.h"
 
 namespace varnel::tools {
 
@@ -17,7 +17,7 @@ class memory_file {
     [[nodiscard]] std::string path() const;
 
   private:
-    descriptor file_;
+    host::descriptor file_;
 };
 
 } // namespace varnel::tools

@@ -9,8 +9,8 @@
 #include <fmt/format.h>
 
 #include "host/held_signals.h"
+#include "host/hex.h"
 #include "host/options.h"
-#include "tools/varnel/hexadecimal.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/record_pipe.h"
 #include "tools/varnel/report.h"
@@ -33,15 +33,27 @@ struct queue_arguments {
     std::optional<std::chrono::milliseconds> time_out;
 };
 
+std::string text_as_hex(std::string_view bytes) {
+    return hex({reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()});
+}
+
+std::string text_from_hex(std::string_view text, const char *what) {
+    const auto bytes = bytes_from_hex(text);
+    if (!bytes) {
+        throw bad_usage(fmt::format("{}: '{}' is not hexadecimal, two digits a byte", what, text));
+    }
+    return {bytes->begin(), bytes->end()};
+}
+
 // --- post ---
 
 void post(const queue_arguments &given) {
-    const std::string header = bytes_from_hex(given.header, "--header");
+    const std::string header = text_from_hex(given.header, "--header");
     check_pipe(given.pipe);
     std::signal(SIGPIPE, SIG_IGN);   // a reader that leaves is an error to report
     std::optional<record_pipe> pipe; // opened when there is something to post, and right
     each_text(given.words, [&](const std::string &text) {
-        const queue_record record(header, given.hex ? bytes_from_hex(text, "TEXT") : text);
+        const queue_record record(header, given.hex ? text_from_hex(text, "TEXT") : text);
         if (!pipe) {
             pipe.emplace(given.pipe,
                          given.no_wait ? record_pipe::use::post_without_waiting : record_pipe::use::post);
@@ -73,12 +85,12 @@ std::string shown(const queue_record &record, const queue_arguments &given, cons
         return {record.bytes().begin(), record.bytes().end()};
     }
     if (given.hex) {
-        return fmt::format("{} {}\n", hex_from_bytes(record.header()), hex_from_bytes(record.payload()));
+        return fmt::format("{} {}\n", text_as_hex(record.header()), text_as_hex(record.payload()));
     }
     if (context.json) {
-        return json_line({{"header", hex_from_bytes(record.header())},
+        return json_line({{"header", text_as_hex(record.header())},
                           {"length", record.payload().size()},
-                          {"payload", hex_from_bytes(record.payload())},
+                          {"payload", text_as_hex(record.payload())},
                           {"text", record.payload()}});
     }
     return escaped(record.payload()) + '\n';

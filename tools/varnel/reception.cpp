@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -15,7 +14,8 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "tools/varnel/descriptor.h"
+#include "host/descriptor.h"
+#include "host/numbers.h"
 #include "varnel/lan_transfer.h"
 
 namespace varnel::tools {
@@ -64,8 +64,7 @@ sighting look_for_connection() {
     sighting seen;
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         const std::string name = entry.path().filename();
-        int number = -1;
-        std::from_chars(name.data(), name.data() + name.size(), number);
+        const int number = host::whole_number<int>(name).value_or(-1);
         seen.connected = is_connected_to_sender(number) ? number : seen.connected;
         seen.broken = seen.broken || is_broken(number);
     }
@@ -85,7 +84,7 @@ void take_all(int pipe, const std::function<void(const char *, std::size_t)> &ta
 struct reception::order {
     std::string pipe;
     std::string address;
-    descriptor finished{eventfd(0, EFD_CLOEXEC)};
+    host::descriptor finished{eventfd(0, EFD_CLOEXEC)};
     ending end{};
 
     [[nodiscard]] bool is_finished() const {
@@ -140,8 +139,8 @@ std::optional<uint32_t> reception::announced_size(const meanwhile &idle) {
 }
 
 void reception::receive(const std::function<void(const char *, std::size_t)> &take, const meanwhile &idle) {
-    const descriptor pipe(open(order_->pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!pipe) {
+    const host::descriptor pipe(open(order_->pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!pipe.is_open()) {
         throw std::system_error(errno, std::generic_category(), order_->pipe);
     }
     std::array<pollfd, 2> watched{{{pipe.get(), POLLIN, 0}, {order_->finished.get(), POLLIN, 0}}};

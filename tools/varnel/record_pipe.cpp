@@ -75,10 +75,10 @@ mode_t type_of(const std::string &path) {
 descriptor open_pipe(const std::string &path, int flags) {
     check_pipe(path);
     descriptor opened(open(path.c_str(), flags | O_CLOEXEC));
-    if (!opened && errno == ENXIO) {
+    if (!opened.is_open() && errno == ENXIO) {
         throw no_reader(path);
     }
-    if (!opened) {
+    if (!opened.is_open()) {
         throw std::system_error(errno, std::generic_category(), path);
     }
     return opened;
@@ -139,7 +139,7 @@ queue_content count_records(const std::string &path, const std::vector<uint8_t> 
 /// A queue kept in a file, where the library's own estimate means something.
 queue_content count_in_file(const std::string &path) {
     const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) {
+    if (!file.is_open()) {
         throw std::system_error(errno, std::generic_category(), path);
     }
     struct stat status {};

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/varnel/descriptor.h"
+#include "host/descriptor.h"
 
 namespace varnel::tools {
 
@@ -73,7 +73,7 @@ class record_pipe {
 
     std::string path_;
     use purpose_;
-    descriptor pipe_;
+    host::descriptor pipe_;
 };
 
 } // namespace varnel::tools

@@ -17,8 +17,8 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include "host/descriptor.h"
 #include "host/options.h"
-#include "tools/varnel/descriptor.h"
 #include "tools/varnel/library_thread.h"
 #include "tools/varnel/progress_bar.h"
 #include "tools/varnel/verb.h"
@@ -34,7 +34,7 @@ constexpr std::chrono::milliseconds redraw_interval{100};
 struct stat checked_file(const std::string &path) {
     const descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0) {
+    if (!file.is_open() || fstat(file.get(), &status) != 0) {
         throw std::system_error(errno, std::generic_category(), path);
     }
     if (!S_ISREG(status.st_mode)) {

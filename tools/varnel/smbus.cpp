@@ -14,6 +14,7 @@
 
 #include <fmt/format.h>
 
+#include "host/hex.h"
 #include "host/options.h"
 #include "tools/varnel/confirm.h"
 #include "tools/varnel/device.h"
@@ -40,9 +41,7 @@ struct options {
     bool verify = false;
 };
 
-std::string in_hex(std::span<const uint8_t> bytes) {
-    return fmt::format("{:#04x}", fmt::join(bytes.begin(), bytes.end(), " "));
-}
+std::string in_hex(std::span<const uint8_t> bytes) { return "0x" + host::hex(bytes, " 0x"); }
 
 std::string register_name(const options &given) { return fmt::format("register 0x{:02x}", given.command); }
 

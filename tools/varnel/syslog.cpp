@@ -18,7 +18,7 @@
 #include <sys/un.h>
 #include <syslog.h>
 
-#include "tools/varnel/descriptor.h"
+#include "host/descriptor.h"
 #include "tools/varnel/text_input.h"
 #include "tools/varnel/verb.h"
 #include "varnel/debug_log.h"
@@ -103,7 +103,7 @@ void log_line(int priority, const std::string &text) {
 void dump(int priority, const std::string &file) {
     const std::string bytes = read_some(file, longest_dump + 1);
     if (bytes.size() > longest_dump) {
-        throw failed(fmt::format("{}: more than {} bytes are no dump", file, longest_dump));
+        throw failed(fmt::format("{}: a dump is at most {} bytes", file, longest_dump));
     }
     IDBG_LINUXAPP_DbgInit(); // or the dump would go to another facility
     IDBG_LINUXAPP_DbgLogBuf(priority, file.c_str(), 0, reinterpret_cast<const uint8_t *>(bytes.data()),

@@ -4,10 +4,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
-#include <memory>
 #include <system_error>
 
 #include <fmt/format.h>
+
+#include "host/input_file.h"
 
 namespace varnel::tools {
 
@@ -27,16 +28,12 @@ void each_text(const std::vector<std::string> &words, const std::function<void(c
     }
 }
 
-std::string shown_name(const std::string &path) { return path == "-" ? "standard input" : path; }
-
 std::string read_some(const std::string &path, std::size_t most) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
-        path == "-" ? nullptr : std::fopen(path.c_str(), "re"), std::fclose);
-    std::FILE *const file = path == "-" ? stdin : opened.get();
+    const host::input_file file(path);
     std::string bytes(most, '\0');
-    bytes.resize(file != nullptr ? std::fread(bytes.data(), 1, most, file) : 0);
-    if (file == nullptr || std::ferror(file) != 0) {
-        throw std::system_error(errno, std::generic_category(), shown_name(path));
+    bytes.resize(std::fread(bytes.data(), 1, most, file.get()));
+    if (std::ferror(file.get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), host::shown_name(path));
     }
     return bytes;
 }

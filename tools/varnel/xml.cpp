@@ -17,6 +17,7 @@
 
 #include <fmt/format.h>
 
+#include "host/input_file.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/text_input.h"
@@ -29,17 +30,13 @@ namespace varnel::tools {
 namespace {
 
 xml_text read_file(const std::string &file, unsigned int flags) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
-        file == "-" ? nullptr : std::fopen(file.c_str(), "re"), std::fclose);
-    std::FILE *const stream = file == "-" ? stdin : opened.get();
-    if (stream != nullptr) {
-        errno = 0;
-        xml_text text = read_xml(stream, flags);
-        if (text.status != xml_status_input_failed) {
-            return text;
-        }
+    const input_file opened(file);
+    errno = 0;
+    xml_text text = read_xml(opened.get(), flags);
+    if (text.status == xml_status_input_failed) {
+        throw std::system_error(errno, std::generic_category(), shown_name(file));
     }
-    throw std::system_error(errno, std::generic_category(), shown_name(file));
+    return text;
 }
 
 std::string complaint(const std::string &file, const xml_text &text) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/varnel/xml_path.h"
 
-#include <charconv>
 #include <exception>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "host/command_line.h"
+#include "host/numbers.h"
 
 namespace varnel::tools {
 
@@ -33,12 +33,8 @@ std::string unquoted(std::string_view text) {
 }
 
 unsigned int number_from(std::string_view text) {
-    unsigned int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number == 0) {
-        throw not_a_step();
-    }
-    return number;
+    const unsigned int number = host::whole_number<unsigned int>(text).value_or(0);
+    return number != 0 ? number : throw not_a_step();
 }
 
 /// Where the step that begins here ends: at the next / outside of quotes.

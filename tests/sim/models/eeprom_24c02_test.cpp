@@ -80,9 +80,13 @@ TEST_F(sim_24c02, data_settings_fill_the_content) {
     EXPECT_EQ(part->readings().size(), 18U);
 }
 
+TEST_F(sim_24c02, bytes_may_stand_without_spaces) {
+    part->set("data.00", "4865 0x6c");
+    EXPECT_EQ(read_from(0, 3), (bytes{0x48, 0x65, 0x6c}));
+}
+
 TEST_F(sim_24c02, invalid_settings_are_refused_and_change_nothing) {
-    for (const std::string_view value :
-         {"", " ", "4", "486", "4865", "48,65", "48 6x", "0x48", "-1", "48 \t65"}) {
+    for (const std::string_view value : {"", " ", "4", "486", "48,65", "48 6x", "0x4", "-1", "48 \t65"}) {
         EXPECT_EQ(refusal("data.00", value), "data.00: cannot be \"" + std::string(value) +
                                                  "\" (expected bytes such as 48 65 6c, up to offset ff)");
     }

@@ -5,13 +5,13 @@
 
 #include <unistd.h>
 
-namespace varnel::tools {
+namespace varnel::host {
 
-/// An open file descriptor, or -1; closed with the object.
+/// A file descriptor that is closed with the object; or -1, which is none.
 class descriptor {
   public:
     explicit descriptor(int number = -1) : number_(number) {}
-    ~descriptor() { reset(); }
+    ~descriptor() { close(); }
     descriptor(descriptor &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
     descriptor &operator=(descriptor &&other) noexcept {
         std::swap(number_, other.number_);
@@ -19,10 +19,10 @@ class descriptor {
     }
 
     [[nodiscard]] int get() const { return number_; }
-    [[nodiscard]] explicit operator bool() const { return number_ >= 0; }
-    void reset() {
-        if (number_ >= 0) {
-            close(std::exchange(number_, -1));
+    [[nodiscard]] bool is_open() const { return number_ >= 0; }
+    void close() {
+        if (is_open()) {
+            ::close(std::exchange(number_, -1));
         }
     }
 
@@ -30,4 +30,4 @@ class descriptor {
     int number_;
 };
 
-} // namespace varnel::tools
+} // namespace varnel::host
