@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -19,8 +21,11 @@ class input_file {
     input_file &operator=(const input_file &) = delete;
 
     [[nodiscard]] std::FILE *get() const { return file_; }
+    /// The bytes up to the end, or the next `most`. Throws std::system_error.
+    [[nodiscard]] std::string content(std::size_t most = SIZE_MAX) const;
 
   private:
+    std::string name_;
     std::FILE *file_;
 };
 

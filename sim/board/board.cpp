@@ -20,7 +20,7 @@ board::board(board_description description, const board_clock &clock, chip_facto
             chips_.push_back(
                 std::make_unique<board_chip>(board_chip{chip.name, factory_(chip.type, clock_), {}}));
         } catch (const bad_setting &refusal) {
-            throw bad_description(description_.file, chip.type_line, refusal.what());
+            throw host::bad_line(description_.file, chip.type_line, refusal.what());
         }
     }
     wiring_ = wire_up(description_, chips_);
@@ -31,12 +31,12 @@ board::board(board_description description, const board_clock &clock, chip_facto
 }
 
 void board::apply_settings(chip &model, const chip_description &description) const {
-    for (const ini_entry &setting : description.settings) {
+    for (const host::ini_entry &setting : description.settings) {
         try {
             model.set(setting.key, setting.value);
         } catch (const bad_setting &refusal) {
-            throw bad_description(description_.file, setting.line,
-                                  fmt::format("{}: {}", description.name, refusal.what()));
+            throw host::bad_line(description_.file, setting.line,
+                                 fmt::format("{}: {}", description.name, refusal.what()));
         }
     }
 }

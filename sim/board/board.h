@@ -27,7 +27,7 @@ using chip_factory = std::function<std::unique_ptr<chip>(std::string_view type, 
 /// A powered board: chips, wires and faults.
 class board {
   public:
-    /// Builds the board at power-on. Throws bad_description, with the line, for an unknown type, wrong wiring
+    /// Builds the board at power-on. Throws host::bad_line, with the line, for an unknown type, wrong wiring
     /// or a setting that a chip refuses. `clock` must outlive the board.
     board(board_description description, const board_clock &clock, chip_factory factory = make_chip);
 

@@ -29,26 +29,25 @@ bool is_chip_name(std::string_view name) {
 /// Takes the entries of one section apart.
 class section_reader {
   public:
-    section_reader(ini_section section, const std::string &file) : section_(std::move(section)), file_(file) {
-        refuse_repeated_keys();
-    }
+    section_reader(host::ini_section section, const std::string &file)
+        : section_(std::move(section)), file_(file) {}
 
     [[noreturn]] void fail(int line, const std::string &message) const {
-        throw bad_description(file_, line, message);
+        throw host::bad_line(file_, line, message);
     }
 
     /// Removes and returns an entry.
-    std::optional<ini_entry> take(std::string_view key) {
-        const auto found = std::ranges::find(section_.entries, key, &ini_entry::key);
+    std::optional<host::ini_entry> take(std::string_view key) {
+        const auto found = std::ranges::find(section_.entries, key, &host::ini_entry::key);
         if (found == section_.entries.end()) {
             return std::nullopt;
         }
-        ini_entry entry = std::move(*found);
+        host::ini_entry entry = std::move(*found);
         section_.entries.erase(found);
         return entry;
     }
 
-    ini_entry require(std::string_view key) {
+    host::ini_entry require(std::string_view key) {
         auto entry = take(key);
         if (!entry) {
             fail(section_.line, fmt::format("chip '{}' has no '{}'", section_.name, key));
@@ -56,7 +55,7 @@ class section_reader {
         return *entry;
     }
 
-    [[nodiscard]] uint8_t address(const ini_entry &entry) const {
+    [[nodiscard]] uint8_t address(const host::ini_entry &entry) const {
         const auto value = host::whole_number<unsigned int>(entry.value);
         if (!value) {
             fail(entry.line, fmt::format("{} '{}' is not a number", entry.key, entry.value));
@@ -68,20 +67,10 @@ class section_reader {
         return static_cast<uint8_t>(*value);
     }
 
-    [[nodiscard]] const ini_section &rest() const { return section_; }
+    [[nodiscard]] const host::ini_section &rest() const { return section_; }
 
   private:
-    void refuse_repeated_keys() const {
-        for (auto entry = section_.entries.begin(); entry != section_.entries.end(); ++entry) {
-            const auto first = std::ranges::find(section_.entries, entry->key, &ini_entry::key);
-            if (first != entry) {
-                fail(entry->line,
-                     fmt::format("'{}' is given twice, first on line {}", entry->key, first->line));
-            }
-        }
-    }
-
-    ini_section section_;
+    host::ini_section section_;
     const std::string &file_;
 };
 
@@ -104,8 +93,8 @@ chip_description read_chip(section_reader section) {
             section.rest().line,
             fmt::format("'{}' cannot name a chip: letters, digits, _ and - only, a letter first", name));
     }
-    const ini_entry type = section.require("type");
-    const ini_entry bus = section.require("bus");
+    const host::ini_entry type = section.require("type");
+    const host::ini_entry bus = section.require("bus");
     const uint8_t address = section.address(section.require("address"));
     auto other = other_place(section, address);
     return {name,
@@ -122,7 +111,7 @@ void read_board_section(section_reader section, board_description &board) {
         board.name = name->value;
     }
     if (!section.rest().entries.empty()) {
-        const ini_entry &stray = section.rest().entries.front();
+        const host::ini_entry &stray = section.rest().entries.front();
         section.fail(stray.line, fmt::format("[board] has no '{}', only 'name'", stray.key));
     }
 }
@@ -131,22 +120,15 @@ void read_board_section(section_reader section, board_description &board) {
 
 board_description read_description(std::istream &input, const std::string &file) {
     board_description board{file, std::filesystem::path(file).stem().string(), {}};
-    const auto sections = read_ini(input, file);
-    for (auto section = sections.begin(); section != sections.end(); ++section) {
-        const auto first = std::ranges::find(sections, section->name, &ini_section::name);
-        if (first != section) {
-            throw bad_description(
-                file, section->line,
-                fmt::format("[{}] is described twice, first on line {}", section->name, first->line));
-        }
-        if (section->name == "board") {
-            read_board_section({*section, file}, board);
+    for (const host::ini_section &section : host::read_ini(input, file)) {
+        if (section.name == "board") {
+            read_board_section({section, file}, board);
         } else {
-            board.chips.push_back(read_chip({*section, file}));
+            board.chips.push_back(read_chip({section, file}));
         }
     }
     if (board.chips.empty()) {
-        throw bad_description(file, 1, "no chip is described");
+        throw host::bad_line(file, 1, "no chip is described");
     }
     return board;
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/board/ini_file.h"
+#include "host/ini_file.h"
 
 namespace varnel::sim {
 
@@ -24,8 +24,8 @@ struct chip_description {
     std::string type;
     int type_line;
     placement place;
-    std::optional<placement> other_place; ///< of a selector's second master
-    std::vector<ini_entry> settings;      ///< for chip::set(), in their order
+    std::optional<placement> other_place;  ///< of a selector's second master
+    std::vector<host::ini_entry> settings; ///< for chip::set(), in their order
 };
 
 struct board_description {
@@ -35,7 +35,7 @@ struct board_description {
 };
 
 /// Reads a board description; what it says of chips is checked when a board is made of it. `file` is for
-/// messages. Throws bad_description.
+/// messages. Throws host::bad_line.
 [[nodiscard]] board_description read_description(std::istream &input, const std::string &file);
 
 } // namespace varnel::sim

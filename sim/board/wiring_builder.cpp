@@ -45,7 +45,7 @@ class wiring_builder {
 
   private:
     [[noreturn]] void fail(int line, const std::string &message) const {
-        throw bad_description(description_.file, line, message);
+        throw host::bad_line(description_.file, line, message);
     }
 
     void add_downstream_segments(board_chip &chip) {

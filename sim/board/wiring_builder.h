@@ -10,7 +10,7 @@
 namespace varnel::sim {
 
 /// Solders the chips as the description says and fills in their downstream segments; `chips` are those of
-/// `description`, in its order. Throws bad_description.
+/// `description`, in its order. Throws host::bad_line.
 [[nodiscard]] wiring wire_up(const board_description &description,
                              const std::vector<std::unique_ptr<board_chip>> &chips);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // varnel-sim: a board in software, for programs that think they run on a real one.
 
-#include "sim/board/ini_file.h"
+#include "host/ini_file.h"
 #include "sim/tool/commands.h"
 
 namespace varnel::sim::tool {
@@ -11,7 +11,7 @@ namespace {
 void carry_out(invocation &call) {
     try {
         call.action();
-    } catch (const bad_description &mistake) {
+    } catch (const host::bad_line &mistake) {
         throw bad_usage(mistake.what());
     }
 }

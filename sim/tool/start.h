@@ -9,7 +9,7 @@
 namespace varnel::sim::tool {
 
 /// Joins the board that `file`, a canonical name, describes, and powers it on if it is not running. It stays
-/// on as long as the connection. Throws bad_description.
+/// on as long as the connection. Throws host::bad_line.
 [[nodiscard]] board_access join_board(const meeting_point &where, const std::string &file);
 
 } // namespace varnel::sim::tool

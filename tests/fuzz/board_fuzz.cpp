@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
         require_places(made.status(), description);
         talk_to(made, description);
         require(made.status().name == description.name, "it can be shown");
-    } catch (const bad_description &refusal) {
+    } catch (const varnel::host::bad_line &refusal) {
         varnel::test::require_place(refusal.what(), "board.ini", text);
     }
     return 0;

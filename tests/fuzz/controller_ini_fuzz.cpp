@@ -4,19 +4,18 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 
 #include <arpa/inet.h>
 
 #include "controller_table_file.h"
+#include "host/ini_file.h"
 #include "own_table.h"
 #include "refusal.h"
 #include "require.h"
-#include "support/memory_file.h"
 
 namespace {
 
@@ -58,15 +57,13 @@ void check_table(const controller_records &records, const std::string &name) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     static const own_table_name name;
-    static memory_file file;
     const std::string text(reinterpret_cast<const char *>(data), size);
-    file.rewrite(text);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::fopen(file.path(), "re"), std::fclose);
+    std::istringstream input(text);
     try {
-        const controller_records records = read_controller_ini(stream.get(), "controllers.ini");
+        const controller_records records = read_controller_ini(input, "controllers.ini");
         std::ranges::for_each(records, check_record);
         check_table(records, name.text());
-    } catch (const controller_error &refusal) {
+    } catch (const varnel::host::bad_line &refusal) {
         require_place(refusal.what(), "controllers.ini", text);
     }
     return 0;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include <fmt/format.h>
@@ -22,8 +23,8 @@ namespace {
 using platform::controller_record;
 
 controller_records read_file(const std::string &path) {
-    const input_file file(path);
-    return read_controller_ini(file.get(), shown_name(path));
+    std::istringstream text(input_file(path).content());
+    return read_controller_ini(text, shown_name(path));
 }
 
 void import_file(const std::string &path) {

@@ -29,13 +29,7 @@ void each_text(const std::vector<std::string> &words, const std::function<void(c
 }
 
 std::string read_some(const std::string &path, std::size_t most) {
-    const host::input_file file(path);
-    std::string bytes(most, '\0');
-    bytes.resize(std::fread(bytes.data(), 1, most, file.get()));
-    if (std::ferror(file.get()) != 0) {
-        throw std::system_error(errno, std::generic_category(), host::shown_name(path));
-    }
-    return bytes;
+    return host::input_file(path).content(most);
 }
 
 } // namespace varnel::tools

@@ -1,29 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 // The INI file that the controller table is made from.
-#include <cstdio>
-#include <memory>
+#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "controller_ini.h"
+#include "host/ini_file.h"
 
 namespace {
 
 using namespace varnel::tools;
 using namespace varnel::platform;
 
-controller_records read(std::string text) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(fmemopen(text.data(), text.size(), "r"),
-                                                                  std::fclose);
-    return read_controller_ini(stream.get(), "controllers.ini");
+controller_records read(const std::string &text) {
+    std::istringstream input(text);
+    return read_controller_ini(input, "controllers.ini");
 }
 
 std::string complaint_about(const std::string &text) {
     try {
         read(text);
-    } catch (const controller_error &error) {
+    } catch (const varnel::host::bad_line &error) {
         return error.what();
     }
     return "";
@@ -84,37 +83,46 @@ const std::string good = "[smc]\naddress = 192.0.2.1\n";
 INSTANTIATE_TEST_SUITE_P(
     files, bad_controller_ini,
     ::testing::Values(
-        bad_file{"[smc]\naddress\n", "2: neither a [section] nor key = value"},
-        bad_file{"address = 192.0.2.1\n", "1: no such controller: []; smc, or bmc0 to bmc255"},
-        bad_file{"[psu]\na = b\n", "2: no such controller: [psu]; smc, or bmc0 to bmc255"},
-        bad_file{"[bmc256]\na = b\n", "2: no such controller: [bmc256]; smc, or bmc0 to bmc255"},
-        bad_file{"[bmc01]\na = b\n", "2: no such controller: [bmc01]; smc, or bmc0 to bmc255"},
-        bad_file{"[bmc-1]\na = b\n", "2: no such controller: [bmc-1]; smc, or bmc0 to bmc255"},
+        bad_file{"[smc]\naddress\n", "2: neither a [section] nor KEY = VALUE"},
+        bad_file{"address = 192.0.2.1\n", "1: 'address' comes before the first [section]"},
+        bad_file{"[psu]\na = b\n", "1: [psu] is not a controller: smc, or bmc0 to bmc255"},
+        bad_file{"[bmc256]\na = b\n", "1: [bmc256] is not a controller: smc, or bmc0 to bmc255"},
+        bad_file{"[bmc01]\na = b\n", "1: [bmc01] is not a controller: smc, or bmc0 to bmc255"},
+        bad_file{"[bmc0x1]\na = b\n", "1: [bmc0x1] is not a controller: smc, or bmc0 to bmc255"},
+        bad_file{"[bmc-1]\na = b\n", "1: [bmc-1] is not a controller: smc, or bmc0 to bmc255"},
+        bad_file{"[bmc4294967295]\na = b\n",
+                 "1: [bmc4294967295] is not a controller: smc, or bmc0 to bmc255"},
         bad_file{"[bmc4294967296]\na = b\n",
-                 "2: no such controller: [bmc4294967296]; smc, or bmc0 to bmc255"},
-        bad_file{"[bmc]\na = b\n", "2: no such controller: [bmc]; smc, or bmc0 to bmc255"},
-        bad_file{good + "colour = red\n", "3: no such key: \"colour\""},
-        bad_file{good + "address = 192.0.2.2\n", "3: \"address\" given twice in [smc]"},
-        bad_file{"[smc]\n\naddress = bmc.example\n", "3: not an IPv4 address: \"bmc.example\""},
-        bad_file{"[smc]\naddress = 192.0.2.256\n", "2: not an IPv4 address: \"192.0.2.256\""},
-        bad_file{"[smc]\naddress = 0.0.0.0\n", "2: not an IPv4 address: \"0.0.0.0\""},
-        bad_file{"[smc]\naddress =\n", "2: not an IPv4 address: \"\""},
-        bad_file{good + "user = seventeen.letters\n", "3: longer than 16 characters: 17"},
-        bad_file{good + "password = twenty.one.characters\n", "3: longer than 20 characters: 21"},
-        bad_file{good + "cipher-suite = 0\n", "3: not a cipher suite with authentication: \"0\""},
-        bad_file{good + "cipher-suite = 3x\n", "3: not a cipher suite with authentication: \"3x\""},
-        bad_file{good + "give-up-after = 5\n", "3: not a time from 1ms to 600s: \"5\""},
-        bad_file{good + "give-up-after = s\n", "3: not a time from 1ms to 600s: \"s\""},
-        bad_file{good + "give-up-after = 0s\n", "3: not a time from 1ms to 600s: \"0s\""},
-        bad_file{good + "give-up-after = 601s\n", "3: not a time from 1ms to 600s: \"601s\""},
-        bad_file{good + "give-up-after = -1s\n", "3: not a time from 1ms to 600s: \"-1s\""},
-        bad_file{good + "give-up-after = 1 s\n", "3: not a time from 1ms to 600s: \"1 s\""},
-        bad_file{good + "give-up-after = 99999999999s\n", "3: not a time from 1ms to 600s: \"99999999999s\""},
-        bad_file{good + "give-up-after = 5s\n", "2: give-up-after and retransmit-after go together"},
+                 "1: [bmc4294967296] is not a controller: smc, or bmc0 to bmc255"},
+        bad_file{"[bmc]\na = b\n", "1: [bmc] is not a controller: smc, or bmc0 to bmc255"},
+        bad_file{good + "colour = red\n", "3: colour: there is no such key"},
+        bad_file{good + "address = 192.0.2.2\n", "3: 'address' is given twice, first on line 2"},
+        bad_file{good + "[smc]\nuser = root\n", "3: [smc] is described twice, first on line 1"},
+        bad_file{"[smc]\n\naddress = bmc.example\n", "3: address: 'bmc.example' is not an IPv4 address"},
+        bad_file{"[smc]\naddress = 192.0.2.256\n", "2: address: '192.0.2.256' is not an IPv4 address"},
+        bad_file{"[smc]\naddress = 0.0.0.0\n", "2: address: '0.0.0.0' is not an IPv4 address"},
+        bad_file{"[smc]\naddress =\n", "2: address: '' is not an IPv4 address"},
+        bad_file{good + "user = seventeen.letters\n", "3: user: 17 characters are more than 16"},
+        bad_file{good + "password = twenty.one.characters\n", "3: password: 21 characters are more than 20"},
+        bad_file{good + "cipher-suite = 0\n",
+                 "3: cipher-suite: '0' is not a cipher suite with authentication"},
+        bad_file{good + "cipher-suite = 3x\n",
+                 "3: cipher-suite: '3x' is not a cipher suite with authentication"},
+        bad_file{good + "give-up-after = 5\n", "3: give-up-after: '5' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = s\n", "3: give-up-after: 's' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = 0s\n", "3: give-up-after: '0s' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = 601s\n", "3: give-up-after: '601s' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = 11m\n", "3: give-up-after: '11m' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = -1s\n", "3: give-up-after: '-1s' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = 1 s\n", "3: give-up-after: '1 s' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = 99999999999s\n",
+                 "3: give-up-after: '99999999999s' is not a time from 1ms to 600s"},
+        bad_file{good + "give-up-after = 5s\n", "1: [smc]: give-up-after and retransmit-after go together"},
         bad_file{good + "give-up-after = 5s\nretransmit-after = 6s\n",
-                 "2: retransmit-after is longer than give-up-after"},
-        bad_file{"[bmc7]\nuser = admin\n", "2: no address"},
-        bad_file{good + "password = " + std::string(300, 'x') + "\n", "3: line longer than 198 characters"}));
+                 "1: [smc]: retransmit-after is longer than give-up-after"},
+        bad_file{"[bmc7]\nuser = admin\n", "1: [bmc7]: no address"},
+        bad_file{"[bmc7]\n", "1: [bmc7]: no address"},
+        bad_file{good + "password = " + std::string(300, 'x') + "\n", "3: the line is too long"}));
 
 TEST(controller_ini, message_does_not_contain_the_password) {
     EXPECT_THAT(complaint_about(good + "password = a.very.secret.password\n"),

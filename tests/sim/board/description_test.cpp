@@ -63,7 +63,7 @@ TEST_P(bad_description, is_refused_with_file_line_and_reason) {
     try {
         const bench_board board(GetParam().text);
         FAIL() << "accepted";
-    } catch (const sim::bad_description &mistake) {
+    } catch (const host::bad_line &mistake) {
         EXPECT_STREQ(mistake.what(), GetParam().message);
     }
 }
@@ -82,8 +82,8 @@ INSTANTIATE_TEST_SUITE_P(
         bad_board{"stray_text", "[a]\ntype = echo\nrubbish\n",
                   "test.ini:3: neither a [section] nor KEY = VALUE"},
         bad_board{"open_heading", "\n[a\n", "test.ini:2: neither a [section] nor KEY = VALUE"},
-        bad_board{"no_key", "[a]\n= 3\n", "test.ini:2: nothing stands before the ="},
-        bad_board{"no_section", "; c\ntype = echo\n", "test.ini:2: type stands before the first [section]"},
+        bad_board{"no_key", "[a]\n= 3\n", "test.ini:2: there is no key before the ="},
+        bad_board{"no_section", "; c\ntype = echo\n", "test.ini:2: 'type' comes before the first [section]"},
         bad_board{"long_line", long_line, "test.ini:2: the line is too long"},
         bad_board{"board_key", "[board]\ncolour = red\n", "test.ini:2: [board] has no 'colour', only 'name'"},
         bad_board{"chip_name", "[9a]\ntype = echo\n",
@@ -164,8 +164,8 @@ TEST(description, nul_byte_is_refused_with_its_line) {
         try {
             (void)bench_board::describe(head + line);
             ADD_FAILURE() << "accepted: " << ::testing::PrintToString(line);
-        } catch (const sim::bad_description &mistake) {
-            EXPECT_STREQ(mistake.what(), "test.ini:5: the line has a NUL byte");
+        } catch (const host::bad_line &mistake) {
+            EXPECT_STREQ(mistake.what(), "test.ini:5: the line contains a NUL");
         }
     }
 }
@@ -174,7 +174,7 @@ TEST(description, unknown_type_is_refused_with_the_list_of_types) {
     try {
         const bench_board board("[a]\nbus = 0\naddress = 3\ntype = pca9999\n");
         FAIL() << "accepted";
-    } catch (const sim::bad_description &mistake) {
+    } catch (const host::bad_line &mistake) {
         EXPECT_THAT(mistake.what(), ::testing::StartsWith("test.ini:4: "));
         EXPECT_THAT(mistake.what(), ::testing::HasSubstr("pca9999"));
         EXPECT_THAT(mistake.what(), ::testing::HasSubstr("pca9555"));

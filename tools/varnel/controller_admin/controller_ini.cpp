@@ -2,15 +2,17 @@
 #include "controller_ini.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
+#include <array>
+#include <chrono>
 #include <cstring>
-#include <iterator>
 #include <optional>
-#include <set>
 
 #include <arpa/inet.h>
-#include <ini.h>
+#include <fmt/format.h>
+
+#include "host/duration.h"
+#include "host/ini_file.h"
+#include "host/numbers.h"
 
 namespace varnel::tools {
 
@@ -19,7 +21,7 @@ namespace {
 using platform::controller_record;
 
 constexpr std::array cipher_suites{1, 2, 3, 6, 7, 8, 11, 12, 15, 16, 17}; // those with a key exchange
-constexpr unsigned int longest_time_out_ms = 600'000;
+constexpr std::chrono::milliseconds longest_time_out = std::chrono::minutes(10);
 
 /// A complaint without its place.
 class bad_value : public std::runtime_error {
@@ -27,33 +29,21 @@ class bad_value : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-template <typename Number>
-std::optional<Number> whole_number(std::string_view text) {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool all = error == std::errc() && end == text.data() + text.size();
-    return all ? std::optional(number) : std::nullopt;
-}
-
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
-unsigned int controller_number(std::string_view section) {
+std::optional<unsigned int> controller_number(std::string_view section) {
     if (section == "smc") {
         return 0;
     }
-    if (section.starts_with("bmc") && section.size() > 3) {
-        const auto slot = whole_number<unsigned int>(section.substr(3));
-        if (slot && *slot + 1 < platform::controller_count && controller_name(*slot + 1) == section) {
-            return *slot + 1;
-        }
-    }
-    throw bad_value("no such controller: [" + std::string(section) + "]; smc, or bmc0 to bmc255");
+    const auto slot =
+        host::whole_number<unsigned int>(section.substr(std::min<std::size_t>(3, section.size())));
+    const bool named =
+        slot && *slot + 1 < platform::controller_count && controller_name(*slot + 1) == section;
+    return named ? std::optional(*slot + 1) : std::nullopt;
 }
 
-void set_address(controller_record &record, std::string_view value) {
+void set_address(controller_record &record, const std::string &value) {
     in_addr address{};
-    if (inet_pton(AF_INET, std::string(value).c_str(), &address) != 1 || address.s_addr == INADDR_ANY) {
-        throw bad_value("not an IPv4 address: " + quoted(value));
+    if (inet_pton(AF_INET, value.c_str(), &address) != 1 || address.s_addr == INADDR_ANY) {
+        throw bad_value(fmt::format("'{}' is not an IPv4 address", value));
     }
     inet_ntop(AF_INET, &address, record.address.data(), INET_ADDRSTRLEN);
 }
@@ -61,32 +51,28 @@ void set_address(controller_record &record, std::string_view value) {
 void set_login_text(controller_record &record, std::string_view value, std::size_t offset, std::size_t size) {
     if (value.size() > size) {
         // The value may be a password: its length is enough to find it.
-        throw bad_value("longer than " + std::to_string(size) +
-                        " characters: " + std::to_string(value.size()));
+        throw bad_value(fmt::format("{} characters are more than {}", value.size(), size));
     }
     std::ranges::copy(value, record.login.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
-uint8_t cipher_suite(std::string_view value) {
-    const auto suite = whole_number<int>(value);
+uint8_t cipher_suite(const std::string &value) {
+    const auto suite = host::whole_number<int>(value);
     if (!suite || std::ranges::find(cipher_suites, *suite) == cipher_suites.end()) {
-        throw bad_value("not a cipher suite with authentication: " + quoted(value));
+        throw bad_value(fmt::format("'{}' is not a cipher suite with authentication", value));
     }
     return static_cast<uint8_t>(*suite);
 }
 
-uint32_t milliseconds(std::string_view value) {
-    const std::size_t digits = std::min(value.find_first_not_of("0123456789"), value.size());
-    const std::string_view unit = value.substr(digits);
-    const auto number = whole_number<unsigned int>(value.substr(0, digits));
-    const unsigned int factor = unit == "s" ? 1000 : 1;
-    if (!number || (unit != "s" && unit != "ms") || *number == 0 || *number > longest_time_out_ms / factor) {
-        throw bad_value("not a time from 1ms to 600s: " + quoted(value));
+uint32_t milliseconds(const std::string &value) {
+    const auto time = host::duration(value);
+    if (!time || *time > longest_time_out) {
+        throw bad_value(fmt::format("'{}' is not a time from 1ms to 600s", value));
     }
-    return *number * factor;
+    return static_cast<uint32_t>(time->count());
 }
 
-void set_key(controller_record &record, std::string_view key, std::string_view value) {
+void set_key(controller_record &record, const std::string &key, const std::string &value) {
     using namespace platform;
     if (key == "address") {
         set_address(record, value);
@@ -101,104 +87,53 @@ void set_key(controller_record &record, std::string_view key, std::string_view v
     } else if (key == "retransmit-after") {
         record.retransmit_after_ms = milliseconds(value);
     } else {
-        throw bad_value("no such key: " + quoted(key));
+        throw bad_value("there is no such key");
     }
 }
 
-/// What only the whole section can say.
-void check_section(const controller_record &record) {
+/// What is wrong with a section as a whole; empty when nothing is.
+std::string fault_of(const controller_record &record) {
     if (record.address[0] == '\0') {
-        throw bad_value("no address");
+        return "no address";
     }
     if ((record.give_up_after_ms == 0) != (record.retransmit_after_ms == 0)) {
-        throw bad_value("give-up-after and retransmit-after go together");
+        return "give-up-after and retransmit-after go together";
     }
-    if (record.retransmit_after_ms > record.give_up_after_ms) {
-        throw bad_value("retransmit-after is longer than give-up-after");
-    }
+    return record.retransmit_after_ms > record.give_up_after_ms
+               ? "retransmit-after is longer than give-up-after"
+               : "";
 }
 
-/// One pass through a file. inih is C: exceptions stop at its callbacks, and the first complaint is kept.
-class ini_pass {
-  public:
-    ini_pass(std::FILE *stream, const std::string &name) : stream_(stream), name_(name) {}
-
-    controller_records read() {
-        const int bad_line = ini_parse_stream(read_line, this, take_value, this);
-        if (complaint_.empty() && bad_line != 0) {
-            complain(bad_line > 0 ? bad_line : line_, "neither a [section] nor key = value");
-        }
-        for (unsigned int i = 0; complaint_.empty() && i < records_.size(); ++i) {
-            guard(first_line_[i], [&] { records_[i].present != 0 ? check_section(records_[i]) : void(); });
-        }
-        if (!complaint_.empty()) {
-            throw controller_error(complaint_);
-        }
-        return records_;
-    }
-
-  private:
-    static char *read_line(char *buffer, int size, void *pass) {
-        auto &self = *static_cast<ini_pass *>(pass);
-        char *const read = std::fgets(buffer, size, self.stream_);
-        if (read != nullptr) {
-            ++self.line_;
-            if (std::strchr(read, '\n') == nullptr && std::feof(self.stream_) == 0) {
-                self.complain(self.line_, "line longer than " + std::to_string(size - 2) + " characters");
-                return nullptr;
-            }
-        } else if (std::ferror(self.stream_) != 0) {
-            self.complain(self.line_, std::strerror(errno));
-        }
-        return read;
-    }
-
-    static int take_value(void *pass, const char *section, const char *key, const char *value) {
-        auto &self = *static_cast<ini_pass *>(pass);
-        if (self.complaint_.empty()) {
-            self.guard(self.line_, [&] { self.set(section, key, value); });
-        }
-        return 1;
-    }
-
-    void set(std::string_view section, std::string_view key, std::string_view value) {
-        const unsigned int number = controller_number(section);
-        if (!seen_.insert(std::string(section) + "." + std::string(key)).second) {
-            throw bad_value(quoted(key) + " given twice in [" + std::string(section) + "]");
-        }
-        set_key(records_[number], key, value);
-        if (records_[number].present == 0) {
-            records_[number].present = 1;
-            first_line_[number] = line_;
-        }
-    }
-
-    template <typename Action>
-    void guard(int line, Action action) {
+controller_record read_section(const host::ini_section &section, const std::string &file) {
+    controller_record record{};
+    record.present = 1;
+    for (const auto &[key, value, line] : section.entries) {
         try {
-            action();
-        } catch (const bad_value &error) {
-            complain(line, error.what());
+            set_key(record, key, value);
+        } catch (const bad_value &fault) {
+            throw host::bad_line(file, line, fmt::format("{}: {}", key, fault.what()));
         }
     }
-
-    void complain(int line, const std::string &text) {
-        complaint_ = name_ + ":" + std::to_string(line) + ": " + text;
+    if (const std::string fault = fault_of(record); !fault.empty()) {
+        throw host::bad_line(file, section.line, fmt::format("[{}]: {}", section.name, fault));
     }
-
-    std::FILE *stream_;
-    const std::string &name_;
-    int line_ = 0;
-    std::string complaint_;
-    std::set<std::string> seen_;
-    controller_records records_{};
-    std::array<int, platform::controller_count> first_line_{};
-};
+    return record;
+}
 
 } // namespace
 
-controller_records read_controller_ini(std::FILE *stream, const std::string &name) {
-    return ini_pass(stream, name).read();
+controller_records read_controller_ini(std::istream &input, const std::string &file) {
+    controller_records records{};
+    for (const host::ini_section &section : host::read_ini(input, file)) {
+        const auto number = controller_number(section.name);
+        if (!number) {
+            throw host::bad_line(
+                file, section.line,
+                fmt::format("[{}] is not a controller: smc, or bmc0 to bmc255", section.name));
+        }
+        records.at(*number) = read_section(section, file);
+    }
+    return records;
 }
 
 std::string controller_name(unsigned int number) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <array>
-#include <cstdio>
+#include <istream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -13,7 +13,7 @@ namespace varnel::tools {
 
 using controller_records = std::array<platform::controller_record, platform::controller_count>;
 
-/// Bad input or a table that cannot be made or read; what() is one line that says what and where.
+/// A table that cannot be made or read; what() is one line that says what and where.
 class controller_error : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -21,8 +21,8 @@ class controller_error : public std::runtime_error {
 
 /// Reads the description of the controllers: a section for each, `smc` or `bmc0` to `bmc255`, with the keys
 /// address, user, password, cipher-suite, give-up-after and retransmit-after (docs/porting.md). Throws
-/// controller_error naming file and line. `name` stands for the file in messages.
-controller_records read_controller_ini(std::FILE *stream, const std::string &name);
+/// host::bad_line; `file` is for messages.
+controller_records read_controller_ini(std::istream &input, const std::string &file);
 
 /// "smc", "bmc0"...: the section of controller `number`.
 std::string controller_name(unsigned int number);

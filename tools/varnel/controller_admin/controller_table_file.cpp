@@ -60,8 +60,8 @@ class new_file {
 
 void check_name(const std::string &name) {
     if (name.size() < 2 || name.front() != '/' || name.find('/', 1) != std::string::npos) {
-        throw controller_error("not a name of a shared-memory object, such as /varnel-devices: \"" + name +
-                               "\"");
+        throw controller_error("'" + name +
+                               "' is not a name of a shared-memory object, such as /varnel-devices");
     }
 }
 

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-namespace varnel::sim {
+namespace varnel::host {
 
-/// A mistake in a board description; what() is "FILE:LINE: message".
-class bad_description : public std::runtime_error {
+/// A mistake in a line of a file; what() is "FILE:LINE: message".
+class bad_line : public std::runtime_error {
   public:
-    bad_description(const std::string &file, int line, const std::string &message);
+    bad_line(const std::string &file, int line, const std::string &message);
 };
 
 struct ini_entry {
@@ -27,8 +27,8 @@ struct ini_section {
 };
 
 /// The sections of an INI file in their order, empty ones too. Comments start with ; or # on a line of their
-/// own, or with " ;" after a value; blanks around keys and values do not count. Throws bad_description, also
-/// for entries before the first section.
+/// own, or with " ;" after a value; spaces and tabs around keys and values do not count. Throws bad_line, also
+/// for entries before the first section, and for sections and keys that are given twice.
 [[nodiscard]] std::vector<ini_section> read_ini(std::istream &input, const std::string &file);
 
-} // namespace varnel::sim
+} // namespace varnel::host

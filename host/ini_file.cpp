@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "sim/board/ini_file.h"
+#include "host/ini_file.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -11,9 +12,9 @@
 #include <fmt/format.h>
 #include <ini.h>
 
-namespace varnel::sim {
+namespace varnel::host {
 
-bad_description::bad_description(const std::string &file, int line, const std::string &message)
+bad_line::bad_line(const std::string &file, int line, const std::string &message)
     : std::runtime_error(fmt::format("{}:{}: {}", file, line, message)) {}
 
 namespace {
@@ -25,12 +26,12 @@ struct mistake {
     std::string message;
 };
 
-/// Sits on both sides of the parser: hands it the lines, and takes what it finds in them. The parser neither
-/// tells line numbers nor reports a section without entries; so each heading is followed by an entry without
-/// a key, which no file can contain unnoticed, as `key_expected_` is set only for those.
-class ini_reader_state {
+/// Gives the parser the lines, and keeps the entries it finds. The parser reports neither line numbers nor
+/// sections without entries. Therefore each heading is followed by a line "=", whose entry without a key begins
+/// the section; in a line of the file that is a mistake.
+class ini_reader {
   public:
-    explicit ini_reader_state(std::istream &input) : input_(input) {}
+    explicit ini_reader(std::istream &input) : input_(input) {}
 
     char *next_line(char *buffer, std::size_t size) {
         if (announce_section_) {
@@ -50,7 +51,7 @@ class ini_reader_state {
         // The parser would take an indented line for the continuation of the one before.
         line.erase(0, line.find_first_not_of(" \t"));
         if (line.find('\0') != std::string::npos) {
-            report("the line has a NUL byte");
+            report("the line contains a NUL");
             line.clear();
         }
         if (line.size() + 2 > size) {
@@ -61,21 +62,19 @@ class ini_reader_state {
         return deliver(line, buffer);
     }
 
-    /// Returns whether the parser is to be content.
-    bool take(const char *section, const char *key, const char *value) {
+    void add_entry(const char *section, const char *key, const char *value) {
         if (section_announced_) {
             sections_.push_back({section, line_});
         } else if (*key == '\0') {
-            report("nothing stands before the =");
+            report("there is no key before the =");
         } else if (sections_.empty()) {
-            report(fmt::format("{} stands before the first [section]", key));
+            report(fmt::format("'{}' comes before the first [section]", key));
         } else {
             sections_.back().entries.push_back({key, value, line_});
         }
-        return true;
     }
 
-    /// Line of the file that was handed over as the n-th.
+    /// Line of the file that the parser got as its n-th.
     [[nodiscard]] int line_of(int delivered) const {
         return delivered_[static_cast<std::size_t>(delivered) - 1];
     }
@@ -104,30 +103,55 @@ class ini_reader_state {
     std::vector<ini_section> sections_ = {};
 };
 
-char *hand_over(char *buffer, int size, void *state) {
-    return static_cast<ini_reader_state *>(state)->next_line(buffer, static_cast<std::size_t>(size));
+char *next_line(char *buffer, int size, void *reader) {
+    return static_cast<ini_reader *>(reader)->next_line(buffer, static_cast<std::size_t>(size));
 }
 
-int take_entry(void *state, const char *section, const char *key, const char *value) {
-    return static_cast<ini_reader_state *>(state)->take(section, key, value) ? 1 : 0;
+int add_entry(void *reader, const char *section, const char *key, const char *value) {
+    static_cast<ini_reader *>(reader)->add_entry(section, key, value);
+    return 1;
+}
+
+void refuse_repeated_keys(const ini_section &section, const std::string &file) {
+    for (auto entry = section.entries.begin(); entry != section.entries.end(); ++entry) {
+        const auto first = std::ranges::find(section.entries, entry->key, &ini_entry::key);
+        if (first != entry) {
+            throw bad_line(file, entry->line,
+                           fmt::format("'{}' is given twice, first on line {}", entry->key, first->line));
+        }
+    }
+}
+
+void refuse_repetitions(const std::vector<ini_section> &sections, const std::string &file) {
+    for (auto section = sections.begin(); section != sections.end(); ++section) {
+        const auto first = std::ranges::find(sections, section->name, &ini_section::name);
+        if (first != section) {
+            throw bad_line(
+                file, section->line,
+                fmt::format("[{}] is described twice, first on line {}", section->name, first->line));
+        }
+        refuse_repeated_keys(*section, file);
+    }
 }
 
 } // namespace
 
 std::vector<ini_section> read_ini(std::istream &input, const std::string &file) {
-    ini_reader_state state(input);
-    const int unreadable = ini_parse_stream(hand_over, &state, take_entry, &state);
+    ini_reader reader(input);
+    const int unreadable = ini_parse_stream(next_line, &reader, add_entry, &reader);
     if (unreadable < 0) {
         throw std::bad_alloc();
     }
-    const auto &mistake = state.first_mistake();
-    if (unreadable > 0 && (!mistake || state.line_of(unreadable) < mistake->line)) {
-        throw bad_description(file, state.line_of(unreadable), "neither a [section] nor KEY = VALUE");
+    const auto &mistake = reader.first_mistake();
+    if (unreadable > 0 && (!mistake || reader.line_of(unreadable) < mistake->line)) {
+        throw bad_line(file, reader.line_of(unreadable), "neither a [section] nor KEY = VALUE");
     }
     if (mistake) {
-        throw bad_description(file, mistake->line, mistake->message);
+        throw bad_line(file, mistake->line, mistake->message);
     }
-    return state.sections();
+    auto sections = reader.sections();
+    refuse_repetitions(sections, file);
+    return sections;
 }
 
-} // namespace varnel::sim
+} // namespace varnel::host
