@@ -88,7 +88,7 @@ int run_guarded(const char *name, const std::function<int()> &command) {
     } catch (const bad_usage &mistake) {
         return complain(name, mistake.what(), bad_input);
     } catch (const std::system_error &problem) {
-        // Whoever closed the other end of a pipe knows.
+        // The process that closed the other end of a pipe knows.
         return problem.code() == std::errc::broken_pipe ? failure : complain(name, problem.what(), failure);
     } catch (const std::exception &problem) {
         return complain(name, problem.what(), failure);

@@ -62,8 +62,8 @@ class foreground_signals {
         {SIGINT, SIG_IGN}, // from the terminal: the program gets it as well, and decides
         {SIGQUIT, SIG_IGN},
         {SIGTERM, forward},
-        {SIGPIPE, SIG_IGN}, // a trace that nobody reads is no reason to leave the program alone
-        {SIGCHLD, SIG_DFL}, // whoever started us may not care for the status of children; we do
+        {SIGPIPE, SIG_IGN}, // without a reader of the trace, the program goes on
+        {SIGCHLD, SIG_DFL}, // our parent may have chosen SIG_IGN, with which wait() has no status
     }};
 };
 

@@ -15,7 +15,7 @@ struct terminal_size {
     std::size_t columns;
 };
 
-/// Of the terminal behind a stream; 24 x 80 when it does not tell.
+/// Of the terminal behind a stream; 24 x 80 when it does not say.
 [[nodiscard]] terminal_size size_of_terminal(std::FILE *stream);
 
 /// Whether colour is welcome: a terminal that is not "dumb", and NO_COLOR is not set (https://no-color.org).

@@ -88,7 +88,7 @@ class transaction {
     /// The chips that took part do what they do at STOP. Nothing may follow but the end.
     void stop();
 
-    /// A chip holds SDA low: no START gets through, and nobody hears a thing.
+    /// A chip holds SDA low: no START gets through, and no chip sees the transfer.
     [[nodiscard]] bool stuck() const { return stuck_; }
     /// Chips with the address of the last START, whether they acknowledged or not.
     [[nodiscard]] const std::vector<addressed_chip> &addressed() const { return addressed_; }

@@ -37,7 +37,7 @@ class section_reader {
     }
 
     /// Removes and returns an entry.
-    std::optional<host::ini_entry> take(std::string_view key) {
+    std::optional<host::ini_entry> extract(std::string_view key) {
         const auto found = std::ranges::find(section_.entries, key, &host::ini_entry::key);
         if (found == section_.entries.end()) {
             return std::nullopt;
@@ -48,7 +48,7 @@ class section_reader {
     }
 
     host::ini_entry require(std::string_view key) {
-        auto entry = take(key);
+        auto entry = extract(key);
         if (!entry) {
             fail(section_.line, fmt::format("chip '{}' has no '{}'", section_.name, key));
         }
@@ -75,8 +75,8 @@ class section_reader {
 };
 
 std::optional<placement> other_place(section_reader &section, uint8_t same_address) {
-    const auto bus = section.take("other_bus");
-    const auto address = section.take("other_address");
+    const auto bus = section.extract("other_bus");
+    const auto address = section.extract("other_address");
     if (!bus && address) {
         section.fail(address->line, "other_address without other_bus");
     }
@@ -107,7 +107,7 @@ chip_description read_chip(section_reader section) {
 }
 
 void read_board_section(section_reader section, board_description &board) {
-    if (const auto name = section.take("name")) {
+    if (const auto name = section.extract("name")) {
         board.name = name->value;
     }
     if (!section.rest().entries.empty()) {

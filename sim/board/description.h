@@ -14,7 +14,7 @@ namespace varnel::sim {
 /// Where a chip's port is soldered, as the description words it.
 struct placement {
     std::string bus; ///< "0", "mux0.3" or "sel0"
-    int line;        ///< where that stands
+    int line;        ///< in which this is
     uint8_t address;
 };
 

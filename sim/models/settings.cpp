@@ -13,7 +13,7 @@ namespace varnel::sim {
 
 namespace {
 
-std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
+std::string quoted(std::string_view text) { return '\'' + std::string(text) + '\''; }
 
 std::string_view without_leading_spaces(std::string_view text) {
     return text.substr(std::min(text.find_first_not_of(' '), text.size()));

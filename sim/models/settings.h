@@ -27,13 +27,13 @@ struct quantity {
 [[nodiscard]] std::size_t parse_choice(std::string_view setting, std::string_view value,
                                        std::initializer_list<std::string_view> choices);
 
-/// The bad_setting for a value that a setting cannot take: `SETTING: cannot be "VALUE" (expected ...)`.
+/// The bad_setting for a value that a setting cannot take: `SETTING: cannot be 'VALUE' (expected ...)`.
 [[noreturn]] void refuse_value(std::string_view setting, std::string_view value, std::string_view expected);
 
-/// The bad_setting for a name that the chip does not have: `unknown setting "NAME" (has: ...)`.
+/// The bad_setting for a name that the chip does not have: `unknown setting 'NAME' (has: ...)`.
 [[noreturn]] void refuse_name(std::string_view setting, std::string_view known);
 
-/// Appends `item`, behind `separator` when it is not the first.
+/// Appends `item`, after `separator` when it is not the first.
 void add_to_list(std::string &list, std::string_view separator, std::string_view item);
 
 } // namespace varnel::sim

@@ -197,7 +197,7 @@ __attribute__((constructor)) void start() {
 
 } // namespace
 
-int carry_out(const transfer &wanted) {
+int transfer_bytes(const transfer &wanted) {
     int cancel_state = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
     lock();

@@ -21,6 +21,6 @@ struct transfer {
 /// Has the board carry out a transfer. Callable from any thread, after fork() and whatever a program does to
 /// its descriptors. Returns what the primitive returns; on failure errno is the board's, or ENODEV without a
 /// board.
-int carry_out(const transfer &wanted);
+int transfer_bytes(const transfer &wanted);
 
 } // namespace varnel::sim::preload

@@ -17,7 +17,7 @@ class meeting_point {
     /// Of the board that a file describes. The file must exist.
     [[nodiscard]] static meeting_point of_board(const std::string &file);
     [[nodiscard]] static meeting_point at_socket(std::string path);
-    /// All that somebody has used, running or not.
+    /// All boards that were used, running or not.
     [[nodiscard]] static std::vector<meeting_point> all();
 
     [[nodiscard]] const std::string &socket_path() const { return socket_path_; }
@@ -29,7 +29,7 @@ class meeting_point {
     void remove() const;
 
     /// Held, exclusively, while a server starts, is joined or ends. Released with the descriptor. With
-    /// `wait` false, not open when somebody else has it.
+    /// `wait` false, not open when another process has it.
     [[nodiscard]] descriptor lock(bool wait) const;
 
   private:

@@ -23,7 +23,7 @@ enum class client_role {
     command, ///< looks, or changes something; the board does not stay on for it
 };
 
-/// Somebody who is connected to the server.
+/// A process that is connected to the server.
 struct client {
     explicit client(descriptor socket);
 

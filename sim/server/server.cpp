@@ -35,9 +35,9 @@ constexpr std::size_t files_beside_clients = 6;
 
 std::chrono::nanoseconds power_clock::now() const { return std::chrono::steady_clock::now() - power_on_; }
 
-server::server(board board, const board_clock &clock, std::string file, uint64_t file_hash,
+server::server(board powered, const board_clock &clock, std::string file, uint64_t file_hash,
                meeting_point here, descriptor listener)
-    : board_(std::move(board)), clock_(clock), file_(std::move(file)), file_hash_(file_hash),
+    : board_(std::move(powered)), clock_(clock), file_(std::move(file)), file_hash_(file_hash),
       here_(std::move(here)), listener_(std::move(listener)) {}
 
 void server::serve() {
@@ -156,7 +156,7 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
                                            outcome.error, static_cast<uint16_t>(read.size())});
     if (!who.link.send(reply, read)) {
-        throw std::runtime_error("client does not take its reply");
+        throw std::runtime_error("client does not read its reply");
     }
 }
 
@@ -174,16 +174,16 @@ void server::answer_combined(client &who, std::span<const uint8_t> message) {
 
 void server::answer_control(client &who, std::span<const uint8_t> message) {
     if (who.replies.size() == most_replies) {
-        throw std::runtime_error("client does not take its replies");
+        throw std::runtime_error("client does not read its replies");
     }
     try {
-        who.replies.push_back(carry_out(who, parse_control(message)));
+        who.replies.push_back(answer(who, parse_control(message)));
     } catch (const bad_request &refusal) {
         who.replies.push_back({{"error", refusal.what()}});
     }
 }
 
-server::json server::carry_out(client &who, const json &request) {
+server::json server::answer(client &who, const json &request) {
     const std::string command = request.at("command");
     if (command == "act-for") {
         who.act_for(request.at("pid"));
@@ -299,7 +299,7 @@ bool server::in_use() const {
         clients_, [](const client &who) { return who.role != client_role::command && !who.gone; });
 }
 
-/// Ends, unless somebody is joining at this moment.
+/// Ends, unless a client is joining at this moment.
 bool server::end() {
     const descriptor lock = here_.lock(false);
     if (!lock.is_open()) {

@@ -30,7 +30,7 @@ class power_clock : public board_clock {
 /// Serves one board to many processes, one request at a time: a transfer is never interrupted by another.
 ///
 /// Control requests are JSON objects with a "command", and so are the replies; {"error": TEXT} is one.
-///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER, "buses": [NUMBER...]}; from somebody who only looks
+///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER, "buses": [NUMBER...]}; from a client that only looks
 ///   {"command": "run"}    -> the same; the board stays powered while this client is connected
 ///   {"command": "act-for", "pid": N} -> {}; transfers of this client are those of process N
 ///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
@@ -45,7 +45,7 @@ class power_clock : public board_clock {
 class server {
   public:
     /// `clock` is the board's own.
-    server(board board, const board_clock &clock, std::string file, uint64_t file_hash, meeting_point here,
+    server(board powered, const board_clock &clock, std::string file, uint64_t file_hash, meeting_point here,
            descriptor listener);
 
     /// Until the last program and the last `run` have left.
@@ -64,7 +64,7 @@ class server {
     void answer_transfer(client &who, std::span<const uint8_t> message);
     void answer_combined(client &who, std::span<const uint8_t> message);
     void answer_control(client &who, std::span<const uint8_t> message);
-    json carry_out(client &who, const json &request);
+    json answer(client &who, const json &request);
     [[nodiscard]] json introduction() const;
     [[nodiscard]] json show() const;
     json set(const json &request);

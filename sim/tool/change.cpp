@@ -34,7 +34,7 @@ json assignments_from(const std::vector<std::string> &words) {
     return assignments;
 }
 
-/// A value may start with a minus sign; the parser leaves that to us.
+/// A value may start with a minus sign, which the parser would take for an option.
 std::vector<std::string> words_of(const CLI::App &command) {
     auto words = command.remaining();
     for (const std::string &word : words) {

@@ -8,7 +8,7 @@ namespace varnel::sim::tool {
 
 namespace {
 
-void carry_out(invocation &call) {
+void run_action(invocation &call) {
     try {
         call.action();
     } catch (const host::bad_line &mistake) {
@@ -23,6 +23,6 @@ void carry_out(invocation &call) {
 int main(int argc, char *argv[]) {
     using namespace varnel::sim::tool;
     return varnel::host::run_guarded("varnel-sim", [&] {
-        return run_command({argv + 1, argv + argc}, carry_out);
+        return run_command({argv + 1, argv + argc}, run_action);
     });
 }

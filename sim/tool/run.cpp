@@ -47,7 +47,7 @@ std::string library_name() {
 
 void preload(const std::string &library) {
     if (library.find_first_of(" :") != std::string::npos) {
-        throw std::runtime_error(library + ": LD_PRELOAD takes no name with blanks or colons");
+        throw std::runtime_error(library + ": LD_PRELOAD cannot name a file with spaces or colons");
     }
     const char *const others = std::getenv("LD_PRELOAD");
     const std::string value =
@@ -68,7 +68,7 @@ class accompanying_trace {
     void print_next() {
         try {
             const auto message = board_.link().receive_control();
-            open_ = message && printer_.take(*message);
+            open_ = message && printer_.print_message(*message);
         } catch (const std::exception &problem) {
             open_ = false;
             say(fmt::format("varnel-sim: trace: {}", problem.what()));

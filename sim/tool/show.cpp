@@ -224,7 +224,7 @@ void print_overview(line_output &out, const server_status &status) {
         programs += fmt::format(" {}[{}]", program.process, program.pid);
     }
     out.print(fmt::format("board {}, on for {:.1f} s, used by{}", status.board.name, status.uptime.count(),
-                          programs.empty() ? " nobody" : programs));
+                          programs.empty() ? " no program" : programs));
     board_printer(status.board, out).print_adapters();
 }
 

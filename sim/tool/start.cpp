@@ -37,29 +37,29 @@ void detach(int kept_descriptor) {
     close_range(STDERR_FILENO + 1, kept - 1, 0);
     close_range(kept + 1, UINT_MAX, 0);
     if (chdir("/") != 0) {
-        std::perror("/"); // to nobody; the folder just stays busy
+        std::perror("/"); // standard error is /dev/null; the folder just stays busy
     }
 }
 
-[[noreturn]] void serve(server &server, int listener) {
+[[noreturn]] void serve(server &created, int listener) {
     detach(listener);
     try {
-        server.serve();
+        created.serve();
     } catch (const std::exception &) {
         _exit(1);
     }
     _exit(0);
 }
 
-/// Returns a connection to the new server: made before the server runs, so that it outlives nobody.
+/// Returns a connection to the new server: made before the server runs, so the server never sees zero clients.
 descriptor power_on(const meeting_point &where, const std::string &file, const std::string &text) {
     const power_clock clock;
     std::istringstream input(text);
-    board board(read_description(input, file), clock);
+    board powered(read_description(input, file), clock);
     descriptor listener = where.listen();
     const int listening = listener.get();
     descriptor socket = where.connect();
-    server server(std::move(board), clock, file, hash_of(text), where, std::move(listener));
+    server created(std::move(powered), clock, file, hash_of(text), where, std::move(listener));
     std::fflush(nullptr);
     const pid_t process = fork();
     if (process < 0) {
@@ -67,7 +67,7 @@ descriptor power_on(const meeting_point &where, const std::string &file, const s
         throw std::system_error(errno, std::generic_category(), "fork");
     }
     if (process == 0) {
-        serve(server, listening);
+        serve(created, listening);
     }
     return socket;
 }

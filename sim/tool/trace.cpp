@@ -21,7 +21,7 @@ namespace varnel::sim::tool {
 
 using json = nlohmann::ordered_json;
 
-bool trace_printer::take(const json &message) {
+bool trace_printer::print_message(const json &message) {
     if (message.contains("transfer")) {
         const json &record = message["transfer"];
         print(format_ == trace_format::json ? record.dump() : trace_line(record.get<transfer_record>()));
@@ -64,7 +64,7 @@ void wait_for_news(int board) {
 /// latest transfers would be incomplete.
 bool print_next(board_access &board, trace_printer &printer, bool follow) {
     try {
-        return printer.take(board.receive());
+        return printer.print_message(board.receive());
     } catch (const board_ended &) {
         if (!follow) {
             throw;

@@ -21,7 +21,7 @@ class trace_printer {
         : format_(format), outputs_(std::move(outputs)) {}
 
     /// Takes one message of the board. Returns false after the last.
-    bool take(const nlohmann::ordered_json &message);
+    bool print_message(const nlohmann::ordered_json &message);
     [[nodiscard]] uint64_t transfers() const { return transfers_; }
 
   private:

@@ -20,7 +20,7 @@ enum class i2c_reply { done, not_acknowledged, failed };
 
 /// Makes calls of the three I2C primitives out of the messages of a transfer, which come one at a time: a
 /// write, a read, or a write and a read. What is written in front of a read is kept until the read comes, and
-/// is then part of one call; if nobody acknowledges it, the read fails instead, which is the same for the
+/// is then part of one call; if no chip acknowledges it, the read fails instead, which is the same for the
 /// transfer as a whole. Other transfers fail.
 class i2c_messages {
   public:

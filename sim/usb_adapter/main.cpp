@@ -38,7 +38,7 @@ sockaddr_un address_of(const std::string &path) {
     return address;
 }
 
-/// Waits for somebody to connect to the socket, which exists only while this waits.
+/// Waits for a connection to the socket, which exists only while this waits.
 descriptor connection_on(const std::string &path) {
     const descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = address_of(path);

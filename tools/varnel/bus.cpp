@@ -65,12 +65,12 @@ void print_status(const context &context, const options &given) {
     const device &chip = given.chip;
     const uint8_t control = read_control(chip);
     const char *const owner = is_ours(control) ? "this master" : "other master";
-    report report;
-    report.add("device", chip.name());
-    report.add("owner", owner, "owner", owner);
-    report.add("connected", is_on(control) ? owner : "none", "connected", is_on(control) ? owner : "none");
-    report.add("control", fmt::format("0x{:02x}", control), "control", control);
-    print(report.text(context));
+    report lines;
+    lines.add("device", chip.name());
+    lines.add("owner", owner, "owner", owner);
+    lines.add("connected", is_on(control) ? owner : "none", "connected", is_on(control) ? owner : "none");
+    lines.add("control", fmt::format("0x{:02x}", control), "control", control);
+    print(lines.text(context));
 }
 
 void print_interrupts(const context &context, const options &given) {
@@ -88,11 +88,11 @@ void print_interrupts(const context &context, const options &given) {
             text += fmt::format("{}{}", text.empty() ? "" : " ", names[bit]);
         }
     }
-    report report;
-    report.add("device", chip.name());
-    report.add("status", fmt::format("0x{:02x}", status), "status", status);
-    report.add("interrupts", text.empty() ? "none" : text, "interrupts", set);
-    print(report.text(context));
+    report lines;
+    lines.add("device", chip.name());
+    lines.add("status", fmt::format("0x{:02x}", status), "status", status);
+    lines.add("interrupts", text.empty() ? "none" : text, "interrupts", set);
+    print(lines.text(context));
 }
 
 void clear_interrupts(const options &given) {

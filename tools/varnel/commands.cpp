@@ -55,7 +55,7 @@ std::string missing_verb(const CLI::App &family) {
 } // namespace
 
 int run_command(std::vector<std::string> arguments, const std::function<void(context &)> &carry_out) {
-    context context;
+    context asked;
     CLI::App app("Calls the functions of the library from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
                  "varnel");
     app.set_version_flag("--version", "varnel " VARNEL_VERSION);
@@ -66,16 +66,16 @@ int run_command(std::vector<std::string> arguments, const std::function<void(con
                                  {not_confirmed, "not confirmed: nothing was written"}},
                                 {{"DEVICE", devices}, {"SECTION", sections}, {"KEY", keys}}};
     app.footer(text_of(self.exit_statuses));
-    add_verbs(app, context);
+    add_verbs(app, asked);
     if (!parse(app, std::move(arguments), self)) {
         return success;
     }
-    if (!context.action) {
+    if (!asked.action) {
         const auto [verb, words] = typed_verb(app);
         throw bad_usage((words.empty() ? "" : words + ": ") + missing_verb(*verb));
     }
-    carry_out(context);
-    return context.status;
+    carry_out(asked);
+    return asked.status;
 }
 
 } // namespace varnel::tools

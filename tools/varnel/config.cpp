@@ -117,7 +117,7 @@ std::string side_effect(const ini_place &at, const std::string &before, const st
                            line_at(after, change.place));
     }
     if (!known && !change.removed.empty()) {
-        return "text behind the new line changes, too: the library prints it as format text, where % has a "
+        return "text after the new line changes, too: the library prints it as format text, where % has a "
                "meaning";
     }
     return "";
@@ -131,13 +131,13 @@ void confirm_if_any(const context &context, const std::string &file, const std::
 
 void set(const ini_place &at, const std::string &value, const context &context) {
     check_entry(at, value);
-    const auto store = [&](const char *path) {
+    const auto set_value = [&](const char *path) {
         return set_config_string(path, at.section.c_str(), at.key.c_str(), value.c_str());
     };
     const ini_trial trial(at.file);
     const bool known = has_key(trial.copy(), at);
-    confirm_if_any(context, at.file, side_effect(at, trial.before(), trial.after(store), known));
-    if (store(at.file.c_str()) != 0) {
+    confirm_if_any(context, at.file, side_effect(at, trial.before(), trial.after(set_value), known));
+    if (set_value(at.file.c_str()) != 0) {
         throw failed(fmt::format("{}: cannot be written", at.file));
     }
 }
@@ -147,18 +147,18 @@ void rename(const std::string &file, const std::string &old_name, const std::str
     check_file(file);
     check_section(old_name);
     check_section(new_name);
-    const auto store = [&](const char *path) {
+    const auto rename_section = [&](const char *path) {
         return set_section_string(path, old_name.c_str(), new_name.c_str());
     };
     const ini_trial trial(file);
-    const std::string after = trial.after(store);
+    const std::string after = trial.after(rename_section);
     const text_change change = difference(trial.before(), after);
     const bool appended = change.place == trial.before().size();
     confirm_if_any(
         context, file,
         appended ? ""
                  : fmt::format("the old bracket stays: the header becomes {}", line_at(after, change.place)));
-    if (store(file.c_str()) != 0) {
+    if (rename_section(file.c_str()) != 0) {
         throw failed(fmt::format("{}: cannot be written", file));
     }
 }

@@ -18,7 +18,7 @@ void confirm(const context &context, const std::string &statement) {
         throw refusal("nothing written: standard error cannot be written");
     }
     if (!host::is_terminal(stdin)) {
-        throw refusal("nothing written: no terminal to ask at; --yes means it");
+        throw refusal("not confirmed: standard input is not a terminal (use --yes)");
     }
     std::fputs("Go on? [y/N] ", stderr);
     std::string answer;

@@ -22,18 +22,18 @@ std::string device::name() const { return fmt::format("{}:0x{:02x}", bus, addres
 
 device device_from(const std::string &text) {
     const std::size_t colon = text.find(':');
-    // 58 would be 0x3a: whoever leaves the 0x out means something else.
+    // 58 would be 0x3a: a user who leaves the 0x out means 0x58.
     if (colon == std::string::npos || text.compare(colon + 1, 2, "0x") != 0) {
         throw bad_usage(fmt::format("'{}' is not BUS:ADDRESS, such as 1:0x58", text));
     }
-    device device;
-    device.bus = static_cast<uint8_t>(c_number(text.substr(0, colon), UINT8_MAX, text + ": bus"));
+    device chip;
+    chip.bus = static_cast<uint8_t>(c_number(text.substr(0, colon), UINT8_MAX, text + ": bus"));
     const uint64_t address = c_number(text.substr(colon + 1), UINT8_MAX, text + ": address");
     if (address < first_address || address > last_address) {
         throw bad_usage(fmt::format("{}: a 7-bit address is 0x03 to 0x77", text));
     }
-    device.address = static_cast<uint8_t>(address);
-    return device;
+    chip.address = static_cast<uint8_t>(address);
+    return chip;
 }
 
 void add_device(CLI::App &verb, device &device) {

@@ -71,11 +71,11 @@ reception::ending receive(const fetch_arguments &given, arriving_file &file, con
         end_if_signalled(signals);
         bar.show(given.file, file.size(), announced.value_or(0));
     };
-    const auto take = [&](const char *bytes, std::size_t size) {
+    const auto store_piece = [&](const char *bytes, std::size_t size) {
         file.write(bytes, size);
         look();
     };
-    transfer.receive(take, look);
+    transfer.receive(store_piece, look);
     if (transfer.end().result == LAN_TRANSFER_RECEIVED && (!announced || file.size() != *announced)) {
         throw failed(announced ? fmt::format("{}: sent {} of {} bytes, and closed the connection",
                                              given.address, file.size(), *announced)
@@ -86,7 +86,7 @@ reception::ending receive(const fetch_arguments &given, arriving_file &file, con
 
 void receive_file(const fetch_arguments &given) {
     const held_signals signals;
-    std::signal(SIGPIPE, SIG_IGN); // standard output may be a pipe that somebody closes
+    std::signal(SIGPIPE, SIG_IGN); // standard output may be a pipe that its reader closes
     arriving_file file(given.file);
     const auto last_attempt =
         std::chrono::steady_clock::now() + given.wait.value_or(std::chrono::milliseconds(0));
@@ -111,7 +111,7 @@ void fetch(const fetch_arguments &given) {
         receive_file(given);
     } catch (const interruption &stop) {
         std::signal(stop.signal, SIG_DFL);
-        std::raise(stop.signal); // whoever started us sees what ended us
+        std::raise(stop.signal); // our parent process sees what ended us
     }
 }
 

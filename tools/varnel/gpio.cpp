@@ -57,10 +57,10 @@ void print_bits(const context &context, const options &given, registers which, c
         values[target.name(pin)] = word;
         text += fmt::format("{}\n", word);
     }
-    report report;
-    report.add("device", given.chip.name());
-    report.add("pins", std::move(values));
-    print(context.json ? report.text(context) : text);
+    report lines;
+    lines.add("device", given.chip.name());
+    lines.add("pins", std::move(values));
+    print(context.json ? lines.text(context) : text);
 }
 
 /// "3 high 4 low": all are checked before the first is written.
@@ -119,7 +119,7 @@ void direction(const context &context, const options &given) {
 
 std::string list(const context &context, const options &given) {
     const expander target = given.target();
-    table table({"PIN", "DIRECTION", "LEVEL", "OUTPUT"});
+    table rows({"PIN", "DIRECTION", "LEVEL", "OUTPUT"});
     json pins = json::object();
     for (unsigned int bank = 0; bank < target.banks(); ++bank) {
         const uint8_t directions = target.read_bank(registers::direction, bank);
@@ -128,17 +128,17 @@ std::string list(const context &context, const options &given) {
         for (unsigned int bit = 0; bit < 8; ++bit) {
             const auto is_set = [bit](uint8_t byte) { return (byte >> bit & 1U) != 0; };
             const std::string name = target.name({bank, bit});
-            table.add({name, direction_name(is_set(directions)), level_name(is_set(levels)),
-                       level_name(is_set(outputs))});
+            rows.add({name, direction_name(is_set(directions)), level_name(is_set(levels)),
+                      level_name(is_set(outputs))});
             pins[name] = {{"direction", direction_name(is_set(directions))},
                           {"level", level_name(is_set(levels))},
                           {"output", level_name(is_set(outputs))}};
         }
     }
-    report report;
-    report.add("device", given.chip.name());
-    report.add("pins", std::move(pins));
-    return context.json ? report.text(context) : table.text();
+    report lines;
+    lines.add("device", given.chip.name());
+    lines.add("pins", std::move(pins));
+    return context.json ? lines.text(context) : rows.text();
 }
 
 constexpr const char *register_kinds[] = {"level", "output", "direction"};
@@ -150,10 +150,10 @@ void bank(const context &context, const options &given) {
     const registers which = registers_of_kind[given.kind];
     if (!given.value) {
         const uint8_t value = target.read_bank(which, number);
-        report report;
-        report.add("device", given.chip.name());
-        report.add(register_kinds[given.kind], value);
-        return print(context.json ? report.text(context) : fmt::format("0x{:02x}\n", value));
+        report lines;
+        lines.add("device", given.chip.name());
+        lines.add(register_kinds[given.kind], value);
+        return print(context.json ? lines.text(context) : fmt::format("0x{:02x}\n", value));
     }
     if (which == registers::level) {
         throw bad_usage("gpio bank: levels are read; --of output or --of direction is written");

@@ -92,28 +92,29 @@ int open_set(const std::string &file, uint64_t locks_if_new) {
     return set;
 }
 
-/// Whether the lock is ours now; false when somebody else keeps it.
-bool take(const lock_arguments &given) {
+/// Whether the lock is ours now; false when another process holds it.
+bool acquire(const lock_arguments &given) {
     const int set = open_set(given.file, given.size.value_or(given.number + 1));
     const auto number = static_cast<int>(given.number);
-    const bool taken = given.no_wait ? try_sem_lock(set, number) == 0 : wait_for(set, number, given.time_out);
-    if (!taken && errno == EFBIG) {
+    const bool acquired =
+        given.no_wait ? try_sem_lock(set, number) == 0 : wait_for(set, number, given.time_out);
+    if (!acquired && errno == EFBIG) {
         throw failed(fmt::format("{}: has no lock {}", given.file, number));
     }
-    if (!taken && errno != EAGAIN && errno != EINTR) {
+    if (!acquired && errno != EAGAIN && errno != EINTR) {
         throw std::system_error(errno, std::generic_category(), given.file);
     }
-    return taken;
+    return acquired;
 }
 
 /// The command takes our place, and the lock with it: semop(2) keeps it through execve(2), and the kernel
-/// gives it back when the command has ended, in whatever way. Nobody stands between that could be killed
-/// alone.
+/// gives it back when the command has ended, in whatever way. There is no process between them that could be
+/// killed alone.
 int run(const lock_arguments &given) {
     if (given.size && *given.size <= given.number) {
         throw bad_usage(fmt::format("--locks {} has no --number {}", *given.size, given.number));
     }
-    if (take(given)) {
+    if (acquire(given)) {
         become(given.command);
     }
     say(fmt::format("varnel: {}: lock {} is held", given.file, given.number));
@@ -143,7 +144,7 @@ void show_status(const std::string &file, const context &context) {
     }
     const int set = get_sem_lock(file.c_str(), 0);
     if (set == -1 && errno == EINVAL) {
-        throw failed(fmt::format("{}: nobody has made locks of it", file));
+        throw failed(fmt::format("{}: no lock set exists for this key file", file));
     }
     if (set == -1) {
         throw std::system_error(errno, std::generic_category(), file);

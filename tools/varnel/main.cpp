@@ -11,12 +11,12 @@ namespace varnel::tools {
 
 namespace {
 
-void carry_out(context &context) {
+void run_action(context &asked) {
     try {
-        context.action();
+        asked.action();
     } catch (const refusal &answer) {
         say(fmt::format("varnel: {}", answer.what()));
-        context.status = not_confirmed;
+        asked.status = not_confirmed;
     }
 }
 
@@ -26,5 +26,5 @@ void carry_out(context &context) {
 
 int main(int argc, char *argv[]) {
     using namespace varnel::tools;
-    return run_guarded("varnel", [&] { return run_command({argv + 1, argv + argc}, carry_out); });
+    return run_guarded("varnel", [&] { return run_command({argv + 1, argv + argc}, run_action); });
 }

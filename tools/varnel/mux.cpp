@@ -76,12 +76,12 @@ void print_control(const context &context, const options &given) {
             channels.push_back(channel);
         }
     }
-    report report;
-    report.add("device", given.chip.name());
-    report.add("control", fmt::format("0x{:02x}", control), "control", control);
-    report.add("channels", channels.empty() ? "none" : fmt::format("{}", fmt::join(channels, " ")),
-               "channels", channels);
-    print(report.text(context));
+    report lines;
+    lines.add("device", given.chip.name());
+    lines.add("control", fmt::format("0x{:02x}", control), "control", control);
+    lines.add("channels", channels.empty() ? "none" : fmt::format("{}", fmt::join(channels, " ")), "channels",
+              channels);
+    print(lines.text(context));
 }
 
 void enable_channels(const options &given) { write_control(given, wanted_control(given)); }

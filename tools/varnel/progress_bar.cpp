@@ -49,7 +49,7 @@ std::string progress_line(const std::string &label, uint64_t done, uint64_t tota
     if (rate > 0 && done < total) {
         numbers += fmt::format("  {} left", clock(static_cast<double>(total - done) / rate));
     }
-    const std::size_t taken = label.size() + numbers.size() + 6; // brackets and blanks, and one to spare
+    const std::size_t taken = label.size() + numbers.size() + 6; // brackets and spaces, and one to spare
     const std::size_t room = width > taken ? std::min(widest_bar, width - taken) : 0;
     return room < 4 ? fmt::format("{}  {}", label, numbers)
                     : fmt::format("{}  {} {}", label, bar(part, room), numbers);

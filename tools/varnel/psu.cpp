@@ -120,7 +120,7 @@ std::string faults_text(const std::vector<std::string> &faults) {
 }
 
 /// The registers behind STATUS_WORD; people see those that say something.
-void add_details(report &report, const device &chip) {
+void add_details(report &lines, const device &chip) {
     json details = json::object();
     for (const chips::chip_register &status : status_details()) {
         uint8_t value = 0;
@@ -129,38 +129,38 @@ void add_details(report &report, const device &chip) {
         const auto faults = words_for(status, value);
         details[std::string(status.name)] = {{"value", value}, {"faults", faults}};
         if (value != 0) {
-            report.add_line(fmt::format("  {}", status.name),
-                            fmt::format("0x{:02x}  {}", value, faults_text(faults)));
+            lines.add_line(fmt::format("  {}", status.name),
+                           fmt::format("0x{:02x}  {}", value, faults_text(faults)));
         }
     }
-    report.add("details", std::move(details));
+    lines.add("details", std::move(details));
 }
 
 std::string status_view(const context &context, const device &chip) {
-    report report;
-    report.add("device", chip.name());
+    report lines;
+    lines.add("device", chip.name());
     for (const quantity &each : quantities) {
         const int raw = read_raw(chip, each);
         std::string text = with_unit(each, raw);
         const bool is_status = each.read_word == car2512_get_status;
         const auto faults =
             is_status ? words_for(each.source, static_cast<unsigned int>(raw)) : std::vector<std::string>{};
-        report.add(each.name, is_status ? fmt::format("{}  {}", text, faults_text(faults)) : text, each.key,
-                   as_json(each, raw));
+        lines.add(each.name, is_status ? fmt::format("{}  {}", text, faults_text(faults)) : text, each.key,
+                  as_json(each, raw));
         if (is_status) {
-            report.add("faults", faults);
+            lines.add("faults", faults);
         }
     }
-    add_details(report, chip);
-    return report.text(context);
+    add_details(lines, chip);
+    return lines.text(context);
 }
 
 std::string reading_view(const context &context, const options &given) {
     const int raw = read_raw(given.chip, *given.reading);
-    report report;
-    report.add("device", given.chip.name());
-    report.add(given.reading->key, as_json(*given.reading, raw));
-    return context.json ? report.text(context) : with_unit(*given.reading, raw) + "\n";
+    report lines;
+    lines.add("device", given.chip.name());
+    lines.add(given.reading->key, as_json(*given.reading, raw));
+    return context.json ? lines.text(context) : with_unit(*given.reading, raw) + "\n";
 }
 
 /// After a setting, with --verify: the reading that has to agree.
@@ -218,14 +218,14 @@ void fan(const context &context, const options &given) {
     if (given.rpm) {
         return set_rpm(given);
     }
-    report report;
-    report.add("device", given.chip.name());
+    report lines;
+    lines.add("device", given.chip.name());
     for (const char *name : {"fan-duty", "fan-speed"}) {
         const quantity &each = quantity_from(name);
         const int raw = read_raw(given.chip, each);
-        report.add(each.name, with_unit(each, raw), each.key, as_json(each, raw));
+        lines.add(each.name, with_unit(each, raw), each.key, as_json(each, raw));
     }
-    print(report.text(context));
+    print(lines.text(context));
 }
 
 void switch_output(const context &context, const options &given) {
@@ -253,10 +253,10 @@ void voltage(const context &context, const options &given) {
     const quantity &setting = quantity_from("output-setting");
     const int now = read_raw(given.chip, setting);
     if (!given.centivolts) {
-        report report;
-        report.add("device", given.chip.name());
-        report.add(setting.key, as_json(setting, now));
-        return print(context.json ? report.text(context) : with_unit(setting, now) + "\n");
+        report lines;
+        lines.add("device", given.chip.name());
+        lines.add(setting.key, as_json(setting, now));
+        return print(context.json ? lines.text(context) : with_unit(setting, now) + "\n");
     }
     const auto wanted = static_cast<int>(*given.centivolts);
     confirm(context, fmt::format("{}: output voltage from {} to {}", given.chip.name(),

@@ -71,10 +71,10 @@ sighting look_for_connection() {
     return seen;
 }
 
-void take_all(int pipe, const std::function<void(const char *, std::size_t)> &take) {
+void read_all(int pipe, const std::function<void(const char *, std::size_t)> &use) {
     std::array<char, piece_size> piece;
     for (ssize_t n = 0; (n = read(pipe, piece.data(), piece.size())) > 0;) {
-        take(piece.data(), static_cast<std::size_t>(n));
+        use(piece.data(), static_cast<std::size_t>(n));
     }
 }
 
@@ -138,7 +138,7 @@ std::optional<uint32_t> reception::announced_size(const meanwhile &idle) {
                                                                                << 24U;
 }
 
-void reception::receive(const std::function<void(const char *, std::size_t)> &take, const meanwhile &idle) {
+void reception::receive(const std::function<void(const char *, std::size_t)> &use, const meanwhile &idle) {
     const host::descriptor pipe(open(order_->pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!pipe.is_open()) {
         throw std::system_error(errno, std::generic_category(), order_->pipe);
@@ -150,7 +150,7 @@ void reception::receive(const std::function<void(const char *, std::size_t)> &ta
         if (watched[0].revents == POLLHUP) {
             watched[0].fd = -1; // the library has closed the file, and is about to return
         }
-        take_all(pipe.get(), take); // and when it has returned, all is there
+        read_all(pipe.get(), use); // and when it has returned, all is there
     }
 }
 

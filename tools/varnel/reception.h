@@ -19,7 +19,7 @@ using meanwhile = std::function<void()>;
 /// which it keeps to itself. So a transfer that ends too early is told from a complete one.
 class reception {
   public:
-    /// Starts to receive. `pipe` is a named pipe that nobody has open.
+    /// Starts to receive. `pipe` is a named pipe that no process has open.
     reception(std::string pipe, std::string address);
     reception(const reception &) = delete;
     reception &operator=(const reception &) = delete;
@@ -29,7 +29,7 @@ class reception {
     std::optional<uint32_t> announced_size(const meanwhile &idle);
 
     /// Hands over what arrives, piece by piece, until the library has finished.
-    void receive(const std::function<void(const char *bytes, std::size_t size)> &take, const meanwhile &idle);
+    void receive(const std::function<void(const char *bytes, std::size_t size)> &use, const meanwhile &idle);
 
     /// What mma_lan_transfer() returned, with its errno. The library has finished.
     struct ending {

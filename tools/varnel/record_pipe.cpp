@@ -99,7 +99,7 @@ struct private_pipe {
     descriptor in;
 };
 
-/// Copies what stands at the beginning of a pipe and leaves it there: tee(2).
+/// Copies what is at the beginning of a pipe and leaves it there: tee(2).
 std::size_t look(int pipe, const private_pipe &copy, std::size_t most) {
     const ssize_t n = tee(pipe, copy.in.get(), most, SPLICE_F_NONBLOCK);
     return n > 0 ? static_cast<std::size_t>(n) : 0;

@@ -40,7 +40,7 @@ queue_content count_queue(const std::string &path);
 /// Throws failed or std::system_error unless the path is a named pipe.
 void check_pipe(const std::string &path);
 
-/// Whether a process has it open for reading; what waits is lost when nobody has it open any more. Throws
+/// Whether a process has it open for reading; what waits is lost when no process has it open any more. Throws
 /// failed.
 bool has_reader(const std::string &path);
 

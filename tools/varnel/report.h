@@ -23,7 +23,7 @@ class report {
     /// For JSON alone.
     void add(const std::string &key, json value);
 
-    /// The lines or, with --json, the object, with a line feed at the end.
+    /// The lines or, with --json, the object, with a newline at the end.
     [[nodiscard]] std::string text(const context &context) const;
 
   private:

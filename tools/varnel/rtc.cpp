@@ -90,11 +90,11 @@ std::string format_time(std::time_t time, const char *format) {
 std::string view(const context &context) {
     const std::time_t time = read_time();
     const std::time_t ahead = time - std::time(nullptr);
-    report report;
-    report.add("time", format_time(time, "%F %T %z"), "time", format_time(time, "%FT%T%z"));
-    report.add("epoch_seconds", time);
-    report.add("ahead of system time", fmt::format("{} s", ahead), "ahead_seconds", ahead);
-    return report.text(context);
+    report lines;
+    lines.add("time", format_time(time, "%F %T %z"), "time", format_time(time, "%FT%T%z"));
+    lines.add("epoch_seconds", time);
+    lines.add("ahead of system time", fmt::format("{} s", ahead), "ahead_seconds", ahead);
+    return lines.text(context);
 }
 
 /// "now", "@1700000000", "2026-11-21 08:00:00" or with T, as local time.

@@ -46,7 +46,7 @@ struct stat checked_file(const std::string &path) {
     return status;
 }
 
-/// The library would end without a word.
+/// The library would end without a message.
 void check_port() {
     const descriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int yes = 1;
@@ -90,9 +90,10 @@ class file_position {
 };
 
 /// What lan_transfer_file() is given; alive as long as its thread.
-class order {
+class transfer_order {
   public:
-    order(const std::string &path, uint8_t clients) : bytes_(sizeof(lan_transfer_arg) + path.size() + 1) {
+    transfer_order(const std::string &path, uint8_t clients)
+        : bytes_(sizeof(lan_transfer_arg) + path.size() + 1) {
         bytes_[0] = static_cast<char>(clients);
         path.copy(bytes_.data() + offsetof(lan_transfer_arg, path), path.size());
     }
@@ -105,7 +106,7 @@ class order {
     std::vector<char> bytes_;
 };
 
-/// What is to be seen of a server: for whom it waits, or how far it is with whom.
+/// Progress of the sender: the client it waits for, or the bytes sent so far.
 class server_view {
   public:
     server_view(const struct stat &file, unsigned int clients)
@@ -149,7 +150,7 @@ class server_view {
 void send(const std::string &path, unsigned int clients) {
     const struct stat file = checked_file(path);
     check_port();
-    order what(path, static_cast<uint8_t>(clients));
+    transfer_order what(path, static_cast<uint8_t>(clients));
     library_thread thread(lan_transfer_file, what.get());
     server_view view(file, clients);
     while (!thread.ended_within(redraw_interval)) {

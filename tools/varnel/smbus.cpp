@@ -50,13 +50,13 @@ std::string trouble(const options &given, const char *verb) {
 }
 
 void print_value(const context &context, const options &given, const std::string &text, json value) {
-    report report;
-    report.add("device", given.chip.name());
+    report lines;
+    lines.add("device", given.chip.name());
     if (given.has_command) {
-        report.add("register", given.command);
+        lines.add("register", given.command);
     }
-    report.add("value", std::move(value));
-    print(context.json ? report.text(context) : text + "\n");
+    lines.add("value", std::move(value));
+    print(context.json ? lines.text(context) : text + "\n");
 }
 
 void print_bytes(const context &context, const options &given, const std::vector<uint8_t> &bytes) {

@@ -71,7 +71,7 @@ int number_of(const std::array<named_number, count> &names, std::string_view nam
     return found->second;
 }
 
-/// syslog() says nothing when nobody listens.
+/// syslog() reports no error when no process listens.
 void check_log_socket() {
     sockaddr_un place{};
     place.sun_family = AF_UNIX;

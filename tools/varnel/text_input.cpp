@@ -12,15 +12,15 @@
 
 namespace varnel::tools {
 
-void each_text(const std::vector<std::string> &words, const std::function<void(const std::string &)> &take) {
+void each_text(const std::vector<std::string> &words, const std::function<void(const std::string &)> &use) {
     if (!words.empty()) {
-        take(fmt::format("{}", fmt::join(words, " ")));
+        use(fmt::format("{}", fmt::join(words, " ")));
         return;
     }
     errno = 0;
     std::string line;
     while (std::getline(std::cin, line)) {
-        take(line);
+        use(line);
         errno = 0;
     }
     if (errno != 0) {

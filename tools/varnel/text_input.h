@@ -7,10 +7,10 @@
 
 namespace varnel::tools {
 
-/// Gives `take` the words, joined by spaces; without words, each line of standard input. Throws
+/// Gives `use` the words, joined by spaces; without words, each line of standard input. Throws
 /// std::system_error when that cannot be read.
 void each_text(const std::vector<std::string> &words,
-               const std::function<void(const std::string &text)> &take);
+               const std::function<void(const std::string &text)> &use);
 
 /// The first bytes of a file, up to `most`; "-" is standard input. Throws std::system_error.
 std::string read_some(const std::string &path, std::size_t most);

@@ -54,13 +54,13 @@ std::string view_or_trouble(const std::function<std::string()> &view) {
 void watch(const watch_options &options, const std::function<std::string()> &view) {
     const held_signals signals; // a view is always whole
     const uint64_t most = options.count.value_or(std::numeric_limits<uint64_t>::max());
-    screen screen;
+    screen terminal;
     for (uint64_t shown = 0; shown < most; ++shown) {
         if (shown > 0 && signals.next_within(*options.interval) != 0) {
             return;
         }
         const std::string text = view_or_trouble(view);
-        is_terminal(stdout) ? screen.draw(text) : print(text);
+        is_terminal(stdout) ? terminal.draw(text) : print(text);
     }
 }
 

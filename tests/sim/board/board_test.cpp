@@ -68,7 +68,7 @@ TEST_F(small_board, set_accepts_pin_names_given_after_power_on) {
     bench.board.set({{"gpio", "name.3", "gate"}});
     bench.board.set({{"gpio", "gate", "high"}});
     EXPECT_EQ(bench.write_read(0, 0x38, {0}, 1).read.at(0), 0xFF);
-    EXPECT_THAT(refusal({{"gpio", "door", "low"}}), ::testing::StartsWith("gpio: unknown setting \"door\""));
+    EXPECT_THAT(refusal({{"gpio", "door", "low"}}), ::testing::StartsWith("gpio: unknown setting 'door'"));
 }
 
 TEST_F(small_board, set_does_not_change_registers) {

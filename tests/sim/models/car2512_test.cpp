@@ -494,12 +494,12 @@ TEST_F(sim_car2512, readings_show_values_with_units) {
 }
 
 TEST_F(sim_car2512, invalid_settings_are_refused_and_change_nothing) {
-    EXPECT_EQ(refusal("lod", "1W"), "unknown setting \"lod\" (has: load, ambient, fan, input, firmware)");
-    EXPECT_EQ(refusal("load", "230V"), "load: cannot be \"230V\" (expected 0 to 5000W)");
-    EXPECT_EQ(refusal("ambient", "200C"), "ambient: cannot be \"200C\" (expected -40 to 100C)");
-    EXPECT_EQ(refusal("fan", "slow"), "fan: cannot be \"slow\" (expected ok or stopped)");
-    EXPECT_EQ(refusal("input", "gone"), "input: cannot be \"gone\" (expected lost, or 0 to 300V)");
-    EXPECT_EQ(refusal("firmware", "256"), "firmware: cannot be \"256\" (expected 0 to 255)");
+    EXPECT_EQ(refusal("lod", "1W"), "unknown setting 'lod' (has: load, ambient, fan, input, firmware)");
+    EXPECT_EQ(refusal("load", "230V"), "load: cannot be '230V' (expected 0 to 5000W)");
+    EXPECT_EQ(refusal("ambient", "200C"), "ambient: cannot be '200C' (expected -40 to 100C)");
+    EXPECT_EQ(refusal("fan", "slow"), "fan: cannot be 'slow' (expected ok or stopped)");
+    EXPECT_EQ(refusal("input", "gone"), "input: cannot be 'gone' (expected lost, or 0 to 300V)");
+    EXPECT_EQ(refusal("firmware", "256"), "firmware: cannot be '256' (expected 0 to 255)");
     EXPECT_EQ(shown("load"), "0.0 W");
     EXPECT_EQ(shown("input"), "230.0 V");
 }

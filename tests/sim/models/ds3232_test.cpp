@@ -445,11 +445,11 @@ TEST_F(sim_ds3232, invalid_settings_are_refused_and_change_nothing) {
           "2026-02-29 00:00:00", "2026-11-31 00:00:00", "2026-11-21 24:00:00", "2026-11-21 08:60:00",
           "2026-11-21 08:00:60", "1999-12-31 23:59:59", "2200-01-01 00:00:00", "2026-11-21 08:00:0x"}) {
         EXPECT_EQ(refusal("time", value),
-                  "time: cannot be \"" + std::string(value) +
-                      "\" (expected now, or a time such as 2026-11-21 08:00:00 from 2000 to 2199)");
+                  "time: cannot be '" + std::string(value) +
+                      "' (expected now, or a time such as 2026-11-21 08:00:00 from 2000 to 2199)");
     }
-    EXPECT_EQ(refusal("temperature", "86C"), "temperature: cannot be \"86C\" (expected -40 to 85C)");
-    EXPECT_EQ(refusal("tine", "now"), "unknown setting \"tine\" (has: time, temperature)");
+    EXPECT_EQ(refusal("temperature", "86C"), "temperature: cannot be '86C' (expected -40 to 85C)");
+    EXPECT_EQ(refusal("tine", "now"), "unknown setting 'tine' (has: time, temperature)");
     EXPECT_EQ(shown("time"), "2000-01-01 00:00:00");
 }
 

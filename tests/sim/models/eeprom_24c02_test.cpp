@@ -87,12 +87,12 @@ TEST_F(sim_24c02, bytes_may_stand_without_spaces) {
 
 TEST_F(sim_24c02, invalid_settings_are_refused_and_change_nothing) {
     for (const std::string_view value : {"", " ", "4", "486", "48,65", "48 6x", "0x4", "-1", "48 \t65"}) {
-        EXPECT_EQ(refusal("data.00", value), "data.00: cannot be \"" + std::string(value) +
-                                                 "\" (expected bytes such as 48 65 6c, up to offset ff)");
+        EXPECT_EQ(refusal("data.00", value), "data.00: cannot be '" + std::string(value) +
+                                                 "' (expected bytes such as 48 65 6c, up to offset ff)");
     }
     EXPECT_NE(refusal("data.ff", "01 02"), "accepted");
-    EXPECT_EQ(refusal("data.100", "01"), "unknown setting \"data.100\" (has: wp, data.00 to data.ff)");
-    EXPECT_EQ(refusal("data.", "01"), "unknown setting \"data.\" (has: wp, data.00 to data.ff)");
+    EXPECT_EQ(refusal("data.100", "01"), "unknown setting 'data.100' (has: wp, data.00 to data.ff)");
+    EXPECT_EQ(refusal("data.", "01"), "unknown setting 'data.' (has: wp, data.00 to data.ff)");
     EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF));
 }
 

@@ -103,7 +103,7 @@ TEST_F(sim_pca9505, registers_and_pins_have_names) {
     part->set("name.4.7", "fan-fail");
     EXPECT_EQ(shown("fan-fail"), "input high (pulled up)");
     EXPECT_EQ(refusal("5.0", "low"),
-              "unknown setting \"5.0\" (has: 0.0 to 4.7, name.0.0 to name.4.7, fan-fail)");
+              "unknown setting '5.0' (has: 0.0 to 4.7, name.0.0 to name.4.7, fan-fail)");
 }
 
 } // namespace

@@ -219,7 +219,7 @@ TEST_F(sim_pca9541, other_command_codes_are_not_acknowledged) {
     EXPECT_EQ(register_name(0x00), "Interrupt enable");
     EXPECT_EQ(register_name(0x11), "Control");
     EXPECT_EQ(register_name(0x02), "Interrupt status");
-    EXPECT_EQ(refusal("intin", "up"), "intin: cannot be \"up\" (expected high or low)");
+    EXPECT_EQ(refusal("intin", "up"), "intin: cannot be 'up' (expected high or low)");
 }
 
 } // namespace

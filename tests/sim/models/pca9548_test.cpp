@@ -73,7 +73,7 @@ TEST_F(sim_pca9548, an_address_without_a_byte_changes_nothing) {
 }
 
 TEST_F(sim_pca9548, has_nothing_to_set) {
-    EXPECT_EQ(refusal("channels", "1"), "unknown setting \"channels\" (has: none)");
+    EXPECT_EQ(refusal("channels", "1"), "unknown setting 'channels' (has: none)");
 }
 
 TEST_F(sim_pca9546, has_four_channels_and_reads_the_upper_bits_as_zero) {

@@ -68,7 +68,7 @@ TEST_F(sim_pca9554, registers_and_pins_have_names) {
     EXPECT_EQ(register_name(0), "Input port");
     EXPECT_EQ(register_name(3), "Configuration");
     EXPECT_EQ(register_name(4), "");
-    EXPECT_EQ(refusal("8", "low"), "unknown setting \"8\" (has: 0 to 7, name.0 to name.7)");
+    EXPECT_EQ(refusal("8", "low"), "unknown setting '8' (has: 0 to 7, name.0 to name.7)");
 }
 
 } // namespace

@@ -156,15 +156,15 @@ TEST_F(sim_pca9555, a_named_pin_is_found_by_name_and_number) {
 
 TEST_F(sim_pca9555, invalid_settings_are_refused_and_change_nothing) {
     part->set("name.3", "present");
-    EXPECT_EQ(refusal("16", "low"), "unknown setting \"16\" (has: 0 to 15, name.0 to name.15, present)");
+    EXPECT_EQ(refusal("16", "low"), "unknown setting '16' (has: 0 to 15, name.0 to name.15, present)");
     EXPECT_EQ(refusal("name.16", "x"),
-              "unknown setting \"name.16\" (has: 0 to 15, name.0 to name.15, present)");
-    EXPECT_EQ(refusal("", "low"), "unknown setting \"\" (has: 0 to 15, name.0 to name.15, present)");
-    EXPECT_EQ(refusal("3", "up"), "3: cannot be \"up\" (expected low or high or float)");
+              "unknown setting 'name.16' (has: 0 to 15, name.0 to name.15, present)");
+    EXPECT_EQ(refusal("", "low"), "unknown setting '' (has: 0 to 15, name.0 to name.15, present)");
+    EXPECT_EQ(refusal("3", "up"), "3: cannot be 'up' (expected low or high or float)");
     for (const std::string_view name : {"", "7", "a b", "interrupt", "present", "name.1"}) {
         EXPECT_EQ(refusal("name.4", name),
-                  "name.4: cannot be \"" + std::string(name) +
-                      "\" (expected a name of its own: letters, digits, - and _, at least one letter)");
+                  "name.4: cannot be '" + std::string(name) +
+                      "' (expected a name of its own: letters, digits, - and _, at least one letter)");
     }
     EXPECT_EQ(shown("3"), "no reading 3");
     EXPECT_EQ(shown("4"), "input high (pulled up)");

@@ -83,7 +83,7 @@ TEST_F(sim_pcf8574, pins_can_be_named) {
     part->set("name.4", "psu0-present");
     part->set("psu0-present", "low");
     EXPECT_EQ(read(1), (bytes{0xEF}));
-    EXPECT_EQ(refusal("8", "low"), R"(unknown setting "8" (has: 0 to 7, name.0 to name.7, psu0-present))");
+    EXPECT_EQ(refusal("8", "low"), "unknown setting '8' (has: 0 to 7, name.0 to name.7, psu0-present)");
 }
 
 TEST_F(sim_pcf8574, no_byte_selects_a_register) {

@@ -31,7 +31,7 @@ TEST(settings, refused_quantity_names_setting_and_value) {
     for (const std::string_view value :
          {"", "W", "18oW", "180V", "180WW", "180GW", "-1", "5001", "5.1kW", "nan", "inf", "k"}) {
         EXPECT_EQ(refusal_of([&] { (void)parse_quantity("load", value, load); }),
-                  "load: cannot be \"" + std::string(value) + "\" (expected 0 to 5000W)");
+                  "load: cannot be '" + std::string(value) + "' (expected 0 to 5000W)");
     }
 }
 
@@ -40,7 +40,7 @@ TEST(settings, numbers_are_decimal_or_hexadecimal) {
     EXPECT_EQ(parse_number("firmware", "0xfF", 255), 255U);
     for (const std::string_view value : {"", "0x", "256", "-1", "1.0", "ff", "0x100"}) {
         EXPECT_EQ(refusal_of([&] { (void)parse_number("firmware", value, 255); }),
-                  "firmware: cannot be \"" + std::string(value) + "\" (expected 0 to 255)");
+                  "firmware: cannot be '" + std::string(value) + "' (expected 0 to 255)");
     }
 }
 
@@ -49,7 +49,7 @@ TEST(settings, refused_choice_lists_the_choices) {
     EXPECT_EQ(refusal_of([] {
                   (void)parse_choice("fan", "fast", {"ok", "stopped"});
               }),
-              "fan: cannot be \"fast\" (expected ok or stopped)");
+              "fan: cannot be 'fast' (expected ok or stopped)");
 }
 
 } // namespace

@@ -119,7 +119,7 @@ SPDX-License-Identifier: Apache-2.0
 
   $ varnel psu output 1:0x58 off
   ! 1:0x58: output off: what this supply feeds loses power
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel psu get 1:0x58 output
   12.00 V
@@ -145,7 +145,7 @@ SPDX-License-Identifier: Apache-2.0
   12.00 V
   $ varnel psu voltage 1:0x58 12.05V
   ! 1:0x58: output voltage from 12.00 V to 12.05 V
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel psu voltage 1:0x58 12.05V --yes --verify
   ! 1:0x58: output voltage from 12.00 V to 12.05 V

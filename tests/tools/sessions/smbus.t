@@ -183,27 +183,27 @@ Writing to what may be an EEPROM needs a yes; saying where to read does not.
   $ varnel smbus send-byte 0:0x50 0
   $ varnel smbus write-byte 0:0x50 0x10 0x42
   ! 0:0x50: write 0x42 to register 0x10; chips at 0x50 to 0x57 are EEPROMs, which keep it
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel smbus write-word 0:0x50 0x10 0x42
   ! 0:0x50: write 0x0042 to register 0x10; chips at 0x50 to 0x57 are EEPROMs, which keep it
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel smbus write-block 0:0x50 0x10 1 2
   ! 0:0x50: write a block of 0x01 0x02 to register 0x10; chips at 0x50 to 0x57 are EEPROMs, which keep it
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel smbus process-call 0:0x50 0x10 1
   ! 0:0x50: write 0x0001 to register 0x10; chips at 0x50 to 0x57 are EEPROMs, which keep it
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel smbus block-process-call 0:0x50 0x10 1 2 --read 1
   ! 0:0x50: write a block of 0x01 0x02 to register 0x10; chips at 0x50 to 0x57 are EEPROMs, which keep it
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel smbus transfer 0:0x50 0x10 0x42
   ! 0:0x50: write 0x10 0x42; chips at 0x50 to 0x57 are EEPROMs, which keep it
-  ! varnel: nothing written: no terminal to ask at; --yes means it
+  ! varnel: not confirmed: standard input is not a terminal (use --yes)
   [3]
   $ varnel smbus read-byte 0:0x50 0x10
   0xff
