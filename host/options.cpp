@@ -11,8 +11,8 @@
 
 namespace varnel::host {
 
-CLI::Option *add_probability(CLI::App &verb, const std::string &name, std::optional<double> &probability,
-                             const char *description) {
+argument add_probability(argument_parser verb, const std::string &name, std::optional<double> &probability,
+                         const char *description) {
     const auto read = [name](const std::string &text) {
         const auto number = real_number(text);
         if (!number || !(*number >= 0 && *number <= 1)) {
@@ -23,14 +23,14 @@ CLI::Option *add_probability(CLI::App &verb, const std::string &name, std::optio
     return add_argument(verb, name, probability, read, description, "P");
 }
 
-CLI::Option *add_size(CLI::App &verb, const std::string &name, uint64_t &bytes, const char *description) {
+argument add_size(argument_parser verb, const std::string &name, uint64_t &bytes, const char *description) {
     return add_argument(
         verb, name, bytes, [name](const std::string &text) { return size_in_bytes(text, name); }, description,
         "SIZE");
 }
 
-CLI::Option *add_duration(CLI::App &verb, const std::string &name,
-                          std::optional<std::chrono::milliseconds> &time, const char *description) {
+argument add_duration(argument_parser verb, const std::string &name,
+                      std::optional<std::chrono::milliseconds> &time, const char *description) {
     const auto read = [name](const std::string &text) {
         const auto given = duration(text);
         return given ? *given
@@ -52,8 +52,8 @@ std::size_t place_among(const std::vector<std::string> &words, const std::string
 
 std::string any_of(const std::vector<std::string> &words) { return fmt::format("{}", fmt::join(words, "|")); }
 
-CLI::Option *add_choice(CLI::App &verb, const std::string &name, std::size_t &choice,
-                        std::vector<std::string> words, const char *description) {
+argument add_choice(argument_parser verb, const std::string &name, std::size_t &choice,
+                    std::vector<std::string> words, const char *description) {
     const std::string type = any_of(words);
     const auto read = [name, all = std::move(words)](const std::string &text) {
         return place_among(all, text, name);
@@ -61,17 +61,16 @@ CLI::Option *add_choice(CLI::App &verb, const std::string &name, std::size_t &ch
     return add_argument(verb, name, choice, read, description, type.c_str());
 }
 
-CLI::Option *add_bytes(CLI::App &verb, const std::string &name, std::vector<uint8_t> &bytes,
-                       const char *description) {
+argument add_bytes(argument_parser verb, const std::string &name, std::vector<uint8_t> &bytes,
+                   const char *description) {
     const auto read_all = [name, &bytes](const std::vector<std::string> &words) {
         for (const std::string &word : words) {
             bytes.push_back(static_cast<uint8_t>(c_number(word, UINT8_MAX, name)));
         }
     };
-    CLI::Option *const option =
-        verb.add_option_function<std::vector<std::string>>(name, read_all, description);
-    return name.starts_with('-') ? option->type_name("N,N...")->delimiter(',')->allow_extra_args(false)
-                                 : option->type_name("")->expected(-1);
+    const argument added = verb.add_option(name, read_all, description);
+    return name.starts_with('-') ? added.type_name("N,N...").delimiter(',').one_value_each_time()
+                                 : added.type_name("").expected(-1);
 }
 
 } // namespace varnel::host

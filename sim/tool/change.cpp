@@ -35,8 +35,8 @@ json assignments_from(const std::vector<std::string> &words) {
 }
 
 /// A value may start with a minus sign, which the parser would take for an option.
-std::vector<std::string> words_of(const CLI::App &command) {
-    auto words = command.remaining();
+std::vector<std::string> words_of(argument_parser app) {
+    auto words = app.remaining();
     for (const std::string &word : words) {
         const bool negative =
             word.size() > 1 && (std::isdigit(static_cast<unsigned char>(word[1])) || word[1] == '.');
@@ -57,13 +57,12 @@ void set(const invocation &call, const std::vector<std::string> &words) {
 
 } // namespace
 
-void add_set(CLI::App &app, invocation &call) {
-    CLI::App *const command = add_command(app, "set", "Set pins, loads, temperatures, all or none", call,
-                                          [&call, &app] { set(call, words_of(*app.get_subcommand("set"))); });
-    command->allow_extras();
-    command->add_option("CHIP.NAME", "what `show CHIP` marks with *; each is followed by its value")
-        ->expected(0)
-        ->option_text("VALUE ...");
+void add_set(argument_parser app, invocation &call) {
+    const argument_parser command = add_command(app, "set", "Set pins, loads, temperatures, all or none",
+                                                call, [&call, app] { set(call, words_of(app)); });
+    command.allow_extras();
+    command.add_description("CHIP.NAME", "what `show CHIP` marks with *; each is followed by its value")
+        .option_text("VALUE ...");
 }
 
 namespace {
@@ -76,14 +75,14 @@ struct fault_options {
     std::optional<uint64_t> seed;
 };
 
-void add_fault_options(CLI::App &command, fault_options &options) {
-    command.add_option("chip", options.chip, "name of the chip")->type_name("CHIP");
+void add_fault_options(argument_parser command, fault_options &options) {
+    command.add_option("chip", options.chip, "name of the chip").type_name("CHIP");
     command.add_option("kind", options.kind, "none clears all of the chip's faults")
-        ->type_name("nack|short|stuck|flip|none");
-    CLI::Option *const count = add_number(command, "--count", options.count, {1, UINT64_MAX},
-                                          "strike the next N transfers (default 1)");
+        .type_name("nack|short|stuck|flip|none");
+    const argument count = add_number(command, "--count", options.count, {1, UINT64_MAX},
+                                      "strike the next N transfers (default 1)");
     add_probability(command, "--rate", options.rate, "strike each transfer with this probability, 0 to 1")
-        ->excludes(count);
+        .excludes(count);
     add_number(command, "--seed", options.seed, UINT64_MAX, "choose which transfers and bits (default 1)");
 }
 
@@ -105,14 +104,14 @@ json request_for(const fault_options &options) {
 
 } // namespace
 
-void add_fault(CLI::App &app, invocation &call) {
+void add_fault(argument_parser app, invocation &call) {
     auto options = std::make_shared<fault_options>();
-    CLI::App *const command =
+    const argument_parser command =
         add_command(app, "fault", "Make a chip misbehave on its bus", call, [&call, options] {
             const json request = request_for(*options);
             find_board(call.board).request(request);
         });
-    add_fault_options(*command, *options);
+    add_fault_options(command, *options);
 }
 
 } // namespace varnel::sim::tool

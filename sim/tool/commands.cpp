@@ -11,8 +11,7 @@ namespace varnel::sim::tool {
 
 namespace {
 
-void add_commands(CLI::App &app, invocation &call) {
-    app.get_formatter()->column_width(40);
+void add_commands(argument_parser app, invocation &call) {
     add_run(app, call);
     add_show(app, call);
     add_set(app, call);
@@ -32,8 +31,9 @@ int run_command(std::vector<std::string> arguments, const std::function<void(inv
                                        {host::failure, "the operation failed"},
                                        {host::bad_input, "bad input: nothing was changed"}},
                                       {{"CHIP", chips}, {"CHIP.NAME", settings}}};
+    app.get_formatter()->column_width(40);
     app.footer(host::text_of(self.exit_statuses));
-    add_commands(app, call);
+    add_commands(argument_parser(app), call);
     if (!parse(app, std::move(arguments), self)) {
         return success;
     }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/argument_parser.h"
 #include "host/command_line.h"
 
 namespace varnel::sim::tool {
@@ -25,10 +26,10 @@ struct invocation {
                               const std::function<void(invocation &)> &carry_out);
 
 /// Each adds its command to the parser, which leaves in invocation::action what is to be done.
-void add_run(CLI::App &app, invocation &call);
-void add_show(CLI::App &app, invocation &call);
-void add_set(CLI::App &app, invocation &call);
-void add_fault(CLI::App &app, invocation &call);
-void add_trace(CLI::App &app, invocation &call);
+void add_run(argument_parser app, invocation &call);
+void add_show(argument_parser app, invocation &call);
+void add_set(argument_parser app, invocation &call);
+void add_fault(argument_parser app, invocation &call);
+void add_trace(argument_parser app, invocation &call);
 
 } // namespace varnel::sim::tool

@@ -9,7 +9,7 @@
 namespace varnel::sim::tool {
 
 /// Adds a command with the options that all have. `action` is carried out when all of it has been read.
-CLI::App *add_command(CLI::App &app, const char *name, const char *description, invocation &call,
-                      std::function<void()> action);
+argument_parser add_command(argument_parser app, const char *name, const char *description, invocation &call,
+                            std::function<void()> action);
 
 } // namespace varnel::sim::tool

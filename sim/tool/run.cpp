@@ -155,18 +155,18 @@ int run(const invocation &call, const run_options &options) {
 
 } // namespace
 
-void add_run(CLI::App &app, invocation &call) {
+void add_run(argument_parser app, invocation &call) {
     auto options = std::make_shared<run_options>();
-    CLI::App *const command = add_command(app, "run", "Run a program on a board", call,
-                                          [&call, options] { call.status = run(call, *options); });
+    const argument_parser command = add_command(app, "run", "Run a program on a board", call,
+                                                [&call, options] { call.status = run(call, *options); });
     command
-        ->add_option("--trace", options->trace_files,
-                     "print the board's transfers to a file, or - for standard output")
-        ->type_name("FILE")
-        ->allow_extra_args(false);
-    command->add_flag("--host-devices", options->host_devices,
-                      "leave /dev and /sys to this machine: no /dev/i2c-N of the board");
-    command->add_option("PROGRAM", "after --, with its arguments")->expected(0)->option_text("...");
+        .add_option("--trace", options->trace_files,
+                    "print the board's transfers to a file, or - for standard output")
+        .type_name("FILE")
+        .one_value_each_time();
+    command.add_flag("--host-devices", options->host_devices,
+                     "leave /dev and /sys to this machine: no /dev/i2c-N of the board");
+    command.add_description("PROGRAM", "after --, with its arguments").option_text("...");
 }
 
 } // namespace varnel::sim::tool

@@ -262,14 +262,14 @@ void show(const invocation &call, const std::vector<std::string> &chips, bool as
 
 } // namespace
 
-void add_show(CLI::App &app, invocation &call) {
+void add_show(argument_parser app, invocation &call) {
     auto chips = std::make_shared<std::vector<std::string>>();
     auto as_json = std::make_shared<bool>(false);
-    CLI::App *const command =
+    const argument_parser command =
         add_command(app, "show", "Show the board, or some of its chips in detail; * marks what set takes",
                     call, [&call, chips, as_json] { show(call, *chips, *as_json); });
-    command->add_option("chips", *chips, "names of chips; default: all")->type_name("CHIP")->expected(-1);
-    command->add_flag("--json", *as_json, "as JSON");
+    command.add_option("chips", *chips, "names of chips; default: all").type_name("CHIP").expected(-1);
+    command.add_flag("--json", *as_json, "as JSON");
 }
 
 } // namespace varnel::sim::tool

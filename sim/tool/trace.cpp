@@ -94,15 +94,15 @@ void trace(const invocation &call, const trace_options &options) {
 
 } // namespace
 
-void add_trace(CLI::App &app, invocation &call) {
+void add_trace(argument_parser app, invocation &call) {
     auto options = std::make_shared<trace_options>();
-    CLI::App *const command =
+    const argument_parser command =
         add_command(app, "trace", "Print each transfer as one line, from now on until interrupted", call,
                     [&call, options] { trace(call, *options); });
-    command->add_flag("--json", options->json, "one JSON object a line");
-    add_number(*command, "--last", options->last, UINT64_MAX, "print the N latest transfers, and end");
-    add_number(*command, "--count", options->count, UINT64_MAX, "end after N transfers");
-    command->add_flag("--follow", options->follow, "with --last: go on with those to come");
+    command.add_flag("--json", options->json, "one JSON object a line");
+    add_number(command, "--last", options->last, UINT64_MAX, "print the N latest transfers, and end");
+    add_number(command, "--count", options->count, UINT64_MAX, "end after N transfers");
+    command.add_flag("--follow", options->follow, "with --last: go on with those to come");
 }
 
 } // namespace varnel::sim::tool

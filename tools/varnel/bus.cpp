@@ -106,7 +106,7 @@ void mask_interrupts(const options &given) {
 
 } // namespace
 
-void add_bus(CLI::App &app, context &context) {
+void add_bus(argument_parser app, context &context) {
     verbs<options> bus(app, context, "bus", "PCA9541 selector of one of two bus masters");
     const auto status =
         bus.add("status", "Show which master owns the bus, and to which it is connected", print_status);

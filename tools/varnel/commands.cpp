@@ -14,7 +14,7 @@ namespace varnel::tools {
 
 namespace {
 
-void add_verbs(CLI::App &app, context &context) {
+void add_verbs(argument_parser app, context &context) {
     add_smbus(app, context);
     add_gpio(app, context);
     add_mux(app, context);
@@ -66,7 +66,7 @@ int run_command(std::vector<std::string> arguments, const std::function<void(con
                                  {not_confirmed, "not confirmed: nothing was written"}},
                                 {{"DEVICE", devices}, {"SECTION", sections}, {"KEY", keys}}};
     app.footer(text_of(self.exit_statuses));
-    add_verbs(app, asked);
+    add_verbs(argument_parser(app), asked);
     if (!parse(app, std::move(arguments), self)) {
         return success;
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/argument_parser.h"
 #include "host/command_line.h"
 
 namespace varnel::tools {
@@ -35,21 +36,21 @@ struct context {
                               const std::function<void(context &)> &carry_out);
 
 /// Each adds a family's verbs to the parser, which leaves in context::action what is to be done.
-void add_smbus(CLI::App &app, context &context);
-void add_gpio(CLI::App &app, context &context);
-void add_mux(CLI::App &app, context &context);
-void add_bus(CLI::App &app, context &context);
-void add_psu(CLI::App &app, context &context);
-void add_rtc(CLI::App &app, context &context);
-void add_config(CLI::App &app, context &context);
-void add_log(CLI::App &app, context &context);
-void add_syslog(CLI::App &app, context &context);
-void add_xml(CLI::App &app, context &context);
-void add_lock(CLI::App &app, context &context);
-void add_queue(CLI::App &app, context &context);
-void add_ipmi(CLI::App &app, context &context);
-void add_send(CLI::App &app, context &context);
-void add_fetch(CLI::App &app, context &context);
-void add_controllers(CLI::App &app, context &context);
+void add_smbus(argument_parser app, context &context);
+void add_gpio(argument_parser app, context &context);
+void add_mux(argument_parser app, context &context);
+void add_bus(argument_parser app, context &context);
+void add_psu(argument_parser app, context &context);
+void add_rtc(argument_parser app, context &context);
+void add_config(argument_parser app, context &context);
+void add_log(argument_parser app, context &context);
+void add_syslog(argument_parser app, context &context);
+void add_xml(argument_parser app, context &context);
+void add_lock(argument_parser app, context &context);
+void add_queue(argument_parser app, context &context);
+void add_ipmi(argument_parser app, context &context);
+void add_send(argument_parser app, context &context);
+void add_fetch(argument_parser app, context &context);
+void add_controllers(argument_parser app, context &context);
 
 } // namespace varnel::tools

@@ -38,7 +38,9 @@ struct ini_place {
 
 // --- get ---
 
-json read_value(const ini_place &at, const std::string &type, int base) {
+enum value_type : std::size_t { as_string, as_integer, as_boolean };
+
+json read_value(const ini_place &at, std::size_t type, int base) {
     const memory_file copy(read_ini(at.file)); // a file that is too long would end the process
     const std::string path = copy.path();
     const char *const file = path.c_str();
@@ -46,10 +48,10 @@ json read_value(const ini_place &at, const std::string &type, int base) {
     std::array<char, INIPARSER_VALUE_SIZE> text{};
     int32_t result = 0;
     json value;
-    if (type == "integer") {
+    if (type == as_integer) {
         result = get_config_integer(file, at.section.c_str(), at.key.c_str(), base, &number);
         value = number;
-    } else if (type == "boolean") {
+    } else if (type == as_boolean) {
         result = get_config_boolean(file, at.section.c_str(), at.key.c_str(), &number);
         value = number != 0;
     } else {
@@ -62,7 +64,7 @@ json read_value(const ini_place &at, const std::string &type, int base) {
     return value;
 }
 
-void get(const ini_place &at, const std::string &type, int base, const context &context) {
+void get(const ini_place &at, std::size_t type, int base, const context &context) {
     const json value = read_value(at, type, base);
     const json all{{"file", at.file}, {"section", at.section}, {"key", at.key}, {"value", value}};
     const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
@@ -227,18 +229,18 @@ void print_table(const std::string &file, const std::string &delimiters, int col
 struct config_arguments {
     ini_place at;
     std::string value;
-    std::string type = "string";
+    std::size_t type = as_string; ///< place among --type string, integer and boolean
     uint64_t base = 10;
     std::string delimiters = " \t";
     uint64_t columns = 0;
 };
 
 void add_place(const added_verb<config_arguments> &verb, const char *file) {
-    verb.parser.add_option("FILE", verb.given.at.file, file)->required();
-    verb.parser.add_option("SECTION", verb.given.at.section, "its name, without brackets")->required();
+    verb.parser.add_option("FILE", verb.given.at.file, file).required();
+    verb.parser.add_option("SECTION", verb.given.at.section, "its name, without brackets").required();
     verb.parser
         .add_option("KEY", verb.given.at.key, "a line matches when its key is the beginning of this one")
-        ->required();
+        .required();
 }
 
 void add_get(verbs<config_arguments> &config, context &context) {
@@ -247,9 +249,8 @@ void add_get(verbs<config_arguments> &config, context &context) {
                                         get(given.at, given.type, static_cast<int>(given.base), asked);
                                     });
     add_place(getting, "the INI file; - is standard input");
-    getting.parser.add_option("--type", getting.given.type, "read it as a daemon would (default: string)")
-        ->type_name("string|integer|boolean")
-        ->check(CLI::IsMember({"string", "integer", "boolean"}).description(""));
+    add_choice(getting.parser, "--type", getting.given.type, {"string", "integer", "boolean"},
+               "read it as a daemon would (default: string)");
     add_number(getting.parser, "--base", getting.given.base, 36,
                "of an integer, 2 to 36; 0 knows 0x and 0 (default 10)");
     add_json(getting.parser, context);
@@ -262,7 +263,7 @@ void add_set(verbs<config_arguments> &config, context &context) {
     add_place(setting, "the INI file");
     setting.parser
         .add_option("VALUE", setting.given.value, "up to 255 bytes; one that begins with - goes after --")
-        ->required();
+        .required();
     add_yes(setting.parser, context);
 }
 
@@ -271,12 +272,12 @@ void add_rename(verbs<config_arguments> &config, context &context) {
                                      [](const auto &asked, const config_arguments &given) {
                                          rename(given.at.file, given.at.section, given.value, asked);
                                      });
-    renaming.parser.add_option("FILE", renaming.given.at.file, "the INI file")->required();
+    renaming.parser.add_option("FILE", renaming.given.at.file, "the INI file").required();
     renaming.parser.add_option("OLD", renaming.given.at.section, "name of the section")
-        ->type_name("SECTION")
-        ->required();
+        .type_name("SECTION")
+        .required();
     renaming.parser.add_option("NEW", renaming.given.value, "its new name, which then begins with [")
-        ->required();
+        .required();
     add_yes(renaming.parser, context);
 }
 
@@ -289,20 +290,20 @@ void add_table(verbs<config_arguments> &config, context &context) {
     printing.parser
         .add_option("FILE", printing.given.at.file,
                     "one record a line; empty lines and // are skipped; - is standard input")
-        ->required();
+        .required();
     add_number(printing.parser, "--columns", printing.given.columns, {1, VARNEL_LOG_TOKENS},
                "number of fields in each record, 1 to 8")
-        ->required();
+        .required();
     printing.parser
         .add_option("--delimiters", printing.given.delimiters,
                     "characters between fields (default: space and tab)")
-        ->type_name("CHARACTERS");
+        .type_name("CHARACTERS");
     add_json(printing.parser, context);
 }
 
 } // namespace
 
-void add_config(CLI::App &app, context &context) {
+void add_config(argument_parser app, context &context) {
     verbs<config_arguments> config(app, context, "config", "INI files and record files");
     add_get(config, context);
     add_set(config, context);

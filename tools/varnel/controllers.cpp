@@ -86,17 +86,16 @@ struct options {
 
 } // namespace
 
-void add_controllers(CLI::App &app, context &context) {
+void add_controllers(argument_parser app, context &context) {
     verbs<options> controllers(app, context, "controllers",
                                "The table of controllers, with their addresses and logins");
     controllers.family().alias("devices");
-    add_note(controllers.family(),
-             fmt::format("The table is the POSIX shared-memory object {}, or the one named in {}.",
-                         platform::default_table_name, platform::table_name_variable));
+    controllers.family().add_note(
+        fmt::format("The table is the POSIX shared-memory object {}, or the one named in {}.",
+                    platform::default_table_name, platform::table_name_variable));
     const auto importing = controllers.add("import", "Replace the table by that of an INI file",
                                            [](const options &given) { import_file(given.file); });
-    importing.parser.add_option("FILE", importing.given.file, "the INI file; - is standard input")
-        ->required();
+    importing.parser.add_option("FILE", importing.given.file, "the INI file; - is standard input").required();
     const auto listing = controllers.add("list", "Show the table, without passwords",
                                          [](const auto &asked, const options &) { list(asked); });
     add_json(listing.parser, context);

@@ -36,7 +36,7 @@ device device_from(const std::string &text) {
     return chip;
 }
 
-void add_device(CLI::App &verb, device &device) {
+void add_device(argument_parser verb, device &device) {
     add_argument(verb, "DEVICE", device, device_from, "BUS:ADDRESS, such as 1:0x58");
 }
 

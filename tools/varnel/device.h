@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
+#include "host/argument_parser.h"
 #include "tools/varnel/library_output.h"
 
 namespace varnel::tools {
@@ -27,7 +26,7 @@ struct device {
 /// Throws bad_usage.
 [[nodiscard]] device device_from(const std::string &text);
 
-void add_device(CLI::App &verb, device &device);
+void add_device(host::argument_parser verb, device &device);
 
 /// Throws failed: what did not work, on which device, and why, from errno.
 [[noreturn]] void fail(const device &device, const std::string &what);

@@ -117,14 +117,14 @@ void fetch(const fetch_arguments &given) {
 
 } // namespace
 
-void add_fetch(CLI::App &app, context &context) {
+void add_fetch(argument_parser app, context &context) {
     const auto fetching =
         verbs<fetch_arguments>(app, context).add("fetch", "Fetch the file that a sender serves", fetch);
-    add_note(fetching.parser, "Nothing is authenticated.");
-    fetching.parser.add_option("ADDRESS", fetching.given.address, "IPv4 address of the sender")->required();
+    fetching.parser.add_note("Nothing is authenticated.");
+    fetching.parser.add_option("ADDRESS", fetching.given.address, "IPv4 address of the sender").required();
     fetching.parser
         .add_option("FILE", fetching.given.file, "replaced when all has arrived; - is standard output")
-        ->required();
+        .required();
     add_duration(fetching.parser, "--wait", fetching.given.wait,
                  "keep trying for this time while there is no sender");
 }

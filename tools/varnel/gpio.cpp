@@ -219,17 +219,15 @@ added_verb<options> add_on_chip(verbs<options> &gpio, const char *name, const ch
 void add_words(const added_verb<options> &verb, const char *type, const char *in_help,
                const char *description) {
     verb.parser.add_option("PIN", verb.given.words, description)
-        ->required()
-        ->expected(-1)
-        ->type_name(type)
-        ->option_text(in_help);
+        .required()
+        .expected(-1)
+        .type_name(type)
+        .option_text(in_help);
 }
 
-void add_pin_list(CLI::App &verb, const char *name, std::vector<std::string> &pins, const char *description) {
-    verb.add_option(name, pins, description)
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->type_name("PIN,PIN...");
+void add_pin_list(argument_parser verb, const char *name, std::vector<std::string> &pins,
+                  const char *description) {
+    verb.add_option(name, pins, description).delimiter(',').one_value_each_time().type_name("PIN,PIN...");
 }
 
 void add_pins(verbs<options> &gpio, context &context) {
@@ -237,8 +235,8 @@ void add_pins(verbs<options> &gpio, context &context) {
     add_words(get, "PIN", "...", "3, or BANK.BIT such as 1.7");
     add_json(get.parser, context);
     const auto setting = add_on_chip(gpio, "set", "Set output registers", set);
-    add_note(setting.parser,
-             "An input gets its new level when it becomes an output. Other pins do not change.");
+    setting.parser.add_note(
+        "An input gets its new level when it becomes an output. Other pins do not change.");
     add_words(setting, "PIN|high|low", "high|low ...", "pins, each followed by its level");
     add_verify(setting.parser, setting.given.verify);
     const auto dir = add_on_chip(gpio, "dir", "Show directions, one line a pin, or set them", direction);
@@ -254,7 +252,7 @@ void add_whole_chip(verbs<options> &gpio, context &context) {
     add_json(listing.parser, context);
     add_watch(listing.parser, listing.given.watch);
     const auto all = add_on_chip(gpio, "init", "Set all pins at once, levels first", init);
-    add_note(all.parser, "Pins that are not listed are set to the opposite.");
+    all.parser.add_note("Pins that are not listed are set to the opposite.");
     add_pin_list(all.parser, "--outputs", all.given.outputs, "outputs; all others inputs");
     add_pin_list(all.parser, "--inputs", all.given.inputs, "inputs; all others outputs");
     add_pin_list(all.parser, "--high", all.given.high, "driven high; all others low");
@@ -262,13 +260,13 @@ void add_whole_chip(verbs<options> &gpio, context &context) {
 }
 
 void add_bank(const added_verb<options> &verb, const char *description) {
-    verb.parser.add_option("BANK", verb.given.bank, description)->required()->type_name("");
+    verb.parser.add_option("BANK", verb.given.bank, description).required().type_name("");
 }
 
 void add_banks(verbs<options> &gpio, context &context) {
     const auto one = add_on_chip(gpio, "bank", "Show or write eight pins as a byte", bank);
     add_bank(one, "0 to 1; pca9505: 0 to 4");
-    add_number(one.parser, "VALUE", one.given.value, UINT8_MAX, "the byte to write")->required(false);
+    add_number(one.parser, "VALUE", one.given.value, UINT8_MAX, "the byte to write").required(false);
     add_choice(one.parser, "--of", one.given.kind, {"level", "output", "direction"},
                "default: level; a direction of 1 is an input");
     add_verify(one.parser, one.given.verify);
@@ -278,7 +276,7 @@ void add_banks(verbs<options> &gpio, context &context) {
 
 } // namespace
 
-void add_gpio(CLI::App &app, context &context) {
+void add_gpio(argument_parser app, context &context) {
     verbs<options> gpio(app, context, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins");
     add_pins(gpio, context);
     add_whole_chip(gpio, context);

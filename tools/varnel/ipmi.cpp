@@ -100,15 +100,15 @@ std::optional<uint8_t> slot_from(const std::string &text) {
 
 } // namespace
 
-void add_ipmi(CLI::App &app, context &context) {
+void add_ipmi(argument_parser app, context &context) {
     verbs<ipmi_arguments> ipmi(app, context, "ipmi", "Commands to other controllers, over IPMI 2.0");
     const auto raw =
         ipmi.add("raw", "Send a command (network function 0x38), and print the response", send_raw);
-    add_note(raw.parser, "The response begins with the completion code.");
+    raw.parser.add_note("The response begins with the completion code.");
     add_argument(raw.parser, "SLOT", raw.given.slot, slot_from, "of the BMC, 0 to 255; smc is the SMC",
                  "smc|SLOT");
     add_number(raw.parser, "CMD", raw.given.command, UINT8_MAX, "command byte");
-    add_bytes(raw.parser, "BYTES", raw.given.request, "request data")->required(false);
+    add_bytes(raw.parser, "BYTES", raw.given.request, "request data").required(false);
     add_json(raw.parser, context);
 }
 

@@ -167,7 +167,7 @@ void show_status(const std::string &file, const context &context) {
 }
 
 void add_key_file(const added_verb<lock_arguments> &verb, const char *description) {
-    verb.parser.add_option("KEYFILE", verb.given.file, description)->required();
+    verb.parser.add_option("KEYFILE", verb.given.file, description).required();
 }
 
 void add_run(verbs<lock_arguments> &lock) {
@@ -178,21 +178,21 @@ void add_run(verbs<lock_arguments> &lock) {
                           "when the lock is held.");
     add_key_file(running, "names the locks; created when it is missing");
     running.parser.add_option("COMMAND", running.given.command, "after --; its exit status is passed on")
-        ->required();
+        .required();
     add_number(running.parser, "--number", running.given.number, most_locks - 1,
                "which lock of the file (default 0)");
     add_number(running.parser, "--locks", running.given.size, most_locks,
                "how many locks a new file gets (default: number + 1)");
-    CLI::Option *const no_wait = running.parser.add_flag("--no-wait", running.given.no_wait,
-                                                         "give up with exit status 75 when it is held");
+    const argument no_wait = running.parser.add_flag("--no-wait", running.given.no_wait,
+                                                     "give up with exit status 75 when it is held");
     add_duration(running.parser, "--timeout", running.given.time_out,
                  "give up with exit status 75 after this time")
-        ->excludes(no_wait);
+        .excludes(no_wait);
 }
 
 } // namespace
 
-void add_lock(CLI::App &app, context &context) {
+void add_lock(argument_parser app, context &context) {
     verbs<lock_arguments> lock(app, context, "lock", "Locks between processes");
     add_run(lock);
     const auto showing =

@@ -83,11 +83,11 @@ void append_all(const options &given) {
 
 } // namespace
 
-void add_log(CLI::App &app, context &context) {
+void add_log(argument_parser app, context &context) {
     verbs<options> family(app, context, "log", "Text logs of limited size");
     const auto appending =
         family.add("append", "Append an entry, or one for each line of standard input", append_all);
-    appending.parser.add_option("FILE", appending.given.file, "the log")->required();
+    appending.parser.add_option("FILE", appending.given.file, "the log").required();
     appending.parser.add_option("TEXT", appending.given.words,
                                 "the message; without one, lines of standard input");
     add_size(appending.parser, "--limit", appending.given.limit,

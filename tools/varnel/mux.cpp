@@ -90,7 +90,7 @@ void disable_channels(const options &given) { write_control(given, 0); }
 
 } // namespace
 
-void add_mux(CLI::App &app, context &context) {
+void add_mux(argument_parser app, context &context) {
     verbs<options> mux(app, context, "mux", "PCA9548 and PCA9546 multiplexers: channels");
     const auto add = [&](const char *name, const char *description, auto action) {
         const auto verb = mux.add(name, description, action);
@@ -100,7 +100,7 @@ void add_mux(CLI::App &app, context &context) {
     add_json(add("get", "Show which channels are connected", print_control).parser, context);
     const auto enable = add("enable", "Connect these channels and no others", enable_channels);
     add_number(enable.parser, "CONTROL", enable.given.control, UINT8_MAX, "control byte, a bit per channel")
-        ->required(false);
+        .required(false);
     add_bytes(enable.parser, "--channel", enable.given.channels, "by number, instead");
     add_verify(enable.parser, enable.given.verify);
     const auto disable = add("disable", "Disconnect all channels", disable_channels);

@@ -321,7 +321,7 @@ void add_readings(verbs<options> &psu, context &context) {
 void add_fan(verbs<options> &psu, context &context) {
     const auto setting = psu.add("fan", "Show the fan, or set its duty cycle or speed", fan);
     add_argument(setting.parser, "PERCENT", setting.given.percent, percent_from, "duty cycle, 0 to 100")
-        ->required(false);
+        .required(false);
     add_argument(setting.parser, "--at-least", setting.given.at_least, percent_from,
                  "raise the duty cycle, never lower it", "PERCENT");
     add_number(setting.parser, "--rpm", setting.given.rpm, most_rpm,
@@ -338,7 +338,7 @@ void add_output(verbs<options> &psu, context &context) {
     const auto volts = psu.add("voltage", "Show or set the programmed output voltage", voltage);
     add_argument(volts.parser, "VOLTS", volts.given.centivolts, centivolts_from,
                  "10.80 to 13.20; asks for confirmation")
-        ->required(false);
+        .required(false);
     add_verify(volts.parser, volts.given.verify);
     add_yes(volts.parser, context);
     add_json(volts.parser, context);
@@ -346,7 +346,7 @@ void add_output(verbs<options> &psu, context &context) {
 
 } // namespace
 
-void add_psu(CLI::App &app, context &context) {
+void add_psu(argument_parser app, context &context) {
     verbs<options> psu(app, context, "psu", "CAR2512 power supply: readings, faults, fan, output");
     add_readings(psu, context);
     add_fan(psu, context);

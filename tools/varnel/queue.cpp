@@ -130,7 +130,7 @@ void count(const context &context, const queue_arguments &given) {
 }
 
 void add_pipe(const added_verb<queue_arguments> &verb) {
-    verb.parser.add_option("FIFO", verb.given.pipe, "the queue: a named pipe")->required();
+    verb.parser.add_option("FIFO", verb.given.pipe, "the queue: a named pipe").required();
 }
 
 void add_post(verbs<queue_arguments> &queue) {
@@ -141,7 +141,7 @@ void add_post(verbs<queue_arguments> &queue) {
     posting.parser
         .add_option("--header", posting.given.header,
                     "first bytes of the header, in hexadecimal; zeros follow")
-        ->type_name("HEX");
+        .type_name("HEX");
     posting.parser.add_flag("--hex", posting.given.hex, "TEXT is hexadecimal");
     posting.parser.add_flag("--no-wait", posting.given.no_wait,
                             "fail when no process reads, another one posts, or the queue is full");
@@ -149,29 +149,29 @@ void add_post(verbs<queue_arguments> &queue) {
 
 void add_read(verbs<queue_arguments> &queue, context &context) {
     const auto reading = queue.add("read", "Print the payloads of records, one a line", read);
-    add_note(reading.parser,
-             "Each record is removed after it has been printed. With --timeout or --no-wait a record that "
-             "is not complete in time\nstays in the queue, and the exit status is 1.");
+    reading.parser.add_note(
+        "Each record is removed after it has been printed. With --timeout or --no-wait a record that "
+        "is not complete in time\nstays in the queue, and the exit status is 1.");
     add_pipe(reading);
-    CLI::Option *const follow =
+    const argument follow =
         reading.parser.add_flag("--follow", reading.given.follow, "go on until interrupted");
     add_number(reading.parser, "--count", reading.given.count, UINT32_MAX, "records to receive (default 1)")
-        ->excludes(follow);
-    CLI::Option *const no_wait =
+        .excludes(follow);
+    const argument no_wait =
         reading.parser.add_flag("--no-wait", reading.given.no_wait, "fail when there is no complete record");
     add_duration(reading.parser, "--timeout", reading.given.time_out,
                  "fail when there is no complete record within this time")
-        ->excludes(no_wait);
-    CLI::Option *const hex =
+        .excludes(no_wait);
+    const argument hex =
         reading.parser.add_flag("--hex", reading.given.hex, "print header and payload in hexadecimal");
     reading.parser.add_flag("--raw", reading.given.raw, "print records as they are in the pipe")
-        ->excludes(hex);
+        .excludes(hex);
     add_json(reading.parser, context);
 }
 
 } // namespace
 
-void add_queue(CLI::App &app, context &context) {
+void add_queue(argument_parser app, context &context) {
     verbs<queue_arguments> queue(app, context, "queue", "Record queues on named pipes");
     add_post(queue);
     add_read(queue, context);

@@ -137,7 +137,7 @@ void get(const context &context, const options &given) {
 
 } // namespace
 
-void add_rtc(CLI::App &app, context &context) {
+void add_rtc(argument_parser app, context &context) {
     verbs<options> rtc(app, context, "rtc", "DS3232 clock at 0:0x68, which holds local time");
     const auto getting = rtc.add("get", "Show the clock's time, and how far it is ahead of system time", get);
     add_json(getting.parser, context);

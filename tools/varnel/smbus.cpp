@@ -229,15 +229,15 @@ added_verb<options> add_with_command(verbs<options> &smbus, const char *name, co
     return verb;
 }
 
-CLI::Option *add_count(const added_verb<options> &verb, const char *name, std::size_t most) {
+argument add_count(const added_verb<options> &verb, const char *name, std::size_t most) {
     return add_number(verb.parser, name, verb.given.length, {1, most}, "bytes to read");
 }
 
 void add_block(const added_verb<options> &verb) {
     add_bytes(verb.parser, "BYTES", verb.given.bytes, "the block: up to 32 bytes")
-        ->required()
-        ->expected(1, longest_block)
-        ->option_text("...");
+        .required()
+        .expected(1, longest_block)
+        .option_text("...");
 }
 
 void add_writing(const added_verb<options> &verb, context &context) {
@@ -286,7 +286,7 @@ void add_calls(verbs<options> &smbus, context &context) {
     const auto block = add_with_command(smbus, "block-process-call",
                                         "Write a block and read one, 32 bytes together", block_process_call);
     add_block(block);
-    add_count(block, "--read", longest_block - 1)->required();
+    add_count(block, "--read", longest_block - 1).required();
     add_calling(block, context);
     const auto raw =
         smbus.add("transfer", "Write bytes, read bytes, or write then read, without any frame", transfer);
@@ -297,10 +297,10 @@ void add_calls(verbs<options> &smbus, context &context) {
 
 } // namespace
 
-void add_smbus(CLI::App &app, context &context) {
+void add_smbus(argument_parser app, context &context) {
     verbs<options> smbus(app, context, "smbus", "SMBus transactions, one each; and raw transfers");
-    add_note(smbus.family(), "Verbs that store something ask for confirmation when the address is 0x50 to "
-                             "0x57, where EEPROMs are.");
+    smbus.family().add_note("Verbs that store something ask for confirmation when the address is 0x50 to "
+                            "0x57, where EEPROMs are.");
     add_without_command(smbus, context);
     add_readers(smbus, context);
     add_writers(smbus, context);

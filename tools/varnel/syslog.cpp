@@ -132,20 +132,20 @@ void write_log(const syslog_options &given) {
 
 } // namespace
 
-void add_syslog(CLI::App &app, context &context) {
+void add_syslog(argument_parser app, context &context) {
     const auto writing =
         verbs<syslog_options>(app, context)
             .add("syslog", "Write a line to the system log, or each line of standard input", write_log);
     writing.parser.add_option("TEXT", writing.given.words,
                               "the message; without one, lines of standard input");
     writing.parser.add_option("--level", writing.given.level, "default: info")
-        ->type_name("emergency|alert|critical|error|warning|notice|info|debug");
+        .type_name("emergency|alert|critical|error|warning|notice|info|debug");
     writing.parser.add_option("--facility", writing.given.facility, "local6 (default), daemon, user...")
-        ->type_name("NAME");
+        .type_name("NAME");
     writing.parser
         .add_option("--dump", writing.given.dump,
                     "log the bytes of a file in hexadecimal; - is standard input")
-        ->type_name("FILE");
+        .type_name("FILE");
 }
 
 } // namespace varnel::tools

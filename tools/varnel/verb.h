@@ -5,8 +5,6 @@
 #include <string>
 #include <type_traits>
 
-#include <CLI/CLI.hpp>
-
 #include "tools/varnel/commands.h"
 #include "tools/varnel/device.h"
 
@@ -15,7 +13,7 @@ namespace varnel::tools {
 /// A verb that was added: the parser of its arguments, and where it stores them.
 template <typename Options>
 struct added_verb {
-    CLI::App &parser;
+    argument_parser parser;
     Options &given;
 };
 
@@ -24,17 +22,17 @@ struct added_verb {
 template <typename Options>
 class verbs {
   public:
-    verbs(CLI::App &app, context &context, const char *name, const char *description)
-        : family_(*app.add_subcommand(name, description)), context_(context) {}
+    verbs(argument_parser app, context &context, const char *name, const char *description)
+        : family_(app.add_subcommand(name, description)), context_(context) {}
 
     /// Verbs that have no family, such as `send`.
-    verbs(CLI::App &app, context &context) : family_(app), context_(context) {}
+    verbs(argument_parser app, context &context) : family_(app), context_(context) {}
 
     /// `action` gets the verb's options, after the context if it wants that, when all arguments have been read.
     template <typename Action>
     added_verb<Options> add(const char *name, const char *description, Action action) {
         const auto given = std::make_shared<Options>();
-        CLI::App &parser = *family_.add_subcommand(name, description);
+        argument_parser parser = family_.add_subcommand(name, description);
         parser.callback([&context = context_, given, action] {
             context.action = [&context, given, action] {
                 if constexpr (std::is_invocable_v<Action, const Options &>) {
@@ -50,23 +48,20 @@ class verbs {
         return {parser, *given};
     }
 
-    [[nodiscard]] CLI::App &family() { return family_; }
+    [[nodiscard]] argument_parser family() { return family_; }
 
   private:
-    CLI::App &family_;
+    argument_parser family_;
     context &context_;
 };
 
-/// What the help of a verb, or of all verbs of a family, says after its options.
-void add_note(CLI::App &verb, const std::string &text);
-
 /// For verbs that print readings.
-void add_json(CLI::App &verb, context &context);
+void add_json(argument_parser verb, context &context);
 
 /// For verbs that call confirm().
-void add_yes(CLI::App &verb, context &context);
+void add_yes(argument_parser verb, context &context);
 
 /// For verbs that can read back what they wrote.
-void add_verify(CLI::App &verb, bool &verify);
+void add_verify(argument_parser verb, bool &verify);
 
 } // namespace varnel::tools

@@ -66,10 +66,10 @@ void watch(const watch_options &options, const std::function<std::string()> &vie
 
 } // namespace
 
-void add_watch(CLI::App &verb, watch_options &options) {
-    CLI::Option *const interval =
+void add_watch(argument_parser verb, watch_options &options) {
+    const argument interval =
         add_duration(verb, "--watch", options.interval, "show it again and again, such as every 1s");
-    add_number(verb, "--count", options.count, {1, UINT32_MAX}, "end after N views")->needs(interval);
+    add_number(verb, "--count", options.count, {1, UINT32_MAX}, "end after N views").needs(interval);
 }
 
 void show(const watch_options &options, const std::function<std::string()> &view) {

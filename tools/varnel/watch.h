@@ -18,7 +18,7 @@ struct watch_options {
 };
 
 /// --watch TIME and --count N.
-void add_watch(CLI::App &verb, watch_options &options);
+void add_watch(argument_parser verb, watch_options &options);
 
 /// Prints what `view` returns, once or, with --watch, again and again: in place on a terminal, one after the
 /// other elsewhere. While it watches, what `view` throws as failed is shown and does not end it; signals

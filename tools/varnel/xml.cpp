@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <map>
 #include <memory>
 #include <new>
 #include <string>
@@ -18,6 +17,7 @@
 #include <fmt/format.h>
 
 #include "host/input_file.h"
+#include "host/options.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/text_input.h"
@@ -74,11 +74,9 @@ int check(const std::string &file, const context &context) {
 
 // --- format ---
 
-/// The writer's flags for kinds of indentation.
-const std::map<std::string, unsigned int> indentations{{"none", 0},
-                                                       {"blank", xml_flag_indent},
-                                                       {"three", xml_flag_indent | xml_flag_three_spaces},
-                                                       {"tab", xml_flag_indent | xml_flag_tabs}};
+/// The writer's flags for --indent none, space, three and tab.
+constexpr unsigned int indentations[] = {0, xml_flag_indent, xml_flag_indent | xml_flag_three_spaces,
+                                         xml_flag_indent | xml_flag_tabs};
 
 void format(const std::string &file, unsigned int flags) {
     const xml_document_owner document = read_good_file(file, flags & xml_flag_raw);
@@ -170,17 +168,17 @@ void get(const std::string &path, const std::string &file, const context &contex
 struct options {
     std::string path;
     std::string file;
-    std::string indentation = "three";
+    std::size_t indentation = 2; ///< place among the flags for --indent: three
     bool raw = false;
 };
 
 void add_document(const added_verb<options> &verb) {
-    verb.parser.add_option("FILE", verb.given.file, "the document; - is standard input")->required();
+    verb.parser.add_option("FILE", verb.given.file, "the document; - is standard input").required();
 }
 
 } // namespace
 
-void add_xml(CLI::App &app, context &context) {
+void add_xml(argument_parser app, context &context) {
     verbs<options> xml(app, context, "xml", "XML documents, as the library reads and writes them");
 
     const auto checking =
@@ -191,15 +189,11 @@ void add_xml(CLI::App &app, context &context) {
 
     const auto formatting =
         xml.add("format", "Print a document, laid out by the library's writer", [](const options &given) {
-            format(given.file,
-                   indentations.at(given.indentation) | (given.raw ? unsigned{xml_flag_raw} : 0U));
+            format(given.file, indentations[given.indentation] | (given.raw ? unsigned{xml_flag_raw} : 0U));
         });
     add_document(formatting);
-    formatting.parser
-        .add_option("--indent", formatting.given.indentation,
-                    "for each level; blank is one space, three is three (default)")
-        ->type_name("none|blank|three|tab")
-        ->check(CLI::IsMember(indentations).description(""));
+    add_choice(formatting.parser, "--indent", formatting.given.indentation, {"none", "space", "three", "tab"},
+               "for each level; space is one space, three is three (default)");
     formatting.parser.add_flag("--raw", formatting.given.raw, "leave & and entities as they are");
 
     const auto getting =
@@ -208,7 +202,7 @@ void add_xml(CLI::App &app, context &context) {
     getting.parser
         .add_option("PATH", getting.given.path,
                     "such as /fans/fan, /fans/fan[2], '/fans/fan[@id=\"2\"]/@speed'")
-        ->required();
+        .required();
     add_document(getting);
     add_json(getting.parser, context);
 }
