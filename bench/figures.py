@@ -91,7 +91,7 @@ class Chart:
         lines = [
             f'<svg class="chart" xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {self.width} {self.height}" width="{self.width}"'
             f' height="{self.height}" role="img" aria-label="How many times better varnel is than others">',
-            "<!-- SPDX-License-Identifier: Apache-2.0. Made by script/bench. -->",
+            "<!-- Made by script/bench. SPDX-License-Identifier: Apache-2.0 -->",
             f"<style>\n{STYLE}</style>",
             f'<rect width="{self.width}" height="{self.height}" rx="6"/>',
             *self.axis(),

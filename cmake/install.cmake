@@ -59,7 +59,7 @@ install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONE
         PATTERN CMakeLists.txt EXCLUDE PATTERN boards EXCLUDE)
 
 if(NOT VARNEL_DEBIAN_ARCHITECTURE) # in Debian each package has a copyright file
-  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+  install(FILES LICENSES/Apache-2.0.txt DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME LICENSE COMPONENT development)
 endif()
 
 include(CMakePackageConfigHelpers)

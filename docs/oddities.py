@@ -9,7 +9,7 @@ import sys
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
 PAGE = PROJECT / "docs/oddities.md"
-INTRODUCTION = """<!-- SPDX-License-Identifier: Apache-2.0. Made by script/docs from the headers. -->
+INTRODUCTION = """<!-- Made by script/docs from the headers. SPDX-License-Identifier: Apache-2.0 -->
 # Oddities
 
 Deliberate behaviour that a newcomer would not expect; deployed daemons rely on it. The page lists what the headers mark with
