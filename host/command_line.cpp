@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -16,6 +17,15 @@
 namespace varnel::host {
 
 namespace {
+
+/// "Exit status: 0 done, 1 ...".
+std::string text_of(const std::vector<status_meaning> &exit_statuses) {
+    std::string text;
+    for (const auto &[status, meaning] : exit_statuses) {
+        text += fmt::format("{}{} {}", text.empty() ? "Exit status: " : ", ", status, meaning);
+    }
+    return text + ".";
+}
 
 void print_candidates(const self_description &self, const std::vector<std::string> &arguments) {
     const auto found = self.lists.find(arguments.at(1));
@@ -29,25 +39,31 @@ void print_candidates(const self_description &self, const std::vector<std::strin
     print(lines);
 }
 
-} // namespace
-
-std::string text_of(const std::vector<status_meaning> &exit_statuses) {
-    std::string text;
-    for (const auto &[status, meaning] : exit_statuses) {
-        text += fmt::format("{}{} {}", text.empty() ? "Exit status: " : ", ", status, meaning);
+/// The innermost verb that was typed, and the words that lead to it.
+std::pair<const CLI::App *, std::string> innermost_verb(const CLI::App &app) {
+    const CLI::App *verb = &app;
+    std::string words;
+    while (!verb->get_subcommands().empty()) {
+        verb = verb->get_subcommands().front();
+        words += (words.empty() ? "" : " ") + verb->get_name();
     }
-    return text + ".";
+    return {verb, words};
 }
 
-bool parse(CLI::App &app, std::vector<std::string> arguments, const self_description &self) {
-    if (arguments.size() == 1 && arguments[0] == "--describe") {
-        print(description_of(app, self).dump(2) + "\n");
-        return false;
+void refuse_missing_verb(const CLI::App &app) {
+    const auto [family, words] = innermost_verb(app);
+    std::string verbs;
+    for (const CLI::App *verb : family->get_subcommands(nullptr)) {
+        verbs += (verbs.empty() ? "" : ", ") + verb->get_name();
     }
-    if (arguments.size() >= 2 && arguments[0] == "--list") {
-        print_candidates(self, arguments);
-        return false;
+    if (!verbs.empty()) {
+        throw bad_usage(
+            fmt::format("{}missing verb (one of {}); see --help", words.empty() ? "" : words + ": ", verbs));
     }
+}
+
+/// Returns false when the arguments asked for help or the version, which has been printed.
+bool parse_words(CLI::App &app, std::vector<std::string> arguments) {
     try {
         std::ranges::reverse(arguments); // as the parser wants them
         app.parse(std::move(arguments));
@@ -61,6 +77,35 @@ bool parse(CLI::App &app, std::vector<std::string> arguments, const self_descrip
     }
     return true;
 }
+
+} // namespace
+
+command::command(self_description self, std::size_t column)
+    : self_(std::move(self)), app_(std::make_unique<CLI::App>(self_.description, self_.name)) {
+    app_->set_version_flag("--version", fmt::format("{} {}", self_.name, self_.version));
+    app_->get_formatter()->column_width(column);
+    app_->footer(text_of(self_.exit_statuses));
+}
+
+command::~command() = default;
+
+bool command::parse(std::vector<std::string> arguments) {
+    if (arguments.size() == 1 && arguments[0] == "--describe") {
+        print(description_of(*app_, self_).dump(2) + "\n");
+        return false;
+    }
+    if (arguments.size() >= 2 && arguments[0] == "--list") {
+        print_candidates(self_, arguments);
+        return false;
+    }
+    if (!parse_words(*app_, std::move(arguments))) {
+        return false;
+    }
+    refuse_missing_verb(*app_);
+    return true;
+}
+
+std::string command::typed_verb() const { return innermost_verb(*app_).second; }
 
 std::vector<std::string> split_off_program(std::vector<std::string> &arguments) {
     const auto mark = std::ranges::find(arguments, "--");

@@ -3,13 +3,12 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
+#include "host/argument_parser.h"
 
 namespace varnel::host {
 
@@ -33,19 +32,37 @@ using candidates = std::function<std::vector<std::string>(const std::vector<std:
 
 /// What a command says about itself beside its verbs and options.
 struct self_description {
+    const char *name;
+    std::string description;
+    const char *version;
     std::vector<status_meaning> exit_statuses;
     std::map<std::string, candidates> lists; ///< by the placeholder of an argument, "DEVICE"
 };
 
-/// The footer of the help: "Exit status: 0 done, 1 ...".
-[[nodiscard]] std::string text_of(const std::vector<status_meaning> &exit_statuses);
+/// A command, with the options --help and --version, and a footer with its exit statuses.
+class command {
+  public:
+    /// `column`: where the help's descriptions begin.
+    explicit command(self_description self, std::size_t column = 32);
+    command(const command &) = delete;
+    command &operator=(const command &) = delete;
+    ~command();
 
-/// Reads the arguments, without the command's own name. Returns false when they asked for something that has been
-/// printed: help, the version, the description of the command (`--describe`, JSON) for the programs in
-/// packaging/reference, or the candidates for an argument (`--list PLACEHOLDER BEFORE...`) for a shell. Throws
-/// bad_usage, and std::system_error when they cannot be printed.
-[[nodiscard]] bool parse(CLI::App &app, std::vector<std::string> arguments,
-                         const self_description &self = {});
+    [[nodiscard]] argument_parser parser() { return argument_parser(*app_); }
+
+    /// Reads the arguments, without the command's own name. Returns false when they asked for something that has been
+    /// printed: help, the version, the description of the command (`--describe`, JSON) for the programs in
+    /// packaging/reference, or the candidates for an argument (`--list PLACEHOLDER BEFORE...`) for a shell. Throws
+    /// bad_usage, also when a verb is missing, and std::system_error when they cannot be printed.
+    [[nodiscard]] bool parse(std::vector<std::string> arguments);
+
+    /// The words that led to the innermost verb: "psu status".
+    [[nodiscard]] std::string typed_verb() const;
+
+  private:
+    self_description self_;
+    std::unique_ptr<CLI::App> app_;
+};
 
 /// Removes "--" and what follows, which is returned: a program, whose arguments may look like options.
 [[nodiscard]] std::vector<std::string> split_off_program(std::vector<std::string> &arguments);

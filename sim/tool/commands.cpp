@@ -3,8 +3,6 @@
 
 #include <utility>
 
-#include <CLI/CLI.hpp>
-
 #include "sim/tool/lists.h"
 
 namespace varnel::sim::tool {
@@ -24,23 +22,19 @@ void add_commands(argument_parser app, invocation &call) {
 int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &carry_out) {
     invocation call;
     call.program = split_off_program(arguments);
-    CLI::App app("Runs programs on a simulated board, and shows and changes what surrounds them.",
-                 "varnel-sim");
-    app.set_version_flag("--version", "varnel-sim " VARNEL_VERSION);
-    const host::self_description self{{{success, "done"},
-                                       {host::failure, "the operation failed"},
-                                       {host::bad_input, "bad input: nothing was changed"}},
-                                      {{"CHIP", chips}, {"CHIP.NAME", settings}}};
-    app.get_formatter()->column_width(40);
-    app.footer(host::text_of(self.exit_statuses));
-    add_commands(argument_parser(app), call);
-    if (!parse(app, std::move(arguments), self)) {
+    command varnel_sim({"varnel-sim",
+                        "Runs programs on a simulated board, and shows and changes what surrounds them.",
+                        VARNEL_VERSION,
+                        {{success, "done"},
+                         {failure, "the operation failed"},
+                         {bad_input, "bad input: nothing was changed"}},
+                        {{"CHIP", chips}, {"CHIP.NAME", settings}}},
+                       40);
+    add_commands(varnel_sim.parser(), call);
+    if (!varnel_sim.parse(std::move(arguments))) {
         return success;
     }
-    if (!call.action) {
-        throw bad_usage("missing command (one of run, show, set, fault, trace); see --help");
-    }
-    if (!call.program.empty() && !app.got_subcommand("run")) {
+    if (!call.program.empty() && varnel_sim.typed_verb() != "run") {
         throw bad_usage("only run takes a program after --");
     }
     carry_out(call);

@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "host/command_line.h"
+#include "host/options.h"
 #include "sim/protocol/channel.h"
 #include "sim/usb_adapter/redirection.h"
 #include "sim/usb_adapter/tiny_usb_device.h"
@@ -22,6 +22,7 @@
 namespace {
 
 using namespace varnel::sim;
+using namespace varnel::host;
 
 [[noreturn]] void fail(const std::string &path) {
     throw std::system_error(errno, std::generic_category(), path);
@@ -56,25 +57,30 @@ descriptor connection_on(const std::string &path) {
 }
 
 int run_command(std::vector<std::string> arguments) {
-    CLI::App app(
-        "Makes a bus a USB I2C adapter of a virtual machine: waits for QEMU\n"
-        "(-chardev socket,id=ID,path=SOCKET -device usb-redir,chardev=ID) and serves it until it ends.\n"
-        "Run by varnel-sim run, with a bus of a simulated board.",
-        "varnel-sim-usb");
-    app.set_version_flag("--version", "varnel-sim-usb " VARNEL_VERSION);
-    uint8_t bus = 0;
+    command varnel_sim_usb(
+        {"varnel-sim-usb",
+         "Makes a bus a USB I2C adapter of a virtual machine: waits for QEMU\n"
+         "(-chardev socket,id=ID,path=SOCKET -device usb-redir,chardev=ID) and serves it until it ends.\n"
+         "Run by varnel-sim run, with a bus of a simulated board.",
+         VARNEL_VERSION,
+         {{success, "the machine has disconnected"},
+          {failure, "the operation failed"},
+          {bad_input, "bad usage: nothing was done"}},
+         {}});
+    uint64_t bus = 0;
     std::string path;
-    app.add_option("BUS", bus, "number of the I2C adapter")->required();
-    app.add_option("SOCKET", path, "name for the socket; there must be nothing of that name")->required();
-    if (varnel::host::parse(app, std::move(arguments))) {
-        tiny_usb_device device(bus);
+    const argument_parser parser = varnel_sim_usb.parser();
+    add_number(parser, "BUS", bus, UINT8_MAX, "number of the I2C adapter");
+    parser.add_option("SOCKET", path, "name for the socket; there must be nothing of that name").required();
+    if (varnel_sim_usb.parse(std::move(arguments))) {
+        tiny_usb_device device(static_cast<uint8_t>(bus));
         serve(device, connection_on(path));
     }
-    return varnel::host::success;
+    return success;
 }
 
 } // namespace
 
 int main(int argc, char *argv[]) {
-    return varnel::host::run_guarded("varnel-sim-usb", [&] { return run_command({argv + 1, argv + argc}); });
+    return run_guarded("varnel-sim-usb", [&] { return run_command({argv + 1, argv + argc}); });
 }

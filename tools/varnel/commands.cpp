@@ -5,9 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
 #include "tools/varnel/lists.h"
 
 namespace varnel::tools {
@@ -33,48 +30,22 @@ void add_verbs(argument_parser app, context &context) {
     add_controllers(app, context);
 }
 
-/// The innermost verb that was typed, and the words that lead to it.
-std::pair<const CLI::App *, std::string> typed_verb(const CLI::App &app) {
-    const CLI::App *verb = &app;
-    std::string words;
-    while (!verb->get_subcommands().empty()) {
-        verb = verb->get_subcommands().front();
-        words += (words.empty() ? "" : " ") + verb->get_name();
-    }
-    return {verb, words};
-}
-
-std::string missing_verb(const CLI::App &family) {
-    std::string verbs;
-    for (const CLI::App *verb : family.get_subcommands(nullptr)) {
-        verbs += (verbs.empty() ? "" : ", ") + verb->get_name();
-    }
-    return fmt::format("missing verb (one of {}); see --help", verbs);
-}
-
 } // namespace
 
 int run_command(std::vector<std::string> arguments, const std::function<void(context &)> &carry_out) {
     context asked;
-    CLI::App app("Calls the functions of the library from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
-                 "varnel");
-    app.set_version_flag("--version", "varnel " VARNEL_VERSION);
-    app.get_formatter()->column_width(32);
-    const self_description self{{{success, "done"},
-                                 {failure, "the operation failed"},
-                                 {bad_input, "bad usage: nothing was done"},
-                                 {not_confirmed, "not confirmed: nothing was written"}},
-                                {{"DEVICE", devices}, {"SECTION", sections}, {"KEY", keys}}};
-    app.footer(text_of(self.exit_statuses));
-    add_verbs(argument_parser(app), asked);
-    if (!parse(app, std::move(arguments), self)) {
-        return success;
+    command varnel({"varnel",
+                    "Calls the functions of the library from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
+                    VARNEL_VERSION,
+                    {{success, "done"},
+                     {failure, "the operation failed"},
+                     {bad_input, "bad usage: nothing was done"},
+                     {not_confirmed, "not confirmed: nothing was written"}},
+                    {{"DEVICE", devices}, {"SECTION", sections}, {"KEY", keys}}});
+    add_verbs(varnel.parser(), asked);
+    if (varnel.parse(std::move(arguments))) {
+        carry_out(asked);
     }
-    if (!asked.action) {
-        const auto [verb, words] = typed_verb(app);
-        throw bad_usage((words.empty() ? "" : words + ": ") + missing_verb(*verb));
-    }
-    carry_out(asked);
     return asked.status;
 }
 

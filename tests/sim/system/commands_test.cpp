@@ -245,7 +245,7 @@ TEST_P(bad_input, is_refused_with_one_line_and_status_2_and_changes_nothing) {
 }
 
 const mistake mistakes[] = {
-    {"nothing", {}, "missing command (one of run, show, set, fault, trace); see --help"},
+    {"nothing", {}, "missing verb (one of run, show, set, fault, trace); see --help"},
     {"command", {"shwo"}, "The following argument was not expected: shwo"},
     {"option", {"--nope", "show"}, "The following argument was not expected: --nope"},
     {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
