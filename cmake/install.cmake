@@ -90,6 +90,7 @@ endif()
 if(TARGET varnel-sim)
   install(DIRECTORY examples/boards DESTINATION ${CMAKE_INSTALL_DATADIR}/varnel COMPONENT simulator)
 endif()
-if(TARGET varnel_sim_preload) # no program links it: in a folder of its own
-  install(TARGETS varnel_sim_preload LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/varnel COMPONENT simulator)
+if(TARGET varnel_sim_preload) # no program links these: in a folder of their own
+  install(TARGETS varnel_sim_preload varnel_sim_queues
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/varnel COMPONENT simulator)
 endif()

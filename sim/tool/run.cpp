@@ -45,14 +45,21 @@ std::string library_name() {
         fmt::format("{} is neither in {} nor in {}", name, here.string(), installed.string()));
 }
 
+/// Puts a word before those in a variable that ':' separates.
+void prepend(const char *variable, const std::string &word) {
+    const char *const others = std::getenv(variable);
+    const bool alone = others == nullptr || *others == '\0';
+    setenv(variable, (alone ? word : fmt::format("{}:{}", word, others)).c_str(), 1);
+}
+
 void preload(const std::string &library) {
     if (library.find_first_of(" :") != std::string::npos) {
         throw std::runtime_error(library + ": LD_PRELOAD cannot name a file with spaces or colons");
     }
-    const char *const others = std::getenv("LD_PRELOAD");
-    const std::string value =
-        others == nullptr || *others == '\0' ? library : fmt::format("{}:{}", library, others);
-    setenv("LD_PRELOAD", value.c_str(), 1);
+    prepend("LD_PRELOAD", library);
+    // AddressSanitizer's shared runtime ends programs that load another library before it, in case that one
+    // defines functions of the C library. Ours does not. Of two settings of an option the later one counts.
+    prepend("ASAN_OPTIONS", "verify_asan_link_order=0");
 }
 
 /// Prints the transfers while a program runs. A reader that goes away, or a full disk, ends the trace only.

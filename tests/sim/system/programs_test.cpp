@@ -14,6 +14,21 @@ namespace varnel::test {
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
+/// LD_PRELOAD of this test's own, which AddressSanitizer's runtime is told to tolerate.
+class own_preload {
+  public:
+    explicit own_preload(const std::string &library) {
+        setenv("LD_PRELOAD", library.c_str(), 1);
+        setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+    }
+    ~own_preload() {
+        unsetenv("LD_PRELOAD");
+        unsetenv("ASAN_OPTIONS");
+    }
+    own_preload(const own_preload &) = delete;
+    own_preload &operator=(const own_preload &) = delete;
+};
+
 class programs_on_a_board : public workbench {
   public:
     void expect_good(const words &arguments) const {
@@ -65,6 +80,27 @@ TEST_F(programs_on_a_board, may_exec_other_programs) {
     EXPECT_EQ(result.status, 0);
 }
 
+TEST_F(programs_on_a_board, queues_work_without_a_platform_library) {
+    const finished result = run(on_board({queue_call()}));
+    EXPECT_EQ(result.out, "fan0 failed\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(programs_on_a_board, platform_library_of_the_program_is_preferred) {
+    EXPECT_EQ(run(on_board({QUEUE_CALL_WITH_LOCKS})).out, "own lock\nown unlock\nfan0 failed\n");
+}
+
+#ifdef I2C_CALL_WITH_PLATFORM
+TEST_F(programs_on_a_board, program_without_its_environment_still_reaches_the_board) {
+    process keeper = keep_powered();
+    const finished result = run(
+        on_board({"env", "-i", I2C_CALL_WITH_PLATFORM, "0x2000", "wb", "2", "0xa5", "0x2007", "rb", "2"}));
+    EXPECT_EQ(result.out, "wb ok\nrb failed: No such device\n");
+    EXPECT_EQ(call({"0x2000", "rb", "2"}), "rb a5 ok\n");
+}
+#endif
+
 TEST_F(programs_on_a_board, board_stays_on_for_a_daemon_that_made_no_transfer_yet) {
     const std::string gate = folder() + "/gate";
     const std::string result = folder() + "/result";
@@ -107,13 +143,19 @@ TEST_F(programs_on_a_board, standard_streams_belong_to_the_program) {
 }
 
 TEST_F(programs_on_a_board, environment_names_the_board_and_keeps_ld_preload) {
-    setenv("LD_PRELOAD", "libm.so.6", 1);
+    const own_preload preload("libm.so.6");
     const std::string out =
         run(on_board({"sh", "-c",
                       "echo $LD_PRELOAD; echo $VARNEL_SIM_BOARD; test -S $VARNEL_SIM_SOCKET && echo socket"}))
             .out;
-    unsetenv("LD_PRELOAD");
     EXPECT_EQ(out, library() + ":libm.so.6\n" + board + "\nsocket\n");
+}
+
+TEST_F(programs_on_a_board, options_of_address_sanitizer_are_kept) {
+    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+    const std::string out = run(on_board({"sh", "-c", "echo $ASAN_OPTIONS"})).out;
+    unsetenv("ASAN_OPTIONS");
+    EXPECT_EQ(out, "verify_asan_link_order=0:detect_leaks=0\n");
 }
 
 TEST_F(programs_on_a_board, run_forwards_sigterm_to_the_program) {
@@ -136,11 +178,10 @@ TEST_F(programs_on_a_board, run_ignores_sigint_and_sigquit) {
 }
 
 TEST_F(programs_on_a_board, transfers_without_a_board_fail_with_enodev_and_one_line) {
-    setenv("LD_PRELOAD", library().c_str(), 1);
+    const own_preload preload(library());
     const finished unset = run({i2c_call(), "0x2000", "rb", "2", "rb", "2"});
     setenv("VARNEL_SIM_SOCKET", (folder() + "/none").c_str(), 1);
     const finished missing = run({i2c_call(), "0x2000", "rb", "2", "q"});
-    unsetenv("LD_PRELOAD");
     unsetenv("VARNEL_SIM_SOCKET");
     EXPECT_EQ(unset.out, "rb failed: No such device\nrb failed: No such device\n");
     EXPECT_EQ(unset.err, "libvarnel_sim: VARNEL_SIM_SOCKET is not set: start programs with varnel-sim run\n");

@@ -19,14 +19,6 @@ constexpr const char *description = "[board]\n"
                                     "[psu]\ntype = car2512\nbus = mux.0\naddress = 0x58\nload = 100W\n"
                                     "[other]\ntype = pca9554\nbus = 1\naddress = 0x38\n";
 
-/// Programs may be built with a sanitizer, whose runtime wants to be loaded first; ours is harmless before
-/// it.
-void allow_preloading() {
-    const char *const options = std::getenv("ASAN_OPTIONS");
-    const std::string more = std::string(options == nullptr ? "" : options) + ":verify_asan_link_order=0";
-    setenv("ASAN_OPTIONS", more.c_str(), 1);
-}
-
 /// Leaves the readings that users set; the key of a quantity is the reading's name and its unit.
 void keep_settable(nlohmann::ordered_json &chip) {
     nlohmann::ordered_json kept;
@@ -51,7 +43,6 @@ workbench::workbench() {
     setenv("XDG_RUNTIME_DIR", folder_.c_str(), 1);
     unsetenv("VARNEL_SIM_BOARD");
     unsetenv("VARNEL_SIM_SOCKET");
-    allow_preloading();
     board = file("bench.ini", description);
 }
 
@@ -109,6 +100,7 @@ process workbench::keep_powered() const {
 
 std::string workbench::i2c_call() { return I2C_CALL; }
 std::string workbench::awkward() { return AWKWARD; }
+std::string workbench::queue_call() { return QUEUE_CALL; }
 std::string workbench::library() { return VARNEL_SIM_LIBRARY; }
 std::string workbench::demo_board() { return DEMO_BOARD; }
 

@@ -40,6 +40,7 @@ class workbench : public ::testing::Test {
 
     static std::string i2c_call();
     static std::string awkward();
+    static std::string queue_call();
     static std::string library();
     static std::string demo_board();
 
