@@ -2,9 +2,9 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include "host/command_line.h"
+#include "host/json.h"
 
 namespace varnel::host {
 

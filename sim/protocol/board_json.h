@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
+#include "host/json.h"
 #include "sim/board/status.h"
 #include "sim/board/trace.h"
 

@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "host/descriptor.h"
+#include "host/json.h"
 
 namespace varnel::sim {
 

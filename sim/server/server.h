@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
+#include "host/json.h"
 #include "sim/board/board.h"
 #include "sim/protocol/channel.h"
 #include "sim/protocol/meeting_point.h"

@@ -4,8 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include <nlohmann/json.hpp>
-
+#include "host/json.h"
 #include "sim/protocol/channel.h"
 #include "sim/protocol/meeting_point.h"
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include <nlohmann/json.hpp>
+#include "host/json.h"
 
 namespace varnel::tools {
 

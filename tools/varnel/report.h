@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
+#include "host/json.h"
 #include "host/standard_streams.h"
 #include "tools/varnel/commands.h"
 

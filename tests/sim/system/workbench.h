@@ -6,8 +6,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
+#include "host/json.h"
 #include "tests/sim/system/process.h"
 
 namespace varnel::test {
