@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <linux/openat2.h>
 #include <sys/syscall.h>
 
 namespace varnel::sim::device_files {
@@ -54,6 +55,29 @@ std::optional<std::string> path_of(const system_call &call, const path_call &sha
         return given && !given->empty() ? std::filesystem::path(*given).lexically_normal().string() : given;
     }
     return (std::filesystem::path(start_of(call, shape)) / *given).lexically_normal();
+}
+
+bool opens(path_use use) {
+    return use == path_use::open || use == path_use::creat || use == path_use::openat2;
+}
+
+uint64_t open_flags(const system_call &call, const path_call &shape) {
+    if (shape.use == path_use::creat) {
+        return O_CREAT | O_WRONLY | O_TRUNC;
+    }
+    if (shape.use == path_use::open) {
+        return call.arguments[shape.result];
+    }
+    open_how how{};
+    const bool known =
+        process_memory(call.thread)
+            .read(call.arguments[shape.result], {reinterpret_cast<uint8_t *>(&how), sizeof how});
+    return known ? how.flags : 0;
+}
+
+bool follows_links(const system_call &call, const path_call &shape) {
+    return shape.use != path_use::lstat &&
+           (!shape.flags || (call.arguments[*shape.flags] & AT_SYMLINK_NOFOLLOW) == 0);
 }
 
 } // namespace varnel::sim::device_files

@@ -30,4 +30,13 @@ struct path_call {
 /// descriptor itself; nothing when it cannot be read.
 [[nodiscard]] std::optional<std::string> path_of(const system_call &call, const path_call &shape);
 
+/// Whether the call opens a file.
+[[nodiscard]] bool opens(path_use use);
+
+/// The flags that a call opens a file with.
+[[nodiscard]] uint64_t open_flags(const system_call &call, const path_call &shape);
+
+/// Whether a call that looks a file up follows a symbolic link.
+[[nodiscard]] bool follows_links(const system_call &call, const path_call &shape);
+
 } // namespace varnel::sim::device_files

@@ -107,7 +107,7 @@ class supervision {
             std::vector<pollfd> watched{{signals_, POLLIN, 0}};
             if (supervised) {
                 watched.push_back({supervised->calls(), POLLIN, 0});
-                for (const int end : supervised->open_buses()) {
+                for (const int end : supervised->buses().our_ends()) {
                     watched.push_back({end, 0, 0});
                 }
             }
@@ -128,7 +128,7 @@ class supervision {
         }
         for (std::size_t i = 2; i < watched.size(); ++i) {
             if (watched[i].revents != 0) {
-                supervised->close_bus(watched[i].fd);
+                supervised->buses().forget(watched[i].fd);
             }
         }
         if (watched.size() > 1 && (watched[1].revents & POLLIN) != 0) {
