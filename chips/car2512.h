@@ -48,6 +48,7 @@ inline constexpr std::array car2512_registers{
     with(standard(pmbus::operation), 0x80, "80 on, 00 off, 40 soft off (also immediate)"),
     standard(pmbus::clear_faults),
     with(standard(pmbus::write_protect), 0x80, "80, 40, 20, 00"),
+    with(standard(pmbus::capability), 0x80, "80: PEC, 100 kHz, no SMBALERT#"),
     with(standard(pmbus::fan_command_1), 0, "0 to 20000; 0: the duty cycle applies", {"rpm"}),
     standard(pmbus::status_byte),
     standard(pmbus::status_word),

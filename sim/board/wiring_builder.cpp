@@ -76,6 +76,7 @@ class wiring_builder {
             }
         }
         bus.connections.push_back({&part, port, where.address});
+        bus.connections.back().wire().set_address(where.address);
     }
 
     std::size_t resolve(const placement &where) {

@@ -6,19 +6,12 @@
 #include <utility>
 #include <vector>
 
+#include "sim/models/packet_error_code.h"
+
 namespace varnel::sim::device_files {
 
 bool i2c_message::reads() const { return (flags & I2C_M_RD) != 0; }
 bool i2c_message::counted() const { return (flags & I2C_M_RECV_LEN) != 0; }
-
-uint8_t crc8(uint8_t crc, uint8_t byte) {
-    constexpr uint8_t polynomial = 0x07;
-    crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit) {
-        crc = static_cast<uint8_t>((crc & 0x80) != 0 ? crc << 1 ^ polynomial : crc << 1);
-    }
-    return crc;
-}
 
 namespace {
 

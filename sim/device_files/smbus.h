@@ -22,7 +22,4 @@ struct smbus_request {
 /// errno: EINVAL for a block longer than 32 bytes, EPROTO for one from a chip, EBADMSG for a wrong PEC, EOPNOTSUPP.
 [[nodiscard]] int perform(adapter &bus, const smbus_request &request, i2c_smbus_data &data);
 
-/// The CRC-8 of SMBus (x^8 + x^2 + x + 1) of one more byte.
-[[nodiscard]] uint8_t crc8(uint8_t crc, uint8_t byte);
-
 } // namespace varnel::sim::device_files

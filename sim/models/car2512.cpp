@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/models/car2512.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "sim/models/car2512_supply.h"
+#include "sim/models/packet_error_code.h"
 #include "sim/models/settings.h"
 
 namespace varnel::sim {
@@ -27,19 +31,25 @@ class car2512 : public chip, private bus_port {
     void power_on() override { current().power_on(); }
 
   private:
+    void set_address(uint8_t address) override { address_ = address; }
     bool start(direction way) override;
     bool write(uint8_t byte) override;
     uint8_t read() override;
     void stop() override;
 
     bool begin_reading();
+    void prepare_answer(const chip_register &command);
     bool select(uint8_t code);
+    bool take_pec(bool right);
     void finish_write();
     car2512_supply &current() const;
 
     const board_clock &clock_;
     mutable car2512_supply supply_; ///< catches up whenever it is looked at: when that is makes no difference
 
+    uint8_t address_ = 0;
+    uint8_t pec_ = 0; ///< of the transfer so far
+    bool pec_taken_ = false;
     bool command_follows_ = false;
     const chip_register *command_ = nullptr; ///< named in the transfer that is under way
     std::vector<uint8_t> data_;              ///< written after the command, or still to be read
@@ -55,6 +65,8 @@ bool car2512::start(direction way) {
         return begin_reading();
     }
     finish_write();
+    pec_ = crc8(0, static_cast<uint8_t>(address_ << 1));
+    pec_taken_ = false;
     command_follows_ = true;
     return true;
 }
@@ -72,21 +84,34 @@ bool car2512::begin_reading() {
         command_ = nullptr;
         return false;
     }
-    const unsigned int value = current().value(wanted->code);
-    for (unsigned int i = wanted->bytes; i-- > 0;) { // taken from the back: low byte first
-        data_.push_back(static_cast<uint8_t>(value >> 8U * i));
-    }
+    prepare_answer(*wanted);
     command_ = nullptr;
     return true;
 }
 
+/// The value, low byte first, and the packet error code; in reverse, because they are taken from the back.
+void car2512::prepare_answer(const chip_register &command) {
+    const unsigned int value = current().value(command.code);
+    pec_ = crc8(pec_, static_cast<uint8_t>(address_ << 1 | 1));
+    for (unsigned int i = 0; i < command.bytes; ++i) {
+        data_.push_back(static_cast<uint8_t>(value >> 8U * i));
+        pec_ = crc8(pec_, data_.back());
+    }
+    data_.push_back(pec_);
+    std::ranges::reverse(data_);
+}
+
 bool car2512::write(uint8_t byte) {
+    const uint8_t expected_pec = std::exchange(pec_, crc8(pec_, byte));
     if (command_follows_) {
         command_follows_ = false;
         return select(byte);
     }
     if (command_ == nullptr) {
         return false;
+    }
+    if (command_->allowed != access::read && data_.size() == command_->bytes && !pec_taken_) {
+        return take_pec(byte == expected_pec);
     }
     data_.push_back(byte);
     return command_->allowed != access::read && data_.size() <= command_->bytes;
@@ -100,7 +125,18 @@ bool car2512::select(uint8_t code) {
     return command_ != nullptr;
 }
 
-/// Beyond the last byte there is FF, and a fault.
+/// The byte after the data of a write. If it is wrong, the write is ignored.
+bool car2512::take_pec(bool right) {
+    pec_taken_ = true;
+    if (!right) {
+        current().communication_fault(packet_error_check_failed);
+        command_ = nullptr;
+        data_.clear();
+    }
+    return right;
+}
+
+/// After the packet error code there is FF, and a fault.
 uint8_t car2512::read() {
     if (data_.empty()) {
         current().communication_fault(other_communication_fault);

@@ -112,6 +112,8 @@ unsigned int car2512_supply::value(uint8_t command) const {
         return latches_.word(stage_.output_on) & 0xFFU;
     case pmbus::status_word:
         return latches_.word(stage_.output_on);
+    case pmbus::capability:
+        return 0x80; // PEC; 100 kHz, no SMBALERT#
     case pmbus::pmbus_revision:
         return 0x22; // Parts I and II: 1.2
     case own::firmware_version:

@@ -46,6 +46,8 @@ constexpr std::array models{
 
 } // namespace
 
+void bus_port::set_address(uint8_t /*address*/) {}
+
 bool bus_port::connects(std::size_t /*segment*/) const { return false; }
 
 std::vector<std::string_view> chip_types() {

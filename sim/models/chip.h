@@ -30,6 +30,10 @@ class bus_port {
   public:
     virtual ~bus_port() = default;
 
+    /// The 7-bit address that the board gives this connection, before its first transfer. Only packet error codes depend
+    /// on it.
+    virtual void set_address(uint8_t address);
+
     /// START or repeated START with the chip's address. Returns whether the chip acknowledges.
     virtual bool start(direction way) = 0;
     /// A byte from the master. Returns whether the chip acknowledges it.

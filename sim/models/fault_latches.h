@@ -38,6 +38,7 @@ inline constexpr unsigned int off_for_low_input = 0x08;
 // STATUS_CML
 inline constexpr unsigned int invalid_command = 0x80;
 inline constexpr unsigned int invalid_data = 0x40;
+inline constexpr unsigned int packet_error_check_failed = 0x20;
 inline constexpr unsigned int other_communication_fault = 0x02;
 
 /// Latched bits of the status registers, and STATUS_WORD made of them.

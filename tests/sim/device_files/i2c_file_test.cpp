@@ -6,11 +6,12 @@
 #include <cstring>
 
 #include <linux/i2c-dev.h>
+#include <linux/i2c.h>
 
 #include <gtest/gtest.h>
 
 #include "sim/device_files/i2c_file.h"
-#include "sim/device_files/smbus.h"
+#include "sim/models/packet_error_code.h"
 #include "tests/sim/device_files/scripted_adapter.h"
 
 namespace varnel::test {
@@ -186,7 +187,7 @@ TEST_F(open_bus, pec_is_switched_for_the_open_file) {
     EXPECT_EQ(smbus(I2C_SMBUS_WRITE, I2C_SMBUS_BYTE_DATA, &data), 0);
     uint8_t pec = 0;
     for (const uint8_t byte : {0x00, 0x10, 0x17}) {
-        pec = sim::device_files::crc8(pec, byte);
+        pec = sim::crc8(pec, byte);
     }
     EXPECT_EQ(bus.asked, fmt::format("00W[10 17 {:02x}] 00W[10 17] ", pec));
 }

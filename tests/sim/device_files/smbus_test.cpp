@@ -5,13 +5,14 @@
 #include <gtest/gtest.h>
 
 #include "sim/device_files/smbus.h"
+#include "sim/models/packet_error_code.h"
 #include "tests/sim/device_files/scripted_adapter.h"
 
 namespace varnel::test {
 
 namespace {
 
-using sim::device_files::crc8;
+using sim::crc8;
 using sim::device_files::perform;
 using sim::device_files::smbus_request;
 

@@ -10,6 +10,7 @@ enum : uint8_t {
     operation = 0x01,
     clear_faults = 0x03,
     write_protect = 0x10,
+    capability = 0x19,
     fan_command_1 = 0x3B,
     status_byte = 0x78,
     status_word = 0x79,
@@ -32,11 +33,16 @@ enum : uint8_t {
     input_power = 0xEF
 };
 
+constexpr uint8_t pec_of_11_volts = 0xA7; // after set_output_volt, 0x4C, 0x04
+
 constexpr auto long_enough = 1h; // for all to settle
 
 class sim_car2512 : public chip_bench {
   public:
-    sim_car2512() : chip_bench("car2512") { part->power_on(); }
+    sim_car2512() : chip_bench("car2512") {
+        part->power_on();
+        part->port(0).set_address(0x58);
+    }
 
     unsigned int word_at(uint8_t command) {
         const bytes data = read_from(command, 2);
@@ -61,6 +67,7 @@ TEST_F(sim_car2512, registers_have_their_power_on_values) {
                               status_mfr_specific, status_fans_1_2}) {
         EXPECT_EQ(byte_at(reg), 0x00);
     }
+    EXPECT_EQ(byte_at(capability), 0x80);
     EXPECT_EQ(byte_at(0x98), 0x22);
     EXPECT_EQ(byte_at(firmware_version), 0x10);
     EXPECT_EQ(byte_at(fan_duty_cycle), 50);
@@ -157,20 +164,17 @@ TEST_F(sim_car2512, write_of_a_wrong_length_only_sets_status_cml) {
     EXPECT_TRUE(told());
     EXPECT_EQ(write({set_output_volt}), 1);
     EXPECT_TRUE(told());
-    EXPECT_EQ(write({set_output_volt, 0x4C, 0x04, 0x00}), 3) << "one byte too many";
+    EXPECT_EQ(write({set_output_volt, 0x4C, 0x04, pec_of_11_volts, 0x00}), 4) << "one byte too many";
     EXPECT_TRUE(told());
     EXPECT_EQ(word_at(programmed_volt), 1200U);
-    EXPECT_EQ(write({operation, 0x00, 0x00}), 2);
-    EXPECT_TRUE(told());
-    EXPECT_EQ(byte_at(operation), 0x80);
-    EXPECT_EQ(write({clear_faults, 0x00}), 1);
+    EXPECT_EQ(write({clear_faults, 0x46, 0x00}), 2);
     EXPECT_TRUE(told());
     EXPECT_EQ(write({status_word}), 1) << "named, and then not read";
     EXPECT_TRUE(told());
 }
 
-TEST_F(sim_car2512, reading_past_the_end_returns_0xff_and_sets_status_cml) {
-    EXPECT_EQ(read_from(output_volt, 4), (bytes{0xB0, 0x04, 0xFF, 0xFF}));
+TEST_F(sim_car2512, reading_past_the_pec_returns_0xff_and_sets_status_cml) {
+    EXPECT_EQ(read_from(output_volt, 5), (bytes{0xB0, 0x04, 0x77, 0xFF, 0xFF}));
     EXPECT_EQ(byte_at(status_cml), 0x02);
 }
 
@@ -205,10 +209,60 @@ TEST_F(sim_car2512, values_out_of_range_are_ignored_and_set_status_cml) {
 TEST_F(sim_car2512, written_ones_clear_bits_of_a_status_register) {
     unprotect();
     write({0x02});
-    write({operation, 0x00, 0x00});
+    write({operation});
     EXPECT_EQ(byte_at(status_cml), 0x82);
     write({status_cml, 0x80});
     EXPECT_EQ(byte_at(status_cml), 0x02);
+}
+
+// --- PEC: of address 0x58, computed by another program ---
+
+TEST_F(sim_car2512, data_read_is_followed_by_its_pec) {
+    EXPECT_EQ(read_from(status_word, 3), (bytes{0x00, 0x00, 0xD4}));
+    EXPECT_EQ(read_from(output_volt, 3), (bytes{0xB0, 0x04, 0x77}));
+    EXPECT_EQ(read_from(status_byte, 2), (bytes{0x00, 0xF4}));
+    EXPECT_EQ(byte_at(status_cml), 0x00);
+}
+
+TEST_F(sim_car2512, pec_covers_the_address) {
+    part->port(0).set_address(0x59);
+    EXPECT_NE(read_from(status_word, 3), (bytes{0x00, 0x00, 0xD4}));
+}
+
+TEST_F(sim_car2512, write_with_its_pec_is_performed) {
+    EXPECT_EQ(write({write_protect, 0x00, 0xBD}), 3);
+    EXPECT_EQ(byte_at(write_protect), 0x00);
+    EXPECT_EQ(write({set_output_volt, 0x4C, 0x04, pec_of_11_volts}), 4);
+    EXPECT_EQ(word_at(programmed_volt), 1100U);
+    EXPECT_EQ(write({0x02}), 0);
+    EXPECT_EQ(write({clear_faults, 0x46}), 2);
+    EXPECT_EQ(byte_at(status_cml), 0x00);
+}
+
+TEST_F(sim_car2512, write_with_a_wrong_pec_is_refused_and_sets_status_cml) {
+    for (const bytes &data : {bytes{write_protect, 0x00, 0xBC}, bytes{write_protect, 0x01, 0xBD},
+                              bytes{set_output_volt, 0x4C, 0x04, 0x00}, bytes{operation, 0x00, 0x00}}) {
+        EXPECT_EQ(write(data), static_cast<int>(data.size()) - 1);
+        EXPECT_EQ(byte_at(status_cml), 0x20);
+        EXPECT_EQ(word_at(status_word), 0x0002U);
+        clear();
+    }
+    EXPECT_EQ(byte_at(write_protect), 0x80);
+    EXPECT_EQ(byte_at(operation), 0x80);
+    EXPECT_EQ(word_at(programmed_volt), 1200U);
+    EXPECT_EQ(write({clear_faults, 0x00}), 1);
+    EXPECT_EQ(byte_at(status_cml), 0x20);
+}
+
+TEST_F(sim_car2512, nothing_is_acknowledged_after_a_wrong_pec) {
+    bus_port &port = part->port(0);
+    ASSERT_TRUE(port.start(direction::write));
+    ASSERT_TRUE(port.write(write_protect));
+    ASSERT_TRUE(port.write(0x00));
+    EXPECT_FALSE(port.write(0x00));
+    EXPECT_FALSE(port.write(0xBD));
+    port.stop();
+    EXPECT_EQ(byte_at(write_protect), 0x80);
 }
 
 // --- Output ---
