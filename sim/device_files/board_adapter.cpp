@@ -14,7 +14,7 @@ namespace varnel::sim::device_files {
 namespace {
 
 /// A packet to the server must fit into a socket's buffer, which is 208 KiB.
-constexpr std::size_t largest_request = 192 * 1024;
+constexpr std::size_t largest_request = std::size_t{192} * 1024;
 
 void append(std::vector<uint8_t> &to, std::span<const uint8_t> bytes) {
     to.insert(to.end(), bytes.begin(), bytes.end());

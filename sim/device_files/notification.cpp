@@ -18,6 +18,11 @@ void respond(int listener, seccomp_notif_resp response) {
     ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &response);
 }
 
+iovec in_caller(uint64_t address, std::size_t size) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel gives addresses as numbers
+    return {reinterpret_cast<void *>(address), size};
+}
+
 } // namespace
 
 std::optional<system_call> call_listener::receive() const {
@@ -55,13 +60,13 @@ bool call_listener::succeed_with_file(const system_call &call, int file, bool cl
 
 bool process_memory::read(uint64_t address, std::span<uint8_t> to) const {
     iovec here{to.data(), to.size()};
-    iovec there{reinterpret_cast<void *>(address), to.size()};
+    const iovec there = in_caller(address, to.size());
     return process_vm_readv(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(to.size());
 }
 
 bool process_memory::write(uint64_t address, std::span<const uint8_t> from) const {
     iovec here{const_cast<uint8_t *>(from.data()), from.size()};
-    iovec there{reinterpret_cast<void *>(address), from.size()};
+    const iovec there = in_caller(address, from.size());
     return process_vm_writev(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(from.size());
 }
 
