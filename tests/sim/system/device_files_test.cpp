@@ -88,4 +88,39 @@ TEST_F(device_files, i2c_tools_work) {
     EXPECT_NE(missing.status, 0);
 }
 
+class device_files_pec : public device_files {
+  public:
+    /// Runs commands of i2c-tools with the supply's channel enabled.
+    [[nodiscard]] finished with_psu(const std::string &commands) const {
+        return run(on_board({"sh", "-c", "PATH=/usr/sbin:$PATH; i2cset -y 0 0x70 1; " + commands}));
+    }
+};
+
+TEST_F(device_files_pec, is_checked_when_a_supply_is_read) {
+    EXPECT_EQ(with_psu("i2cget -y 0 0x58 0x79 wp; i2cget -y 0 0x58 0x98 bp").out, "0x0000\n0x22\n");
+    EXPECT_EQ(with_psu("i2ctransfer -y 0 w1@0x58 0x79 r3").out, "0x00 0x00 0xd4\n");
+}
+
+TEST_F(device_files_pec, of_a_chip_without_it_is_wrong) {
+    const finished result = with_psu("i2cget -y 0 0x20 0 bp");
+    EXPECT_THAT(result.err, HasSubstr("Error: Read failed"));
+    EXPECT_NE(result.status, 0);
+}
+
+TEST_F(device_files_pec, is_checked_by_a_supply_that_is_written) {
+    EXPECT_EQ(with_psu("i2cset -y 0 0x58 0x10 0 bp && i2cget -y 0 0x58 0x10 bp").out, "0x00\n");
+    EXPECT_EQ(with_psu("i2ctransfer -y 0 w3@0x58 0x10 0 0xbd && i2cget -y 0 0x58 0x10").out, "0x00\n");
+    const finished wrong =
+        with_psu("i2ctransfer -y 0 w3@0x58 0x10 0 0xbc || i2cget -y 0 0x58 0x7e; i2cget -y 0 0x58 0x10");
+    EXPECT_EQ(wrong.out, "0x20\n0x80\n");
+    EXPECT_THAT(wrong.err, HasSubstr("Input/output error"));
+}
+
+TEST_F(device_files_pec, finds_an_inverted_bit) {
+    const std::string fault = sim({})[0] + " fault psu flip --count 1; ";
+    EXPECT_EQ(with_psu(fault + "i2cget -y 0 0x58 0x98").status, 0);
+    EXPECT_THAT(with_psu(fault + "i2cget -y 0 0x58 0x98 bp").err, HasSubstr("Error: Read failed"));
+    EXPECT_THAT(with_psu(fault + "i2cset -y 0 0x58 0x10 0 bp; i2cget -y 0 0x58 0x10").out, HasSubstr("0x80"));
+}
+
 } // namespace varnel::test
