@@ -71,17 +71,33 @@ descriptor receive_descriptor(int socket) {
     return descriptor(received);
 }
 
+/// An address that is the same in a child.
+constexpr uint8_t in_every_child = 1;
+
+/// The errno of reading a child's memory, as a supervisor has to. Some containers do not allow it.
+int error_of_reading(pid_t child) {
+    std::array<uint8_t, 1> byte{};
+    return process_memory(child).read(reinterpret_cast<uint64_t>(&in_every_child), byte) ? 0 : errno;
+}
+
 /// The program's side: asks for supervision, and becomes the program.
-[[noreturn]] void run_program(const std::vector<std::string> &words, int to_supervisor) {
-    const int listener = install_filter();
-    if (listener >= 0) {
-        send_descriptor(to_supervisor, listener);
-        close(listener);
-    } else if (errno != EBUSY) { // in a shell on a board, the files are that board's already
-        host::say(fmt::format("varnel-sim: /dev/i2c-* are this machine's, not the board's: seccomp: {}",
-                              std::strerror(errno)));
+[[noreturn]] void run_program(const std::vector<std::string> &words, const service &how, int to_supervisor) {
+    int error = 0;
+    const char *call = "process_vm_readv";
+    if (read(to_supervisor, &error, sizeof error) != sizeof error) {
+        _exit(1); // there is no supervisor any more
+    }
+    if (error == 0) {
+        say_what_it_lacks(words.front());
+        call = "seccomp";
+        const descriptor listener(install_filter());
+        error = listener.is_open() ? 0 : errno;
+        if (listener.is_open()) {
+            send_descriptor(to_supervisor, listener.get());
+        }
     }
     close(to_supervisor);
+    say_how_served(how, call, error);
     host::become(words);
 }
 
@@ -168,8 +184,7 @@ class supervision {
     std::optional<int> program_status_ = std::nullopt;
 };
 
-[[noreturn]] void supervise(const std::vector<std::string> &words, const board_files &files,
-                            descriptor status) {
+[[noreturn]] void supervise(const std::vector<std::string> &words, const service &how, descriptor status) {
     std::array<int, 2> ends{};
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         fail("socketpair");
@@ -184,17 +199,21 @@ class supervision {
     if (program == 0) {
         sigprocmask(SIG_SETMASK, &before, nullptr);
         close(ends[1]);
-        run_program(words, ends[0]);
+        run_program(words, how, ends[0]);
     }
     close(ends[0]);
+    const int error = error_of_reading(program);
+    (void)!write(ends[1], &error, sizeof error);
     descriptor listener = receive_descriptor(ends[1]);
     close(ends[1]);
     detach();
     std::optional<supervisor> supervised;
     if (listener.is_open()) {
-        supervised.emplace(call_listener(std::move(listener)), files);
+        supervised.emplace(call_listener(std::move(listener)), how.files);
     }
-    supervision(program, std::move(status), signalfd(-1, &handled, SFD_CLOEXEC)).run(supervised);
+    const int signals = signalfd(-1, &handled, SFD_CLOEXEC);
+    supervision all(program, std::move(status), signals);
+    all.run(supervised);
     _exit(0);
 }
 
@@ -208,15 +227,14 @@ supervised_program::pipe supervised_program::make_pipe() {
     return {descriptor(ends[0]), descriptor(ends[1])};
 }
 
-supervised_program::supervised_program(const std::vector<std::string> &words, const board_files &files)
-    : supervised_program(words, files, make_pipe()) {}
+supervised_program::supervised_program(const std::vector<std::string> &words, const service &how)
+    : supervised_program(words, how, make_pipe()) {}
 
-supervised_program::supervised_program(const std::vector<std::string> &words, const board_files &files,
-                                       pipe status)
+supervised_program::supervised_program(const std::vector<std::string> &words, const service &how, pipe status)
     : status_(std::move(status.reading)), supervisor_([&] {
           status_.close();
           try {
-              supervise(words, files, std::move(status.writing));
+              supervise(words, how, std::move(status.writing));
           } catch (const std::exception &problem) {
               host::say(fmt::format("varnel-sim: {}", problem.what()));
               _exit(1);

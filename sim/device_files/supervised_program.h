@@ -5,18 +5,18 @@
 #include <vector>
 
 #include "host/foreground_program.h"
-#include "sim/device_files/supervisor.h"
+#include "sim/device_files/service.h"
 
 namespace varnel::sim::device_files {
 
 /// A program in the foreground whose device files, and those of all programs that it starts, are the board's.
 ///
 /// A supervisor process is the program's parent: Linux lets a process read the memory of its descendants, on machines
-/// that are strict about it (Yama) of no others. It goes on until the last of the programs has ended. If the kernel has
-/// no seccomp notifications, the program runs with the machine's own device files, and says so in one line.
+/// that are strict about it (Yama) of no others. It goes on until the last of the programs has ended. Where
+/// the kernel does not allow all that, the program runs with the machine's own device files, and a line says so.
 class supervised_program {
   public:
-    supervised_program(const std::vector<std::string> &words, const board_files &files);
+    supervised_program(const std::vector<std::string> &words, const service &how);
 
     /// Becomes readable when the program has ended.
     [[nodiscard]] int ending() const { return status_.get(); }
@@ -28,7 +28,7 @@ class supervised_program {
         descriptor reading;
         descriptor writing;
     };
-    supervised_program(const std::vector<std::string> &words, const board_files &files, pipe status);
+    supervised_program(const std::vector<std::string> &words, const service &how, pipe status);
     static pipe make_pipe();
 
     descriptor status_;

@@ -32,8 +32,8 @@ int64_t store_status(const system_call &call, const path_call &shape, const stru
 
 } // namespace
 
-supervisor::supervisor(call_listener calls, board_files files)
-    : calls_(std::move(calls)), numbers_(std::move(files.buses)), power_(files.board.connect()),
+supervisor::supervisor(call_listener calls, const board_files &files)
+    : calls_(std::move(calls)), numbers_(files.buses), power_(files.board.connect()),
       sys_(files.name, numbers_), open_(files.board) {
     power_.send({{"command", "run"}});
     (void)power_.receive_control();

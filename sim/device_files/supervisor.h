@@ -24,7 +24,7 @@ struct board_files {
 /// buses and for no other, whatever the machine has. Everything else is the kernel's.
 class supervisor {
   public:
-    supervisor(call_listener calls, board_files files);
+    supervisor(call_listener calls, const board_files &files);
 
     [[nodiscard]] int calls() const { return calls_.get(); }
     /// Whether any program is left whose calls come here.

@@ -125,7 +125,21 @@ int leave(board_access &board, const std::string &file, int status) {
 struct run_options {
     std::vector<std::string> trace_files;
     bool host_devices = false;
+    bool verbose = false;
 };
+
+/// The board file of the `run` that started this one; empty if there is none.
+std::string outer_board() {
+    const char *const file = std::getenv(board_variable);
+    return file == nullptr ? "" : file;
+}
+
+/// The environment of programs on the board.
+void set_environment(const meeting_point &where, const std::string &file, const std::string &library) {
+    preload(library);
+    setenv(board_variable, file.c_str(), 1);
+    setenv(socket_variable, where.socket_path().c_str(), 1);
+}
 
 /// Runs the program to its end. Returns its exit status.
 template <class Program>
@@ -149,14 +163,16 @@ int run(const invocation &call, const run_options &options) {
     if (!outputs.empty()) {
         trace.emplace(where, std::move(outputs));
     }
-    preload(library);
-    setenv(board_variable, file.c_str(), 1);
-    setenv(socket_variable, where.socket_path().c_str(), 1);
     const json introduction = board.request({{"command", "run"}});
     const device_files::board_files files{where, introduction.at("board"), introduction.at("buses")};
+    const device_files::service how{files, file, outer_board(), options.verbose};
+    set_environment(where, file, library);
+    if (options.host_devices && options.verbose) {
+        say("varnel-sim: /dev/i2c-* are this machine's: --host-devices");
+    }
     const int status = options.host_devices
                            ? finish(foreground_program(call.program), trace)
-                           : finish(device_files::supervised_program(call.program, files), trace);
+                           : finish(device_files::supervised_program(call.program, how), trace);
     return leave(board, file, status);
 }
 
@@ -173,6 +189,8 @@ void add_run(argument_parser app, invocation &call) {
         .one_value_each_time();
     command.add_flag("--host-devices", options->host_devices,
                      "leave /dev and /sys to this machine: no /dev/i2c-N of the board");
+    command.add_flag("--verbose", options->verbose,
+                     "say in a line who serves /dev/i2c-N and the I2C primitives");
     command.add_description("PROGRAM", "after --, with its arguments").option_text("...");
 }
 

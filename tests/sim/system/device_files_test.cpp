@@ -2,8 +2,12 @@
 // /dev/i2c-N for programs that know nothing of this project: a statically linked one, i2c-tools, a daemon.
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <thread>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/sim/system/workbench.h"
 
@@ -86,6 +90,78 @@ TEST_F(device_files, i2c_tools_work) {
     const finished missing = run(on_board({"/usr/sbin/i2cget", "-y", "9", "0x50"}));
     EXPECT_THAT(missing.err, HasSubstr("No such file or directory"));
     EXPECT_NE(missing.status, 0);
+}
+
+class run_verbose : public device_files {
+  public:
+    /// Messages of `run` with a program; with `around`, `run` itself is started by that.
+    [[nodiscard]] std::string said(const words &program, const std::string &options = {},
+                                   const words &around = {}) const {
+        words all = around;
+        for (const std::string &word : sim({"run", "--board", board})) {
+            all.push_back(word);
+        }
+        if (!options.empty()) {
+            all.push_back(options);
+        }
+        all.push_back("--");
+        all.insert(all.end(), program.begin(), program.end());
+        return run(all).err;
+    }
+};
+
+TEST_F(run_verbose, names_what_serves_files_and_primitives) {
+    const std::string primitives =
+        "; the library's I2C primitives are the board's, by LD_PRELOAD=" + library() + "\n";
+    EXPECT_EQ(said({"true"}, "--verbose"),
+              "varnel-sim: /dev/i2c-0, /dev/i2c-1 are the board's, by a supervisor" + primitives);
+    EXPECT_THAT(said({sim({})[0], "run", "--verbose", "--", "true"}),
+                HasSubstr("are the board's, by the supervisor of the run around this one; "));
+    EXPECT_EQ(said({"true"}), "");
+}
+
+TEST_F(run_verbose, host_devices_are_named) {
+    EXPECT_EQ(run(sim({"run", "--board", board, "--host-devices", "--verbose", "--", "true"})).err,
+              "varnel-sim: /dev/i2c-* are this machine's: --host-devices\n");
+}
+
+TEST_F(run_verbose, kernel_that_refuses_supervision_is_named_always) {
+    EXPECT_EQ(
+        said({"true"}, "", {WITHOUT_CALL, "seccomp"}),
+        "varnel-sim: /dev/i2c-* are this machine's, not the board's: seccomp: Operation not permitted\n");
+    EXPECT_EQ(said({"true"}, "", {WITHOUT_CALL, "process_vm_readv"}),
+              "varnel-sim: /dev/i2c-* are this machine's, not the board's: process_vm_readv: Operation not "
+              "permitted\n");
+}
+
+TEST_F(run_verbose, files_of_an_outer_board_are_named_always) {
+    const std::string twin = file("twin.ini", "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
+    EXPECT_EQ(said({sim({})[0], "run", "--board", twin, "--", "true"}),
+              "varnel-sim: /dev/i2c-* are those of " + board + ", not of " + twin + "\n");
+}
+
+TEST_F(run_verbose, set_user_id_program_is_named_always) {
+    const std::string program = folder() + "/program";
+    std::filesystem::copy_file("/bin/true", program);
+    if (chown(program.c_str(), getuid() + 1, getgid()) != 0) {
+        GTEST_SKIP() << "only root can make a program of another user";
+    }
+    chmod(program.c_str(), 04755);
+    EXPECT_EQ(said({program}),
+              "varnel-sim: " + program +
+                  " does not get its set-user-ID, set-group-ID or capabilities on a board (it does with "
+                  "--host-devices)\n");
+}
+
+TEST_F(run_verbose, program_for_another_machine_is_named_always) {
+    const std::string program = file("program", std::string("\x7f"
+                                                            "ELF\x01\x01\x01",
+                                                            7) +
+                                                    std::string(57, '\0'));
+    chmod(program.c_str(), 0755);
+    EXPECT_THAT(said({program}), HasSubstr("varnel-sim: " + program +
+                                           " is for another machine: it finds this machine's "
+                                           "/dev/i2c-*, not the board's\n"));
 }
 
 class device_files_pec : public device_files {
