@@ -109,7 +109,7 @@ static void say_ready(void) {
 static bool repeats(void) {
     int file = open_chip();
     say_ready();
-    while (keeps(file, 7)) {
+    while (transfers(file)) {
     }
     return false;
 }
