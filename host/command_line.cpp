@@ -13,6 +13,7 @@
 
 #include "host/description.h"
 #include "host/standard_streams.h"
+#include "host/suggestion.h"
 
 namespace varnel::host {
 
@@ -62,6 +63,28 @@ void refuse_missing_verb(const CLI::App &app) {
     }
 }
 
+/// The verbs and options that may follow the verbs that were typed.
+std::vector<std::string> possible_words(const CLI::App &app) {
+    const CLI::App *const verb = innermost_verb(app).first;
+    std::vector<std::string> words;
+    for (const CLI::App *each : verb->get_subcommands(nullptr)) {
+        words.push_back(each->get_name());
+    }
+    for (const CLI::Option *option : verb->get_options()) {
+        for (const std::string &name : option->get_lnames()) {
+            words.push_back("--" + name);
+        }
+    }
+    return words;
+}
+
+std::string unexpected_argument(const CLI::App &app) {
+    const std::string word = app.remaining(true).front();
+    const std::string meant = suggestion(word, possible_words(app));
+    return fmt::format("The following argument was not expected: {}{}", word,
+                       meant.empty() ? "" : fmt::format("; did you mean '{}'?", meant));
+}
+
 /// Returns false when the arguments asked for help or the version, which has been printed.
 bool parse_words(CLI::App &app, std::vector<std::string> arguments) {
     try {
@@ -72,6 +95,8 @@ bool parse_words(CLI::App &app, std::vector<std::string> arguments) {
         app.exit(help, text, text);
         print(text.str());
         return false;
+    } catch (const CLI::ExtrasError &) {
+        throw bad_usage(unexpected_argument(app));
     } catch (const CLI::ParseError &mistake) {
         throw bad_usage(mistake.what());
     }

@@ -246,7 +246,7 @@ TEST_P(bad_input, is_refused_with_one_line_and_status_2_and_changes_nothing) {
 
 const mistake mistakes[] = {
     {"nothing", {}, "missing verb (one of run, show, set, fault, trace); see --help"},
-    {"command", {"shwo"}, "The following argument was not expected: shwo"},
+    {"command", {"shwo"}, "The following argument was not expected: shwo; did you mean 'show'?"},
     {"option", {"--nope", "show"}, "The following argument was not expected: --nope"},
     {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
     {"show_one_of_two", {"show", "psu", "psu9"}, "there is no chip 'psu9' on board 'bench'"},

@@ -17,6 +17,18 @@ No board is needed for any of these.
   $ varnel psu nope
   ! varnel: The following argument was not expected: nope
   [2]
+  $ varnel psu stat 1:0x58
+  ! varnel: The following argument was not expected: stat; did you mean 'status'?
+  [2]
+  $ varnel gipo list
+  ! varnel: The following argument was not expected: gipo; did you mean 'gpio'?
+  [2]
+  $ varnel psu status 1:0x58 --jsno
+  ! varnel: The following argument was not expected: --jsno; did you mean '--json'?
+  [2]
+  $ varnel help
+  ! varnel: The following argument was not expected: help; did you mean '--help'?
+  [2]
   $ varnel psu --json
   ! varnel: The following argument was not expected: --json
   [2]
