@@ -68,23 +68,38 @@ void write_control(const options &given, uint8_t control) {
     }
 }
 
-void print_control(const context &context, const options &given) {
-    const uint8_t control = read_control(given);
+std::vector<unsigned int> channels_in(uint8_t control) {
     std::vector<unsigned int> channels;
     for (unsigned int channel = 0; channel < 8; ++channel) {
         if ((control >> channel & 1U) != 0) {
             channels.push_back(channel);
         }
     }
+    return channels;
+}
+
+std::string text_of(const std::vector<unsigned int> &channels) {
+    return channels.empty() ? "none" : fmt::format("{}", fmt::join(channels, " "));
+}
+
+void print_control(const context &context, const options &given) {
+    const uint8_t control = read_control(given);
+    const std::vector<unsigned int> channels = channels_in(control);
     report lines;
     lines.add("device", given.chip.name());
     lines.add("control", fmt::format("0x{:02x}", control), "control", control);
-    lines.add("channels", channels.empty() ? "none" : fmt::format("{}", fmt::join(channels, " ")), "channels",
-              channels);
+    lines.add("channels", text_of(channels), "channels", channels);
     print(lines.text(context));
 }
 
-void enable_channels(const options &given) { write_control(given, wanted_control(given)); }
+/// CONTROL may have been meant as the number of a channel, so the channels are printed.
+void enable_channels(const options &given) {
+    const uint8_t control = wanted_control(given);
+    write_control(given, control);
+    if (given.control) {
+        print(fmt::format("channels  {}\n", text_of(channels_in(control))));
+    }
+}
 
 void disable_channels(const options &given) { write_control(given, 0); }
 
@@ -99,7 +114,8 @@ void add_mux(argument_parser app, context &context) {
     };
     add_json(add("get", "Show which channels are connected", print_control).parser, context);
     const auto enable = add("enable", "Connect these channels and no others", enable_channels);
-    add_number(enable.parser, "CONTROL", enable.given.control, UINT8_MAX, "control byte, a bit per channel")
+    add_number(enable.parser, "CONTROL", enable.given.control, UINT8_MAX,
+               "control byte, a bit per channel: 5 is channels 0 and 2")
         .required(false);
     add_bytes(enable.parser, "--channel", enable.given.channels, "by number, instead");
     add_verify(enable.parser, enable.given.verify);

@@ -3,6 +3,7 @@ SPDX-License-Identifier: Apache-2.0
   control   0x00
   channels  none
   $ varnel mux enable 0:0x70 0x05
+  channels  0 2
   $ varnel mux get 0:0x70
   control   0x05
   channels  0 2
@@ -23,6 +24,11 @@ SPDX-License-Identifier: Apache-2.0
   $ varnel mux get 0:0x70
   control   0x04
   channels  2
+  $ varnel mux enable 0:0x70 3
+  channels  0 1
+  $ varnel mux enable 0:0x70 0
+  channels  none
+  $ varnel mux enable 0:0x70 --channel 2
   $ varnel mux disable 0:0x70 --verify
   $ varnel mux get 0:0x70
   control   0x00
@@ -43,6 +49,7 @@ SPDX-License-Identifier: Apache-2.0
   ! varnel: --channel: 'two' is not a number from 0 to 255 (0xff)
   [2]
   $ varnel mux enable 0:0x71 0x0f --chip pca9546 --verify
+  channels  0 1 2 3
   $ varnel mux get 0:0x71 --chip pca9546
   control   0x0f
   channels  0 1 2 3
