@@ -9,12 +9,14 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "host/input_file.h"
 #include "host/options.h"
 #include "tools/varnel/confirm.h"
+#include "tools/varnel/ini_entries.h"
 #include "tools/varnel/ini_trial.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/memory_file.h"
@@ -38,6 +40,10 @@ struct ini_place {
 
 // --- get ---
 
+[[noreturn]] void fail_without(const ini_place &at) {
+    throw failed(fmt::format("{}: no {} in [{}]", shown_name(at.file), at.key, at.section));
+}
+
 enum value_type : std::size_t { as_string, as_integer, as_boolean };
 
 json read_value(const ini_place &at, std::size_t type, int base) {
@@ -59,7 +65,7 @@ json read_value(const ini_place &at, std::size_t type, int base) {
         value = text.data();
     }
     if (result != 0) {
-        throw failed(fmt::format("{}: no {} in [{}]", shown_name(at.file), at.key, at.section));
+        fail_without(at);
     }
     return value;
 }
@@ -71,7 +77,35 @@ void get(const ini_place &at, std::size_t type, int base, const context &context
     print(context.json ? json_text(all) : text + '\n');
 }
 
-// --- set and rename ---
+// --- list ---
+
+json entries_as_json(const std::vector<ini_entry> &entries) {
+    json all = json::array();
+    for (const auto &[section, key, value] : entries) {
+        all.push_back({{"section", section}, {"key", key}, {"value", value}});
+    }
+    return all;
+}
+
+std::string entries_as_text(const std::vector<ini_entry> &entries) {
+    std::string all;
+    const ini_entry *last = nullptr;
+    for (const ini_entry &each : entries) {
+        if (last == nullptr || last->section != each.section) {
+            all += fmt::format("[{}]\n", each.section);
+        }
+        all += fmt::format("{}={}\n", each.key, each.value);
+        last = &each;
+    }
+    return all;
+}
+
+void list(const std::string &file, const context &context) {
+    const std::vector<ini_entry> entries = entries_of(read_ini(file));
+    print(context.json ? json_text(entries_as_json(entries)) : entries_as_text(entries));
+}
+
+// --- set, delete and rename ---
 
 /// Words that would make the line mean something else when it is read again.
 void check_word(const char *what, std::string_view word, std::string_view forbidden) {
@@ -142,6 +176,36 @@ void set(const ini_place &at, const std::string &value, const context &context) 
     if (set_value(at.file.c_str()) != 0) {
         throw failed(fmt::format("{}: cannot be written", at.file));
     }
+}
+
+/// Where the library finds the value: it changes there when another one is stored.
+std::size_t place_of_value(const ini_trial &trial, const ini_place &at) {
+    std::array<char, INIPARSER_VALUE_SIZE> value{};
+    const std::string copy = trial.copy();
+    if (get_config_string(copy.c_str(), at.section.c_str(), at.key.c_str(), value.data()) != 0) {
+        fail_without(at);
+    }
+    const char *const another = value[0] == '\0' ? "x" : "";
+    return difference(trial.before(), trial.after([&](const char *path) {
+               return set_config_string(path, at.section.c_str(), at.key.c_str(), another);
+           }))
+        .place;
+}
+
+void delete_entry(const ini_place &at, const context &context) {
+    check_file(at.file);
+    const ini_trial trial(at.file);
+    const std::size_t place = place_of_value(trial, at);
+    const std::string line = line_at(trial.before(), place);
+    if (line.starts_with('[')) {
+        throw failed(fmt::format("{}: '{}' is also the header of a section", at.file, line));
+    }
+    const std::size_t key = line.find_first_not_of(" \t\v\f");
+    confirm_if_any(context, at.file,
+                   line.compare(key, at.key.size() + 1, at.key + "=") == 0
+                       ? ""
+                       : fmt::format("the line '{}', whose key begins {}, is deleted", line, at.key));
+    shorten_file(at.file, without_line_at(trial.before(), place));
 }
 
 void rename(const std::string &file, const std::string &old_name, const std::string &new_name,
@@ -267,6 +331,22 @@ void add_set(verbs<config_arguments> &config, context &context) {
     add_yes(setting.parser, context);
 }
 
+void add_list(verbs<config_arguments> &config, context &context) {
+    const auto listing =
+        config.add("list", "Print all sections, keys and values, as a daemon reads them",
+                   [](const auto &asked, const config_arguments &given) { list(given.at.file, asked); });
+    listing.parser.add_option("FILE", listing.given.at.file, "the INI file; - is standard input").required();
+    add_json(listing.parser, context);
+}
+
+void add_delete(verbs<config_arguments> &config, context &context) {
+    const auto deleting =
+        config.add("delete", "Delete a key and its value",
+                   [](const auto &asked, const config_arguments &given) { delete_entry(given.at, asked); });
+    add_place(deleting, "the INI file");
+    add_yes(deleting.parser, context);
+}
+
 void add_rename(verbs<config_arguments> &config, context &context) {
     const auto renaming = config.add("rename", "Rename a section, or append it when it is not there",
                                      [](const auto &asked, const config_arguments &given) {
@@ -306,7 +386,9 @@ void add_table(verbs<config_arguments> &config, context &context) {
 void add_config(argument_parser app, context &context) {
     verbs<config_arguments> config(app, context, "config", "INI files and record files");
     add_get(config, context);
+    add_list(config, context);
     add_set(config, context);
+    add_delete(config, context);
     add_rename(config, context);
     add_table(config, context);
 }
