@@ -11,13 +11,6 @@
 
 namespace varnel::tools {
 
-namespace {
-
-constexpr uint64_t first_address = 0x03; // those below and above have meanings of their own (UM10204, 3.1.12)
-constexpr uint64_t last_address = 0x77;
-
-} // namespace
-
 std::string device::name() const { return fmt::format("{}:0x{:02x}", bus, address); }
 
 device device_from(const std::string &text) {

@@ -10,6 +10,10 @@
 
 namespace varnel::tools {
 
+/// The addresses of chips; those below and above have meanings of their own (UM10204, 3.1.12).
+inline constexpr uint8_t first_address = 0x03;
+inline constexpr uint8_t last_address = 0x77;
+
 /// A chip: BUS:ADDRESS.
 struct device {
     uint8_t bus = 0;

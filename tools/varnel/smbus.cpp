@@ -20,6 +20,7 @@
 #include "tools/varnel/device.h"
 #include "tools/varnel/pmbus.h"
 #include "tools/varnel/report.h"
+#include "tools/varnel/smbus_survey.h"
 #include "tools/varnel/verb.h"
 #include "varnel/smbus.h"
 
@@ -301,6 +302,7 @@ void add_smbus(argument_parser app, context &context) {
     verbs<options> smbus(app, context, "smbus", "SMBus transactions, one each; and raw transfers");
     smbus.family().add_note("Verbs that store something ask for confirmation when the address is 0x50 to "
                             "0x57, where EEPROMs are.");
+    add_survey(smbus.family(), context);
     add_without_command(smbus, context);
     add_readers(smbus, context);
     add_writers(smbus, context);

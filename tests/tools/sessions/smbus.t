@@ -1,4 +1,32 @@
 SPDX-License-Identifier: Apache-2.0
+  $ varnel smbus scan 0
+  0:0x20
+  0:0x24
+  0:0x38
+  0:0x50
+  0:0x68
+  0:0x70
+  0:0x71
+  0:0x74
+  $ varnel smbus scan 7
+  ! varnel: bus 7: no such bus
+  [1]
+  $ varnel smbus scan
+  ! varnel: BUS is required
+  [2]
+  $ varnel-sim fault exp16 stuck --count 1
+  $ varnel smbus scan 0
+  ! varnel: 0:0x03: scan: timed out: the bus is held low
+  [1]
+  $ varnel smbus dump 0:0x50 | head -n 2
+  00: 56 41 52 4e 45 4c ff ff ff ff ff ff ff ff ff ff
+  10: ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff
+  $ varnel smbus dump 0:0x50 | wc -l
+  16
+  $ varnel smbus dump 0:0x21
+  ! varnel: 0:0x21: dump: no acknowledge (No such device or address)
+  [1]
+
   $ varnel smbus quick 0:0x20
   $ varnel smbus quick 0:0x20 --read
   $ varnel smbus quick 0:0x21
@@ -248,3 +276,19 @@ What can happen on a bus.
   $ varnel smbus read-byte 0:0x20 2 >/dev/full
   ! varnel: standard output: No space left on device
   [1]
+
+Reading what a supply does not have is a fault to it, so this comes last.
+  $ varnel smbus scan 1 --json
+  {
+    "bus": 1,
+    "devices": [
+      "1:0x58",
+      "1:0x75"
+    ]
+  }
+  $ varnel smbus dump 1:0x58 | grep -c -- ' --'
+  [0-9]+ (re)
+  $ varnel smbus dump 1:0x58 --json | tr -d ' \n' | cut -c1-36
+  {"device":"1:0x58","registers":[null
+  $ varnel smbus read-word 1:0x58 STATUS_WORD
+  0x0002
