@@ -22,14 +22,11 @@ namespace {
 json assignments_from(const std::vector<std::string> &words) {
     json assignments = json::array();
     for (std::size_t i = 0; i < words.size(); i += 2) {
-        const std::size_t dot = words[i].find('.');
-        if (dot == std::string::npos || dot == 0 || dot + 1 == words[i].size()) {
-            throw bad_usage(fmt::format("'{}' is not CHIP.NAME", words[i]));
-        }
+        const auto [chip, name] = chip_member_from(words[i], "CHIP.NAME");
         if (i + 1 == words.size()) {
             throw bad_usage(fmt::format("no value for {}", words[i]));
         }
-        assignments.push_back(json::array({words[i].substr(0, dot), words[i].substr(dot + 1), words[i + 1]}));
+        assignments.push_back(json::array({chip, name, words[i + 1]}));
     }
     return assignments;
 }

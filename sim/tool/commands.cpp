@@ -15,6 +15,7 @@ void add_commands(argument_parser app, invocation &call) {
     add_set(app, call);
     add_fault(app, call);
     add_trace(app, call);
+    add_wait(app, call);
 }
 
 } // namespace
@@ -28,7 +29,7 @@ int run_command(std::vector<std::string> arguments, const std::function<void(inv
                         {{success, "done"},
                          {failure, "the operation failed"},
                          {bad_input, "bad input: nothing was changed"}},
-                        {{"CHIP", chips}, {"CHIP.NAME", settings}}},
+                        {{"CHIP", chips}, {"CHIP.NAME", settings}, {"CHIP.READING", readings}}},
                        40);
     add_commands(varnel_sim.parser(), call);
     if (!varnel_sim.parse(std::move(arguments))) {

@@ -31,5 +31,6 @@ void add_show(argument_parser app, invocation &call);
 void add_set(argument_parser app, invocation &call);
 void add_fault(argument_parser app, invocation &call);
 void add_trace(argument_parser app, invocation &call);
+void add_wait(argument_parser app, invocation &call);
 
 } // namespace varnel::sim::tool

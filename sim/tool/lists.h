@@ -12,4 +12,7 @@ namespace varnel::sim::tool {
 /// For CHIP.NAME, which is followed by a value: what `set` changes on that board; nothing in the place of a value.
 [[nodiscard]] std::vector<std::string> settings(const std::vector<std::string> &before);
 
+/// For CHIP.READING: all that `show` prints.
+[[nodiscard]] std::vector<std::string> readings(const std::vector<std::string> &before);
+
 } // namespace varnel::sim::tool

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include <fmt/format.h>
+
 namespace varnel::sim::tool {
 
 argument_parser add_command(argument_parser app, const char *name, const char *description, invocation &call,
@@ -12,6 +14,14 @@ argument_parser add_command(argument_parser app, const char *name, const char *d
         .type_name("FILE");
     command.callback([&call, chosen = std::move(action)] { call.action = chosen; });
     return command;
+}
+
+chip_member chip_member_from(const std::string &text, const char *form) {
+    const std::size_t dot = text.find('.');
+    if (dot == std::string::npos || dot == 0 || dot + 1 == text.size()) {
+        throw bad_usage(fmt::format("'{}' is not {}", text, form));
+    }
+    return {text.substr(0, dot), text.substr(dot + 1)};
 }
 
 } // namespace varnel::sim::tool

@@ -79,6 +79,30 @@ TEST_F(commands, set_accepts_negative_values) {
     EXPECT_EQ(state()["chips"]["psu"]["readings"]["ambient_celsius"], -5.0);
 }
 
+TEST_F(commands, wait_ends_when_the_reading_has_the_value) {
+    process waiting(sim({"wait", "psu.load", "180W"}));
+    good({"set", "psu.load", "180W"});
+    EXPECT_EQ(waiting.finish().status, 0);
+}
+
+TEST_F(commands, wait_takes_values_as_show_prints_them_or_a_word) {
+    for (const char *const value : {"100", "100W", "100.0 W"}) {
+        EXPECT_EQ(good({"wait", "psu.load", value, "--timeout", "1ms"}), "") << value;
+    }
+    good({"set", "gpio.lid", "low"});
+    EXPECT_EQ(good({"wait", "gpio.lid", "low", "--timeout", "1ms"}), "");
+    EXPECT_EQ(good({"wait", "psu.write-protect", "0x80", "--timeout", "1ms"}), "");
+}
+
+TEST_F(commands, wait_fails_after_its_timeout) {
+    for (const char *const value : {"101W", "100V", "W", "1e", ""}) {
+        const finished result = sim_run({"wait", "psu.load", value, "--timeout", "20ms"});
+        EXPECT_EQ(result.err,
+                  "varnel-sim: psu.load is '100.0 W' after 20 ms, not '" + std::string(value) + "'\n");
+        EXPECT_EQ(result.status, 1);
+    }
+}
+
 TEST_F(commands, fault_count_fails_that_many_transfers) {
     good({"fault", "gpio", "nack", "--count", "2"});
     EXPECT_EQ(call({"0x2000", "q", "q", "q"}),
@@ -245,7 +269,7 @@ TEST_P(bad_input, is_refused_with_one_line_and_status_2_and_changes_nothing) {
 }
 
 const mistake mistakes[] = {
-    {"nothing", {}, "missing verb (one of run, show, set, fault, trace); see --help"},
+    {"nothing", {}, "missing verb (one of run, show, set, fault, trace, wait); see --help"},
     {"command", {"shwo"}, "The following argument was not expected: shwo; did you mean 'show'?"},
     {"option", {"--nope", "show"}, "The following argument was not expected: --nope"},
     {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
@@ -302,6 +326,14 @@ const mistake mistakes[] = {
     {"trace_last", {"trace", "--last", "x"}, "--last: 'x' is not a whole number"},
     {"trace_count", {"trace", "--count", "1.5"}, "--count: '1.5' is not a whole number"},
     {"trace_chip", {"trace", "psu"}, "The following argument was not expected: psu"},
+    {"wait_nothing", {"wait"}, "CHIP.READING is required"},
+    {"wait_no_value", {"wait", "psu.load"}, "VALUE is required"},
+    {"wait_no_name", {"wait", "psu", "1"}, "'psu' is not CHIP.READING"},
+    {"wait_chip", {"wait", "psu9.load", "1"}, "there is no chip 'psu9' on board 'bench'"},
+    {"wait_reading", {"wait", "psu.laod", "1"}, "psu has no reading 'laod'"},
+    {"wait_timeout",
+     {"wait", "psu.load", "1", "--timeout", "soon"},
+     "--timeout: 'soon' is not a time, such as 500ms, 1s or 2m"},
     {"run_nothing", {"run"}, "no program: varnel-sim run --board FILE -- PROGRAM ARGS..."},
     {"run_no_program", {"run", "--"}, "no program: varnel-sim run --board FILE -- PROGRAM ARGS..."},
     {"run_without_mark", {"run", "ls"}, "The following argument was not expected: ls"},
