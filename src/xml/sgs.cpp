@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "xml/sgs.h"
+#include "varnel/xml_sgs.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -27,12 +26,6 @@ int set_capacity(xml_sgs &string, std::uint64_t capacity) {
 }
 
 int grow_by_one_unit(xml_sgs &string) { return set_capacity(string, string.capacity + growth_unit); }
-
-void append_bytes(xml_sgs &string, const char *bytes, unsigned length) {
-    std::memcpy(string.buffer + string.length, bytes, length);
-    string.length += length;
-    string.buffer[string.length] = '\0';
-}
 
 } // namespace
 
@@ -83,7 +76,9 @@ int xml_sgs_append_lengthed_string(xml_sgs *sgs, const char *bytes, unsigned n) 
         set_capacity(*sgs, length / growth_unit * growth_unit + growth_unit) != 0) {
         return xml_status_out_of_memory;
     }
-    append_bytes(*sgs, bytes, n);
+    std::memcpy(sgs->buffer + sgs->length, bytes, n);
+    sgs->length = static_cast<unsigned>(length);
+    sgs->buffer[length] = '\0';
     return 0;
 }
 
@@ -91,22 +86,4 @@ int xml_sgs_append_string(xml_sgs *sgs, const char *s) {
     const std::size_t length = std::strlen(s);
     return length <= UINT32_MAX ? xml_sgs_append_lengthed_string(sgs, s, static_cast<unsigned>(length))
                                 : xml_status_out_of_memory;
-}
-
-int varnel::xml::append_one_by_one(xml_sgs &string, const char *bytes, std::size_t length) {
-    int result = 0;
-    while (length > 0 && result == 0) {
-        std::size_t fitting = string.length < string.capacity
-                                  ? std::min<std::size_t>(length, string.capacity - string.length - 1)
-                                  : 0;
-        if (fitting > 0) {
-            append_bytes(string, bytes, static_cast<unsigned>(fitting));
-        } else { // the byte that fills the string grows it
-            fitting = 1;
-            result = xml_sgs_append_character(&string, *bytes);
-        }
-        bytes += fitting;
-        length -= fitting;
-    }
-    return result;
 }

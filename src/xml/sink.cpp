@@ -11,7 +11,6 @@
 
 #include "varnel/xml_reader.h"
 #include "xml/character.h"
-#include "xml/sgs.h"
 
 namespace {
 
@@ -33,6 +32,22 @@ std::string_view entity_for(char c) {
 }
 
 constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup | varnel::xml::terminator); }
+
+/// Appends bytes with the growth that appending them one by one has. 0, or 2 after the byte that failed.
+int append_one_by_one(xml_sgs &string, const char *bytes, std::size_t length) {
+    int result = 0;
+    while (length > 0 && result == 0) {
+        const std::size_t fitting = string.length < string.capacity
+                                        ? std::min<std::size_t>(length, string.capacity - string.length - 1)
+                                        : 0;
+        // The byte that fills the string grows it.
+        result = fitting > 0 ? xml_sgs_append_lengthed_string(&string, bytes, static_cast<unsigned>(fitting))
+                             : xml_sgs_append_character(&string, *bytes);
+        bytes += std::max<std::size_t>(fitting, 1);
+        length -= std::max<std::size_t>(fitting, 1);
+    }
+    return result;
+}
 
 bool sends_runs(xml_output_function write) {
     return write == xml_output_function_to_file_descriptor || write == xml_output_function_to_sgs;
