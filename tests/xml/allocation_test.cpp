@@ -317,11 +317,11 @@ TEST(allocation_failure, reading_an_attribute_returns_2_and_stores_nothing) {
 }
 
 TEST(allocation_failure, writing_a_tree_without_parent_links_sets_error_2) {
-    xml_node chain[40]{};
+    xml_node chain[400]{};
     char name[] = "n";
-    for (size_t i = 0; i < 40; ++i) {
+    for (size_t i = 0; i < 400; ++i) {
         chain[i].name = name;
-        chain[i].first_child = i < 39 ? &chain[i + 1] : nullptr;
+        chain[i].first_child = i < 399 ? &chain[i + 1] : nullptr;
     }
     xml_output out{};
     with_each_allocation_failing([&](bool ran_out) { EXPECT_EQ(out.error, ran_out ? 2 : 0); },
