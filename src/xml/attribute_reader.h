@@ -30,29 +30,6 @@ inline char *attribute_string(input &in, tree_memory &memory, const token &of) {
     return in.status() == 0 ? memory.string(in, of) : nullptr;
 }
 
-/// Continues a value after the "&" that ended it so far.
-[[gnu::noinline]] inline token read_entities_of_value(input &in, int quote, token value) {
-    while (value.stop == '&') {
-        text_buffer &text = in.copy(value);
-        text.append('&');
-        const entity_end end =
-            text.length() > value_limit ? entity_end::failed : read_entity(in, quote, value_limit);
-        value = end == entity_end::decoded
-                    ? in.read_more(bytes_until{quote, '&'}, value_limit)
-                    : token{text.data(), text.length(), end == entity_end::value_closed ? quote : too_long};
-    }
-    return value;
-}
-
-/// A value with its entities decoded. Its closing quote ends it; anything else that does is an error.
-inline token read_value(input &in, int quote) {
-    token value = in.read_token(bytes_until{quote, in.raw() ? quote : '&'}, value_limit);
-    if (value.stop == '&') {
-        value = apart(in, [quote, value](input &copy) { return read_entities_of_value(copy, quote, value); });
-    }
-    return value;
-}
-
 /// Reads what follows an attribute's name and stores the value.
 inline int read_after_name(input &in, tree_memory &memory, int c, xml_attribute &to) {
     c = is_white_space(c) ? in.get_after_white_space() : c;
@@ -63,7 +40,7 @@ inline int read_after_name(input &in, tree_memory &memory, int c, xml_attribute 
     if (c != '"' && c != '\'') {
         return fail_attribute_at(in, c, xml_status_bad_attribute);
     }
-    const token value = read_value(in, c);
+    const token value = read_decoded(in, c, value_limit); // its closing quote ends it, or an error
     if (value.stop != c) {
         return fail_attribute(in, value.length > value_limit ? xml_status_value_too_long
                                                              : xml_status_bad_attribute);

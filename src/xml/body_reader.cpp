@@ -1,20 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/body_reader.h"
 
-#include "xml/entity.h"
-
 namespace varnel::xml {
-
-token read_entities(input &in, token text) {
-    while (text.stop == '&') {
-        in.copy(text).append('&');
-        if (read_entity(in, 0, no_limit) != entity_end::decoded) {
-            return {nullptr, 0, in.copied(0).stop};
-        }
-        text = in.read_more(bytes_until{'<', '&'}, no_limit);
-    }
-    return text;
-}
 
 // What "-->" turned out not to be is part of the body.
 token read_comment(input &in) {

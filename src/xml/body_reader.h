@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "xml/input.h"
+#include "xml/entity.h"
 
 namespace varnel::xml {
 
 // Each reads the content of a node after its opening, with what ends it. Errors are reported to the input.
 
-/// Continues a text after the "&" that ended it so far. `bytes` is null when a bad entity ended it.
-token read_entities(input &in, token text);
-
-/// A text without the spaces and tabs at its end, up to "<", which is left to be read. `bytes` is null when a
-/// bad entity ended it.
+/// A text without the spaces and tabs at its end, up to "<", which is left to be read.
+/// A bad entity ends it as too_long.
 inline token read_text(input &in) {
-    token text = in.read_token(bytes_until{'<', in.raw() ? '<' : '&'}, no_limit);
-    if (text.stop == '&') {
-        text = apart(in, [text](input &copy) { return read_entities(copy, text); });
-    }
+    token text = read_decoded(in, '<', no_limit);
     if (text.stop == '<') {
         in.unget(text.stop);
     }

@@ -31,29 +31,29 @@ char character_of(const char *name, std::size_t length) {
 }
 
 /// Replaces the name of an entity at the end of `text`, from `begin` on, and the "&" before it. An unknown
-/// one stays in a text, and becomes a lone ";" in an attribute value.
-entity_end decode(input &in, text_buffer &text, std::size_t begin, bool in_value) {
+/// one stays in a text, and becomes a lone ";" in an attribute value. ";", or too_long after an error, which is reported.
+int decode(input &in, text_buffer &text, std::size_t begin, bool in_value) {
     const std::size_t length = text.length() - begin;
     if (length < shortest_entity) {
         in.report(xml_status_short_entity);
-        return entity_end::failed;
+        return too_long;
     }
     const char character = character_of(text.data() + begin, length);
     if (character != '\0' || in_value) {
         text.cut_to(begin - 1);
     }
     text.append(character != '\0' ? character : ';');
-    return entity_end::decoded;
+    return ';';
 }
 
 bool continues_entity(int c, bool in_value) {
     return in_value ? is_letter(c) : c != '<' && c != '&' && c != end_of_input;
 }
 
-} // namespace
-
-entity_end read_entity(input &in, int quote, std::size_t limit) {
-    const bool in_value = quote != 0;
+/// Reads what follows an "&", which is the last character of the input's copy. What ends it: ";", when it is replaced
+/// by its character; the quote of the value; or too_long after an error, which is reported.
+int read_entity(input &in, int closing, std::size_t limit) {
+    const bool in_value = closing != '<';
     text_buffer &text = in.copy();
     const std::size_t begin = text.length();
     for (;;) {
@@ -61,8 +61,8 @@ entity_end read_entity(input &in, int quote, std::size_t limit) {
         if (c == ';') {
             return decode(in, text, begin, in_value);
         }
-        if (in_value && c == quote) {
-            return entity_end::value_closed;
+        if (in_value && c == closing) {
+            return c;
         }
         if (!continues_entity(c, in_value)) {
             if (c == '<' && !in_value) {
@@ -71,13 +71,24 @@ entity_end read_entity(input &in, int quote, std::size_t limit) {
             if (c != end_of_input || !in_value) { // the attribute reader reports the end of input
                 in.report(xml_status_unterminated_entity);
             }
-            return entity_end::failed;
+            return too_long;
         }
         text.append(static_cast<char>(c));
         if (text.length() > limit) {
-            return entity_end::failed;
+            return too_long;
         }
     }
+}
+
+} // namespace
+
+token read_entities(input &in, token text, int closing, std::size_t limit) {
+    while (text.stop == '&') {
+        in.copy(text).append('&');
+        const int end = text.length < limit ? read_entity(in, closing, limit) : too_long;
+        text = end == ';' ? in.read_more(bytes_until{closing, '&'}, limit) : in.copied(end);
+    }
+    return text;
 }
 
 } // namespace varnel::xml

@@ -5,12 +5,17 @@
 
 namespace varnel::xml {
 
-/// How reading an entity ended: replaced by its character; with the quote that closes the attribute value; or
-/// with an error, which is reported.
-enum class entity_end { decoded, value_closed, failed };
+/// Decodes the entity whose "&" ended a text or a value so far, reads on up to `closing`, "<" of a text or the quote of
+/// a value, and so on. An error, which is reported, ends it as too_long.
+token read_entities(input &in, token text, int closing, std::size_t limit);
 
-/// Reads what follows an "&", which is the last character of the input's copy. `quote` closes the attribute
-/// value in which it is, of at most `limit` bytes; 0 in a text.
-entity_end read_entity(input &in, int quote, std::size_t limit);
+/// A text up to "<", or a value of at most `limit` bytes up to its quote, with what closes it; entities are decoded.
+inline token read_decoded(input &in, int closing, std::size_t limit) {
+    token text = in.read_token(bytes_until{closing, in.raw() ? closing : '&'}, limit);
+    if (text.stop == '&') {
+        text = apart(in, [=](input &copy) { return read_entities(copy, text, closing, limit); });
+    }
+    return text;
+}
 
 } // namespace varnel::xml

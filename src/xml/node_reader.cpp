@@ -272,7 +272,7 @@ class node_reader {
 
     void read_value_of(xml_node &owner) {
         const token text = read_text(in_);
-        if (text.bytes != nullptr) {
+        if (text.stop != too_long) {
             set_value(owner, text);
         }
     }
