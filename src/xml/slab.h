@@ -37,8 +37,9 @@ struct slab {
     std::size_t size;
 };
 
+/// Null is no slab.
 inline void count_out(slab *from, std::size_t pieces) {
-    if (from->in_use.fetch_sub(pieces, std::memory_order_acq_rel) == pieces) {
+    if (from != nullptr && from->in_use.fetch_sub(pieces, std::memory_order_acq_rel) == pieces) {
         std::free(from);
     }
 }
@@ -131,9 +132,7 @@ class slab_filler {
     }
 
     void finish() {
-        if (slab_ != nullptr) {
-            count_out(slab_, being_filled - pieces_);
-        }
+        count_out(slab_, being_filled - pieces_);
         slab_ = nullptr;
         begin_ = end_ = nullptr;
         pieces_ = 0;
@@ -151,48 +150,49 @@ class slab_filler {
 class piece_deleter {
   public:
     piece_deleter() = default;
-    ~piece_deleter() { count_out_all(); }
+    ~piece_deleter() { count_out(slab_, pieces_); }
     piece_deleter(const piece_deleter &) = delete;
     piece_deleter &operator=(const piece_deleter &) = delete;
 
     void string(char *string) {
-        if (is_string_piece(string)) {
-            count(string);
+        if (is_in_slab(string)) {
+            ++pieces_;
         } else if (string != nullptr) {
-            std::free(string);
+            if (is_string_piece(string)) {
+                turn_to_slab_of(string);
+            } else {
+                std::free(string);
+            }
         }
     }
     template <class Record>
     void record(Record *record) {
-        if (is_record_piece(record)) {
-            count(reinterpret_cast<char *>(record));
+        if (is_in_slab(record)) {
+            ++pieces_;
+        } else if (is_record_piece(record)) {
+            turn_to_slab_of(record);
         } else {
             std::free(record);
         }
     }
 
   private:
-    void count(const char *piece) {
-        if (address_of(piece) - address_of(slab_) >= size_) {
-            turn_to_slab_of(piece);
-        }
-        ++pieces_;
+    [[nodiscard]] bool is_in_slab(const void *block) const {
+        return address_of(block) - address_of(slab_) < size_;
     }
 
-    [[gnu::noinline]] void turn_to_slab_of(const char *piece) {
-        count_out_all();
+    void turn_to_slab_of(const void *piece) {
+        slab_ = change_slab(slab_, pieces_, static_cast<const char *>(piece));
+        size_ = slab_->size;
+        pieces_ = 1;
+    }
+
+    // Without `this`, so that a walk keeps the deleter in registers.
+    [[gnu::noinline]] static slab *change_slab(slab *from, std::size_t pieces, const char *piece) {
+        count_out(from, pieces);
         std::uint16_t distance = 0;
         std::memcpy(&distance, piece - sizeof distance, sizeof distance);
-        slab_ = reinterpret_cast<slab *>(const_cast<char *>(piece) - distance);
-        size_ = slab_->size;
-    }
-
-    void count_out_all() {
-        if (slab_ != nullptr) {
-            count_out(slab_, pieces_);
-        }
-        slab_ = nullptr;
-        pieces_ = 0;
+        return reinterpret_cast<slab *>(const_cast<char *>(piece) - distance);
     }
 
     slab *slab_ = nullptr;
