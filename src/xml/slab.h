@@ -14,6 +14,7 @@
 // before each piece hold its distance from the start of its slab. What is not a piece, because a daemon put it into the
 // tree, or because it is long, is freed with free().
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -91,12 +92,12 @@ class slab_filler {
     /// False when memory ran out.
     [[nodiscard]] bool start_slab() {
         finish();
-        const std::size_t size = started_ < small_slabs ? small_size : big_size;
+        const std::size_t size = taken_ < many_small ? small_size : std::min(taken_ / 4, big_size);
         void *const memory = std::malloc(size);
         if (memory == nullptr) {
             return false;
         }
-        ++started_;
+        taken_ += size;
         slab_ = new (memory) slab{being_filled, size};
         begin_ = reinterpret_cast<char *>(slab_ + 1) + 1;
         end_ = reinterpret_cast<char *>(slab_) + size / malloc_alignment * malloc_alignment - record_offset;
@@ -109,10 +110,10 @@ class slab_filler {
     static constexpr std::size_t extra = 2 * distance_size + 2; // a string's, and the distance below `end_`
     static constexpr std::size_t being_filled = SIZE_MAX / 2;
     // More than this would make the C library join all freed blocks at each request; so it is for big
-    // documents only.
+    // documents only, and little compared with what these have.
     static constexpr std::size_t small_size = 1000;
+    static constexpr std::size_t many_small = 32000;
     static constexpr std::size_t big_size = 60000;
-    static constexpr unsigned small_slabs = 32;
 
     /// For pieces and their distances; a record's distance is below `end_`.
     [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(end_ - begin_); }
@@ -142,7 +143,7 @@ class slab_filler {
     char *begin_ = nullptr;  // what is free in it; odd
     char *end_ = nullptr;    // a place for a record
     std::size_t pieces_ = 0; // made in it
-    unsigned started_ = 0;
+    std::size_t taken_ = 0;  // all slabs' bytes
 };
 
 /// Deletes pieces and blocks of malloc(): an operation on the count for as many pieces of one slab as come in
