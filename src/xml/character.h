@@ -21,6 +21,7 @@ enum class_bit : std::uint8_t {
     name_part = 2,  ///< Characters of an ASCII name after the first.
     markup = 4,     ///< Written as an entity.
     terminator = 8, ///< NUL.
+    blank = 16,     ///< White space but for the newline.
 };
 
 constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
@@ -33,6 +34,7 @@ constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
     add("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", letter | name_part);
     add("0123456789-_:", name_part);
     add("\"&'<>", markup);
+    add(" \t\r", blank);
     classes['\0'] = terminator;
     return classes;
 }
@@ -108,13 +110,25 @@ inline const char *skip_others(const char *at, const char *end, char a, char b) 
     return at;
 }
 
-/// Over the other characters of an ASCII name. Names are short, and the same ones come again, so the machine predicts
-/// where they end.
-inline const char *skip_name(const char *at, const char *end) {
-    while (at != end && is(*at, name_part)) {
+/// Over bytes of a class.
+template <unsigned bits>
+const char *skip(const char *at, const char *end) {
+    constexpr std::ptrdiff_t at_once = 4; // with one look at the end
+    for (; end - at >= at_once; at += at_once) {
+        for (std::ptrdiff_t i = 0; i < at_once; ++i) {
+            if (!is(at[i], bits)) {
+                return at + i;
+            }
+        }
+    }
+    while (at != end && is(*at, bits)) {
         ++at;
     }
     return at;
 }
+
+/// Over the other characters of an ASCII name. Names are short, and the same ones come again, so the machine predicts
+/// where they end.
+inline const char *skip_name(const char *at, const char *end) { return skip<name_part>(at, end); }
 
 } // namespace varnel::xml

@@ -29,11 +29,11 @@ struct token {
     int stop;
 };
 
-// What a token can be made of. accepts() decides about one character; skip() passes over accepted bytes, and
-// ends at a newline even where that is accepted.
+// What a token can be made of. accepts() decides about one character; skip() passes over accepted bytes, but also ends
+// where the token may go on. ends_at() is false there.
 
 struct name_bytes {
-    static constexpr bool newline_ends = true;
+    static bool ends_at(char c) { return is_ascii(c); } // the locale decides about other letters
     static const char *skip(const char *at, const char *end) { return skip_name(at, end); }
     static bool accepts(int c) { return is_name_part(c); }
 };
@@ -41,7 +41,7 @@ struct name_bytes {
 /// All bytes up to one of two.
 struct bytes_until {
     int a, b;
-    static constexpr bool newline_ends = false;
+    static bool ends_at(char c) { return c != '\n'; }
     [[nodiscard]] const char *skip(const char *at, const char *end) const {
         return skip_others(at, end, static_cast<char>(a), static_cast<char>(b));
     }
@@ -99,11 +99,13 @@ class input {
 
     /// The next character that is not white space.
     [[nodiscard]] int get_after_white_space() {
-        int c = get();
-        while (is_white_space(c)) {
-            c = get();
+        for (;;) {
+            at_ = skip<blank>(at_, end_);
+            const int c = get();
+            if (c > ' ' || !is_white_space(c)) {
+                return c;
+            }
         }
-        return c;
     }
 
     /// Gives back what get() just returned, or what a token ended with. It overwrites what a refill function
@@ -136,9 +138,12 @@ class input {
         const char *const begin = at_;
         const char *const end = wanted.skip(begin, end_);
         const auto length = static_cast<std::size_t>(end - begin);
-        if (end != end_ && is_ascii(*end) && (Bytes::newline_ends || *end != '\n') && length <= limit) {
-            at_ = end;
-            return {begin, length, get()};
+        if (end != end_ && length <= limit && Bytes::ends_at(*end)) {
+            at_ = end + 1;
+            if (*end == '\n') {
+                ++from_.document.line;
+            }
+            return {begin, length, *end};
         }
         return apart(*this, [wanted, limit](input &in) { return in.read_copied(wanted, limit); });
     }
