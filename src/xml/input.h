@@ -99,13 +99,12 @@ class input {
 
     /// The next character that is not white space.
     [[nodiscard]] int get_after_white_space() {
-        for (;;) {
+        int c = get();
+        while (c <= ' ' && is_white_space(c)) {
             at_ = skip<blank>(at_, end_);
-            const int c = get();
-            if (c > ' ' || !is_white_space(c)) {
-                return c;
-            }
+            c = get();
         }
+        return c;
     }
 
     /// Gives back what get() just returned, or what a token ended with. It overwrites what a refill function
