@@ -24,6 +24,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/scratch_folder.h"
 #include "varnel/platform.h"
 
 namespace {
@@ -103,14 +104,10 @@ enum class file_kind { regular, fifo };
 
 class file_lock : public ::testing::Test {
   protected:
-    file_lock() : folder_(std::filesystem::temp_directory_path() / "varnel-lock-XXXXXX") {
-        EXPECT_NE(mkdtemp(folder_.data()), nullptr);
-        make_file();
-    }
-    ~file_lock() override { std::filesystem::remove_all(folder_); }
+    file_lock() { make_file(); }
 
     void make_file(file_kind kind = file_kind::regular, const std::string &name = "file") {
-        path = folder_ + "/" + name;
+        path = folder_.file(name);
         std::filesystem::remove(path);
         EXPECT_EQ(mknod(path.c_str(), 0600U | (kind == file_kind::fifo ? S_IFIFO : S_IFREG), 0), 0);
     }
@@ -120,7 +117,7 @@ class file_lock : public ::testing::Test {
     std::string path;
 
   private:
-    std::string folder_;
+    varnel::test::scratch_folder folder_;
 };
 
 bool lockable_now(int fd) {

@@ -12,6 +12,8 @@
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 
+#include "support/scratch_folder.h"
+
 namespace varnel::test {
 
 /// What one transfer put on the wire, whichever request was used.
@@ -76,7 +78,7 @@ class fake_i2c_kernel {
     }
 
     std::mutex mutex_;
-    std::string folder_;
+    scratch_folder folder_;
     std::map<unsigned long, adapter> adapters_; ///< by inode
     std::map<int, unsigned long> slaves_; ///< by descriptor; threads share it as they share the descriptor
     std::vector<wire_transfer> transfers_;

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -83,19 +82,15 @@ std::string emulator_configuration(int count) {
     return text.str();
 }
 
-std::string configured_folder(int count, int first) {
-    std::string folder = std::filesystem::temp_directory_path() / "varnel-ipmi-XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr) {
-        throw std::runtime_error("mkdtemp");
-    }
-    std::filesystem::create_directory(folder + "/state");
-    std::ofstream(folder + "/lan.conf") << lan_configuration(count, first);
-    std::ofstream(folder + "/bmc.emu") << emulator_configuration(count);
-    return folder;
-}
-
-std::vector<std::string> simulator(const std::string &folder) {
-    return {IPMI_SIM, "-n", "-c", folder + "/lan.conf", "-f", folder + "/bmc.emu", "-s", folder + "/state"};
+/// Writes the simulator's configuration, and returns the command that starts it.
+std::vector<std::string> configured_simulator(const scratch_folder &folder, int count, int first) {
+    const std::string state = folder.file("state");
+    const std::string lan = folder.file("lan.conf");
+    const std::string emulator = folder.file("bmc.emu");
+    std::filesystem::create_directory(state);
+    write_file(lan, lan_configuration(count, first));
+    write_file(emulator, emulator_configuration(count));
+    return {IPMI_SIM, "-n", "-c", lan, "-f", emulator, "-s", state};
 }
 
 std::vector<std::string> bmc_addresses(int count, int first) {
@@ -131,8 +126,6 @@ std::string bmc_address(int n) {
 }
 
 simulated_bmcs::simulated_bmcs(int count, int first)
-    : folder_(configured_folder(count, first)), server_(simulator(folder_), bmc_addresses(count, first)) {}
-
-simulated_bmcs::~simulated_bmcs() { std::filesystem::remove_all(folder_); }
+    : server_(configured_simulator(folder_, count, first), bmc_addresses(count, first)) {}
 
 } // namespace varnel::test

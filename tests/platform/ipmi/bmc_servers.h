@@ -6,6 +6,8 @@
 
 #include <sys/types.h>
 
+#include "support/scratch_folder.h"
+
 namespace varnel::test {
 
 /// A server process, which the destructor stops. The constructor returns when it listens.
@@ -29,12 +31,9 @@ std::string bmc_address(int n);
 class simulated_bmcs {
   public:
     explicit simulated_bmcs(int count = 1, int first = 0);
-    ~simulated_bmcs();
-    simulated_bmcs(const simulated_bmcs &) = delete;
-    simulated_bmcs &operator=(const simulated_bmcs &) = delete;
 
   private:
-    std::string folder_;
+    scratch_folder folder_;
     bmc_server server_;
 };
 

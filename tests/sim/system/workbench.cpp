@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include <unistd.h>
 
@@ -35,12 +34,7 @@ void keep_settable(nlohmann::ordered_json &chip) {
 } // namespace
 
 workbench::workbench() {
-    std::string name = "/tmp/varnel-test-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("mkdtemp");
-    }
-    folder_ = name;
-    setenv("XDG_RUNTIME_DIR", folder_.c_str(), 1);
+    setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
     unsetenv("VARNEL_SIM_BOARD");
     unsetenv("VARNEL_SIM_SOCKET");
     board = file("bench.ini", description);
@@ -50,18 +44,18 @@ workbench::~workbench() {
     const auto end = std::chrono::steady_clock::now() + deadline;
     std::error_code in_use; // a server that is just ending may still create or remove its files
     do {
-        std::filesystem::remove_all(folder_, in_use);
+        std::filesystem::remove_all(folder(), in_use);
     } while (in_use && std::chrono::steady_clock::now() < end);
 }
 
 std::string workbench::file(const std::string &name, const std::string &text) const {
-    const std::string path = folder_ + "/" + name;
-    std::ofstream(path) << text;
+    const std::string path = folder_.file(name);
+    write_file(path, text);
     return path;
 }
 
 std::string workbench::runtime_directory() const {
-    return folder_ + "/varnel-sim-" + std::to_string(getuid());
+    return folder_.file("varnel-sim-" + std::to_string(getuid()));
 }
 
 workbench::words workbench::sim(const words &arguments) {

@@ -9,6 +9,7 @@
 
 #include "host/json.h"
 #include "tests/sim/system/process.h"
+#include "tests/support/scratch_folder.h"
 
 namespace varnel::test {
 
@@ -22,7 +23,7 @@ class workbench : public ::testing::Test {
 
     /// Writes a file into the folder, and returns its name.
     std::string file(const std::string &name, const std::string &text) const;
-    [[nodiscard]] const std::string &folder() const { return folder_; }
+    [[nodiscard]] const std::string &folder() const { return folder_.path(); }
     [[nodiscard]] std::string runtime_directory() const;
 
     /// `varnel-sim` with arguments.
@@ -49,7 +50,7 @@ class workbench : public ::testing::Test {
     std::string board;
 
   private:
-    std::string folder_;
+    scratch_folder folder_;
 };
 
 } // namespace varnel::test
