@@ -3,8 +3,7 @@
 
 #include <cstdint>
 
-#include "support/captured_output.h"
-#include "support/scripted_bus.h"
+#include "support/reporting_driver.h"
 
 namespace {
 
@@ -13,7 +12,7 @@ using ::testing::ElementsAre;
 
 constexpr uint32_t device = 0xABCD7101; // bus 1, slave 0x71, upper half ignored
 
-using pca9548 = scripted_bus;
+using pca9548 = reporting_driver;
 
 TEST_F(pca9548, enable_sends_the_control_byte_unchanged) {
     for (unsigned int channels = 0; channels < 256; ++channels) {
@@ -37,17 +36,13 @@ TEST_F(pca9548, disable_sends_zero) {
 }
 
 TEST_F(pca9548, each_failure_prints_its_line) {
-    answers({{{}, -1}, {{}, -1}, {{}, -1}});
     uint8_t channels = 0;
-    captured_output output;
-    EXPECT_EQ(pca9548_enable_channel(device, 5), -1);
-    EXPECT_EQ(pca9548_get_channel(device, &channels), -1);
-    EXPECT_EQ(pca9548_disable_channel(device), -1);
-    EXPECT_EQ(output.text(),
-              "pca9548.c:17:pca9548_enable_channel():smbus_send_byte_to_device(device, channel)\n"
-              "pca9548.c:24:pca9548_get_channel():smbus_recv_byte_to_device(pca9548, pca9548_channel)\n"
-              "pca9548.c:30:pca9548_disable_channel():smbus_send_byte_to_device(device, 0)\n");
-    EXPECT_EQ(calls.size(), 3U);
+    fails_with([] { return pca9548_enable_channel(device, 5); },
+               {"pca9548.c:17:pca9548_enable_channel():smbus_send_byte_to_device(device, channel)"});
+    fails_with([&] { return pca9548_get_channel(device, &channels); },
+               {"pca9548.c:24:pca9548_get_channel():smbus_recv_byte_to_device(pca9548, pca9548_channel)"});
+    fails_with([] { return pca9548_disable_channel(device); },
+               {"pca9548.c:30:pca9548_disable_channel():smbus_send_byte_to_device(device, 0)"});
 }
 
 TEST_F(pca9548, success_prints_nothing) {

@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/captured_output.h"
-#include "support/scripted_bus.h"
+#include "support/reporting_driver.h"
 
 namespace {
 
@@ -21,26 +20,7 @@ constexpr uint32_t device = 0xABCD2103; // bus 3, slave 0x21, upper half ignored
 transfer written(uint8_t reg, uint8_t data) { return write_of(3, 0x21, {reg, data}); }
 transfer register_read(uint8_t reg, uint8_t preset = 0) { return write_read_of(3, 0x21, {reg}, {preset}); }
 
-class pca9555 : public scripted_bus {
-  protected:
-    /// Lets each bus call of `function` fail in turn; expects -1, no further bus calls, and one printed line.
-    void fails_with(const std::function<int()> &function, const std::vector<std::string> &lines) {
-        for (unsigned int failing = 0; failing < lines.size(); ++failing) {
-            calls.clear();
-            fail_call(failing);
-            captured_output output;
-            EXPECT_EQ(function(), -1);
-            EXPECT_EQ(output.text(), lines[failing] + "\n");
-            EXPECT_EQ(calls.size(), failing + 1);
-        }
-    }
-
-    std::string printed_by_success(const std::function<int()> &function) {
-        captured_output output;
-        EXPECT_EQ(function(), 0);
-        return output.text();
-    }
-};
+class pca9555 : public reporting_driver {};
 
 // --- Whole registers from a list of ports ---
 
