@@ -7,8 +7,8 @@
  * CAR2512 power supply: PMBus-style commands over SMBus.
  *
  * @oddity{Values are raw} Values are passed as the supply sends them, without conversion of units or decoding
- * of linear formats. A temperature of 250 is 25.0 C, an output voltage of 1200 is 12.00 V; docs/devices.md
- * lists all units.
+ * of linear formats. A temperature of 250 is 25.0 C, an output voltage of 1200 is 12.00 V;
+ * docs/chips/car2512.md lists all units.
  *
  * Every function returns 0, or -1 when a bus call failed; nothing is printed and nothing is retried.
  *
