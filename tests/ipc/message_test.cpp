@@ -34,6 +34,7 @@
 #include "support/captured_output.h"
 #include "support/child_process.h"
 #include "support/interposed.h"
+#include "support/pipe_ends.h"
 #include "support/scratch_folder.h"
 #include "varnel/platform.h"
 
@@ -784,8 +785,7 @@ TEST_F(real_queue, non_blocking_reader_waits_for_the_rest_of_a_record) {
 
 /// Processor time in milliseconds that get_message() uses while it waits for a second for its record.
 double processor_time_of_an_idle_second(int reader, const std::function<void()> &post) {
-    int result[2];
-    EXPECT_EQ(pipe(result), 0);
+    const pipe_ends result;
     child_process waiter([&] {
         const auto milliseconds = [] {
             rusage use{};
@@ -797,15 +797,13 @@ double processor_time_of_an_idle_second(int reader, const std::function<void()> 
         const double before = milliseconds();
         const int outcome = get_message(buffer.data(), reader, -1);
         const double used = milliseconds() - before;
-        return outcome == 0 && write(result[1], &used, sizeof used) == sizeof used ? 0 : 1;
+        return outcome == 0 && write(result.writer(), &used, sizeof used) == sizeof used ? 0 : 1;
     });
     sleep(1); // the time that is measured
     post();
     EXPECT_TRUE(waiter.exits_with(0));
     double used = 1e9;
-    EXPECT_EQ(read(result[0], &used, sizeof used), static_cast<ssize_t>(sizeof used));
-    close(result[0]);
-    close(result[1]);
+    EXPECT_EQ(read(result.reader(), &used, sizeof used), static_cast<ssize_t>(sizeof used));
     return used;
 }
 

@@ -16,7 +16,6 @@
 #include <pthread.h>
 #include <sched.h>
 #include <sys/ipc.h>
-#include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -27,7 +26,10 @@
 #include "support/captured_output.h"
 #include "support/child_process.h"
 #include "support/interposed.h"
+#include "support/lock_set.h"
+#include "support/pipe_ends.h"
 #include "support/scratch_folder.h"
+#include "support/shared_value.h"
 
 namespace {
 
@@ -191,8 +193,6 @@ TEST(sem_lock, semop_result_and_errno_are_returned) {
 
 class real_locks : public ::testing::Test {
   protected:
-    ~real_locks() override { semctl(locks, 0, IPC_RMID); }
-
     int value(int number = 0) const { return semctl(locks, number, GETVAL); }
 
     /// Until `count` processes wait for lock 0 to become free (GETZCNT) or to be raised (GETNCNT).
@@ -204,7 +204,7 @@ class real_locks : public ::testing::Test {
 
     scratch_folder folder;
     std::string path = folder.file("key");
-    int locks = get_sem_lock(path.c_str(), 3);
+    lock_set locks{path, 3};
 };
 
 TEST_F(real_locks, new_set_is_free) {
@@ -216,19 +216,17 @@ TEST_F(real_locks, new_set_is_free) {
 
 TEST_F(real_locks, key_file_has_mode_0777_less_umask_and_is_never_written) {
     const mode_t mask = umask(0);
-    const int others = get_sem_lock(folder.file("open").c_str(), 1);
+    const lock_set others(folder.file("open"), 1);
     umask(mask);
     struct stat status {};
     ASSERT_EQ(stat(folder.file("open").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, mode_t{0777});
     EXPECT_EQ(status.st_size, 0);
-    semctl(others, 0, IPC_RMID);
 
     write_file(folder.file("used"), "keep me");
-    const int used = get_sem_lock(folder.file("used").c_str(), 1);
+    const lock_set used(folder.file("used"), 1);
     EXPECT_GE(used, 0);
     EXPECT_EQ(read_file(folder.file("used")), "keep me");
-    semctl(used, 0, IPC_RMID);
 }
 
 TEST_F(real_locks, set_has_mode_0777_with_any_umask) {
@@ -244,9 +242,8 @@ TEST_F(real_locks, same_path_is_the_same_set_in_every_process) {
 }
 
 TEST_F(real_locks, another_path_is_another_set) {
-    const int other = get_sem_lock(folder.file("other").c_str(), 3);
+    const lock_set other(folder.file("other"), 3);
     EXPECT_NE(other, locks);
-    semctl(other, 0, IPC_RMID);
 }
 
 TEST_F(real_locks, existing_set_may_be_larger_than_requested_but_not_smaller) {
@@ -329,23 +326,19 @@ TEST_F(real_locks, release_of_a_free_lock_waits_and_frees_the_next_holders_lock)
 }
 
 TEST_F(real_locks, death_of_the_holder_frees_the_lock) {
-    int taken[2];
-    ASSERT_EQ(pipe(taken), 0);
+    const pipe_ends taken;
     child_process holder([this, &taken] {
         wait_sem_lock(locks, 0);
-        const char byte = 1;
-        return write(taken[1], &byte, 1) == 1 ? pause() : 1;
+        taken.notify();
+        return pause();
     });
-    char byte = 0;
-    ASSERT_EQ(read(taken[0], &byte, 1), 1);
+    ASSERT_TRUE(taken.await());
     EXPECT_EQ(value(), 1);
     EXPECT_EQ(try_sem_lock(locks, 0), -1);
     holder.kill(SIGKILL);
     holder.wait();
     EXPECT_EQ(value(), 0);
     EXPECT_EQ(try_sem_lock(locks, 0), 0);
-    close(taken[0]);
-    close(taken[1]);
 }
 
 TEST_F(real_locks, exit_after_release_does_not_change_the_value) {
@@ -358,7 +351,7 @@ TEST_F(real_locks, removed_set_fails_waiting_and_later_calls) {
     ASSERT_EQ(wait_sem_lock(locks, 0), 0);
     child_process waiter([this] { return wait_sem_lock(locks, 0) == -1 ? errno : 0; });
     until_waiting(GETZCNT);
-    semctl(locks, 0, IPC_RMID);
+    locks.remove();
     EXPECT_TRUE(waiter.exits_with(EIDRM));
     for (const auto function : {wait_sem_lock, try_sem_lock, release_sem_lock}) {
         EXPECT_EQ(function(locks, 0), -1);
@@ -398,8 +391,6 @@ struct shared_state {
 
 class shared_counter : public real_locks {
   protected:
-    ~shared_counter() override { munmap(state, sizeof(shared_state)); }
-
     /// Increments the counter in several steps, so that a second process inside would be noticed.
     void increment(int who) const {
         state->holder = who;
@@ -424,9 +415,7 @@ class shared_counter : public real_locks {
         return 0;
     }
 
-    shared_state *state =
-        new (mmap(nullptr, sizeof(shared_state), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
-            shared_state{};
+    shared_value<shared_state> state;
 };
 
 TEST_F(shared_counter, no_increment_of_many_processes_is_lost) {

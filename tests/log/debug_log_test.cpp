@@ -23,6 +23,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "support/pipe_ends.h"
 #include "support/private_mounts.h"
 
 namespace {
@@ -55,17 +56,15 @@ class system_log : public ::testing::Test {
 
     /// Runs a daemon: a process in which the library has not been used yet. Returns the lines it logged.
     std::vector<received_line> logged_by(const std::function<void()> &daemon) {
-        std::array<int, 2> alive{};
-        EXPECT_EQ(pipe(alive.data()), 0);
+        varnel::test::pipe_ends alive;
         daemon_ = fork();
         if (daemon_ == 0) {
-            close(alive[0]);
+            alive.close_reader();
             daemon();
             std::exit(0); // not _exit(): writes the coverage counters
         }
-        close(alive[1]);
-        std::vector<received_line> lines = lines_until_closed(alive[0]);
-        close(alive[0]);
+        alive.close_writer();
+        std::vector<received_line> lines = lines_until_closed(alive.reader());
         int status = 0;
         EXPECT_EQ(waitpid(daemon_, &status, 0), daemon_);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
@@ -218,8 +217,7 @@ TEST_F(system_log, the_log_is_opened_once) {
 
 TEST_F(system_log, forked_process_logs_its_own_pid) {
     pid_t child_of_daemon = 0;
-    std::array<int, 2> numbers{};
-    ASSERT_EQ(pipe(numbers.data()), 0);
+    const varnel::test::pipe_ends numbers;
     const auto texts = texts_logged_by([&] {
         IDBG_LINUXAPP_DbgLog(LOG_INFO, "x");
         const pid_t child = fork();
@@ -228,11 +226,10 @@ TEST_F(system_log, forked_process_logs_its_own_pid) {
             std::exit(0); // not _exit(): writes the coverage counters
         }
         waitpid(child, nullptr, 0);
-        EXPECT_EQ(write(numbers[1], &child, sizeof child), ssize_t{sizeof child});
+        EXPECT_EQ(write(numbers.writer(), &child, sizeof child), ssize_t{sizeof child});
     });
-    ASSERT_EQ(read(numbers[0], &child_of_daemon, sizeof child_of_daemon), ssize_t{sizeof child_of_daemon});
-    close(numbers[0]);
-    close(numbers[1]);
+    ASSERT_EQ(read(numbers.reader(), &child_of_daemon, sizeof child_of_daemon),
+              ssize_t{sizeof child_of_daemon});
     EXPECT_THAT(texts,
                 ElementsAre("[" + pid() + " INFO]x", "[" + std::to_string(child_of_daemon) + " INFO]y"));
 }

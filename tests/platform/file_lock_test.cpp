@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // file_lock_write() and file_unlock() with real processes and threads, on FIFOs and on regular files.
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
@@ -16,7 +15,6 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/eventfd.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,39 +22,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/child_process.h"
+#include "support/pipe_ends.h"
 #include "support/scratch_folder.h"
+#include "support/shared_value.h"
 #include "varnel/platform.h"
 
 namespace {
 
-/// A child process; ends with the test. Its action's result is its exit status.
-class process {
-  public:
-    explicit process(const std::function<int()> &action) : pid_(fork()) {
-        if (pid_ == 0) {
-            alarm(100);
-            _exit(action());
-        }
-    }
-    ~process() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-    process(const process &) = delete;
-    process &operator=(const process &) = delete;
-
-    [[nodiscard]] pid_t pid() const { return pid_; }
-    int result() {
-        int status = -1;
-        waitpid(std::exchange(pid_, -1), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-  private:
-    pid_t pid_;
-};
+using namespace varnel::test;
 
 /// Waits until /proc/locks has a line with `text` for a process that waits for a lock.
 void wait_until_listed(const std::string &text) {
@@ -83,23 +57,6 @@ void wait_until_waited_for(int fd) {
     wait_until_listed(":" + std::to_string(file.st_ino) + " ");
 }
 
-/// A value shared by parent and children.
-template <typename Value>
-class shared {
-  public:
-    shared()
-        : value_(new (mmap(nullptr, sizeof(Value), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
-                     Value{}) {}
-    ~shared() { munmap(value_, sizeof(Value)); }
-    shared(const shared &) = delete;
-    shared &operator=(const shared &) = delete;
-    Value *operator->() { return value_; }
-    Value &operator*() { return *value_; }
-
-  private:
-    Value *value_;
-};
-
 enum class file_kind { regular, fifo };
 
 class file_lock : public ::testing::Test {
@@ -117,7 +74,7 @@ class file_lock : public ::testing::Test {
     std::string path;
 
   private:
-    varnel::test::scratch_folder folder_;
+    scratch_folder folder_;
 };
 
 bool lockable_now(int fd) {
@@ -169,7 +126,7 @@ TEST_F(file_lock, one_unlock_releases_a_lock_acquired_twice) {
     EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
+    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0));
     close(fd);
 }
 
@@ -180,7 +137,7 @@ TEST_F(file_lock, unlocking_another_threads_lock_fails_with_eperm) {
         EXPECT_EQ(file_unlock(fd), -1);
         EXPECT_EQ(errno, EPERM);
     }).join();
-    EXPECT_EQ(process([&] { return lockable_now(fd) ? 1 : 0; }).result(), 0);
+    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0));
     EXPECT_EQ(file_unlock(fd), 0);
     close(fd);
 }
@@ -223,10 +180,10 @@ class file_lock_exclusion : public file_lock, public ::testing::WithParamInterfa
 TEST_P(file_lock_exclusion, process_waits_for_the_lock_of_another) {
     const int fd = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
-    process child([&] { return file_lock_write(descriptor_for_another(fd)); });
-    wait_until_waiting(child.pid());
+    child_process child([&] { return file_lock_write(descriptor_for_another(fd)); });
+    wait_until_waiting(child.id());
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     close(fd);
 }
 
@@ -273,17 +230,17 @@ TEST_P(file_lock_exclusion, threads_of_one_process_exclude_each_other) {
 
 TEST_P(file_lock_exclusion, threads_of_several_processes_exclude_each_other) {
     const int fd = open_file();
-    shared<counters> count;
-    std::vector<std::unique_ptr<process>> children;
+    shared_value<counters> count;
+    std::vector<child_process> children;
     for (int i = 0; i < 3; ++i) {
-        children.push_back(std::make_unique<process>([&] {
+        children.emplace_back([&] {
             const int mine = descriptor_for_another(fd);
             in_threads(3, [&] { take_turns(mine, 100, *count); });
             return 0;
-        }));
+        });
     }
-    for (auto &child : children) {
-        EXPECT_EQ(child->result(), 0);
+    for (child_process &child : children) {
+        EXPECT_TRUE(child.exits_with(0));
     }
     EXPECT_EQ(count->collisions, 0);
     EXPECT_EQ(count->turns, 900);
@@ -303,9 +260,9 @@ TEST_F(file_lock, long_records_of_several_writers_are_not_mixed) {
     constexpr int records = 10;
     make_file(file_kind::fifo);
     const int reading = open(path.c_str(), O_RDONLY | O_NONBLOCK);
-    std::vector<std::unique_ptr<process>> children;
+    std::vector<child_process> children;
     for (int i = 0; i < writers; ++i) {
-        children.push_back(std::make_unique<process>([&, i] {
+        children.emplace_back([&, i] {
             const int fd = open(path.c_str(), O_WRONLY);
             in_threads(2, [&] {
                 const std::vector<char> record(record_size, static_cast<char>('a' + i));
@@ -316,7 +273,7 @@ TEST_F(file_lock, long_records_of_several_writers_are_not_mixed) {
                 }
             });
             return 0;
-        }));
+        });
     }
     fcntl(reading, F_SETFL, 0);
     for (int n = 0; n < writers * 2 * records; ++n) {
@@ -327,8 +284,8 @@ TEST_F(file_lock, long_records_of_several_writers_are_not_mixed) {
         }
         ASSERT_EQ(record, std::vector<char>(record_size, record.front())) << n;
     }
-    for (auto &child : children) {
-        EXPECT_EQ(child->result(), 0);
+    for (child_process &child : children) {
+        EXPECT_TRUE(child.exits_with(0));
     }
     close(reading);
 }
@@ -336,25 +293,25 @@ TEST_F(file_lock, long_records_of_several_writers_are_not_mixed) {
 // Waiting.
 
 TEST_F(file_lock, wait_continues_after_signals) {
-    static shared<std::atomic<int>> signals;
+    static shared_value<std::atomic<int>> signals;
     const int fd = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
-    process child([&] {
+    child_process child([&] {
         struct sigaction count {};
         count.sa_handler = [](int) { ++*signals; }; // without SA_RESTART
         sigaction(SIGUSR1, &count, nullptr);
         return file_lock_write(fd);
     });
     for (int n = 1; n <= 3; ++n) {
-        wait_until_waiting(child.pid());
-        kill(child.pid(), SIGUSR1);
+        wait_until_waiting(child.id());
+        kill(child.id(), SIGUSR1);
         while (*signals < n) {
             std::this_thread::yield();
         }
     }
-    wait_until_waiting(child.pid());
+    wait_until_waiting(child.id());
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     close(fd);
 }
 
@@ -376,14 +333,14 @@ TEST_F(file_lock, is_not_inherited_by_a_forked_child) {
         std::unique_lock lock(mutex);
         changed.wait(lock, [&] { return locked; });
     }
-    process child([&] { return file_lock_write(fd); });
-    wait_until_waiting(child.pid()); // in the kernel, not for a thread that does not exist in the child
+    child_process child([&] { return file_lock_write(fd); });
+    wait_until_waiting(child.id()); // in the kernel, not for a thread that does not exist in the child
     {
         const std::lock_guard lock(mutex);
         forked = true;
         changed.notify_all();
     }
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     holder.join();
     close(fd);
 }
@@ -392,9 +349,9 @@ TEST_F(file_lock, is_kept_when_another_descriptor_of_the_file_is_closed) {
     const int fd = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
     close(open_file());
-    EXPECT_EQ(process([&] { return lockable_now(fd) ? 1 : 0; }).result(), 0);
+    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0));
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
+    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0));
     close(fd);
 }
 
@@ -403,7 +360,7 @@ TEST_P(file_lock_exclusion, lock_is_kept_when_another_descriptor_is_closed) {
     const int child_is_inside = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     ASSERT_EQ(file_lock_write(fd), 0);
     close(open_file());
-    process child([&] {
+    child_process child([&] {
         const int mine = descriptor_for_another(fd);
         const int result = file_lock_write(mine);
         eventfd_write(child_is_inside, 1);
@@ -413,59 +370,53 @@ TEST_P(file_lock_exclusion, lock_is_kept_when_another_descriptor_is_closed) {
     eventfd_t inside = 0;
     EXPECT_EQ(eventfd_read(child_is_inside, &inside), -1);
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     close(child_is_inside);
     close(fd);
 }
 
 TEST_F(file_lock, is_released_when_its_process_ends_before_a_forked_child) {
     const int fd = open_file();
-    std::array<int, 2> child_runs{};
-    std::array<int, 2> test_runs{};
-    ASSERT_EQ(pipe2(child_runs.data(), O_CLOEXEC), 0);
-    ASSERT_EQ(pipe2(test_runs.data(), O_CLOEXEC), 0);
-    process holder([&] {
+    const pipe_ends child_runs;
+    pipe_ends test_runs;
+    child_process holder([&] {
         EXPECT_EQ(file_lock_write(fd), 0);
         if (fork() == 0) {
-            char byte = 0;
-            close(test_runs[1]);
-            EXPECT_EQ(write(child_runs[1], "x", 1), 1);
-            EXPECT_EQ(read(test_runs[0], &byte, 1), 0); // until the test closes it
+            test_runs.close_writer();
+            child_runs.notify();
+            EXPECT_FALSE(test_runs.await()); // until the test closes it
             _exit(0);
         }
         pause();
         return 0;
     });
-    char byte = 0;
-    ASSERT_EQ(read(child_runs[0], &byte, 1), 1);
-    kill(holder.pid(), SIGKILL);
-    EXPECT_EQ(holder.result(), -1);
+    ASSERT_TRUE(child_runs.await());
+    holder.kill();
+    EXPECT_TRUE(WIFSIGNALED(holder.wait()));
     EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_unlock(fd), 0);
-    for (const int each : {fd, child_runs[0], child_runs[1], test_runs[0], test_runs[1]}) {
-        close(each);
-    }
+    close(fd);
 }
 
 TEST_F(file_lock, can_be_acquired_while_the_process_has_a_record_lock) {
     const int fd = open_file();
     ASSERT_TRUE(lockable_now(fd));
     EXPECT_EQ(file_lock_write(fd), 0);
-    EXPECT_EQ(process([&] { return lockable_now(fd) ? 1 : 0; }).result(), 0);
+    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0));
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_EQ(process([&] { return lockable_now(fd) ? 0 : 1; }).result(), 0);
+    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0));
     close(fd);
 }
 
 TEST_F(file_lock, waits_for_record_locks_of_other_programs) {
     const int fd = open_file();
     ASSERT_TRUE(lockable_now(fd));
-    process child([&] { return file_lock_write(fd); });
-    wait_until_waiting(child.pid());
+    child_process child([&] { return file_lock_write(fd); });
+    wait_until_waiting(child.id());
     struct flock none {};
     none.l_type = F_UNLCK;
     EXPECT_EQ(fcntl(fd, F_SETLK, &none), 0);
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     close(fd);
 }
 
@@ -475,16 +426,17 @@ TEST_F(file_lock, can_be_acquired_when_the_file_cannot_be_opened_again) {
         GTEST_SKIP() << "only root can become another user";
     }
     const int fd = open_file();
-    process child([&] {
+    child_process child([&] {
         const bool became = setresuid(65534, 65534, 65534) == 0;
         const bool locked = became && open_file() == -1 && file_lock_write(fd) == 0;
-        const bool excludes = process([&] { return lockable_now(fd) ? 1 : 0; }).result() == 0;
+        const bool excludes = child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0);
         const bool again = file_lock_write(fd) == 0 && file_unlock(fd) == 0;
-        return locked && excludes && again && process([&] { return lockable_now(fd) ? 0 : 1; }).result() == 0
+        return locked && excludes && again &&
+                       child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0)
                    ? 0
                    : 1;
     });
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     close(fd);
 }
 
@@ -502,17 +454,17 @@ TEST_F(file_lock, unlock_closes_every_descriptor_the_lock_opened) {
 
 TEST_F(file_lock, never_occupies_a_standard_descriptor) {
     const int fd = open_file();
-    process child([&] {
+    child_process child([&] {
         for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             close(standard);
         }
         const bool locked = file_lock_write(fd) == 0;
-        const bool excludes = process([&] { return lockable_now(fd) ? 1 : 0; }).result() == 0;
+        const bool excludes = child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0);
         const bool kept = fcntl(STDIN_FILENO, F_GETFD) == -1 && fcntl(STDOUT_FILENO, F_GETFD) == -1 &&
                           fcntl(STDERR_FILENO, F_GETFD) == -1;
         return locked && excludes && kept && file_unlock(fd) == 0 ? 0 : 1;
     });
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     close(fd);
 }
 
@@ -553,66 +505,59 @@ class deadlock : public file_lock {
         y = open_file();
         make_file(file_kind::regular, "x");
         x = open_file();
-        EXPECT_EQ(pipe(line.data()), 0);
     }
     ~deadlock() override {
-        for (const int fd : {x, y, line[0], line[1]}) {
-            close(fd);
-        }
-    }
-    void notify() const { EXPECT_EQ(write(line[1], "x", 1), 1); }
-    void await() const {
-        char byte = 0;
-        EXPECT_EQ(read(line[0], &byte, 1), 1);
+        close(x);
+        close(y);
     }
 
     int x;
     int y;
-    std::array<int, 2> line{};
+    pipe_ends line;
 };
 
 TEST_F(deadlock, threads_with_one_lock_each_get_theirs_despite_edeadlk) {
     // In each process one thread has a file locked, and another thread waits for the other process's file.
     const pid_t parent = getpid();
-    process child([&] {
+    child_process child([&] {
         bool kernel_reports_deadlock = false;
         int result = -1;
         EXPECT_EQ(file_lock_write(y), 0);
-        notify();
+        line.notify();
         wait_until_waiting(parent);
         std::thread waiter([&] {
             struct flock whole {};
             whole.l_type = F_WRLCK;
             kernel_reports_deadlock = fcntl(x, F_SETLKW, &whole) != 0 && errno == EDEADLK;
-            notify();
+            line.notify();
             result = file_lock_write(x);
         });
         waiter.join();
         return kernel_reports_deadlock && result == 0 && file_unlock(y) == 0 ? 0 : 1;
     });
     EXPECT_EQ(file_lock_write(x), 0);
-    await();
+    EXPECT_TRUE(line.await());
     std::thread waiter([&] {
         EXPECT_EQ(file_lock_write(y), 0);
         EXPECT_EQ(file_unlock(y), 0);
     });
-    await();
+    EXPECT_TRUE(line.await());
     EXPECT_EQ(file_unlock(x), 0);
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
     waiter.join();
 }
 
 TEST_F(deadlock, real_deadlock_of_two_processes_fails_with_edeadlk) {
     EXPECT_EQ(file_lock_write(x), 0);
-    process child([&] {
+    child_process child([&] {
         EXPECT_EQ(file_lock_write(y), 0);
         return file_lock_write(x);
     });
-    wait_until_waiting(child.pid());
+    wait_until_waiting(child.id());
     EXPECT_EQ(file_lock_write(y), -1);
     EXPECT_EQ(errno, EDEADLK);
     EXPECT_EQ(file_unlock(x), 0);
-    EXPECT_EQ(child.result(), 0);
+    EXPECT_TRUE(child.exits_with(0));
 }
 
 } // namespace

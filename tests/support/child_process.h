@@ -43,6 +43,7 @@ class child_process {
         return *this;
     }
 
+    [[nodiscard]] pid_t id() const { return id_; }
     void kill(int signal = SIGKILL) const { ::kill(id_, signal); }
     bool running() const { return id_ > 0; }
 

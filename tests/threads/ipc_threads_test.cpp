@@ -11,12 +11,12 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/sem.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "support/lock_set.h"
 #include "support/scratch_folder.h"
 #include "threads/in_parallel.h"
 #include "varnel/message.h"
@@ -115,14 +115,12 @@ TEST_F(queue_threads, non_blocking_posts_are_complete_and_in_order) {
     });
 }
 
-/// A set of locks, removed after the test.
 class lock_threads : public ::testing::Test {
   protected:
     lock_threads() { EXPECT_NE(locks_, -1); }
-    ~lock_threads() override { semctl(locks_, 0, IPC_RMID); }
 
     scratch_folder folder_;
-    int locks_ = get_sem_lock(folder_.file("locks").c_str(), 4);
+    lock_set locks_{folder_.file("locks"), 4};
 };
 
 TEST_F(lock_threads, one_thread_at_a_time_holds_a_lock) {

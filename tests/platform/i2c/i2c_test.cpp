@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The I2C primitives of the platform library over the kernel's interface, /dev/i2c-N.
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <functional>
 #include <thread>
@@ -9,13 +8,14 @@
 
 #include <fcntl.h>
 #include <linux/i2c.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "fake_i2c_kernel.h"
+#include "support/child_process.h"
+#include "support/pipe_ends.h"
 #include "varnel/platform.h"
 #include "varnel/smbus.h"
 
@@ -378,17 +378,6 @@ class i2c_descriptor : public i2c {
 
 bool is_open(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
 
-/// Runs `action` in a child; returns its exit status.
-int in_child(const std::function<int()> &action) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(action());
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST_F(i2c_descriptor, is_opened_once_by_threads_that_start_together) {
     plug(with_messages);
     std::vector<std::thread> threads;
@@ -430,15 +419,12 @@ TEST_F(i2c_descriptor, is_opened_again_after_the_daemon_closed_it) {
 TEST_F(i2c_descriptor, is_not_used_when_its_number_belongs_to_another_file) {
     plug(with_messages);
     const int number = descriptor_in_use();
-    std::array<int, 2> pipe_ends{};
-    ASSERT_EQ(pipe(pipe_ends.data()), 0);
-    dup2(pipe_ends[1], number);
+    const pipe_ends other;
+    dup2(other.writer(), number);
     EXPECT_EQ(write({2}), 1);
     EXPECT_NE(kernel.last_descriptor(), number);
     EXPECT_EQ(::write(number, "x", 1), 1);
     close(number);
-    close(pipe_ends[0]);
-    close(pipe_ends[1]);
 }
 
 TEST_F(i2c_descriptor, is_closed_on_adapter_removal_and_opened_on_its_return) {
@@ -491,22 +477,21 @@ TEST_F(i2c_descriptor, is_kept_after_a_missing_acknowledge) {
 TEST_F(i2c_descriptor, is_used_by_a_forked_child) {
     plug(with_messages);
     descriptor_in_use();
-    EXPECT_EQ(in_child([this] {
-                  return write({2}) == 1 && kernel.calls() == std::vector<std::string>{"I2C_RDWR"} ? 0 : 1;
-              }),
-              0);
+    child_process child(
+        [this] { return write({2}) == 1 && kernel.calls() == std::vector<std::string>{"I2C_RDWR"} ? 0 : 1; });
+    EXPECT_TRUE(child.exits_with(0));
 }
 
 TEST_F(i2c_descriptor, of_an_smbus_adapter_is_not_shared_with_a_child) {
     plug(I2C_FUNC_SMBUS_BYTE);
     const int parents = descriptor_in_use();
-    EXPECT_EQ(in_child([&] {
-                  const bool first = write({2}) == 1 && kernel.calls().front() == open_call();
-                  kernel.forget();
-                  const bool second = write({2}) == 1 && kernel.calls().front() != open_call();
-                  return first && second && !is_open(parents) ? 0 : 1;
-              }),
-              0);
+    child_process child([&] {
+        const bool first = write({2}) == 1 && kernel.calls().front() == open_call();
+        kernel.forget();
+        const bool second = write({2}) == 1 && kernel.calls().front() != open_call();
+        return first && second && !is_open(parents) ? 0 : 1;
+    });
+    EXPECT_TRUE(child.exits_with(0));
     EXPECT_TRUE(is_open(parents));
     EXPECT_EQ(write({3}), 1);
     EXPECT_EQ(kernel.last_descriptor(), parents);
@@ -514,19 +499,20 @@ TEST_F(i2c_descriptor, of_an_smbus_adapter_is_not_shared_with_a_child) {
 
 TEST_F(i2c_descriptor, is_usable_in_a_child_forked_during_a_transfer) {
     plug(with_messages);
-    int result = -1;
+    bool worked_in_child = false;
     bool in_parent = true;
     kernel.before_transfer = [&] {
         if (!std::exchange(in_parent, false)) {
             return;
         }
-        result = in_child([this] {
+        child_process child([this] {
             alarm(60); // the parent's mutex would stay locked in the child for ever
             return write({2}) == 1 ? 0 : 1;
         });
+        worked_in_child = child.exits_with(0);
     };
     EXPECT_EQ(write({1}), 1);
-    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(worked_in_child);
 }
 
 } // namespace
