@@ -8,7 +8,8 @@
 #include <fmt/format.h>
 
 #include "host/options.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
+#include "tools/varnel/library_call.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
 #include "varnel/pca9541.h"
@@ -25,19 +26,19 @@ bool is_on(unsigned int control) {
     return ((control & PCA9541_CONTROL_BUSON) != 0) != ((control & PCA9541_CONTROL_NBUSON) != 0);
 }
 
-uint8_t read_control(const device &chip) {
+uint8_t read_control(const device_address &chip) {
     uint8_t control = 0;
     on(chip, "read control register", [&](uint32_t handle) { return pca9541_read_ctrl(handle, &control); });
     return control;
 }
 
 struct options {
-    device chip;
+    device_address chip;
     uint64_t mask = 0;
 };
 
 void take(const options &given) {
-    const device &chip = given.chip;
+    const device_address &chip = given.chip;
     on(chip, "take the bus", [](uint32_t handle) { return pca9541_take_bus(handle); });
     if (const uint8_t control = read_control(chip); !is_ours(control) || !is_on(control)) {
         throw failed(fmt::format("{}: the bus is not ours: control register 0x{:02x}", chip.name(), control));
@@ -46,7 +47,7 @@ void take(const options &given) {
 
 /// Disconnects the bus, so that the other master finds it free.
 void release(const options &given) {
-    const device &chip = given.chip;
+    const device_address &chip = given.chip;
     const unsigned int control = read_control(chip);
     if (!is_ours(control) || !is_on(control)) {
         return; // not ours to disconnect
@@ -62,7 +63,7 @@ void release(const options &given) {
 }
 
 void print_status(const context &context, const options &given) {
-    const device &chip = given.chip;
+    const device_address &chip = given.chip;
     const uint8_t control = read_control(chip);
     const char *const owner = is_ours(control) ? "this master" : "other master";
     report lines;
@@ -74,7 +75,7 @@ void print_status(const context &context, const options &given) {
 }
 
 void print_interrupts(const context &context, const options &given) {
-    const device &chip = given.chip;
+    const device_address &chip = given.chip;
     static constexpr std::array names{"INTIN", "BUSINIT", "BUSOK",  "BUSLOST",
                                       "bit 4", "bit 5",   "MYTEST", "NMYTEST"};
     uint8_t status = 0;

@@ -15,6 +15,7 @@
 #include "host/command_line.h"
 #include "host/numbers.h"
 #include "host/options.h"
+#include "tools/varnel/library_call.h"
 #include "varnel/pca9505.h"
 #include "varnel/pca9555.h"
 #include "varnel/smbus.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
 
 namespace varnel::tools {
 
@@ -29,7 +29,7 @@ struct pin {
 /// so that the other pins of the bank keep what they are set to. Throws failed when the chip does not answer.
 class expander {
   public:
-    expander(const device &chip, const expander_model &model) : chip_(chip), model_(model) {}
+    expander(const device_address &chip, const expander_model &model) : chip_(chip), model_(model) {}
 
     [[nodiscard]] unsigned int banks() const;
 
@@ -51,7 +51,7 @@ class expander {
     void clear_interrupt_mask(unsigned int bank) const;
 
   private:
-    device chip_;
+    device_address chip_;
     const expander_model &model_;
 };
 

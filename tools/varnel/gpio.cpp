@@ -10,7 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/options.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
 #include "tools/varnel/expander.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -24,7 +24,7 @@ constexpr const char *level_name(bool high) { return high ? "high" : "low"; }
 constexpr const char *direction_name(bool input) { return input ? "input" : "output"; }
 
 struct options {
-    device chip;
+    device_address chip;
     const expander_model *model = default_expander_model();
     std::vector<std::string> words;
     std::size_t kind = 0; ///< place among the kinds of registers

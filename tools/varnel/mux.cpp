@@ -9,7 +9,8 @@
 #include <fmt/format.h>
 
 #include "host/options.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
+#include "tools/varnel/library_call.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
 #include "varnel/pca9546.h"
@@ -22,7 +23,7 @@ namespace {
 enum model : std::size_t { pca9548, pca9546 };
 
 struct options {
-    device chip;
+    device_address chip;
     std::size_t model = pca9548;
     std::optional<uint64_t> control;
     std::vector<uint8_t> channels;

@@ -17,7 +17,8 @@
 #include "host/options.h"
 #include "host/terminal.h"
 #include "tools/varnel/confirm.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
+#include "tools/varnel/library_call.h"
 #include "tools/varnel/pmbus.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -61,7 +62,7 @@ constexpr std::array<quantity, 9> quantities{{
     {"status", "status_word", command(chips::pmbus::status_word), car2512_get_status, nullptr},
 }};
 
-int read_raw(const device &chip, const quantity &wanted) {
+int read_raw(const device_address &chip, const quantity &wanted) {
     uint16_t word = 0;
     uint8_t byte = 0;
     on(chip, wanted.name, [&](uint32_t handle) {
@@ -103,7 +104,7 @@ const quantity &quantity_from(const std::string &name) {
 }
 
 struct options {
-    device chip;
+    device_address chip;
     watch_options watch;
     const quantity *reading = nullptr;
     std::optional<uint64_t> percent;
@@ -120,7 +121,7 @@ std::string faults_text(const std::vector<std::string> &faults) {
 }
 
 /// The registers behind STATUS_WORD; people see those that say something.
-void add_details(report &lines, const device &chip) {
+void add_details(report &lines, const device_address &chip) {
     json details = json::object();
     for (const chips::chip_register &status : status_details()) {
         uint8_t value = 0;
@@ -136,7 +137,7 @@ void add_details(report &lines, const device &chip) {
     lines.add("details", std::move(details));
 }
 
-std::string status_view(const context &context, const device &chip) {
+std::string status_view(const context &context, const device_address &chip) {
     report lines;
     lines.add("device", chip.name());
     for (const quantity &each : quantities) {

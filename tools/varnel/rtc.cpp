@@ -11,7 +11,8 @@
 
 #include "host/numbers.h"
 #include "host/options.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
+#include "tools/varnel/library_call.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
 #include "tools/varnel/watch.h"
@@ -22,7 +23,7 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr device clock_chip{0, 0x68};
+constexpr device_address clock_chip{0, 0x68};
 constexpr uint8_t month_register = 0x05;
 constexpr unsigned int month_bits = 0x1F;
 constexpr unsigned int october = 0x10; // BCD

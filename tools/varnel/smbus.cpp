@@ -17,7 +17,8 @@
 #include "host/hex.h"
 #include "host/options.h"
 #include "tools/varnel/confirm.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
+#include "tools/varnel/library_call.h"
 #include "tools/varnel/pmbus.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/smbus_survey.h"
@@ -32,7 +33,7 @@ constexpr std::size_t longest_block = 32;
 constexpr std::size_t longest_transfer = 255;
 
 struct options {
-    device chip;
+    device_address chip;
     uint8_t command = 0;
     bool has_command = false;
     uint64_t value = 0;
@@ -64,8 +65,11 @@ void print_bytes(const context &context, const options &given, const std::vector
     print_value(context, given, in_hex(bytes), bytes);
 }
 
+/// Going by the address: what is written to an EEPROM outlives the board's power.
+bool may_be_eeprom(const device_address &chip) { return chip.address >= 0x50 && chip.address <= 0x57; }
+
 void confirm_write(const context &context, const options &given, const std::string &data) {
-    if (given.chip.may_be_eeprom()) {
+    if (may_be_eeprom(given.chip)) {
         confirm(context, fmt::format("{}: write {} to {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
                                      given.chip.name(), data, register_name(given)));
     }
@@ -194,7 +198,7 @@ void block_process_call(const context &context, const options &given) {
 
 /// One byte alone, or in front of a read, stores nothing: it says where.
 void confirm_transfer(const context &context, const options &given) {
-    if (given.chip.may_be_eeprom() && given.bytes.size() > 1) {
+    if (may_be_eeprom(given.chip) && given.bytes.size() > 1) {
         confirm(context, fmt::format("{}: write {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
                                      given.chip.name(), in_hex(given.bytes)));
     }

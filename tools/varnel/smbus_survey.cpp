@@ -13,7 +13,7 @@
 #include <fmt/format.h>
 
 #include "host/options.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/library_call.h"
 #include "tools/varnel/library_output.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -28,7 +28,7 @@ struct bus_arguments {
 };
 
 struct chip_arguments {
-    device chip;
+    device_address chip;
 };
 
 /// Chips that a quick command may confuse (EEPROMs, clock generators) are at these addresses.
@@ -36,7 +36,7 @@ bool is_probed_by_reading(uint8_t address) {
     return (address >= 0x30 && address <= 0x37) || (address >= 0x50 && address <= 0x5f);
 }
 
-bool answers(const device &chip) {
+bool answers(const device_address &chip) {
     const quiet_library quiet;
     uint8_t byte = 0;
     errno = 0;
@@ -48,7 +48,7 @@ bool answers(const device &chip) {
 std::vector<std::string> devices_on(uint8_t bus) {
     std::vector<std::string> found;
     for (uint8_t address = first_address; address <= last_address; ++address) {
-        const device chip{bus, address};
+        const device_address chip{bus, address};
         if (answers(chip)) {
             found.push_back(chip.name());
         } else if (errno != ENXIO && errno != EREMOTEIO && errno != EIO) {
@@ -72,7 +72,7 @@ constexpr std::size_t registers_in_row = 16;
 using registers = std::vector<std::optional<uint8_t>>;
 
 /// Throws failed when no register could be read.
-registers read_registers(const device &chip) {
+registers read_registers(const device_address &chip) {
     registers all(register_count);
     bool any = false;
     {

@@ -6,7 +6,7 @@
 #include <type_traits>
 
 #include "tools/varnel/commands.h"
-#include "tools/varnel/device.h"
+#include "tools/varnel/device_address.h"
 
 namespace varnel::tools {
 
