@@ -78,8 +78,8 @@ outcome run(const std::string &name, const std::vector<std::string> &arguments) 
     const captured said;
     const int status = run_guarded(name.c_str(), [&] {
         return name == "varnel"
-                   ? run_command(arguments, [](context &asked) { asked.status = accepted; })
-                   : varnel::sim::tool::run_command(arguments, [](auto &asked) { asked.status = accepted; });
+                   ? run_command(arguments, [](invocation &call) { call.status = accepted; })
+                   : varnel::sim::tool::run_command(arguments, [](auto &call) { call.status = accepted; });
     });
     return {status, said.output(), said.error()};
 }

@@ -62,7 +62,7 @@ void release(const options &given) {
     }
 }
 
-void print_status(const context &context, const options &given) {
+void print_status(const invocation &call, const options &given) {
     const device_address &chip = given.chip;
     const uint8_t control = read_control(chip);
     const char *const owner = is_ours(control) ? "this master" : "other master";
@@ -71,10 +71,10 @@ void print_status(const context &context, const options &given) {
     lines.add("owner", owner, "owner", owner);
     lines.add("connected", is_on(control) ? owner : "none", "connected", is_on(control) ? owner : "none");
     lines.add("control", fmt::format("0x{:02x}", control), "control", control);
-    print(lines.text(context));
+    print(lines.text(call));
 }
 
-void print_interrupts(const context &context, const options &given) {
+void print_interrupts(const invocation &call, const options &given) {
     const device_address &chip = given.chip;
     static constexpr std::array names{"INTIN", "BUSINIT", "BUSOK",  "BUSLOST",
                                       "bit 4", "bit 5",   "MYTEST", "NMYTEST"};
@@ -93,7 +93,7 @@ void print_interrupts(const context &context, const options &given) {
     lines.add("device", chip.name());
     lines.add("status", fmt::format("0x{:02x}", status), "status", status);
     lines.add("interrupts", text.empty() ? "none" : text, "interrupts", set);
-    print(lines.text(context));
+    print(lines.text(call));
 }
 
 void clear_interrupts(const options &given) {
@@ -107,16 +107,16 @@ void mask_interrupts(const options &given) {
 
 } // namespace
 
-void add_bus(argument_parser app, context &context) {
-    verbs<options> bus(app, context, "bus", "PCA9541 selector of one of two bus masters");
+void add_bus(argument_parser app, invocation &call) {
+    verbs<options> bus(app, call, "bus", "PCA9541 selector of one of two bus masters");
     const auto status =
         bus.add("status", "Show which master owns the bus, and to which it is connected", print_status);
-    add_json(status.parser, context);
+    add_json(status.parser, call);
     bus.add("take", "Request the bus, and check that this master has it", take);
     bus.add("release", "Disconnect the bus if this master has it", release);
     const auto interrupts =
         bus.add("interrupts", "Show the interrupt status; reading clears it", print_interrupts);
-    add_json(interrupts.parser, context);
+    add_json(interrupts.parser, call);
     bus.add("clear", "Clear the interrupt status", clear_interrupts);
     const auto mask =
         bus.add("mask", "Write the interrupt mask: a bit of 1 masks its interrupt", mask_interrupts);

@@ -11,29 +11,29 @@ namespace varnel::tools {
 
 namespace {
 
-void add_verbs(argument_parser app, context &context) {
-    add_smbus(app, context);
-    add_gpio(app, context);
-    add_mux(app, context);
-    add_bus(app, context);
-    add_psu(app, context);
-    add_rtc(app, context);
-    add_config(app, context);
-    add_log(app, context);
-    add_syslog(app, context);
-    add_xml(app, context);
-    add_lock(app, context);
-    add_queue(app, context);
-    add_ipmi(app, context);
-    add_send(app, context);
-    add_fetch(app, context);
-    add_controllers(app, context);
+void add_verbs(argument_parser app, invocation &call) {
+    add_smbus(app, call);
+    add_gpio(app, call);
+    add_mux(app, call);
+    add_bus(app, call);
+    add_psu(app, call);
+    add_rtc(app, call);
+    add_config(app, call);
+    add_log(app, call);
+    add_syslog(app, call);
+    add_xml(app, call);
+    add_lock(app, call);
+    add_queue(app, call);
+    add_ipmi(app, call);
+    add_send(app, call);
+    add_fetch(app, call);
+    add_controllers(app, call);
 }
 
 } // namespace
 
-int run_command(std::vector<std::string> arguments, const std::function<void(context &)> &carry_out) {
-    context asked;
+int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &carry_out) {
+    invocation call;
     command varnel({"varnel",
                     "Calls the functions of the library from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
                     VARNEL_VERSION,
@@ -42,11 +42,11 @@ int run_command(std::vector<std::string> arguments, const std::function<void(con
                      {bad_input, "bad usage: nothing was done"},
                      {not_confirmed, "not confirmed: nothing was written"}},
                     {{"DEVICE", devices}, {"SECTION", sections}, {"KEY", keys}}});
-    add_verbs(varnel.parser(), asked);
+    add_verbs(varnel.parser(), call);
     if (varnel.parse(std::move(arguments))) {
-        carry_out(asked);
+        carry_out(call);
     }
-    return asked.status;
+    return call.status;
 }
 
 } // namespace varnel::tools

@@ -23,7 +23,7 @@ class failed : public std::runtime_error {
 };
 
 /// What the user typed, apart from the arguments of single verbs.
-struct context {
+struct invocation {
     bool json = false;            ///< --json
     bool yes = false;             ///< --yes
     std::function<void()> action; ///< of the verb that was typed
@@ -33,24 +33,24 @@ struct context {
 /// Reads the arguments, without the command's own name, and hands what they ask for, unless it is help, to
 /// `carry_out`. Returns the status to exit with. Throws bad_usage, and what `carry_out` throws.
 [[nodiscard]] int run_command(std::vector<std::string> arguments,
-                              const std::function<void(context &)> &carry_out);
+                              const std::function<void(invocation &)> &carry_out);
 
-/// Each adds a family's verbs to the parser, which leaves in context::action what is to be done.
-void add_smbus(argument_parser app, context &context);
-void add_gpio(argument_parser app, context &context);
-void add_mux(argument_parser app, context &context);
-void add_bus(argument_parser app, context &context);
-void add_psu(argument_parser app, context &context);
-void add_rtc(argument_parser app, context &context);
-void add_config(argument_parser app, context &context);
-void add_log(argument_parser app, context &context);
-void add_syslog(argument_parser app, context &context);
-void add_xml(argument_parser app, context &context);
-void add_lock(argument_parser app, context &context);
-void add_queue(argument_parser app, context &context);
-void add_ipmi(argument_parser app, context &context);
-void add_send(argument_parser app, context &context);
-void add_fetch(argument_parser app, context &context);
-void add_controllers(argument_parser app, context &context);
+/// Each adds a family's verbs to the parser, which leaves in invocation::action what is to be done.
+void add_smbus(argument_parser app, invocation &call);
+void add_gpio(argument_parser app, invocation &call);
+void add_mux(argument_parser app, invocation &call);
+void add_bus(argument_parser app, invocation &call);
+void add_psu(argument_parser app, invocation &call);
+void add_rtc(argument_parser app, invocation &call);
+void add_config(argument_parser app, invocation &call);
+void add_log(argument_parser app, invocation &call);
+void add_syslog(argument_parser app, invocation &call);
+void add_xml(argument_parser app, invocation &call);
+void add_lock(argument_parser app, invocation &call);
+void add_queue(argument_parser app, invocation &call);
+void add_ipmi(argument_parser app, invocation &call);
+void add_send(argument_parser app, invocation &call);
+void add_fetch(argument_parser app, invocation &call);
+void add_controllers(argument_parser app, invocation &call);
 
 } // namespace varnel::tools

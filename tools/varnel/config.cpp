@@ -70,11 +70,11 @@ json read_value(const ini_place &at, std::size_t type, int base) {
     return value;
 }
 
-void get(const ini_place &at, std::size_t type, int base, const context &context) {
+void get(const ini_place &at, std::size_t type, int base, const invocation &call) {
     const json value = read_value(at, type, base);
     const json all{{"file", at.file}, {"section", at.section}, {"key", at.key}, {"value", value}};
     const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
-    print(context.json ? json_text(all) : text + '\n');
+    print(call.json ? json_text(all) : text + '\n');
 }
 
 // --- list ---
@@ -100,9 +100,9 @@ std::string entries_as_text(const std::vector<ini_entry> &entries) {
     return all;
 }
 
-void list(const std::string &file, const context &context) {
+void list(const std::string &file, const invocation &call) {
     const std::vector<ini_entry> entries = entries_of(read_ini(file));
-    print(context.json ? json_text(entries_as_json(entries)) : entries_as_text(entries));
+    print(call.json ? json_text(entries_as_json(entries)) : entries_as_text(entries));
 }
 
 // --- set, delete and rename ---
@@ -159,20 +159,20 @@ std::string side_effect(const ini_place &at, const std::string &before, const st
     return "";
 }
 
-void confirm_if_any(const context &context, const std::string &file, const std::string &effect) {
+void confirm_if_any(const invocation &call, const std::string &file, const std::string &effect) {
     if (!effect.empty()) {
-        confirm(context, fmt::format("{}: {}", file, effect));
+        confirm(call, fmt::format("{}: {}", file, effect));
     }
 }
 
-void set(const ini_place &at, const std::string &value, const context &context) {
+void set(const ini_place &at, const std::string &value, const invocation &call) {
     check_entry(at, value);
     const auto set_value = [&](const char *path) {
         return set_config_string(path, at.section.c_str(), at.key.c_str(), value.c_str());
     };
     const ini_trial trial(at.file);
     const bool known = has_key(trial.copy(), at);
-    confirm_if_any(context, at.file, side_effect(at, trial.before(), trial.after(set_value), known));
+    confirm_if_any(call, at.file, side_effect(at, trial.before(), trial.after(set_value), known));
     if (set_value(at.file.c_str()) != 0) {
         throw failed(fmt::format("{}: cannot be written", at.file));
     }
@@ -192,7 +192,7 @@ std::size_t place_of_value(const ini_trial &trial, const ini_place &at) {
         .place;
 }
 
-void delete_entry(const ini_place &at, const context &context) {
+void delete_entry(const ini_place &at, const invocation &call) {
     check_file(at.file);
     const ini_trial trial(at.file);
     const std::size_t place = place_of_value(trial, at);
@@ -201,7 +201,7 @@ void delete_entry(const ini_place &at, const context &context) {
         throw failed(fmt::format("{}: '{}' is also the header of a section", at.file, line));
     }
     const std::size_t key = line.find_first_not_of(" \t\v\f");
-    confirm_if_any(context, at.file,
+    confirm_if_any(call, at.file,
                    line.compare(key, at.key.size() + 1, at.key + "=") == 0
                        ? ""
                        : fmt::format("the line '{}', whose key begins {}, is deleted", line, at.key));
@@ -209,7 +209,7 @@ void delete_entry(const ini_place &at, const context &context) {
 }
 
 void rename(const std::string &file, const std::string &old_name, const std::string &new_name,
-            const context &context) {
+            const invocation &call) {
     check_file(file);
     check_section(old_name);
     check_section(new_name);
@@ -221,7 +221,7 @@ void rename(const std::string &file, const std::string &old_name, const std::str
     const text_change change = difference(trial.before(), after);
     const bool appended = change.place == trial.before().size();
     confirm_if_any(
-        context, file,
+        call, file,
         appended ? ""
                  : fmt::format("the old bracket stays: the header becomes {}", line_at(after, change.place)));
     if (rename_section(file.c_str()) != 0) {
@@ -275,12 +275,12 @@ std::optional<memory_file> copy_of_stream(const std::string &file) {
 }
 
 void print_table(const std::string &file, const std::string &delimiters, int columns,
-                 const context &context) {
+                 const invocation &call) {
     const std::optional<memory_file> copy = copy_of_stream(file);
     const std::string path = copy ? copy->path() : file;
     const auto records = std::make_unique<TABLE>();
     const int result = log_styled_file_parse(path.c_str(), delimiters.c_str(), columns, records.get());
-    print(context.json ? json_text(records_as_json(*records, columns)) : records_as_text(*records, columns));
+    print(call.json ? json_text(records_as_json(*records, columns)) : records_as_text(*records, columns));
     if (result != 0) {
         const int count = records->count;
         throw failed(count == VARNEL_LOG_RECORDS
@@ -307,7 +307,7 @@ void add_place(const added_verb<config_arguments> &verb, const char *file) {
         .required();
 }
 
-void add_get(verbs<config_arguments> &config, context &context) {
+void add_get(verbs<config_arguments> &config, invocation &call) {
     const auto getting = config.add("get", "Print a value, as a daemon reads it",
                                     [](const auto &asked, const config_arguments &given) {
                                         get(given.at, given.type, static_cast<int>(given.base), asked);
@@ -317,10 +317,10 @@ void add_get(verbs<config_arguments> &config, context &context) {
                "read it as a daemon would (default: string)");
     add_number(getting.parser, "--base", getting.given.base, 36,
                "of an integer, 2 to 36; 0 knows 0x and 0 (default 10)");
-    add_json(getting.parser, context);
+    add_json(getting.parser, call);
 }
 
-void add_set(verbs<config_arguments> &config, context &context) {
+void add_set(verbs<config_arguments> &config, invocation &call) {
     const auto setting = config.add(
         "set", "Store a value; adds section, key and file when they are not there",
         [](const auto &asked, const config_arguments &given) { set(given.at, given.value, asked); });
@@ -328,26 +328,26 @@ void add_set(verbs<config_arguments> &config, context &context) {
     setting.parser
         .add_option("VALUE", setting.given.value, "up to 255 bytes; one that begins with - goes after --")
         .required();
-    add_yes(setting.parser, context);
+    add_yes(setting.parser, call);
 }
 
-void add_list(verbs<config_arguments> &config, context &context) {
+void add_list(verbs<config_arguments> &config, invocation &call) {
     const auto listing =
         config.add("list", "Print all sections, keys and values, as a daemon reads them",
                    [](const auto &asked, const config_arguments &given) { list(given.at.file, asked); });
     listing.parser.add_option("FILE", listing.given.at.file, "the INI file; - is standard input").required();
-    add_json(listing.parser, context);
+    add_json(listing.parser, call);
 }
 
-void add_delete(verbs<config_arguments> &config, context &context) {
+void add_delete(verbs<config_arguments> &config, invocation &call) {
     const auto deleting =
         config.add("delete", "Delete a key and its value",
                    [](const auto &asked, const config_arguments &given) { delete_entry(given.at, asked); });
     add_place(deleting, "the INI file");
-    add_yes(deleting.parser, context);
+    add_yes(deleting.parser, call);
 }
 
-void add_rename(verbs<config_arguments> &config, context &context) {
+void add_rename(verbs<config_arguments> &config, invocation &call) {
     const auto renaming = config.add("rename", "Rename a section, or append it when it is not there",
                                      [](const auto &asked, const config_arguments &given) {
                                          rename(given.at.file, given.at.section, given.value, asked);
@@ -358,10 +358,10 @@ void add_rename(verbs<config_arguments> &config, context &context) {
         .required();
     renaming.parser.add_option("NEW", renaming.given.value, "its new name, which then begins with [")
         .required();
-    add_yes(renaming.parser, context);
+    add_yes(renaming.parser, call);
 }
 
-void add_table(verbs<config_arguments> &config, context &context) {
+void add_table(verbs<config_arguments> &config, invocation &call) {
     const auto printing =
         config.add("table", "Print the records of a file, fields separated by tabs",
                    [](const auto &asked, const config_arguments &given) {
@@ -378,19 +378,19 @@ void add_table(verbs<config_arguments> &config, context &context) {
         .add_option("--delimiters", printing.given.delimiters,
                     "characters between fields (default: space and tab)")
         .type_name("CHARACTERS");
-    add_json(printing.parser, context);
+    add_json(printing.parser, call);
 }
 
 } // namespace
 
-void add_config(argument_parser app, context &context) {
-    verbs<config_arguments> config(app, context, "config", "INI files and record files");
-    add_get(config, context);
-    add_list(config, context);
-    add_set(config, context);
-    add_delete(config, context);
-    add_rename(config, context);
-    add_table(config, context);
+void add_config(argument_parser app, invocation &call) {
+    verbs<config_arguments> config(app, call, "config", "INI files and record files");
+    add_get(config, call);
+    add_list(config, call);
+    add_set(config, call);
+    add_delete(config, call);
+    add_rename(config, call);
+    add_table(config, call);
 }
 
 } // namespace varnel::tools

@@ -9,9 +9,9 @@
 
 namespace varnel::tools {
 
-void confirm(const context &context, const std::string &statement) {
+void confirm(const invocation &call, const std::string &statement) {
     const bool seen = host::say(statement);
-    if (context.yes) {
+    if (call.yes) {
         return;
     }
     if (!seen) {

@@ -17,6 +17,6 @@ class refusal : public std::runtime_error {
 /// Before a write that can hurt. `statement` says what will be written, where, and what that does: "1:0x58:
 /// output off; what it feeds loses power". It is printed on standard error; then the user is asked, unless
 /// --yes was given. Throws refusal, also when standard input is not a terminal.
-void confirm(const context &context, const std::string &statement);
+void confirm(const invocation &call, const std::string &statement);
 
 } // namespace varnel::tools

@@ -58,8 +58,8 @@ class controller_list {
                             {"give_up_after_ms", number_or_null(controller.give_up_after_ms)},
                             {"retransmit_after_ms", number_or_null(controller.retransmit_after_ms)}});
     }
-    [[nodiscard]] std::string text(const context &context) const {
-        return context.json ? json_text(objects_) : rows_.text();
+    [[nodiscard]] std::string text(const invocation &call) const {
+        return call.json ? json_text(objects_) : rows_.text();
     }
 
   private:
@@ -69,7 +69,7 @@ class controller_list {
     json objects_ = json::array();
 };
 
-void list(const context &context) {
+void list(const invocation &call) {
     const controller_records records = read_controller_table();
     controller_list all;
     for (unsigned int i = 0; i < records.size(); ++i) {
@@ -77,7 +77,7 @@ void list(const context &context) {
             all.add(i, records[i]);
         }
     }
-    print(all.text(context));
+    print(all.text(call));
 }
 
 struct options {
@@ -86,8 +86,8 @@ struct options {
 
 } // namespace
 
-void add_controllers(argument_parser app, context &context) {
-    verbs<options> controllers(app, context, "controllers",
+void add_controllers(argument_parser app, invocation &call) {
+    verbs<options> controllers(app, call, "controllers",
                                "The table of controllers, with their addresses and logins");
     controllers.family().alias("devices");
     controllers.family().add_note(
@@ -98,7 +98,7 @@ void add_controllers(argument_parser app, context &context) {
     importing.parser.add_option("FILE", importing.given.file, "the INI file; - is standard input").required();
     const auto listing = controllers.add("list", "Show the table, without passwords",
                                          [](const auto &asked, const options &) { list(asked); });
-    add_json(listing.parser, context);
+    add_json(listing.parser, call);
 }
 
 } // namespace varnel::tools

@@ -68,7 +68,7 @@ int write_pca9505(uint32_t handle, registers which, uint8_t bank, uint8_t value)
     return smbus_write_byte_to_device(handle, code_of(chips::pca9505, which, bank), value);
 }
 
-int write_pin_pca9505(uint32_t handle, registers which, const pin &pin, bool value) {
+int write_pin_pca9505(uint32_t handle, registers which, const expander_pin &pin, bool value) {
     const auto bank = static_cast<uint8_t>(pin.bank);
     const auto bit = static_cast<uint8_t>(pin.bit);
     if (which == registers::direction) {
@@ -88,7 +88,7 @@ struct expander_model {
     int (*write_bank)(uint32_t handle, registers which, uint8_t bank, uint8_t value);
     bool names_banks = false;         ///< the datasheet calls a pin "1.3"
     std::array<init_ports, 4> init{}; ///< input, output, high, low; null: bank by bank
-    int (*write_pin)(uint32_t handle, registers which, const pin &pin,
+    int (*write_pin)(uint32_t handle, registers which, const expander_pin &pin,
                      bool value) = nullptr;                     ///< null: by bank
     int (*clear_mask)(uint32_t handle, uint8_t bank) = nullptr; ///< null: cannot mask interrupts
 
@@ -133,7 +133,7 @@ const expander_model *default_expander_model() { return models.data(); }
 
 unsigned int expander::banks() const { return model_.sheet.registers.front().count; }
 
-pin expander::pin_from(const std::string &text) const {
+expander_pin expander::pin_from(const std::string &text) const {
     const std::size_t dot = text.find('.');
     if (dot == std::string::npos) {
         const auto number = static_cast<unsigned int>(host::c_number(text, banks() * bits - 1, "PIN"));
@@ -145,7 +145,7 @@ pin expander::pin_from(const std::string &text) const {
                 host::c_number(text.substr(dot + 1), bits - 1, fmt::format("PIN {}: bit", text)))};
 }
 
-std::string expander::name(const pin &pin) const {
+std::string expander::name(const expander_pin &pin) const {
     return model_.names_banks ? fmt::format("{}.{}", pin.bank, pin.bit)
                               : fmt::to_string(pin.bank * bits + pin.bit);
 }
@@ -162,11 +162,11 @@ void expander::write_bank(registers which, unsigned int bank, uint8_t value) con
        [&](uint32_t handle) { return model_.write_bank(handle, which, static_cast<uint8_t>(bank), value); });
 }
 
-bool expander::read(registers which, const pin &pin) const {
+bool expander::read(registers which, const expander_pin &pin) const {
     return (read_bank(which, pin.bank) >> pin.bit & 1U) != 0;
 }
 
-void expander::write(registers which, const pin &pin, bool value) const {
+void expander::write(registers which, const expander_pin &pin, bool value) const {
     if (model_.write_pin != nullptr) {
         on(chip_, fmt::format("write {}", register_names.at(index(which))),
            [&](uint32_t handle) { return model_.write_pin(handle, which, pin, value); });
@@ -177,11 +177,11 @@ void expander::write(registers which, const pin &pin, bool value) const {
     write_bank(which, pin.bank, static_cast<uint8_t>(value ? old | mask : old & ~mask));
 }
 
-void expander::write_all(registers which, const std::vector<pin> &pins, bool value) const {
+void expander::write_all(registers which, const std::vector<expander_pin> &pins, bool value) const {
     const std::size_t state = (which == registers::direction ? 0U : 2U) + (value ? 0U : 1U);
     if (const init_ports init = model_.init.at(state)) {
         std::vector<uint8_t> ports;
-        std::ranges::transform(pins, std::back_inserter(ports), [](const pin &each) {
+        std::ranges::transform(pins, std::back_inserter(ports), [](const expander_pin &each) {
             return static_cast<uint8_t>(each.bank * bits + each.bit);
         });
         on(chip_, fmt::format("write {}", register_names.at(index(which))),
@@ -190,7 +190,7 @@ void expander::write_all(registers which, const std::vector<pin> &pins, bool val
     }
     for (unsigned int bank = 0; bank < banks(); ++bank) {
         unsigned int listed = 0;
-        for (const pin &pin : pins) {
+        for (const expander_pin &pin : pins) {
             listed |= pin.bank == bank ? 1U << pin.bit : 0;
         }
         write_bank(which, bank, static_cast<uint8_t>(value ? listed : ~listed));

@@ -20,7 +20,7 @@ struct expander_model;
 /// Groups of registers, one register a bank. Direction: 1 is an input.
 enum class registers { level, output, direction };
 
-struct pin {
+struct expander_pin {
     unsigned int bank;
     unsigned int bit;
 };
@@ -34,18 +34,18 @@ class expander {
     [[nodiscard]] unsigned int banks() const;
 
     /// "11" or "1.3"; the same pin. Throws bad_usage for one that the model has not.
-    [[nodiscard]] pin pin_from(const std::string &text) const;
+    [[nodiscard]] expander_pin pin_from(const std::string &text) const;
     /// As the model's datasheet counts: "11"; of a PCA9505 "1.3".
-    [[nodiscard]] std::string name(const pin &pin) const;
+    [[nodiscard]] std::string name(const expander_pin &pin) const;
 
     [[nodiscard]] uint8_t read_bank(registers which, unsigned int bank) const;
     void write_bank(registers which, unsigned int bank, uint8_t value) const;
 
-    [[nodiscard]] bool read(registers which, const pin &pin) const;
-    void write(registers which, const pin &pin, bool value) const;
+    [[nodiscard]] bool read(registers which, const expander_pin &pin) const;
+    void write(registers which, const expander_pin &pin, bool value) const;
 
     /// These pins get `value`, all others the opposite.
-    void write_all(registers which, const std::vector<pin> &pins, bool value) const;
+    void write_all(registers which, const std::vector<expander_pin> &pins, bool value) const;
 
     /// Throws bad_usage on models without interrupt masks.
     void clear_interrupt_mask(unsigned int bank) const;

@@ -117,9 +117,9 @@ void fetch(const fetch_arguments &given) {
 
 } // namespace
 
-void add_fetch(argument_parser app, context &context) {
+void add_fetch(argument_parser app, invocation &call) {
     const auto fetching =
-        verbs<fetch_arguments>(app, context).add("fetch", "Fetch the file that a sender serves", fetch);
+        verbs<fetch_arguments>(app, call).add("fetch", "Fetch the file that a sender serves", fetch);
     fetching.parser.add_note("Nothing is authenticated.");
     fetching.parser.add_option("ADDRESS", fetching.given.address, "IPv4 address of the sender").required();
     fetching.parser

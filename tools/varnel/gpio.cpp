@@ -37,8 +37,8 @@ struct options {
     [[nodiscard]] expander target() const { return {chip, *model}; }
 };
 
-std::vector<pin> pins_from(const std::vector<std::string> &words, const expander &target) {
-    std::vector<pin> pins;
+std::vector<expander_pin> pins_from(const std::vector<std::string> &words, const expander &target) {
+    std::vector<expander_pin> pins;
     pins.reserve(words.size());
     for (const std::string &word : words) {
         pins.push_back(target.pin_from(word));
@@ -47,12 +47,12 @@ std::vector<pin> pins_from(const std::vector<std::string> &words, const expander
 }
 
 /// One word a pin, in the order that was asked for.
-void print_bits(const context &context, const options &given, registers which, const char *(*name)(bool)) {
+void print_bits(const invocation &call, const options &given, registers which, const char *(*name)(bool)) {
     const expander target = given.target();
     const auto pins = pins_from(given.words, target);
     json values = json::object();
     std::string text;
-    for (const pin &pin : pins) {
+    for (const expander_pin &pin : pins) {
         const char *const word = name(target.read(which, pin));
         values[target.name(pin)] = word;
         text += fmt::format("{}\n", word);
@@ -60,16 +60,16 @@ void print_bits(const context &context, const options &given, registers which, c
     report lines;
     lines.add("device", given.chip.name());
     lines.add("pins", std::move(values));
-    print(context.json ? lines.text(context) : text);
+    print(call.json ? lines.text(call) : text);
 }
 
 /// "3 high 4 low": all are checked before the first is written.
-std::vector<std::pair<pin, bool>> assignments_from(const options &given,
-                                                   const std::vector<std::string> &states) {
+std::vector<std::pair<expander_pin, bool>> assignments_from(const options &given,
+                                                            const std::vector<std::string> &states) {
     const expander target = given.target();
-    std::vector<std::pair<pin, bool>> assignments;
+    std::vector<std::pair<expander_pin, bool>> assignments;
     for (std::size_t i = 0; i < given.words.size(); i += 2) {
-        const pin pin = target.pin_from(given.words[i]);
+        const expander_pin pin = target.pin_from(given.words[i]);
         if (i + 1 == given.words.size()) {
             throw bad_usage(fmt::format("pin {}: neither {} nor {}", given.words[i], states[0], states[1]));
         }
@@ -79,8 +79,8 @@ std::vector<std::pair<pin, bool>> assignments_from(const options &given,
     return assignments;
 }
 
-void verify(const options &given, const std::vector<std::pair<pin, bool>> &assignments, registers which,
-            const char *(*name)(bool)) {
+void verify(const options &given, const std::vector<std::pair<expander_pin, bool>> &assignments,
+            registers which, const char *(*name)(bool)) {
     const expander target = given.target();
     for (const auto &[pin, wanted] : assignments) {
         if (target.read(which, pin) != wanted) {
@@ -107,17 +107,17 @@ void set(const options &given) {
     set_bits(given, registers::output, registers::level, {"high", "low"}, level_name);
 }
 
-void direction(const context &context, const options &given) {
+void direction(const invocation &call, const options &given) {
     const bool is_setting =
         given.words.size() > 1 && given.words[1].find_first_not_of("0123456789.") != std::string::npos;
     if (is_setting) {
         set_bits(given, registers::direction, registers::direction, {"input", "output"}, direction_name);
     } else {
-        print_bits(context, given, registers::direction, direction_name);
+        print_bits(call, given, registers::direction, direction_name);
     }
 }
 
-std::string list(const context &context, const options &given) {
+std::string list(const invocation &call, const options &given) {
     const expander target = given.target();
     table rows({"PIN", "DIRECTION", "LEVEL", "OUTPUT"});
     json pins = json::object();
@@ -138,13 +138,13 @@ std::string list(const context &context, const options &given) {
     report lines;
     lines.add("device", given.chip.name());
     lines.add("pins", std::move(pins));
-    return context.json ? lines.text(context) : rows.text();
+    return call.json ? lines.text(call) : rows.text();
 }
 
 constexpr const char *register_kinds[] = {"level", "output", "direction"};
 constexpr registers registers_of_kind[] = {registers::level, registers::output, registers::direction};
 
-void bank(const context &context, const options &given) {
+void bank(const invocation &call, const options &given) {
     const expander target = given.target();
     const auto number = static_cast<unsigned int>(c_number(given.bank, target.banks() - 1, "BANK"));
     const registers which = registers_of_kind[given.kind];
@@ -153,7 +153,7 @@ void bank(const context &context, const options &given) {
         report lines;
         lines.add("device", given.chip.name());
         lines.add(register_kinds[given.kind], value);
-        return print(context.json ? lines.text(context) : fmt::format("0x{:02x}\n", value));
+        return print(call.json ? lines.text(call) : fmt::format("0x{:02x}\n", value));
     }
     if (which == registers::level) {
         throw bad_usage("gpio bank: levels are read; --of output or --of direction is written");
@@ -198,12 +198,12 @@ void unmask(const options &given) {
     target.clear_interrupt_mask(static_cast<unsigned int>(c_number(given.bank, target.banks() - 1, "BANK")));
 }
 
-void print_levels(const context &context, const options &given) {
-    print_bits(context, given, registers::level, level_name);
+void print_levels(const invocation &call, const options &given) {
+    print_bits(call, given, registers::level, level_name);
 }
 
-void print_list(const context &context, const options &given) {
-    show(given.watch, [&] { return list(context, given); });
+void print_list(const invocation &call, const options &given) {
+    show(given.watch, [&] { return list(call, given); });
 }
 
 template <typename Action>
@@ -230,10 +230,10 @@ void add_pin_list(argument_parser verb, const char *name, std::vector<std::strin
     verb.add_option(name, pins, description).delimiter(',').one_value_each_time().type_name("PIN,PIN...");
 }
 
-void add_pins(verbs<options> &gpio, context &context) {
+void add_pins(verbs<options> &gpio, invocation &call) {
     const auto get = add_on_chip(gpio, "get", "Show levels, one line a pin", print_levels);
     add_words(get, "PIN", "...", "3, or BANK.BIT such as 1.7");
-    add_json(get.parser, context);
+    add_json(get.parser, call);
     const auto setting = add_on_chip(gpio, "set", "Set output registers", set);
     setting.parser.add_note(
         "An input gets its new level when it becomes an output. Other pins do not change.");
@@ -243,13 +243,13 @@ void add_pins(verbs<options> &gpio, context &context) {
     add_words(dir, "PIN|input|output", "[input|output] ...",
               "pins; to set them, each followed by its direction");
     add_verify(dir.parser, dir.given.verify);
-    add_json(dir.parser, context);
+    add_json(dir.parser, call);
 }
 
-void add_whole_chip(verbs<options> &gpio, context &context) {
+void add_whole_chip(verbs<options> &gpio, invocation &call) {
     const auto listing =
         add_on_chip(gpio, "list", "Show all pins: direction, level, and output register", print_list);
-    add_json(listing.parser, context);
+    add_json(listing.parser, call);
     add_watch(listing.parser, listing.given.watch);
     const auto all = add_on_chip(gpio, "init", "Set all pins at once, levels first", init);
     all.parser.add_note("Pins that are not listed are set to the opposite.");
@@ -263,24 +263,24 @@ void add_bank(const added_verb<options> &verb, const char *description) {
     verb.parser.add_option("BANK", verb.given.bank, description).required().type_name("");
 }
 
-void add_banks(verbs<options> &gpio, context &context) {
+void add_banks(verbs<options> &gpio, invocation &call) {
     const auto one = add_on_chip(gpio, "bank", "Show or write eight pins as a byte", bank);
     add_bank(one, "0 to 1; pca9505: 0 to 4");
     add_number(one.parser, "VALUE", one.given.value, UINT8_MAX, "the byte to write").required(false);
     add_choice(one.parser, "--of", one.given.kind, {"level", "output", "direction"},
                "default: level; a direction of 1 is an input");
     add_verify(one.parser, one.given.verify);
-    add_json(one.parser, context);
+    add_json(one.parser, call);
     add_bank(add_on_chip(gpio, "unmask", "Enable the interrupts of a bank of a PCA9505", unmask), "0 to 4");
 }
 
 } // namespace
 
-void add_gpio(argument_parser app, context &context) {
-    verbs<options> gpio(app, context, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins");
-    add_pins(gpio, context);
-    add_whole_chip(gpio, context);
-    add_banks(gpio, context);
+void add_gpio(argument_parser app, invocation &call) {
+    verbs<options> gpio(app, call, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins");
+    add_pins(gpio, call);
+    add_whole_chip(gpio, call);
+    add_banks(gpio, call);
 }
 
 } // namespace varnel::tools

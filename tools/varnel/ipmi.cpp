@@ -79,7 +79,7 @@ ipmi_response relay(const ipmi_arguments &given) {
     return {result == 0, std::move(response)};
 }
 
-void send_raw(const context &context, const ipmi_arguments &given) {
+void send_raw(const invocation &call, const ipmi_arguments &given) {
     load_adapter();
     const std::string address = address_of(given);
     const ipmi_response response = relay(given);
@@ -91,7 +91,7 @@ void send_raw(const context &context, const ipmi_arguments &given) {
                                  address, response.bytes[0]));
     }
     const json all{{"controller", name_of(given)}, {"address", address}, {"response", response.bytes}};
-    print(context.json ? json_text(all) : hex(response.bytes, " ") + "\n");
+    print(call.json ? json_text(all) : hex(response.bytes, " ") + "\n");
 }
 
 std::optional<uint8_t> slot_from(const std::string &text) {
@@ -100,8 +100,8 @@ std::optional<uint8_t> slot_from(const std::string &text) {
 
 } // namespace
 
-void add_ipmi(argument_parser app, context &context) {
-    verbs<ipmi_arguments> ipmi(app, context, "ipmi", "Commands to other controllers, over IPMI 2.0");
+void add_ipmi(argument_parser app, invocation &call) {
+    verbs<ipmi_arguments> ipmi(app, call, "ipmi", "Commands to other controllers, over IPMI 2.0");
     const auto raw =
         ipmi.add("raw", "Send a command (network function 0x38), and print the response", send_raw);
     raw.parser.add_note("The response begins with the completion code.");
@@ -109,7 +109,7 @@ void add_ipmi(argument_parser app, context &context) {
                  "smc|SLOT");
     add_number(raw.parser, "CMD", raw.given.command, UINT8_MAX, "command byte");
     add_bytes(raw.parser, "BYTES", raw.given.request, "request data").required(false);
-    add_json(raw.parser, context);
+    add_json(raw.parser, call);
 }
 
 } // namespace varnel::tools

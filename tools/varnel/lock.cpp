@@ -138,7 +138,7 @@ int locks_in(int set, const std::string &file) {
     return static_cast<int>(status.sem_nsems);
 }
 
-void show_status(const std::string &file, const context &context) {
+void show_status(const std::string &file, const invocation &call) {
     if (access(file.c_str(), F_OK) != 0) { // the library would create it
         throw std::system_error(errno, std::generic_category(), file);
     }
@@ -163,7 +163,7 @@ void show_status(const std::string &file, const context &context) {
                          {"waiting", waiting}});
     }
     const json all{{"file", file}, {"set", set}, {"locks", locks}};
-    print(context.json ? json_text(all) : rows.text());
+    print(call.json ? json_text(all) : rows.text());
 }
 
 void add_key_file(const added_verb<lock_arguments> &verb, const char *description) {
@@ -192,14 +192,14 @@ void add_run(verbs<lock_arguments> &lock) {
 
 } // namespace
 
-void add_lock(argument_parser app, context &context) {
-    verbs<lock_arguments> lock(app, context, "lock", "Locks between processes");
+void add_lock(argument_parser app, invocation &call) {
+    verbs<lock_arguments> lock(app, call, "lock", "Locks between processes");
     add_run(lock);
     const auto showing =
         lock.add("status", "Show the locks of a file, and which processes hold them",
                  [](const auto &asked, const lock_arguments &given) { show_status(given.file, asked); });
     add_key_file(showing, "names the locks");
-    add_json(showing.parser, context);
+    add_json(showing.parser, call);
 }
 
 } // namespace varnel::tools

@@ -83,8 +83,8 @@ void append_all(const options &given) {
 
 } // namespace
 
-void add_log(argument_parser app, context &context) {
-    verbs<options> family(app, context, "log", "Text logs of limited size");
+void add_log(argument_parser app, invocation &call) {
+    verbs<options> family(app, call, "log", "Text logs of limited size");
     const auto appending =
         family.add("append", "Append an entry, or one for each line of standard input", append_all);
     appending.parser.add_option("FILE", appending.given.file, "the log").required();

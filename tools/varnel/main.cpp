@@ -11,12 +11,12 @@ namespace varnel::tools {
 
 namespace {
 
-void run_action(context &asked) {
+void run_action(invocation &call) {
     try {
-        asked.action();
+        call.action();
     } catch (const refusal &answer) {
         say(fmt::format("varnel: {}", answer.what()));
-        asked.status = not_confirmed;
+        call.status = not_confirmed;
     }
 }
 

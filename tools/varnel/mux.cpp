@@ -83,14 +83,14 @@ std::string text_of(const std::vector<unsigned int> &channels) {
     return channels.empty() ? "none" : fmt::format("{}", fmt::join(channels, " "));
 }
 
-void print_control(const context &context, const options &given) {
+void print_control(const invocation &call, const options &given) {
     const uint8_t control = read_control(given);
     const std::vector<unsigned int> channels = channels_in(control);
     report lines;
     lines.add("device", given.chip.name());
     lines.add("control", fmt::format("0x{:02x}", control), "control", control);
     lines.add("channels", text_of(channels), "channels", channels);
-    print(lines.text(context));
+    print(lines.text(call));
 }
 
 /// CONTROL may have been meant as the number of a channel, so the channels are printed.
@@ -106,14 +106,14 @@ void disable_channels(const options &given) { write_control(given, 0); }
 
 } // namespace
 
-void add_mux(argument_parser app, context &context) {
-    verbs<options> mux(app, context, "mux", "PCA9548 and PCA9546 multiplexers: channels");
+void add_mux(argument_parser app, invocation &call) {
+    verbs<options> mux(app, call, "mux", "PCA9548 and PCA9546 multiplexers: channels");
     const auto add = [&](const char *name, const char *description, auto action) {
         const auto verb = mux.add(name, description, action);
         add_choice(verb.parser, "--chip", verb.given.model, {"pca9548", "pca9546"}, "default: pca9548");
         return verb;
     };
-    add_json(add("get", "Show which channels are connected", print_control).parser, context);
+    add_json(add("get", "Show which channels are connected", print_control).parser, call);
     const auto enable = add("enable", "Connect these channels and no others", enable_channels);
     add_number(enable.parser, "CONTROL", enable.given.control, UINT8_MAX,
                "control byte, a bit per channel: 5 is channels 0 and 2")

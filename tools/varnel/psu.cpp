@@ -137,7 +137,7 @@ void add_details(report &lines, const device_address &chip) {
     lines.add("details", std::move(details));
 }
 
-std::string status_view(const context &context, const device_address &chip) {
+std::string status_view(const invocation &call, const device_address &chip) {
     report lines;
     lines.add("device", chip.name());
     for (const quantity &each : quantities) {
@@ -153,15 +153,15 @@ std::string status_view(const context &context, const device_address &chip) {
         }
     }
     add_details(lines, chip);
-    return lines.text(context);
+    return lines.text(call);
 }
 
-std::string reading_view(const context &context, const options &given) {
+std::string reading_view(const invocation &call, const options &given) {
     const int raw = read_raw(given.chip, *given.reading);
     report lines;
     lines.add("device", given.chip.name());
     lines.add(given.reading->key, as_json(*given.reading, raw));
-    return context.json ? lines.text(context) : with_unit(*given.reading, raw) + "\n";
+    return call.json ? lines.text(call) : with_unit(*given.reading, raw) + "\n";
 }
 
 /// After a setting, with --verify: the reading that has to agree.
@@ -206,7 +206,7 @@ void set_rpm(const options &given) {
     }
 }
 
-void fan(const context &context, const options &given) {
+void fan(const invocation &call, const options &given) {
     if (given.percent.has_value() + given.at_least.has_value() + given.rpm.has_value() > 1) {
         throw bad_usage("psu fan: one of PERCENT, --at-least and --rpm");
     }
@@ -226,14 +226,13 @@ void fan(const context &context, const options &given) {
         const int raw = read_raw(given.chip, each);
         lines.add(each.name, with_unit(each, raw), each.key, as_json(each, raw));
     }
-    print(lines.text(context));
+    print(lines.text(call));
 }
 
-void switch_output(const context &context, const options &given) {
+void switch_output(const invocation &call, const options &given) {
     const bool off = given.off != 0;
     if (off) {
-        confirm(context,
-                fmt::format("{}: output off: what this supply feeds loses power", given.chip.name()));
+        confirm(call, fmt::format("{}: output off: what this supply feeds loses power", given.chip.name()));
     }
     on(given.chip, off ? "output off" : "output on",
        [&](uint32_t handle) { return off ? car2512_set_power_off(handle) : car2512_set_power_on(handle); });
@@ -250,18 +249,18 @@ void switch_output(const context &context, const options &given) {
     }
 }
 
-void voltage(const context &context, const options &given) {
+void voltage(const invocation &call, const options &given) {
     const quantity &setting = quantity_from("output-setting");
     const int now = read_raw(given.chip, setting);
     if (!given.centivolts) {
         report lines;
         lines.add("device", given.chip.name());
         lines.add(setting.key, as_json(setting, now));
-        return print(context.json ? lines.text(context) : with_unit(setting, now) + "\n");
+        return print(call.json ? lines.text(call) : with_unit(setting, now) + "\n");
     }
     const auto wanted = static_cast<int>(*given.centivolts);
-    confirm(context, fmt::format("{}: output voltage from {} to {}", given.chip.name(),
-                                 with_unit(setting, now), with_unit(setting, wanted)));
+    confirm(call, fmt::format("{}: output voltage from {} to {}", given.chip.name(), with_unit(setting, now),
+                              with_unit(setting, wanted)));
     on(given.chip, "set output voltage",
        [&](uint32_t handle) { return car2512_set_output_volt(handle, static_cast<uint16_t>(wanted)); });
     verify(given, setting.name, wanted);
@@ -289,12 +288,12 @@ std::optional<uint64_t> percent_from(const std::string &text) {
     return c_number(has_unit ? text.substr(0, text.size() - 1) : text, most_percent, "PERCENT");
 }
 
-void print_all(const context &context, const options &given) {
-    show(given.watch, [&] { return status_view(context, given.chip); });
+void print_all(const invocation &call, const options &given) {
+    show(given.watch, [&] { return status_view(call, given.chip); });
 }
 
-void print_one(const context &context, const options &given) {
-    show(given.watch, [&] { return reading_view(context, given); });
+void print_one(const invocation &call, const options &given) {
+    show(given.watch, [&] { return reading_view(call, given); });
 }
 
 void clear_faults(const options &given) {
@@ -306,20 +305,20 @@ void cancel_protection(const options &given) {
        [](uint32_t handle) { return car2512_cancel_write_protect(handle); });
 }
 
-void add_readings(verbs<options> &psu, context &context) {
+void add_readings(verbs<options> &psu, invocation &call) {
     const auto status = psu.add("status", "Show all readings, and faults in words", print_all);
-    add_json(status.parser, context);
+    add_json(status.parser, call);
     add_watch(status.parser, status.given.watch);
     const auto get = psu.add("get", "Show one reading", print_one);
     add_argument(
         get.parser, "READING", get.given.reading,
         [](const std::string &text) { return &quantity_from(text); }, "the reading",
         any_of(quantity_names()).c_str());
-    add_json(get.parser, context);
+    add_json(get.parser, call);
     add_watch(get.parser, get.given.watch);
 }
 
-void add_fan(verbs<options> &psu, context &context) {
+void add_fan(verbs<options> &psu, invocation &call) {
     const auto setting = psu.add("fan", "Show the fan, or set its duty cycle or speed", fan);
     add_argument(setting.parser, "PERCENT", setting.given.percent, percent_from, "duty cycle, 0 to 100")
         .required(false);
@@ -328,30 +327,30 @@ void add_fan(verbs<options> &psu, context &context) {
     add_number(setting.parser, "--rpm", setting.given.rpm, most_rpm,
                "speed, up to 20000; with 0 the duty cycle applies");
     add_verify(setting.parser, setting.given.verify);
-    add_json(setting.parser, context);
+    add_json(setting.parser, call);
 }
 
-void add_output(verbs<options> &psu, context &context) {
+void add_output(verbs<options> &psu, invocation &call) {
     const auto output = psu.add("output", "Switch the output", switch_output);
     add_choice(output.parser, "STATE", output.given.off, {"on", "off"}, "off asks for confirmation");
     add_verify(output.parser, output.given.verify);
-    add_yes(output.parser, context);
+    add_yes(output.parser, call);
     const auto volts = psu.add("voltage", "Show or set the programmed output voltage", voltage);
     add_argument(volts.parser, "VOLTS", volts.given.centivolts, centivolts_from,
                  "10.80 to 13.20; asks for confirmation")
         .required(false);
     add_verify(volts.parser, volts.given.verify);
-    add_yes(volts.parser, context);
-    add_json(volts.parser, context);
+    add_yes(volts.parser, call);
+    add_json(volts.parser, call);
 }
 
 } // namespace
 
-void add_psu(argument_parser app, context &context) {
-    verbs<options> psu(app, context, "psu", "CAR2512 power supply: readings, faults, fan, output");
-    add_readings(psu, context);
-    add_fan(psu, context);
-    add_output(psu, context);
+void add_psu(argument_parser app, invocation &call) {
+    verbs<options> psu(app, call, "psu", "CAR2512 power supply: readings, faults, fan, output");
+    add_readings(psu, call);
+    add_fan(psu, call);
+    add_output(psu, call);
     psu.add("clear", "Clear latched faults", clear_faults);
     psu.add("unprotect", "Cancel write protection, as every setting does", cancel_protection);
 }

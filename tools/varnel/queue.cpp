@@ -80,14 +80,14 @@ std::string escaped(const std::string &payload) {
     return text;
 }
 
-std::string shown(const queue_record &record, const queue_arguments &given, const context &context) {
+std::string shown(const queue_record &record, const queue_arguments &given, const invocation &call) {
     if (given.raw) {
         return {record.bytes().begin(), record.bytes().end()};
     }
     if (given.hex) {
         return fmt::format("{} {}\n", text_as_hex(record.header()), text_as_hex(record.payload()));
     }
-    if (context.json) {
+    if (call.json) {
         return json_line({{"header", text_as_hex(record.header())},
                           {"length", record.payload().size()},
                           {"payload", text_as_hex(record.payload())},
@@ -97,7 +97,7 @@ std::string shown(const queue_record &record, const queue_arguments &given, cons
 }
 
 /// Receives records; returns the bytes that still wait.
-std::size_t read_records(const queue_arguments &given, const context &context) {
+std::size_t read_records(const queue_arguments &given, const invocation &call) {
     const record_pipe pipe(given.pipe, record_pipe::use::read);
     const uint64_t count = given.count.value_or(1);
     for (uint64_t i = 0; given.follow || i < count; ++i) {
@@ -106,14 +106,14 @@ std::size_t read_records(const queue_arguments &given, const context &context) {
             throw failed(fmt::format("{}: no record{}", given.pipe, i == 0 ? "" : " more"));
         }
         const held_signals until_removed;
-        print(shown(*record, given, context)); // when that fails, the record is still there
+        print(shown(*record, given, call)); // when that fails, the record is still there
         pipe.remove(*record);
     }
     return pipe.waiting();
 }
 
-void read(const context &context, const queue_arguments &given) {
-    const std::size_t rest = read_records(given, context);
+void read(const invocation &call, const queue_arguments &given) {
+    const std::size_t rest = read_records(given, call);
     if (rest > 0 && !has_reader(given.pipe)) { // now that we have closed it
         say(fmt::format("varnel: {}: {} bytes left without a reader", given.pipe, rest));
     }
@@ -121,12 +121,12 @@ void read(const context &context, const queue_arguments &given) {
 
 // --- count ---
 
-void count(const context &context, const queue_arguments &given) {
+void count(const invocation &call, const queue_arguments &given) {
     const queue_content content = count_queue(given.pipe);
     report lines;
     lines.add("records", fmt::to_string(content.records), "records", content.records);
     lines.add("bytes", fmt::to_string(content.bytes), "bytes", content.bytes);
-    print(lines.text(context));
+    print(lines.text(call));
 }
 
 void add_pipe(const added_verb<queue_arguments> &verb) {
@@ -147,7 +147,7 @@ void add_post(verbs<queue_arguments> &queue) {
                             "fail when no process reads, another one posts, or the queue is full");
 }
 
-void add_read(verbs<queue_arguments> &queue, context &context) {
+void add_read(verbs<queue_arguments> &queue, invocation &call) {
     const auto reading = queue.add("read", "Print the payloads of records, one a line", read);
     reading.parser.add_note(
         "Each record is removed after it has been printed. With --timeout or --no-wait a record that "
@@ -166,18 +166,18 @@ void add_read(verbs<queue_arguments> &queue, context &context) {
         reading.parser.add_flag("--hex", reading.given.hex, "print header and payload in hexadecimal");
     reading.parser.add_flag("--raw", reading.given.raw, "print records as they are in the pipe")
         .excludes(hex);
-    add_json(reading.parser, context);
+    add_json(reading.parser, call);
 }
 
 } // namespace
 
-void add_queue(argument_parser app, context &context) {
-    verbs<queue_arguments> queue(app, context, "queue", "Record queues on named pipes");
+void add_queue(argument_parser app, invocation &call) {
+    verbs<queue_arguments> queue(app, call, "queue", "Record queues on named pipes");
     add_post(queue);
-    add_read(queue, context);
+    add_read(queue, call);
     const auto counting = queue.add("count", "Count the records that wait, and leave them there", count);
     add_pipe(counting);
-    add_json(counting.parser, context);
+    add_json(counting.parser, call);
 }
 
 } // namespace varnel::tools

@@ -17,8 +17,8 @@ void report::add(const std::string &name, const std::string &text, const std::st
 
 void report::add(const std::string &key, json value) { object_[key] = std::move(value); }
 
-std::string report::text(const context &context) const {
-    if (context.json) {
+std::string report::text(const invocation &call) const {
+    if (call.json) {
         return json_text(object_);
     }
     std::size_t width = 0;

@@ -23,7 +23,7 @@ class report {
     void add(const std::string &key, json value);
 
     /// The lines or, with --json, the object, with a newline at the end.
-    [[nodiscard]] std::string text(const context &context) const;
+    [[nodiscard]] std::string text(const invocation &call) const;
 
   private:
     std::vector<std::pair<std::string, std::string>> lines_ = {};

@@ -88,14 +88,14 @@ std::string format_time(std::time_t time, const char *format) {
     return {text.data(), length};
 }
 
-std::string view(const context &context) {
+std::string view(const invocation &call) {
     const std::time_t time = read_time();
     const std::time_t ahead = time - std::time(nullptr);
     report lines;
     lines.add("time", format_time(time, "%F %T %z"), "time", format_time(time, "%FT%T%z"));
     lines.add("epoch_seconds", time);
     lines.add("ahead of system time", fmt::format("{} s", ahead), "ahead_seconds", ahead);
-    return lines.text(context);
+    return lines.text(call);
 }
 
 /// "now", "@1700000000", "2026-11-21 08:00:00" or with T, as local time.
@@ -132,16 +132,16 @@ void set(const options &given) {
     }
 }
 
-void get(const context &context, const options &given) {
-    show(given.watch, [&] { return view(context); });
+void get(const invocation &call, const options &given) {
+    show(given.watch, [&] { return view(call); });
 }
 
 } // namespace
 
-void add_rtc(argument_parser app, context &context) {
-    verbs<options> rtc(app, context, "rtc", "DS3232 clock at 0:0x68, which holds local time");
+void add_rtc(argument_parser app, invocation &call) {
+    verbs<options> rtc(app, call, "rtc", "DS3232 clock at 0:0x68, which holds local time");
     const auto getting = rtc.add("get", "Show the clock's time, and how far it is ahead of system time", get);
-    add_json(getting.parser, context);
+    add_json(getting.parser, call);
     add_watch(getting.parser, getting.given.watch);
     const auto setting = rtc.add("set", "Set the clock", set);
     add_argument(setting.parser, "TIME", setting.given.time, time_from,

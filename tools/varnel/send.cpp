@@ -170,11 +170,10 @@ struct options {
 
 } // namespace
 
-void add_send(argument_parser app, context &context) {
-    const auto sending =
-        verbs<options>(app, context)
-            .add("send", "Serve a file over TCP to clients that fetch it, one after another",
-                 [](const options &given) { send(given.file, static_cast<unsigned int>(given.clients)); });
+void add_send(argument_parser app, invocation &call) {
+    const auto sending = verbs<options>(app, call).add(
+        "send", "Serve a file over TCP to clients that fetch it, one after another",
+        [](const options &given) { send(given.file, static_cast<unsigned int>(given.clients)); });
     sending.parser.add_note("Nothing is authenticated.");
     sending.parser.add_option("FILE", sending.given.file, "the file, less than 2 GiB").required();
     add_number(sending.parser, "--clients", sending.given.clients, {1, most_clients},

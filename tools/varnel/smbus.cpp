@@ -51,27 +51,27 @@ std::string trouble(const options &given, const char *verb) {
     return fmt::format("{} {}", verb, register_name(given));
 }
 
-void print_value(const context &context, const options &given, const std::string &text, json value) {
+void print_value(const invocation &call, const options &given, const std::string &text, json value) {
     report lines;
     lines.add("device", given.chip.name());
     if (given.has_command) {
         lines.add("register", given.command);
     }
     lines.add("value", std::move(value));
-    print(context.json ? lines.text(context) : text + "\n");
+    print(call.json ? lines.text(call) : text + "\n");
 }
 
-void print_bytes(const context &context, const options &given, const std::vector<uint8_t> &bytes) {
-    print_value(context, given, in_hex(bytes), bytes);
+void print_bytes(const invocation &call, const options &given, const std::vector<uint8_t> &bytes) {
+    print_value(call, given, in_hex(bytes), bytes);
 }
 
 /// Going by the address: what is written to an EEPROM outlives the board's power.
 bool may_be_eeprom(const device_address &chip) { return chip.address >= 0x50 && chip.address <= 0x57; }
 
-void confirm_write(const context &context, const options &given, const std::string &data) {
+void confirm_write(const invocation &call, const options &given, const std::string &data) {
     if (may_be_eeprom(given.chip)) {
-        confirm(context, fmt::format("{}: write {} to {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
-                                     given.chip.name(), data, register_name(given)));
+        confirm(call, fmt::format("{}: write {} to {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
+                                  given.chip.name(), data, register_name(given)));
     }
 }
 
@@ -103,38 +103,38 @@ void send_byte(const options &given) {
        [&](uint32_t handle) { return smbus_send_byte_to_device(handle, static_cast<uint8_t>(given.value)); });
 }
 
-void receive_byte(const context &context, const options &given) {
+void receive_byte(const invocation &call, const options &given) {
     uint8_t byte = 0;
     on(given.chip, "receive byte", [&](uint32_t handle) { return smbus_recv_byte_to_device(handle, &byte); });
-    print_value(context, given, byte_text(byte), byte);
+    print_value(call, given, byte_text(byte), byte);
 }
 
-void read_byte(const context &context, const options &given) {
+void read_byte(const invocation &call, const options &given) {
     uint8_t byte = 0;
     on(given.chip, trouble(given, "read"),
        [&](uint32_t handle) { return smbus_read_byte_to_device(handle, given.command, &byte); });
-    print_value(context, given, byte_text(byte), byte);
+    print_value(call, given, byte_text(byte), byte);
 }
 
-void read_word(const context &context, const options &given) {
+void read_word(const invocation &call, const options &given) {
     uint16_t word = 0;
     on(given.chip, trouble(given, "read"),
        [&](uint32_t handle) { return smbus_read_word_to_device(handle, given.command, &word); });
-    print_value(context, given, word_text(word), word);
+    print_value(call, given, word_text(word), word);
 }
 
-void read_block(const context &context, const options &given) {
+void read_block(const invocation &call, const options &given) {
     std::vector<uint8_t> block(given.length);
     on(given.chip, trouble(given, "read"), [&](uint32_t handle) {
         return smbus_read_block_to_device(handle, given.command, static_cast<unsigned int>(block.size()),
                                           block.data());
     });
-    print_bytes(context, given, block);
+    print_bytes(call, given, block);
 }
 
-void write_byte(const context &context, const options &given) {
+void write_byte(const invocation &call, const options &given) {
     const auto byte = static_cast<uint8_t>(given.value);
-    confirm_write(context, given, byte_text(byte));
+    confirm_write(call, given, byte_text(byte));
     on(given.chip, trouble(given, "write"),
        [&](uint32_t handle) { return smbus_write_byte_to_device(handle, given.command, byte); });
     if (given.verify) {
@@ -145,9 +145,9 @@ void write_byte(const context &context, const options &given) {
     }
 }
 
-void write_word(const context &context, const options &given) {
+void write_word(const invocation &call, const options &given) {
     const auto word = static_cast<uint16_t>(given.value);
-    confirm_write(context, given, word_text(word));
+    confirm_write(call, given, word_text(word));
     on(given.chip, trouble(given, "write"),
        [&](uint32_t handle) { return smbus_write_word_to_device(handle, given.command, word); });
     if (given.verify) {
@@ -158,9 +158,9 @@ void write_word(const context &context, const options &given) {
     }
 }
 
-void write_block(const context &context, const options &given) {
+void write_block(const invocation &call, const options &given) {
     const auto count = static_cast<unsigned int>(given.bytes.size());
-    confirm_write(context, given, fmt::format("a block of {}", in_hex(given.bytes)));
+    confirm_write(call, given, fmt::format("a block of {}", in_hex(given.bytes)));
     on(given.chip, trouble(given, "write"), [&](uint32_t handle) {
         return smbus_write_block_to_device(handle, given.command, count, given.bytes.data());
     });
@@ -172,46 +172,46 @@ void write_block(const context &context, const options &given) {
     }
 }
 
-void process_call(const context &context, const options &given) {
+void process_call(const invocation &call, const options &given) {
     const auto word = static_cast<uint16_t>(given.value);
     uint16_t answer = 0;
-    confirm_write(context, given, word_text(word));
+    confirm_write(call, given, word_text(word));
     on(given.chip, trouble(given, "process call of"),
        [&](uint32_t handle) { return smbus_process_call_to_device(handle, given.command, word, &answer); });
-    print_value(context, given, word_text(answer), answer);
+    print_value(call, given, word_text(answer), answer);
 }
 
-void block_process_call(const context &context, const options &given) {
+void block_process_call(const invocation &call, const options &given) {
     if (given.bytes.size() + given.length > longest_block) {
         throw bad_usage(fmt::format("{} bytes to write and {} to read are more than {}", given.bytes.size(),
                                     given.length, longest_block));
     }
     std::vector<uint8_t> answer(given.length);
-    confirm_write(context, given, fmt::format("a block of {}", in_hex(given.bytes)));
+    confirm_write(call, given, fmt::format("a block of {}", in_hex(given.bytes)));
     on(given.chip, trouble(given, "process call of"), [&](uint32_t handle) {
         return smbus_block_write_block_read_process_call_to_device(
             handle, given.command, static_cast<unsigned int>(given.bytes.size()), given.bytes.data(),
             static_cast<uint8_t>(answer.size()), answer.data());
     });
-    print_bytes(context, given, answer);
+    print_bytes(call, given, answer);
 }
 
 /// One byte alone, or in front of a read, stores nothing: it says where.
-void confirm_transfer(const context &context, const options &given) {
+void confirm_transfer(const invocation &call, const options &given) {
     if (may_be_eeprom(given.chip) && given.bytes.size() > 1) {
-        confirm(context, fmt::format("{}: write {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
-                                     given.chip.name(), in_hex(given.bytes)));
+        confirm(call, fmt::format("{}: write {}; chips at 0x50 to 0x57 are EEPROMs, which keep it",
+                                  given.chip.name(), in_hex(given.bytes)));
     }
 }
 
-void transfer(const context &context, const options &given) {
+void transfer(const invocation &call, const options &given) {
     if (given.bytes.empty() && given.length == 0) {
         throw bad_usage("transfer: nothing to write and nothing to read");
     }
     if (given.bytes.size() > longest_transfer) {
         throw bad_usage(fmt::format("transfer: more than {} bytes", longest_transfer));
     }
-    confirm_transfer(context, given);
+    confirm_transfer(call, given);
     std::vector<uint8_t> answer(given.length);
     on(given.chip, "transfer", [&](uint32_t handle) {
         return smbus_flexible_write_read_to_device(handle, 0, static_cast<unsigned int>(given.bytes.size()),
@@ -220,7 +220,7 @@ void transfer(const context &context, const options &given) {
                                                    answer.empty() ? nullptr : answer.data());
     });
     if (!answer.empty()) {
-        print_bytes(context, given, answer);
+        print_bytes(call, given, answer);
     }
 }
 
@@ -245,72 +245,72 @@ void add_block(const added_verb<options> &verb) {
         .option_text("...");
 }
 
-void add_writing(const added_verb<options> &verb, context &context) {
+void add_writing(const added_verb<options> &verb, invocation &call) {
     add_verify(verb.parser, verb.given.verify);
-    add_yes(verb.parser, context);
+    add_yes(verb.parser, call);
 }
 
-void add_calling(const added_verb<options> &verb, context &context) {
-    add_json(verb.parser, context);
-    add_yes(verb.parser, context);
+void add_calling(const added_verb<options> &verb, invocation &call) {
+    add_json(verb.parser, call);
+    add_yes(verb.parser, call);
 }
 
-void add_without_command(verbs<options> &smbus, context &context) {
+void add_without_command(verbs<options> &smbus, invocation &call) {
     const auto quicker = smbus.add("quick", "Quick command: the address alone", quick);
     quicker.parser.add_flag("--read", quicker.given.read, "with the read bit; default: the write bit");
     const auto sending = smbus.add("send-byte", "Send one byte", send_byte);
     add_number(sending.parser, "BYTE", sending.given.value, UINT8_MAX, "the byte");
-    add_json(smbus.add("receive-byte", "Receive one byte", receive_byte).parser, context);
+    add_json(smbus.add("receive-byte", "Receive one byte", receive_byte).parser, call);
 }
 
-void add_readers(verbs<options> &smbus, context &context) {
-    add_json(add_with_command(smbus, "read-byte", "Read a byte", read_byte).parser, context);
-    add_json(add_with_command(smbus, "read-word", "Read a word, low byte first", read_word).parser, context);
+void add_readers(verbs<options> &smbus, invocation &call) {
+    add_json(add_with_command(smbus, "read-byte", "Read a byte", read_byte).parser, call);
+    add_json(add_with_command(smbus, "read-word", "Read a word, low byte first", read_word).parser, call);
     const auto block =
         add_with_command(smbus, "read-block", "Read a block; the chip's own count is not shown", read_block);
     add_count(block, "COUNT", longest_block);
-    add_json(block.parser, context);
+    add_json(block.parser, call);
 }
 
-void add_writers(verbs<options> &smbus, context &context) {
+void add_writers(verbs<options> &smbus, invocation &call) {
     const auto byte = add_with_command(smbus, "write-byte", "Write a byte", write_byte);
     add_number(byte.parser, "VALUE", byte.given.value, UINT8_MAX, "the byte");
-    add_writing(byte, context);
+    add_writing(byte, call);
     const auto word = add_with_command(smbus, "write-word", "Write a word, low byte first", write_word);
     add_number(word.parser, "VALUE", word.given.value, UINT16_MAX, "the word");
-    add_writing(word, context);
+    add_writing(word, call);
     const auto block = add_with_command(smbus, "write-block", "Write a block of up to 32 bytes", write_block);
     add_block(block);
-    add_writing(block, context);
+    add_writing(block, call);
 }
 
-void add_calls(verbs<options> &smbus, context &context) {
+void add_calls(verbs<options> &smbus, invocation &call) {
     const auto word = add_with_command(smbus, "process-call", "Write a word and read one", process_call);
     add_number(word.parser, "VALUE", word.given.value, UINT16_MAX, "the word written");
-    add_calling(word, context);
+    add_calling(word, call);
     const auto block = add_with_command(smbus, "block-process-call",
                                         "Write a block and read one, 32 bytes together", block_process_call);
     add_block(block);
     add_count(block, "--read", longest_block - 1).required();
-    add_calling(block, context);
+    add_calling(block, call);
     const auto raw =
         smbus.add("transfer", "Write bytes, read bytes, or write then read, without any frame", transfer);
     add_bytes(raw.parser, "BYTES", raw.given.bytes, "bytes to write");
     add_count(raw, "--read", longest_transfer);
-    add_calling(raw, context);
+    add_calling(raw, call);
 }
 
 } // namespace
 
-void add_smbus(argument_parser app, context &context) {
-    verbs<options> smbus(app, context, "smbus", "SMBus transactions, one each; and raw transfers");
+void add_smbus(argument_parser app, invocation &call) {
+    verbs<options> smbus(app, call, "smbus", "SMBus transactions, one each; and raw transfers");
     smbus.family().add_note("Verbs that store something ask for confirmation when the address is 0x50 to "
                             "0x57, where EEPROMs are.");
-    add_survey(smbus.family(), context);
-    add_without_command(smbus, context);
-    add_readers(smbus, context);
-    add_writers(smbus, context);
-    add_calls(smbus, context);
+    add_survey(smbus.family(), call);
+    add_without_command(smbus, call);
+    add_readers(smbus, call);
+    add_writers(smbus, call);
+    add_calls(smbus, call);
 }
 
 } // namespace varnel::tools

@@ -58,12 +58,12 @@ std::vector<std::string> devices_on(uint8_t bus) {
     return found;
 }
 
-void scan(const context &context, const bus_arguments &given) {
+void scan(const invocation &call, const bus_arguments &given) {
     const std::vector<std::string> found = devices_on(static_cast<uint8_t>(given.bus));
     report lines;
     lines.add("bus", given.bus);
     lines.add("devices", found);
-    print(context.json ? lines.text(context)
+    print(call.json ? lines.text(call)
                        : fmt::format("{}{}", fmt::join(found, "\n"), found.empty() ? "" : "\n"));
 }
 
@@ -104,7 +104,7 @@ std::string rows_of(const registers &all) {
     return text;
 }
 
-void dump(const context &context, const chip_arguments &given) {
+void dump(const invocation &call, const chip_arguments &given) {
     const registers all = read_registers(given.chip);
     json values = json::array();
     for (const auto &each : all) {
@@ -113,25 +113,25 @@ void dump(const context &context, const chip_arguments &given) {
     report lines;
     lines.add("device", given.chip.name());
     lines.add("registers", std::move(values));
-    print(context.json ? lines.text(context) : rows_of(all));
+    print(call.json ? lines.text(call) : rows_of(all));
 }
 
 } // namespace
 
-void add_survey(argument_parser smbus, context &context) {
+void add_survey(argument_parser smbus, invocation &call) {
     const auto scanning =
-        verbs<bus_arguments>(smbus, context)
+        verbs<bus_arguments>(smbus, call)
             .add("scan",
                  "List the devices that answer on a bus: to a quick command, at 0x30 to 0x37 "
                  "and 0x50 to 0x5f to reading a byte",
                  scan);
     add_number(scanning.parser, "BUS", scanning.given.bus, UINT8_MAX, "number of the bus");
-    add_json(scanning.parser, context);
+    add_json(scanning.parser, call);
     const auto dumping =
-        verbs<chip_arguments>(smbus, context)
+        verbs<chip_arguments>(smbus, call)
             .add("dump", "Print all 256 registers, read one byte at a time; -- is one that cannot be read",
                  dump);
-    add_json(dumping.parser, context);
+    add_json(dumping.parser, call);
 }
 
 } // namespace varnel::tools

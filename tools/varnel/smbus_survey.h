@@ -6,6 +6,6 @@
 namespace varnel::tools {
 
 /// Adds `scan` and `dump` to the verbs of `smbus`.
-void add_survey(argument_parser smbus, context &context);
+void add_survey(argument_parser smbus, invocation &call);
 
 } // namespace varnel::tools

@@ -132,10 +132,9 @@ void write_log(const syslog_options &given) {
 
 } // namespace
 
-void add_syslog(argument_parser app, context &context) {
-    const auto writing =
-        verbs<syslog_options>(app, context)
-            .add("syslog", "Write a line to the system log, or each line of standard input", write_log);
+void add_syslog(argument_parser app, invocation &call) {
+    const auto writing = verbs<syslog_options>(app, call).add(
+        "syslog", "Write a line to the system log, or each line of standard input", write_log);
     writing.parser.add_option("TEXT", writing.given.words,
                               "the message; without one, lines of standard input");
     writing.parser.add_option("--level", writing.given.level, "default: info")

@@ -3,10 +3,10 @@
 
 namespace varnel::tools {
 
-void add_json(argument_parser verb, context &context) { verb.add_flag("--json", context.json, "print JSON"); }
+void add_json(argument_parser verb, invocation &call) { verb.add_flag("--json", call.json, "print JSON"); }
 
-void add_yes(argument_parser verb, context &context) {
-    verb.add_flag("-y,--yes", context.yes, "do not ask for confirmation");
+void add_yes(argument_parser verb, invocation &call) {
+    verb.add_flag("-y,--yes", call.yes, "do not ask for confirmation");
 }
 
 void add_verify(argument_parser verb, bool &verify) {

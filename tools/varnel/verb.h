@@ -22,23 +22,23 @@ struct added_verb {
 template <typename Options>
 class verbs {
   public:
-    verbs(argument_parser app, context &context, const char *name, const char *description)
-        : family_(app.add_subcommand(name, description)), context_(context) {}
+    verbs(argument_parser app, invocation &call, const char *name, const char *description)
+        : family_(app.add_subcommand(name, description)), call_(call) {}
 
     /// Verbs that have no family, such as `send`.
-    verbs(argument_parser app, context &context) : family_(app), context_(context) {}
+    verbs(argument_parser app, invocation &call) : family_(app), call_(call) {}
 
-    /// `action` gets the verb's options, after the context if it wants that, when all arguments have been read.
+    /// `action` gets the verb's options, after the invocation if it wants that, when all arguments have been read.
     template <typename Action>
     added_verb<Options> add(const char *name, const char *description, Action action) {
         const auto given = std::make_shared<Options>();
         argument_parser parser = family_.add_subcommand(name, description);
-        parser.callback([&context = context_, given, action] {
-            context.action = [&context, given, action] {
+        parser.callback([&call = call_, given, action] {
+            call.action = [&call, given, action] {
                 if constexpr (std::is_invocable_v<Action, const Options &>) {
                     action(*given);
                 } else {
-                    action(context, *given);
+                    action(call, *given);
                 }
             };
         });
@@ -52,14 +52,14 @@ class verbs {
 
   private:
     argument_parser family_;
-    context &context_;
+    invocation &call_;
 };
 
 /// For verbs that print readings.
-void add_json(argument_parser verb, context &context);
+void add_json(argument_parser verb, invocation &call);
 
 /// For verbs that call confirm().
-void add_yes(argument_parser verb, context &context);
+void add_yes(argument_parser verb, invocation &call);
 
 /// For verbs that can read back what they wrote.
 void add_verify(argument_parser verb, bool &verify);

@@ -55,10 +55,10 @@ xml_document_owner read_good_file(const std::string &file, unsigned int flags) {
 
 // --- check ---
 
-int check(const std::string &file, const context &context) {
+int check(const std::string &file, const invocation &call) {
     const xml_text text = read_file(file, 0);
     const std::string meaning = xml_meaning(text.status);
-    if (context.json) {
+    if (call.json) {
         print(json_text({{"file", file},
                          {"status", text.status},
                          {"meaning", meaning},
@@ -154,7 +154,7 @@ json found_values(const std::vector<const xml_node *> &elements, const std::stri
     return all;
 }
 
-void get(const std::string &path, const std::string &file, const context &context) {
+void get(const std::string &path, const std::string &file, const invocation &call) {
     const xml_path wanted(path);
     const xml_document_owner document = read_good_file(file, 0);
     std::string lines;
@@ -162,7 +162,7 @@ void get(const std::string &path, const std::string &file, const context &contex
     if (all.empty()) {
         throw failed(fmt::format("{}: no {}", shown_name(file), path));
     }
-    print(context.json ? json_text(all) : lines);
+    print(call.json ? json_text(all) : lines);
 }
 
 struct options {
@@ -178,14 +178,14 @@ void add_document(const added_verb<options> &verb) {
 
 } // namespace
 
-void add_xml(argument_parser app, context &context) {
-    verbs<options> xml(app, context, "xml", "XML documents, as the library reads and writes them");
+void add_xml(argument_parser app, invocation &call) {
+    verbs<options> xml(app, call, "xml", "XML documents, as the library reads and writes them");
 
     const auto checking =
         xml.add("check", "Check a document; report the first error and its line",
                 [](auto &asked, const options &given) { asked.status = check(given.file, asked); });
     add_document(checking);
-    add_json(checking.parser, context);
+    add_json(checking.parser, call);
 
     const auto formatting =
         xml.add("format", "Print a document, laid out by the library's writer", [](const options &given) {
@@ -204,7 +204,7 @@ void add_xml(argument_parser app, context &context) {
                     "such as /fans/fan, /fans/fan[2], '/fans/fan[@id=\"2\"]/@speed'")
         .required();
     add_document(getting);
-    add_json(getting.parser, context);
+    add_json(getting.parser, call);
 }
 
 } // namespace varnel::tools
