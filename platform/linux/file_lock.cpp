@@ -83,8 +83,8 @@ struct taking {
     bool has_others;
 };
 
-/// Takes the lock of the file among this process's threads.
-taking take(const struct stat &file) {
+/// Waits for the lock of the file among the threads of this process.
+taking lock_among_threads(const struct stat &file) {
     const exclusive table(taken_files_mutex);
     const bool has_others = holds_another(file);
     taken_file *holder = find(file);
@@ -227,7 +227,7 @@ int lock_again(int fd, const taken_file &taken, bool has_others) {
 }
 
 int lock(int fd, const struct stat &file) {
-    const taking taken = take(file);
+    const taking taken = lock_among_threads(file);
     if (taken.place == nullptr) {
         return ENOLCK;
     }

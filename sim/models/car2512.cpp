@@ -189,16 +189,16 @@ std::vector<reading> car2512::readings() const {
 void car2512::set(std::string_view name, std::string_view value) {
     if (name == "load") {
         const double watts = parse_quantity(name, value, load_range);
-        current().surround([=](power_stage &stage) { stage.load = watts; });
+        current().change_surroundings([=](power_stage &stage) { stage.load = watts; });
     } else if (name == "ambient") {
         const double degrees = parse_quantity(name, value, ambient_range);
-        current().surround([=](power_stage &stage) { stage.ambient = degrees; });
+        current().change_surroundings([=](power_stage &stage) { stage.ambient = degrees; });
     } else if (name == "fan") {
         const bool seized = parse_choice(name, value, {"ok", "stopped"}) == 1;
-        current().surround([=](power_stage &stage) { stage.fan_seized = seized; });
+        current().change_surroundings([=](power_stage &stage) { stage.fan_seized = seized; });
     } else if (name == "input") {
         const double volts = value == "lost" ? 0 : parse_quantity(name, value, input_range);
-        current().surround([=](power_stage &stage) { stage.input_volts = volts; });
+        current().change_surroundings([=](power_stage &stage) { stage.input_volts = volts; });
     } else if (name == "firmware") {
         current().set_firmware(parse_number(name, value, 0xFF));
     } else {

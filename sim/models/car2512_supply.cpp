@@ -55,7 +55,7 @@ void car2512_supply::catch_up(std::chrono::nanoseconds now) {
 }
 
 void car2512_supply::power_on() {
-    steer();
+    update_stage();
     stage_.power_on();
     latches_.clear_all();
     tripped_ = false;
@@ -69,7 +69,7 @@ bool car2512_supply::input_good() const {
 }
 
 /// Passes the state of the commands on to the power stage.
-void car2512_supply::steer() {
+void car2512_supply::update_stage() {
     stage_.output_on = commanded_on() && !tripped_ && input_good();
     const double by_duty = power_stage::fan_full_speed * duty_ / full_duty;
     stage_.fan_target = fan_command_ != 0 ? fan_command_ : by_duty;
@@ -77,7 +77,7 @@ void car2512_supply::steer() {
 
 /// Latches whatever is wrong now; too hot or too much load switches the output off.
 void car2512_supply::latch_faults() {
-    steer();
+    update_stage();
     const double volts = stage_.input_volts;
     latches_.latch(pmbus::status_input, (volts < low_input_warning ? vin_uv_warning : 0) |
                                             (volts < low_input_fault ? vin_uv_fault | off_for_low_input : 0) |
@@ -91,7 +91,7 @@ void car2512_supply::latch_faults() {
     latches_.latch(pmbus::status_iout, (stage_.output_power() > overload_warning ? iout_oc_warning : 0) |
                                            (overload ? over_fault : 0));
     tripped_ = tripped_ || (commanded_on() && (too_hot || overload));
-    steer();
+    update_stage();
 }
 
 unsigned int car2512_supply::duty_in_effect() const {
@@ -170,11 +170,11 @@ bool car2512_supply::apply(uint8_t command, unsigned int data) {
     case pmbus::write_protect:
         return protect(data);
     case pmbus::fan_command_1:
-        return take(fan_command_, data, 0, static_cast<unsigned int>(power_stage::fan_full_speed));
+        return set_within(fan_command_, data, 0, static_cast<unsigned int>(power_stage::fan_full_speed));
     case own::set_output_volt:
-        return take(volts_, data, lowest_output, highest_output);
+        return set_within(volts_, data, lowest_output, highest_output);
     case own::set_fan_duty_cycle:
-        return take(duty_, data, 0, full_duty);
+        return set_within(duty_, data, 0, full_duty);
     default: // a status register: written ones clear
         latches_.clear(command, data);
         return true;
@@ -203,7 +203,8 @@ bool car2512_supply::protect(unsigned int data) {
     return true;
 }
 
-bool car2512_supply::take(unsigned int &setting, unsigned int data, unsigned int least, unsigned int most) {
+bool car2512_supply::set_within(unsigned int &setting, unsigned int data, unsigned int least,
+                                unsigned int most) {
     if (data < least || data > most) {
         return false;
     }

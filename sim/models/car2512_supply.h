@@ -28,7 +28,7 @@ class car2512_supply {
 
     /// Changes what surrounds the supply.
     template <class Change>
-    void surround(Change change) {
+    void change_surroundings(Change change) {
         change(stage_);
         stage_.settle_fan();
         latch_faults();
@@ -42,8 +42,8 @@ class car2512_supply {
     bool apply(uint8_t command, unsigned int data);
     bool operate(unsigned int data);
     bool protect(unsigned int data);
-    static bool take(unsigned int &setting, unsigned int data, unsigned int least, unsigned int most);
-    void steer();
+    static bool set_within(unsigned int &setting, unsigned int data, unsigned int least, unsigned int most);
+    void update_stage();
     void latch_faults();
 
     power_stage stage_;

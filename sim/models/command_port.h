@@ -18,7 +18,7 @@ class command_port : public bus_port {
             command_follows_ = false;
             return select(byte);
         }
-        return store(byte);
+        return write_data(byte);
     }
 
     void stop() override {}
@@ -26,7 +26,7 @@ class command_port : public bus_port {
   private:
     /// Both return whether the chip acknowledges.
     virtual bool select(uint8_t command) = 0;
-    virtual bool store(uint8_t data) = 0;
+    virtual bool write_data(uint8_t data) = 0;
 
     bool command_follows_ = false;
 };

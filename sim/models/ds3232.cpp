@@ -29,7 +29,7 @@ class ds3232 : public chip, private command_port {
   private:
     bool start(direction way) override;
     bool select(uint8_t command) override;
-    bool store(uint8_t data) override;
+    bool write_data(uint8_t data) override;
     uint8_t read() override;
 
     rtc &current() const;
@@ -57,7 +57,7 @@ bool ds3232::select(uint8_t command) {
     return true;
 }
 
-bool ds3232::store(uint8_t data) {
+bool ds3232::write_data(uint8_t data) {
     current().write(pointer_, data, clock_.now());
     advance_pointer();
     return true;

@@ -37,7 +37,7 @@ class eeprom_24c02 : public chip, private command_port {
 
     bool start(direction way) override;
     bool select(uint8_t command) override;
-    bool store(uint8_t data) override;
+    bool write_data(uint8_t data) override;
     uint8_t read() override { return memory_[address_++]; }
     void stop() override;
 
@@ -63,7 +63,7 @@ bool eeprom_24c02::select(uint8_t command) {
 }
 
 /// The address counts on inside its page.
-bool eeprom_24c02::store(uint8_t data) {
+bool eeprom_24c02::write_data(uint8_t data) {
     const std::size_t column = address_ % page_size;
     page_.at(column) = data;
     address_ = static_cast<uint8_t>(address_ - column + (column + 1) % page_size);

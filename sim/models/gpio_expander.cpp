@@ -45,7 +45,7 @@ bool gpio_expander::select(uint8_t command) {
     return true;
 }
 
-bool gpio_expander::store(uint8_t data) {
+bool gpio_expander::write_data(uint8_t data) {
     if (const auto location = locate(command_)) {
         write_register(banks_[location->bank], location->kind, data);
     }

@@ -49,7 +49,7 @@ class gpio_expander : public chip, private command_port {
     [[nodiscard]] virtual uint8_t next(uint8_t command) const = 0;
 
     bool select(uint8_t command) final;
-    bool store(uint8_t data) final;
+    bool write_data(uint8_t data) final;
     uint8_t read() final;
 
     [[nodiscard]] uint8_t levels(std::size_t bank) const { return pins_.levels(bank, banks_[bank].drive()); }

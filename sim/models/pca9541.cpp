@@ -54,7 +54,7 @@ class master_port : public command_port {
 
   private:
     bool select(uint8_t command) override;
-    bool store(uint8_t data) override;
+    bool write_data(uint8_t data) override;
     unsigned int next_register();
 
     pca9541 &selector_;
@@ -99,7 +99,7 @@ bool master_port::select(uint8_t command) {
     return true;
 }
 
-bool master_port::store(uint8_t data) {
+bool master_port::write_data(uint8_t data) {
     switch (next_register()) {
     case interrupt_enable:
         masked = data & maskable;

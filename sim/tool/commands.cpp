@@ -20,7 +20,7 @@ void add_commands(argument_parser app, invocation &call) {
 
 } // namespace
 
-int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &carry_out) {
+int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &run) {
     invocation call;
     call.program = split_off_program(arguments);
     command varnel_sim({"varnel-sim",
@@ -38,7 +38,7 @@ int run_command(std::vector<std::string> arguments, const std::function<void(inv
     if (!call.program.empty() && varnel_sim.typed_verb() != "run") {
         throw bad_usage("only run takes a program after --");
     }
-    carry_out(call);
+    run(call);
     return call.status;
 }
 

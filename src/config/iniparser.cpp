@@ -81,7 +81,7 @@ void put_section(bounded_text &out, std::string_view old, const ini_match &match
     out.append({between(old.data(), match.section_name), "[", name, "]", rest});
 }
 
-int32_t store(ini_image &file, const char *file_path, bounded_text &out) {
+int32_t save(ini_image &file, const char *file_path, bounded_text &out) {
     return out.fits() && file.replace(file_path, out) ? 0 : -1;
 }
 
@@ -122,7 +122,7 @@ int32_t set_config_string(const char *file_path, const char *section, const char
     const std::string_view old = file.content();
     bounded_text out;
     put_entry(out, old, scan_ini(old, section, key), section, key, value);
-    return store(file, file_path, out);
+    return save(file, file_path, out);
 }
 
 int32_t set_section_string(const char *file_path, const char *old_section, const char *new_section) {
@@ -137,5 +137,5 @@ int32_t set_section_string(const char *file_path, const char *old_section, const
     const std::string_view old = file.content();
     bounded_text out;
     put_section(out, old, scan_ini(old, old_section, ""), new_section); // no entry has an empty key
-    return store(file, file_path, out);
+    return save(file, file_path, out);
 }

@@ -42,7 +42,7 @@ struct operation {
                              : fetch(data, "i2c_master_read_on_bus(device.bus, device.slave_addr, data, 1)");
     }
 
-    [[nodiscard]] int write(uint8_t value) const { return select() != 0 ? -1 : store(value); }
+    [[nodiscard]] int write(uint8_t value) const { return select() != 0 ? -1 : write_selected(value); }
 
     [[nodiscard]] int set_pin(uint8_t bit) const { return change(mask_of(bit), 0); }
     [[nodiscard]] int clear_pin(uint8_t bit) const { return change(0, mask_of(bit)); }
@@ -54,7 +54,7 @@ struct operation {
             fetch(&old, "i2c_master_read_on_bus(device.bus, device.slave_addr, &old_data, 1)") != 0) {
             return -1;
         }
-        return store(static_cast<uint8_t>((old | set) & ~clear));
+        return write_selected(static_cast<uint8_t>((old | set) & ~clear));
     }
 
     [[nodiscard]] int select() const {
@@ -66,7 +66,7 @@ struct operation {
         return expected(i2c_master_read_on_bus(chip.bus, chip.slave, data, 1), 1, lines.read, call);
     }
 
-    [[nodiscard]] int store(uint8_t value) const {
+    [[nodiscard]] int write_selected(uint8_t value) const {
         const std::array<uint8_t, 2> frame{reg, value};
         return expected(i2c_master_write_on_bus(chip.bus, chip.slave, frame.data(), 2), 2, lines.write,
                         "i2c_master_write_on_bus(device.bus, device.slave_addr, data, 2)");

@@ -19,7 +19,7 @@ sembuf operation(int32_t semnum, short change, short flags) {
 }
 
 /// Changes free (0) to held (1) in one step. When the holder dies, the kernel undoes the 1.
-int take(int32_t semid, int32_t semnum, short wait_flags) {
+int lock(int32_t semid, int32_t semnum, short wait_flags) {
     std::array<sembuf, 2> operations{operation(semnum, 0, wait_flags), operation(semnum, 1, SEM_UNDO)};
     return semop(semid, operations.data(), operations.size());
 }
@@ -36,9 +36,9 @@ int get_sem_lock(const char *path, int32_t nsems) {
     return key == -1 ? -1 : semget(key, nsems, IPC_CREAT | everyone);
 }
 
-int wait_sem_lock(int32_t semid, int32_t semnum) { return take(semid, semnum, 0); }
+int wait_sem_lock(int32_t semid, int32_t semnum) { return lock(semid, semnum, 0); }
 
-int try_sem_lock(int32_t semid, int32_t semnum) { return take(semid, semnum, IPC_NOWAIT); }
+int try_sem_lock(int32_t semid, int32_t semnum) { return lock(semid, semnum, IPC_NOWAIT); }
 
 int release_sem_lock(int32_t semid, int32_t semnum) {
     sembuf give_back = operation(semnum, -1, SEM_UNDO);

@@ -37,7 +37,7 @@ struct options {
     uint64_t mask = 0;
 };
 
-void take(const options &given) {
+void take_bus(const options &given) {
     const device_address &chip = given.chip;
     on(chip, "take the bus", [](uint32_t handle) { return pca9541_take_bus(handle); });
     if (const uint8_t control = read_control(chip); !is_ours(control) || !is_on(control)) {
@@ -46,7 +46,7 @@ void take(const options &given) {
 }
 
 /// Disconnects the bus, so that the other master finds it free.
-void release(const options &given) {
+void release_bus(const options &given) {
     const device_address &chip = given.chip;
     const unsigned int control = read_control(chip);
     if (!is_ours(control) || !is_on(control)) {
@@ -112,8 +112,8 @@ void add_bus(argument_parser app, invocation &call) {
     const auto status =
         bus.add("status", "Show which master owns the bus, and to which it is connected", print_status);
     add_json(status.parser, call);
-    bus.add("take", "Request the bus, and check that this master has it", take);
-    bus.add("release", "Disconnect the bus if this master has it", release);
+    bus.add("take", "Request the bus, and check that this master has it", take_bus);
+    bus.add("release", "Disconnect the bus if this master has it", release_bus);
     const auto interrupts =
         bus.add("interrupts", "Show the interrupt status; reading clears it", print_interrupts);
     add_json(interrupts.parser, call);

@@ -32,7 +32,7 @@ void add_verbs(argument_parser app, invocation &call) {
 
 } // namespace
 
-int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &carry_out) {
+int run_command(std::vector<std::string> arguments, const std::function<void(invocation &)> &run) {
     invocation call;
     command varnel({"varnel",
                     "Calls the functions of the library from a shell. DEVICE is BUS:ADDRESS, such as 1:0x58.",
@@ -44,7 +44,7 @@ int run_command(std::vector<std::string> arguments, const std::function<void(inv
                     {{"DEVICE", devices}, {"SECTION", sections}, {"KEY", keys}}});
     add_verbs(varnel.parser(), call);
     if (varnel.parse(std::move(arguments))) {
-        carry_out(call);
+        run(call);
     }
     return call.status;
 }

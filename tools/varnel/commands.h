@@ -31,9 +31,9 @@ struct invocation {
 };
 
 /// Reads the arguments, without the command's own name, and hands what they ask for, unless it is help, to
-/// `carry_out`. Returns the status to exit with. Throws bad_usage, and what `carry_out` throws.
+/// `run`. Returns the status to exit with. Throws bad_usage, and what `run` throws.
 [[nodiscard]] int run_command(std::vector<std::string> arguments,
-                              const std::function<void(invocation &)> &carry_out);
+                              const std::function<void(invocation &)> &run);
 
 /// Each adds a family's verbs to the parser, which leaves in invocation::action what is to be done.
 void add_smbus(argument_parser app, invocation &call);

@@ -74,7 +74,7 @@ int transfer_on(bus &on, unsigned int number, const transfer &wanted) {
 }
 
 /// Returns whether the transfer succeeded; sets errno only when it did not.
-bool carry_out(uint8_t number, const transfer &wanted) {
+bool perform(uint8_t number, const transfer &wanted) {
     if (wanted.slave > highest_address) {
         errno = EINVAL;
         return false;
@@ -94,21 +94,20 @@ bool carry_out(uint8_t number, const transfer &wanted) {
 
 } // namespace varnel::platform
 
-using varnel::platform::carry_out;
+using varnel::platform::perform;
 using varnel::platform::phases;
 
 int i2c_master_write_on_bus(uint8_t bus, uint8_t slave, const uint8_t *buffer, uint16_t length) {
-    return carry_out(bus, {phases::write, slave, {buffer, length}, {}}) ? length : -1;
+    return perform(bus, {phases::write, slave, {buffer, length}, {}}) ? length : -1;
 }
 
 int i2c_master_read_on_bus(uint8_t bus, uint8_t slave, uint8_t *buffer, uint16_t length) {
-    return carry_out(bus, {phases::read, slave, {}, {buffer, length}}) ? length : -1;
+    return perform(bus, {phases::read, slave, {}, {buffer, length}}) ? length : -1;
 }
 
 int i2c_writeread_on_bus(uint8_t bus, uint8_t slave, const uint8_t *write_buffer, uint8_t *read_buffer,
                          uint16_t write_length, uint16_t read_length) {
-    return carry_out(bus,
-                     {phases::write_read, slave, {write_buffer, write_length}, {read_buffer, read_length}})
+    return perform(bus, {phases::write_read, slave, {write_buffer, write_length}, {read_buffer, read_length}})
                ? 0
                : -1;
 }

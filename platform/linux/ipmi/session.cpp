@@ -87,7 +87,9 @@ session_content content_of(const void *session) {
     return content;
 }
 
-void store(void *session, const session_content &content) { std::memcpy(session, &content, sizeof content); }
+void set_content(void *session, const session_content &content) {
+    std::memcpy(session, &content, sizeof content);
+}
 
 uint16_t number(ipmi_status status) { return static_cast<uint16_t>(status); }
 
@@ -180,7 +182,7 @@ int send_raw(void *session, uint8_t lun, uint8_t net_function, std::span<const u
     if (length < 0) {
         status = status_of_error(error_of(content.context));
         content.failed = 1;
-        store(session, content);
+        set_content(session, content);
     }
     return length;
 }
@@ -213,7 +215,7 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
     if (session == nullptr || !is_address(host)) {
         return number(ipmi_status::bad_argument);
     }
-    store(session, {});
+    set_content(session, {});
     const signals_blocked quiet;
     initialise_library();
     controller_record controller;
@@ -226,7 +228,7 @@ uint16_t LIBIPMI_Create_IPMI20_Session(void *session, const char *host, uint16_t
         with_time_outs({destination.data(), user.c_str(), secret.c_str(), level, 0, 0}, controller, timeout);
     ipmi_ctx_t opened = nullptr;
     const int error = open_session(to, controller.cipher_suite, opened);
-    store(session, {opened, 0});
+    set_content(session, {opened, 0});
     return number(status_of_error(error));
 }
 
@@ -266,6 +268,6 @@ uint16_t LIBIPMI_CloseSession(void *session) {
     const signals_blocked quiet;
     const int error = ipmi_ctx_close(context) == 0 ? 0 : error_of(context);
     ipmi_ctx_destroy(context);
-    store(session, {});
+    set_content(session, {});
     return number(status_of_error(error));
 }
