@@ -40,6 +40,14 @@ void print_candidates(const self_description &self, const std::vector<std::strin
     print(lines);
 }
 
+/// In the words of the other refusals. The parser says "FILE is required".
+std::string message_of(const CLI::ParseError &mistake) {
+    const std::string text = mistake.what();
+    return dynamic_cast<const CLI::RequiredError *>(&mistake) != nullptr
+               ? "missing argument: " + text.substr(0, text.rfind(" is required"))
+               : text;
+}
+
 /// The innermost verb that was typed, and the words that lead to it.
 std::pair<const CLI::App *, std::string> innermost_verb(const CLI::App &app) {
     const CLI::App *verb = &app;
@@ -81,7 +89,7 @@ std::vector<std::string> possible_words(const CLI::App &app) {
 std::string unexpected_argument(const CLI::App &app) {
     const std::string word = app.remaining(true).front();
     const std::string meant = suggestion(word, possible_words(app));
-    return fmt::format("The following argument was not expected: {}{}", word,
+    return fmt::format("unexpected argument: {}{}", word,
                        meant.empty() ? "" : fmt::format("; did you mean '{}'?", meant));
 }
 
@@ -98,7 +106,7 @@ bool parse_words(CLI::App &app, std::vector<std::string> arguments) {
     } catch (const CLI::ExtrasError &) {
         throw bad_usage(unexpected_argument(app));
     } catch (const CLI::ParseError &mistake) {
-        throw bad_usage(mistake.what());
+        throw bad_usage(message_of(mistake));
     }
     return true;
 }

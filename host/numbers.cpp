@@ -14,7 +14,8 @@ namespace {
 
 std::string name_of(range allowed) {
     if (allowed.most < std::numeric_limits<uint64_t>::max()) {
-        const std::string in_hexadecimal = allowed.most > 9 ? fmt::format(" (0x{:x})", allowed.most) : "";
+        const bool is_data = allowed.least == 0 && (allowed.most == UINT8_MAX || allowed.most == UINT16_MAX);
+        const std::string in_hexadecimal = is_data ? fmt::format(" (0x{:x})", allowed.most) : "";
         return fmt::format("number from {} to {}{}", allowed.least, allowed.most, in_hexadecimal);
     }
     return allowed.least == 0 ? "whole number" : fmt::format("whole number of {} or more", allowed.least);

@@ -125,7 +125,7 @@ std::string trace_line(const transfer_record &record) {
     std::string line =
         fmt::format("{:.6f} {}[{}] {} {}@0x{:02x}{}  {}", static_cast<double>(record.time.count()) / 1e6,
                     record.process, record.pid, joined(record.chips, path, fmt::to_string(record.bus)),
-                    joined(record.chips, name, "nobody"), record.address, data_of(record), result_of(record));
+                    joined(record.chips, name, "?"), record.address, data_of(record), result_of(record));
     if (!record.faults.empty()) {
         const auto kind = [](fault_kind each) { return name_of(each); };
         line += fmt::format("  fault: {}", joined(record.faults, kind, ""));

@@ -24,7 +24,7 @@ json assignments_from(const std::vector<std::string> &words) {
     for (std::size_t i = 0; i < words.size(); i += 2) {
         const auto [chip, name] = chip_member_from(words[i], "CHIP.NAME");
         if (i + 1 == words.size()) {
-            throw bad_usage(fmt::format("no value for {}", words[i]));
+            throw bad_usage(fmt::format("missing argument: value of {}", words[i]));
         }
         assignments.push_back(json::array({chip, name, words[i + 1]}));
     }
@@ -38,7 +38,7 @@ std::vector<std::string> words_of(argument_parser app) {
         const bool negative =
             word.size() > 1 && (std::isdigit(static_cast<unsigned char>(word[1])) || word[1] == '.');
         if (word.starts_with('-') && !negative) {
-            throw bad_usage(fmt::format("The following argument was not expected: {}", word));
+            throw bad_usage(fmt::format("unexpected argument: {}", word));
         }
     }
     return words;
@@ -46,7 +46,7 @@ std::vector<std::string> words_of(argument_parser app) {
 
 void set(const invocation &call, const std::vector<std::string> &words) {
     if (words.empty()) {
-        throw bad_usage("set what? CHIP.NAME VALUE...");
+        throw bad_usage("missing argument: CHIP.NAME VALUE...");
     }
     const json assignments = assignments_from(words);
     find_board(call.board).request({{"command", "set"}, {"assignments", assignments}});

@@ -152,7 +152,7 @@ int finish(Program &&program, std::optional<accompanying_trace> &trace) {
 
 int run(const invocation &call, const run_options &options) {
     if (call.program.empty()) {
-        throw bad_usage("no program: varnel-sim run --board FILE -- PROGRAM ARGS...");
+        throw bad_usage("missing argument: -- PROGRAM ARGS...");
     }
     std::vector<line_output> outputs(options.trace_files.begin(), options.trace_files.end());
     const std::string file = find_board_file(call.board);

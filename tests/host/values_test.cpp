@@ -59,6 +59,7 @@ TEST(numbers, outside_the_range_are_refused_with_it) {
               "COUNT: '0' is not a number from 1 to 8");
     EXPECT_EQ(refusal([] { return c_number("0x100", 255, "BYTE"); }),
               "BYTE: '0x100' is not a number from 0 to 255 (0xff)");
+    EXPECT_EQ(refusal([] { return c_number("16", 15, "PIN"); }), "PIN: '16' is not a number from 0 to 15");
     EXPECT_EQ(refusal([] { return c_number("x", largest, "--seed"); }), "--seed: 'x' is not a whole number");
     EXPECT_EQ(refusal([] {
                   return c_number("0", {1, largest}, "--count");

@@ -64,7 +64,7 @@ class Confirmation(unittest.TestCase):
         for answer in "n\n", "\n", "yesterday\n", "\x04":
             status, text = self.asked(answer)
             self.assertEqual(status, 3, answer)
-            self.assertIn("varnel: nothing written\r\n", text)
+            self.assertIn("varnel: not confirmed: nothing was written\r\n", text)
         self.assertEqual(self.output_state(), "12.00 V\r\n")
 
     def test_yes_is_yes(self):

@@ -15,7 +15,7 @@ void confirm(const invocation &call, const std::string &statement) {
         return;
     }
     if (!seen) {
-        throw refusal("nothing written: standard error cannot be written");
+        throw refusal("not confirmed: standard error cannot be written (use --yes)");
     }
     if (!host::is_terminal(stdin)) {
         throw refusal("not confirmed: standard input is not a terminal (use --yes)");
@@ -24,7 +24,7 @@ void confirm(const invocation &call, const std::string &statement) {
     std::string answer;
     std::getline(std::cin, answer);
     if (answer != "y" && answer != "Y" && answer != "yes") {
-        throw refusal("nothing written");
+        throw refusal("not confirmed: nothing was written");
     }
 }
 

@@ -71,7 +71,8 @@ std::vector<std::pair<expander_pin, bool>> assignments_from(const options &given
     for (std::size_t i = 0; i < given.words.size(); i += 2) {
         const expander_pin pin = target.pin_from(given.words[i]);
         if (i + 1 == given.words.size()) {
-            throw bad_usage(fmt::format("pin {}: neither {} nor {}", given.words[i], states[0], states[1]));
+            throw bad_usage(
+                fmt::format("missing argument: {} or {} for pin {}", states[0], states[1], given.words[i]));
         }
         const std::size_t state = place_among(states, given.words[i + 1], "pin " + given.words[i]);
         assignments.emplace_back(pin, state == 0);
@@ -183,7 +184,7 @@ void init(const options &given) {
     const auto inputs = pins_from(given.inputs, target);
     const auto outputs = pins_from(given.outputs, target);
     if (high.size() + low.size() + inputs.size() + outputs.size() == 0) {
-        throw bad_usage("gpio init: nothing to do: --outputs or --inputs, --high or --low");
+        throw bad_usage("missing argument: --outputs or --inputs, --high or --low");
     }
     if (!high.empty() || !low.empty()) {
         target.write_all(registers::output, high.empty() ? low : high, !high.empty());

@@ -206,7 +206,7 @@ void confirm_transfer(const invocation &call, const options &given) {
 
 void transfer(const invocation &call, const options &given) {
     if (given.bytes.empty() && given.length == 0) {
-        throw bad_usage("transfer: nothing to write and nothing to read");
+        throw bad_usage("missing argument: BYTES or --read");
     }
     if (given.bytes.size() > longest_transfer) {
         throw bad_usage(fmt::format("transfer: more than {} bytes", longest_transfer));

@@ -115,7 +115,7 @@ TEST_F(ipmi_command, bad_arguments_are_refused) {
               (finished{2, "varnel: CMD: '0x100' is not a number from 0 to 255 (0xff)\n"}));
     EXPECT_EQ(varnel_ipmi("raw 0 1 x"),
               (finished{2, "varnel: BYTES: 'x' is not a number from 0 to 255 (0xff)\n"}));
-    EXPECT_EQ(varnel_ipmi("raw 0"), (finished{2, "varnel: CMD is required\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0"), (finished{2, "varnel: missing argument: CMD\n"}));
     EXPECT_EQ(varnel_ipmi(""), (finished{2, "varnel: ipmi: missing verb (one of raw); see --help\n"}));
 }
 

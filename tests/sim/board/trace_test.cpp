@@ -66,7 +66,7 @@ TEST_F(traced_board, quick_commands_show_their_direction) {
 }
 
 TEST_F(traced_board, failures_show_errno_name_and_text) {
-    EXPECT_EQ(write_read(0x58, {2}, 1), "0 nobody@0x58  ENXIO (No such device or address)");
+    EXPECT_EQ(write_read(0x58, {2}, 1), "0 ?@0x58  ENXIO (No such device or address)");
     bench.chip<echo_chip>(0).accepts = 1;
     EXPECT_EQ(write(0x20, {2, 0xAB, 1}), "0 a@0x20 LOW(0x02) <- ab  EIO (Input/output error)");
 }

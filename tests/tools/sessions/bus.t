@@ -52,7 +52,7 @@ SPDX-License-Identifier: Apache-2.0
   ! varnel: MASK: '256' is not a number from 0 to 255 (0xff)
   [2]
   $ varnel bus mask 0:0x74
-  ! varnel: MASK is required
+  ! varnel: missing argument: MASK
   [2]
 At the address of an expander, nothing is as a selector would have it.
   $ varnel bus take 0:0x38

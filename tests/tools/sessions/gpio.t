@@ -32,10 +32,10 @@ SPDX-License-Identifier: Apache-2.0
   $ varnel gpio get 0:0x20 0x8
   low
   $ varnel gpio get 0:0x20
-  ! varnel: PIN is required
+  ! varnel: missing argument: PIN
   [2]
   $ varnel gpio get 0:0x20 16
-  ! varnel: PIN: '16' is not a number from 0 to 15 (0xf)
+  ! varnel: PIN: '16' is not a number from 0 to 15
   [2]
   $ varnel gpio get 0:0x20 2.0
   ! varnel: PIN 2.0: bank: '2' is not a number from 0 to 1
@@ -44,7 +44,7 @@ SPDX-License-Identifier: Apache-2.0
   ! varnel: PIN 1.8: bit: '8' is not a number from 0 to 7
   [2]
   $ varnel gpio get 0:0x20 absent
-  ! varnel: PIN: 'absent' is not a number from 0 to 15 (0xf)
+  ! varnel: PIN: 'absent' is not a number from 0 to 15
   [2]
   $ varnel gpio get 0:0x20 3 --chip pca9999
   ! varnel: --chip: 'pca9999' is not pca9555, pca9554 or pca9505
@@ -93,13 +93,13 @@ A level waits until the pin is an output. Other pins keep what they are set to, 
   high
   high
   $ varnel gpio set 0:0x20 4
-  ! varnel: pin 4: neither high nor low
+  ! varnel: missing argument: high or low for pin 4
   [2]
   $ varnel gpio set 0:0x20 4 up
   ! varnel: pin 4: 'up' is not high or low
   [2]
   $ varnel gpio set 0:0x20 4 low 16 low
-  ! varnel: PIN: '16' is not a number from 0 to 15 (0xf)
+  ! varnel: PIN: '16' is not a number from 0 to 15
   [2]
   $ varnel gpio get 0:0x20 4
   high
@@ -107,7 +107,7 @@ A level waits until the pin is an output. Other pins keep what they are set to, 
   ! varnel: pin 4: 'inptu' is not input or output
   [2]
   $ varnel gpio dir 0:0x20 4 input 5
-  ! varnel: pin 5: neither input nor output
+  ! varnel: missing argument: input or output for pin 5
   [2]
   $ varnel gpio set 0:0x21 4 low
   ! varnel: 0:0x21: read outputs: no acknowledge (No such device or address)
@@ -152,7 +152,7 @@ A level waits until the pin is an output. Other pins keep what they are set to, 
   $ varnel smbus transfer 0:0x20 6 --read 2
   0x03 0x80
   $ varnel gpio init 0:0x20
-  ! varnel: gpio init: nothing to do: --outputs or --inputs, --high or --low
+  ! varnel: missing argument: --outputs or --inputs, --high or --low
   [2]
   $ varnel gpio init 0:0x20 --inputs 0 --outputs 1
   ! varnel: gpio init: either --outputs or --inputs: all other pins become the opposite
@@ -161,7 +161,7 @@ A level waits until the pin is an output. Other pins keep what they are set to, 
   ! varnel: gpio init: either --high or --low: all other pins become the opposite
   [2]
   $ varnel gpio init 0:0x20 --high 0,16
-  ! varnel: PIN: '16' is not a number from 0 to 15 (0xf)
+  ! varnel: PIN: '16' is not a number from 0 to 15
   [2]
   $ varnel gpio init 0:0x21 --high 0
   ! varnel: 0:0x21: write outputs: no acknowledge (No such device or address)

@@ -96,13 +96,13 @@ SPDX-License-Identifier: Apache-2.0
   ! varnel: psu fan: one of PERCENT, --at-least and --rpm
   [2]
   $ varnel psu fan 1:0x58 101
-  ! varnel: PERCENT: '101' is not a number from 0 to 100 (0x64)
+  ! varnel: PERCENT: '101' is not a number from 0 to 100
   [2]
   $ varnel psu fan 1:0x58 --at-least 101%
-  ! varnel: PERCENT: '101' is not a number from 0 to 100 (0x64)
+  ! varnel: PERCENT: '101' is not a number from 0 to 100
   [2]
   $ varnel psu fan 1:0x58 --rpm 20001
-  ! varnel: --rpm: '20001' is not a number from 0 to 20000 (0x4e20)
+  ! varnel: --rpm: '20001' is not a number from 0 to 20000
   [2]
   $ varnel psu fan 1:0x59
   ! varnel: 1:0x59: fan-duty: no acknowledge (No such device or address)
@@ -204,7 +204,7 @@ Faults stay until they are cleared.
 
 Not to a terminal, views come one after the other; what does not answer does not end them.
   $ varnel psu get 1:0x58 input --watch 1ms --count 0
-  ! varnel: --count: '0' is not a number from 1 to 4294967295 (0xffffffff)
+  ! varnel: --count: '0' is not a number from 1 to 4294967295
   [2]
   $ varnel psu get 1:0x58 input --watch 1ms --count 3
   230.0 V

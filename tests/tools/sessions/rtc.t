@@ -28,7 +28,7 @@ October is an ordinary month here.
   ahead of system time  -[0-9]+ s (re)
   $ varnel rtc set now --verify
   $ varnel rtc set
-  ! varnel: TIME is required
+  ! varnel: missing argument: TIME
   [2]
   $ varnel rtc set today
   ! varnel: TIME: 'today' is not now, YYYY-MM-DD HH:MM:SS or @SECONDS
@@ -40,10 +40,10 @@ October is an ordinary month here.
   ! varnel: TIME: '2026-04-30 12:00:00 ' is not now, YYYY-MM-DD HH:MM:SS or @SECONDS
   [2]
   $ varnel rtc set @-5
-  ! varnel: TIME: '-5' is not a number from 0 to 4294967295 (0xffffffff)
+  ! varnel: TIME: '-5' is not a number from 0 to 4294967295
   [2]
   $ varnel rtc set @99999999999
-  ! varnel: TIME: '99999999999' is not a number from 0 to 4294967295 (0xffffffff)
+  ! varnel: TIME: '99999999999' is not a number from 0 to 4294967295
   [2]
   $ varnel-sim fault rtc nack --count 1
   $ varnel rtc get

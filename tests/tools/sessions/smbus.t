@@ -12,7 +12,7 @@ SPDX-License-Identifier: Apache-2.0
   ! varnel: bus 7: no such bus
   [1]
   $ varnel smbus scan
-  ! varnel: BUS is required
+  ! varnel: missing argument: BUS
   [2]
   $ varnel-sim fault exp16 stuck --count 1
   $ varnel smbus scan 0
@@ -68,7 +68,7 @@ SPDX-License-Identifier: Apache-2.0
   ! varnel: 0:0x20: register 0x00: wrote 0x55, reads 0xff
   [1]
   $ varnel smbus write-byte 0:0x20 2
-  ! varnel: VALUE is required
+  ! varnel: missing argument: VALUE
   [2]
   $ varnel smbus write-byte 0:0x21 2 1
   ! varnel: 0:0x21: write register 0x02: no acknowledge (No such device or address)
@@ -133,17 +133,17 @@ The chip's first byte is taken for a count.
     ]
   }
   $ varnel smbus read-block 0:0x50 1 0
-  ! varnel: COUNT: '0' is not a number from 1 to 32 (0x20)
+  ! varnel: COUNT: '0' is not a number from 1 to 32
   [2]
   $ varnel smbus read-block 0:0x50 1 33
-  ! varnel: COUNT: '33' is not a number from 1 to 32 (0x20)
+  ! varnel: COUNT: '33' is not a number from 1 to 32
   [2]
   $ varnel smbus read-block 0:0x21 1 4
   ! varnel: 0:0x21: read register 0x01: no acknowledge (No such device or address)
   [1]
   $ varnel smbus write-block 0:0x20 2 1 2
   $ varnel smbus write-block 0:0x20 2
-  ! varnel: BYTES is required
+  ! varnel: missing argument: BYTES
   [2]
   $ varnel smbus write-block 0:0x20 2 1 256
   ! varnel: BYTES: '256' is not a number from 0 to 255 (0xff)
@@ -172,10 +172,10 @@ The chip's first byte is taken for a count.
   ! varnel: 2 bytes to write and 31 to read are more than 32
   [2]
   $ varnel smbus block-process-call 0:0x20 2 1 2
-  ! varnel: --read is required
+  ! varnel: missing argument: --read
   [2]
   $ varnel smbus block-process-call 0:0x20 2 1 2 --read 0
-  ! varnel: --read: '0' is not a number from 1 to 31 (0x1f)
+  ! varnel: --read: '0' is not a number from 1 to 31
   [2]
   $ varnel smbus block-process-call 0:0x21 2 1 2 --read 2
   ! varnel: 0:0x21: process call of register 0x02: no acknowledge (No such device or address)
@@ -194,7 +194,7 @@ The chip's first byte is taken for a count.
   $ varnel smbus transfer 0:0x70 --read 1
   0x00
   $ varnel smbus transfer 0:0x20
-  ! varnel: transfer: nothing to write and nothing to read
+  ! varnel: missing argument: BYTES or --read
   [2]
   $ varnel smbus transfer 0:0x20 $(seq 256 | sed 's/.*/1/')
   ! varnel: transfer: more than 255 bytes

@@ -6,40 +6,40 @@ No board is needed for any of these.
   ! varnel: missing verb \(one of smbus, gpio, mux, bus, psu, rtc.*\); see --help (re)
   [2]
   $ varnel --nope
-  ! varnel: The following argument was not expected: --nope
+  ! varnel: unexpected argument: --nope
   [2]
   $ varnel nope
-  ! varnel: The following argument was not expected: nope
+  ! varnel: unexpected argument: nope
   [2]
   $ varnel psu
   ! varnel: psu: missing verb (one of status, get, fan, output, voltage, clear, unprotect); see --help
   [2]
   $ varnel psu nope
-  ! varnel: The following argument was not expected: nope
+  ! varnel: unexpected argument: nope
   [2]
   $ varnel psu stat 1:0x58
-  ! varnel: The following argument was not expected: stat; did you mean 'status'?
+  ! varnel: unexpected argument: stat; did you mean 'status'?
   [2]
   $ varnel gipo list
-  ! varnel: The following argument was not expected: gipo; did you mean 'gpio'?
+  ! varnel: unexpected argument: gipo; did you mean 'gpio'?
   [2]
   $ varnel psu status 1:0x58 --jsno
-  ! varnel: The following argument was not expected: --jsno; did you mean '--json'?
+  ! varnel: unexpected argument: --jsno; did you mean '--json'?
   [2]
   $ varnel help
-  ! varnel: The following argument was not expected: help; did you mean '--help'?
+  ! varnel: unexpected argument: help; did you mean '--help'?
   [2]
   $ varnel psu --json
-  ! varnel: The following argument was not expected: --json
+  ! varnel: unexpected argument: --json
   [2]
   $ varnel psu status
-  ! varnel: DEVICE is required
+  ! varnel: missing argument: DEVICE
   [2]
   $ varnel psu status 1:0x58 1:0x59
-  ! varnel: The following argument was not expected: 1:0x59
+  ! varnel: unexpected argument: 1:0x59
   [2]
   $ varnel psu status 1:0x58 --nope
-  ! varnel: The following argument was not expected: --nope
+  ! varnel: unexpected argument: --nope
   [2]
 
 A device is BUS:ADDRESS, the address in hexadecimal.
@@ -97,7 +97,7 @@ Times.
   ! varnel: --count requires --watch
   [2]
   $ varnel psu status 1:0x58 --watch 1s --count many
-  ! varnel: --count: 'many' is not a number from 1 to 4294967295 (0xffffffff)
+  ! varnel: --count: 'many' is not a number from 1 to 4294967295
   [2]
 
 No platform answers on that bus.
