@@ -5,6 +5,9 @@
 
 namespace varnel::chips {
 
+inline constexpr unsigned int pca9548_channels = 8;
+inline constexpr unsigned int pca9546_channels = 4;
+
 inline constexpr datasheet pca9548{
     .type = "pca9548",
     .title = "multiplexer, 8 channels",

@@ -54,11 +54,11 @@ class multiplexer : public chip, private bus_port {
 } // namespace
 
 std::unique_ptr<chip> make_pca9548(const board_clock & /*clock*/) {
-    return std::make_unique<multiplexer>(chips::pca9548, 8);
+    return std::make_unique<multiplexer>(chips::pca9548, chips::pca9548_channels);
 }
 
 std::unique_ptr<chip> make_pca9546(const board_clock & /*clock*/) {
-    return std::make_unique<multiplexer>(chips::pca9546, 4);
+    return std::make_unique<multiplexer>(chips::pca9546, chips::pca9546_channels);
 }
 
 } // namespace varnel::sim

@@ -93,6 +93,7 @@ struct expander_model {
     int (*clear_mask)(uint32_t handle, uint8_t bank) = nullptr; ///< null: cannot mask interrupts
 
     [[nodiscard]] constexpr std::string_view name() const { return sheet.type; }
+    [[nodiscard]] constexpr unsigned int banks() const { return sheet.registers.front().count; }
 };
 
 namespace {
@@ -116,6 +117,19 @@ constexpr std::array models{
                    .clear_mask = pca9505_clear_bank_mask},
 };
 
+template <typename Predicate>
+std::string banks_of_models(Predicate is_listed) {
+    std::string all;
+    for (const expander_model &each : models) {
+        if (is_listed(each)) {
+            const unsigned int last = each.banks() - 1;
+            all += fmt::format("{}{}: 0{}", all.empty() ? "" : "; ", each.name(),
+                               last == 0 ? "" : fmt::format(" to {}", last));
+        }
+    }
+    return all;
+}
+
 } // namespace
 
 std::vector<std::string> expander_model_names() {
@@ -125,13 +139,21 @@ std::vector<std::string> expander_model_names() {
     return names;
 }
 
+std::string expander_banks() {
+    return banks_of_models([](const expander_model &) { return true; });
+}
+
+std::string maskable_banks() {
+    return banks_of_models([](const expander_model &each) { return each.clear_mask != nullptr; });
+}
+
 const expander_model *expander_model_from(const std::string &name) {
     return &models.at(host::place_among(expander_model_names(), name, "--chip"));
 }
 
 const expander_model *default_expander_model() { return models.data(); }
 
-unsigned int expander::banks() const { return model_.sheet.registers.front().count; }
+unsigned int expander::banks() const { return model_.banks(); }
 
 expander_pin expander::pin_from(const std::string &text) const {
     const std::size_t dot = text.find('.');

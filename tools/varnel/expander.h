@@ -16,6 +16,10 @@ struct expander_model;
 [[nodiscard]] const expander_model *expander_model_from(const std::string &name);
 [[nodiscard]] const expander_model *default_expander_model();
 [[nodiscard]] std::vector<std::string> expander_model_names();
+/// The numbers of the banks: "pca9555: 0 to 1; pca9554: 0; ...".
+[[nodiscard]] std::string expander_banks();
+/// Of the models with interrupt masks.
+[[nodiscard]] std::string maskable_banks();
 
 /// Groups of registers, one register a bank. Direction: 1 is an input.
 enum class registers { level, output, direction };

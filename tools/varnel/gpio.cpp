@@ -211,7 +211,8 @@ template <typename Action>
 added_verb<options> add_on_chip(verbs<options> &gpio, const char *name, const char *description,
                                 Action action) {
     const added_verb<options> verb = gpio.add(name, description, action);
-    add_argument(verb.parser, "--chip", verb.given.model, expander_model_from, "default: pca9555",
+    add_argument(verb.parser, "--chip", verb.given.model, expander_model_from,
+                 ("default: " + expander_model_names().front()).c_str(),
                  any_of(expander_model_names()).c_str());
     return verb;
 }
@@ -260,19 +261,20 @@ void add_whole_chip(verbs<options> &gpio, invocation &call) {
     add_pin_list(all.parser, "--low", all.given.low, "driven low; all others high");
 }
 
-void add_bank(const added_verb<options> &verb, const char *description) {
-    verb.parser.add_option("BANK", verb.given.bank, description).required().type_name("");
+void add_bank(const added_verb<options> &verb, const std::string &description) {
+    verb.parser.add_option("BANK", verb.given.bank, description.c_str()).required().type_name("");
 }
 
 void add_banks(verbs<options> &gpio, invocation &call) {
     const auto one = add_on_chip(gpio, "bank", "Show or write eight pins as a byte", bank);
-    add_bank(one, "0 to 1; pca9505: 0 to 4");
+    add_bank(one, expander_banks());
     add_number(one.parser, "VALUE", one.given.value, UINT8_MAX, "the byte to write").required(false);
     add_choice(one.parser, "--of", one.given.kind, {"level", "output", "direction"},
                "default: level; a direction of 1 is an input");
     add_verify(one.parser, one.given.verify);
     add_json(one.parser, call);
-    add_bank(add_on_chip(gpio, "unmask", "Enable the interrupts of a bank of a PCA9505", unmask), "0 to 4");
+    add_bank(add_on_chip(gpio, "unmask", "Enable the interrupts of a bank of a PCA9505", unmask),
+             maskable_banks());
 }
 
 } // namespace

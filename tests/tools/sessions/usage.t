@@ -133,3 +133,11 @@ Data that cannot be written is an error; a reader that went away is none.
   $ varnel psu status --help | head -n 2
   Show all readings, and faults in words
   Usage: varnel psu status [OPTIONS] DEVICE
+
+Facts about models are those of their tables.
+  $ varnel gpio bank --help | grep -o 'pca9555: .*'
+  pca9555: 0 to 1; pca9554: 0; pca9505: 0 to 4
+  $ varnel gpio unmask --help | grep -o 'pca9505: .*'
+  pca9505: 0 to 4
+  $ varnel mux get --help | grep -o 'pca9548|[^ ]*'
+  pca9548|pca9546
