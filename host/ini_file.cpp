@@ -112,6 +112,15 @@ int add_entry(void *reader, const char *section, const char *key, const char *va
     return 1;
 }
 
+/// Returns the line that the parser could not read, as counted by it, or 0.
+int read_all(ini_reader &reader) {
+    const int unreadable = ini_parse_stream(next_line, &reader, add_entry, &reader);
+    if (unreadable < 0) {
+        throw std::bad_alloc();
+    }
+    return unreadable;
+}
+
 void refuse_repeated_keys(const ini_section &section, const std::string &file) {
     for (auto entry = section.entries.begin(); entry != section.entries.end(); ++entry) {
         const auto first = std::ranges::find(section.entries, entry->key, &ini_entry::key);
@@ -138,10 +147,7 @@ void refuse_repetitions(const std::vector<ini_section> &sections, const std::str
 
 std::vector<ini_section> read_ini(std::istream &input, const std::string &file) {
     ini_reader reader(input);
-    const int unreadable = ini_parse_stream(next_line, &reader, add_entry, &reader);
-    if (unreadable < 0) {
-        throw std::bad_alloc();
-    }
+    const int unreadable = read_all(reader);
     const auto &mistake = reader.first_mistake();
     if (unreadable > 0 && (!mistake || reader.line_of(unreadable) < mistake->line)) {
         throw bad_line(file, reader.line_of(unreadable), "neither a [section] nor KEY = VALUE");
@@ -152,6 +158,12 @@ std::vector<ini_section> read_ini(std::istream &input, const std::string &file) 
     auto sections = reader.sections();
     refuse_repetitions(sections, file);
     return sections;
+}
+
+std::vector<ini_section> read_ini_with_mistakes(std::istream &input) {
+    ini_reader reader(input);
+    read_all(reader);
+    return reader.sections();
 }
 
 } // namespace varnel::host

@@ -31,4 +31,7 @@ struct ini_section {
 /// for entries before the first section, and for sections and keys that are given twice.
 [[nodiscard]] std::vector<ini_section> read_ini(std::istream &input, const std::string &file);
 
+/// The same of a file that may have mistakes: leaves out the lines that cannot be read, keeps what is given twice.
+[[nodiscard]] std::vector<ini_section> read_ini_with_mistakes(std::istream &input);
+
 } // namespace varnel::host

@@ -2,15 +2,18 @@
 #include "tools/varnel/lists.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
-#include <ini.h>
+#include <fmt/format.h>
+
+#include "host/ini_file.h"
+#include "host/numbers.h"
 
 namespace varnel::tools {
 
@@ -18,18 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct ini_value {
-    std::string section, key, value;
-};
-
-std::vector<ini_value> values_of(const std::string &file) {
-    std::vector<ini_value> values;
-    const auto store = [](void *all, const char *section, const char *key, const char *value) {
-        static_cast<std::vector<ini_value> *>(all)->push_back({section, key, value});
-        return 1;
-    };
-    ini_parse(file.c_str(), store, &values);
-    return values;
+std::vector<host::ini_section> content_of(const std::string &ini_file) {
+    std::ifstream input(ini_file);
+    return host::read_ini_with_mistakes(input);
 }
 
 std::vector<std::string> without_repetition(std::vector<std::string> words) {
@@ -51,19 +45,19 @@ std::vector<std::string> adapters() {
     return found;
 }
 
+std::string value_of(const host::ini_section &section, std::string_view key) {
+    const auto found = std::ranges::find(section.entries, key, &host::ini_entry::key);
+    return found == section.entries.end() ? "" : found->value;
+}
+
 /// Chips that are on an adapter; others are on a channel of a multiplexer, "mux0.1".
 std::vector<std::string> chips_of(const std::string &board) {
     std::vector<std::string> found;
-    const std::vector<ini_value> values = values_of(board);
-    for (const ini_value &bus : values) {
-        const bool on_adapter = bus.key == "bus" && std::ranges::all_of(bus.value, [](unsigned char c) {
-                                    return std::isdigit(c) != 0;
-                                });
-        const auto address = std::ranges::find_if(values, [&](const ini_value &each) {
-            return each.key == "address" && each.section == bus.section;
-        });
-        if (on_adapter && address != values.end()) {
-            found.push_back(bus.value + ":" + address->value);
+    for (const host::ini_section &chip : content_of(board)) {
+        const std::string bus = value_of(chip, "bus");
+        const std::string address = value_of(chip, "address");
+        if (host::whole_number<uint8_t>(bus) && !address.empty()) {
+            found.push_back(fmt::format("{}:{}", bus, address));
         }
     }
     return found;
@@ -81,17 +75,19 @@ std::vector<std::string> devices(const std::vector<std::string> & /*before*/) {
 
 std::vector<std::string> sections(const std::vector<std::string> &before) {
     std::vector<std::string> found;
-    for (const ini_value &each : before.empty() ? std::vector<ini_value>{} : values_of(before[0])) {
-        found.push_back(each.section);
+    for (const host::ini_section &section : content_of(before.empty() ? "" : before[0])) {
+        found.push_back(section.name);
     }
     return without_repetition(std::move(found));
 }
 
 std::vector<std::string> keys(const std::vector<std::string> &before) {
     std::vector<std::string> found;
-    for (const ini_value &each : before.size() < 2 ? std::vector<ini_value>{} : values_of(before[0])) {
-        if (each.section == before[1]) {
-            found.push_back(each.key);
+    for (const host::ini_section &section : content_of(before.size() < 2 ? "" : before[0])) {
+        for (const host::ini_entry &entry : section.entries) {
+            if (section.name == before[1]) {
+                found.push_back(entry.key);
+            }
         }
     }
     return without_repetition(std::move(found));

@@ -64,7 +64,7 @@ void scan(const invocation &call, const bus_arguments &given) {
     lines.add("bus", given.bus);
     lines.add("devices", found);
     print(call.json ? lines.text(call)
-                       : fmt::format("{}{}", fmt::join(found, "\n"), found.empty() ? "" : "\n"));
+                    : fmt::format("{}{}", fmt::join(found, "\n"), found.empty() ? "" : "\n"));
 }
 
 constexpr std::size_t register_count = 256;
