@@ -14,6 +14,11 @@ namespace varnel::sim::device_files {
 
 namespace {
 
+/// Since Linux 6.6, and in linux/seccomp.h since then: the program and its supervisor take turns on one processor, which
+/// saves half of a call's time.
+constexpr uint64_t sync_wake_up = 1;
+constexpr unsigned long set_flags = _IOW(SECCOMP_IOC_MAGIC, 4, uint64_t);
+
 void respond(int listener, seccomp_notif_resp response) {
     ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &response);
 }
@@ -24,6 +29,10 @@ iovec in_caller(uint64_t address, std::size_t size) {
 }
 
 } // namespace
+
+call_listener::call_listener(descriptor listener) : listener_(std::move(listener)) {
+    ioctl(get(), set_flags, sync_wake_up); // older kernels refuse it, and are slower
+}
 
 std::optional<system_call> call_listener::receive() const {
     seccomp_notif notification{};

@@ -25,7 +25,7 @@ struct system_call {
 /// answers to it do nothing.
 class call_listener {
   public:
-    explicit call_listener(descriptor listener) : listener_(std::move(listener)) {}
+    explicit call_listener(descriptor listener);
 
     [[nodiscard]] int get() const { return listener_.get(); }
     /// The next call; nothing when it was given up meanwhile.
