@@ -10,7 +10,7 @@ namespace varnel::sim::device_files {
 /// What `run` knows of a program that it is about to start.
 struct service {
     board_files files;
-    std::string board;       ///< its file
+    std::string board;       ///< its file, as users call it
     std::string outer_board; ///< that of the `run` which started this one; empty if there is none
     bool verbose = false;    ///< also say what is as it should be
 };

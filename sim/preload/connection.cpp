@@ -11,8 +11,9 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
-#include <sys/un.h>
 #include <unistd.h>
+
+#include "sim/protocol/socket_address.h"
 
 namespace varnel::sim::preload {
 
@@ -45,17 +46,11 @@ bool connection::is_ours() const {
            now.st_ino == inode;
 }
 
-bool set_address(sockaddr_un &address) {
-    const char *const path = getenv("VARNEL_SIM_SOCKET");
-    if (path == nullptr || strlen(path) >= sizeof address.sun_path) {
-        return false;
+int connect_to(const char *path) {
+    const socket_address address(path);
+    if (!address.valid()) {
+        return -1;
     }
-    address.sun_family = AF_UNIX;
-    memcpy(address.sun_path, path, strlen(path) + 1);
-    return true;
-}
-
-int connect_to(const sockaddr_un &address) {
     const int low = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (low < 0) {
         return -1;
@@ -67,7 +62,7 @@ int connect_to(const sockaddr_un &address) {
     }
     int connected = 0;
     do {
-        connected = connect(result, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+        connected = connect(result, address.get(), socket_address::size());
     } while (connected != 0 && errno == EINTR);
     if (connected != 0) {
         close(result);
@@ -78,11 +73,11 @@ int connect_to(const sockaddr_un &address) {
 
 bool connection::open() {
     socket = -1;
-    sockaddr_un address{};
-    if (!set_address(address)) {
+    const char *const path = getenv("VARNEL_SIM_SOCKET");
+    if (path == nullptr) {
         return false;
     }
-    socket = connect_to(address);
+    socket = connect_to(path);
     struct stat status {};
     if (socket < 0 || fstat(socket, &status) != 0) {
         return false;

@@ -15,8 +15,9 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
+
+#include "sim/protocol/socket_address.h"
 
 namespace varnel::sim {
 
@@ -25,6 +26,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view socket_suffix = ".socket";
+constexpr std::string_view lock_suffix = ".lock";
+constexpr std::string_view private_prefix = "private-";
 
 [[noreturn]] void fail(const std::string &what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -52,14 +55,10 @@ std::string own_directory() {
     return name;
 }
 
-sockaddr_un address_of(const std::string &path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        throw std::runtime_error(path + ": too long for the name of a socket");
+void check(const socket_address &address, const std::string &path) {
+    if (!address.valid()) {
+        fail(path);
     }
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    return address;
 }
 
 descriptor new_socket(int flags) {
@@ -77,6 +76,14 @@ meeting_point meeting_point::of_board(const std::string &file) {
         fmt::format("{}/{:016x}{}", own_directory(), hash_of(canonical_name(file)), socket_suffix));
 }
 
+meeting_point meeting_point::of_new_private_board() {
+    std::string folder = fmt::format("{}/{}XXXXXX", own_directory(), private_prefix);
+    if (mkdtemp(folder.data()) == nullptr) {
+        fail(folder);
+    }
+    return meeting_point(fmt::format("{}/board{}", folder, socket_suffix));
+}
+
 meeting_point meeting_point::at_socket(std::string path) { return meeting_point(std::move(path)); }
 
 std::vector<meeting_point> meeting_point::all() {
@@ -90,11 +97,15 @@ std::vector<meeting_point> meeting_point::all() {
 }
 
 descriptor meeting_point::connect() const {
-    const sockaddr_un address = address_of(socket_path_);
+    const socket_address address(socket_path_.c_str());
+    if (!address.valid() && errno == ENOENT) {
+        return descriptor{};
+    }
+    check(address, socket_path_);
     descriptor socket = new_socket(0);
     int result = 0;
     do {
-        result = ::connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+        result = ::connect(socket.get(), address.get(), socket_address::size());
     } while (result != 0 && errno == EINTR);
     if (result == 0) {
         return socket;
@@ -106,20 +117,30 @@ descriptor meeting_point::connect() const {
 }
 
 descriptor meeting_point::listen() const {
-    const sockaddr_un address = address_of(socket_path_);
+    const socket_address address(socket_path_.c_str());
+    check(address, socket_path_);
     descriptor socket = new_socket(SOCK_NONBLOCK);
-    remove();
-    if (bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+    unlink(socket_path_.c_str());
+    if (bind(socket.get(), address.get(), socket_address::size()) != 0 ||
         ::listen(socket.get(), SOMAXCONN) != 0) {
         fail(socket_path_);
     }
     return socket;
 }
 
-void meeting_point::remove() const { unlink(socket_path_.c_str()); }
+void meeting_point::remove() const {
+    unlink(socket_path_.c_str());
+    const fs::path folder = fs::path(socket_path_).parent_path();
+    if (folder.filename().string().starts_with(private_prefix)) {
+        unlink(lock_name().c_str());
+        rmdir(folder.c_str());
+    }
+}
+
+std::string meeting_point::lock_name() const { return fmt::format("{}{}", socket_path_, lock_suffix); }
 
 descriptor meeting_point::lock(bool wait) const {
-    const std::string name = socket_path_ + ".lock";
+    const std::string name = lock_name();
     descriptor file(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!file.is_open()) {
         fail(name);

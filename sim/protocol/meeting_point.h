@@ -16,8 +16,10 @@ class meeting_point {
   public:
     /// Of the board that a file describes. The file must exist.
     [[nodiscard]] static meeting_point of_board(const std::string &file);
+    /// Of a board that only those find who know the socket, in a folder of its own. remove() removes the folder, too.
+    [[nodiscard]] static meeting_point of_new_private_board();
     [[nodiscard]] static meeting_point at_socket(std::string path);
-    /// All boards that were used, running or not.
+    /// All boards that were used, running or not, except private ones.
     [[nodiscard]] static std::vector<meeting_point> all();
 
     [[nodiscard]] const std::string &socket_path() const { return socket_path_; }
@@ -34,6 +36,7 @@ class meeting_point {
 
   private:
     explicit meeting_point(std::string socket_path) : socket_path_(std::move(socket_path)) {}
+    [[nodiscard]] std::string lock_name() const;
 
     std::string socket_path_;
 };

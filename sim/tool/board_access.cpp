@@ -100,9 +100,15 @@ std::string existing(const std::string &file) {
 
 } // namespace
 
+meeting_point place_of(const std::string &file) {
+    const std::string socket = variable(socket_variable);
+    return socket.empty() || variable(board_variable) != file ? meeting_point::of_board(file)
+                                                              : meeting_point::at_socket(socket);
+}
+
 board_access find_board(const std::string &board_option) {
     if (!board_option.empty()) {
-        return require(meeting_point::of_board(existing(board_option)), board_option);
+        return require(place_of(existing(board_option)), board_option);
     }
     if (const std::string socket = variable(socket_variable); !socket.empty()) {
         return require(meeting_point::at_socket(socket), variable(board_variable));

@@ -37,6 +37,10 @@ class board_access {
     channel link_;
 };
 
+/// Where the board of a file, a canonical name, is: that of the surrounding `run`, which may be a private one, if it is of
+/// this file, otherwise the one that all who name the file share.
+[[nodiscard]] meeting_point place_of(const std::string &file);
+
 /// The board of `--board FILE`, else of the surrounding `run`, else the only one that is running. Throws
 /// bad_usage when there is none, or no telling which.
 [[nodiscard]] board_access find_board(const std::string &board_option);

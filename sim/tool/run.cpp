@@ -124,6 +124,7 @@ int leave(board_access &board, const std::string &file, int status) {
 
 struct run_options {
     std::vector<std::string> trace_files;
+    bool private_board = false;
     bool host_devices = false;
     bool verbose = false;
 };
@@ -150,6 +151,12 @@ int finish(Program &&program, std::optional<accompanying_trace> &trace) {
     return program.wait();
 }
 
+joined_board join_shared_board(const std::string &file) {
+    meeting_point where = place_of(file);
+    board_access board = join_board(where, file);
+    return {std::move(where), std::move(board)};
+}
+
 int run(const invocation &call, const run_options &options) {
     if (call.program.empty()) {
         throw bad_usage("missing argument: -- PROGRAM ARGS...");
@@ -157,15 +164,15 @@ int run(const invocation &call, const run_options &options) {
     std::vector<line_output> outputs(options.trace_files.begin(), options.trace_files.end());
     const std::string file = find_board_file(call.board);
     const std::string library = library_name();
-    const meeting_point where = meeting_point::of_board(file);
-    board_access board = join_board(where, file);
+    auto [where, board] = options.private_board ? start_private_board(file) : join_shared_board(file);
     std::optional<accompanying_trace> trace;
     if (!outputs.empty()) {
         trace.emplace(where, std::move(outputs));
     }
     const json introduction = board.request({{"command", "run"}});
     const device_files::board_files files{where, introduction.at("board"), introduction.at("buses")};
-    const device_files::service how{files, file, outer_board(), options.verbose};
+    const std::string name = options.private_board ? fmt::format("a private board of {}", file) : file;
+    const device_files::service how{files, name, outer_board(), options.verbose};
     set_environment(where, file, library);
     if (options.host_devices && options.verbose) {
         say("varnel-sim: /dev/i2c-* are this machine's: --host-devices");
@@ -187,6 +194,8 @@ void add_run(argument_parser app, invocation &call) {
                     "print the board's transfers to a file, or - for standard output")
         .type_name("FILE")
         .one_value_each_time();
+    command.add_flag("--private", options->private_board,
+                     "a board of this program's own, also while others run on the same file");
     command.add_flag("--host-devices", options->host_devices,
                      "leave /dev and /sys to this machine: no /dev/i2c-N of the board");
     command.add_flag("--verbose", options->verbose,

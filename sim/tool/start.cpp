@@ -96,4 +96,15 @@ board_access join_board(const meeting_point &where, const std::string &file) {
     return board;
 }
 
+joined_board start_private_board(const std::string &file) {
+    meeting_point where = meeting_point::of_new_private_board();
+    try {
+        board_access board = join_board(where, file);
+        return {std::move(where), std::move(board)};
+    } catch (...) {
+        where.remove();
+        throw;
+    }
+}
+
 } // namespace varnel::sim::tool

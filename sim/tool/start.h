@@ -12,4 +12,12 @@ namespace varnel::sim::tool {
 /// on as long as the connection. Throws host::bad_line.
 [[nodiscard]] board_access join_board(const meeting_point &where, const std::string &file);
 
+struct joined_board {
+    meeting_point where;
+    board_access access;
+};
+
+/// Powers on a board that nobody else joins by the name of its file. Throws host::bad_line.
+[[nodiscard]] joined_board start_private_board(const std::string &file);
+
 } // namespace varnel::sim::tool

@@ -3,19 +3,18 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "host/command_line.h"
 #include "host/options.h"
 #include "sim/protocol/channel.h"
+#include "sim/protocol/socket_address.h"
 #include "sim/usb_adapter/redirection.h"
 #include "sim/usb_adapter/tiny_usb_device.h"
 
@@ -28,24 +27,12 @@ using namespace varnel::host;
     throw std::system_error(errno, std::generic_category(), path);
 }
 
-sockaddr_un address_of(const std::string &path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        errno = ENAMETOOLONG;
-        fail(path);
-    }
-    std::memcpy(address.sun_path, path.data(), path.size());
-    return address;
-}
-
 /// Waits for a connection to the socket, which exists only while this waits.
 descriptor connection_on(const std::string &path) {
     const descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = address_of(path);
-    if (!listener.is_open() ||
-        bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        listen(listener.get(), 1) != 0) {
+    const socket_address address(path.c_str());
+    if (!listener.is_open() || !address.valid() ||
+        bind(listener.get(), address.get(), socket_address::size()) != 0 || listen(listener.get(), 1) != 0) {
         fail(path);
     }
     descriptor connection(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));

@@ -52,6 +52,72 @@ TEST_F(board_sharing, boards_of_different_files_are_separate) {
     EXPECT_EQ(read_output(), "rb ff ok\n");
 }
 
+/// Boards of their own for programs on the same file.
+class private_boards : public board_sharing {
+  public:
+    [[nodiscard]] words on_private_board(const words &program) const {
+        words all = sim({"run", "--private", "--board", board, "--"});
+        all.insert(all.end(), program.begin(), program.end());
+        return all;
+    }
+};
+
+TEST_F(private_boards, are_separate_from_each_other_and_from_the_shared_one) {
+    process keeper = keep_powered();
+    process first(
+        on_private_board({"sh", "-c", "\"$0\" 0x2000 wb 2 0x5a; read line; \"$0\" 0x2000 rb 2", i2c_call()}));
+    EXPECT_EQ(first.read_line(), "wb ok");
+    EXPECT_EQ(run(on_private_board({i2c_call(), "0x2000", "rb", "2"})).out, "rb ff ok\n");
+    EXPECT_EQ(read_output(), "rb ff ok\n");
+    first.write("\n");
+    EXPECT_EQ(first.finish().out, "rb 5a ok\n");
+}
+
+TEST_F(private_boards, commands_and_runs_inside_are_on_them) {
+    process keeper = keep_powered();
+    const std::string commands =
+        "\"$0\" set gpio.0 low; \"$0\" set --board \"$1\" gpio.1 low; "
+        "\"$0\" run -- \"$2\" 0x2000 rb 0; \"$0\" run --board \"$1\" -- \"$2\" 0x2000 rb 0";
+    EXPECT_EQ(run(on_private_board({"sh", "-c", commands, sim({}).front(), board, i2c_call()})).out,
+              "rb fc ok\nrb fc ok\n");
+    EXPECT_EQ(call({"0x2000", "rb", "0"}), "rb ff ok\n");
+}
+
+TEST_F(private_boards, outside_commands_do_not_find_them) {
+    process inside(on_private_board({"sh", "-c", "echo powered; read line"}));
+    EXPECT_EQ(inside.read_line(), "powered");
+    EXPECT_EQ(sim_run({"show"}).err,
+              "varnel-sim: no board is running, and none is named with --board FILE\n");
+    EXPECT_EQ(sim_run({"show", "--board", board}).status, 2);
+}
+
+TEST_F(private_boards, leave_no_file) {
+    EXPECT_EQ(run(on_private_board({"true"})).status, 0);
+    EXPECT_TRUE(std::filesystem::is_empty(runtime_directory()));
+    write_file(board, "[gpio]\ntype = none\n");
+    EXPECT_EQ(run(on_private_board({"true"})).status, 2);
+    EXPECT_TRUE(std::filesystem::is_empty(runtime_directory()));
+}
+
+TEST_F(private_boards, inside_another_board_say_whose_bus_files_programs_see) {
+    const words inner = sim({"run", "--private", "--", "true"});
+    EXPECT_EQ(run(on_board(inner)).err,
+              "varnel-sim: /dev/i2c-* are those of " + board + ", not of a private board of " + board + "\n");
+}
+
+TEST_F(board_sharing, runtime_directory_may_have_a_long_name) {
+    const std::string deep = folder() + "/" + std::string(200, 'd');
+    std::filesystem::create_directory(deep);
+    setenv("XDG_RUNTIME_DIR", deep.c_str(), 1);
+    process keeper = keep_powered();
+    EXPECT_EQ(call({"0x2000", "wb", "2", "0x5a"}), "wb ok\n");
+    EXPECT_EQ(read_output(), "rb 5a ok\n");
+    EXPECT_EQ(sim_run({"show", "--board", board}).status, 0);
+    struct stat status {};
+    ASSERT_EQ(stat((deep + "/varnel-sim-" + std::to_string(getuid())).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0700u);
+}
+
 TEST_F(board_sharing, one_file_is_one_board_under_any_path) {
     const std::string alias = folder() + "/alias.ini";
     std::filesystem::create_symlink(board, alias);
