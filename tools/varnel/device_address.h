@@ -12,7 +12,7 @@ namespace varnel::tools {
 inline constexpr uint8_t first_address = 0x03;
 inline constexpr uint8_t last_address = 0x77;
 
-/// Where a chip is: BUS:ADDRESS.
+/// Where a chip is: BUS:ADDRESS, where BUS is a number or a name (bus_number.h).
 struct device_address {
     uint8_t bus = 0;
     uint8_t address = 0;

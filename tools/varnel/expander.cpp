@@ -156,6 +156,20 @@ const expander_model *default_expander_model() { return models.data(); }
 unsigned int expander::banks() const { return model_.banks(); }
 
 expander_pin expander::pin_from(const std::string &text) const {
+    const auto named = std::ranges::find(names_, text, &pin_name::name);
+    return numbered_pin(named == names_.end() ? text : named->label);
+}
+
+bool expander::has_pin_named(const std::string &text) const {
+    return std::ranges::find(names_, text, &pin_name::name) != names_.end();
+}
+
+std::string expander::given_name(const expander_pin &pin) const {
+    const auto named = std::ranges::find(names_, name(pin), &pin_name::label);
+    return named == names_.end() ? "" : named->name;
+}
+
+expander_pin expander::numbered_pin(const std::string &text) const {
     const std::size_t dot = text.find('.');
     if (dot == std::string::npos) {
         const auto number = static_cast<unsigned int>(host::c_number(text, banks() * bits - 1, "PIN"));

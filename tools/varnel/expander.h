@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/varnel/board_pins.h"
 #include "tools/varnel/device_address.h"
 
 namespace varnel::tools {
@@ -33,14 +34,20 @@ struct expander_pin {
 /// so that the other pins of the bank keep what they are set to. Throws failed when the chip does not answer.
 class expander {
   public:
-    expander(const device_address &chip, const expander_model &model) : chip_(chip), model_(model) {}
+    expander(const device_address &chip, const expander_model &model)
+        : chip_(chip), model_(model), names_(board_pin_names(chip)) {}
 
     [[nodiscard]] unsigned int banks() const;
 
-    /// "11" or "1.3"; the same pin. Throws bad_usage for one that the model has not.
+    /// "11" or "1.3", the same pin; or its name (board_pins.h). Throws bad_usage for one that the model has not.
     [[nodiscard]] expander_pin pin_from(const std::string &text) const;
     /// As the model's datasheet counts: "11"; of a PCA9505 "1.3".
     [[nodiscard]] std::string name(const expander_pin &pin) const;
+
+    [[nodiscard]] bool has_names() const { return !names_.empty(); }
+    [[nodiscard]] bool has_pin_named(const std::string &text) const;
+    /// Its name on the board; empty when it has none.
+    [[nodiscard]] std::string given_name(const expander_pin &pin) const;
 
     [[nodiscard]] uint8_t read_bank(registers which, unsigned int bank) const;
     void write_bank(registers which, unsigned int bank, uint8_t value) const;
@@ -55,8 +62,11 @@ class expander {
     void clear_interrupt_mask(unsigned int bank) const;
 
   private:
+    [[nodiscard]] expander_pin numbered_pin(const std::string &text) const;
+
     device_address chip_;
     const expander_model &model_;
+    std::vector<pin_name> names_;
 };
 
 } // namespace varnel::tools

@@ -12,6 +12,8 @@
 #include "host/options.h"
 #include "tools/varnel/device_address.h"
 #include "tools/varnel/expander.h"
+#include "tools/varnel/gpio_wait.h"
+#include "tools/varnel/pin_words.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
 #include "tools/varnel/watch.h"
@@ -20,7 +22,6 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr const char *level_name(bool high) { return high ? "high" : "low"; }
 constexpr const char *direction_name(bool input) { return input ? "input" : "output"; }
 
 struct options {
@@ -63,25 +64,7 @@ void print_bits(const invocation &call, const options &given, registers which, c
     print(call.json ? lines.text(call) : text);
 }
 
-/// "3 high 4 low": all are checked before the first is written.
-std::vector<std::pair<expander_pin, bool>> assignments_from(const options &given,
-                                                            const std::vector<std::string> &states) {
-    const expander target = given.target();
-    std::vector<std::pair<expander_pin, bool>> assignments;
-    for (std::size_t i = 0; i < given.words.size(); i += 2) {
-        const expander_pin pin = target.pin_from(given.words[i]);
-        if (i + 1 == given.words.size()) {
-            throw bad_usage(
-                fmt::format("missing argument: {} or {} for pin {}", states[0], states[1], given.words[i]));
-        }
-        const std::size_t state = place_among(states, given.words[i + 1], "pin " + given.words[i]);
-        assignments.emplace_back(pin, state == 0);
-    }
-    return assignments;
-}
-
-void verify(const options &given, const std::vector<std::pair<expander_pin, bool>> &assignments,
-            registers which, const char *(*name)(bool)) {
+void verify(const options &given, const pin_states &assignments, registers which, const char *(*name)(bool)) {
     const expander target = given.target();
     for (const auto &[pin, wanted] : assignments) {
         if (target.read(which, pin) != wanted) {
@@ -94,8 +77,9 @@ void verify(const options &given, const std::vector<std::pair<expander_pin, bool
 
 void set_bits(const options &given, registers written, registers read_back,
               const std::vector<std::string> &states, const char *(*name)(bool)) {
-    const auto assignments = assignments_from(given, states);
     const expander target = given.target();
+    const pin_states assignments =
+        pin_states_from(given.words, target, states); // all, before the first is written
     for (const auto &[pin, value] : assignments) {
         target.write(written, pin, value);
     }
@@ -108,19 +92,44 @@ void set(const options &given) {
     set_bits(given, registers::output, registers::level, {"high", "low"}, level_name);
 }
 
+/// Whether a word is meant as a pin, not as its direction.
+bool is_pin(const options &given, const std::string &word) {
+    return word.find_first_not_of("0123456789.") == std::string::npos || given.target().has_pin_named(word);
+}
+
 void direction(const invocation &call, const options &given) {
-    const bool is_setting =
-        given.words.size() > 1 && given.words[1].find_first_not_of("0123456789.") != std::string::npos;
-    if (is_setting) {
+    if (given.words.size() > 1 && !is_pin(given, given.words[1])) {
         set_bits(given, registers::direction, registers::direction, {"input", "output"}, direction_name);
     } else {
         print_bits(call, given, registers::direction, direction_name);
     }
 }
 
+struct pin_view {
+    const char *direction, *level, *output;
+};
+
+/// As a row, and as a member of the JSON object. Names are the board's; on most there are none.
+void add_pin(table &rows, json &pins, const std::string &label, const std::string &name,
+             const pin_view &pin) {
+    std::vector<std::string> row{label, pin.direction, pin.level, pin.output};
+    if (!name.empty()) {
+        row.push_back(name);
+    }
+    rows.add(std::move(row));
+    pins[label] = {{"direction", pin.direction}, {"level", pin.level}, {"output", pin.output}};
+    if (!name.empty()) {
+        pins[label]["name"] = name;
+    }
+}
+
 std::string list(const invocation &call, const options &given) {
     const expander target = given.target();
-    table rows({"PIN", "DIRECTION", "LEVEL", "OUTPUT"});
+    std::vector<std::string> headings{"PIN", "DIRECTION", "LEVEL", "OUTPUT"};
+    if (target.has_names()) {
+        headings.emplace_back("NAME");
+    }
+    table rows(std::move(headings));
     json pins = json::object();
     for (unsigned int bank = 0; bank < target.banks(); ++bank) {
         const uint8_t directions = target.read_bank(registers::direction, bank);
@@ -128,12 +137,9 @@ std::string list(const invocation &call, const options &given) {
         const uint8_t outputs = target.read_bank(registers::output, bank);
         for (unsigned int bit = 0; bit < 8; ++bit) {
             const auto is_set = [bit](uint8_t byte) { return (byte >> bit & 1U) != 0; };
-            const std::string name = target.name({bank, bit});
-            rows.add({name, direction_name(is_set(directions)), level_name(is_set(levels)),
-                      level_name(is_set(outputs))});
-            pins[name] = {{"direction", direction_name(is_set(directions))},
-                          {"level", level_name(is_set(levels))},
-                          {"output", level_name(is_set(outputs))}};
+            add_pin(rows, pins, target.name({bank, bit}), target.given_name({bank, bit}),
+                    {direction_name(is_set(directions)), level_name(is_set(levels)),
+                     level_name(is_set(outputs))});
         }
     }
     report lines;
@@ -211,20 +217,8 @@ template <typename Action>
 added_verb<options> add_on_chip(verbs<options> &gpio, const char *name, const char *description,
                                 Action action) {
     const added_verb<options> verb = gpio.add(name, description, action);
-    add_argument(verb.parser, "--chip", verb.given.model, expander_model_from,
-                 ("default: " + expander_model_names().front()).c_str(),
-                 any_of(expander_model_names()).c_str());
+    add_model(verb.parser, verb.given.model);
     return verb;
-}
-
-/// `type` is what completion offers, `in_help` what people read.
-void add_words(const added_verb<options> &verb, const char *type, const char *in_help,
-               const char *description) {
-    verb.parser.add_option("PIN", verb.given.words, description)
-        .required()
-        .expected(-1)
-        .type_name(type)
-        .option_text(in_help);
 }
 
 void add_pin_list(argument_parser verb, const char *name, std::vector<std::string> &pins,
@@ -234,16 +228,18 @@ void add_pin_list(argument_parser verb, const char *name, std::vector<std::strin
 
 void add_pins(verbs<options> &gpio, invocation &call) {
     const auto get = add_on_chip(gpio, "get", "Show levels, one line a pin", print_levels);
-    add_words(get, "PIN", "...", "3, or BANK.BIT such as 1.7");
+    add_pin_words(get.parser, get.given.words, "PIN", "...",
+                  "3, or BANK.BIT such as 1.7, or its name in the file of a simulated board");
     add_json(get.parser, call);
     const auto setting = add_on_chip(gpio, "set", "Set output registers", set);
     setting.parser.add_note(
         "An input gets its new level when it becomes an output. Other pins do not change.");
-    add_words(setting, "PIN|high|low", "high|low ...", "pins, each followed by its level");
+    add_pin_words(setting.parser, setting.given.words, "PIN|high|low", "high|low ...",
+                  "pins, each followed by its level");
     add_verify(setting.parser, setting.given.verify);
     const auto dir = add_on_chip(gpio, "dir", "Show directions, one line a pin, or set them", direction);
-    add_words(dir, "PIN|input|output", "[input|output] ...",
-              "pins; to set them, each followed by its direction");
+    add_pin_words(dir.parser, dir.given.words, "PIN|input|output", "[input|output] ...",
+                  "pins; to set them, each followed by its direction");
     add_verify(dir.parser, dir.given.verify);
     add_json(dir.parser, call);
 }
@@ -282,6 +278,7 @@ void add_banks(verbs<options> &gpio, invocation &call) {
 void add_gpio(argument_parser app, invocation &call) {
     verbs<options> gpio(app, call, "gpio", "PCA9555, PCA9554 and PCA9505 expanders: pins");
     add_pins(gpio, call);
+    add_gpio_wait(gpio.family(), call);
     add_whole_chip(gpio, call);
     add_banks(gpio, call);
 }

@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 
 #include "host/options.h"
+#include "tools/varnel/bus_number.h"
 #include "tools/varnel/library_call.h"
 #include "tools/varnel/library_output.h"
 #include "tools/varnel/report.h"
@@ -24,7 +25,7 @@ namespace varnel::tools {
 namespace {
 
 struct bus_arguments {
-    uint64_t bus = 0;
+    uint8_t bus = 0;
 };
 
 struct chip_arguments {
@@ -59,7 +60,7 @@ std::vector<std::string> devices_on(uint8_t bus) {
 }
 
 void scan(const invocation &call, const bus_arguments &given) {
-    const std::vector<std::string> found = devices_on(static_cast<uint8_t>(given.bus));
+    const std::vector<std::string> found = devices_on(given.bus);
     report lines;
     lines.add("bus", given.bus);
     lines.add("devices", found);
@@ -125,7 +126,9 @@ void add_survey(argument_parser smbus, invocation &call) {
                  "List the devices that answer on a bus: to a quick command, at 0x30 to 0x37 "
                  "and 0x50 to 0x5f to reading a byte",
                  scan);
-    add_number(scanning.parser, "BUS", scanning.given.bus, UINT8_MAX, "number of the bus");
+    add_argument(
+        scanning.parser, "BUS", scanning.given.bus,
+        [](const std::string &text) { return bus_number_from(text, "BUS"); }, "number or name of the bus");
     add_json(scanning.parser, call);
     const auto dumping =
         verbs<chip_arguments>(smbus, call)

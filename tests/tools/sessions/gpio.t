@@ -1,6 +1,6 @@
 SPDX-License-Identifier: Apache-2.0
   $ varnel gpio list 0:0x20
-  PIN  DIRECTION  LEVEL  OUTPUT
+  PIN  DIRECTION  LEVEL  OUTPUT  NAME
   0    input      high   high
   1    input      high   high
   2    input      high   high
@@ -9,7 +9,7 @@ SPDX-License-Identifier: Apache-2.0
   5    input      high   high
   6    input      high   high
   7    input      high   high
-  8    input      low    high
+  8    input      low    high    absent
   9    input      high   high
   10   input      high   high
   11   input      high   high
@@ -43,8 +43,8 @@ SPDX-License-Identifier: Apache-2.0
   $ varnel gpio get 0:0x20 1.8
   ! varnel: PIN 1.8: bit: '8' is not a number from 0 to 7
   [2]
-  $ varnel gpio get 0:0x20 absent
-  ! varnel: PIN: 'absent' is not a number from 0 to 15
+  $ varnel gpio get 0:0x20 present
+  ! varnel: PIN: 'present' is not a number from 0 to 15
   [2]
   $ varnel gpio get 0:0x20 3 --chip pca9999
   ! varnel: --chip: 'pca9999' is not pca9555, pca9554 or pca9505
@@ -60,6 +60,47 @@ SPDX-License-Identifier: Apache-2.0
   [1]
   $ varnel gpio dir 0:0x21 3 input
   ! varnel: 0:0x21: read directions: no acknowledge (No such device or address)
+  [1]
+
+The board's file names pins of a chip.
+  $ varnel gpio get 0:0x20 absent 7
+  low
+  high
+  $ varnel gpio get 0:0x20 absent --json
+  {
+    "device": "0:0x20",
+    "pins": {
+      "8": "low"
+    }
+  }
+  $ varnel gpio list 0:0x20 --json | grep name
+        "name": "absent"
+  $ varnel gpio dir 0:0x20 7 absent
+  input
+  input
+  $ varnel gpio dir 0:0x20 absent output --verify
+  $ varnel gpio dir 0:0x20 absent input
+  $ varnel gpio get 0:0x24 absent --chip pca9505
+  ! varnel: PIN: 'absent' is not a number from 0 to 39
+  [2]
+  $ VARNEL_SIM_BOARD=/none varnel gpio get 0:0x20 absent
+  ! varnel: PIN: 'absent' is not a number from 0 to 15
+  [2]
+
+Waiting for levels.
+  $ varnel gpio wait 0:0x20 7 high absent low
+  $ (varnel gpio wait 0:0x20 absent high 7 low --every 1ms; echo came) &
+  $ varnel-sim set exp16.absent high exp16.7 low; wait
+  came
+  $ varnel-sim set exp16.absent low exp16.7 float
+  $ varnel gpio wait 0:0x20 7 low --timeout 30ms
+  ! varnel: 0:0x20: pin 7 is high after 30 ms
+  [1]
+  $ varnel gpio wait 0:0x20 7
+  ! varnel: missing argument: high or low for pin 7
+  [2]
+  $ varnel gpio wait 0:0x21 7 low
+  ! varnel: 0:0x21: read levels: no acknowledge (No such device or address)
   [1]
 
 A level waits until the pin is an output. Other pins keep what they are set to, whatever level they have.

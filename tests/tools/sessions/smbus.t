@@ -8,6 +8,14 @@ SPDX-License-Identifier: Apache-2.0
   0:0x70
   0:0x71
   0:0x74
+  $ name=$(cat /sys/class/i2c-dev/i2c-0/name)
+  $ varnel smbus scan "$name" | head -n 1
+  0:0x20
+  $ varnel smbus read-byte "$name:0x50" 0
+  0x56
+  $ varnel smbus scan none
+  ! varnel: BUS: 'none' is not a number from 0 to 255 or a name in /sys/class/i2c-dev
+  [2]
   $ varnel smbus scan 7
   ! varnel: bus 7: no such bus
   [1]

@@ -50,13 +50,13 @@ A device is BUS:ADDRESS, the address in hexadecimal.
   ! varnel: '1:58' is not BUS:ADDRESS, such as 1:0x58
   [2]
   $ varnel psu status :0x58
-  ! varnel: :0x58: bus: '' is not a number from 0 to 255 (0xff)
+  ! varnel: :0x58: bus: '' is not a number from 0 to 255 or a name in /sys/class/i2c-dev
   [2]
   $ varnel psu status 256:0x58
-  ! varnel: 256:0x58: bus: '256' is not a number from 0 to 255 (0xff)
+  ! varnel: 256:0x58: bus: '256' is not a number from 0 to 255 or a name in /sys/class/i2c-dev
   [2]
   $ varnel psu status 0x100:0x58
-  ! varnel: 0x100:0x58: bus: '0x100' is not a number from 0 to 255 (0xff)
+  ! varnel: 0x100:0x58: bus: '0x100' is not a number from 0 to 255 or a name in /sys/class/i2c-dev
   [2]
   $ varnel psu status 1:0x
   ! varnel: 1:0x: address: '0x' is not a number from 0 to 255 (0xff)
