@@ -11,13 +11,13 @@
 #include <string>
 #include <system_error>
 
-#include <arpa/inet.h>
 #include <fmt/format.h>
 #include <poll.h>
 
 #include "host/held_signals.h"
 #include "host/options.h"
 #include "tools/varnel/arriving_file.h"
+#include "tools/varnel/host_address.h"
 #include "tools/varnel/progress_bar.h"
 #include "tools/varnel/reception.h"
 #include "tools/varnel/verb.h"
@@ -30,7 +30,7 @@ namespace {
 constexpr int pause_between_attempts = 50; // milliseconds
 
 struct fetch_arguments {
-    std::string address;
+    std::string host;
     std::string file;
     std::optional<std::chrono::milliseconds> wait;
 };
@@ -63,8 +63,9 @@ std::string reason(const reception::ending &end) {
 }
 
 /// One attempt. Returns how it ended; what arrived is in the file.
-reception::ending receive(const fetch_arguments &given, arriving_file &file, const held_signals &signals) {
-    reception transfer(file.pipe(), given.address);
+reception::ending receive(const fetch_arguments &given, const std::string &address, arriving_file &file,
+                          const held_signals &signals) {
+    reception transfer(file.pipe(), address);
     const auto announced = transfer.announced_size([&] { end_if_signalled(signals); });
     progress_bar bar;
     const meanwhile look = [&] {
@@ -77,38 +78,34 @@ reception::ending receive(const fetch_arguments &given, arriving_file &file, con
     };
     transfer.receive(store_piece, look);
     if (transfer.end().result == LAN_TRANSFER_RECEIVED && (!announced || file.size() != *announced)) {
-        throw failed(announced ? fmt::format("{}: sent {} of {} bytes, and closed the connection",
-                                             given.address, file.size(), *announced)
-                               : fmt::format("{}: closed the connection", given.address));
+        throw failed(announced ? fmt::format("{}: sent {} of {} bytes, and closed the connection", given.host,
+                                             file.size(), *announced)
+                               : fmt::format("{}: closed the connection", given.host));
     }
     return transfer.end();
 }
 
-void receive_file(const fetch_arguments &given) {
+void receive_file(const fetch_arguments &given, const std::string &address) {
     const held_signals signals;
     std::signal(SIGPIPE, SIG_IGN); // standard output may be a pipe that its reader closes
     arriving_file file(given.file);
     const auto last_attempt =
         std::chrono::steady_clock::now() + given.wait.value_or(std::chrono::milliseconds(0));
-    reception::ending end = receive(given, file, signals);
+    reception::ending end = receive(given, address, file, signals);
     while (end.result == LAN_TRANSFER_NO_CONNECTION && std::chrono::steady_clock::now() < last_attempt) {
         poll(nullptr, 0, pause_between_attempts);
         end_if_signalled(signals);
-        end = receive(given, file, signals);
+        end = receive(given, address, file, signals);
     }
     if (end.result != LAN_TRANSFER_RECEIVED) {
-        throw failed(fmt::format("{}: {}", given.address, reason(end)));
+        throw failed(fmt::format("{}: {}", given.host, reason(end)));
     }
     file.keep();
 }
 
 void fetch(const fetch_arguments &given) {
-    in_addr address{};
-    if (inet_aton(given.address.c_str(), &address) == 0) {
-        throw bad_usage(fmt::format("'{}' is not an IPv4 address", given.address));
-    }
     try {
-        receive_file(given);
+        receive_file(given, ipv4_address_of(given.host));
     } catch (const interruption &stop) {
         std::signal(stop.signal, SIG_DFL);
         std::raise(stop.signal); // our parent process sees what ended us
@@ -121,7 +118,10 @@ void add_fetch(argument_parser app, invocation &call) {
     const auto fetching =
         verbs<fetch_arguments>(app, call).add("fetch", "Fetch the file that a sender serves", fetch);
     fetching.parser.add_note("Nothing is authenticated.");
-    fetching.parser.add_option("ADDRESS", fetching.given.address, "IPv4 address of the sender").required();
+    fetching.parser
+        .add_option("HOST", fetching.given.host,
+                    "name or IPv4 address of the sender; the transfer does not support IPv6")
+        .required();
     fetching.parser
         .add_option("FILE", fetching.given.file, "replaced when all has arrived; - is standard output")
         .required();

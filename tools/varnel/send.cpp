@@ -174,7 +174,7 @@ void add_send(argument_parser app, invocation &call) {
     const auto sending = verbs<options>(app, call).add(
         "send", "Serve a file over TCP to clients that fetch it, one after another",
         [](const options &given) { send(given.file, static_cast<unsigned int>(given.clients)); });
-    sending.parser.add_note("Nothing is authenticated.");
+    sending.parser.add_note("Nothing is authenticated. Clients connect over IPv4.");
     sending.parser.add_option("FILE", sending.given.file, "the file, less than 2 GiB").required();
     add_number(sending.parser, "--clients", sending.given.clients, {1, most_clients},
                "how many; one that disconnects early counts, too (default 1)");
