@@ -1,19 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 // varnel ipmi: raw commands to other controllers, one session each.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
-#include <dlfcn.h>
 #include <fmt/format.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "host/hex.h"
-#include "host/numbers.h"
+#include "host/input_file.h"
 #include "host/options.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
+#include "tools/varnel/host_address.h"
+#include "tools/varnel/ipmi_session.h"
 #include "tools/varnel/json_text.h"
 #include "tools/varnel/report.h"
 #include "tools/varnel/verb.h"
@@ -23,92 +30,145 @@ namespace varnel::tools {
 
 namespace {
 
-constexpr const char *adapter = "libvarnel_platform_ipmi.so.1";
-constexpr std::size_t response_room = 1024;
-constexpr int smc = 0;
+constexpr uint8_t oem_function = 0x38; // that of the relay between controllers
+constexpr uint64_t last_net_function = 0x3f;
+constexpr uint64_t last_cipher_suite = 17;
+
+/// Whom a command is for: a controller of the table, or any host.
+struct controller {
+    std::string name;          ///< "smc", "bmc3", or what the user typed
+    std::optional<int> number; ///< in the table; none for a host
+};
 
 struct ipmi_arguments {
-    std::optional<uint8_t> slot; ///< none: the SMC
+    controller to;
     uint64_t command = 0;
-    std::vector<uint8_t> request;
+    std::vector<uint8_t> data;
+    uint64_t net_function = oem_function;
+    std::string user;
+    std::string password_file;
+    std::optional<uint64_t> cipher_suite;
 };
 
-struct ipmi_response {
-    bool good;
-    std::vector<uint8_t> bytes; ///< completion code first
+/// A login, wiped at the end.
+struct login {
+    bmc_session_info info{};
+
+    login() = default;
+    login(const login &) = delete;
+    login &operator=(const login &) = delete;
+    ~login() { explicit_bzero(&info, sizeof info); }
 };
 
-/// The adapter is loaded only here, so that the command needs it for nothing else, unless a board's own
-/// library stands in front of it.
-void load_adapter() {
-    if (dlsym(RTLD_DEFAULT, "LIBIPMI_Create_IPMI20_Session") == nullptr &&
-        dlopen(adapter, RTLD_LAZY | RTLD_GLOBAL) == nullptr) {
-        throw failed(fmt::format("no IPMI library: {}", dlerror()));
+/// A table in which a host has a cipher suite, as long as this lives: the IPMI library looks there.
+class suite_table {
+  public:
+    suite_table(const char *address, uint8_t suite) : name_(fmt::format("/varnel-ipmi-{}", getpid())) {
+        controller_records records{};
+        platform::controller_record &host = records.front();
+        platform::find_controller(address, host); // keeps its time-outs
+        host.login.fill(0);
+        host.present = 1;
+        host.cipher_suite = suite;
+        std::strncpy(host.address.data(), address, host.address.size() - 1);
+        publish_controller_table(records, name_);
+        setenv(platform::table_name_variable, name_.c_str(), 1);
     }
-}
+    ~suite_table() { shm_unlink(name_.c_str()); }
+    suite_table(const suite_table &) = delete;
+    suite_table &operator=(const suite_table &) = delete;
 
-std::string name_of(const ipmi_arguments &given) {
-    return given.slot ? fmt::format("bmc{}", *given.slot) : "smc";
-}
+  private:
+    std::string name_;
+};
 
-/// Asks for the login, too, so that a controller without one is told from one that does not answer.
-std::string address_of(const ipmi_arguments &given) {
-    bmc_session_info login{};
-    get_bmc_session_info(given.slot ? *given.slot + 1 : smc, &login);
-    std::string address(login.ip, strnlen(login.ip, sizeof login.ip));
-    explicit_bzero(&login, sizeof login);
-    if (address == "0.0.0.0") {
-        throw failed(fmt::format("{}: no address; see varnel controllers", name_of(given)));
+/// A field has no NUL when it is full.
+void fill(std::span<char> field, const std::string &text, const char *what) {
+    if (text.size() > field.size()) {
+        throw bad_usage(fmt::format("{}: longer than {} bytes", what, field.size()));
     }
-    return address;
+    std::ranges::fill(field, '\0');
+    std::ranges::copy(text, field.begin());
 }
 
-ipmi_response relay(const ipmi_arguments &given) {
-    std::vector<uint8_t> request = given.request;
-    const auto size = static_cast<uint32_t>(request.size());
-    const auto command = static_cast<uint8_t>(given.command);
-    std::vector<uint8_t> response(response_room);
-    auto length = static_cast<uint32_t>(response.size());
-    const int result =
-        given.slot
-            ? smc_send_command_to_bmc(*given.slot, command, request.data(), size, response.data(), &length)
-            : bmc_send_command_to_smc(command, request.data(), size, response.data(), &length);
-    // Without an answer the library leaves the response as it was.
-    const bool answered = result == 0 || response[0] != 0;
-    response.resize(answered ? length : 0);
-    return {result == 0, std::move(response)};
+/// The first line.
+std::string password_in(const std::string &file) {
+    std::string text = host::input_file(file).content();
+    std::string line = text.substr(0, text.find('\n'));
+    explicit_bzero(text.data(), text.size());
+    return line;
+}
+
+void find_login(const ipmi_arguments &given, bmc_session_info &info) {
+    if (given.to.number) {
+        get_bmc_session_info(*given.to.number, &info);
+        if (std::strncmp(info.ip, "0.0.0.0", sizeof info.ip) == 0) {
+            throw failed(fmt::format("{}: no address; see varnel controllers", given.to.name));
+        }
+    } else {
+        fill(info.ip, ipv4_address_of(given.to.name), "HOST");
+    }
+    if (!given.user.empty()) {
+        fill(info.user_name, given.user, "--user");
+    }
+    if (!given.password_file.empty()) {
+        std::string password = password_in(given.password_file);
+        fill(info.password, password, "--password-file");
+        explicit_bzero(password.data(), password.size());
+    }
 }
 
 void send_raw(const invocation &call, const ipmi_arguments &given) {
-    load_adapter();
-    const std::string address = address_of(given);
-    const ipmi_response response = relay(given);
-    if (response.bytes.empty()) {
-        throw failed(fmt::format("{} ({}): no session, or no answer", name_of(given), address));
+    load_ipmi_library();
+    login to;
+    find_login(given, to.info);
+    std::optional<suite_table> suite;
+    if (given.cipher_suite) {
+        suite.emplace(to.info.ip, static_cast<uint8_t>(*given.cipher_suite));
     }
-    if (!response.good) {
-        throw failed(fmt::format("{} ({}): completion code 0x{:02x}, see IPMI 2.0 table 5-2", name_of(given),
-                                 address, response.bytes[0]));
+    std::vector<uint8_t> response;
+    try {
+        ipmi_session session(to.info);
+        response = session.send(
+            {static_cast<uint8_t>(given.net_function), static_cast<uint8_t>(given.command), given.data});
+    } catch (const failed &problem) {
+        throw failed(fmt::format("{} ({}): {}", given.to.name, to.info.ip, problem.what()));
     }
-    const json all{{"controller", name_of(given)}, {"address", address}, {"response", response.bytes}};
-    print(call.json ? json_text(all) : hex(response.bytes, " ") + "\n");
+    const json all{{"controller", given.to.name}, {"address", to.info.ip}, {"response", response}};
+    print(call.json ? json_text(all) : hex(response, " ") + "\n");
 }
 
-std::optional<uint8_t> slot_from(const std::string &text) {
-    return text == "smc" ? std::nullopt : std::optional(static_cast<uint8_t>(c_number(text, 255, "SLOT")));
+controller controller_from(const std::string &text) {
+    if (text == "smc") {
+        return {text, 0};
+    }
+    if (text.find_first_not_of("0123456789") != std::string::npos && !text.starts_with("0x")) {
+        return {text, std::nullopt};
+    }
+    const auto slot = static_cast<int>(c_number(text, UINT8_MAX, "SLOT"));
+    return {fmt::format("bmc{}", slot), slot + 1};
 }
 
 } // namespace
 
 void add_ipmi(argument_parser app, invocation &call) {
     verbs<ipmi_arguments> ipmi(app, call, "ipmi", "Commands to other controllers, over IPMI 2.0");
-    const auto raw =
-        ipmi.add("raw", "Send a command (network function 0x38), and print the response", send_raw);
-    raw.parser.add_note("The response begins with the completion code.");
-    add_argument(raw.parser, "SLOT", raw.given.slot, slot_from, "of the BMC, 0 to 255; smc is the SMC",
-                 "smc|SLOT");
+    const auto raw = ipmi.add("raw", "Send a command, and print the response", send_raw);
+    raw.parser.add_note(
+        "The response begins with the completion code. Sessions have Administrator privilege.");
+    add_argument(raw.parser, "SLOT", raw.given.to, controller_from,
+                 "of the BMC, 0 to 255; smc is the SMC; or a host's name or IPv4 address", "smc|SLOT|HOST");
     add_number(raw.parser, "CMD", raw.given.command, UINT8_MAX, "command byte");
-    add_bytes(raw.parser, "BYTES", raw.given.request, "request data").required(false);
+    add_bytes(raw.parser, "BYTES", raw.given.data, "request data").required(false);
+    add_number(raw.parser, "--netfn", raw.given.net_function, last_net_function,
+               "network function; default: 0x38");
+    raw.parser.add_option("--user", raw.given.user, "default: the table's; for a host, none")
+        .type_name("NAME");
+    raw.parser.add_option("--password-file", raw.given.password_file, "its first line; - is standard input")
+        .type_name("FILE");
+    add_number(
+        raw.parser, "--cipher-suite", raw.given.cipher_suite, {1, last_cipher_suite},
+        "with libvarnel_platform_ipmi; default: the table's, otherwise 17, and 3 where that is refused");
     add_json(raw.parser, call);
 }
 

@@ -17,6 +17,7 @@
 #include "bmc_servers.h"
 #include "controller_table_file.h"
 #include "platform/namespaces.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -68,6 +69,7 @@ class ipmi_command : public ::testing::Test {
         records[3] = make_record(bmc_address(0), "wrong");
         records[4] = make_record("127.0.9.1", "secret"); // no BMC at this address
         varnel::tools::publish_controller_table(records, table);
+        write_file(password_file, "secret\n");
     }
     ~ipmi_command() override { shm_unlink(table.c_str()); }
     void SetUp() override {
@@ -77,6 +79,8 @@ class ipmi_command : public ::testing::Test {
     }
 
     std::string table;
+    scratch_folder folder;
+    std::string password_file = folder.file("password");
     controller_records records{};
 };
 
@@ -102,13 +106,48 @@ TEST_F(ipmi_command, failed_command_prints_controller_address_and_reason) {
     EXPECT_EQ(varnel_ipmi("raw 0 0x13 0xD5"),
               (finished{1, "varnel: bmc0 (127.0.1.1): completion code 0xd5, see IPMI 2.0 table 5-2\n"}));
     EXPECT_EQ(varnel_ipmi("raw 2 0x10"),
-              (finished{1, "varnel: bmc2 (127.0.1.1): no session, or no answer\n"}));
+              (finished{1, "varnel: bmc2 (127.0.1.1): no session: wrong password (status 0x0103)\n"}));
     EXPECT_EQ(varnel_ipmi("raw 3 0x10"),
-              (finished{1, "varnel: bmc3 (127.0.9.1): no session, or no answer\n"}));
+              (finished{1, "varnel: bmc3 (127.0.9.1): no session: no answer in time (status 0x0106)\n"}));
     EXPECT_EQ(varnel_ipmi("raw 1 0x10"), (finished{1, "varnel: bmc1: no address; see varnel controllers\n"}));
 }
 
+TEST_F(ipmi_command, host_needs_no_table) {
+    const simulated_bmcs bmcs;
+    setenv("VARNEL_DEVICE_TABLE", "/varnel-test-none", 1);
+    const std::string options = " --user admin --password-file " + password_file;
+    EXPECT_EQ(varnel_ipmi("raw " + bmc_address(0) + " 0x12" + options), (finished{0, "00 20\n"}));
+    EXPECT_EQ(varnel_ipmi("raw " + bmc_address(0) + " 0x12 --user admin --password-file - <" + password_file),
+              (finished{0, "00 20\n"}));
+    EXPECT_EQ(
+        varnel_ipmi("raw " + bmc_address(0) + " 0x12 --user nobody --password-file " + password_file).status,
+        1);
+}
+
+TEST_F(ipmi_command, any_network_function_can_be_sent) {
+    const simulated_bmcs bmcs;
+    const std::string device_id =
+        varnel_ipmi("raw 0 1 --netfn 6").text; // Get Device ID, IPMI 2.0 section 20.1
+    EXPECT_THAT(device_id, ::testing::StartsWith("00 "));
+    EXPECT_EQ(device_id.size(), 16U * 3U) << device_id;
+}
+
+TEST_F(ipmi_command, cipher_suite_is_used_for_this_command_only) {
+    const simulated_bmcs bmcs;
+    EXPECT_EQ(varnel_ipmi("raw 0 0x12 --cipher-suite 3"), (finished{0, "00 20\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0 0x12 --cipher-suite 17").status, 1); // ipmi_sim knows SHA-1 only
+    EXPECT_EQ(varnel_ipmi("raw 0 0x12"), (finished{0, "00 20\n"}));
+}
+
 TEST_F(ipmi_command, bad_arguments_are_refused) {
+    EXPECT_EQ(varnel_ipmi("raw 0 1 --netfn 0x40"),
+              (finished{2, "varnel: --netfn: '0x40' is not a number from 0 to 63\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 127.0.1.1 1 --user 12345678901234567"),
+              (finished{2, "varnel: --user: longer than 16 bytes\n"}));
+    EXPECT_EQ(varnel_ipmi("raw 0 1 --password-file /none"),
+              (finished{1, "varnel: /none: No such file or directory\n"}));
+    EXPECT_EQ(varnel_ipmi("raw ::1 1"),
+              (finished{2, "varnel: '::1' is an IPv6 address; only IPv4 is supported\n"}));
     EXPECT_EQ(varnel_ipmi("raw 256 1"),
               (finished{2, "varnel: SLOT: '256' is not a number from 0 to 255 (0xff)\n"}));
     EXPECT_EQ(varnel_ipmi("raw 0 0x100"),
