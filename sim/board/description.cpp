@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <string_view>
 
 #include <fmt/format.h>
 
 #include "host/numbers.h"
+#include "sim/board/register_dump.h"
 
 namespace varnel::sim {
 
@@ -86,7 +88,22 @@ std::optional<placement> other_place(section_reader &section, uint8_t same_addre
     return placement{bus->value, bus->line, address ? section.address(*address) : same_address};
 }
 
-chip_description read_chip(section_reader section) {
+/// The section's settings, those of its register dumps in the dumps' place. Names of dumps are relative to the board file.
+std::vector<host::ini_entry> settings_of(const host::ini_section &section, const std::string &file) {
+    std::vector<host::ini_entry> settings;
+    for (const host::ini_entry &entry : section.entries) {
+        if (entry.key == "dump") {
+            const auto dump = std::filesystem::path(file).parent_path() / entry.value;
+            std::ranges::move(settings_of_dump(dump.string(), {file, entry.line}),
+                              std::back_inserter(settings));
+        } else {
+            settings.push_back(entry);
+        }
+    }
+    return settings;
+}
+
+chip_description read_chip(section_reader section, const std::string &file) {
     const std::string name = section.rest().name;
     if (!is_chip_name(name)) {
         section.fail(
@@ -103,7 +120,7 @@ chip_description read_chip(section_reader section) {
             type.line,
             {bus.value, bus.line, address},
             std::move(other),
-            section.rest().entries};
+            settings_of(section.rest(), file)};
 }
 
 void read_board_section(section_reader section, board_description &board) {
@@ -124,7 +141,7 @@ board_description read_description(std::istream &input, const std::string &file)
         if (section.name == "board") {
             read_board_section({section, file}, board);
         } else {
-            board.chips.push_back(read_chip({section, file}));
+            board.chips.push_back(read_chip({section, file}, file));
         }
     }
     if (board.chips.empty()) {

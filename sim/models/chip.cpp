@@ -9,12 +9,13 @@
 
 #include "sim/models/car2512.h"
 #include "sim/models/ds3232.h"
-#include "sim/models/eeprom_24c02.h"
+#include "sim/models/eeprom_24c.h"
 #include "sim/models/pca9505.h"
 #include "sim/models/pca9541.h"
 #include "sim/models/pca9548.h"
 #include "sim/models/pca9555.h"
 #include "sim/models/pcf8574.h"
+#include "sim/models/registers.h"
 #include "sim/models/settings.h"
 
 namespace varnel::sim {
@@ -32,6 +33,8 @@ struct model {
 // clang-format off
 constexpr std::array models{
     model{chips::eeprom_24c02, make_24c02},
+    model{chips::eeprom_24c256, make_24c256},
+    model{chips::eeprom_24c64, make_24c64},
     model{chips::car2512, make_car2512},
     model{chips::ds3232, make_ds3232},
     model{chips::pca9505, make_pca9505},
@@ -41,6 +44,7 @@ constexpr std::array models{
     model{chips::pca9554, make_pca9554},
     model{chips::pca9555, make_pca9555},
     model{chips::pcf8574, make_pcf8574},
+    model{chips::registers, make_registers},
 };
 // clang-format on
 

@@ -4,14 +4,19 @@
 namespace varnel::sim::test {
 namespace {
 
-class sim_24c02 : public chip_bench {
+class eeprom_bench : public chip_bench {
   public:
-    sim_24c02() : chip_bench("24c02") {}
+    using chip_bench::chip_bench;
 
     void store(const bytes &address_and_data) {
         EXPECT_EQ(write(address_and_data), static_cast<int>(address_and_data.size()));
         clock.pass(5ms);
     }
+};
+
+class sim_24c02 : public eeprom_bench {
+  public:
+    sim_24c02() : eeprom_bench("24c02") {}
 };
 
 TEST_F(sim_24c02, is_erased_at_power_on) { EXPECT_EQ(read_from(0, 256), bytes(256, 0xFF)); }
@@ -97,6 +102,70 @@ TEST_F(sim_24c02, invalid_settings_are_refused_and_change_nothing) {
 }
 
 TEST_F(sim_24c02, registers_are_named_by_their_address) { EXPECT_EQ(register_name(0x4B), "Byte 0x4b"); }
+
+/// An EEPROM whose bytes have addresses of two bytes.
+class sim_24c64 : public eeprom_bench {
+  public:
+    explicit sim_24c64(std::string_view type = "24c64") : eeprom_bench(type) {}
+
+    bytes read_at(uint16_t address, std::size_t count) {
+        EXPECT_EQ(write({static_cast<uint8_t>(address >> 8U), static_cast<uint8_t>(address)}), 2);
+        return read(count);
+    }
+};
+
+class sim_24c256 : public sim_24c64 {
+  public:
+    sim_24c256() : sim_24c64("24c256") {}
+};
+
+TEST_F(sim_24c64, reads_on_over_pages_and_wraps_at_the_end) {
+    store({0x00, 0x00, 0x10});
+    store({0x1F, 0xFE, 0xE0, 0xE1});
+    EXPECT_EQ(read_at(0x1FFE, 4), (bytes{0xE0, 0xE1, 0x10, 0xFF}));
+    EXPECT_EQ(read(1), bytes{0xFF}) << "a read without address continues";
+}
+
+TEST_F(sim_24c64, address_bits_above_the_size_mean_nothing) {
+    store({0xE1, 0x00, 0xAB});
+    EXPECT_EQ(read_at(0x0100, 1), bytes{0xAB});
+}
+
+TEST_F(sim_24c64, a_write_wraps_inside_its_page_of_32) {
+    store({0x01, 0x1E, 1, 2, 3});
+    EXPECT_EQ(read_at(0x0100, 2), (bytes{3, 0xFF}));
+    EXPECT_EQ(read_at(0x011E, 3), (bytes{1, 2, 0xFF}));
+}
+
+TEST_F(sim_24c256, a_write_wraps_inside_its_page_of_64) {
+    store({0x7F, 0xFF, 1, 2});
+    EXPECT_EQ(read_at(0x7FC0, 1), bytes{2});
+    EXPECT_EQ(read_at(0x7FFF, 2), (bytes{1, 0xFF})) << "the read wraps to address 0";
+}
+
+TEST_F(sim_24c64, an_address_alone_starts_no_write_cycle) {
+    EXPECT_EQ(write({0x01, 0x00}), 2);
+    EXPECT_EQ(write({0x01}), 1);
+    EXPECT_EQ(shown("state"), "ready");
+}
+
+TEST_F(sim_24c64, settings_have_offsets_of_four_digits) {
+    part->set("data.1ffe", "01 02");
+    EXPECT_EQ(read_at(0x1FFE, 2), (bytes{1, 2}));
+    EXPECT_EQ(refusal("data.1fff", "01 02"),
+              "data.1fff: cannot be '01 02' (expected bytes such as 48 65 6c, up to offset 1fff)");
+    for (const std::string_view name : {"data.00", "data.2000", "data.00000", "data.-001"}) {
+        EXPECT_EQ(refusal(name, "01"),
+                  "unknown setting '" + std::string(name) + "' (has: wp, data.0000 to data.1fff)");
+    }
+}
+
+TEST_F(sim_24c64, shows_only_rows_that_are_not_erased) {
+    EXPECT_EQ(part->readings().size(), 2U);
+    part->set("data.0123", "48");
+    EXPECT_EQ(shown("data.0120"), "ff ff ff 48 ff ff ff ff ff ff ff ff ff ff ff ff");
+    EXPECT_EQ(part->readings().size(), 3U);
+}
 
 } // namespace
 } // namespace varnel::sim::test

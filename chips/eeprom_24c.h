@@ -19,4 +19,17 @@ inline constexpr datasheet eeprom_24c02{
     .registers = eeprom_24c02_registers,
 };
 
+// Two bytes address a byte of these, so no single one selects a register.
+inline constexpr datasheet eeprom_24c64{
+    .type = "24c64",
+    .title = "EEPROM, 8 KiB",
+    .source = "Atmel AT24C64D datasheet, device operation",
+};
+
+inline constexpr datasheet eeprom_24c256{
+    .type = "24c256",
+    .title = "EEPROM, 32 KiB",
+    .source = "Atmel AT24C256C datasheet, device operation",
+};
+
 } // namespace varnel::chips
