@@ -1,15 +1,19 @@
 # SPDX-License-Identifier: Apache-2.0
-# varnel_daemon_library(NAME EXPORTS [PRELOADED] source...): a shared library that runs inside daemons. It needs only the C
-# library (and what is linked to it explicitly) and exports the names in the file EXPORTS. A PRELOADED one is loaded into
-# programs that were not linked with it: it has no version, is bound when it is loaded, and is never sanitized, because the
-# program may have no sanitizer.
+option(VARNEL_SYMBOL_VERSIONS "Give the functions of libvarnel_common the symbol version VARNEL_1.0" OFF)
+option(VARNEL_BUILD_STATIC "Also build static libraries" OFF)
+
+# varnel_daemon_library(NAME EXPORTS [PRELOADED] [SYMBOL_VERSION version] source...): a shared library that runs inside daemons.
+# It needs only the C library (and what is linked to it explicitly) and exports the names in the file EXPORTS, without a symbol
+# version or all with this one. A PRELOADED one is loaded into programs that were not linked with it: it has no version, is
+# bound when it is loaded, and is never sanitized, because the program may have no sanitizer.
 function(varnel_daemon_library name exports_file)
-  cmake_parse_arguments(PARSE_ARGV 2 arg "PRELOADED" "" "")
-  set(exports_list ${CMAKE_CURRENT_SOURCE_DIR}/${exports_file})
+  cmake_parse_arguments(PARSE_ARGV 2 arg "PRELOADED" "SYMBOL_VERSION" "")
+  cmake_path(ABSOLUTE_PATH exports_file OUTPUT_VARIABLE exports_list)
   set(version_script ${CMAKE_CURRENT_BINARY_DIR}/${name}.map)
   file(STRINGS ${exports_list} exports)
   list(JOIN exports ";\n    " exports)
-  file(CONFIGURE OUTPUT ${version_script} CONTENT "{\n  global:\n    @exports@;\n  local:\n    *;\n};\n" @ONLY)
+  file(CONFIGURE OUTPUT ${version_script} @ONLY
+       CONTENT "@arg_SYMBOL_VERSION@ {\n  global:\n    @exports@;\n  local:\n    *;\n};\n")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports_list})
 
   add_library(${name} SHARED ${arg_UNPARSED_ARGUMENTS})
@@ -32,5 +36,17 @@ function(varnel_daemon_library name exports_file)
     target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:varnel_daemon_side>)
     # Platform functions are bound when they are first called, so a program that calls none needs no platform.
     target_link_options(${name} PRIVATE -Wl,-z,lazy)
+  endif()
+endfunction()
+
+# varnel_static_library(NAME): with VARNEL_BUILD_STATIC, the objects of the shared library NAME, and of libraries of objects that
+# are part of it, as the target NAME_static.
+function(varnel_static_library name)
+  if(VARNEL_BUILD_STATIC)
+    list(TRANSFORM ARGN REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>" OUTPUT_VARIABLE parts)
+    add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}> ${parts})
+    set_target_properties(${name}_static PROPERTIES OUTPUT_NAME ${name} LINKER_LANGUAGE C)
+    target_include_directories(${name}_static INTERFACE
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   endif()
 endfunction()

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Installation in components, of which the packages are made (cmake/package.cmake): one for each library; development with
+# Installation in components, of which packages are made (cmake/package.cmake): one for each library; development with
 # headers, pkg-config files, the CMake package, examples; tools; simulator.
 set(varnel_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/varnel)
 
@@ -39,19 +39,26 @@ function(varnel_install_pkgconfig name)
   install(FILES ${written} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endfunction()
 
+# The IPMI adapter's targets are in a file of their own, because it may be in a package of its own.
+set(export_platform_ipmi _ipmi)
 foreach(library IN ITEMS common platform platform_ipmi)
   if(TARGET varnel_${library})
-    install(TARGETS varnel_${library} EXPORT varnel
+    install(TARGETS varnel_${library} EXPORT varnel${export_${library}}
             LIBRARY COMPONENT ${library} NAMELINK_COMPONENT development)
     string(REPLACE _ - name ${library})
     varnel_install_pkgconfig(varnel-${name})
   endif()
 endforeach()
-foreach(link_line IN ITEMS varnel_with_platform varnel_with_platform_ipmi)
-  if(TARGET ${link_line})
-    install(TARGETS ${link_line} EXPORT varnel)
+foreach(target IN ITEMS varnel_with_platform varnel_common_static varnel_platform_static
+                        varnel_with_platform_static)
+  if(TARGET ${target})
+    install(TARGETS ${target} EXPORT varnel ARCHIVE COMPONENT development)
   endif()
 endforeach()
+
+if(TARGET varnel_with_platform_ipmi)
+  install(TARGETS varnel_with_platform_ipmi EXPORT varnel_ipmi)
+endif()
 
 install(DIRECTORY include/varnel TYPE INCLUDE COMPONENT development)
 varnel_install_manual(varnel_common.3 development)
@@ -65,6 +72,9 @@ endif()
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/varnel-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(EXPORT varnel FILE varnel-targets.cmake NAMESPACE varnel:: DESTINATION ${varnel_cmake_folder} COMPONENT development)
+if(TARGET varnel_platform_ipmi)
+  install(EXPORT varnel_ipmi FILE varnel-ipmi-targets.cmake NAMESPACE varnel:: DESTINATION ${varnel_cmake_folder} COMPONENT development)
+endif()
 install(FILES ${CMAKE_BINARY_DIR}/varnel-config-version.cmake cmake/varnel-config.cmake
         DESTINATION ${varnel_cmake_folder} COMPONENT development)
 
