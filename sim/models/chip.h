@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "chips/datasheet.h"
+#include "sim/models/expander_pins.h"
 #include "sim/models/reading.h"
 
 namespace varnel::sim {
@@ -68,6 +69,9 @@ class chip {
     virtual bus_port &port(std::size_t index) = 0;
     /// Downstream bus segments: 0 for most chips, the number of channels for a multiplexer.
     [[nodiscard]] virtual std::size_t segments() const { return 0; }
+
+    /// The pins, for Linux's driver of the GPIO expanders that have registers; null for other chips.
+    [[nodiscard]] virtual const expander_pins *pins() const { return nullptr; }
 
     /// State in the order that a user wants to see it.
     [[nodiscard]] virtual std::vector<reading> readings() const = 0;

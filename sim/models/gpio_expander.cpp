@@ -79,19 +79,25 @@ uint8_t gpio_expander::read_register(const gpio_location &location) {
 }
 
 /// Whether an unmasked input differs from what was last read.
-bool gpio_expander::interrupts(std::size_t bank) const {
+bool gpio_expander::bank_interrupts(std::size_t bank) const {
     const gpio_bank &registers = banks_[bank];
     return ((levels(bank) ^ registers.seen) & registers.configuration & ~registers.mask) != 0;
 }
 
+bool gpio_expander::interrupts() const {
+    bool any = false;
+    for (std::size_t bank = 0; bank < banks_.size(); ++bank) {
+        any = any || bank_interrupts(bank);
+    }
+    return any;
+}
+
 std::vector<reading> gpio_expander::readings() const {
     std::vector<pin_drive> drives;
-    bool interrupt = false;
-    for (std::size_t bank = 0; bank < banks_.size(); ++bank) {
-        drives.push_back(banks_[bank].drive());
-        interrupt = interrupt || interrupts(bank);
+    for (const gpio_bank &bank : banks_) {
+        drives.push_back(bank.drive());
     }
-    return pins_.readings(drives, interrupt);
+    return pins_.readings(drives, interrupts());
 }
 
 } // namespace varnel::sim

@@ -30,10 +30,11 @@ struct gpio_location {
 
 /// What the GPIO expanders with registers have in common: registers per bank. Register numbers and their order
 /// belong to the chip.
-class gpio_expander : public chip, private command_port {
+class gpio_expander : public chip, private expander_pins, private command_port {
   public:
     [[nodiscard]] const chips::datasheet &sheet() const final { return sheet_; }
     bus_port &port(std::size_t /*index*/) final { return *this; }
+    [[nodiscard]] const expander_pins *pins() const final { return this; }
     [[nodiscard]] std::vector<reading> readings() const final;
     void set(std::string_view name, std::string_view value) final { pins_.set(name, value); }
     void power_on() final;
@@ -48,13 +49,16 @@ class gpio_expander : public chip, private command_port {
     /// The command byte that the chip continues with after a data byte.
     [[nodiscard]] virtual uint8_t next(uint8_t command) const = 0;
 
+    [[nodiscard]] std::vector<std::string> pin_names() const final { return pins_.names(); }
+    [[nodiscard]] bool interrupts() const final;
+
     bool select(uint8_t command) final;
     bool write_data(uint8_t data) final;
     uint8_t read() final;
 
     [[nodiscard]] uint8_t levels(std::size_t bank) const { return pins_.levels(bank, banks_[bank].drive()); }
     [[nodiscard]] uint8_t read_register(const gpio_location &location);
-    [[nodiscard]] bool interrupts(std::size_t bank) const;
+    [[nodiscard]] bool bank_interrupts(std::size_t bank) const;
 
     const chips::datasheet &sheet_;
     std::vector<gpio_bank> banks_;

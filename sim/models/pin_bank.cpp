@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 
 #include <fmt/format.h>
 
@@ -64,6 +65,12 @@ std::vector<reading> pin_bank::readings(std::span<const pin_drive> chip, bool in
     }
     all.push_back({"interrupt", interrupt ? "asserted" : "idle", false});
     return all;
+}
+
+std::vector<std::string> pin_bank::names() const {
+    std::vector<std::string> names;
+    std::ranges::transform(pins_, std::back_inserter(names), &pin::name);
+    return names;
 }
 
 void pin_bank::set(std::string_view name, std::string_view value) {

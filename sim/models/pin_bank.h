@@ -33,6 +33,9 @@ class pin_bank {
     /// One reading a pin, and whether the chip's interrupt output is asserted. `chip` has one item a bank.
     [[nodiscard]] std::vector<reading> readings(std::span<const pin_drive> chip, bool interrupt) const;
 
+    /// Names given by the user, one a pin; empty where there is none.
+    [[nodiscard]] std::vector<std::string> names() const;
+
     /// Drives a pin ("3", high, low or float) or names it ("name.3"). Throws bad_setting.
     void set(std::string_view name, std::string_view value);
 
