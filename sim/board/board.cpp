@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "host/numbers.h"
 #include "sim/board/wiring_builder.h"
 
 namespace varnel::sim {
@@ -26,6 +27,7 @@ board::board(board_description description, const board_clock &clock, chip_facto
     wiring_ = wire_up(description_, chips_);
     for (std::size_t i = 0; i < chips_.size(); ++i) {
         apply_settings(*chips_[i]->model, description_.chips[i]);
+        check_gpiochip(description_.chips[i], *chips_[i]->model);
         chips_[i]->model->power_on();
     }
 }
@@ -39,6 +41,43 @@ void board::apply_settings(chip &model, const chip_description &description) con
                                  fmt::format("{}: {}", description.name, refusal.what()));
         }
     }
+}
+
+namespace {
+
+/// The adapter that a chip is soldered to; nothing when it is on a bus behind another chip.
+std::optional<uint8_t> adapter_of(const chip_description &chip) {
+    return host::whole_number<uint8_t>(chip.place.bus);
+}
+
+} // namespace
+
+void board::check_gpiochip(const chip_description &description, const chip &model) const {
+    if (!description.gpiochip_line) {
+        return;
+    }
+    const auto fail = [&](const std::string &message) {
+        throw host::bad_line(description_.file, *description.gpiochip_line, message);
+    };
+    if (model.pins() == nullptr) {
+        fail(fmt::format("a {} cannot be a gpiochip", description.type));
+    }
+    if (!adapter_of(description)) {
+        fail(fmt::format("'{}' is on bus '{}', and a gpiochip has to be on an adapter", description.name,
+                         description.place.bus));
+    }
+}
+
+std::vector<gpiochip_place> board::gpiochips() const {
+    std::vector<gpiochip_place> all;
+    for (std::size_t i = 0; i < chips_.size(); ++i) {
+        const chip_description &chip = description_.chips[i];
+        if (chip.gpiochip_line) {
+            all.push_back({*adapter_of(chip), chip.place.address, chips_[i]->model.get()});
+        }
+    }
+    std::ranges::stable_sort(all, {}, &gpiochip_place::bus);
+    return all;
 }
 
 board_chip &board::find(std::string_view chip) {

@@ -22,6 +22,13 @@ class bad_request : public std::invalid_argument {
     using std::invalid_argument::invalid_argument;
 };
 
+/// A GPIO expander that programs find as /dev/gpiochipN.
+struct gpiochip_place {
+    uint8_t bus;
+    uint8_t address;
+    const chip *part;
+};
+
 using chip_factory = std::function<std::unique_ptr<chip>(std::string_view type, const board_clock &clock)>;
 
 /// A powered board: chips, wires and faults.
@@ -35,6 +42,9 @@ class board {
 
     /// The I2C adapters, in order.
     [[nodiscard]] std::vector<uint8_t> buses() const;
+
+    /// In the order of their numbers: by bus, on a bus as in the description. They live as long as the board.
+    [[nodiscard]] std::vector<gpiochip_place> gpiochips() const;
 
     transfer_outcome transfer(const transfer_request &request) { return perform(wiring_, request); }
     /// Several, with one STOP at the end, up to the first that fails.
@@ -54,6 +64,7 @@ class board {
   private:
     board_chip &find(std::string_view chip);
     void apply_settings(chip &model, const chip_description &description) const;
+    void check_gpiochip(const chip_description &description, const chip &model) const;
     void try_out(const board_chip &part, const std::vector<assignment> &assignments) const;
 
     board_description description_;

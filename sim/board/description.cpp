@@ -88,6 +88,15 @@ std::optional<placement> other_place(section_reader &section, uint8_t same_addre
     return placement{bus->value, bus->line, address ? section.address(*address) : same_address};
 }
 
+/// The line of "gpiochip = yes".
+std::optional<int> gpiochip_line(section_reader &section) {
+    const auto entry = section.extract("gpiochip");
+    if (entry && entry->value != "yes" && entry->value != "no") {
+        section.fail(entry->line, fmt::format("gpiochip '{}' is neither yes nor no", entry->value));
+    }
+    return entry && entry->value == "yes" ? std::optional(entry->line) : std::nullopt;
+}
+
 /// The section's settings, those of its register dumps in the dumps' place. Names of dumps are relative to the board file.
 std::vector<host::ini_entry> settings_of(const host::ini_section &section, const std::string &file) {
     std::vector<host::ini_entry> settings;
@@ -114,13 +123,15 @@ chip_description read_chip(section_reader section, const std::string &file) {
     const host::ini_entry bus = section.require("bus");
     const uint8_t address = section.address(section.require("address"));
     auto other = other_place(section, address);
+    const auto gpiochip = gpiochip_line(section);
     return {name,
             section.rest().line,
             type.value,
             type.line,
             {bus.value, bus.line, address},
             std::move(other),
-            settings_of(section.rest(), file)};
+            settings_of(section.rest(), file),
+            gpiochip};
 }
 
 void read_board_section(section_reader section, board_description &board) {

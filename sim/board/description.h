@@ -26,6 +26,8 @@ struct chip_description {
     placement place;
     std::optional<placement> other_place;  ///< of a selector's second master
     std::vector<host::ini_entry> settings; ///< for chip::set(), in their order
+    std::optional<int> gpiochip_line =
+        std::nullopt; ///< in which it is made a /dev/gpiochipN; nothing: it is none
 };
 
 struct board_description {

@@ -150,11 +150,33 @@ INSTANTIATE_TEST_SUITE_P(
         bad_board{"address_clash",
                   "[a]\ntype = echo\nbus = 0\naddress = 3\n[b]\ntype = echo\nbus = 0\naddress = 0x03\n",
                   "test.ini:7: 'b' has address 0x03 on bus 0, and so has 'a'"},
+        bad_board{"gpiochip_word", "[a]\ntype = pca9555\nbus = 0\naddress = 3\ngpiochip = on\n",
+                  "test.ini:5: gpiochip 'on' is neither yes nor no"},
+        bad_board{"gpiochip_without_registers", "[a]\ntype = pcf8574\nbus = 0\naddress = 3\ngpiochip = yes\n",
+                  "test.ini:5: a pcf8574 cannot be a gpiochip"},
+        bad_board{"gpiochip_behind_a_multiplexer",
+                  "[m]\ntype = switch\nbus = 0\naddress = 3\n"
+                  "[a]\ntype = pca9555\nbus = m.0\naddress = 4\ngpiochip = yes\n",
+                  "test.ini:9: 'a' is on bus 'm.0', and a gpiochip has to be on an adapter"},
         bad_board{"bad_setting", "[a]\ntype = echo\nbus = 0\naddress = 3\nfill = x\n",
                   "test.ini:5: a: fill takes no x"},
         bad_board{"unknown_setting", "[a]\ntype = echo\nbus = 0\naddress = 3\n\nspin = 1\n",
                   "test.ini:6: a: no setting spin"}),
     [](const auto &each) { return each.param.what; });
+
+TEST(description, gpiochips_are_numbered_by_bus_and_place_in_the_file) {
+    const bench_board bench("[a]\ntype = pca9555\nbus = 2\naddress = 0x20\ngpiochip = yes\n"
+                            "[b]\ntype = pca9554\nbus = 1\naddress = 0x25\ngpiochip = yes\n"
+                            "[c]\ntype = pca9505\nbus = 1\naddress = 0x21\ngpiochip = yes\n"
+                            "[d]\ntype = pca9555\nbus = 0\naddress = 0x20\ngpiochip = no\n"
+                            "[e]\ntype = pca9555\nbus = 0\naddress = 0x21\n");
+    const auto chips = bench.board.gpiochips();
+    ASSERT_EQ(chips.size(), 3u);
+    EXPECT_EQ(chips[0].part->type(), "pca9554");
+    EXPECT_EQ(chips[1].part->type(), "pca9505");
+    EXPECT_EQ(chips[2].bus, 2);
+    EXPECT_EQ(chips[2].address, 0x20);
+}
 
 TEST(description, nul_byte_is_refused_with_its_line) {
     const std::string head = "[a]\ntype = echo\nbus = 0\naddress = 3\n";
