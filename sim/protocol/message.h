@@ -11,6 +11,9 @@
  * Combined transfers, with one STOP at the end: a transfer_header of message_kind::combined whose write_length is
  * the number of parts; each part is a part_header and the bytes to write. Answered by a reply_header, whose
  * result is the number of parts done, or -1, and for each part done that reads a 16-bit length and the bytes read.
+ * GPIO: a gpio_header, then the structure of the request; answered by a reply_header, whose result is 0 or -1, and the
+ * structure to be stored. The server sends a gpio_event_header and a structure for the program to read, at any time.
+ * Both ends are on one machine, so structures are as they are in memory.
  * Control: one byte message_kind::control, then JSON; answered by the same (see sim/server/server.h).
  * Refusal: a server that cannot take a connection sends a reply_header of message_kind::refusal and closes
  * the connection without reading from it.
@@ -29,7 +32,9 @@ enum class message_kind : uint8_t {
     control = 4,
     reply = 5,
     refusal = 6,
-    combined = 7
+    combined = 7,
+    gpio = 8,
+    gpio_event = 9
 };
 
 /// Changes with the layout of the messages: a library and a server of different versions refuse each other.
@@ -62,6 +67,25 @@ struct part_header {
     uint16_t read_length;
 
     static constexpr std::size_t size = 8;
+};
+
+/// A request of linux/gpio.h.
+struct gpio_header {
+    message_kind kind;
+    uint8_t version;
+    uint32_t request;
+    int32_t pid; ///< process that it is for
+
+    static constexpr std::size_t size = 12;
+};
+
+/// What a program is to read from an open GPIO file.
+struct gpio_event_header {
+    message_kind kind;
+    bool drops_oldest; ///< when `capacity` structures are waiting: the oldest one, else this one
+    uint16_t capacity;
+
+    static constexpr std::size_t size = 4;
 };
 
 struct reply_header {
@@ -118,6 +142,36 @@ constexpr std::array<uint8_t, part_header::size> encode(const part_header &heade
 constexpr part_header decode_part(const uint8_t *bytes) {
     return {message_kind{bytes[0]}, bytes[1] != 0, bytes[2], wire::number16(bytes + 4),
             wire::number16(bytes + 6)};
+}
+
+constexpr std::array<uint8_t, gpio_header::size> encode(const gpio_header &header) {
+    const auto pid = static_cast<uint32_t>(header.pid);
+    return {static_cast<uint8_t>(header.kind),
+            header.version,
+            0,
+            0,
+            wire::byte_of(header.request, 0),
+            wire::byte_of(header.request, 1),
+            wire::byte_of(header.request, 2),
+            wire::byte_of(header.request, 3),
+            wire::byte_of(pid, 0),
+            wire::byte_of(pid, 1),
+            wire::byte_of(pid, 2),
+            wire::byte_of(pid, 3)};
+}
+
+constexpr gpio_header decode_gpio(const uint8_t *bytes) {
+    return {message_kind{bytes[0]}, bytes[1], static_cast<uint32_t>(wire::number32(bytes + 4)),
+            wire::number32(bytes + 8)};
+}
+
+constexpr std::array<uint8_t, gpio_event_header::size> encode(const gpio_event_header &header) {
+    return {static_cast<uint8_t>(header.kind), static_cast<uint8_t>(header.drops_oldest ? 1 : 0),
+            wire::byte_of(header.capacity, 0), wire::byte_of(header.capacity, 1)};
+}
+
+constexpr gpio_event_header decode_gpio_event(const uint8_t *bytes) {
+    return {message_kind{bytes[0]}, bytes[1] != 0, wire::number16(bytes + 2)};
 }
 
 constexpr std::array<uint8_t, reply_header::size> encode(const reply_header &header) {

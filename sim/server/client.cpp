@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 
 #include "sim/protocol/board_json.h"
+#include "sim/protocol/message.h"
 
 namespace varnel::sim {
 
@@ -40,13 +41,32 @@ void client::act_for(int process_id) {
     process = name_of_process(process_id);
 }
 
+void client::deliver(const gpio::file_event &event) {
+    if (!events_.empty() || !send_event(event)) {
+        events_.push_back(event);
+    }
+}
+
+bool client::send_event(const gpio::file_event &event) {
+    return link.send(encode(gpio_event_header{message_kind::gpio_event, event.drops_oldest, event.capacity}),
+                     event.bytes);
+}
+
 bool client::wants_trace(const trace_ring &ring) const {
     return tracing && (tracing->next < ring.next() || (tracing->end && tracing->next >= *tracing->end));
 }
 
-bool client::waits_for_more(const trace_ring &ring) const { return !replies.empty() || wants_trace(ring); }
+bool client::waits_for_more(const trace_ring &ring) const {
+    return !events_.empty() || !replies.empty() || wants_trace(ring);
+}
 
 void client::send_more(const trace_ring &ring) {
+    while (!events_.empty()) {
+        if (!send_event(events_.front())) {
+            return;
+        }
+        events_.pop_front();
+    }
     while (!replies.empty()) {
         if (!link.send(replies.front())) {
             return;

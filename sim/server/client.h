@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "sim/gpio/gpio_file.h"
 #include "sim/protocol/channel.h"
 #include "sim/server/trace_ring.h"
 
@@ -33,19 +35,25 @@ struct client {
     client_role role = client_role::program;
     std::deque<nlohmann::ordered_json> replies = {}; ///< to control requests, not yet sent
     std::optional<trace_reader> tracing = std::nullopt;
+    std::unique_ptr<gpio::gpio_file> gpio = nullptr; ///< that it has open
     bool gone = false;
 
     /// Its transfers are those of another process from now on.
     void act_for(int process_id);
-    /// Whether there is something to send: replies, transfers, or the note that there will be no more of
+    /// Sends what its program is to read from the open GPIO file: at once, if it takes it.
+    void deliver(const gpio::file_event &event);
+    /// Whether there is something to send: events, replies, transfers, or the note that there will be no more of
     /// them.
     [[nodiscard]] bool waits_for_more(const trace_ring &ring) const;
     /// Sends as much as the client takes now.
     void send_more(const trace_ring &ring);
 
   private:
+    bool send_event(const gpio::file_event &event);
     [[nodiscard]] bool wants_trace(const trace_ring &ring) const;
     bool send_next(const trace_ring &ring);
+
+    std::deque<gpio::file_event> events_ = {}; ///< not yet sent
 };
 
 } // namespace varnel::sim

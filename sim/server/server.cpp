@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -30,6 +31,8 @@ constexpr std::size_t most_replies = 16;
 /// Descriptors of a server that are not for clients: three standard streams, the listening socket, a
 /// connection that has just been accepted, and a file that is read or locked meanwhile.
 constexpr std::size_t files_beside_clients = 6;
+/// How often a driver tries to serve an interrupt that stays asserted.
+constexpr int most_interrupts = 16;
 
 } // namespace
 
@@ -38,7 +41,13 @@ std::chrono::nanoseconds power_clock::now() const { return std::chrono::steady_c
 server::server(board powered, const board_clock &clock, std::string file, uint64_t file_hash,
                meeting_point here, descriptor listener)
     : board_(std::move(powered)), clock_(clock), file_(std::move(file)), file_hash_(file_hash),
-      here_(std::move(here)), listener_(std::move(listener)) {}
+      here_(std::move(here)), listener_(std::move(listener)) {
+    for (const gpiochip_place &place : board_.gpiochips()) {
+        const auto number = static_cast<unsigned int>(gpiochips_.size());
+        gpiochips_.emplace_back(
+            number, place, [this](const transfer_request &request) { return transfer_for_driver(request); });
+    }
+}
 
 void server::serve() {
     wait(forever);
@@ -133,9 +142,12 @@ void server::answer_one(client &who) {
         answer_control(who, message);
     } else if (message_kind{message[0]} == message_kind::combined) {
         answer_combined(who, message);
+    } else if (message_kind{message[0]} == message_kind::gpio) {
+        answer_gpio(who, message);
     } else {
         answer_transfer(who, message);
     }
+    handle_interrupts();
 }
 
 void server::answer_transfer(client &who, std::span<const uint8_t> message) {
@@ -172,6 +184,67 @@ void server::answer_combined(client &who, std::span<const uint8_t> message) {
     }
 }
 
+void server::answer_gpio(client &who, std::span<const uint8_t> message) {
+    if (message.size() < gpio_header::size || who.gpio == nullptr) {
+        throw std::runtime_error("malformed GPIO request");
+    }
+    const auto structure = message.subspan(gpio_header::size);
+    std::vector<uint8_t> data(structure.begin(), structure.end());
+    std::unique_ptr<gpio::gpio_file> lines;
+    const gpio_header header = decode_gpio(message.data());
+    let_driver_act_for(who, header.pid);
+    const int result = who.gpio->ioctl(header.request, data, lines);
+    if (lines != nullptr) {
+        who.gpio = std::move(lines);
+    }
+    const reply_header reply{message_kind::reply, protocol_version, result == 0 ? 0 : -1, -result,
+                             static_cast<uint16_t>(result == 0 ? data.size() : 0)};
+    if (!who.link.send(encode(reply), std::span(data).first(reply.read_length))) {
+        throw std::runtime_error("client does not take its reply");
+    }
+}
+
+/// The lines that a client requests from a chip get a connection of their own, on which it opens the chip first.
+server::json server::open_gpio(client &who, const json &request) {
+    const std::size_t chip = request.at("chip");
+    if (chip >= gpiochips_.size()) {
+        return {{"result", -ENOENT}};
+    }
+    gpio::gpio_chip &opened = *std::next(gpiochips_.begin(), static_cast<std::ptrdiff_t>(chip));
+    let_driver_act_for(who, request.at("pid"));
+    const int result = opened.bind();
+    if (result == 0) {
+        who.gpio = gpio::open_chip(opened, [&who](const gpio::file_event &event) { who.deliver(event); });
+    }
+    return {{"result", result}};
+}
+
+transfer_outcome server::transfer_for_driver(const transfer_request &request) {
+    transfer_outcome outcome = board_.transfer(request);
+    trace_.push(record_of({clock_.now(), driver_acts_for_, driver_acts_for_pid_}, request, outcome));
+    return outcome;
+}
+
+void server::let_driver_act_for(client &who, int pid) {
+    if (who.pid != pid) {
+        who.act_for(pid);
+    }
+    driver_acts_for_ = who.process;
+    driver_acts_for_pid_ = pid;
+}
+
+/// The interrupt is a level: as long as it is asserted, the driver reads again. A chip that does not answer keeps it
+/// asserted, until the next message.
+void server::handle_interrupts() {
+    for (gpio::gpio_chip &chip : gpiochips_) {
+        driver_acts_for_ = "irq/" + chip.label();
+        driver_acts_for_pid_ = getpid();
+        for (int tries = 0; tries < most_interrupts && chip.interrupted(); ++tries) {
+            chip.handle_interrupt();
+        }
+    }
+}
+
 void server::answer_control(client &who, std::span<const uint8_t> message) {
     if (who.replies.size() == most_replies) {
         throw std::runtime_error("client does not read its replies");
@@ -187,6 +260,13 @@ server::json server::answer(client &who, const json &request) {
     const std::string command = request.at("command");
     if (command == "act-for") {
         who.act_for(request.at("pid"));
+        return json::object();
+    }
+    if (command == "open-gpio") {
+        return open_gpio(who, request);
+    }
+    if (command == "close-gpio") {
+        who.gpio.reset();
         return json::object();
     }
     who.role = command == "run" ? client_role::run : client_role::command;
@@ -215,13 +295,19 @@ server::json server::answer(client &who, const json &request) {
 }
 
 server::json server::introduction() const {
-    return {{"board", board_.name()}, {"file", file_}, {"hash", file_hash_}, {"buses", board_.buses()}};
+    return {{"board", board_.name()},
+            {"file", file_},
+            {"hash", file_hash_},
+            {"buses", board_.buses()},
+            {"gpiochips", gpiochips_.size()}};
 }
 
 server::json server::show() const {
     server_status status{board_.status(), file_, clock_.now(), getpid(), {}};
     for (const client &who : clients_) {
-        if (who.role == client_role::program && !also_commands(who.pid)) {
+        const bool listed =
+            std::ranges::find(status.programs, who.pid, &program_status::pid) != status.programs.end();
+        if (who.role == client_role::program && !listed && !also_commands(who.pid)) {
             status.programs.push_back({who.process, who.pid});
         }
     }

@@ -10,6 +10,7 @@
 
 #include "host/json.h"
 #include "sim/board/board.h"
+#include "sim/gpio/gpio_chip.h"
 #include "sim/protocol/channel.h"
 #include "sim/protocol/meeting_point.h"
 #include "sim/server/client.h"
@@ -29,9 +30,13 @@ class power_clock : public board_clock {
 /// Serves one board to many processes, one request at a time: a transfer is never interrupted by another.
 ///
 /// Control requests are JSON objects with a "command", and so are the replies; {"error": TEXT} is one.
-///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER, "buses": [NUMBER...]}; from a client that only looks
+///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER, "buses": [NUMBER...],
+///       "gpiochips": COUNT}; from a client that only looks
 ///   {"command": "run"}    -> the same; the board stays powered while this client is connected
 ///   {"command": "act-for", "pid": N} -> {}; transfers of this client are those of process N
+///   {"command": "open-gpio", "chip": N, "pid": N} -> {"result": 0 or a negative errno}; the client has that GPIO chip
+///       open, for a process
+///   {"command": "close-gpio"} -> {}; it no longer has the chip, or the lines that it requested from it
 ///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
 ///   {"command": "show"}   -> a server_status (sim/protocol/board_json.h)
 ///   {"command": "set", "assignments": [[CHIP, NAME, VALUE]...]} -> {}
@@ -62,6 +67,7 @@ class server {
     void answer_one(client &who);
     void answer_transfer(client &who, std::span<const uint8_t> message);
     void answer_combined(client &who, std::span<const uint8_t> message);
+    void answer_gpio(client &who, std::span<const uint8_t> message);
     void answer_control(client &who, std::span<const uint8_t> message);
     json answer(client &who, const json &request);
     [[nodiscard]] json introduction() const;
@@ -71,6 +77,10 @@ class server {
     json start_trace(client &who, const json &request);
     json end_trace(client &who);
     json leave(client &who);
+    json open_gpio(client &who, const json &request);
+    void let_driver_act_for(client &who, int pid);
+    void handle_interrupts();
+    [[nodiscard]] transfer_outcome transfer_for_driver(const transfer_request &request);
     [[nodiscard]] bool also_commands(int pid) const;
     [[nodiscard]] bool in_use() const;
     [[nodiscard]] bool end();
@@ -81,6 +91,9 @@ class server {
     uint64_t file_hash_;
     meeting_point here_;
     descriptor listener_;
+    std::list<gpio::gpio_chip> gpiochips_ = {};
+    std::string driver_acts_for_ = {}; ///< whom a driver of the GPIO chips makes transfers for
+    int driver_acts_for_pid_ = 0;
     std::list<client> clients_ = {};
     trace_ring trace_ = {};
     bool accept_later_ = false; ///< accept() has failed
