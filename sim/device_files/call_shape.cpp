@@ -22,6 +22,7 @@ constexpr auto path_calls = std::to_array<path_call>({
     {SYS_access, path_use::access, std::nullopt, 0, 1},
     {SYS_stat, path_use::stat, std::nullopt, 0, 1},
     {SYS_lstat, path_use::lstat, std::nullopt, 0, 1},
+    {SYS_readlink, path_use::readlink, std::nullopt, 0, 1},
 #endif
     {SYS_openat, path_use::open, 0, 1, 2},
     {SYS_openat2, path_use::openat2, 0, 1, 2},
@@ -29,6 +30,7 @@ constexpr auto path_calls = std::to_array<path_call>({
     {SYS_newfstatat, path_use::fstatat, 0, 1, 2, 3},
 #endif
     {SYS_statx, path_use::statx, 0, 1, 4, 2},
+    {SYS_readlinkat, path_use::readlink, 0, 1, 2},
     {SYS_faccessat, path_use::access, 0, 1, 2},
     {SYS_faccessat2, path_use::access, 0, 1, 2},
 });

@@ -10,7 +10,7 @@
 namespace varnel::sim::device_files {
 
 /// What a system call with a path does.
-enum class path_use { open, creat, openat2, stat, lstat, fstatat, statx, access };
+enum class path_use { open, creat, openat2, stat, lstat, fstatat, statx, access, readlink };
 
 /// A system call with a path, and which of its arguments are what.
 struct path_call {

@@ -39,22 +39,15 @@ pid_t process_of(pid_t thread) {
     return thread;
 }
 
-ino_t socket_of(pid_t thread, uint64_t number) {
-    static constexpr std::string_view start = "socket:[";
-    std::array<char, 32> text{};
+std::string object_of(pid_t thread, uint64_t number) {
+    std::array<char, 64> text{};
     const ssize_t size =
         readlink(descriptor_name(thread, static_cast<int>(number)).c_str(), text.data(), text.size());
-    std::string_view target(text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    if (!target.starts_with(start)) {
-        return 0;
-    }
-    target.remove_prefix(start.size());
-    target.remove_suffix(1);
-    return digits_as<ino_t>(target).value_or(0);
+    return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
 }
 
-std::optional<int> free_bus_descriptor(pid_t thread, int least) {
-    for (int number = std::max(least, first_bus_descriptor); number <= last_bus_descriptor; ++number) {
+std::optional<int> free_device_descriptor(pid_t thread, int least) {
+    for (int number = std::max(least, first_device_descriptor); number <= last_device_descriptor; ++number) {
         struct stat ignored {};
         if (lstat(descriptor_name(thread, number).c_str(), &ignored) != 0) {
             return number;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include <sys/types.h>
 
@@ -13,11 +14,12 @@ namespace varnel::sim::device_files {
 /// The process that a thread belongs to.
 [[nodiscard]] pid_t process_of(pid_t thread);
 
-/// The inode of the socket that the thread's descriptor `number` is; 0 when it is not a socket.
-[[nodiscard]] ino_t socket_of(pid_t thread, uint64_t number);
+/// What the thread's descriptor `number` is, as /proc names it: "socket:[123]", "pipe:[123]", or a path. Empty when it
+/// is not open.
+[[nodiscard]] std::string object_of(pid_t thread, uint64_t number);
 
-/// The lowest number from `least` on that is free in the process and that is one of a bus (filter.h).
-[[nodiscard]] std::optional<int> free_bus_descriptor(pid_t thread, int least);
+/// The lowest number from `least` on that is free in the process and that is one of a device file (filter.h).
+[[nodiscard]] std::optional<int> free_device_descriptor(pid_t thread, int least);
 
 /// A copy of the thread's descriptor `number`; not open when it cannot be copied.
 [[nodiscard]] host::descriptor copy_of_descriptor(pid_t thread, uint64_t number);

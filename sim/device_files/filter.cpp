@@ -32,17 +32,20 @@ constexpr uint32_t architecture = 0; // system calls with other numbers and stru
 #endif
 
 /// Requests of i2c-dev: 0x0700 to 0x07FF (linux/i2c-dev.h).
-constexpr uint32_t request_group = 0x0700;
-constexpr uint32_t request_group_mask = 0xFFFFFF00;
+constexpr uint32_t i2c_requests = 0x0700;
+constexpr uint32_t i2c_request_mask = 0xFFFFFF00;
+/// Requests of linux/gpio.h have this number in their second byte.
+constexpr uint32_t gpio_requests = 0xB400;
+constexpr uint32_t gpio_request_mask = 0x0000FF00;
 
 constexpr std::initializer_list<uint32_t> calls_with_paths = {
 #ifdef SYS_open
     SYS_open,   SYS_creat,   SYS_access,
 #endif
 #ifdef SYS_stat
-    SYS_stat,   SYS_lstat,
+    SYS_stat,   SYS_lstat,   SYS_readlink,
 #endif
-    SYS_openat, SYS_openat2, SYS_faccessat, SYS_faccessat2,
+    SYS_openat, SYS_openat2, SYS_faccessat, SYS_faccessat2, SYS_readlinkat,
 };
 
 /// A call whose flags may say that it means its descriptor (AT_EMPTY_PATH): the C library's fstat() is one.
@@ -58,7 +61,7 @@ constexpr std::initializer_list<call_with_path_or_descriptor> calls_with_path_or
 };
 
 constexpr std::initializer_list<uint32_t> calls_with_descriptors = {
-    SYS_read, SYS_write, SYS_dup, SYS_fcntl, SYS_fstat,
+    SYS_read, SYS_write, SYS_dup, SYS_fcntl, SYS_fstat, SYS_getdents64,
 };
 
 /// A program for the kernel, written from front to back.
@@ -105,37 +108,40 @@ void ask_about_calls_with_paths(bpf_program &program) {
 }
 
 void ask_about_requests(bpf_program &program) {
-    program.skip(BPF_JEQ, SYS_ioctl, 0, 5);
+    program.skip(BPF_JEQ, SYS_ioctl, 0, 8);
     program.load(argument(1));
-    program.mask(request_group_mask);
-    program.skip(BPF_JEQ, request_group, 0, 1);
+    program.mask(i2c_request_mask);
+    program.skip(BPF_JEQ, i2c_requests, 3, 0);
+    program.load(argument(1));
+    program.mask(gpio_request_mask);
+    program.skip(BPF_JEQ, gpio_requests, 0, 1);
     program.finish(SECCOMP_RET_USER_NOTIF);
     program.finish(SECCOMP_RET_ALLOW);
 }
 
-/// For calls with a bus's number in their first argument; five instructions.
-void ask_about_bus_number(bpf_program &program) {
+/// For calls with a device file's number in their first argument; five instructions.
+void ask_about_number(bpf_program &program) {
     program.load(argument(0));
-    program.skip(BPF_JGE, first_bus_descriptor, 0, 2);
-    program.skip(BPF_JGT, last_bus_descriptor, 1, 0);
+    program.skip(BPF_JGE, first_device_descriptor, 0, 2);
+    program.skip(BPF_JGT, last_device_descriptor, 1, 0);
     program.finish(SECCOMP_RET_USER_NOTIF);
     program.finish(SECCOMP_RET_ALLOW);
 }
 
-void ask_about_paths_and_buses(bpf_program &program) {
+void ask_about_paths_and_descriptors(bpf_program &program) {
     for (const auto &[number, flags] : calls_with_path_or_descriptor) {
         program.skip(BPF_JEQ, number, 0, 8);
         program.load(argument(flags));
         program.skip(BPF_JSET, AT_EMPTY_PATH, 1, 0);
         program.finish(SECCOMP_RET_USER_NOTIF);
-        ask_about_bus_number(program);
+        ask_about_number(program);
     }
 }
 
-void ask_about_bus_descriptors(bpf_program &program) {
+void ask_about_descriptors(bpf_program &program) {
     for (const uint32_t call : calls_with_descriptors) {
         program.skip(BPF_JEQ, call, 0, 5);
-        ask_about_bus_number(program);
+        ask_about_number(program);
     }
 }
 
@@ -152,9 +158,9 @@ int install_filter() {
     program.finish(SECCOMP_RET_ALLOW); // a program for another machine
     program.load(offsetof(seccomp_data, nr));
     ask_about_calls_with_paths(program);
-    ask_about_paths_and_buses(program);
+    ask_about_paths_and_descriptors(program);
     ask_about_requests(program);
-    ask_about_bus_descriptors(program);
+    ask_about_descriptors(program);
     program.finish(SECCOMP_RET_ALLOW);
     return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 ? program.install() : -1;
 }

@@ -3,9 +3,9 @@
 
 namespace varnel::sim::device_files {
 
-/// The numbers of descriptors of buses. Calls with other descriptors are not looked at, so they cost nothing.
-inline constexpr int first_bus_descriptor = 768;
-inline constexpr int last_bus_descriptor = 1023;
+/// The numbers of descriptors of device files. Calls with other descriptors are not looked at, so they cost nothing.
+inline constexpr int first_device_descriptor = 768;
+inline constexpr int last_device_descriptor = 1023;
 
 /// From now on the system calls of this process, and of all that it starts, that may concern device files wait for a
 /// supervisor (seccomp(2), SECCOMP_RET_USER_NOTIF). Set-user-ID programs no longer get other rights. Returns the

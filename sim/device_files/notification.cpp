@@ -56,6 +56,15 @@ void call_listener::fail(const system_call &call, int error) const {
     respond(get(), {call.id, 0, -error, 0});
 }
 
+std::optional<int> call_listener::add_file(const system_call &call, int file) const {
+    seccomp_notif_addfd added{};
+    added.id = call.id;
+    added.srcfd = static_cast<uint32_t>(file);
+    added.newfd_flags = O_CLOEXEC;
+    const int number = ioctl(get(), SECCOMP_IOCTL_NOTIF_ADDFD, &added);
+    return number >= 0 ? std::optional(number) : std::nullopt;
+}
+
 bool call_listener::succeed_with_file(const system_call &call, int file, bool close_on_exec,
                                       std::optional<int> wanted) const {
     seccomp_notif_addfd added{};

@@ -35,6 +35,9 @@ class call_listener {
     void pass_on(const system_call &call) const;
     void succeed(const system_call &call, int64_t result) const;
     void fail(const system_call &call, int error) const;
+    /// Gives the calling process a descriptor of `file`, closed by exec, while the call still waits. Its number; nothing
+    /// when the process cannot take it.
+    [[nodiscard]] std::optional<int> add_file(const system_call &call, int file) const;
     /// Succeeds with a descriptor of `file` in the calling process: number `wanted`, or the lowest free one. Returns
     /// whether the process could take it; if not, the call still waits.
     [[nodiscard]] bool succeed_with_file(const system_call &call, int file, bool close_on_exec,

@@ -8,8 +8,8 @@
 #include <system_error>
 
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include "sim/device_files/board_adapter.h"
 #include "sim/device_files/calling_process.h"
@@ -35,9 +35,9 @@ class memory_of_caller : public caller_memory {
 
 } // namespace
 
-open_bus::open_bus(uint8_t bus, pid_t opener, ino_t programs_end, descriptor our_end, channel to_server)
-    : bus_(bus), programs_end_(programs_end), our_end_(std::move(our_end)), to_server_(std::move(to_server)),
-      user_(opener) {
+open_bus::open_bus(uint8_t bus, pid_t opener, std::string programs_end, descriptor our_end, channel to_server)
+    : bus_(bus), programs_end_(std::move(programs_end)), our_end_(std::move(our_end)),
+      to_server_(std::move(to_server)), user_(opener) {
     act_for_user();
 }
 
@@ -73,14 +73,13 @@ descriptor open_buses::open(uint8_t bus, pid_t thread) {
     }
     descriptor theirs(ends[0]);
     descriptor ours(ends[1]);
-    struct stat status {};
-    fstat(theirs.get(), &status);
-    files_.emplace_back(bus, thread, status.st_ino, std::move(ours), channel(board_.connect()));
+    std::string object = object_of(getpid(), static_cast<uint64_t>(theirs.get()));
+    files_.emplace_back(bus, thread, std::move(object), std::move(ours), channel(board_.connect()));
     return theirs;
 }
 
 open_bus *open_buses::find(pid_t thread, uint64_t number) {
-    const ino_t socket = files_.empty() ? 0 : socket_of(thread, number);
+    const std::string socket = files_.empty() ? "" : object_of(thread, number);
     const auto found = std::ranges::find(files_, socket, &open_bus::programs_end);
     return found == files_.end() ? nullptr : &*found;
 }

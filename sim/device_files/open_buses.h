@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <list>
+#include <string>
 #include <vector>
 
 #include <sys/types.h>
@@ -17,12 +18,12 @@ namespace varnel::sim::device_files {
 /// descriptor; the other end is hung up when the last of them is closed.
 class open_bus {
   public:
-    /// `programs_end` is that socket's inode; `to_server` is a connection for this file only. Throws std::exception when
+    /// `programs_end` is that socket as /proc names it; `to_server` is a connection for this file only. Throws std::exception when
     /// the server does not accept it.
-    open_bus(uint8_t bus, pid_t opener, ino_t programs_end, descriptor our_end, channel to_server);
+    open_bus(uint8_t bus, pid_t opener, std::string programs_end, descriptor our_end, channel to_server);
 
     [[nodiscard]] uint8_t bus() const { return bus_; }
-    [[nodiscard]] ino_t programs_end() const { return programs_end_; }
+    [[nodiscard]] const std::string &programs_end() const { return programs_end_; }
     [[nodiscard]] int our_end() const { return our_end_.get(); }
 
     /// Performs a read(), write() or ioctl() of this file. Returns its result, or a negative errno. Throws
@@ -33,7 +34,7 @@ class open_bus {
     void act_for_user();
 
     uint8_t bus_;
-    ino_t programs_end_;
+    std::string programs_end_;
     descriptor our_end_;
     channel to_server_;
     pid_t user_; ///< thread that called last

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/device_files/service.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -27,15 +29,23 @@ bool are_the_boards(const service &how, int error) {
     return error == 0 || (error == EBUSY && how.outer_board == how.board);
 }
 
+std::vector<std::string> names_of(const std::vector<device_node> &nodes) {
+    std::vector<std::string> names;
+    std::ranges::transform(nodes, std::back_inserter(names),
+                           [](const device_node &node) { return "/dev/" + name_of(node); });
+    return names;
+}
+
 std::string served_by(const service &how, const char *call, int error) {
     if (are_the_boards(how, error)) {
-        return fmt::format("/dev/i2c-{} are the board's, by {}", fmt::join(how.files.buses, ", /dev/i2c-"),
+        return fmt::format("{} are the board's, by {}", fmt::join(names_of(how.files.nodes), ", "),
                            error == 0 ? "a supervisor" : "the supervisor of the run around this one");
     }
     return error == EBUSY && !how.outer_board.empty()
-               ? fmt::format("/dev/i2c-* are those of {}, not of {}", how.outer_board, how.board)
-               : fmt::format("/dev/i2c-* are this machine's, not the board's: {}: {}", call,
-                             std::strerror(error));
+               ? fmt::format("/dev/i2c-* and /dev/gpiochip* are those of {}, not of {}", how.outer_board,
+                             how.board)
+               : fmt::format("/dev/i2c-* and /dev/gpiochip* are this machine's, not the board's: {}: {}",
+                             call, std::strerror(error));
 }
 
 /// The file that execvp() takes for a name; empty when there is none.
@@ -99,9 +109,9 @@ void say_what_it_lacks(const std::string &program) {
             file));
     }
     if (is_for_another_machine(file)) {
-        host::say(fmt::format(
-            "varnel-sim: {} is for another machine: it finds this machine's /dev/i2c-*, not the board's",
-            file));
+        host::say(fmt::format("varnel-sim: {} is for another machine: it finds this machine's /dev/i2c-* and "
+                              "/dev/gpiochip*, not the board's",
+                              file));
     }
 }
 

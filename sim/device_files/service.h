@@ -15,7 +15,7 @@ struct service {
     bool verbose = false;    ///< also say what is as it should be
 };
 
-/// Says in a line on standard error who answers a program that opens /dev/i2c-N. `error` is that of `call`, by which the
+/// Says in a line on standard error who answers a program that opens /dev/i2c-N or /dev/gpiochipN. `error` is that of `call`, by which the
 /// program would have got a supervisor of its own: 0 when it has one, EBUSY when another supervises us.
 void say_how_served(const service &how, const char *call, int error);
 

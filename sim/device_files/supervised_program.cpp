@@ -123,9 +123,8 @@ class supervision {
             std::vector<pollfd> watched{{signals_, POLLIN, 0}};
             if (supervised) {
                 watched.push_back({supervised->calls(), POLLIN, 0});
-                for (const int end : supervised->buses().our_ends()) {
-                    watched.push_back({end, 0, 0});
-                }
+                const auto files = supervised->watched();
+                watched.insert(watched.end(), files.begin(), files.end());
             }
             if (poll(watched.data(), watched.size(), -1) > 0) {
                 handle(watched, supervised);
@@ -144,7 +143,7 @@ class supervision {
         }
         for (std::size_t i = 2; i < watched.size(); ++i) {
             if (watched[i].revents != 0) {
-                supervised->buses().forget(watched[i].fd);
+                supervised->attend(watched[i]);
             }
         }
         if (watched.size() > 1 && (watched[1].revents & POLLIN) != 0) {

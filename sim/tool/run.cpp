@@ -157,6 +157,19 @@ joined_board join_shared_board(const std::string &file) {
     return {std::move(where), std::move(board)};
 }
 
+/// The device files of a board that introduces itself.
+std::vector<device_files::device_node> nodes_of(const json &introduction) {
+    using device_files::node_kind;
+    std::vector<device_files::device_node> nodes;
+    for (const unsigned int bus : introduction.at("buses")) {
+        nodes.push_back({node_kind::bus, bus});
+    }
+    for (unsigned int chip = 0; chip < introduction.at("gpiochips"); ++chip) {
+        nodes.push_back({node_kind::gpiochip, chip});
+    }
+    return nodes;
+}
+
 int run(const invocation &call, const run_options &options) {
     if (call.program.empty()) {
         throw bad_usage("missing argument: -- PROGRAM ARGS...");
@@ -170,12 +183,12 @@ int run(const invocation &call, const run_options &options) {
         trace.emplace(where, std::move(outputs));
     }
     const json introduction = board.request({{"command", "run"}});
-    const device_files::board_files files{where, introduction.at("board"), introduction.at("buses")};
+    const device_files::board_files files{where, introduction.at("board"), nodes_of(introduction)};
     const std::string name = options.private_board ? fmt::format("a private board of {}", file) : file;
     const device_files::service how{files, name, outer_board(), options.verbose};
     set_environment(where, file, library);
     if (options.host_devices && options.verbose) {
-        say("varnel-sim: /dev/i2c-* are this machine's: --host-devices");
+        say("varnel-sim: /dev/i2c-* and /dev/gpiochip* are this machine's: --host-devices");
     }
     const int status = options.host_devices
                            ? finish(foreground_program(call.program), trace)
@@ -197,9 +210,9 @@ void add_run(argument_parser app, invocation &call) {
     command.add_flag("--private", options->private_board,
                      "a board of this program's own, also while others run on the same file");
     command.add_flag("--host-devices", options->host_devices,
-                     "leave /dev and /sys to this machine: no /dev/i2c-N of the board");
+                     "leave /dev and /sys to this machine: no /dev/i2c-N and /dev/gpiochipN of the board");
     command.add_flag("--verbose", options->verbose,
-                     "say in a line who serves /dev/i2c-N and the I2C primitives");
+                     "say in a line who serves /dev/i2c-N, /dev/gpiochipN and the I2C primitives");
     command.add_description("PROGRAM", "after --, with its arguments").option_text("...");
 }
 

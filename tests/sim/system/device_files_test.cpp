@@ -122,22 +122,23 @@ TEST_F(run_verbose, names_what_serves_files_and_primitives) {
 
 TEST_F(run_verbose, host_devices_are_named) {
     EXPECT_EQ(run(sim({"run", "--board", board, "--host-devices", "--verbose", "--", "true"})).err,
-              "varnel-sim: /dev/i2c-* are this machine's: --host-devices\n");
+              "varnel-sim: /dev/i2c-* and /dev/gpiochip* are this machine's: --host-devices\n");
 }
 
 TEST_F(run_verbose, kernel_that_refuses_supervision_is_named_always) {
-    EXPECT_EQ(
-        said({"true"}, "", {WITHOUT_CALL, "seccomp"}),
-        "varnel-sim: /dev/i2c-* are this machine's, not the board's: seccomp: Operation not permitted\n");
+    EXPECT_EQ(said({"true"}, "", {WITHOUT_CALL, "seccomp"}),
+              "varnel-sim: /dev/i2c-* and /dev/gpiochip* are this machine's, not the board's: seccomp: "
+              "Operation not permitted\n");
     EXPECT_EQ(said({"true"}, "", {WITHOUT_CALL, "process_vm_readv"}),
-              "varnel-sim: /dev/i2c-* are this machine's, not the board's: process_vm_readv: Operation not "
+              "varnel-sim: /dev/i2c-* and /dev/gpiochip* are this machine's, not the board's: "
+              "process_vm_readv: Operation not "
               "permitted\n");
 }
 
 TEST_F(run_verbose, files_of_an_outer_board_are_named_always) {
     const std::string twin = file("twin.ini", "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
     EXPECT_EQ(said({sim({})[0], "run", "--board", twin, "--", "true"}),
-              "varnel-sim: /dev/i2c-* are those of " + board + ", not of " + twin + "\n");
+              "varnel-sim: /dev/i2c-* and /dev/gpiochip* are those of " + board + ", not of " + twin + "\n");
 }
 
 TEST_F(run_verbose, set_user_id_program_is_named_always) {
@@ -161,7 +162,7 @@ TEST_F(run_verbose, program_for_another_machine_is_named_always) {
     chmod(program.c_str(), 0755);
     EXPECT_THAT(said({program}), HasSubstr("varnel-sim: " + program +
                                            " is for another machine: it finds this machine's "
-                                           "/dev/i2c-*, not the board's\n"));
+                                           "/dev/i2c-* and /dev/gpiochip*, not the board's\n"));
 }
 
 class device_files_pec : public device_files {
