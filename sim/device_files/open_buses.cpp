@@ -78,8 +78,7 @@ descriptor open_buses::open(uint8_t bus, pid_t thread) {
     return theirs;
 }
 
-open_bus *open_buses::find(pid_t thread, uint64_t number) {
-    const std::string socket = files_.empty() ? "" : object_of(thread, number);
+open_bus *open_buses::find(const std::string &socket) {
     const auto found = std::ranges::find(files_, socket, &open_bus::programs_end);
     return found == files_.end() ? nullptr : &*found;
 }

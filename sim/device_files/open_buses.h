@@ -49,8 +49,8 @@ class open_buses {
     /// Opens a bus for a thread: the program's end. The file exists until all copies of it are closed. Throws
     /// std::exception when there are no more descriptors, or the board has ended.
     [[nodiscard]] descriptor open(uint8_t bus, pid_t thread);
-    /// The file that a thread's descriptor is; null when it is another's.
-    [[nodiscard]] open_bus *find(pid_t thread, uint64_t number);
+    /// The file whose end in programs is this socket, as /proc names it; null when there is none.
+    [[nodiscard]] open_bus *find(const std::string &socket);
     /// Our ends, to be watched for being hung up.
     [[nodiscard]] std::vector<int> our_ends() const;
     /// Forgets the file, because no program has it open any more.

@@ -126,9 +126,8 @@ open_gpios::opened open_gpios::open(unsigned int chip, pid_t thread) {
     return {file, std::move(theirs)};
 }
 
-open_gpio *open_gpios::find(pid_t thread, uint64_t number) {
-    const std::string object = files_.empty() ? "" : object_of(thread, number);
-    const auto found = std::ranges::find(files_, object, &open_gpio::programs_end);
+open_gpio *open_gpios::find(const std::string &pipe) {
+    const auto found = std::ranges::find(files_, pipe, &open_gpio::programs_end);
     return found == files_.end() ? nullptr : &*found;
 }
 

@@ -68,8 +68,8 @@ class open_gpios {
     };
     /// Opens a chip for a thread. Throws std::exception when there are no more descriptors, or the board has ended.
     [[nodiscard]] opened open(unsigned int chip, pid_t thread);
-    /// The file that a thread's descriptor is; null when it is another's.
-    [[nodiscard]] open_gpio *find(pid_t thread, uint64_t number);
+    /// The file whose end in programs is this pipe, as /proc names it; null when there is none.
+    [[nodiscard]] open_gpio *find(const std::string &pipe);
     void forward_events();
     /// What is to be watched: our ends, and connections to the server.
     void add_watched(std::vector<pollfd> &watched) const;

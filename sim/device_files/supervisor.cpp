@@ -119,10 +119,11 @@ bool supervisor::exists(const device_node &node) const {
 
 /// The bus or GPIO chip that a descriptor is.
 std::optional<device_node> supervisor::node_of(const system_call &call, uint64_t number) {
-    if (const open_bus *const bus = buses_.find(call.thread, number)) {
+    const std::string object = object_of(call.thread, number);
+    if (const open_bus *const bus = buses_.find(object)) {
         return device_node{node_kind::bus, bus->bus()};
     }
-    const open_gpio *const gpio = gpios_.find(call.thread, number);
+    const open_gpio *const gpio = gpios_.find(object);
     return gpio != nullptr && !gpio->has_lines()
                ? std::optional(device_node{node_kind::gpiochip, gpio->chip()})
                : std::nullopt;
@@ -212,23 +213,26 @@ void supervisor::read_link(const system_call &call, const path_call &shape, cons
 }
 
 void supervisor::answer_for_descriptor(const system_call &call) {
-    if (open_gpio *const gpio = gpios_.find(call.thread, call.arguments[0])) {
-        return answer_gpio(call, *gpio);
+    const std::string object = object_of(call.thread, call.arguments[0]);
+    if (open_bus *const bus = buses_.find(object)) {
+        answer_bus(call, *bus);
+    } else if (open_gpio *const gpio = gpios_.find(object)) {
+        answer_gpio(call, *gpio);
+    } else if (object == dev_folder) {
+        answer_dev_folder(call);
+    } else {
+        calls_.pass_on(call);
     }
-    if (object_of(call.thread, call.arguments[0]) == dev_folder) {
-        return answer_dev_folder(call);
-    }
-    open_bus *const file = buses_.find(call.thread, call.arguments[0]);
-    if (file == nullptr) {
-        return calls_.pass_on(call);
-    }
+}
+
+void supervisor::answer_bus(const system_call &call, open_bus &file) {
     switch (call.number) {
     case SYS_ioctl:
     case SYS_read:
     case SYS_write:
-        return finish(call, file->perform(call));
+        return finish(call, file.perform(call));
     case SYS_fstat:
-        return finish(call, store(call, 1, status_of({node_kind::bus, file->bus()})) ? 0 : -EFAULT);
+        return finish(call, store(call, 1, status_of({node_kind::bus, file.bus()})) ? 0 : -EFAULT);
     default:
         return duplicate(call);
     }

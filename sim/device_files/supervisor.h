@@ -50,6 +50,7 @@ class supervisor {
     void give(const system_call &call, const descriptor &file, bool close_on_exec) const;
     void look_up(const system_call &call, const path_call &shape, const std::string &path);
     void read_link(const system_call &call, const path_call &shape, const std::string &path) const;
+    void answer_bus(const system_call &call, open_bus &file);
     void answer_dev_folder(const system_call &call);
     void list_dev_folder(const system_call &call);
     void answer_gpio(const system_call &call, open_gpio &file);
