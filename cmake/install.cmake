@@ -60,7 +60,7 @@ if(TARGET varnel_with_platform_ipmi)
   install(TARGETS varnel_with_platform_ipmi EXPORT varnel_ipmi)
 endif()
 
-install(DIRECTORY include/varnel TYPE INCLUDE COMPONENT development)
+install(DIRECTORY include/varnel include/varnel-sim TYPE INCLUDE COMPONENT development)
 varnel_install_manual(varnel_common.3 development)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
         PATTERN CMakeLists.txt EXCLUDE PATTERN boards EXCLUDE)

@@ -97,13 +97,17 @@ std::optional<int> gpiochip_line(section_reader &section) {
     return entry && entry->value == "yes" ? std::optional(entry->line) : std::nullopt;
 }
 
-/// The section's settings, those of its register dumps in the dumps' place. Names of dumps are relative to the board file.
+/// A file that the board file names relative to itself.
+std::string beside(const std::string &board_file, const std::string &name) {
+    return (std::filesystem::absolute(board_file).parent_path() / name).string();
+}
+
+/// The section's settings, those of its register dumps in the dumps' place.
 std::vector<host::ini_entry> settings_of(const host::ini_section &section, const std::string &file) {
     std::vector<host::ini_entry> settings;
     for (const host::ini_entry &entry : section.entries) {
         if (entry.key == "dump") {
-            const auto dump = std::filesystem::path(file).parent_path() / entry.value;
-            std::ranges::move(settings_of_dump(dump.string(), {file, entry.line}),
+            std::ranges::move(settings_of_dump(beside(file, entry.value), {file, entry.line}),
                               std::back_inserter(settings));
         } else {
             settings.push_back(entry);
@@ -119,7 +123,10 @@ chip_description read_chip(section_reader section, const std::string &file) {
             section.rest().line,
             fmt::format("'{}' cannot name a chip: letters, digits, _ and - only, a letter first", name));
     }
-    const host::ini_entry type = section.require("type");
+    host::ini_entry type = section.require("type");
+    if (type.value.find('/') != std::string::npos) { // the file of a plug-in
+        type.value = beside(file, type.value);
+    }
     const host::ini_entry bus = section.require("bus");
     const uint8_t address = section.address(section.require("address"));
     auto other = other_place(section, address);

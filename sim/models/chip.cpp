@@ -15,6 +15,7 @@
 #include "sim/models/pca9548.h"
 #include "sim/models/pca9555.h"
 #include "sim/models/pcf8574.h"
+#include "sim/models/plugin.h"
 #include "sim/models/registers.h"
 #include "sim/models/settings.h"
 
@@ -61,6 +62,9 @@ std::vector<std::string_view> chip_types() {
 }
 
 std::unique_ptr<chip> make_chip(std::string_view type, const board_clock &clock) {
+    if (type.find('/') != std::string_view::npos) {
+        return make_plugin(std::string(type), clock);
+    }
     const auto *const found = std::ranges::find(models, type, &model::type);
     if (found == models.end()) {
         refuse_value("type", type, fmt::format("{}", fmt::join(chip_types(), ", ")));

@@ -88,7 +88,8 @@ class chip {
 /// Type names of the chips that make_chip() knows, in alphabetical order: "pca9555".
 [[nodiscard]] std::vector<std::string_view> chip_types();
 
-/// A chip at power-on. Throws bad_setting for an unknown type. `clock` must outlive the chip.
+/// A chip at power-on. A type with a slash is the file of a plug-in. Throws bad_setting for an unknown type. `clock` must
+/// outlive the chip.
 [[nodiscard]] std::unique_ptr<chip> make_chip(std::string_view type, const board_clock &clock);
 
 } // namespace varnel::sim

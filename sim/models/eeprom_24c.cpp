@@ -26,7 +26,7 @@ struct geometry {
     const chips::datasheet &sheet;
     std::size_t size; ///< a power of two
     std::size_t page_size;
-    unsigned int address_bytes; ///< 1 or 2
+    std::size_t address_bytes; ///< 1 or 2
 
     [[nodiscard]] std::string hex_of(std::size_t address) const {
         return fmt::format("{:0{}x}", address, 2 * address_bytes);

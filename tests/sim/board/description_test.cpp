@@ -49,6 +49,11 @@ TEST(description, board_without_a_name_is_named_after_its_file) {
     EXPECT_EQ(sim::read_description(input, "boards/small.ini").name, "small");
 }
 
+TEST(description, type_with_a_slash_is_a_file_beside_the_board_file) {
+    std::istringstream input("[a]\ntype = ./model.so\nbus = 0\naddress = 3\n");
+    EXPECT_EQ(sim::read_description(input, "/boards/small.ini").chips.at(0).type, "/boards/./model.so");
+}
+
 struct bad_board {
     const char *what;
     const char *text;

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/models/plugin.h"
+
+#include <filesystem>
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include "sim/models/settings.h"
+#include "varnel-sim/model.h"
+
+namespace varnel::sim {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void refuse(const std::string &file, std::string_view why) {
+    throw bad_setting(fmt::format("type: '{}' is not a chip model: {}", file, why));
+}
+
+/// Loaded once, and until the process ends: texts and functions of a model may be in use until then.
+const varnel_sim_model &load(const std::string &file) {
+    std::error_code ignored;
+    if (!fs::is_regular_file(file, ignored)) {
+        refuse(file, "there is no such file");
+    }
+    void *const object = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (object == nullptr) {
+        refuse(file, dlerror());
+    }
+    const auto *const model = static_cast<const varnel_sim_model *>(dlsym(object, "varnel_sim_plugin"));
+    if (model == nullptr) {
+        refuse(file, "it does not define varnel_sim_plugin");
+    }
+    if (model->version != varnel_sim_model_version) {
+        refuse(file, fmt::format("it is for version {} of varnel-sim/model.h, not {}", model->version,
+                                 int{varnel_sim_model_version}));
+    }
+    return *model;
+}
+
+/// The board as the plug-in sees it.
+struct plugin_board {
+    varnel_sim_board offered;
+    const board_clock *clock;
+};
+
+uint64_t now(const varnel_sim_board *board) {
+    const auto *const ours = reinterpret_cast<const plugin_board *>(board); // offered is its first member
+    return static_cast<uint64_t>(ours->clock->now().count());
+}
+
+void add_reading(void *to, const char *name, const char *value, int settable) {
+    static_cast<std::vector<reading> *>(to)->push_back({name, std::string(value), settable != 0});
+}
+
+class plugin : public chip, private bus_port {
+  public:
+    plugin(const std::string &file, const board_clock &clock)
+        : model_(load(file)), type_(fs::path(file).stem().string()), source_(file), board_{{now}, &clock},
+          state_(model_.power_on(&board_.offered), model_.power_off) {
+        if (!state_) {
+            refuse(file, "power_on() failed");
+        }
+    }
+
+    [[nodiscard]] const chips::datasheet &sheet() const override { return sheet_; }
+    bus_port &port(std::size_t /*index*/) override { return *this; }
+
+    [[nodiscard]] std::vector<reading> readings() const override {
+        std::vector<reading> all;
+        model_.show(state_.get(), add_reading, &all);
+        return all;
+    }
+
+    void set(std::string_view name, std::string_view value) override {
+        const char *expected = "";
+        const auto result =
+            model_.set(state_.get(), std::string(name).c_str(), std::string(value).c_str(), &expected);
+        if (result == varnel_sim_set_bad_name) {
+            refuse_name(name, expected);
+        }
+        if (result != varnel_sim_set_done) {
+            refuse_value(name, value, expected);
+        }
+    }
+
+  private:
+    bool start(direction way) override {
+        return model_.start(state_.get(), static_cast<int>(way == direction::read)) != 0;
+    }
+    bool write(uint8_t byte) override { return model_.write(state_.get(), byte) != 0; }
+    uint8_t read() override { return model_.read(state_.get()); }
+    void stop() override {
+        if (model_.stop != nullptr) {
+            model_.stop(state_.get());
+        }
+    }
+
+    const varnel_sim_model &model_;
+    const std::string type_;
+    const std::string source_;
+    const chips::datasheet sheet_{type_, model_.title, source_};
+    const plugin_board board_;
+    const std::unique_ptr<void, void (*)(void *)> state_;
+};
+
+} // namespace
+
+std::unique_ptr<chip> make_plugin(const std::string &file, const board_clock &clock) {
+    return std::make_unique<plugin>(file, clock);
+}
+
+} // namespace varnel::sim
