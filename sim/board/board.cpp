@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <ranges>
 #include <set>
 #include <utility>
 
@@ -107,8 +106,11 @@ void remember(std::vector<assignment> &changes, const assignment &latest) {
 } // namespace
 
 std::vector<uint8_t> board::buses() const {
-    const auto numbers = std::views::keys(wiring_.adapters);
-    return {numbers.begin(), numbers.end()};
+    std::vector<uint8_t> numbers;
+    for (const auto &[number, segment] : wiring_.adapters) {
+        numbers.push_back(number);
+    }
+    return numbers;
 }
 
 void board::set(const std::vector<assignment> &assignments) {

@@ -21,6 +21,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+/* The supervisor takes the structures as they are on 64-bit machines; those of 32-bit ARM are the same. */
+_Static_assert(sizeof(struct gpio_v2_line_info) == 256 && sizeof(struct gpio_v2_line_config) == 272, "v2");
+_Static_assert(sizeof(struct gpio_v2_line_request) == 592 && sizeof(struct gpio_v2_line_values) == 16, "v2");
+_Static_assert(sizeof(struct gpio_v2_line_event) == 48, "v2");
+_Static_assert(sizeof(struct gpio_v2_line_info_changed) == 288, "v2");
+_Static_assert(sizeof(struct gpiochip_info) == 68 && sizeof(struct gpioline_info) == 72, "v1");
+_Static_assert(sizeof(struct gpiohandle_request) == 364 && sizeof(struct gpiohandle_config) == 84, "v1");
+_Static_assert(sizeof(struct gpioevent_request) == 48 && sizeof(struct gpioevent_data) == 16, "v1");
+
 static void expect(bool holds, int line) {
     if (!holds) {
         printf("bad: line %d, errno %s\n", line, strerrorname_np(errno));

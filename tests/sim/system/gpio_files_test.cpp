@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // /dev/gpiochipN for programs that know nothing of this project: a statically linked one, and those of libgpiod.
 
+#include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <iterator>
 #include <sstream>
 
 #include "tests/sim/system/workbench.h"
@@ -110,6 +113,31 @@ TEST_F(gpio_files, transfers_are_those_of_the_driver) {
     EXPECT_THAT(transfers_of({"gpioget", "gpiochip0", "3"}),
                 ElementsAre("Configuration port 0(0x06) -> ff  ok", "Configuration port 1(0x07) -> ff  ok",
                             "Configuration port 0(0x06) <- ff  ok", "Input port 0(0x00) -> ff ff  ok"));
+}
+
+TEST_F(gpio_files, folder_lists_the_boards_devices_only) {
+    const finished result = on_pins(
+        {"find", "/dev/", "-maxdepth", "1", "-name", "gpiochip*", "-o", "-maxdepth", "1", "-name", "i2c-*"});
+    EXPECT_THAT(result.out, ::testing::AnyOf("/dev/i2c-0\n/dev/gpiochip0\n", "/dev/gpiochip0\n/dev/i2c-0\n"));
+}
+
+TEST_F(gpio_files, many_requests_leave_no_descriptors) {
+    process programs(on_board({"sh", "-c", "echo $PPID; while read go; do " PIN_FILE " many; done"}));
+    const std::string supervisor = "/proc/" + programs.read_line() + "/fd";
+    programs.write("go\n");
+    EXPECT_EQ(programs.read_line(), "good");
+    const auto open_now = [&supervisor] {
+        const std::filesystem::directory_iterator all(supervisor);
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = open_now();
+    programs.write("go\n");
+    EXPECT_EQ(programs.read_line(), "good");
+    const auto limit = std::chrono::steady_clock::now() + deadline;
+    while (open_now() > before && std::chrono::steady_clock::now() < limit) {
+    }
+    EXPECT_LE(open_now(), before);
+    EXPECT_LT(before, 32);
 }
 
 TEST_F(gpio_files, without_chips_there_are_none) {
