@@ -166,6 +166,7 @@ std::vector<chip_connection> connections_of(const board_chip &part, const wiring
         }
     }
     std::vector<chip_connection> connections;
+    connections.reserve(by_port.size());
     for (auto &[port, connection] : by_port) {
         connections.push_back(std::move(connection));
     }
