@@ -15,9 +15,9 @@ class tree_memory {
 
     template <class Record>
     [[nodiscard]] Record *record(input &in) {
-        Record *made = filler_.record<Record>();
+        Record *made = compact_ ? filler_.record<Record>() : make<Record>();
         if (made == nullptr) {
-            made = record_elsewhere<Record>();
+            made = record_in_new_slab<Record>();
         }
         if (made == nullptr) {
             in.memory_ran_out();
@@ -25,7 +25,8 @@ class tree_memory {
         return made;
     }
     [[nodiscard]] char *string(input &in, const token &of) {
-        char *made = filler_.short_string(of.bytes, of.length, in.readable(of));
+        char *made = compact_ ? filler_.short_string(of.bytes, of.length, in.readable(of))
+                              : short_copy(of.bytes, of.length, in.readable(of));
         if (made == nullptr) {
             made = string_elsewhere(of, in.copy());
         }
@@ -36,13 +37,21 @@ class tree_memory {
     }
 
   private:
-    // Without slabs the filler never has room.
-    template <class Record>
-    [[nodiscard, gnu::noinline]] Record *record_elsewhere() {
-        if (!compact_) {
-            return make<Record>();
+    /// A block of its own, for what can be copied in one go with some bytes that come after it; else null. The smallest
+    /// block that malloc() makes has room for them.
+    [[nodiscard]] static char *short_copy(const char *bytes, std::size_t length, std::size_t readable) {
+        constexpr std::size_t at_once = 2 * sizeof(void *);
+        const bool fits = length < at_once && readable >= at_once;
+        auto *const made = fits ? static_cast<char *>(std::malloc(at_once)) : nullptr;
+        if (made != nullptr) {
+            std::memcpy(made, bytes, at_once);
+            made[length] = '\0';
         }
-        return filler_.start_slab() ? filler_.record<Record>() : nullptr;
+        return made;
+    }
+    template <class Record>
+    [[nodiscard, gnu::noinline]] Record *record_in_new_slab() {
+        return compact_ && filler_.start_slab() ? filler_.record<Record>() : nullptr;
     }
     [[nodiscard, gnu::noinline]] char *string_elsewhere(const token &of, text_buffer &copy) {
         if (compact_ && of.length <= slab_filler::string_limit) {
