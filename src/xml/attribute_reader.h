@@ -24,28 +24,20 @@ inline int fail_attribute_at(input &in, int c, int status) {
     return fail_attribute(in, xml_status_bad_attribute);
 }
 
-/// A string for the attribute; null when it is not wanted because of an earlier error, or when memory ran
-/// out.
-inline char *attribute_string(input &in, tree_memory &memory, const token &of) {
-    return in.status() == 0 ? memory.string(in, of) : nullptr;
-}
-
-/// Reads what follows an attribute's name and stores the value.
+/// Reads what follows an attribute's name, up to the end of its value, which is stored.
 inline int read_after_name(input &in, tree_memory &memory, int c, xml_attribute &to) {
     c = is_white_space(c) ? in.get_after_white_space() : c;
-    if (c != '=') {
-        return fail_attribute_at(in, c, xml_status_bad_attribute);
+    const int quote = c == '=' ? in.get_after_white_space() : c;
+    if (c != '=' || (quote != '"' && quote != '\'')) {
+        return fail_attribute_at(in, quote, xml_status_bad_attribute);
     }
-    c = in.get_after_white_space();
-    if (c != '"' && c != '\'') {
-        return fail_attribute_at(in, c, xml_status_bad_attribute);
-    }
-    const token value = read_decoded(in, c, value_limit); // its closing quote ends it, or an error
-    if (value.stop != c) {
+    const token value = read_decoded(in, quote, value_limit); // its closing quote ends it, or an error
+    if (value.stop != quote) {
         return fail_attribute(in, value.length > value_limit ? xml_status_value_too_long
                                                              : xml_status_bad_attribute);
     }
-    char *const string = attribute_string(in, memory, value);
+    // After an earlier error nothing is stored.
+    char *const string = in.status() == 0 ? memory.string(in, value) : nullptr;
     to.value = string != nullptr ? string : to.value;
     return in.status();
 }
@@ -60,7 +52,7 @@ inline int read_attribute(input &in, tree_memory &memory, xml_attribute &attribu
     if (name.stop == too_long) {
         return fail_attribute(in, xml_status_attribute_too_long);
     }
-    char *const string = attribute_string(in, memory, name);
+    char *const string = memory.string(in, name);
     const int result = read_after_name(in, memory, name.stop, attribute);
     if (result == 0) {
         attribute.name = string;
