@@ -56,8 +56,8 @@ class node_writer {
         }
         at_ = &node;
         parent_ = parent;
-        // Records of default trees are scattered over the heap. Fetched early, they are in the cache in time: writing
-        // takes 12 to 19 % longer without (freedesktop.org.xml, inventory of 10 MB).
+        // Default trees are scattered over the heap. What is fetched early is in the cache in time.
+        __builtin_prefetch(node.attributes);
         __builtin_prefetch(node.value);
         __builtin_prefetch(node.first_child);
         __builtin_prefetch(node.next);
@@ -135,6 +135,7 @@ class node_writer {
         out_.string(element.name);
         for (const xml_attribute *a = element.attributes; a != nullptr && out_.good(); a = a->next) {
             __builtin_prefetch(a->next);
+            __builtin_prefetch(a->value);
             if (a->name != nullptr) {
                 out_.character(' ');
                 write_attribute(out_, *a, raw_);
