@@ -8,11 +8,8 @@ namespace {
 
 xml_attribute *clone_one(const xml_attribute &attribute) {
     auto *copy = xml_attribute_new();
-    if (copy == nullptr) {
-        return nullptr;
-    }
-    if (!varnel::xml::copy_string(copy->name, attribute.name) ||
-        !varnel::xml::copy_string(copy->value, attribute.value)) {
+    if (copy != nullptr && (!varnel::xml::copy_string(copy->name, attribute.name) ||
+                            !varnel::xml::copy_string(copy->value, attribute.value))) {
         xml_attribute_delete(copy);
         return nullptr;
     }

@@ -120,19 +120,13 @@ void xml_iterator_add_child(xml_iterator *it, xml_node *node) {
 }
 
 void xml_iterator_insert_sibling_after(xml_iterator *it, xml_node *node) {
-    if (it->current == nullptr) {
-        xml_iterator_add_child(it, node);
-    } else {
-        xml_node_insert_sibling_after(it->current, node);
-    }
+    it->current != nullptr ? xml_node_insert_sibling_after(it->current, node)
+                           : xml_iterator_add_child(it, node);
 }
 
 void xml_iterator_insert_sibling_before(xml_iterator *it, xml_node *node) {
-    if (it->current == nullptr) {
-        xml_iterator_add_child(it, node);
-    } else {
-        xml_node_insert_sibling_before(it->current, node);
-    }
+    it->current != nullptr ? xml_node_insert_sibling_before(it->current, node)
+                           : xml_iterator_add_child(it, node);
 }
 
 void xml_iterator_add_middle_child(xml_iterator *it, xml_node *node) {
