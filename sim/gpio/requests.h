@@ -7,6 +7,7 @@
  */
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "sim/gpio/gpio_file.h"
@@ -15,6 +16,19 @@ namespace varnel::sim::gpio {
 
 /// Nanoseconds of a clock, CLOCK_MONOTONIC or CLOCK_REALTIME.
 [[nodiscard]] uint64_t time_of(int clock);
+
+/// Whether flags (GPIO_V2_LINE_FLAG_*) cannot be together.
+[[nodiscard]] bool contradictory(uint64_t flags);
+
+/// Requests lines for a new file of them, which `lines` becomes if that succeeds.
+template <class File, class Request>
+int request_for(std::unique_ptr<File> file, const Request &wanted, std::unique_ptr<gpio_file> &lines) {
+    const int error = file->request(wanted);
+    if (error == 0) {
+        lines = std::move(file);
+    }
+    return error;
+}
 
 namespace v1 {
 

@@ -70,18 +70,8 @@ std::string text_of(const char (&name)[size]) {
     return {name, strnlen(name, size - 1)};
 }
 
-/// The errno for flags that nothing can have, or that cannot be together; 0 for others.
-int check(uint32_t flags) {
-    const bool two_directions = (flags & directions) == directions;
-    const bool two_drives = (flags & drives) == drives;
-    const bool drive_without_output = (flags & drives) != 0 && (flags & GPIOHANDLE_REQUEST_OUTPUT) == 0;
-    const bool bias_without_direction = (flags & biases) != 0 && (flags & directions) == 0;
-    const bool two_biases = std::popcount(flags & biases) > 1;
-    return (flags & ~known_flags) != 0 || two_directions || two_drives || drive_without_output ||
-                   bias_without_direction || two_biases
-               ? -EINVAL
-               : 0;
-}
+/// Whether nothing can have the flags, or they cannot be together.
+bool wrong(uint32_t flags) { return (flags & ~known_flags) != 0 || contradictory(v2_flags(flags)); }
 
 int check_event(const gpioevent_request &wanted, unsigned int lines) {
     const bool known = (wanted.handleflags & ~known_flags) == 0 &&
@@ -144,7 +134,7 @@ class handle_file : public gpio_file {
     }
 
     int change(const gpiohandle_config &config) {
-        int error = check(config.flags);
+        int error = wrong(config.flags) ? -EINVAL : 0;
         for (std::size_t i = 0; i < lines_.size() && error == 0; ++i) {
             error = lines_.change(i, {v2_flags(config.flags), config.default_values[i] != 0}, 0);
         }
@@ -210,15 +200,10 @@ gpioline_info line_info(const gpio_v2_line_info &info) {
 
 int request_handle(gpio_chip &chip, std::vector<uint8_t> &data, std::unique_ptr<gpio_file> &lines) {
     return with_object<gpiohandle_request>(data, [&](const auto &wanted) {
-        if (wanted.lines == 0 || wanted.lines > GPIOHANDLES_MAX || check(wanted.flags) != 0) {
+        if (wanted.lines == 0 || wanted.lines > GPIOHANDLES_MAX || wrong(wanted.flags)) {
             return -EINVAL;
         }
-        auto file = std::make_unique<handle_file>(chip);
-        const int error = file->request(wanted);
-        if (error == 0) {
-            lines = std::move(file);
-        }
-        return error;
+        return request_for(std::make_unique<handle_file>(chip), wanted, lines);
     });
 }
 
@@ -228,12 +213,7 @@ int request_event(gpio_chip &chip, std::vector<uint8_t> &data, const event_sink 
         if (const int error = check_event(wanted, chip.lines()); error != 0) {
             return error;
         }
-        auto file = std::make_unique<event_file>(chip, events);
-        const int error = file->request(wanted);
-        if (error == 0) {
-            lines = std::move(file);
-        }
-        return error;
+        return request_for(std::make_unique<event_file>(chip, events), wanted, lines);
     });
 }
 

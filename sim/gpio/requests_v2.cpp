@@ -20,6 +20,27 @@ uint64_t time_of(int clock) {
     return static_cast<uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(now.tv_nsec);
 }
 
+namespace {
+
+constexpr uint64_t direction_flags = GPIO_V2_LINE_FLAG_INPUT | GPIO_V2_LINE_FLAG_OUTPUT;
+constexpr uint64_t edge_flags = GPIO_V2_LINE_FLAG_EDGE_RISING | GPIO_V2_LINE_FLAG_EDGE_FALLING;
+constexpr uint64_t drive_flags = GPIO_V2_LINE_FLAG_OPEN_DRAIN | GPIO_V2_LINE_FLAG_OPEN_SOURCE;
+constexpr uint64_t bias_flags =
+    GPIO_V2_LINE_FLAG_BIAS_PULL_UP | GPIO_V2_LINE_FLAG_BIAS_PULL_DOWN | GPIO_V2_LINE_FLAG_BIAS_DISABLED;
+
+} // namespace
+
+bool contradictory(uint64_t flags) {
+    const bool two_directions = (flags & direction_flags) == direction_flags;
+    const bool edges_without_input = (flags & edge_flags) != 0 && (flags & GPIO_V2_LINE_FLAG_INPUT) == 0;
+    const bool two_drives = (flags & drive_flags) == drive_flags;
+    const bool drive_without_output = (flags & drive_flags) != 0 && (flags & GPIO_V2_LINE_FLAG_OUTPUT) == 0;
+    const bool bias_without_direction = (flags & bias_flags) != 0 && (flags & direction_flags) == 0;
+    const bool two_biases = std::popcount(flags & bias_flags) > 1;
+    return two_directions || edges_without_input || two_drives || drive_without_output ||
+           bias_without_direction || two_biases;
+}
+
 namespace v2 {
 
 namespace {
@@ -29,11 +50,6 @@ static_assert(sizeof(gpio_v2_line_info) == 256 && sizeof(gpio_v2_line_config) ==
 static_assert(sizeof(gpio_v2_line_request) == 592 && sizeof(gpio_v2_line_event) == 48);
 static_assert(sizeof(gpio_v2_line_info_changed) == 288 && sizeof(gpio_v2_line_values) == 16);
 
-constexpr uint64_t direction_flags = GPIO_V2_LINE_FLAG_INPUT | GPIO_V2_LINE_FLAG_OUTPUT;
-constexpr uint64_t edge_flags = GPIO_V2_LINE_FLAG_EDGE_RISING | GPIO_V2_LINE_FLAG_EDGE_FALLING;
-constexpr uint64_t drive_flags = GPIO_V2_LINE_FLAG_OPEN_DRAIN | GPIO_V2_LINE_FLAG_OPEN_SOURCE;
-constexpr uint64_t bias_flags =
-    GPIO_V2_LINE_FLAG_BIAS_PULL_UP | GPIO_V2_LINE_FLAG_BIAS_PULL_DOWN | GPIO_V2_LINE_FLAG_BIAS_DISABLED;
 constexpr uint64_t known_flags = GPIO_V2_LINE_FLAG_ACTIVE_LOW | direction_flags | edge_flags | drive_flags |
                                  bias_flags | GPIO_V2_LINE_FLAG_EVENT_CLOCK_REALTIME |
                                  GPIO_V2_LINE_FLAG_EVENT_CLOCK_HTE;
@@ -73,16 +89,7 @@ int check(uint64_t flags) {
     if ((flags & GPIO_V2_LINE_FLAG_EVENT_CLOCK_HTE) != 0) {
         return -EOPNOTSUPP; // no hardware takes the time here
     }
-    const bool two_directions = (flags & direction_flags) == direction_flags;
-    const bool edges_without_input = (flags & edge_flags) != 0 && (flags & GPIO_V2_LINE_FLAG_INPUT) == 0;
-    const bool two_drives = (flags & drive_flags) == drive_flags;
-    const bool drive_without_output = (flags & drive_flags) != 0 && (flags & GPIO_V2_LINE_FLAG_OUTPUT) == 0;
-    const bool bias_without_direction = (flags & bias_flags) != 0 && (flags & direction_flags) == 0;
-    const bool two_biases = std::popcount(flags & bias_flags) > 1;
-    return two_directions || edges_without_input || two_drives || drive_without_output ||
-                   bias_without_direction || two_biases
-               ? -EINVAL
-               : 0;
+    return contradictory(flags) ? -EINVAL : 0;
 }
 
 int check(const gpio_v2_line_config &config, std::size_t lines) {
@@ -199,12 +206,8 @@ int request(gpio_chip &chip, const gpio_v2_line_request &wanted, const event_sin
     const uint32_t chosen =
         wanted.event_buffer_size != 0 ? wanted.event_buffer_size : wanted.num_lines * events_a_line;
     const uint32_t capacity = std::bit_ceil(std::min(chosen, GPIO_V2_LINES_MAX * events_a_line));
-    auto file = std::make_unique<line_file>(chip, events, static_cast<uint16_t>(capacity));
-    const int error = file->request(wanted);
-    if (error == 0) {
-        lines = std::move(file);
-    }
-    return error;
+    return request_for(std::make_unique<line_file>(chip, events, static_cast<uint16_t>(capacity)), wanted,
+                       lines);
 }
 
 } // namespace
