@@ -186,7 +186,7 @@ int64_t i2c_file::smbus(adapter &bus, const caller_memory &memory, uint64_t argu
         request.size = I2C_SMBUS_I2C_BLOCK_DATA;
         data.block[0] = request.read_write == I2C_SMBUS_READ ? I2C_SMBUS_BLOCK_MAX : data.block[0];
     }
-    const smbus_request wanted{address_, pec_, request.read_write, request.command, request.size};
+    const smbus_request wanted{address_, ten_bits_, pec_, request.read_write, request.command, request.size};
     if (const int error = perform(bus, wanted, data); error != 0) {
         return -error;
     }

@@ -48,10 +48,12 @@ class transaction {
     [[nodiscard]] uint8_t low() const { return static_cast<uint8_t>(data_.word & 0xFF); }
     [[nodiscard]] uint8_t high() const { return static_cast<uint8_t>(data_.word >> 8); }
 
-    void write(bytes content) { messages_.push_back({request_.address, 0, std::move(content)}); }
-    void read(std::size_t length, uint16_t flags = 0) {
-        messages_.push_back({request_.address, static_cast<uint16_t>(I2C_M_RD | flags), bytes(length)});
+    void add_message(int flags, bytes content) {
+        flags |= request_.ten_bits ? I2C_M_TEN : 0;
+        messages_.push_back({request_.address, static_cast<uint16_t>(flags), std::move(content)});
     }
+    void write(bytes content) { add_message(0, std::move(content)); }
+    void read(std::size_t length, int flags = 0) { add_message(I2C_M_RD | flags, bytes(length)); }
     /// The command, then either an answer or more to write.
     int command(std::size_t answer, bytes content) {
         bytes written{request_.command};
@@ -78,7 +80,7 @@ class transaction {
     int prepare() {
         switch (request_.size) {
         case I2C_SMBUS_QUICK:
-            messages_.push_back({request_.address, static_cast<uint16_t>(reads() ? I2C_M_RD : 0), {}});
+            add_message(reads() ? I2C_M_RD : 0, {});
             return 0;
         case I2C_SMBUS_BYTE:
             reads() ? read(1) : write({request_.command});

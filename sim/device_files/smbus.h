@@ -12,7 +12,8 @@ namespace varnel::sim::device_files {
 /// What an I2C_SMBUS request asks for.
 struct smbus_request {
     uint16_t address;
-    bool pec; ///< packet error code (SMBus 3.2 section 6.4)
+    bool ten_bits; ///< of the address
+    bool pec;      ///< packet error code (SMBus 3.2 section 6.4)
     uint8_t read_write;
     uint8_t command;
     uint32_t size; ///< I2C_SMBUS_QUICK ... I2C_SMBUS_I2C_BLOCK_DATA, as in linux/i2c.h

@@ -162,6 +162,14 @@ TEST_F(open_bus, smbus_without_data_needs_no_pointer) {
     EXPECT_EQ(smbus(I2C_SMBUS_WRITE, I2C_SMBUS_BYTE, nullptr), 0);
 }
 
+TEST_F(open_bus, smbus_uses_ten_bits_when_asked) {
+    i2c_smbus_data data{};
+    ioctl(I2C_TENBIT, uint64_t{1});
+    ioctl(I2C_SLAVE, uint64_t{0x158});
+    EXPECT_EQ(smbus(I2C_SMBUS_WRITE, I2C_SMBUS_BYTE_DATA, &data), 0);
+    EXPECT_EQ(bus.asked, "ten bits 158W[10 00] ");
+}
+
 TEST_F(open_bus, smbus_answer_is_stored) {
     ioctl(I2C_SLAVE, uint64_t{0x58});
     i2c_smbus_data data{};

@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <linux/i2c.h>
 
 #include "sim/device_files/adapter.h"
 
@@ -19,6 +20,7 @@ class scripted_adapter : public sim::device_files::adapter {
   public:
     int transfer(std::span<sim::device_files::i2c_message> messages) override {
         for (auto &message : messages) {
+            asked += (message.flags & I2C_M_TEN) != 0 ? "ten bits " : "";
             if (message.reads()) {
                 asked += fmt::format("{:02x}R{}{} ", message.address, message.bytes.size(),
                                      message.counted() ? "+" : "");

@@ -19,7 +19,7 @@ using sim::device_files::smbus_request;
 class smbus_transaction : public ::testing::Test {
   public:
     int run(uint32_t size, uint8_t read_write, bool pec = false) {
-        return perform(bus, smbus_request{0x58, pec, read_write, 0x8B, size}, data);
+        return perform(bus, smbus_request{address, ten_bits, pec, read_write, 0x8B, size}, data);
     }
     int write(uint32_t size, bool pec = false) { return run(size, I2C_SMBUS_WRITE, pec); }
     int read(uint32_t size, std::vector<uint8_t> answer, bool pec = false) {
@@ -29,6 +29,8 @@ class smbus_transaction : public ::testing::Test {
 
     scripted_adapter bus;
     i2c_smbus_data data{};
+    uint16_t address = 0x58;
+    bool ten_bits = false;
 };
 
 TEST_F(smbus_transaction, quick_command_has_no_bytes) {
@@ -98,6 +100,15 @@ TEST_F(smbus_transaction, i2c_block_has_no_length_on_the_wire) {
     EXPECT_EQ(bus.asked, "58W[8b 05 06] 58W[8b] 58R2 ");
     EXPECT_EQ(data.block[0], 2);
     EXPECT_EQ(data.block[2], 9);
+}
+
+TEST_F(smbus_transaction, address_may_have_ten_bits) {
+    address = 0x158;
+    ten_bits = true;
+    EXPECT_EQ(write(I2C_SMBUS_QUICK), 0);
+    EXPECT_EQ(write(I2C_SMBUS_BYTE_DATA), 0);
+    EXPECT_EQ(read(I2C_SMBUS_BYTE_DATA, {0x99}), 0);
+    EXPECT_EQ(bus.asked, "ten bits 158W[] ten bits 158W[8b 00] ten bits 158W[8b] ten bits 158R1 ");
 }
 
 TEST_F(smbus_transaction, block_above_32_bytes_is_refused_before_the_bus) {
