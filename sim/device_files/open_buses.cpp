@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -35,8 +36,9 @@ class memory_of_caller : public caller_memory {
 
 } // namespace
 
-open_bus::open_bus(uint8_t bus, pid_t opener, std::string programs_end, descriptor our_end, channel to_server)
-    : bus_(bus), programs_end_(std::move(programs_end)), our_end_(std::move(our_end)),
+open_bus::open_bus(uint8_t bus, pid_t opener, uint64_t access, std::string programs_end, descriptor our_end,
+                   channel to_server)
+    : bus_(bus), access_(access), programs_end_(std::move(programs_end)), our_end_(std::move(our_end)),
       to_server_(std::move(to_server)), user_(opener) {
     act_for_user();
 }
@@ -50,9 +52,11 @@ int64_t open_bus::perform(const system_call &call) {
     const memory_of_caller memory(call.thread);
     switch (call.number) {
     case SYS_read:
-        return file_.read(adapter, memory, call.arguments[1], call.arguments[2]);
+        return access_ == O_WRONLY ? -EBADF
+                                   : file_.read(adapter, memory, call.arguments[1], call.arguments[2]);
     case SYS_write:
-        return file_.write(adapter, memory, call.arguments[1], call.arguments[2]);
+        return access_ == O_RDONLY ? -EBADF
+                                   : file_.write(adapter, memory, call.arguments[1], call.arguments[2]);
     default:
         return file_.ioctl(adapter, memory, static_cast<uint32_t>(call.arguments[1]), call.arguments[2]);
     }
@@ -66,7 +70,8 @@ void open_bus::act_for_user() {
     }
 }
 
-descriptor open_buses::open(uint8_t bus, pid_t thread) {
+/// A packet without bytes makes the program's end readable for poll(2), as a device file always is.
+descriptor open_buses::open(uint8_t bus, pid_t thread, uint64_t flags) {
     std::array<int, 2> ends{};
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "socketpair");
@@ -74,7 +79,11 @@ descriptor open_buses::open(uint8_t bus, pid_t thread) {
     descriptor theirs(ends[0]);
     descriptor ours(ends[1]);
     std::string object = object_of(getpid(), static_cast<uint64_t>(theirs.get()));
-    files_.emplace_back(bus, thread, std::move(object), std::move(ours), channel(board_.connect()));
+    if (send(ours.get(), nullptr, 0, 0) != 0) {
+        throw std::system_error(errno, std::generic_category(), "send");
+    }
+    files_.emplace_back(bus, thread, flags & O_ACCMODE, std::move(object), std::move(ours),
+                        channel(board_.connect()));
     return theirs;
 }
 

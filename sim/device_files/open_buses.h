@@ -18,9 +18,10 @@ namespace varnel::sim::device_files {
 /// descriptor; the other end is hung up when the last of them is closed.
 class open_bus {
   public:
-    /// `programs_end` is that socket as /proc names it; `to_server` is a connection for this file only. Throws std::exception when
-    /// the server does not accept it.
-    open_bus(uint8_t bus, pid_t opener, std::string programs_end, descriptor our_end, channel to_server);
+    /// `access` is O_RDONLY, O_WRONLY or O_RDWR; `programs_end` is that socket as /proc names it; `to_server` is a
+    /// connection for this file only. Throws std::exception when the server does not accept it.
+    open_bus(uint8_t bus, pid_t opener, uint64_t access, std::string programs_end, descriptor our_end,
+             channel to_server);
 
     [[nodiscard]] uint8_t bus() const { return bus_; }
     [[nodiscard]] const std::string &programs_end() const { return programs_end_; }
@@ -34,6 +35,7 @@ class open_bus {
     void act_for_user();
 
     uint8_t bus_;
+    uint64_t access_;
     std::string programs_end_;
     descriptor our_end_;
     channel to_server_;
@@ -46,9 +48,9 @@ class open_buses {
   public:
     explicit open_buses(meeting_point board) : board_(std::move(board)) {}
 
-    /// Opens a bus for a thread: the program's end. The file exists until all copies of it are closed. Throws
-    /// std::exception when there are no more descriptors, or the board has ended.
-    [[nodiscard]] descriptor open(uint8_t bus, pid_t thread);
+    /// Opens a bus for a thread, with the flags of open(2): the program's end. The file exists until all copies of it
+    /// are closed. Throws std::exception when there are no more descriptors, or the board has ended.
+    [[nodiscard]] descriptor open(uint8_t bus, pid_t thread, uint64_t flags);
     /// The file whose end in programs is this socket, as /proc names it; null when there is none.
     [[nodiscard]] open_bus *find(const std::string &socket);
     /// Our ends, to be watched for being hung up.

@@ -162,7 +162,7 @@ void supervisor::give(const system_call &call, const descriptor &file, bool clos
 void supervisor::open_node(const system_call &call, const device_node &node, uint64_t flags) {
     const bool close_on_exec = (flags & O_CLOEXEC) != 0;
     if (node.kind == node_kind::bus) {
-        return give(call, buses_.open(static_cast<uint8_t>(node.number), call.thread), close_on_exec);
+        return give(call, buses_.open(static_cast<uint8_t>(node.number), call.thread, flags), close_on_exec);
     }
     const open_gpios::opened chip = gpios_.open(node.number, call.thread);
     if (chip.file.opened() != 0) {
