@@ -17,6 +17,7 @@ namespace {
 enum vendor_request : uint8_t { echo, get_functionality, set_delay, get_status, transfer_message };
 constexpr uint8_t first_message = 1; // added to transfer_message
 constexpr uint8_t last_message = 2;
+constexpr uint16_t highest_address = 0x7F;
 
 enum adapter_status : uint8_t { idle, address_acknowledged, address_not_acknowledged };
 
@@ -105,6 +106,10 @@ tiny_usb_device::answer tiny_usb_device::transfer(const usb_setup &setup, std::s
     const unsigned place = setup.request - unsigned{transfer_message};
     if (place > (first_message | last_message)) {
         return std::nullopt;
+    }
+    if ((setup.value & I2C_M_TEN) != 0 ||
+        setup.index > highest_address) { // no chip of a board has such an address
+        return note(i2c_reply::not_acknowledged, std::vector<uint8_t>(setup.to_host() ? setup.length : 0));
     }
     const i2c_message message{low(setup.index), (place & first_message) != 0, (place & last_message) != 0};
     if ((setup.value & I2C_M_RD) == 0) {

@@ -37,6 +37,10 @@ class tiny_usb : public scripted_bus {
     answer_of_device reads(place where, uint8_t slave, uint16_t length) {
         return device_.control({to_host, where, I2C_M_RD, slave, length}, {});
     }
+    /// A read of two bytes with any flags and address.
+    answer_of_device asks_slave(uint16_t flags, uint16_t slave) {
+        return device_.control({to_host, only, flags, slave, 2}, {});
+    }
     /// The next call of a primitive fails with this error.
     void fails_with(int error) {
         fail_call(0);
@@ -106,6 +110,14 @@ TEST_F(tiny_usb, missing_acknowledge_sets_the_nak_status) {
         EXPECT_THAT(reads(last, 0x20, 1), Optional(bytes{0}));
         EXPECT_EQ(status(), 2U);
     }
+}
+
+TEST_F(tiny_usb, addresses_of_more_than_seven_bits_are_not_acknowledged) {
+    EXPECT_THAT(asks_slave(I2C_M_RD | I2C_M_TEN, 0x20), Optional(bytes{0, 0}));
+    EXPECT_EQ(status(), 2U);
+    EXPECT_THAT(asks_slave(I2C_M_RD, 0xA0), Optional(bytes{0, 0}));
+    EXPECT_EQ(status(), 2U);
+    EXPECT_THAT(calls, IsEmpty());
 }
 
 TEST_F(tiny_usb, other_failures_stall_the_request) {
