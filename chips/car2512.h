@@ -39,6 +39,12 @@ constexpr chip_register with(chip_register command, std::optional<unsigned int> 
     return command;
 }
 
+constexpr chip_register read_only(chip_register command, std::optional<unsigned int> power_on,
+                                  std::string_view values) {
+    command.allowed = access::read;
+    return with(command, power_on, values);
+}
+
 constexpr chip_register reading(uint8_t code, std::string_view name, unsigned int bytes, const raw_unit &unit,
                                 std::optional<unsigned int> power_on = {}) {
     return with(command(code, name, access::read, bytes), power_on, {}, unit);
@@ -49,6 +55,8 @@ inline constexpr std::array car2512_registers{
     standard(pmbus::clear_faults),
     with(standard(pmbus::write_protect), 0x80, "80, 40, 20, 00"),
     with(standard(pmbus::capability), 0x80, "80: PEC, 100 kHz, no SMBALERT#"),
+    read_only(standard(pmbus::vout_mode), 0x17, "17: LINEAR16, steps of 1/512 V"),
+    read_only(standard(pmbus::fan_config_1_2), 0xC0, "C0: fan 1 is there, FAN_COMMAND_1 in rpm"),
     with(standard(pmbus::fan_command_1), 0, "0 to 20000; 0: the duty cycle applies", {"rpm"}),
     standard(pmbus::status_byte),
     standard(pmbus::status_word),
@@ -59,6 +67,11 @@ inline constexpr std::array car2512_registers{
     standard(pmbus::status_cml),
     standard(pmbus::status_mfr_specific),
     standard(pmbus::status_fans_1_2),
+    read_only(standard(pmbus::read_vin), {}, "LINEAR11, V"),
+    read_only(standard(pmbus::read_vout), {}, "LINEAR16, V"),
+    read_only(standard(pmbus::read_temperature_1), {}, "LINEAR11, C"),
+    read_only(standard(pmbus::read_fan_speed_1), {}, "LINEAR11, rpm"),
+    read_only(standard(pmbus::read_pin), {}, "LINEAR11, W"),
     with(standard(pmbus::pmbus_revision), 0x22, "22: Parts I and II, 1.2"),
     command(car2512_command::firmware_version, "Firmware version", access::read, 1),
     with(command(car2512_command::set_output_volt, "Set output voltage", access::write, 2), {},

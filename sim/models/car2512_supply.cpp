@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "chips/car2512.h"
+#include "sim/models/pmbus_linear.h"
 
 namespace varnel::sim {
 
@@ -34,6 +35,8 @@ constexpr double high_input_fault = 275;
 constexpr unsigned int lowest_output = 1080; // 10 mV
 constexpr unsigned int highest_output = 1320;
 constexpr unsigned int full_duty = 100; // percent
+
+constexpr int volt_exponent = -9; // of READ_VOUT
 
 constexpr auto step_time = 100ms; // of power_stage::step()
 
@@ -100,6 +103,9 @@ unsigned int car2512_supply::duty_in_effect() const {
                                    std::lround(fan_command_ * full_duty / power_stage::fan_full_speed));
 }
 
+/// In 10 mV.
+unsigned int car2512_supply::volts_in_effect() const { return stage_.output_on ? volts_ : 0; }
+
 unsigned int car2512_supply::value(uint8_t command) const {
     switch (command) {
     case pmbus::operation:
@@ -108,14 +114,6 @@ unsigned int car2512_supply::value(uint8_t command) const {
         return write_protect_;
     case pmbus::fan_command_1:
         return fan_command_;
-    case pmbus::status_byte:
-        return latches_.word(stage_.output_on) & 0xFFU;
-    case pmbus::status_word:
-        return latches_.word(stage_.output_on);
-    case pmbus::capability:
-        return 0x80; // PEC; 100 kHz, no SMBALERT#
-    case pmbus::pmbus_revision:
-        return 0x22; // Parts I and II: 1.2
     case own::firmware_version:
         return firmware_;
     case own::fan_duty_cycle:
@@ -123,7 +121,7 @@ unsigned int car2512_supply::value(uint8_t command) const {
     case own::programmed_volt:
         return volts_;
     case own::output_volt:
-        return stage_.output_on ? volts_ : 0;
+        return volts_in_effect();
     case own::temperature:
         return word_of(stage_.temperature(), 10);
     case own::fan_speed:
@@ -132,6 +130,35 @@ unsigned int car2512_supply::value(uint8_t command) const {
         return word_of(stage_.input_volts, 10);
     case own::input_power:
         return word_of(stage_.input_power(), 10);
+    default:
+        return standard_value(command);
+    }
+}
+
+unsigned int car2512_supply::standard_value(uint8_t command) const {
+    switch (command) {
+    case pmbus::capability:
+        return 0x80; // PEC; 100 kHz, no SMBALERT#
+    case pmbus::vout_mode:
+        return vout_mode_of(volt_exponent);
+    case pmbus::fan_config_1_2:
+        return 0xC0; // fan 1 is installed, and its command is a speed
+    case pmbus::status_byte:
+        return latches_.word(stage_.output_on) & 0xFFU;
+    case pmbus::status_word:
+        return latches_.word(stage_.output_on);
+    case pmbus::read_vin:
+        return linear11(stage_.input_volts);
+    case pmbus::read_vout:
+        return linear16(volts_in_effect() / 100.0, volt_exponent);
+    case pmbus::read_temperature_1:
+        return linear11(stage_.temperature());
+    case pmbus::read_fan_speed_1:
+        return linear11(stage_.fan_speed());
+    case pmbus::read_pin:
+        return linear11(stage_.input_power());
+    case pmbus::pmbus_revision:
+        return 0x22; // Parts I and II: 1.2
     default:
         return latches_.of(command);
     }

@@ -39,6 +39,8 @@ class car2512_supply {
     [[nodiscard]] bool input_good() const;
     [[nodiscard]] bool commanded_on() const;
     [[nodiscard]] unsigned int duty_in_effect() const;
+    [[nodiscard]] unsigned int volts_in_effect() const;
+    [[nodiscard]] unsigned int standard_value(uint8_t command) const;
     bool apply(uint8_t command, unsigned int data);
     bool operate(unsigned int data);
     bool protect(unsigned int data);

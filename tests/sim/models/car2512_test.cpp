@@ -11,6 +11,8 @@ enum : uint8_t {
     clear_faults = 0x03,
     write_protect = 0x10,
     capability = 0x19,
+    vout_mode = 0x20,
+    fan_config_1_2 = 0x3A,
     fan_command_1 = 0x3B,
     status_byte = 0x78,
     status_word = 0x79,
@@ -21,6 +23,11 @@ enum : uint8_t {
     status_cml = 0x7E,
     status_mfr_specific = 0x80,
     status_fans_1_2 = 0x81,
+    read_vin = 0x88,
+    read_vout = 0x8B,
+    read_temperature_1 = 0x8D,
+    read_fan_speed_1 = 0x90,
+    read_pin = 0x97,
     firmware_version = 0xD0,
     set_output_volt = 0xD4,
     fan_duty_cycle = 0xD6,
@@ -79,6 +86,21 @@ TEST_F(sim_car2512, registers_have_their_power_on_values) {
     EXPECT_EQ(word_at(status_word), 0x0000U) << "all of this is no fault";
 }
 
+TEST_F(sim_car2512, standard_readings_are_the_same_in_linear_formats) {
+    part->set("input", "115V");
+    EXPECT_EQ(byte_at(vout_mode), 0x17); // LINEAR16, 2^-9
+    EXPECT_EQ(word_at(read_vout), 12U << 9);
+    EXPECT_EQ(word_at(read_vin), 0xEB98U);           // 920 * 2^-3
+    EXPECT_EQ(word_at(read_temperature_1), 0xDB20U); // 800 * 2^-5
+    EXPECT_EQ(byte_at(fan_config_1_2), 0xC0);
+    EXPECT_EQ(word_at(read_fan_speed_1), 0x2271U); // 625 * 2^4
+    EXPECT_EQ(word_at(read_pin), 0xD3C0U);         // 960 * 2^-6
+    EXPECT_EQ(word_at(input_power), 150U);
+    unprotect();
+    write({operation, 0});
+    EXPECT_EQ(word_at(read_vout), 0U);
+}
+
 TEST_F(sim_car2512, words_are_low_byte_first) { EXPECT_EQ(read_from(output_volt, 2), (bytes{0xB0, 0x04})); }
 
 // --- Write protection ---
@@ -129,7 +151,7 @@ TEST_F(sim_car2512, clear_faults_works_under_write_protection) {
 
 TEST_F(sim_car2512, an_unsupported_command_is_not_acknowledged) {
     for (const uint8_t code :
-         {uint8_t{0x00}, uint8_t{0x02}, uint8_t{0x21}, uint8_t{0x7F}, uint8_t{0x8B}, uint8_t{0xFF}}) {
+         {uint8_t{0x00}, uint8_t{0x02}, uint8_t{0x21}, uint8_t{0x7F}, uint8_t{0x8C}, uint8_t{0xFF}}) {
         clear();
         EXPECT_EQ(write({code, 0x00}), 0);
         EXPECT_EQ(byte_at(status_cml), 0x80);
