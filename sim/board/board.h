@@ -52,6 +52,13 @@ class board {
         return perform(wiring_, requests);
     }
 
+    /// A transfer of an adapter that goes on until it is destroyed; null when there is no such adapter.
+    [[nodiscard]] std::unique_ptr<transaction> begin(uint8_t adapter) {
+        const auto found = wiring_.adapters.find(adapter);
+        return found == wiring_.adapters.end() ? nullptr
+                                               : std::make_unique<transaction>(wiring_, found->second);
+    }
+
     /// Changes what surrounds chips: all or, with bad_request, nothing.
     void set(const std::vector<assignment> &assignments);
 

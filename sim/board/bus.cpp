@@ -236,24 +236,25 @@ int error_of(const transfer_request &request, const transfer_outcome &outcome) {
     return all_written && all_read ? 0 : EIO;
 }
 
-std::vector<transfer_outcome> perform(const wiring &wires, std::span<const transfer_request> requests) {
+std::vector<transfer_outcome> perform(transaction &wire, std::span<const transfer_request> requests) {
     std::vector<transfer_outcome> outcomes;
-    const auto adapter = wires.adapters.find(requests.front().adapter);
-    if (adapter == wires.adapters.end()) {
-        return {{-1, ENODEV}};
-    }
-    transaction wire(wires, adapter->second);
-    std::size_t reported = 0;
     for (const transfer_request &request : requests) {
         outcomes.push_back(whole_transfer(wire, request).run());
-        const auto news = std::span(wire.struck()).subspan(reported);
-        outcomes.back().faults.assign(news.begin(), news.end());
-        reported = wire.struck().size();
+        outcomes.back().faults = wire.take_struck();
         if (error_of(request, outcomes.back()) != 0) {
             break;
         }
     }
     return outcomes;
+}
+
+std::vector<transfer_outcome> perform(const wiring &wires, std::span<const transfer_request> requests) {
+    const auto adapter = wires.adapters.find(requests.front().adapter);
+    if (adapter == wires.adapters.end()) {
+        return {{-1, ENODEV}};
+    }
+    transaction wire(wires, adapter->second);
+    return perform(wire, requests);
 }
 
 transfer_outcome perform(const wiring &wires, const transfer_request &request) {

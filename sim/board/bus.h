@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim/board/fault.h"
@@ -92,8 +93,8 @@ class transaction {
     [[nodiscard]] bool stuck() const { return stuck_; }
     /// Chips with the address of the last START, whether they acknowledged or not.
     [[nodiscard]] const std::vector<addressed_chip> &addressed() const { return addressed_; }
-    /// Kinds of fault that have struck, in order.
-    [[nodiscard]] const std::vector<fault_kind> &struck() const { return struck_; }
+    /// Kinds of fault that have struck since this was called last, in order.
+    [[nodiscard]] std::vector<fault_kind> take_struck() { return std::exchange(struck_, {}); }
     /// Lets the faults of one kind of the addressed chips strike; returns the one that does.
     fault *strike(fault_kind kind);
 
@@ -142,6 +143,10 @@ struct transfer_outcome {
 /// write-reads 0; failures -1 with ENODEV (no such adapter), ENXIO (address not acknowledged), EIO (a byte
 /// not acknowledged, or a write-read cut short), EPROTO (a count that is not 1 to 32) or ETIMEDOUT (SDA held low).
 [[nodiscard]] transfer_outcome perform(const wiring &wires, const transfer_request &request);
+
+/// Parts of a transaction that goes on, up to the first that fails.
+[[nodiscard]] std::vector<transfer_outcome> perform(transaction &wire,
+                                                    std::span<const transfer_request> requests);
 
 /// Several transfers of one adapter with one STOP at the end, up to the first that fails.
 [[nodiscard]] std::vector<transfer_outcome> perform(const wiring &wires,

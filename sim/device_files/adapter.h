@@ -24,7 +24,15 @@ class adapter {
   public:
     virtual ~adapter() = default;
     /// Performs a transfer with one STOP at the end. Returns 0, or an errno.
-    [[nodiscard]] virtual int transfer(std::span<i2c_message> messages) = 0;
+    [[nodiscard]] int transfer(std::span<i2c_message> messages) { return transfer_part(messages, {}); }
+
+    /// Where messages are in a transfer.
+    struct place {
+        bool continues = false; ///< others came before these
+        bool goes_on = false;   ///< others follow, so that there is no STOP yet
+    };
+    /// Performs a part of a transfer. After a failure nothing may continue it.
+    [[nodiscard]] virtual int transfer_part(std::span<i2c_message> messages, place where) = 0;
 };
 
 } // namespace varnel::sim::device_files

@@ -67,6 +67,11 @@ bool distribute(std::span<const uint8_t> reply, std::span<i2c_message> messages)
     return true;
 }
 
+uint8_t bits_of(adapter::place where) {
+    return static_cast<uint8_t>((where.continues ? continues_transfer : 0) |
+                                (where.goes_on ? does_not_end_transfer : 0));
+}
+
 /// No chip of the board has an address of ten bits.
 bool addressable(const i2c_message &message) {
     return (message.flags & I2C_M_TEN) == 0 && message.address <= 0x7F;
@@ -74,18 +79,26 @@ bool addressable(const i2c_message &message) {
 
 } // namespace
 
-int board_adapter::transfer(std::span<i2c_message> messages) {
+int board_adapter::transfer_part(std::span<i2c_message> messages, place where) {
     if (!std::ranges::all_of(messages, addressable)) {
+        if (where.continues) {
+            (void)perform({}, {true, false}); // the STOP
+        }
         return ENXIO;
     }
+    return perform(messages, where);
+}
+
+int board_adapter::perform(std::span<i2c_message> messages, place where) {
     std::vector<uint8_t> parts;
     const uint16_t count = append_parts(parts, messages);
     if (parts.size() > largest_request) {
         return ENOMEM;
     }
     try {
-        to_server_.send(encode(transfer_header{message_kind::combined, protocol_version, bus_, 0, count, 0}),
-                        parts);
+        to_server_.send(
+            encode(transfer_header{message_kind::combined, protocol_version, bus_, bits_of(where), count, 0}),
+            parts);
         const std::vector<uint8_t> reply = to_server_.receive();
         if (reply.size() < reply_header::size || message_kind{reply[0]} != message_kind::reply) {
             return ENODEV;

@@ -12,9 +12,11 @@ class board_adapter : public adapter {
     /// `to_server` is a connection that acts for the process.
     board_adapter(channel &to_server, uint8_t bus) : to_server_(to_server), bus_(bus) {}
 
-    [[nodiscard]] int transfer(std::span<i2c_message> messages) override;
+    [[nodiscard]] int transfer_part(std::span<i2c_message> messages, place where) override;
 
   private:
+    int perform(std::span<i2c_message> messages, place where);
+
     channel &to_server_;
     uint8_t bus_;
 };

@@ -9,8 +9,10 @@
  *
  * Transfers: a transfer_header, then the bytes to write; answered by a reply_header, then the bytes read.
  * Combined transfers, with one STOP at the end: a transfer_header of message_kind::combined whose write_length is
- * the number of parts; each part is a part_header and the bytes to write. Answered by a reply_header, whose
- * result is the number of parts done, or -1, and for each part done that reads a 16-bit length and the bytes read.
+ * the number of parts, and whose address says with bits of combined_place whether more messages belong to the transfer;
+ * each part is a part_header and the bytes to write. Answered by a reply_header, whose result is the number of parts
+ * done, or -1, and for each part done that reads a 16-bit length and the bytes read. Between the messages of a transfer
+ * the server answers nobody else; after a second, or a failure, it ends the transfer, and what continues it fails.
  * GPIO: a gpio_header, then the structure of the request; answered by a reply_header, whose result is 0 or -1, and the
  * structure to be stored. The server sends a gpio_event_header and a structure for the program to read, at any time.
  * Both ends are on one machine, so structures are as they are in memory.
@@ -36,6 +38,9 @@ enum class message_kind : uint8_t {
     gpio = 8,
     gpio_event = 9
 };
+
+/// Where the message of a combined transfer is in the transfer.
+enum combined_place : uint8_t { continues_transfer = 1, does_not_end_transfer = 2 };
 
 /// Changes with the layout of the messages: a library and a server of different versions refuse each other.
 inline constexpr uint8_t protocol_version = 1;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/server/combined.h"
 
+#include <cerrno>
 #include <stdexcept>
 
 namespace varnel::sim {
@@ -33,18 +34,36 @@ std::span<const uint8_t> cut(std::span<const uint8_t> &message, std::size_t size
 
 } // namespace
 
-std::vector<transfer_request> decode_combined(std::span<const uint8_t> message) {
+combined_request decode_combined(std::span<const uint8_t> message) {
     const transfer_header header = decode_transfer(cut(message, transfer_header::size).data());
-    if (header.version != protocol_version || header.write_length == 0) {
+    if (header.version != protocol_version) {
         throw std::runtime_error("malformed combined transfer");
     }
-    std::vector<transfer_request> requests;
+    combined_request request{header.adapter, (header.address & continues_transfer) != 0,
+                             (header.address & does_not_end_transfer) != 0};
     for (std::size_t i = 0; i < header.write_length; ++i) {
         const part_header part = decode_part(cut(message, part_header::size).data());
-        requests.push_back({operation_of(part.kind), header.adapter, part.address,
-                            cut(message, part.write_length), part.read_length, part.counted});
+        request.parts.push_back({operation_of(part.kind), header.adapter, part.address,
+                                 cut(message, part.write_length), part.read_length, part.counted});
     }
-    return requests;
+    if (request.parts.empty() && (!request.continues || request.goes_on)) {
+        throw std::runtime_error("malformed combined transfer");
+    }
+    return request;
+}
+
+std::vector<transfer_outcome> perform(transaction *wire, const combined_request &request) {
+    if (request.parts.empty()) {
+        return {};
+    }
+    if (wire == nullptr) {
+        return {{-1, request.continues ? ETIMEDOUT : ENODEV}};
+    }
+    return perform(*wire, request.parts);
+}
+
+bool all_done(std::span<const transfer_request> requests, std::span<const transfer_outcome> outcomes) {
+    return outcomes.size() == requests.size() && error_of(requests.back(), outcomes.back()) == 0;
 }
 
 combined_reply encode_combined(std::span<const transfer_request> requests,

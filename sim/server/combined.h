@@ -11,8 +11,23 @@
 
 namespace varnel::sim {
 
-/// The parts of a message_kind::combined, which keep pointing into it. Throws std::runtime_error when it is malformed.
-[[nodiscard]] std::vector<transfer_request> decode_combined(std::span<const uint8_t> message);
+/// A message_kind::combined.
+struct combined_request {
+    uint8_t adapter;
+    bool continues;                           ///< the transfer of the client's last message
+    bool goes_on;                             ///< in its next one
+    std::vector<transfer_request> parts = {}; ///< none: a STOP
+};
+
+/// Its parts keep pointing into the message. Throws std::runtime_error when it is malformed.
+[[nodiscard]] combined_request decode_combined(std::span<const uint8_t> message);
+
+/// Performs the parts; `wire` is null when there is no such adapter, or when the transfer that they continue has ended.
+[[nodiscard]] std::vector<transfer_outcome> perform(transaction *wire, const combined_request &request);
+
+/// Whether all parts were done.
+[[nodiscard]] bool all_done(std::span<const transfer_request> requests,
+                            std::span<const transfer_outcome> outcomes);
 
 /// The reply to it, in two parts.
 struct combined_reply {

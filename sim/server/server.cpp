@@ -26,6 +26,8 @@ namespace {
 /// How soon a server that is no longer needed looks again whether anybody is just joining.
 constexpr int idle_ms = 50;
 constexpr int forever = -1;
+/// How long a client may take between the messages of one transfer.
+constexpr auto longest_hold = std::chrono::seconds(1);
 /// Replies that may wait for a client which asks without listening.
 constexpr std::size_t most_replies = 16;
 /// Descriptors of a server that are not for clients: three standard streams, the listening socket, a
@@ -64,9 +66,9 @@ void server::wait(int timeout_ms) {
     std::vector<pollfd> watched{{listener_.get(), static_cast<short>(accept_later_ ? 0 : POLLIN), 0}};
     for (const client &who : clients_) {
         const int events = POLLIN | (who.waits_for_more(trace_) ? POLLOUT : 0);
-        watched.push_back({who.link.get(), static_cast<short>(events), 0});
+        watched.push_back({hears(who) ? who.link.get() : -1, static_cast<short>(events), 0});
     }
-    if (poll(watched.data(), watched.size(), accept_later_ ? idle_ms : timeout_ms) < 0) {
+    if (poll(watched.data(), watched.size(), until_release(accept_later_ ? idle_ms : timeout_ms)) < 0) {
         if (errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }
@@ -74,12 +76,35 @@ void server::wait(int timeout_ms) {
     }
     auto who = clients_.begin();
     for (auto seen = watched.begin() + 1; seen != watched.end(); ++seen, ++who) {
-        listen_to(*who, seen->revents);
+        if (hears(*who)) { // one of those before may have begun a transfer that goes on
+            listen_to(*who, seen->revents);
+        }
     }
+    release_when_due();
     send_what_waits();
     clients_.remove_if([](const client &left) { return left.gone; });
     if (accept_later_ || watched.front().revents != 0) {
         accept_all();
+    }
+}
+
+/// During a transfer that goes on, only its client.
+bool server::hears(const client &who) const { return held_.who == nullptr || held_.who == &who; }
+
+/// The time until a transfer that goes on is ended, if that is sooner.
+int server::until_release(int timeout_ms) const {
+    if (held_.who == nullptr) {
+        return timeout_ms;
+    }
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(held_.until - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(0, left.count()));
+}
+
+void server::release_when_due() {
+    if (held_.who != nullptr && (held_.who->gone || std::chrono::steady_clock::now() >= held_.until)) {
+        held_ = {};
+        handle_interrupts();
     }
 }
 
@@ -138,16 +163,26 @@ void server::answer_one(client &who) {
     const auto message = who.link.receive();
     if (message.empty()) {
         who.gone = true;
-    } else if (message_kind{message[0]} == message_kind::control) {
-        answer_control(who, message);
     } else if (message_kind{message[0]} == message_kind::combined) {
         answer_combined(who, message);
-    } else if (message_kind{message[0]} == message_kind::gpio) {
-        answer_gpio(who, message);
     } else {
-        answer_transfer(who, message);
+        held_ = {};
+        answer_uncombined(who, message);
     }
-    handle_interrupts();
+    if (held_.who == nullptr) {
+        handle_interrupts();
+    }
+}
+
+void server::answer_uncombined(client &who, std::span<const uint8_t> message) {
+    switch (message_kind{message[0]}) {
+    case message_kind::control:
+        return answer_control(who, message);
+    case message_kind::gpio:
+        return answer_gpio(who, message);
+    default:
+        return answer_transfer(who, message);
+    }
 }
 
 void server::answer_transfer(client &who, std::span<const uint8_t> message) {
@@ -173,12 +208,21 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
 }
 
 void server::answer_combined(client &who, std::span<const uint8_t> message) {
-    const std::vector<transfer_request> requests = decode_combined(message);
-    const std::vector<transfer_outcome> outcomes = board_.transfer(requests);
-    for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        trace_.push(record_of({clock_.now(), who.process, who.pid}, requests[i], outcomes[i]));
+    const combined_request request = decode_combined(message);
+    std::unique_ptr<transaction> wire = std::exchange(held_, {}).wire;
+    if (!request.continues) {
+        wire.reset(); // a STOP, before anything else begins
+        wire = board_.begin(request.adapter);
     }
-    const auto [head, body] = encode_combined(requests, outcomes);
+    const std::vector<transfer_outcome> outcomes = perform(wire.get(), request);
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        trace_.push(record_of({clock_.now(), who.process, who.pid}, request.parts[i], outcomes[i]));
+    }
+    if (request.goes_on && all_done(request.parts, outcomes)) {
+        held_ = {&who, std::move(wire), std::chrono::steady_clock::now() + longest_hold};
+    }
+    wire.reset();
+    const auto [head, body] = encode_combined(request.parts, outcomes);
     if (!who.link.send(head, body)) {
         throw std::runtime_error("client does not take its reply");
     }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -27,7 +29,14 @@ class power_clock : public board_clock {
     std::chrono::steady_clock::time_point power_on_ = std::chrono::steady_clock::now();
 };
 
-/// Serves one board to many processes, one request at a time: a transfer is never interrupted by another.
+/// A transfer that goes on in its client's next message.
+struct held_transfer {
+    client *who = nullptr; ///< null when there is none
+    std::unique_ptr<transaction> wire = nullptr;
+    std::chrono::steady_clock::time_point until = {};
+};
+
+/// Serves one board to many processes, one transfer at a time: none is interrupted by another.
 ///
 /// Control requests are JSON objects with a "command", and so are the replies; {"error": TEXT} is one.
 ///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER, "buses": [NUMBER...],
@@ -59,12 +68,16 @@ class server {
     using json = nlohmann::ordered_json;
 
     void wait(int timeout_ms);
+    [[nodiscard]] bool hears(const client &who) const;
+    [[nodiscard]] int until_release(int timeout_ms) const;
+    void release_when_due();
     void accept_all();
     [[nodiscard]] bool full() const;
     static void refuse(descriptor socket);
     void send_what_waits();
     void listen_to(client &who, int events);
     void answer_one(client &who);
+    void answer_uncombined(client &who, std::span<const uint8_t> message);
     void answer_transfer(client &who, std::span<const uint8_t> message);
     void answer_combined(client &who, std::span<const uint8_t> message);
     void answer_gpio(client &who, std::span<const uint8_t> message);
@@ -96,6 +109,7 @@ class server {
     int driver_acts_for_pid_ = 0;
     std::list<client> clients_ = {};
     trace_ring trace_ = {};
+    held_transfer held_ = {};
     bool accept_later_ = false; ///< accept() has failed
     bool ended_ = false;
 };

@@ -2,15 +2,17 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <vector>
+
+#include "sim/device_files/adapter.h"
 
 namespace varnel::sim {
 
 /// One message of an I2C transfer as Linux hands it to an adapter, and its place in the transfer.
-struct i2c_message {
-    uint8_t address; ///< 7 bits
+struct message_header {
+    uint16_t address;
+    uint16_t flags; ///< I2C_M_*
     bool first;
     bool last;
 };
@@ -18,26 +20,25 @@ struct i2c_message {
 /// What became of a message.
 enum class i2c_reply { done, not_acknowledged, failed };
 
-/// Makes calls of the three I2C primitives out of the messages of a transfer, which come one at a time: a
-/// write, a read, or a write and a read. What is written in front of a read is kept until the read comes, and
-/// is then part of one call; if no chip acknowledges it, the read fails instead, which is the same for the
-/// transfer as a whole. Other transfers fail.
+/// Passes the messages of a transfer, which come one at a time, on to a bus of the board. What is written before a read
+/// waits for the read, so that the board and its trace see one write-read. If no chip acknowledges it, the read fails
+/// instead, which is the same for the transfer as a whole.
 class i2c_messages {
   public:
-    explicit i2c_messages(uint8_t bus) : bus_(bus) {}
+    explicit i2c_messages(device_files::adapter &bus) : bus_(bus) {}
 
-    [[nodiscard]] i2c_reply write(const i2c_message &message, std::span<const uint8_t> data);
+    [[nodiscard]] i2c_reply write(const message_header &header, std::span<const uint8_t> data);
     /// Bytes that could not be read keep what they are.
-    [[nodiscard]] i2c_reply read(const i2c_message &message, std::span<uint8_t> data);
+    [[nodiscard]] i2c_reply read(const message_header &header, std::span<uint8_t> data);
 
   private:
-    struct kept_write {
-        uint8_t address;
-        std::vector<uint8_t> data;
-    };
+    [[nodiscard]] bool belongs(const message_header &header);
+    i2c_reply pass_on(bool goes_on);
 
-    uint8_t bus_;
-    std::optional<kept_write> kept_ = std::nullopt;
+    device_files::adapter &bus_;
+    bool begun_ = false;                                  ///< more messages are expected
+    bool continues_ = false;                              ///< the bus has had messages of this transfer
+    std::vector<device_files::i2c_message> waiting_ = {}; ///< not passed on yet
 };
 
 } // namespace varnel::sim

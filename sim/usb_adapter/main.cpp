@@ -3,6 +3,8 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -13,7 +15,9 @@
 
 #include "host/command_line.h"
 #include "host/options.h"
+#include "sim/device_files/board_adapter.h"
 #include "sim/protocol/channel.h"
+#include "sim/protocol/meeting_point.h"
 #include "sim/protocol/socket_address.h"
 #include "sim/usb_adapter/redirection.h"
 #include "sim/usb_adapter/tiny_usb_device.h"
@@ -43,6 +47,16 @@ descriptor connection_on(const std::string &path) {
     return connection;
 }
 
+/// A connection to the board of the `varnel-sim run` around us.
+descriptor connection_to_board() {
+    const char *const socket = std::getenv("VARNEL_SIM_SOCKET");
+    descriptor connection = socket == nullptr ? descriptor() : meeting_point::at_socket(socket).connect();
+    if (!connection.is_open()) {
+        throw std::runtime_error("there is no board: run this with varnel-sim run");
+    }
+    return connection;
+}
+
 int run_command(std::vector<std::string> arguments) {
     command varnel_sim_usb(
         {"varnel-sim-usb",
@@ -60,7 +74,9 @@ int run_command(std::vector<std::string> arguments) {
     add_number(parser, "BUS", bus, UINT8_MAX, "number of the I2C adapter");
     parser.add_option("SOCKET", path, "name for the socket; there must be nothing of that name").required();
     if (varnel_sim_usb.parse(std::move(arguments))) {
-        tiny_usb_device device(static_cast<uint8_t>(bus));
+        channel to_server(connection_to_board());
+        device_files::board_adapter adapter(to_server, static_cast<uint8_t>(bus));
+        tiny_usb_device device(adapter);
         serve(device, connection_on(path));
     }
     return success;

@@ -137,7 +137,7 @@ void redirection::plug_in() {
     usbredirparser_send_ep_info(parser_.get(), &endpoints);
 
     usb_redir_device_connect_header connect{};
-    connect.speed = usb_redir_speed_full;
+    connect.speed = usb_redir_speed_high;
     connect.device_class = USB_CLASS_VENDOR_SPEC;
     connect.vendor_id = tiny_usb_device::vendor;
     connect.product_id = tiny_usb_device::product;

@@ -17,7 +17,6 @@ namespace {
 enum vendor_request : uint8_t { echo, get_functionality, set_delay, get_status, transfer_message };
 constexpr uint8_t first_message = 1; // added to transfer_message
 constexpr uint8_t last_message = 2;
-constexpr uint16_t highest_address = 0x7F;
 
 enum adapter_status : uint8_t { idle, address_acknowledged, address_not_acknowledged };
 
@@ -27,7 +26,7 @@ constexpr uint8_t high(unsigned value) { return low(value >> 8U); }
 // clang-format off
 constexpr std::array<uint8_t, USB_DT_DEVICE_SIZE> device_descriptor{
     USB_DT_DEVICE_SIZE, USB_DT_DEVICE,
-    0x10, 0x01, // USB 1.1
+    0x00, 0x02, // USB 2.0
     USB_CLASS_VENDOR_SPEC, 0, 0,
     tiny_usb_device::control_packet_size,
     low(tiny_usb_device::vendor), high(tiny_usb_device::vendor),
@@ -107,11 +106,8 @@ tiny_usb_device::answer tiny_usb_device::transfer(const usb_setup &setup, std::s
     if (place > (first_message | last_message)) {
         return std::nullopt;
     }
-    if ((setup.value & I2C_M_TEN) != 0 ||
-        setup.index > highest_address) { // no chip of a board has such an address
-        return note(i2c_reply::not_acknowledged, std::vector<uint8_t>(setup.to_host() ? setup.length : 0));
-    }
-    const i2c_message message{low(setup.index), (place & first_message) != 0, (place & last_message) != 0};
+    const message_header message{setup.index, setup.value, (place & first_message) != 0,
+                                 (place & last_message) != 0};
     if ((setup.value & I2C_M_RD) == 0) {
         return note(messages_.write(message, data), {});
     }

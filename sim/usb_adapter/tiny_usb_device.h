@@ -21,14 +21,14 @@ struct usb_setup {
     [[nodiscard]] bool to_host() const { return (request_type & 0x80U) != 0; }
 };
 
-/// A USB device that Linux's driver i2c-tiny-usb takes for its adapter, with a bus of the port behind it.
+/// A USB device that Linux's driver i2c-tiny-usb takes for its adapter, with a bus of the board behind it.
 class tiny_usb_device {
   public:
     static constexpr uint16_t vendor = 0x0403;
     static constexpr uint16_t product = 0xC631;
     static constexpr uint8_t control_packet_size = 64;
 
-    explicit tiny_usb_device(uint8_t bus) : messages_(bus) {}
+    explicit tiny_usb_device(device_files::adapter &bus) : messages_(bus) {}
 
     /// Answers a control transfer. `data` is what the host sends with it. Returns what the host gets, nothing
     /// when the device stalls.

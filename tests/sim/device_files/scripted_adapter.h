@@ -18,7 +18,8 @@ namespace varnel::test {
 /// Keeps what it was asked for as text, and answers reads with given bytes.
 class scripted_adapter : public sim::device_files::adapter {
   public:
-    int transfer(std::span<sim::device_files::i2c_message> messages) override {
+    int transfer_part(std::span<sim::device_files::i2c_message> messages, place where) override {
+        asked += where.continues ? "... " : "";
         for (auto &message : messages) {
             asked += (message.flags & I2C_M_TEN) != 0 ? "ten bits " : "";
             if (message.reads()) {
@@ -29,6 +30,7 @@ class scripted_adapter : public sim::device_files::adapter {
                 asked += fmt::format("{:02x}W[{:02x}] ", message.address, fmt::join(message.bytes, " "));
             }
         }
+        asked += where.goes_on ? "... " : "";
         return error;
     }
 
