@@ -5,9 +5,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "tests/sim/driver_family/calls.h"
 #include "varnel/varnel.h"
-
-#define DEVICE(bus, slave) ((uint32_t)(slave) << 8 | (bus))
 
 enum { nobody_there = 0x22 };
 
@@ -24,49 +23,6 @@ static const uint32_t fru_from_1 = DEVICE(1, 0x50);
 static const uint32_t spare = DEVICE(1, 0x51);
 static const uint32_t absent = DEVICE(0, nobody_there);
 static const uint32_t no_bus = DEVICE(9, 0x20);
-
-static void say(const char *call, int result) { printf("%s: %d\n", call, result); }
-
-static void say_number(const char *call, int result, unsigned number, int digits) {
-    printf("%s: %d, 0x%0*x\n", call, result, digits, number);
-}
-
-static void say_bytes(const char *call, int result, const uint8_t *bytes, unsigned count) {
-    printf("%s: %d,", call, result);
-    for (unsigned i = 0; i < count; ++i) {
-        printf(" %02x", bytes[i]);
-    }
-    putchar('\n');
-}
-
-/* Each evaluates a call, whose result comes in `byte`, `word` or `bytes`, and prints both. */
-#define CALL(call) say(#call, call)
-#define BYTE(call)                                                                                           \
-    do {                                                                                                     \
-        uint8_t byte = 0xA5;                                                                                 \
-        const int result = call;                                                                             \
-        say_number(#call, result, byte, 2);                                                                  \
-    } while (0)
-#define WORD(call)                                                                                           \
-    do {                                                                                                     \
-        uint16_t word = 0xA5A5;                                                                              \
-        const int result = call;                                                                             \
-        say_number(#call, result, word, 4);                                                                  \
-    } while (0)
-/* For what changes while the board warms up. */
-#define WORD_ABOUT(least, most, call)                                                                        \
-    do {                                                                                                     \
-        uint16_t word = 0;                                                                                   \
-        const int result = call;                                                                             \
-        printf("%s: %d, %s\n", #call, result, word >= (least) && word <= (most) ? "about right" : "wrong");  \
-    } while (0)
-#define BYTES(count, call)                                                                                   \
-    do {                                                                                                     \
-        uint8_t bytes[count];                                                                                \
-        memset(bytes, 0xA5, sizeof bytes);                                                                   \
-        const int result = call;                                                                             \
-        say_bytes(#call, result, bytes, count);                                                              \
-    } while (0)
 
 /* An EEPROM does not answer while it stores what was written. */
 static void wait_for(uint32_t eeprom) {

@@ -12,6 +12,11 @@ host() {
     done </dev/console
 }
 
+# busybox's shell prefers its own to those of i2c-tools.
+for tool in i2cdetect i2cdump i2cget i2cset i2ctransfer; do
+    eval "$tool() { /bin/$tool \"\$@\"; }"
+done
+
 fail() {
     echo "$*"
     exit 1
@@ -36,21 +41,35 @@ until_it_is() {
     done
 }
 
-adapters_on_usb() { [ "$(cat /sys/bus/usb/devices/*/idProduct 2>/dev/null | grep -c c631)" -eq "$1" ]; }
+# The USB interfaces of the adapters, in the order of their sockets.
+adapters() {
+    for product in /sys/bus/usb/devices/*/idProduct; do
+        [ "$(cat "$product" 2>/dev/null)" != c631 ] || ls "${product%/*}" | grep ':1.0$'
+    done
+}
+adapters_on_usb() { [ "$(adapters | wc -l)" -eq "$1" ]; }
 bus_there() { [ -c "/dev/i2c-$1" ]; }
 bus_gone() { [ ! -e "/dev/i2c-$1" ]; }
 
-# Both adapters must be plugged in before their driver is loaded; only then are they numbered in the order of their sockets.
+# Linux numbers the adapters in the order in which the driver gets them, which is that of their sockets. Whatever the
+# numbers are, the adapters also have the names /dev/i2c-0 and /dev/i2c-1.
 load_drivers() {
-    modprobe -a xhci-pci i2c-dev
+    modprobe -a "$usb" i2c-dev
     echo demo >/tmp/board
     wait_for_buses
 }
 wait_for_buses() {
     until_it_is adapters_on_usb 2
+    echo 0 >/sys/bus/usb/drivers_autoprobe
     modprobe i2c-tiny-usb
-    until_it_is bus_there 0
-    until_it_is bus_there 1
+    for adapter in $(adapters); do
+        echo "$adapter" >/sys/bus/usb/drivers/i2c-tiny-usb/bind
+    done
+    echo 1 >/sys/bus/usb/drivers_autoprobe
+    for bus in 0 1; do
+        until_it_is bus_there $((first_bus + bus))
+        bus_there $bus || mknod /dev/i2c-$bus c 89 $((first_bus + bus))
+    done
 }
 
 # on_board NAME: connects the adapters to that board, unless they are already.
