@@ -21,6 +21,7 @@ constexpr unsigned long functionality =
 
 /// Longer messages are cut by read() and write(), and refused by I2C_RDWR.
 constexpr std::size_t largest_message = 8192;
+constexpr uint64_t longest_timeout = INT_MAX / 10; // of 10 ms
 constexpr uint16_t highest_address = 0x7F;
 constexpr uint16_t highest_ten_bit_address = 0x3FF;
 
@@ -101,8 +102,9 @@ int64_t i2c_file::ioctl(adapter &bus, const caller_memory &memory, uint32_t requ
     case I2C_SMBUS:
         return smbus(bus, memory, argument);
     case I2C_RETRIES: // the simulated adapter neither repeats nor waits
-    case I2C_TIMEOUT:
         return argument > INT_MAX ? -EINVAL : 0;
+    case I2C_TIMEOUT:
+        return argument > longest_timeout ? -EINVAL : 0;
     default:
         return -ENOTTY;
     }

@@ -44,7 +44,7 @@ until_it_is() {
 # The USB interfaces of the adapters, in the order of their sockets.
 adapters() {
     for product in /sys/bus/usb/devices/*/idProduct; do
-        [ "$(cat "$product" 2>/dev/null)" != c631 ] || ls "${product%/*}" | grep ':1.0$'
+        [ "$(cat "$product" 2>/dev/null)" != c631 ] || ls "${product%/*}" 2>/dev/null | grep ':1.0$'
     done
 }
 adapters_on_usb() { [ "$(adapters | wc -l)" -eq "$1" ]; }
