@@ -101,8 +101,8 @@ TEST_F(private_boards, leave_no_file) {
 
 TEST_F(private_boards, inside_another_board_say_whose_bus_files_programs_see) {
     const words inner = sim({"run", "--private", "--", "true"});
-    EXPECT_EQ(run(on_board(inner)).err,
-              "varnel-sim: /dev/i2c-* are those of " + board + ", not of a private board of " + board + "\n");
+    EXPECT_EQ(run(on_board(inner)).err, "varnel-sim: /dev/i2c-* and /dev/gpiochip* are those of " + board +
+                                            ", not of a private board of " + board + "\n");
 }
 
 TEST_F(board_sharing, runtime_directory_may_have_a_long_name) {
