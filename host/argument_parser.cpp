@@ -60,16 +60,16 @@ argument argument_parser::add_option(const std::string &names, std::vector<std::
     return argument(*app_->add_option(names, values, description));
 }
 
-argument argument_parser::add_option(const std::string &names, std::function<void(const std::string &)> read,
+argument argument_parser::add_option(const std::string &names,
+                                     const std::function<void(const std::string &)> &read,
                                      const char *description) const {
-    return argument(*app_->add_option_function<std::string>(names, std::move(read), description));
+    return argument(*app_->add_option_function<std::string>(names, read, description));
 }
 
 argument argument_parser::add_option(const std::string &names,
-                                     std::function<void(const std::vector<std::string> &)> read_all,
+                                     const std::function<void(const std::vector<std::string> &)> &read_all,
                                      const char *description) const {
-    return argument(
-        *app_->add_option_function<std::vector<std::string>>(names, std::move(read_all), description));
+    return argument(*app_->add_option_function<std::vector<std::string>>(names, read_all, description));
 }
 
 argument argument_parser::add_description(const std::string &name, const char *description) const {

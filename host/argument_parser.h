@@ -52,10 +52,10 @@ class argument_parser {
                         const char *description) const;
 
     /// `read` is called with the text that was typed.
-    argument add_option(const std::string &names, std::function<void(const std::string &)> read,
+    argument add_option(const std::string &names, const std::function<void(const std::string &)> &read,
                         const char *description) const;
     argument add_option(const std::string &names,
-                        std::function<void(const std::vector<std::string> &)> read_all,
+                        const std::function<void(const std::vector<std::string> &)> &read_all,
                         const char *description) const;
 
     /// A line of the help for arguments that are read in another way: remaining(), or those after "--".
