@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Installation in components, of which packages are made (cmake/package.cmake): one for each library; development with
+# Installation in components, of which packages are made (debian/): one for each library; development with
 # headers, pkg-config files, the CMake package, examples; tools; simulator.
 set(varnel_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/varnel)
 
@@ -65,7 +65,7 @@ varnel_install_manual(varnel_common.3 development)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
         PATTERN CMakeLists.txt EXCLUDE PATTERN boards EXCLUDE)
 
-if(NOT VARNEL_DEBIAN_ARCHITECTURE) # in Debian each package has a copyright file
+if(NOT VARNEL_DEBIAN) # in Debian each package has a copyright file
   install(FILES LICENSES/Apache-2.0.txt DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME LICENSE COMPONENT development)
 endif()
 
