@@ -25,11 +25,7 @@ class tree_memory {
         return made;
     }
     [[nodiscard]] char *string(input &in, const token &of) {
-        char *made = compact_ ? filler_.short_string(of.bytes, of.length, in.readable(of))
-                              : short_copy(of.bytes, of.length, in.readable(of));
-        if (made == nullptr) {
-            made = string_elsewhere(of, in.copy());
-        }
+        char *const made = compact_ ? string_in_slab(in, of) : string_in_block(in, of);
         if (made == nullptr) {
             in.memory_ran_out();
         }
@@ -37,17 +33,23 @@ class tree_memory {
     }
 
   private:
-    /// A block of its own, for what can be copied in one go with some bytes that come after it; else null. The smallest
-    /// block that malloc() makes has room for them.
-    [[nodiscard]] static char *short_copy(const char *bytes, std::size_t length, std::size_t readable) {
+    /// A short string is copied in one go, with some bytes that come after it: the smallest block that malloc() makes has
+    /// room for them.
+    [[nodiscard]] char *string_in_block(input &in, const token &of) {
         constexpr std::size_t at_once = 2 * sizeof(void *);
-        const bool fits = length < at_once && readable >= at_once;
-        auto *const made = fits ? static_cast<char *>(std::malloc(at_once)) : nullptr;
+        if (of.length >= at_once || in.readable(of) < at_once) {
+            return string_elsewhere(of, in.copy());
+        }
+        auto *const made = static_cast<char *>(std::malloc(at_once));
         if (made != nullptr) {
-            std::memcpy(made, bytes, at_once);
-            made[length] = '\0';
+            std::memcpy(made, of.bytes, at_once);
+            made[of.length] = '\0';
         }
         return made;
+    }
+    [[nodiscard]] char *string_in_slab(input &in, const token &of) {
+        char *const made = filler_.short_string(of.bytes, of.length, in.readable(of));
+        return made != nullptr ? made : string_elsewhere(of, in.copy());
     }
     template <class Record>
     [[nodiscard, gnu::noinline]] Record *record_in_new_slab() {
