@@ -28,11 +28,13 @@ std::vector<uint8_t> buses_named(const std::string &name) {
     std::error_code no_folder;
     for (const fs::directory_entry &adapter : fs::directory_iterator(adapters, no_folder)) {
         const std::string file = adapter.path().filename();
-        const auto number =
-            file.starts_with(prefix) ? host::whole_number<uint8_t>(file.substr(prefix.size())) : std::nullopt;
+        if (!file.starts_with(prefix)) {
+            continue;
+        }
         std::string line;
         std::ifstream content(adapter.path() / "name");
-        if (number && std::getline(content, line) && line == name) {
+        const auto number = host::whole_number<uint8_t>(std::string_view(file).substr(prefix.size()));
+        if (number.has_value() && std::getline(content, line) && line == name) {
             found.push_back(*number);
         }
     }
