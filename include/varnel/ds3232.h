@@ -17,6 +17,11 @@
  * is read while the seconds (or, at midnight, the date) change can mix two instants. Read until two readings
  * agree.
  *
+ * @par Size of time_t
+ * Where the C library has two sizes of time_t (glibc for 32-bit machines), the library has the 32-bit one, also
+ * when it was compiled with _TIME_BITS=64. A program that is compiled with _TIME_BITS=64 gets inline functions of
+ * the same names, which convert. Either way the times are those of 32 bits: 13 December 1901 to 19 January 2038.
+ *
  * @par Threads
  * Uses tzset() and mktime(); otherwise no state and no lock. Callers serialise use of the chip.
  */
@@ -27,12 +32,37 @@
 extern "C" {
 #endif
 
+#if defined(__USE_TIME_BITS64) && defined(__TIMESIZE) && __TIMESIZE == 32
+
+/* The library's functions, with its size of time_t. */
+int ds3232_set_long_time(long time) __asm__("ds3232_set_time");
+int ds3232_get_long_time(long *time) __asm__("ds3232_get_time");
+
+/* Inline functions need names of their own in the object file. */
+static inline int ds3232_set_time(time_t time) __asm__("ds3232_set_wide_time");
+static inline int ds3232_get_time(time_t *time) __asm__("ds3232_get_wide_time");
+
+static inline int ds3232_set_time(time_t time) {
+    return time == (long)time ? ds3232_set_long_time((long)time) : -1;
+}
+
+static inline int ds3232_get_time(time_t *time) {
+    long seconds = 0;
+    const int result = ds3232_get_long_time(&seconds);
+    if (result == 0) {
+        *time = seconds;
+    }
+    return result;
+}
+
+#else
+
 /**
  * Sets the clock, in 24-hour form. From the year 2100 on the century flag is set.
  *
  * @param time  calendar time.
- * @return 0, or -1 when the time cannot be broken down (nothing is written) or a write failed (the registers
- *         after it keep their old content).
+ * @return 0, or -1 when the time cannot be broken down or needs more bits (nothing is written), or when a write
+ *         failed (the registers after it keep their old content).
  */
 int ds3232_set_time(time_t time);
 
@@ -53,6 +83,8 @@ int ds3232_set_time(time_t time);
  * @return 0, or -1 when a read failed.
  */
 int ds3232_get_time(time_t *time);
+
+#endif
 
 #ifdef __cplusplus
 }

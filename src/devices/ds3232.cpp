@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#undef _TIME_BITS // the interface has the 32-bit time_t where there are two, see the header
 #include "varnel/ds3232.h"
 
 #include <array>
