@@ -48,8 +48,8 @@ struct xml_output {
         FILE *stream;
         int descriptor;
         xml_sgs *sgs;
-        void *pointer; /**< For a caller's own write function. */
-    } target;          /**< What the write function writes to. */
+        void *pointer;
+    } target; /**< What the write function writes to; `pointer` is for a caller's own function. */
 };
 
 /**

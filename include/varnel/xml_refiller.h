@@ -46,8 +46,8 @@ struct xml_refiller {
     union {
         FILE *stream;
         int descriptor;
-        void *pointer; /**< For a caller's own refill function. */
-    } source;          /**< What the refill function reads. */
+        void *pointer;
+    } source; /**< What the refill function reads; `pointer` is for a caller's own function. */
 };
 
 /**
