@@ -24,6 +24,7 @@ board::board(board_description description, const board_clock &clock, chip_facto
         }
     }
     wiring_ = wire_up(description_, chips_);
+    wiring_.clock = &clock_;
     for (std::size_t i = 0; i < chips_.size(); ++i) {
         apply_settings(*chips_[i]->model, description_.chips[i]);
         check_gpiochip(description_.chips[i], *chips_[i]->model);
@@ -148,11 +149,45 @@ void board::try_out(const board_chip &part, const std::vector<assignment> &assig
     }
 }
 
-void board::inject(std::string_view chip, fault_kind kind, const fault &fault) {
-    find(chip).faults.insert_or_assign(kind, fault);
+namespace {
+
+/// Clocks that a master sends to free SDA (UM10204 3.1.16), as adapters do when a transfer has failed.
+constexpr uint64_t clocks_of_recovery = 9;
+
+/// The terms with what is usual for the kind in place of what they do not say.
+fault_terms complete(fault_kind kind, fault_terms terms) {
+    const fault_facts &facts = facts_of(kind);
+    const parameter_facts *const parameter = facts_of(facts.parameter);
+    if (!terms.parameter) {
+        terms.parameter = facts.usual_parameter;
+    }
+    if (facts.needs_parameter && !terms.parameter) {
+        throw bad_request(fmt::format("the fault {} needs {}", facts.name, parameter->option));
+    }
+    if (terms.parameter &&
+        (parameter == nullptr || *terms.parameter < parameter->least || *terms.parameter > parameter->most)) {
+        throw bad_request(
+            fmt::format("the fault {} cannot have a parameter of {}", facts.name, *terms.parameter));
+    }
+    if (kind == fault_kind::stuck && terms.parameter) {
+        terms.count = (*terms.parameter + clocks_of_recovery - 1) / clocks_of_recovery;
+    }
+    return terms;
 }
 
-void board::clear_faults(std::string_view chip) { find(chip).faults.clear(); }
+} // namespace
+
+void board::inject(std::string_view chip, fault_kind kind, const fault &fault) {
+    board_chip &part = find(chip);
+    part.faults.insert_or_assign(kind, sim::fault(complete(kind, fault.terms())));
+    part.traces = {};
+}
+
+void board::clear_faults(std::string_view chip) {
+    board_chip &part = find(chip);
+    part.faults.clear();
+    part.traces = {};
+}
 
 namespace {
 
@@ -185,11 +220,11 @@ std::vector<chip_channel> channels_of(const board_chip &part, const wiring &wire
     return channels;
 }
 
-std::vector<waiting_fault> faults_of(const board_chip &part) {
+std::vector<waiting_fault> faults_of(const board_chip &part, std::chrono::nanoseconds now) {
     std::vector<waiting_fault> faults;
     for (const auto &[kind, fault] : part.faults) {
-        if (!fault.spent()) {
-            faults.push_back({kind, fault.remaining(), fault.rate(), fault.seed()});
+        if (!fault.spent(now)) {
+            faults.push_back({kind, fault.terms()});
         }
     }
     return faults;
@@ -199,7 +234,7 @@ chip_status status_of(const board_chip &part, const wiring &wires) {
     auto connections = connections_of(part, wires);
     auto channels = channels_of(part, wires, connections.size());
     return {part.name,           std::string(part.model->type()), std::move(connections),
-            std::move(channels), part.model->readings(),          faults_of(part)};
+            std::move(channels), part.model->readings(),          faults_of(part, wires.clock->now())};
 }
 
 } // namespace

@@ -62,7 +62,8 @@ class board {
     /// Changes what surrounds chips: all or, with bad_request, nothing.
     void set(const std::vector<assignment> &assignments);
 
-    /// Gives a chip a fault, in place of one of the same kind.
+    /// Gives a chip a fault, in place of one of the same kind. Throws bad_request for a chip that cannot have it, and for
+    /// a parameter that the kind lacks or does not have.
     void inject(std::string_view chip, fault_kind kind, const fault &fault);
     void clear_faults(std::string_view chip);
 

@@ -3,12 +3,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace varnel::sim {
 
-fault *board_chip::striking(fault_kind kind) {
+fault *board_chip::striking(fault_kind kind, std::chrono::nanoseconds now) {
     const auto found = faults.find(kind);
-    return found != faults.end() && found->second.strikes() ? &found->second : nullptr;
+    return found != faults.end() && found->second.strikes(now) ? &found->second : nullptr;
+}
+
+const fault *board_chip::waiting(fault_kind kind, std::chrono::nanoseconds now) const {
+    const auto found = faults.find(kind);
+    return found != faults.end() && !found->second.spent(now) ? &found->second : nullptr;
 }
 
 std::vector<reached_segment> wiring::reach(std::size_t from) const {
@@ -30,27 +36,31 @@ std::vector<reached_segment> wiring::reach(std::size_t from) const {
 
 transaction::transaction(const wiring &wires, std::size_t adapter_segment)
     : wires_(wires), reached_(wires.reach(adapter_segment)) {
+    hold_lines(fault_kind::stuck);
+    hold_lines(fault_kind::clock_held);
+}
+
+/// A chip anywhere on the wires that the adapter reaches.
+void transaction::hold_lines(fault_kind kind) {
+    bool held = false;
     for (const reached_segment &here : reached_) {
         for (const connection &at : wires_.segments[here.index].connections) {
-            stuck_ = at.part->striking(fault_kind::stuck) != nullptr || stuck_;
+            held = at.part->striking(kind, now()) != nullptr || held;
         }
     }
-    if (stuck_) {
-        struck_.push_back(fault_kind::stuck);
+    if (held) {
+        failure_ = ETIMEDOUT;
+        struck_.push_back(kind);
     }
 }
 
 bool transaction::start(uint8_t address, direction way) {
-    addressed_.clear();
     listening_.clear();
-    for (const reached_segment &here : reached_) {
-        for (const connection &at : wires_.segments[here.index].connections) {
-            if (at.address == address) {
-                addressed_.push_back({at, here.path});
-            }
-        }
+    find_addressed(address);
+    if (!std::exchange(begun_, true) && failure_ == 0 && strike(fault_kind::arbitration) != nullptr) {
+        failure_ = EAGAIN;
     }
-    if (stuck_) {
+    if (failure_ != 0) {
         return false;
     }
     for (const addressed_chip &chip : addressed_) {
@@ -59,6 +69,38 @@ bool transaction::start(uint8_t address, direction way) {
         }
     }
     return !listening_.empty();
+}
+
+void transaction::find_addressed(uint8_t address) {
+    addressed_.clear();
+    for (const reached_segment &here : reached_) {
+        for (const connection &at : wires_.segments[here.index].connections) {
+            if (answers_to(at, address)) {
+                addressed_.push_back({at, here.path});
+            }
+        }
+    }
+}
+
+bool transaction::answers_to(const connection &at, uint8_t address) {
+    const auto decided = moved_.find(at.part);
+    if (decided != moved_.end()) {
+        return address == decided->second.value_or(at.address);
+    }
+    const fault *const strap = at.part->waiting(fault_kind::address, now());
+    if (strap == nullptr || failure_ != 0) {
+        return address == at.address;
+    }
+    const auto other = static_cast<uint8_t>(strap->parameter());
+    if (address != at.address && address != other) {
+        return false;
+    }
+    const bool moves = at.part->striking(fault_kind::address, now()) != nullptr;
+    moved_[at.part] = moves ? std::optional(other) : std::nullopt;
+    if (moves) {
+        struck_.push_back(fault_kind::address);
+    }
+    return address == moved_[at.part].value_or(at.address);
 }
 
 bool transaction::acknowledges(const connection &at, direction way) {
@@ -71,7 +113,13 @@ bool transaction::acknowledges(const connection &at, direction way) {
 
 bool transaction::refuses(board_chip &part) {
     const auto [decision, undecided] = refusals_.try_emplace(&part, false);
-    if (undecided && part.striking(fault_kind::nack) != nullptr) {
+    if (!undecided) {
+        return decision->second;
+    }
+    if (now() < part.traces.busy_until) {
+        decision->second = true;
+        struck_.push_back(fault_kind::busy);
+    } else if (part.striking(fault_kind::nack, now()) != nullptr) {
         decision->second = true;
         struck_.push_back(fault_kind::nack);
     }
@@ -107,13 +155,17 @@ void transaction::stop() {
     for (const connection &at : took_part_) {
         at.wire().stop();
     }
+    for (const auto &[part, time] : busy_) {
+        part->traces.busy_until = now() + time;
+    }
+    busy_.clear();
     took_part_.clear();
     listening_.clear();
 }
 
 fault *transaction::strike(fault_kind kind) {
     for (const addressed_chip &chip : addressed_) {
-        if (fault *const striking = chip.at.part->striking(kind)) {
+        if (fault *const striking = chip.at.part->striking(kind, now())) {
             struck_.push_back(kind);
             return striking;
         }
@@ -121,144 +173,22 @@ fault *transaction::strike(fault_kind kind) {
     return nullptr;
 }
 
-namespace {
-
-/// A transfer under way: the lengths as faults have left them, and the bit that is flipped.
-class whole_transfer {
-  public:
-    whole_transfer(transaction &wire, const transfer_request &request)
-        : wire_(wire), request_(request), write_length_(request.data.size()),
-          read_length_(request.read_length) {}
-
-    transfer_outcome run() {
-        outcome_.error = exchange();
-        outcome_.result = outcome_.error != 0 ? -1 : result();
-        outcome_.addressed = wire_.addressed();
-        return std::move(outcome_);
-    }
-
-  private:
-    /// Returns 0 or what errno is to be.
-    int exchange() {
-        const bool writes = request_.kind != operation::read;
-        if (!wire_.start(request_.address, writes ? direction::write : direction::read)) {
-            return wire_.stuck() ? ETIMEDOUT : ENXIO;
-        }
-        disturb();
-        if (writes && !write_all()) {
-            return EIO;
-        }
-        if (request_.kind == operation::write_read && !wire_.start(request_.address, direction::read)) {
-            return ENXIO;
-        }
-        if (!read_all()) {
-            return EPROTO;
-        }
-        return request_.kind == operation::write_read && shortened_ ? EIO : 0;
-    }
-
-    void disturb() {
-        std::size_t &length = request_.read_length != 0 ? read_length_ : write_length_;
-        if (length != 0 && wire_.strike(fault_kind::short_data) != nullptr) {
-            shortened_ = true;
-            --length;
-        }
-        if (length != 0) {
-            if (fault *const flip = wire_.strike(fault_kind::flip)) {
-                flipped_bit_ = flip->choose(8 * length);
-            }
+board_chip *transaction::find(fault_kind kind) const {
+    for (const addressed_chip &chip : addressed_) {
+        if (chip.at.part->waiting(kind, now()) != nullptr) {
+            return chip.at.part;
         }
     }
-
-    bool write_all() {
-        for (const uint8_t byte : request_.data.first(write_length_)) {
-            const bool disturbed = request_.read_length == 0;
-            outcome_.written.push_back(byte ^ (disturbed ? noise(outcome_.written.size()) : 0));
-            if (!wire_.write(outcome_.written.back())) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    /// Returns whether the count, if there is one, is valid.
-    bool read_all() {
-        while (outcome_.read.size() < read_length_) {
-            const auto disturbance = noise(outcome_.read.size());
-            outcome_.read.push_back(wire_.read() ^ disturbance);
-            if (request_.counted && outcome_.read.size() == 1 && !add_counted()) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    bool add_counted() {
-        const std::size_t count = outcome_.read.front();
-        read_length_ += count;
-        return count >= 1 && count <= largest_block;
-    }
-
-    [[nodiscard]] uint8_t noise(std::size_t index) const {
-        return flipped_bit_ && *flipped_bit_ / 8 == index ? uint8_t(1U << (*flipped_bit_ % 8)) : uint8_t{0};
-    }
-
-    [[nodiscard]] int result() const {
-        switch (request_.kind) {
-        case operation::write:
-            return static_cast<int>(outcome_.written.size());
-        case operation::read:
-            return static_cast<int>(outcome_.read.size());
-        default:
-            return 0;
-        }
-    }
-
-    static constexpr std::size_t largest_block = 32; // SMBus 3.2 section 6.5.7 allows 255, Linux 32
-
-    transaction &wire_;
-    const transfer_request &request_;
-    std::size_t write_length_;
-    std::size_t read_length_;
-    bool shortened_ = false;
-    std::optional<uint64_t> flipped_bit_ = std::nullopt;
-    transfer_outcome outcome_{-1, 0};
-};
-
-} // namespace
-
-int error_of(const transfer_request &request, const transfer_outcome &outcome) {
-    if (outcome.error != 0) {
-        return outcome.error;
-    }
-    const bool all_written = request.kind == operation::read || outcome.written.size() == request.data.size();
-    const bool all_read = request.kind == operation::write || outcome.read.size() >= request.read_length;
-    return all_written && all_read ? 0 : EIO;
+    return nullptr;
 }
 
-std::vector<transfer_outcome> perform(transaction &wire, std::span<const transfer_request> requests) {
-    std::vector<transfer_outcome> outcomes;
-    for (const transfer_request &request : requests) {
-        outcomes.push_back(whole_transfer(wire, request).run());
-        outcomes.back().faults = wire.take_struck();
-        if (error_of(request, outcomes.back()) != 0) {
-            break;
+void transaction::make_busy() {
+    for (const addressed_chip &chip : addressed_) {
+        if (const fault *const striking = chip.at.part->striking(fault_kind::busy, now())) {
+            busy_[chip.at.part] = std::chrono::milliseconds(striking->parameter());
+            struck_.push_back(fault_kind::busy);
         }
     }
-    return outcomes;
-}
-
-std::vector<transfer_outcome> perform(const wiring &wires, std::span<const transfer_request> requests) {
-    const auto adapter = wires.adapters.find(requests.front().adapter);
-    if (adapter == wires.adapters.end()) {
-        return {{-1, ENODEV}};
-    }
-    transaction wire(wires, adapter->second);
-    return perform(wire, requests);
-}
-
-transfer_outcome perform(const wiring &wires, const transfer_request &request) {
-    return perform(wires, std::span(&request, 1)).front();
 }
 
 } // namespace varnel::sim

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -23,16 +24,26 @@ struct assignment {
     std::string value;
 };
 
+/// What faults have left behind in a chip.
+struct fault_traces {
+    std::chrono::nanoseconds busy_until{0};
+    std::map<std::vector<uint8_t>, std::vector<uint8_t>> frozen =
+        {}; ///< what was first read, by what selected it
+};
+
 /// A chip with its place, its faults and what has been set since power-on.
 struct board_chip {
     std::string name;
     std::unique_ptr<chip> model;
     std::vector<std::size_t> downstream; ///< wiring segment of each of the model's segments
     std::map<fault_kind, fault> faults = {};
+    fault_traces traces = {};
     std::vector<assignment> changes = {};
 
     /// The chip's fault of a kind, if it strikes the transfer that is going on now.
-    [[nodiscard]] fault *striking(fault_kind kind);
+    [[nodiscard]] fault *striking(fault_kind kind, std::chrono::nanoseconds now);
+    /// The chip's fault of a kind, null when it has none or that will never strike again.
+    [[nodiscard]] const fault *waiting(fault_kind kind, std::chrono::nanoseconds now) const;
 };
 
 /// One port of a chip, soldered to a segment.
@@ -60,6 +71,7 @@ struct reached_segment {
 struct wiring {
     std::vector<segment> segments;
     std::map<uint8_t, std::size_t> adapters; ///< segment of each I2C adapter
+    const board_clock *clock = nullptr;      ///< that faults live in
 
     /// The adapter's own segment and all behind multiplexers that connect them now.
     [[nodiscard]] std::vector<reached_segment> reach(std::size_t from) const;
@@ -89,27 +101,39 @@ class transaction {
     /// The chips that took part do what they do at STOP. Nothing may follow but the end.
     void stop();
 
-    /// A chip holds SDA low: no START gets through, and no chip sees the transfer.
-    [[nodiscard]] bool stuck() const { return stuck_; }
+    /// Why no chip sees the transfer: ETIMEDOUT when a chip holds a line low, EAGAIN when another master has won the
+    /// bus, else 0.
+    [[nodiscard]] int failure() const { return failure_; }
     /// Chips with the address of the last START, whether they acknowledged or not.
     [[nodiscard]] const std::vector<addressed_chip> &addressed() const { return addressed_; }
     /// Kinds of fault that have struck since this was called last, in order.
     [[nodiscard]] std::vector<fault_kind> take_struck() { return std::exchange(struck_, {}); }
     /// Lets the faults of one kind of the addressed chips strike; returns the one that does.
     fault *strike(fault_kind kind);
+    /// The addressed chip that has a fault of a kind, which may strike or not; null when there is none.
+    [[nodiscard]] board_chip *find(fault_kind kind) const;
+    /// The addressed chips were written to: those with the fault are busy after the transfer.
+    void make_busy();
 
   private:
+    [[nodiscard]] std::chrono::nanoseconds now() const { return wires_.clock->now(); }
+    void hold_lines(fault_kind kind);
+    void find_addressed(uint8_t address);
+    [[nodiscard]] bool answers_to(const connection &at, uint8_t address);
     bool acknowledges(const connection &at, direction way);
     bool refuses(board_chip &part);
     void remember(const connection &at);
 
     const wiring &wires_;
     std::vector<reached_segment> reached_;
-    bool stuck_ = false;
+    int failure_ = 0;
+    bool begun_ = false; ///< there was a START
     std::vector<addressed_chip> addressed_ = {};
     std::vector<connection> listening_ = {}; ///< acknowledged the last START
     std::vector<connection> took_part_ = {};
     std::map<board_chip *, bool> refusals_ = {}; ///< one decision for each chip and transaction
+    std::map<board_chip *, std::optional<uint8_t>> moved_ = {};  ///< to another address, if any; likewise
+    std::map<board_chip *, std::chrono::nanoseconds> busy_ = {}; ///< for so long after the transfer
     std::vector<fault_kind> struck_ = {};
 };
 
@@ -141,7 +165,8 @@ struct transfer_outcome {
 
 /// A whole transfer, with the results of a real adapter: writes and reads return the number of bytes,
 /// write-reads 0; failures -1 with ENODEV (no such adapter), ENXIO (address not acknowledged), EIO (a byte
-/// not acknowledged, or a write-read cut short), EPROTO (a count that is not 1 to 32) or ETIMEDOUT (SDA held low).
+/// not acknowledged, or a write-read cut short), EPROTO (a count that is not 1 to 32), EAGAIN (another master has won
+/// the bus) or ETIMEDOUT (a line held low).
 [[nodiscard]] transfer_outcome perform(const wiring &wires, const transfer_request &request);
 
 /// Parts of a transaction that goes on, up to the first that fails.

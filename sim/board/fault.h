@@ -1,52 +1,60 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <random>
-#include <string>
-#include <string_view>
+
+#include "sim/board/fault_kinds.h"
 
 namespace varnel::sim {
 
-/// What a chip does wrong on its bus.
-enum class fault_kind {
-    nack,       ///< does not acknowledge its address
-    short_data, ///< the transfer ends one byte early
-    stuck,      ///< holds SDA low: no transfer gets through on any bus that is connected to the chip
-    flip,       ///< one bit of the bytes read, or written when none are read, is inverted
+/// One end of the window in which a fault strikes; nothing: no limit of this sort.
+struct fault_limit {
+    std::optional<uint64_t> transfer = std::nullopt;             ///< of those that it could strike, from 1
+    std::optional<std::chrono::nanoseconds> time = std::nullopt; ///< since power-on
+
+    bool operator==(const fault_limit &) const = default;
 };
 
-/// The kind's name as in `varnel-sim fault`.
-[[nodiscard]] std::string_view name_of(fault_kind kind);
-[[nodiscard]] std::optional<fault_kind> fault_kind_named(std::string_view name);
+/// When a fault strikes, and how.
+struct fault_terms {
+    std::optional<uint64_t> count = 1; ///< the most transfers; nothing: any number
+    double rate = 1;                   ///< probability of each, 0 to 1
+    uint64_t seed = 1;
+    fault_limit from = {};
+    fault_limit until = {}; ///< the last transfer; the time after which there is none
+    std::optional<uint64_t> parameter = std::nullopt;
 
-/// A fault that is waiting for transfers. With the same seed it strikes the same transfers in the same way,
+    bool operator==(const fault_terms &) const = default;
+};
+
+/// A fault that is waiting for transfers. With the same terms it strikes the same transfers in the same way,
 /// on every machine.
 class fault {
   public:
+    explicit fault(const fault_terms &terms) : terms_(terms), numbers_(terms.seed) {}
     /// Strikes the next `count` transfers.
     [[nodiscard]] static fault next_transfers(uint64_t count, uint64_t seed);
     /// Strikes each transfer with a probability of `rate`, 0 to 1, until it is cleared.
     [[nodiscard]] static fault at_rate(double rate, uint64_t seed);
 
-    /// A transfer comes along: does the fault strike it?
-    [[nodiscard]] bool strikes();
+    /// A transfer comes along that the fault could strike: does it?
+    [[nodiscard]] bool strikes(std::chrono::nanoseconds now = {});
     /// Whether it will never strike again.
-    [[nodiscard]] bool spent() const { return remaining_ == 0; }
+    [[nodiscard]] bool spent(std::chrono::nanoseconds now = {}) const;
     /// A number from 0 to `limit` - 1; the choice of a bit, for example.
     [[nodiscard]] uint64_t choose(uint64_t limit) { return numbers_() % limit; }
-    /// How many transfers it is still to strike; nothing: any number, at rate().
-    [[nodiscard]] std::optional<uint64_t> remaining() const { return remaining_; }
-    [[nodiscard]] double rate() const { return rate_; }
-    [[nodiscard]] uint64_t seed() const { return seed_; }
+    /// Its terms; the count is how many transfers it is still to strike.
+    [[nodiscard]] const fault_terms &terms() const { return terms_; }
+    [[nodiscard]] uint64_t parameter() const { return terms_.parameter.value_or(0); }
 
   private:
-    fault(std::optional<uint64_t> remaining, double rate, uint64_t seed);
+    double chance();
 
-    std::optional<uint64_t> remaining_; ///< nothing: for ever, at `rate_`
-    double rate_;
-    uint64_t seed_;
+    fault_terms terms_;
+    uint64_t seen_ = 0;       ///< transfers that it could have struck
     std::mt19937_64 numbers_; ///< its output is the same everywhere; that of the std distributions is not
 };
 

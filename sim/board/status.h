@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,9 +25,9 @@ struct chip_channel {
 /// A fault that may still strike.
 struct waiting_fault {
     fault_kind kind;
-    std::optional<uint64_t> transfers; ///< how many more; nothing: any number, at `rate`
-    double rate;
-    uint64_t seed;
+    fault_terms terms; ///< its count is how many more transfers
+
+    bool operator==(const waiting_fault &) const = default;
 };
 
 /// What there is to see of a chip.

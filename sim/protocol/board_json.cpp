@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "sim/protocol/fault_json.h"
+
 namespace varnel::sim {
 
 using json = nlohmann::ordered_json;
@@ -137,25 +139,6 @@ json json_of(const reading &from) {
     json to = {{"name", from.name}, {"settable", from.settable}};
     to.update(std::visit([](const auto &value) { return fields_of(value); }, from.value));
     return to;
-}
-
-json json_of(const waiting_fault &from) {
-    json to = {{"kind", name_of(from.kind)}};
-    if (from.transfers) {
-        to["transfers"] = *from.transfers;
-    } else {
-        to["rate"] = from.rate;
-    }
-    to["seed"] = from.seed;
-    return to;
-}
-
-waiting_fault fault_in(const json &from) {
-    waiting_fault fault{kind_named(from.at("kind")), std::nullopt, from.value("rate", 1.0), from.at("seed")};
-    if (from.contains("transfers")) {
-        fault.transfers = from.at("transfers").get<uint64_t>();
-    }
-    return fault;
 }
 
 json json_of(const chip_status &from) {

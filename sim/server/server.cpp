@@ -16,6 +16,7 @@
 
 #include "sim/board/trace.h"
 #include "sim/protocol/board_json.h"
+#include "sim/protocol/fault_json.h"
 #include "sim/protocol/message.h"
 #include "sim/server/combined.h"
 
@@ -380,15 +381,16 @@ server::json server::inject(const json &request) {
         board_.clear_faults(chip);
         return json::object();
     }
-    const auto known = fault_kind_named(kind);
-    if (!known) {
-        throw bad_request(
-            fmt::format("there is no fault '{}', only nack, short, stuck, flip and none", kind));
+    if (!fault_kind_named(kind)) {
+        throw bad_request(fmt::format("there is no fault '{}', only {} and none", kind, fault_names(", ")));
     }
-    const uint64_t seed = request.at("seed");
-    board_.inject(chip, *known,
-                  request.contains("rate") ? fault::at_rate(request.at("rate"), seed)
-                                           : fault::next_transfers(request.at("count"), seed));
+    waiting_fault wanted = fault_in(request);
+    for (fault_limit *const limit : {&wanted.terms.from, &wanted.terms.until}) {
+        if (limit->time) {
+            *limit->time += clock_.now();
+        }
+    }
+    board_.inject(chip, wanted.kind, fault(wanted.terms));
     return json::object();
 }
 

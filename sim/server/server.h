@@ -49,7 +49,9 @@ struct held_transfer {
 ///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
 ///   {"command": "show"}   -> a server_status (sim/protocol/board_json.h)
 ///   {"command": "set", "assignments": [[CHIP, NAME, VALUE]...]} -> {}
-///   {"command": "fault", "chip": NAME, "kind": NAME | "none", "count": N | "rate": P, "seed": S} -> {}
+///   {"command": "fault", "chip": NAME, "kind": "none"} -> {}
+///   {"command": "fault", "chip": NAME, "kind": NAME, ...} -> {}; a fault as in sim/protocol/fault_json.h, with times from
+///       now on
 ///   {"command": "trace", "last": N | null, "follow": BOOLEAN} -> {}, then any number of {"transfer": RECORD}
 ///   and
 ///       {"lost": N}, which says that the client was too slow for N transfers, and unless following {"end":

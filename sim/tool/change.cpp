@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// varnel-sim set, varnel-sim fault: change what surrounds the programs.
+// varnel-sim set: changes what surrounds the chips.
 
 #include <cctype>
-#include <cstdint>
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -60,55 +57,6 @@ void add_set(argument_parser app, invocation &call) {
     command.allow_extras();
     command.add_description("CHIP.NAME", "what `show CHIP` marks with *; each is followed by its value")
         .option_text("VALUE ...");
-}
-
-namespace {
-
-struct fault_options {
-    std::string chip;
-    std::string kind;
-    std::optional<uint64_t> count;
-    std::optional<double> rate;
-    std::optional<uint64_t> seed;
-};
-
-void add_fault_options(argument_parser command, fault_options &options) {
-    command.add_option("chip", options.chip, "name of the chip").type_name("CHIP");
-    command.add_option("kind", options.kind, "none clears all of the chip's faults")
-        .type_name("nack|short|stuck|flip|none");
-    const argument count = add_number(command, "--count", options.count, {1, UINT64_MAX},
-                                      "strike the next N transfers (default 1)");
-    add_probability(command, "--rate", options.rate, "strike each transfer with this probability, 0 to 1")
-        .excludes(count);
-    add_number(command, "--seed", options.seed, UINT64_MAX, "choose which transfers and bits (default 1)");
-}
-
-json request_for(const fault_options &options) {
-    if (options.kind.empty()) {
-        throw bad_usage("missing argument: CHIP nack|short|stuck|flip|none");
-    }
-    json request = {{"command", "fault"},
-                    {"chip", options.chip},
-                    {"kind", options.kind},
-                    {"seed", options.seed.value_or(1)}};
-    if (options.rate) {
-        request["rate"] = *options.rate;
-    } else {
-        request["count"] = options.count.value_or(1);
-    }
-    return request;
-}
-
-} // namespace
-
-void add_fault(argument_parser app, invocation &call) {
-    auto options = std::make_shared<fault_options>();
-    const argument_parser command =
-        add_command(app, "fault", "Make a chip misbehave on its bus", call, [&call, options] {
-            const json request = request_for(*options);
-            find_board(call.board).request(request);
-        });
-    add_fault_options(command, *options);
 }
 
 } // namespace varnel::sim::tool

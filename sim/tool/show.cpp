@@ -108,10 +108,36 @@ void print_grid(line_output &out, const chip_status &chip, std::size_t indent) {
     }
 }
 
-/// "nack 3 more", "flip rate 0.25 seed 7".
+/// " until transfer 3", " until 2.5 s".
+std::string text_of(const char *name, const fault_limit &limit) {
+    std::string text;
+    if (limit.transfer) {
+        text += fmt::format(" {} transfer {}", name, *limit.transfer);
+    }
+    if (limit.time) {
+        text += fmt::format(" {} {:.1f} s", name, std::chrono::duration<double>(*limit.time).count());
+    }
+    return text;
+}
+
+/// "nack 3 more", "flip rate 0.25 seed 7", "nack-byte 1 more, byte 2".
 std::string text_of(const waiting_fault &fault) {
-    return fault.transfers ? fmt::format("{} {} more", name_of(fault.kind), *fault.transfers)
-                           : fmt::format("{} rate {} seed {}", name_of(fault.kind), fault.rate, fault.seed);
+    const fault_terms &terms = fault.terms;
+    std::string text(name_of(fault.kind));
+    if (terms.count) {
+        text += fmt::format(" {} more", *terms.count);
+    }
+    if (!terms.count || terms.rate < 1) {
+        text += fmt::format(" rate {} seed {}", terms.rate, terms.seed);
+    }
+    text += text_of("from", terms.from) + text_of("until", terms.until);
+    if (terms.parameter) {
+        const parameter_facts &parameter = *facts_of(facts_of(fault.kind).parameter);
+        text += parameter.parameter == fault_parameter::address
+                    ? fmt::format(", address 0x{:02x}", *terms.parameter)
+                    : fmt::format(", {} {}", parameter.key, *terms.parameter);
+    }
+    return text;
 }
 
 /// The tree of buses, chips and channels.

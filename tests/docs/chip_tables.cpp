@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// chip_tables [--check] DOCS: writes the tables of the pages DOCS/chip-models.md and DOCS/chips/*.md, each between the lines
-// "<!-- table of TYPE -->" and "<!-- end of table -->", from the datasheets in chips/ and the list of models; with --check
-// it only names the pages that differ, and fails.
+// chip_tables [--check] DOCS: writes the tables of the pages DOCS/chip-models.md, DOCS/chips/*.md and DOCS/faults.md, each
+// between the lines "<!-- table of TYPE -->" and "<!-- end of table -->", from the datasheets in chips/ and the lists of models
+// and of kinds of fault; with --check it only names the pages that differ, and fails.
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -17,6 +17,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "sim/board/fault_kinds.h"
 #include "sim/models/chip.h"
 
 namespace {
@@ -137,7 +138,7 @@ std::string read(const fs::path &page) {
 }
 
 std::vector<fs::path> pages_in(const fs::path &docs) {
-    std::vector<fs::path> pages{docs / "chip-models.md"};
+    std::vector<fs::path> pages{docs / "chip-models.md", docs / "faults.md"};
     for (const auto &entry : fs::directory_iterator(docs / "chips")) {
         if (entry.path().extension() == ".md") {
             pages.push_back(entry.path());
@@ -170,7 +171,23 @@ std::string table_of_all_chips(const fs::path &docs) {
     return rows;
 }
 
+std::string table_of_all_faults() {
+    std::string rows = "| kind | the chip | the program sees | option | source |\n|---|---|---|---|---|\n";
+    for (const sim::fault_facts &each : sim::fault_kinds()) {
+        const sim::parameter_facts *const parameter = sim::facts_of(each.parameter);
+        const std::string option = parameter == nullptr ? "" : fmt::format("`{}`", parameter->option);
+        const std::string usual =
+            each.usual_parameter ? fmt::format(", usually {}", *each.usual_parameter) : "";
+        rows += fmt::format("| `{}` | {} | {} | {}{} | {} |\n", each.name, each.effect, each.seen, option,
+                            usual, each.source);
+    }
+    return rows;
+}
+
 std::string table_named(const std::string &name, const fs::path &docs) {
+    if (name == "all faults") {
+        return table_of_all_faults();
+    }
     return name == "all chips" ? table_of_all_chips(docs)
                                : table_of(sim::make_chip(name, no_clock())->sheet());
 }
@@ -206,8 +223,10 @@ int update(const fs::path &docs, bool only_check) {
         if (!only_check) {
             std::ofstream(page) << text;
         }
-        std::cout << fmt::format("{}: {}\n", page.string(),
-                                 only_check ? "tables differ from chips/; run chip_tables" : "written");
+        std::cout << fmt::format(
+            "{}: {}\n", page.string(),
+            only_check ? "tables differ from chips/ and sim/board/fault_kinds.cpp; run chip_tables"
+                       : "written");
     }
     return differs && only_check ? 1 : 0;
 }

@@ -60,19 +60,23 @@ TEST(board_json, transfer_with_a_wrong_field_is_refused) {
     }
 }
 
-const server_status running{{"small",
-                             {{"psu",
-                               "car2512",
-                               {{"mux.0", 0x58}, {"1", 0x59}},
-                               {{"psu", {true, false}}},
-                               {{"load", measurement{180.25, unit::watts, 1}, true},
-                                {"status", register_value{0x12, 4}, false},
-                                {"fan", "ok", true}},
-                               {{fault_kind::nack, 3, 1, 7}, {fault_kind::flip, std::nullopt, 0.25, 9}}}}},
-                            "/boards/small.ini",
-                            1.5s,
-                            77,
-                            {{"monitor", 78}}};
+const server_status running{
+    {"small",
+     {{"psu",
+       "car2512",
+       {{"mux.0", 0x58}, {"1", 0x59}},
+       {{"psu", {true, false}}},
+       {{"load", measurement{180.25, unit::watts, 1}, true},
+        {"status", register_value{0x12, 4}, false},
+        {"fan", "ok", true}},
+       {{fault_kind::nack, {.count = 3, .seed = 7}},
+        {fault_kind::flip, {.count = std::nullopt, .rate = 0.25, .seed = 9}},
+        {fault_kind::stretch,
+         {.count = 2, .rate = 0.5, .from = {.transfer = 4}, .until = {.time = 2500ms}, .parameter = 3}}}}}},
+    "/boards/small.ini",
+    1.5s,
+    77,
+    {{"monitor", 78}}};
 
 TEST(board_json, status_has_the_documented_fields) {
     EXPECT_EQ(
@@ -82,7 +86,8 @@ TEST(board_json, status_has_the_documented_fields) {
         R"({"name":"load","settable":true,"number":180.25,"unit":"watts","decimals":1},)"
         R"({"name":"status","settable":false,"bits":18,"digits":4},)"
         R"({"name":"fan","settable":true,"text":"ok"}],"faults":[)"
-        R"({"kind":"nack","transfers":3,"seed":7},{"kind":"flip","rate":0.25,"seed":9}]}},)"
+        R"({"kind":"nack","transfers":3,"seed":7},{"kind":"flip","rate":0.25,"seed":9},)"
+        R"({"kind":"stretch","transfers":2,"rate":0.5,"seed":1,"from_transfer":4,"until_seconds":2.5,"byte":3}]}},)"
         R"("file":"/boards/small.ini","uptime_seconds":1.5,"server":77,)"
         R"("programs":[{"process":"monitor","pid":78}]})");
 }
@@ -91,6 +96,7 @@ TEST(board_json, status_is_read_back_unchanged) {
     const json sent = running;
     const auto received = sent.get<server_status>();
     EXPECT_EQ(json(received), sent);
+    EXPECT_EQ(received.board.chips.at(0).faults, running.board.chips.at(0).faults);
     EXPECT_EQ(received.board.chips.at(0).readings.at(0).value,
               reading_value(measurement{180.25, unit::watts, 1}));
 }

@@ -13,10 +13,14 @@
 
 namespace varnel::test {
 
-/// A clock that stands still.
+/// A clock that stands still, but when the test says so.
 class stopped_clock : public sim::board_clock {
   public:
-    [[nodiscard]] std::chrono::nanoseconds now() const override { return {}; }
+    [[nodiscard]] std::chrono::nanoseconds now() const override { return now_; }
+    void pass(std::chrono::nanoseconds time) { now_ += time; }
+
+  private:
+    std::chrono::nanoseconds now_{0};
 };
 
 /// "echo": answers reads with what `fill` was set to (default 0) plus one for each byte read, acknowledges
@@ -142,10 +146,10 @@ class bench_board {
         }
     };
 
-    stopped_clock clock;
     recording_maker maker;
 
   public:
+    stopped_clock clock;
     sim::board board;
 };
 

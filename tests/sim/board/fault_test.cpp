@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <bit>
 #include <cerrno>
+#include <set>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -11,6 +13,8 @@ namespace varnel::test {
 
 using sim::fault;
 using sim::fault_kind;
+using sim::fault_terms;
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 
 /// Which of `transfers` a fault strikes: "X" or ".".
@@ -26,7 +30,7 @@ TEST(fault, strikes_the_next_n_transfers) {
     EXPECT_EQ(strikes(fault::next_transfers(3, 1), 6), "XXX...");
     fault once = fault::next_transfers(1, 1);
     EXPECT_FALSE(once.spent());
-    EXPECT_EQ(once.remaining(), 1U);
+    EXPECT_EQ(once.terms().count, 1U);
     EXPECT_TRUE(once.strikes());
     EXPECT_TRUE(once.spent());
 }
@@ -42,9 +46,48 @@ TEST(fault, rate_0_never_strikes_and_rate_1_always) {
     EXPECT_EQ(strikes(fault::at_rate(0, 5), 20), std::string(20, '.'));
     EXPECT_EQ(strikes(fault::at_rate(1, 5), 20), std::string(20, 'X'));
     EXPECT_FALSE(fault::at_rate(0, 5).spent());
-    EXPECT_EQ(fault::at_rate(0.5, 7).remaining(), std::nullopt);
-    EXPECT_EQ(fault::at_rate(0.5, 7).rate(), 0.5);
-    EXPECT_EQ(fault::at_rate(0.5, 7).seed(), 7U);
+    EXPECT_EQ(fault::at_rate(0.5, 7).terms(), (fault_terms{.count = std::nullopt, .rate = 0.5, .seed = 7}));
+}
+
+TEST(fault, window_of_transfers_counts_those_it_could_strike) {
+    EXPECT_EQ(strikes(fault({.count = 1, .from = {.transfer = 3}}), 6), "..X...");
+    EXPECT_EQ(strikes(fault({.count = std::nullopt, .from = {.transfer = 2}, .until = {.transfer = 4}}), 6),
+              ".XXX..");
+    EXPECT_EQ(strikes(fault({.count = 9, .until = {.transfer = 2}}), 4), "XX..");
+    fault over({.count = std::nullopt, .until = {.transfer = 1}});
+    EXPECT_FALSE(over.spent());
+    EXPECT_TRUE(over.strikes());
+    EXPECT_TRUE(over.spent());
+}
+
+TEST(fault, window_of_time_includes_both_ends) {
+    fault waiting({.count = std::nullopt, .from = {.time = 2s}, .until = {.time = 4s}});
+    std::string pattern;
+    for (const auto now : {1s, 2s, 3s, 4s, 5s}) {
+        pattern += waiting.strikes(now) ? 'X' : '.';
+    }
+    EXPECT_EQ(pattern, ".XXX.");
+    EXPECT_FALSE(waiting.spent(4s));
+    EXPECT_TRUE(waiting.spent(5s));
+}
+
+TEST(fault, count_and_rate_both_limit) {
+    EXPECT_EQ(strikes(fault({.count = 2, .rate = 0.25, .seed = 1}), 40),
+              "XX......................................");
+    EXPECT_EQ(strikes(fault({.count = 3, .rate = 0.25, .seed = 1}), 40),
+              "XX.X....................................");
+}
+
+TEST(fault_kinds, each_has_a_name_of_its_own_an_effect_and_a_source) {
+    std::set<std::string_view> names;
+    for (const sim::fault_facts &each : sim::fault_kinds()) {
+        EXPECT_TRUE(names.insert(each.name).second) << each.name;
+        EXPECT_EQ(sim::fault_kind_named(each.name), each.kind);
+        EXPECT_EQ(&sim::facts_of(each.kind), &each);
+        EXPECT_FALSE(each.effect.empty() || each.seen.empty() || each.source.empty()) << each.name;
+        EXPECT_EQ(each.parameter == sim::fault_parameter::none, sim::facts_of(each.parameter) == nullptr);
+    }
+    EXPECT_EQ(sim::fault_kind_named("none"), std::nullopt);
 }
 
 class faulty_board : public ::testing::Test {
@@ -58,6 +101,9 @@ class faulty_board : public ::testing::Test {
 
     void inject(const char *chip, fault_kind kind, uint64_t count = 1) {
         bench.board.inject(chip, kind, fault::next_transfers(count, 1));
+    }
+    void inject(const char *chip, fault_kind kind, const fault_terms &terms) {
+        bench.board.inject(chip, kind, fault(terms));
     }
     [[nodiscard]] const std::string &log_of(std::size_t n) { return bench.chip<echo_chip>(n).log; }
 
@@ -159,17 +205,140 @@ TEST_F(faulty_board, clearing_removes_all_faults_of_the_chip) {
     EXPECT_THROW(inject("z", fault_kind::nack), sim::bad_request);
 }
 
+TEST_F(faulty_board, nack_byte_refuses_one_byte_that_the_chip_does_not_take) {
+    inject("a", fault_kind::nack_byte, {.parameter = 2});
+    EXPECT_EQ(bench.write(0, 0x20, {1}).result, 1); // has no second byte
+    const auto struck = bench.write(0, 0x20, {1, 2, 3});
+    EXPECT_EQ(struck.error, EIO);
+    EXPECT_THAT(struck.written, ElementsAre(1, 2));
+    EXPECT_THAT(struck.faults, ElementsAre(fault_kind::nack_byte));
+    EXPECT_EQ(log_of(0), "S 1 P S 1 P ");
+    EXPECT_EQ(bench.write(0, 0x20, {1, 2, 3}).result, 3);
+}
+
+TEST_F(faulty_board, nack_byte_strikes_the_command_of_a_write_read_by_default) {
+    inject("a", fault_kind::nack_byte);
+    EXPECT_EQ(bench.read(0, 0x20, 2).result, 2); // writes nothing
+    const auto struck = bench.write_read(0, 0x20, {7}, 2);
+    EXPECT_EQ(struck.error, EIO);
+    EXPECT_THAT(struck.read, ElementsAre());
+}
+
+TEST_F(faulty_board, busy_chip_refuses_its_address_for_a_time_after_a_write) {
+    inject("a", fault_kind::busy, {.parameter = 30});
+    EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
+    const auto written = bench.write(0, 0x20, {1});
+    EXPECT_EQ(written.result, 1);
+    EXPECT_THAT(written.faults, ElementsAre(fault_kind::busy));
+    const auto refused = bench.read(0, 0x20, 1);
+    EXPECT_EQ(refused.error, ENXIO);
+    EXPECT_THAT(refused.faults, ElementsAre(fault_kind::busy));
+    EXPECT_EQ(bench.read(0, 0x21, 1).result, 1);
+    bench.clock.pass(29ms);
+    EXPECT_EQ(bench.write(0, 0x20, {}).error, ENXIO);
+    bench.clock.pass(1ms);
+    EXPECT_EQ(bench.write(0, 0x20, {1}).result, 1);
+    EXPECT_EQ(bench.write(0, 0x20, {1}).result, 1);
+}
+
+TEST_F(faulty_board, stuck_chip_lets_go_after_the_clocks_that_it_needs) {
+    inject("b", fault_kind::stuck, {.parameter = 10}); // nine after each failed transfer
+    EXPECT_EQ(bench.read(0, 0x20, 1).error, ETIMEDOUT);
+    EXPECT_EQ(bench.read(0, 0x20, 1).error, ETIMEDOUT);
+    EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
+}
+
+TEST_F(faulty_board, held_clock_blocks_every_transfer_on_its_bus) {
+    inject("psu", fault_kind::clock_held, {.count = std::nullopt});
+    EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
+    EXPECT_EQ(bench.write(0, 0x70, {1}).result, 1);
+    for (int i = 0; i < 20; ++i) {
+        const auto struck = bench.read(0, 0x20, 1);
+        ASSERT_EQ(struck.error, ETIMEDOUT);
+        ASSERT_THAT(struck.faults, ElementsAre(fault_kind::clock_held));
+    }
+    bench.board.clear_faults("psu");
+    EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
+}
+
+TEST_F(faulty_board, lost_arbitration_fails_with_eagain_and_reaches_no_chip) {
+    inject("a", fault_kind::arbitration);
+    EXPECT_EQ(bench.read(0, 0x21, 1).result, 1);
+    const auto struck = bench.write(0, 0x20, {1});
+    EXPECT_EQ(struck.result, -1);
+    EXPECT_EQ(struck.error, EAGAIN);
+    EXPECT_THAT(struck.faults, ElementsAre(fault_kind::arbitration));
+    EXPECT_EQ(log_of(0), "");
+    EXPECT_EQ(bench.write(0, 0x20, {1}).result, 1);
+}
+
+TEST_F(faulty_board, stretched_clock_times_out_after_a_byte_that_the_chip_has_taken) {
+    inject("a", fault_kind::stretch);
+    EXPECT_EQ(bench.write(0, 0x20, {}).result, 0); // no byte
+    const auto struck = bench.write(0, 0x20, {1, 2});
+    EXPECT_EQ(struck.error, ETIMEDOUT);
+    EXPECT_THAT(struck.written, ElementsAre(1));
+    EXPECT_EQ(log_of(0), "S P S 1 P ");
+    inject("a", fault_kind::stretch, {.parameter = 3});
+    const auto reading = bench.write_read(0, 0x20, {9}, 4);
+    EXPECT_EQ(reading.error, ETIMEDOUT);
+    EXPECT_EQ(reading.read.size(), 2U);
+    EXPECT_THAT(reading.faults, ElementsAre(fault_kind::stretch));
+}
+
+TEST_F(faulty_board, frozen_chip_answers_what_it_first_answered) {
+    inject("a", fault_kind::frozen, {.count = std::nullopt});
+    EXPECT_THAT(bench.write_read(0, 0x20, {1}, 1).read, ElementsAre(16));
+    EXPECT_THAT(bench.write_read(0, 0x20, {2}, 1).read, ElementsAre(16));
+    bench.board.set({{"a", "fill", "32"}});
+    const auto struck = bench.write_read(0, 0x20, {1}, 1);
+    EXPECT_EQ(struck.result, 0);
+    EXPECT_THAT(struck.read, ElementsAre(16));
+    EXPECT_THAT(struck.faults, ElementsAre(fault_kind::frozen));
+    EXPECT_THAT(bench.write_read(0, 0x20, {3}, 1).read, ElementsAre(32)); // never read before
+    bench.board.clear_faults("a");
+    EXPECT_THAT(bench.write_read(0, 0x20, {1}, 1).read, ElementsAre(32));
+}
+
+TEST_F(faulty_board, chip_with_a_wrong_address_answers_together_with_the_one_there) {
+    inject("a", fault_kind::address, {.parameter = 0x21});
+    bench.board.set({{"b", "fill", "33"}});
+    EXPECT_EQ(bench.write(0, 0x70, {}).result, 0); // not the fault's
+    const auto both = bench.read(0, 0x21, 1);
+    EXPECT_THAT(both.read, ElementsAre(16 & 33));
+    ASSERT_EQ(both.addressed.size(), 2U);
+    EXPECT_THAT(both.faults, ElementsAre(fault_kind::address));
+    EXPECT_THAT(bench.read(0, 0x21, 1).read, ElementsAre(33));
+    inject("a", fault_kind::address, {.parameter = 0x21});
+    EXPECT_EQ(bench.read(0, 0x20, 1).error, ENXIO);
+    EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
+    EXPECT_THROW(inject("a", fault_kind::address), sim::bad_request);
+    EXPECT_THROW(inject("a", fault_kind::address, {.parameter = 0x78}), sim::bad_request);
+    EXPECT_THROW(inject("a", fault_kind::nack, {.parameter = 1}), sim::bad_request);
+}
+
+TEST(faulty_supply, pec_spoils_the_packet_error_code_of_reads_that_have_one) {
+    bench_board bench("[psu]\ntype = car2512\nbus = 0\naddress = 0x58\n");
+    bench.board.inject("psu", fault_kind::pec, fault::next_transfers(1, 1));
+    const auto without = bench.write_read(0, 0x58, {0x79}, 2);
+    const auto struck = bench.write_read(0, 0x58, {0x79}, 3);
+    EXPECT_THAT(struck.faults, ElementsAre(fault_kind::pec));
+    const auto right = bench.write_read(0, 0x58, {0x79}, 3);
+    ASSERT_EQ(right.read.size(), 3U);
+    EXPECT_EQ(std::popcount(static_cast<unsigned int>(struck.read[2] ^ right.read[2])), 1);
+    EXPECT_EQ((std::vector{struck.read[0], struck.read[1]}), without.read);
+    EXPECT_THAT(without.faults, ElementsAre());
+}
+
 TEST_F(faulty_board, status_lists_remaining_faults) {
     inject("a", fault_kind::nack, 2);
     bench.board.inject("a", fault_kind::flip, fault::at_rate(0.25, 9));
     const auto faults = [this] { return bench.board.status().chips.front().faults; };
     ASSERT_EQ(faults().size(), 2U);
     EXPECT_EQ(faults()[0].kind, fault_kind::nack);
-    EXPECT_EQ(faults()[0].transfers, 2U);
+    EXPECT_EQ(faults()[0].terms.count, 2U);
     EXPECT_EQ(faults()[1].kind, fault_kind::flip);
-    EXPECT_EQ(faults()[1].transfers, std::nullopt);
-    EXPECT_EQ(faults()[1].rate, 0.25);
-    EXPECT_EQ(faults()[1].seed, 9U);
+    EXPECT_EQ(faults()[1].terms, (fault_terms{.count = std::nullopt, .rate = 0.25, .seed = 9}));
     EXPECT_EQ(bench.read(0, 0x20, 0).error, ENXIO);
     EXPECT_EQ(bench.read(0, 0x20, 0).error, ENXIO);
     ASSERT_EQ(faults().size(), 1U);

@@ -116,6 +116,16 @@ TEST_F(commands, fault_count_fails_that_many_transfers) {
     EXPECT_EQ(call({"0x2000", "q"}), "q ok\n");
 }
 
+TEST_F(commands, fault_window_and_parameter_are_shown_and_kept) {
+    good({"fault", "gpio", "nack", "--from", "2", "--until", "3"});
+    good({"fault", "gpio", "stretch", "--byte", "2", "--count", "1", "--from", "2"});
+    EXPECT_THAT(good({"show", "gpio"}),
+                HasSubstr("    fault: nack rate 1 seed 1 from transfer 2 until transfer 3\n"
+                          "    fault: stretch 1 more from transfer 2, byte 2\n"));
+    EXPECT_EQ(call({"0x2000", "q", "q", "q", "q"}),
+              "q ok\nq failed: No such device or address\nq failed: No such device or address\nq ok\n");
+}
+
 TEST_F(commands, fault_seed_strikes_the_same_transfers_in_every_run) {
     const words quick{"0x2000", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q", "q"};
     const words reads{"0x2000", "read", "2", "read", "2", "read", "2"};
@@ -288,13 +298,24 @@ const mistake mistakes[] = {
     {"set_second_bad",
      {"set", "psu.load", "1W", "psu9.load", "1W"},
      "there is no chip 'psu9' on board 'bench'"},
-    {"fault_nothing", {"fault"}, "missing argument: CHIP nack|short|stuck|flip|none"},
-    {"fault_no_kind", {"fault", "psu"}, "missing argument: CHIP nack|short|stuck|flip|none"},
+    {"fault_nothing", {"fault"}, "missing argument: CHIP KIND"},
+    {"fault_no_kind", {"fault", "psu"}, "missing argument: CHIP KIND"},
     {"fault_chip", {"fault", "psu9", "nack"}, "there is no chip 'psu9' on board 'bench'"},
     {"fault_clear_chip", {"fault", "psu9", "none"}, "there is no chip 'psu9' on board 'bench'"},
     {"fault_kind",
      {"fault", "psu", "nak"},
-     "there is no fault 'nak', only nack, short, stuck, flip and none"},
+     "there is no fault 'nak', only nack, nack-byte, busy, short, stuck, scl-stuck, arbitration, stretch, "
+     "flip, pec, "
+     "frozen, address and none"},
+    {"fault_parameter", {"fault", "psu", "nack", "--byte", "2"}, "--byte is not for nack"},
+    {"fault_without_parameter", {"fault", "psu", "address"}, "the fault address needs --address"},
+    {"fault_parameter_range",
+     {"fault", "psu", "address", "--address", "0x78"},
+     "--address: '0x78' is not a number from 3 to 119"},
+    {"fault_from",
+     {"fault", "psu", "nack", "--from", "soon"},
+     "--from: 'soon' is neither the number of a transfer nor a time, such as 500ms or 2s"},
+    {"fault_for", {"fault", "psu", "busy", "--for", "5"}, "--for: '5' is not a time, such as 500ms or 2s"},
     {"fault_extra", {"fault", "psu", "nack", "3"}, "unexpected argument: 3"},
     {"fault_count_word",
      {"fault", "psu", "nack", "--count", "two"},
@@ -322,7 +343,6 @@ const mistake mistakes[] = {
      {"fault", "psu", "nack", "--rate", "nan"},
      "--rate: 'nan' is not a number from 0 to 1"},
     {"fault_seed", {"fault", "psu", "nack", "--seed", "s"}, "--seed: 's' is not a whole number"},
-    {"fault_both", {"fault", "psu", "nack", "--count", "1", "--rate", "1"}, "--count excludes --rate"},
     {"trace_last", {"trace", "--last", "x"}, "--last: 'x' is not a whole number"},
     {"trace_count", {"trace", "--count", "1.5"}, "--count: '1.5' is not a whole number"},
     {"trace_chip", {"trace", "psu"}, "unexpected argument: psu"},
