@@ -56,11 +56,21 @@ class node_writer {
         }
         at_ = &node;
         parent_ = parent;
-        // Default trees are scattered over the heap. What is fetched early is in the cache in time.
+        fetch_ahead(node);
+    }
+
+    /// What is fetched early is in the cache in time: what belongs to this node, and what comes after it in memory. In
+    /// default trees of one document, which are large, that mostly belongs to the next nodes.
+    static void fetch_ahead(const xml_node &node) {
         __builtin_prefetch(node.attributes);
         __builtin_prefetch(node.value);
         __builtin_prefetch(node.first_child);
         __builtin_prefetch(node.next);
+        constexpr std::ptrdiff_t line = 64;
+        const char *const then = reinterpret_cast<const char *>(&node) + 12 * line;
+        for (std::ptrdiff_t i = 0; i < 5; ++i) {
+            __builtin_prefetch(then + i * line);
+        }
     }
 
     void go_down() {
