@@ -2,15 +2,20 @@
 #include "xml/sink.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
 
 #include <stdio_ext.h>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 #include <unistd.h>
 
 #include "varnel/xml_reader.h"
 #include "xml/character.h"
+#include "xml/slab.h"
 
 namespace {
 
@@ -32,6 +37,43 @@ std::string_view entity_for(char c) {
 }
 
 constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup | varnel::xml::terminator); }
+
+#ifdef __SSE2__
+constexpr std::size_t at_once = sizeof(__m128i);
+
+/// Whether so many bytes of a string can be read here though it may end before: they lie in one page. Of blocks of
+/// malloc() only aligned bytes are read, which valgrind allows.
+bool can_copy_many(const char *at, bool in_slab) {
+    constexpr std::size_t page = 4096;
+    return in_slab ? varnel::xml::address_of(at) % page <= page - at_once
+                   : varnel::xml::address_of(at) % at_once == 0;
+}
+
+/// How many of the copied bytes come before one of a class: NUL, and markup if asked for.
+template <unsigned stops>
+[[gnu::no_sanitize_address, gnu::no_sanitize_thread]] std::size_t copy_many(char *to, const char *from) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(to), bytes);
+    __m128i found = _mm_cmpeq_epi8(bytes, _mm_setzero_si128());
+    if constexpr ((stops & varnel::xml::markup) != 0) {
+        // '"' and '&' differ in one bit, '<' and '>' in another.
+        const __m128i a = _mm_cmpeq_epi8(_mm_and_si128(bytes, _mm_set1_epi8(~4)), _mm_set1_epi8('"'));
+        const __m128i b = _mm_cmpeq_epi8(_mm_and_si128(bytes, _mm_set1_epi8(~2)), _mm_set1_epi8('<'));
+        const __m128i c = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\''));
+        found = _mm_or_si128(_mm_or_si128(found, a), _mm_or_si128(b, c));
+    }
+    const auto marks = static_cast<unsigned>(_mm_movemask_epi8(found));
+    return marks != 0 ? static_cast<std::size_t>(std::countr_zero(marks)) : at_once;
+}
+#else
+constexpr std::size_t at_once = 1;
+bool can_copy_many(const char * /*at*/, bool /*in_slab*/) { return true; }
+template <unsigned stops>
+std::size_t copy_many(char *to, const char *from) {
+    *to = *from;
+    return varnel::xml::is(*from, stops) ? 0 : 1;
+}
+#endif
 
 /// Appends bytes with the growth that appending them one by one has. 0, or 2 after the byte that failed.
 int append_one_by_one(xml_sgs &string, const char *bytes, std::size_t length) {
@@ -107,20 +149,30 @@ void sink::bytes(const char *piece, std::size_t length) {
 /// Copies a string to what is gathered, without counting it yet, up to a byte of a class or as long as there
 /// is room.
 template <unsigned stops>
-std::size_t sink::copy_until(const char *s) {
+std::size_t sink::copy_until(const char *s, bool in_slab) {
     char *const to = gathered_.data() + used_;
     const std::size_t most = room();
     std::size_t length = 0;
-    while (length != most && !is(s[length], stops)) {
-        to[length] = s[length];
-        ++length;
+    while (length != most) {
+        if (most - length >= at_once && can_copy_many(s + length, in_slab)) {
+            const std::size_t copied = copy_many<stops>(to + length, s + length);
+            length += copied;
+            if (copied != at_once) {
+                break;
+            }
+        } else if (is(s[length], stops)) {
+            break;
+        } else {
+            to[length] = s[length];
+            ++length;
+        }
     }
     return length;
 }
 
 void sink::string(const char *s) {
     s = s != nullptr ? s : "";
-    const std::size_t length = copy_until<terminator>(s);
+    const std::size_t length = copy_until<terminator>(s, is_string_piece(s));
     if (length < room()) {
         used_ += length;
     } else { // a piece is never split: the stream decides where
@@ -169,10 +221,11 @@ void sink::send_run(const char *run, std::size_t length) {
 }
 
 void sink::escaped(const char *s) {
+    const bool in_slab = is_string_piece(s);
     bool going_on = s != nullptr;
     while (going_on) {
         if (good()) {
-            const std::size_t length = copy_until<markup | terminator>(s);
+            const std::size_t length = copy_until<markup | terminator>(s, in_slab);
             used_ += length;
             s += length;
         }

@@ -54,7 +54,7 @@ class sink {
 
   private:
     template <unsigned stops>
-    std::size_t copy_until(const char *s);
+    std::size_t copy_until(const char *s, bool in_slab);
     [[nodiscard]] std::size_t room() const { return limit_ - used_; }
     void make_room();
     const char *send_plain(const char *s);

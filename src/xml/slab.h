@@ -105,7 +105,8 @@ class slab_filler {
         taken_ += size;
         slab_ = new (memory) slab{being_filled, size};
         begin_ = reinterpret_cast<char *>(slab_ + 1) + 1;
-        end_ = reinterpret_cast<char *>(slab_) + size / malloc_alignment * malloc_alignment - record_offset;
+        end_ = reinterpret_cast<char *>(slab_) +
+               (size - readable_after) / malloc_alignment * malloc_alignment - record_offset;
         return true;
     }
 
@@ -113,6 +114,7 @@ class slab_filler {
     static constexpr std::size_t distance_size = sizeof(std::uint16_t);
     static constexpr std::size_t at_once = 32;
     static constexpr std::size_t extra = 2 * distance_size + 2; // a string's, and the distance below `end_`
+    static constexpr std::size_t readable_after = 16;           // a string: the writer reads so many at once
     static constexpr std::size_t being_filled = SIZE_MAX / 2;
     // More than this would make the C library join all freed blocks at each request; so it is for big
     // documents only, and little compared with what these have.

@@ -2,6 +2,7 @@
 #include "varnel/xml_writer.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +11,7 @@
 
 #include <fcntl.h>
 #include <stdio_ext.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -388,6 +390,64 @@ TEST(writer_to_stream, document_is_not_flushed) {
     (void)fputs("after", stream);
     (void)fclose(stream);
     EXPECT_EQ(device.taken, "before <a/>\n\nafter");
+}
+
+/// Memory for strings, with an end that nothing can be read beyond.
+class guarded_page {
+  public:
+    guarded_page()
+        : begin_(static_cast<char *>(
+              mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
+        if (begin_ == MAP_FAILED || mprotect(begin_ + size_, size_, PROT_NONE) != 0) {
+            abort();
+        }
+    }
+    ~guarded_page() { munmap(begin_, 2 * size_); }
+    guarded_page(const guarded_page &) = delete;
+    guarded_page &operator=(const guarded_page &) = delete;
+
+    /// A copy of a string, so many bytes before the end.
+    char *copy_before_end(const std::string &text, size_t distance) {
+        return static_cast<char *>(
+            memcpy(begin_ + size_ - distance - text.size() - 1, text.c_str(), text.size() + 1));
+    }
+
+  private:
+    const size_t size_ = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    char *begin_;
+};
+
+TEST(writer_to_stream, strings_are_read_up_to_their_terminator_wherever_they_lie) {
+    guarded_page page;
+    const std::string text = "a&bcdefghijklmnopqr<stuvwxyz0123456789";
+    const std::string escaped = "a&amp;bcdefghijklmnopqr&lt;stuvwxyz0123456789";
+    char name[] = "n";
+    for (size_t distance = 0; distance < 20; ++distance) {
+        for (size_t length = 0; length <= text.size(); ++length) {
+            const std::string value = text.substr(text.size() - length);
+            xml_node node{};
+            node.kind = xml_kind_element;
+            node.name = name;
+            node.value = page.copy_before_end(value, distance);
+            xml_node comment{};
+            comment.kind = xml_kind_comment;
+            comment.value = node.value;
+            char taken[200]{};
+            std::FILE *const stream = fmemopen(taken, sizeof taken, "w");
+            std::array<char, 1024> buffer;
+            (void)setvbuf(stream, buffer.data(), _IOFBF, buffer.size());
+            (void)fputc(' ', stream); // from now on pieces are gathered
+            xml_document doc{};
+            for (xml_node *each : {&node, &comment}) {
+                doc.root = each;
+                xml_write_file(&doc, stream, 0);
+            }
+            (void)fclose(stream);
+            const size_t skipped = text.size() - length;
+            const size_t skipped_escaped = skipped + (skipped > 1 ? 4 : 0) + (skipped > 19 ? 3 : 0);
+            ASSERT_EQ(taken, " <n>" + escaped.substr(skipped_escaped) + "</n>\n<!-- " + value + " -->\n");
+        }
+    }
 }
 
 TEST(writer_to_stream, stream_read_before_is_appended_to) {
