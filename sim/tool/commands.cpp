@@ -16,6 +16,7 @@ void add_commands(argument_parser app, invocation &call) {
     add_fault(app, call);
     add_trace(app, call);
     add_wait(app, call);
+    add_test(app, call);
 }
 
 } // namespace

@@ -279,7 +279,7 @@ TEST_P(bad_input, is_refused_with_one_line_and_status_2_and_changes_nothing) {
 }
 
 const mistake mistakes[] = {
-    {"nothing", {}, "missing verb (one of run, show, set, fault, trace, wait); see --help"},
+    {"nothing", {}, "missing verb (one of run, show, set, fault, trace, wait, test); see --help"},
     {"command", {"shwo"}, "unexpected argument: shwo; did you mean 'show'?"},
     {"option", {"--nope", "show"}, "unexpected argument: --nope"},
     {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'"},

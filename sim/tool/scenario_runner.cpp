@@ -1,0 +1,331 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/tool/scenario_runner.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "sim/board/trace.h"
+#include "sim/protocol/board_json.h"
+#include "sim/scenario/program.h"
+#include "sim/tool/board_access.h"
+#include "sim/tool/commands.h"
+#include "sim/tool/reading_match.h"
+#include "sim/tool/start.h"
+
+namespace varnel::sim::tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace scenario;
+using steady_clock = std::chrono::steady_clock;
+
+constexpr milliseconds poll_interval{10};
+/// Of the trace and of each program, for the report of a failure.
+constexpr std::size_t reported_lines = 8;
+
+/// What was expected did not come.
+struct disappointment {
+    std::string expected;
+    std::string came;
+};
+
+/// A folder that is the working directory while this lives.
+class working_folder {
+  public:
+    working_folder() {
+        std::string name = fs::temp_directory_path() / "varnel-test-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error(fmt::format("{}: cannot be made", name));
+        }
+        folder_ = name;
+        fs::current_path(folder_);
+    }
+    ~working_folder() {
+        std::error_code ignored;
+        fs::current_path(before_, ignored);
+        fs::remove_all(folder_, ignored);
+    }
+    working_folder(const working_folder &) = delete;
+    working_folder &operator=(const working_folder &) = delete;
+
+  private:
+    fs::path before_ = fs::current_path();
+    fs::path folder_;
+};
+
+/// What crosses the buses.
+class watched_trace {
+  public:
+    explicit watched_trace(board_access board) : board_(std::move(board)) {
+        board_.request({{"command", "trace"}, {"last", nullptr}, {"follow", true}});
+    }
+
+    [[nodiscard]] int news() { return board_.link().get(); }
+
+    /// Takes in what has come. Does not wait.
+    void look() {
+        pollfd ready{news(), POLLIN, 0};
+        while (poll(&ready, 1, 0) > 0) {
+            const auto message = board_.receive();
+            if (message.contains("transfer")) {
+                records_.push_back(message.at("transfer").get<transfer_record>());
+            }
+        }
+    }
+
+    [[nodiscard]] const std::deque<transfer_record> &records() const { return records_; }
+
+  private:
+    board_access board_;
+    std::deque<transfer_record> records_;
+};
+
+/// The scenario under way: board, programs and trace.
+class player {
+  public:
+    player(const std::string &board_file, const meeting_point &where)
+        : board_file_(board_file), access_(where.connect()), trace_(board_access(where.connect())) {}
+
+    void act(const start_program &start) {
+        auto &place = programs_[start.name];
+        place.reset();
+        place = std::make_unique<program>(runner(), start.command);
+    }
+    void act(const end_program &end) {
+        program &ended = *programs_.at(end.name);
+        look();
+        ended.send(end.signal);
+    }
+    void act(const pause &pause) {
+        const auto end = (pause.since_begin ? begin_ : steady_clock::now()) + pause.time;
+        wait_until(end, [] { return false; });
+    }
+    void act(const scenario::run_command &command) {
+        program once(runner(), command.command);
+        while (!once.status()) {
+            wait_for_news(steady_clock::now() + poll_interval);
+            once.look();
+        }
+        if (once.status() != 0) {
+            const auto &lines = once.lines();
+            throw disappointment{"exit status 0", fmt::format("exit status {}{}", *once.status(),
+                                                              lines.empty() ? "" : ": " + lines.back())};
+        }
+    }
+    void act(const board_command &command) {
+        (void)tool::run_command(command.words, [](const invocation &call) { call.action(); });
+    }
+    void act(const expect_soon &expected) {
+        begin_step();
+        const bool came =
+            wait_until(steady_clock::now() + expected.within, [&] { return is(expected.what); });
+        if (!came) {
+            throw disappointment{
+                fmt::format("within {} ms: {}", expected.within.count(), words_of(expected.what)),
+                state_of(expected.what)};
+        }
+    }
+    void act(const expect_none &expected) {
+        begin_step();
+        if (wait_until(steady_clock::now() + expected.during, [&] { return is(expected.what); })) {
+            throw disappointment{
+                fmt::format("for {} ms not: {}", expected.during.count(), words_of(expected.what)),
+                state_of(expected.what)};
+        }
+    }
+
+    [[nodiscard]] std::vector<std::string> last_printed() const {
+        std::vector<std::string> all;
+        for (const auto &[name, each] : programs_) {
+            const auto &lines = each->lines();
+            for (std::size_t i = lines.size() - std::min(lines.size(), reported_lines); i < lines.size();
+                 ++i) {
+                all.push_back(fmt::format("{}: {}", name, lines[i]));
+            }
+        }
+        return all;
+    }
+    [[nodiscard]] std::vector<std::string> last_transfers() {
+        trace_.look();
+        const auto &records = trace_.records();
+        std::vector<std::string> all;
+        for (std::size_t i = records.size() - std::min(records.size(), reported_lines); i < records.size();
+             ++i) {
+            all.push_back(trace_line(records[i]));
+        }
+        return all;
+    }
+
+  private:
+    [[nodiscard]] std::vector<std::string> runner() const {
+        return {fs::read_symlink("/proc/self/exe"), "run", "--board", board_file_, "--"};
+    }
+
+    void begin_step() {
+        look();
+        step_began_ = trace_.records().size();
+    }
+
+    void look() {
+        trace_.look();
+        for (const auto &[name, each] : programs_) {
+            each->look();
+        }
+    }
+
+    void wait_for_news(steady_clock::time_point end) {
+        std::vector<pollfd> watched{{trace_.news(), POLLIN, 0}};
+        for (const auto &[name, each] : programs_) {
+            watched.push_back({each->status() ? -1 : each->news(), POLLIN, 0});
+        }
+        const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
+        const auto time = std::clamp(left, milliseconds(0), poll_interval);
+        (void)poll(watched.data(), watched.size(), static_cast<int>(time.count()));
+    }
+
+    /// Returns whether `is_there` held before the end.
+    template <class Condition>
+    bool wait_until(steady_clock::time_point end, Condition is_there) {
+        for (;;) {
+            look();
+            if (is_there()) {
+                return true;
+            }
+            if (steady_clock::now() >= end) {
+                return false;
+            }
+            wait_for_news(end);
+        }
+    }
+
+    bool is(const condition &what) {
+        return std::visit([this](const auto &each) { return holds(each); }, what);
+    }
+    bool holds(const reading_is &what) {
+        return matches(look_up(access_, what.chip, what.reading), what.value);
+    }
+    bool holds(const transfer_to &what) {
+        const auto &records = trace_.records();
+        return std::any_of(records.begin() + static_cast<std::ptrdiff_t>(step_began_), records.end(),
+                           [&](const transfer_record &record) {
+                               return std::ranges::find(record.chips, what.chip, &traced_chip::name) !=
+                                      record.chips.end();
+                           });
+    }
+    bool holds(const prints_line &what) { return programs_.at(what.program)->prints(what.pattern); }
+    bool holds(const ends_with &what) {
+        const auto status = programs_.at(what.program)->status();
+        return status && (!what.status || *what.status == *status);
+    }
+    bool holds(const command_succeeds &what) { return std::system(what.command.c_str()) == 0; }
+
+    static std::string words_of(const condition &what) {
+        return std::visit([](const auto &each) { return words(each); }, what);
+    }
+    static std::string words(const reading_is &what) {
+        return fmt::format("{}.{} {}", what.chip, what.reading, what.value);
+    }
+    static std::string words(const transfer_to &what) { return "transfer to " + what.chip; }
+    static std::string words(const prints_line &what) {
+        return fmt::format("{} prints /{}/", what.program, what.pattern);
+    }
+    static std::string words(const ends_with &what) {
+        return what.program + " ends" + (what.status ? fmt::format(" with {}", *what.status) : "");
+    }
+    static std::string words(const command_succeeds &what) { return what.command + " succeeds"; }
+
+    /// What there is in place of what was expected.
+    std::string state_of(const condition &what) {
+        return std::visit([this](const auto &each) { return state(each); }, what);
+    }
+    std::string state(const reading_is &what) {
+        return fmt::format("{}.{} is '{}'", what.chip, what.reading,
+                           text_of(look_up(access_, what.chip, what.reading)));
+    }
+    std::string state(const transfer_to &what) {
+        const auto &records = trace_.records();
+        return fmt::format("{} transfers, {} to {}", records.size() - step_began_,
+                           holds(what) ? "some" : "none", what.chip);
+    }
+    std::string state(const prints_line &what) {
+        const auto &lines = programs_.at(what.program)->lines();
+        return lines.empty() ? what.program + " has printed nothing"
+                             : fmt::format("{} printed last: {}", what.program, lines.back());
+    }
+    std::string state(const ends_with &what) {
+        const auto status = programs_.at(what.program)->status();
+        return status ? fmt::format("{} has ended with {}", what.program, *status)
+                      : what.program + " is running";
+    }
+    static std::string state(const command_succeeds &what) { return what.command + " fails"; }
+
+    const std::string &board_file_;
+    board_access access_;
+    watched_trace trace_;
+    std::map<std::string, std::unique_ptr<program>> programs_;
+    steady_clock::time_point begin_ = steady_clock::now();
+    std::size_t step_began_ = 0; ///< transfers before
+};
+
+/// Plays the steps up to the first that fails.
+std::optional<failed_step> play_steps(const script &what, player &playing) {
+    for (const step &each : what.steps) {
+        std::optional<disappointment> wrong;
+        try {
+            std::visit([&playing](const auto &action) { playing.act(action); }, each.what);
+        } catch (const disappointment &came) {
+            wrong = came;
+        } catch (const bad_usage &refusal) {
+            wrong = disappointment{"a step that the board accepts", refusal.what()};
+        }
+        if (wrong) {
+            return failed_step{each.line,
+                               each.text,
+                               wrong->expected,
+                               wrong->came,
+                               playing.last_printed(),
+                               playing.last_transfers()};
+        }
+    }
+    return std::nullopt;
+}
+
+/// The description that a scenario names, relative to its own file.
+std::string board_file_of(const script &what) {
+    const fs::path file = fs::path(what.file).parent_path() / what.board;
+    std::error_code missing;
+    const fs::path canonical = fs::canonical(file, missing);
+    if (missing) {
+        throw bad_usage(fmt::format("{}: board {}: {}", what.file, what.board, missing.message()));
+    }
+    return canonical;
+}
+
+} // namespace
+
+result play(const script &what) {
+    const std::string board_file = board_file_of(what);
+    const auto begin = steady_clock::now();
+    const auto [where, keeps_it_powered] = start_private_board(board_file);
+    setenv(board_variable, board_file.c_str(), 1);
+    setenv(socket_variable, where.socket_path().c_str(), 1);
+    const working_folder folder;
+    player playing(board_file, where);
+    std::optional<failed_step> failure = play_steps(what, playing);
+    return {what.file, what.title, steady_clock::now() - begin, std::move(failure)};
+}
+
+} // namespace varnel::sim::tool

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/ini_file.h"
+#include "sim/scenario/report.h"
+#include "sim/scenario/script.h"
+
+namespace varnel::test {
+
+using namespace sim::scenario;
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+script read(const std::string &text) {
+    std::istringstream input(text);
+    return read_script(input, "x.scenario");
+}
+
+/// What a scenario is refused with, after its board and a program "daemon".
+std::string refusal(const std::string &line) {
+    try {
+        read("board b.ini\nstart daemon true\n" + line + "\n");
+    } catch (const host::bad_line &wrong) {
+        return wrong.what();
+    }
+    return "accepted";
+}
+
+template <class Action>
+Action only_step(const std::string &line) {
+    return std::get<Action>(read("board b.ini\nstart daemon true\n" + line).steps.at(1).what);
+}
+
+TEST(scenario, file_has_title_board_and_steps_with_their_lines) {
+    const script all =
+        read("# SPDX-License-Identifier: Apache-2.0\n# A fan stops.\n# And more.\n\n board  b.ini \n"
+             "start daemon sh -c 'echo \"#1\"'\n\n  set psu0.fan  stopped\n");
+    EXPECT_EQ(all.title, "A fan stops.");
+    EXPECT_EQ(all.board, "b.ini");
+    ASSERT_EQ(all.steps.size(), 2U);
+    EXPECT_EQ(all.steps[0].line, 6);
+    EXPECT_EQ(std::get<start_program>(all.steps[0].what).command, "sh -c 'echo \"#1\"'");
+    EXPECT_EQ(all.steps[1].text, "set psu0.fan  stopped");
+    EXPECT_THAT(std::get<board_command>(all.steps[1].what).words, ElementsAre("set", "psu0.fan", "stopped"));
+}
+
+TEST(scenario, conditions_are_read) {
+    const auto soon = only_step<expect_soon>("expect within 2s exp0.led-fault output low");
+    EXPECT_EQ(soon.within, 2s);
+    EXPECT_EQ(std::get<reading_is>(soon.what).reading, "led-fault");
+    EXPECT_EQ(std::get<reading_is>(soon.what).value, "output low");
+    const auto none = only_step<expect_none>("expect no transfer to psu1 for 10s");
+    EXPECT_EQ(none.during, 10s);
+    EXPECT_EQ(std::get<transfer_to>(none.what).chip, "psu1");
+    EXPECT_EQ(std::get<prints_line>(only_step<expect_soon>("when daemon prints /a b/c/").what).pattern,
+              "a b/c");
+    EXPECT_EQ(only_step<expect_soon>("when daemon prints /x/").within, usual_wait);
+    EXPECT_EQ(std::get<ends_with>(only_step<expect_soon>("expect daemon ends with 137").what).status, 137);
+    EXPECT_EQ(std::get<ends_with>(only_step<expect_soon>("expect daemon ends").what).status, std::nullopt);
+    EXPECT_EQ(std::get<command_succeeds>(only_step<expect_none>("expect no succeeds test -s for for 1s").what)
+                  .command,
+              "test -s for");
+}
+
+TEST(scenario, pauses_are_since_the_begin_or_since_the_last_step) {
+    EXPECT_TRUE(only_step<pause>("at 3s").since_begin);
+    EXPECT_FALSE(only_step<pause>("after 500ms").since_begin);
+    EXPECT_EQ(only_step<end_program>("kill daemon").signal, SIGKILL);
+    EXPECT_EQ(only_step<end_program>("stop daemon").signal, SIGTERM);
+}
+
+TEST(scenario, mistakes_have_file_and_line) {
+    EXPECT_EQ(refusal("wait 3s"),
+              "x.scenario:3: there is no 'wait', only board, start, stop, kill, at, after, when, "
+              "expect, run, set, fault");
+    EXPECT_EQ(refusal("at"), "x.scenario:3: the time is missing");
+    EXPECT_EQ(refusal("at noon"), "x.scenario:3: 'noon' is not a time, such as 500ms, 1s or 2m");
+    EXPECT_EQ(refusal("at 3s sharp"), "x.scenario:3: unexpected: sharp");
+    EXPECT_EQ(refusal("start daemon"), "x.scenario:3: the program is missing");
+    EXPECT_EQ(refusal("stop other"), "x.scenario:3: no program 'other' has been started");
+    EXPECT_EQ(refusal("expect no other ends for 1s"), "x.scenario:3: no program 'other' has been started");
+    EXPECT_EQ(refusal("expect no daemon ends"), "x.scenario:3: 'expect no' ends with: for TIME");
+    EXPECT_EQ(refusal("expect daemon prints hello"), "x.scenario:3: 'hello' is not a /regular expression/");
+    EXPECT_THAT(refusal("expect daemon prints /(/"), HasSubstr("x.scenario:3: /(/: "));
+    EXPECT_EQ(refusal("expect daemon ends with 256"),
+              "x.scenario:3: '256' is not an exit status from 0 to 255");
+    EXPECT_EQ(refusal("expect .a b"), "x.scenario:3: '.a' is not CHIP.READING");
+    EXPECT_EQ(refusal("expect daemon stops"), "x.scenario:3: 'daemon' is followed by: prints /REGEX/, or "
+                                              "ends with STATUS; a reading is CHIP.READING");
+    EXPECT_EQ(refusal("expect transfer psu0"), "x.scenario:3: 'transfer' is followed by: to CHIP");
+    EXPECT_EQ(refusal("board c.ini"), "x.scenario:3: the board has been given");
+    EXPECT_THROW(read("set a.b c\n"), host::bad_line);
+    EXPECT_THROW(read("board b.ini\n"), host::bad_line);
+}
+
+const result good{"a.scenario", "All is well.", 1.25s, std::nullopt};
+const result bad{
+    "b.scenario", "A fan stops.", 2s,
+    failed_step{7, "expect a.b \"c\" & <d>", "within 5000 ms: a.b c", "a.b is 'e'", {"m: 1", "m: \x01"}, {}}};
+
+TEST(scenario_report, text_says_what_was_expected_and_what_came) {
+    EXPECT_EQ(text_of(good), "ok    a.scenario: All is well. (1.2 s)\n");
+    EXPECT_EQ(text_of(bad), "FAIL  b.scenario:7: expect a.b \"c\" & <d>\n"
+                            "  expected  within 5000 ms: a.b c\n"
+                            "  came      a.b is 'e'\n"
+                            "  printed   m: 1\n"
+                            "            m: \x01\n");
+}
+
+TEST(scenario_report, junit_escapes_what_xml_does_not_take) {
+    EXPECT_EQ(
+        junit_of({good, bad}),
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<testsuite name=\"varnel-sim test\" tests=\"2\" failures=\"1\" time=\"3.250\">\n"
+        "  <testcase classname=\"varnel-sim\" name=\"a.scenario\" time=\"1.250\"/>\n"
+        "  <testcase classname=\"varnel-sim\" name=\"b.scenario\" time=\"2.000\">\n"
+        "    <failure message=\"line 7: expect a.b &quot;c&quot; &amp; &lt;d&gt;\">"
+        "  expected  within 5000 ms: a.b c\n  came      a.b is 'e'\n  printed   m: 1\n            m: ?\n"
+        "</failure>\n  </testcase>\n</testsuite>\n");
+}
+
+} // namespace varnel::test
