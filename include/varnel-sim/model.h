@@ -48,7 +48,8 @@ struct varnel_sim_model {
     const char *title; /**< for `varnel-sim show`: "temperature sensor" */
 
     /** A chip when power comes on. Returns its state, which the other functions get, or NULL: the board does not start.
-     * The board outlives the chip. */
+     * The board outlives the chip. A chip that is plugged in again gets a new state, to which the settings that it took are
+     * applied; its old state is freed. */
     void *(*power_on)(const struct varnel_sim_board *board);
     /** Frees the state. */
     void (*power_off)(void *chip);

@@ -2,6 +2,7 @@
 #include "sim/board/board.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <set>
 #include <utility>
@@ -25,17 +26,32 @@ board::board(board_description description, const board_clock &clock, chip_facto
     }
     wiring_ = wire_up(description_, chips_);
     wiring_.clock = &clock_;
+    std::vector<board_chip *> parts;
     for (std::size_t i = 0; i < chips_.size(); ++i) {
         apply_settings(*chips_[i]->model, description_.chips[i]);
         check_gpiochip(description_.chips[i], *chips_[i]->model);
-        chips_[i]->model->power_on();
+        chips_[i]->plugged = description_.chips[i].plugged;
+        parts.push_back(chips_[i].get());
     }
+    pin_wires_ = pin_wires(description_, chips_);
+    power_on(parts);
+}
+
+/// Levels that wires carry from the start are no changes.
+void board::power_on(const std::vector<board_chip *> &parts) {
+    settle();
+    for (board_chip *const part : parts) {
+        part->model->power_on();
+    }
+    settle();
 }
 
 void board::apply_settings(chip &model, const chip_description &description) const {
     for (const host::ini_entry &setting : description.settings) {
         try {
-            model.set(setting.key, setting.value);
+            if (!pin_wires::is_wire(model, setting)) {
+                model.set(setting.key, setting.value);
+            }
         } catch (const bad_setting &refusal) {
             throw host::bad_line(description_.file, setting.line,
                                  fmt::format("{}: {}", description.name, refusal.what()));
@@ -73,7 +89,7 @@ std::vector<gpiochip_place> board::gpiochips() const {
     for (std::size_t i = 0; i < chips_.size(); ++i) {
         const chip_description &chip = description_.chips[i];
         if (chip.gpiochip_line) {
-            all.push_back({*adapter_of(chip), chip.place.address, chips_[i]->model.get()});
+            all.push_back({*adapter_of(chip), chip.place.address, chips_[i].get()});
         }
     }
     std::ranges::stable_sort(all, {}, &gpiochip_place::bus);
@@ -114,9 +130,42 @@ std::vector<uint8_t> board::buses() const {
     return numbers;
 }
 
+std::vector<transfer_outcome> board::transfer(std::span<const transfer_request> requests) {
+    settle();
+    auto outcomes = perform(wiring_, requests);
+    settle();
+    return outcomes;
+}
+
+std::unique_ptr<transaction> board::begin(uint8_t adapter) {
+    settle();
+    const auto found = wiring_.adapters.find(adapter);
+    return found == wiring_.adapters.end() ? nullptr : std::make_unique<transaction>(wiring_, found->second);
+}
+
+void board::plug(const std::vector<std::string> &chips, bool plugged) {
+    std::vector<board_chip *> changed;
+    for (const std::string &chip : chips) {
+        std::ranges::copy_if(pin_wires_.module_of(find(chip)), std::back_inserter(changed),
+                             [plugged](const board_chip *part) { return part->plugged != plugged; });
+    }
+    for (board_chip *const part : changed) {
+        part->plugged = plugged;
+        part->traces = {};
+    }
+    power_on(plugged ? changed : std::vector<board_chip *>{});
+}
+
+void board::refuse_if_wired(const assignment &change) {
+    if (const auto source = pin_wires_.source_of(find(change.chip), change.name)) {
+        throw bad_request(fmt::format("{}: {} is wired to {}", change.chip, change.name, *source));
+    }
+}
+
 void board::set(const std::vector<assignment> &assignments) {
     std::set<const board_chip *> parts;
     for (const assignment &each : assignments) {
+        refuse_if_wired(each);
         parts.insert(&find(each.chip));
     }
     for (const board_chip *part : parts) {
@@ -127,6 +176,7 @@ void board::set(const std::vector<assignment> &assignments) {
         change(*part.model, each);
         remember(part.changes, each);
     }
+    settle();
 }
 
 /// Chips check a setting and take it in one step; so one that is not on the board tries it first.
@@ -213,7 +263,7 @@ std::vector<chip_channel> channels_of(const board_chip &part, const wiring &wire
     for (std::size_t channel = 0; channel < part.downstream.size(); ++channel) {
         std::vector<bool> on;
         for (std::size_t port = 0; port < connections; ++port) {
-            on.push_back(part.model->port(port).connects(channel));
+            on.push_back(part.plugged && part.model->port(port).connects(channel));
         }
         channels.push_back({wires.segments[part.downstream[channel]].name, std::move(on)});
     }
@@ -230,11 +280,25 @@ std::vector<waiting_fault> faults_of(const board_chip &part, std::chrono::nanose
     return faults;
 }
 
+/// A chip that is not there has surroundings, but nothing else.
+std::vector<reading> readings_of(const board_chip &part) {
+    std::vector<reading> readings = part.model->readings();
+    if (!part.plugged) {
+        std::erase_if(readings, [](const reading &each) { return !each.settable; });
+    }
+    return readings;
+}
+
 chip_status status_of(const board_chip &part, const wiring &wires) {
     auto connections = connections_of(part, wires);
     auto channels = channels_of(part, wires, connections.size());
-    return {part.name,           std::string(part.model->type()), std::move(connections),
-            std::move(channels), part.model->readings(),          faults_of(part, wires.clock->now())};
+    return {part.name,
+            std::string(part.model->type()),
+            part.plugged,
+            std::move(connections),
+            std::move(channels),
+            readings_of(part),
+            faults_of(part, wires.clock->now())};
 }
 
 } // namespace

@@ -24,7 +24,7 @@ std::vector<reached_segment> wiring::reach(std::size_t from) const {
         for (const connection &at : segments[here.index].connections) {
             for (std::size_t channel = 0; channel < at.part->downstream.size(); ++channel) {
                 const std::size_t behind = at.part->downstream[channel];
-                if (at.wire().connects(channel) &&
+                if (at.part->plugged && at.wire().connects(channel) &&
                     std::ranges::find(reached, behind, &reached_segment::index) == reached.end()) {
                     reached.push_back({behind, here.path + "/" + segments[behind].name});
                 }
@@ -45,7 +45,7 @@ void transaction::hold_lines(fault_kind kind) {
     bool held = false;
     for (const reached_segment &here : reached_) {
         for (const connection &at : wires_.segments[here.index].connections) {
-            held = at.part->striking(kind, now()) != nullptr || held;
+            held = (at.part->plugged && at.part->striking(kind, now()) != nullptr) || held;
         }
     }
     if (held) {
@@ -83,6 +83,9 @@ void transaction::find_addressed(uint8_t address) {
 }
 
 bool transaction::answers_to(const connection &at, uint8_t address) {
+    if (!at.part->plugged) {
+        return false;
+    }
     const auto decided = moved_.find(at.part);
     if (decided != moved_.end()) {
         return address == decided->second.value_or(at.address);

@@ -39,6 +39,7 @@ struct board_chip {
     std::map<fault_kind, fault> faults = {};
     fault_traces traces = {};
     std::vector<assignment> changes = {};
+    bool plugged = true; ///< otherwise it is not there: it neither answers nor connects nor drives anything
 
     /// The chip's fault of a kind, if it strikes the transfer that is going on now.
     [[nodiscard]] fault *striking(fault_kind kind, std::chrono::nanoseconds now);

@@ -88,13 +88,22 @@ std::optional<placement> other_place(section_reader &section, uint8_t same_addre
     return placement{bus->value, bus->line, address ? section.address(*address) : same_address};
 }
 
+bool is_yes(const section_reader &section, const host::ini_entry &entry) {
+    if (entry.value != "yes" && entry.value != "no") {
+        section.fail(entry.line, fmt::format("{} '{}' is neither yes nor no", entry.key, entry.value));
+    }
+    return entry.value == "yes";
+}
+
 /// The line of "gpiochip = yes".
 std::optional<int> gpiochip_line(section_reader &section) {
     const auto entry = section.extract("gpiochip");
-    if (entry && entry->value != "yes" && entry->value != "no") {
-        section.fail(entry->line, fmt::format("gpiochip '{}' is neither yes nor no", entry->value));
-    }
-    return entry && entry->value == "yes" ? std::optional(entry->line) : std::nullopt;
+    return entry && is_yes(section, *entry) ? std::optional(entry->line) : std::nullopt;
+}
+
+bool is_plugged(section_reader &section) {
+    const auto entry = section.extract("plugged");
+    return !entry || is_yes(section, *entry);
 }
 
 /// A file that the board file names relative to itself.
@@ -131,6 +140,8 @@ chip_description read_chip(section_reader section, const std::string &file) {
     const uint8_t address = section.address(section.require("address"));
     auto other = other_place(section, address);
     const auto gpiochip = gpiochip_line(section);
+    const bool plugged = is_plugged(section);
+    auto presence = section.extract("present");
     return {name,
             section.rest().line,
             type.value,
@@ -138,7 +149,9 @@ chip_description read_chip(section_reader section, const std::string &file) {
             {bus.value, bus.line, address},
             std::move(other),
             settings_of(section.rest(), file),
-            gpiochip};
+            gpiochip,
+            std::move(presence),
+            plugged};
 }
 
 void read_board_section(section_reader section, board_description &board) {

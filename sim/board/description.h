@@ -28,6 +28,8 @@ struct chip_description {
     std::vector<host::ini_entry> settings; ///< for chip::set(), in their order
     std::optional<int> gpiochip_line =
         std::nullopt; ///< in which it is made a /dev/gpiochipN; nothing: it is none
+    std::optional<host::ini_entry> presence = std::nullopt; ///< the pin that shows whether it is plugged in
+    bool plugged = true;                                    ///< at power-on
 };
 
 struct board_description {

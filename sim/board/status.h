@@ -34,6 +34,7 @@ struct waiting_fault {
 struct chip_status {
     std::string name;
     std::string type;
+    bool plugged;
     std::vector<chip_connection> connections;
     std::vector<chip_channel> channels;
     std::vector<reading> readings;

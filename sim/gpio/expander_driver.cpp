@@ -18,11 +18,13 @@ constexpr uint8_t with_bit(uint8_t byte, unsigned int bit, bool set) {
 expander_driver::expander_driver(const gpiochip_place &place, perform_transfer perform)
     : place_(place), perform_(std::move(perform)) {}
 
-unsigned int expander_driver::lines() const { return place_.part->sheet().registers[input].count * bits; }
+unsigned int expander_driver::lines() const {
+    return place_.part->model->sheet().registers[input].count * bits;
+}
 
 /// Chips with a flag for auto-increment need it, and get it always.
 uint8_t expander_driver::command_of(kind registers, unsigned int bank) const {
-    const chips::datasheet &sheet = place_.part->sheet();
+    const chips::datasheet &sheet = place_.part->model->sheet();
     return static_cast<uint8_t>((sheet.registers[registers].code + bank) | sheet.flags);
 }
 

@@ -23,9 +23,9 @@ void store(std::span<char> to, std::string_view text) {
 } // namespace
 
 gpio_chip::gpio_chip(unsigned int number, const gpiochip_place &place, perform_transfer perform)
-    : number_(number), label_(fmt::format("{}-{:04x}", place.bus, place.address)), pins_(*place.part->pins()),
+    : number_(number), label_(fmt::format("{}-{:04x}", place.bus, place.address)), part_(*place.part),
       driver_(place, std::move(perform)), lines_(driver_.lines()) {
-    const auto names = pins_.pin_names();
+    const auto names = part_.model->pins()->pin_names();
     for (std::size_t i = 0; i < lines_.size(); ++i) {
         lines_[i].name = names[i];
     }
@@ -174,7 +174,9 @@ int gpio_chip::start_detection(unsigned int line, edge_listener &listener) {
 
 void gpio_chip::stop_detection(unsigned int line) { lines_[line].listener = nullptr; }
 
-bool gpio_chip::interrupted() const { return detects() && pins_.interrupts(); }
+bool gpio_chip::interrupted() const {
+    return detects() && part_.plugged && part_.model->pins()->interrupts();
+}
 
 void gpio_chip::handle_interrupt() {
     line_bits levels = 0;

@@ -66,6 +66,8 @@ class gpio_chip {
     /// From now on the listener is told of edges of the line.
     [[nodiscard]] int start_detection(unsigned int line, edge_listener &listener);
     void stop_detection(unsigned int line);
+    /// Whether any line's edges are wanted.
+    [[nodiscard]] bool detects() const;
     /// Whether the expander's interrupt is asserted and any line's edges are wanted.
     [[nodiscard]] bool interrupted() const;
     /// Reads the lines, and tells listeners of what has changed since they were last read.
@@ -87,7 +89,6 @@ class gpio_chip {
     };
 
     [[nodiscard]] bool has(unsigned int line, uint64_t flag) const;
-    [[nodiscard]] bool detects() const;
     [[nodiscard]] line_bits active_low() const;
     [[nodiscard]] int make_input(unsigned int line);
     [[nodiscard]] int make_output(unsigned int line, bool value);
@@ -95,7 +96,7 @@ class gpio_chip {
 
     unsigned int number_;
     std::string label_;
-    const expander_pins &pins_;
+    const board_chip &part_;
     expander_driver driver_;
     std::vector<line_state> lines_;
     bool bound_ = false;

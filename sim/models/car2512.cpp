@@ -28,7 +28,7 @@ class car2512 : public chip, private bus_port {
     bus_port &port(std::size_t /*index*/) override { return *this; }
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
-    void power_on() override { current().power_on(); }
+    void power_on() override;
 
   private:
     void set_address(uint8_t address) override { address_ = address; }
@@ -54,6 +54,12 @@ class car2512 : public chip, private bus_port {
     const chip_register *command_ = nullptr; ///< named in the transfer that is under way
     std::vector<uint8_t> data_;              ///< written after the command, or still to be read
 };
+
+void car2512::power_on() {
+    current().power_on();
+    command_ = nullptr;
+    data_.clear();
+}
 
 car2512_supply &car2512::current() const {
     supply_.catch_up(clock_.now());

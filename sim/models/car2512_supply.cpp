@@ -34,7 +34,9 @@ constexpr double low_input_fault = 80;
 constexpr double high_input_fault = 275;
 constexpr unsigned int lowest_output = 1080; // 10 mV
 constexpr unsigned int highest_output = 1320;
-constexpr unsigned int full_duty = 100; // percent
+constexpr unsigned int nominal_output = 1200;
+constexpr unsigned int first_duty = 50; // percent
+constexpr unsigned int full_duty = 100;
 
 constexpr int volt_exponent = -9; // of READ_VOUT
 
@@ -58,10 +60,15 @@ void car2512_supply::catch_up(std::chrono::nanoseconds now) {
 }
 
 void car2512_supply::power_on() {
+    operation_ = output_on;
+    write_protect_ = protect_all;
+    volts_ = nominal_output;
+    duty_ = first_duty;
+    fan_command_ = 0;
+    tripped_ = false;
     update_stage();
     stage_.power_on();
     latches_.clear_all();
-    tripped_ = false;
     latch_faults();
 }
 

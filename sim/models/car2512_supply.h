@@ -14,7 +14,8 @@ class car2512_supply {
     explicit car2512_supply(std::chrono::nanoseconds now) : stepped_to_(now) { power_on(); }
 
     void catch_up(std::chrono::nanoseconds now);
-    /// As warm as the surroundings, and only those faults that are there.
+    /// Commands have their power-on values, the supply is as warm as its surroundings, and only those faults are there
+    /// that have a cause.
     void power_on();
     [[nodiscard]] unsigned int value(uint8_t command) const;
     /// Carries out a write of the right length.
@@ -51,11 +52,11 @@ class car2512_supply {
     power_stage stage_;
     std::chrono::nanoseconds stepped_to_;
     fault_latches latches_;
-    unsigned int operation_ = 0x80;
-    unsigned int write_protect_ = 0x80;
+    unsigned int operation_ = 0;
+    unsigned int write_protect_ = 0;
     bool tripped_ = false;         ///< a fault has switched the output off, until OPERATION goes off and on
-    unsigned int volts_ = 1200;    ///< 10 mV
-    unsigned int duty_ = 50;       ///< percent
+    unsigned int volts_ = 0;       ///< 10 mV
+    unsigned int duty_ = 0;        ///< percent
     unsigned int fan_command_ = 0; ///< rpm; 0 = the duty cycle decides
     unsigned int firmware_ = 0x10;
 };

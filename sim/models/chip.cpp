@@ -55,6 +55,8 @@ void bus_port::set_address(uint8_t /*address*/) {}
 
 bool bus_port::connects(std::size_t /*segment*/) const { return false; }
 
+bool chip::asserts(std::size_t /*output*/) const { return false; }
+
 std::vector<std::string_view> chip_types() {
     std::vector<std::string_view> types;
     std::ranges::transform(models, std::back_inserter(types), &model::type);

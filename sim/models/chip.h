@@ -12,6 +12,7 @@
 
 #include "chips/datasheet.h"
 #include "sim/models/expander_pins.h"
+#include "sim/models/pin_contacts.h"
 #include "sim/models/reading.h"
 
 namespace varnel::sim {
@@ -72,6 +73,15 @@ class chip {
 
     /// The pins, for Linux's driver of the GPIO expanders that have registers; null for other chips.
     [[nodiscard]] virtual const expander_pins *pins() const { return nullptr; }
+    /// The pins, for the board's wires; null for chips without.
+    [[nodiscard]] virtual pin_contacts *contacts() { return nullptr; }
+
+    /// Lines beside the buses that a board file can wire. Outputs are open-drain, and low when they are asserted.
+    [[nodiscard]] virtual std::vector<std::string_view> outputs() const { return {}; }
+    /// Whether an output, by its place among outputs(), is asserted.
+    [[nodiscard]] virtual bool asserts(std::size_t output) const;
+    /// Inputs are settings with the values "high" and "low".
+    [[nodiscard]] virtual std::vector<std::string_view> inputs() const { return {}; }
 
     /// State in the order that a user wants to see it.
     [[nodiscard]] virtual std::vector<reading> readings() const = 0;
@@ -79,10 +89,10 @@ class chip {
     /// is changed then.
     virtual void set(std::string_view name, std::string_view value) = 0;
 
-    /// Power comes on: to be called once, when the board description's settings are in place. What surrounds
-    /// the chip now is what it starts with: pin levels are no changes, a supply is as warm as its
-    /// surroundings.
-    virtual void power_on() {}
+    /// Power comes on: when the board description's settings are in place, and whenever the chip is plugged in again.
+    /// Registers get their power-on values; what is kept without power stays. What surrounds the chip now is
+    /// what it starts with: pin levels are no changes, a supply is as warm as its surroundings.
+    virtual void power_on() = 0;
 };
 
 /// Type names of the chips that make_chip() knows, in alphabetical order: "pca9555".

@@ -24,7 +24,11 @@ class ds3232 : public chip, private command_port {
     bus_port &port(std::size_t /*index*/) override { return *this; }
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
-    void power_on() override { rtc_.power_on(clock_.now()); }
+    [[nodiscard]] std::vector<std::string_view> outputs() const override { return {"interrupt"}; }
+    [[nodiscard]] bool asserts(std::size_t /*output*/) const override {
+        return !current().square_wave() && current().alarm_asserted();
+    }
+    void power_on() override { current().power_on(clock_.now()); }
 
   private:
     bool start(direction way) override;

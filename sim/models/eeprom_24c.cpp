@@ -46,6 +46,8 @@ class eeprom_24c : public chip, private command_port {
     bus_port &port(std::size_t /*index*/) override { return *this; }
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
+    [[nodiscard]] std::vector<std::string_view> inputs() const override { return {"wp"}; }
+    void power_on() override;
 
   private:
     [[nodiscard]] bool busy() const { return clock_.now() < ready_at_; }
@@ -69,6 +71,12 @@ class eeprom_24c : public chip, private command_port {
     bool write_protected_ = false;
     std::chrono::nanoseconds ready_at_{0};
 };
+
+void eeprom_24c::power_on() {
+    forget_page();
+    address_ = 0;
+    ready_at_ = clock_.now();
+}
 
 /// A START before the STOP drops what was received: only a STOP begins the write cycle.
 bool eeprom_24c::start(direction way) {

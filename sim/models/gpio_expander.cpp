@@ -30,11 +30,14 @@ void write_register(gpio_bank &bank, gpio_register kind, uint8_t data) {
 
 gpio_expander::gpio_expander(const chips::datasheet &sheet, std::vector<gpio_bank> banks,
                              pin_bank::labels style, uint8_t first_command)
-    : sheet_(sheet), banks_(std::move(banks)), pins_(banks_.size(), style), command_(first_command) {
+    : sheet_(sheet), banks_at_power_on_(std::move(banks)), first_command_(first_command),
+      pins_(banks_at_power_on_.size(), style) {
     gpio_expander::power_on();
 }
 
 void gpio_expander::power_on() {
+    banks_ = banks_at_power_on_;
+    command_ = first_command_;
     for (std::size_t bank = 0; bank < banks_.size(); ++bank) {
         banks_[bank].seen = levels(bank);
     }

@@ -30,11 +30,14 @@ struct gpio_location {
 
 /// What the GPIO expanders with registers have in common: registers per bank. Register numbers and their order
 /// belong to the chip.
-class gpio_expander : public chip, private expander_pins, private command_port {
+class gpio_expander : public chip, private expander_pins, private pin_contacts, private command_port {
   public:
     [[nodiscard]] const chips::datasheet &sheet() const final { return sheet_; }
     bus_port &port(std::size_t /*index*/) final { return *this; }
     [[nodiscard]] const expander_pins *pins() const final { return this; }
+    [[nodiscard]] pin_contacts *contacts() final { return this; }
+    [[nodiscard]] std::vector<std::string_view> outputs() const final { return {"interrupt"}; }
+    [[nodiscard]] bool asserts(std::size_t /*output*/) const final { return interrupts(); }
     [[nodiscard]] std::vector<reading> readings() const final;
     void set(std::string_view name, std::string_view value) final { pins_.set(name, value); }
     void power_on() final;
@@ -51,6 +54,11 @@ class gpio_expander : public chip, private expander_pins, private command_port {
 
     [[nodiscard]] std::vector<std::string> pin_names() const final { return pins_.names(); }
     [[nodiscard]] bool interrupts() const final;
+    [[nodiscard]] std::optional<std::size_t> pin_named(std::string_view label_or_name) const final {
+        return pins_.pin_named(label_or_name);
+    }
+    [[nodiscard]] bool is_high(std::size_t pin) const final { return (levels(pin / 8) >> pin % 8 & 1U) != 0; }
+    void drive(std::size_t pin, std::optional<bool> high) final { pins_.drive(pin, high); }
 
     bool select(uint8_t command) final;
     bool write_data(uint8_t data) final;
@@ -61,9 +69,11 @@ class gpio_expander : public chip, private expander_pins, private command_port {
     [[nodiscard]] bool bank_interrupts(std::size_t bank) const;
 
     const chips::datasheet &sheet_;
+    const std::vector<gpio_bank> banks_at_power_on_;
+    const uint8_t first_command_;
     std::vector<gpio_bank> banks_;
     pin_bank pins_;
-    uint8_t command_;
+    uint8_t command_ = 0;
 };
 
 } // namespace varnel::sim

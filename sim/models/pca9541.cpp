@@ -44,9 +44,16 @@ class master_port : public command_port {
   public:
     master_port(pca9541 &selector, std::size_t index) : selector_(selector), index_(index) {}
 
+    bool start(direction way) override;
     uint8_t read() override;
     void stop() override;
     [[nodiscard]] bool connects(std::size_t segment) const override;
+
+    void reset() {
+        own = masked = latched = 0;
+        pointer_ = interrupt_enable;
+        advances_ = false;
+    }
 
     unsigned int own = 0;     ///< what this master wrote to the control register
     unsigned int masked = 0;  ///< interrupt enable register
@@ -71,7 +78,14 @@ class pca9541 : public chip {
     [[nodiscard]] std::size_t segments() const override { return 1; }
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
+    [[nodiscard]] std::vector<std::string_view> outputs() const override {
+        return {"interrupt-0", "interrupt-1"};
+    }
+    [[nodiscard]] bool asserts(std::size_t output) const override;
+    [[nodiscard]] std::vector<std::string_view> inputs() const override { return {"intin", "reset"}; }
+    void power_on() override;
 
+    [[nodiscard]] bool in_reset() const { return in_reset_; }
     [[nodiscard]] unsigned int control_of(std::size_t index) const;
     [[nodiscard]] unsigned int status_of(std::size_t index) const;
     [[nodiscard]] bool connected(std::size_t index) const { return connection_ == index; }
@@ -83,12 +97,17 @@ class pca9541 : public chip {
         return (masters_[0].own & mybus) == (masters_[1].own & mybus) ? 0 : 1;
     }
     [[nodiscard]] bool bus_on() const { return ((masters_[0].own ^ masters_[1].own) & buson) != 0; }
-    [[nodiscard]] std::string interrupt_output(std::size_t index) const;
+    [[nodiscard]] std::string interrupt_output(std::size_t index) const {
+        return asserts(index) ? "asserted" : "idle";
+    }
 
     std::array<master_port, 2> masters_{master_port{*this, 0}, master_port{*this, 1}};
     std::optional<std::size_t> connection_;
     bool intin_low_ = false;
+    bool in_reset_ = false; ///< RESET is low: neither master gets an answer
 };
+
+bool master_port::start(direction way) { return !selector_.in_reset() && command_port::start(way); }
 
 bool master_port::select(uint8_t command) {
     if (chips::find_register(chips::pca9541, command) == nullptr) {
@@ -167,24 +186,35 @@ void pca9541::connect(std::size_t author) {
     connection_ = wanted;
 }
 
-std::string pca9541::interrupt_output(std::size_t index) const {
-    return (status_of(index) & ~masters_.at(index).masked) != 0 ? "asserted" : "idle";
+bool pca9541::asserts(std::size_t output) const {
+    return (status_of(output) & ~masters_.at(output).masked) != 0;
+}
+
+void pca9541::power_on() {
+    for (master_port &master : masters_) {
+        master.reset();
+    }
+    connection_.reset();
 }
 
 std::vector<reading> pca9541::readings() const {
     const std::string connected_to = connection_ ? fmt::format("master {}", *connection_) : "none";
-    return {{"connected", connected_to, false},
-            {"owner", fmt::format("master {}", owner()), false},
-            {"interrupt-0", interrupt_output(0), false},
-            {"interrupt-1", interrupt_output(1), false},
-            {"intin", intin_low_ ? "low" : "high", true}};
+    return {{"connected", connected_to, false},           {"owner", fmt::format("master {}", owner()), false},
+            {"interrupt-0", interrupt_output(0), false},  {"interrupt-1", interrupt_output(1), false},
+            {"intin", intin_low_ ? "low" : "high", true}, {"reset", in_reset_ ? "low" : "high", true}};
 }
 
 void pca9541::set(std::string_view name, std::string_view value) {
-    if (name != "intin") {
-        refuse_name(name, "intin");
+    if (name == "intin") {
+        intin_low_ = parse_choice(name, value, {"high", "low"}) == 1;
+    } else if (name == "reset") {
+        in_reset_ = parse_choice(name, value, {"high", "low"}) == 1;
+        if (in_reset_) {
+            power_on();
+        }
+    } else {
+        refuse_name(name, "intin, reset");
     }
-    intin_low_ = parse_choice(name, value, {"high", "low"}) == 1;
 }
 
 } // namespace

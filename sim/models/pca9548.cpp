@@ -25,13 +25,26 @@ class multiplexer : public chip, private bus_port {
                 on.push_back(channel);
             }
         }
-        return {{"channels", on.empty() ? "none" : fmt::format("{}", fmt::join(on, " ")), false}};
+        return {{"channels", on.empty() ? "none" : fmt::format("{}", fmt::join(on, " ")), false},
+                {"reset", in_reset_ ? "low" : "high", true}};
     }
 
-    void set(std::string_view name, std::string_view /*value*/) override { refuse_name(name, "none"); }
+    [[nodiscard]] std::vector<std::string_view> inputs() const override { return {"reset"}; }
+
+    void set(std::string_view name, std::string_view value) override {
+        if (name != "reset") {
+            refuse_name(name, "reset");
+        }
+        in_reset_ = parse_choice(name, value, {"high", "low"}) == 1;
+        if (in_reset_) {
+            power_on();
+        }
+    }
+
+    void power_on() override { control_ = connected_ = 0; }
 
   private:
-    bool start(direction /*way*/) override { return true; }
+    bool start(direction /*way*/) override { return !in_reset_; }
 
     bool write(uint8_t byte) override {
         control_ = byte & ((1U << channels_) - 1);
@@ -49,6 +62,7 @@ class multiplexer : public chip, private bus_port {
     std::size_t channels_;
     unsigned int control_ = 0;
     unsigned int connected_ = 0;
+    bool in_reset_ = false; ///< RESET is low: the chip does not answer, and all channels are off
 };
 
 } // namespace

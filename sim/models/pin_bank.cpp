@@ -25,29 +25,32 @@ bool can_be_name(std::string_view name) {
 
 constexpr std::string_view name_of(bool high) { return high ? "high" : "low"; }
 
-std::string description(bool is_input, bool output, std::optional<bool> outside) {
+} // namespace
+
+std::string pin_bank::describe(const pin &each, bool is_input, bool output) {
+    const std::optional<bool> outside = each.outside();
     if (is_input) {
         return fmt::format("input {} ({})", name_of(outside.value_or(true)),
-                           outside ? "driven" : "pulled up");
+                           each.set     ? "driven"
+                           : each.wired ? "wired"
+                                        : "pulled up");
     }
     return outside.value_or(output) == output
                ? fmt::format("output {}", name_of(output))
                : fmt::format("output {} (held {} from outside)", name_of(output), name_of(*outside));
 }
 
-} // namespace
-
 pin_bank::pin_bank(std::size_t banks, labels style) {
     for (std::size_t i = 0; i < banks * bits; ++i) {
         const bool by_bank = style == labels::by_bank;
-        pins_.push_back({by_bank ? fmt::format("{}.{}", i / bits, i % bits) : fmt::to_string(i), {}, {}});
+        pins_.push_back({by_bank ? fmt::format("{}.{}", i / bits, i % bits) : fmt::to_string(i), {}, {}, {}});
     }
 }
 
 uint8_t pin_bank::levels(std::size_t bank, const pin_drive &chip) const {
     unsigned int levels = chip.levels();
     for (std::size_t bit = 0; bit < bits; ++bit) {
-        if (const auto outside = pins_[bank * bits + bit].outside) {
+        if (const auto outside = pins_[bank * bits + bit].outside()) {
             levels = *outside ? levels | 1U << bit : levels & ~(1U << bit);
         }
     }
@@ -61,7 +64,7 @@ std::vector<reading> pin_bank::readings(std::span<const pin_drive> chip, bool in
         const pin &each = pins_[i];
         const pin_drive &drive = chip[i / bits];
         all.push_back({each.name.empty() ? each.label : each.name,
-                       description(has_bit(drive.inputs), has_bit(drive.output), each.outside), true});
+                       describe(each, has_bit(drive.inputs), has_bit(drive.output)), true});
     }
     all.push_back({"interrupt", interrupt ? "asserted" : "idle", false});
     return all;
@@ -81,13 +84,13 @@ void pin_bank::set(std::string_view name, std::string_view value) {
     pin &driven = find_pin(name);
     switch (parse_choice(name, value, {"low", "high", "float"})) {
     case 0:
-        driven.outside = false;
+        driven.set = false;
         break;
     case 1:
-        driven.outside = true;
+        driven.set = true;
         break;
     default:
-        driven.outside.reset();
+        driven.set.reset();
     }
 }
 
@@ -95,15 +98,20 @@ std::vector<pin_bank::pin>::iterator pin_bank::labelled(std::string_view label) 
     return std::ranges::find(pins_, label, &pin::label);
 }
 
-pin_bank::pin &pin_bank::find_pin(std::string_view label_or_name) {
-    if (const auto found = labelled(label_or_name); found != pins_.end()) {
-        return *found;
+std::optional<std::size_t> pin_bank::pin_named(std::string_view label_or_name) const {
+    auto found = std::ranges::find(pins_, label_or_name, &pin::label);
+    if (found == pins_.end() && !label_or_name.empty()) {
+        found = std::ranges::find(pins_, label_or_name, &pin::name);
     }
-    const auto named = std::ranges::find(pins_, label_or_name, &pin::name);
-    if (label_or_name.empty() || named == pins_.end()) {
+    return found == pins_.end() ? std::nullopt : std::optional<std::size_t>(found - pins_.begin());
+}
+
+pin_bank::pin &pin_bank::find_pin(std::string_view label_or_name) {
+    const auto found = pin_named(label_or_name);
+    if (!found) {
         refuse_name(label_or_name, known_settings());
     }
-    return *named;
+    return pins_[*found];
 }
 
 void pin_bank::name_pin(std::string_view setting, std::string_view label, std::string_view name) {

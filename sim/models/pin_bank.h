@@ -36,16 +36,24 @@ class pin_bank {
     /// Names given by the user, one a pin; empty where there is none.
     [[nodiscard]] std::vector<std::string> names() const;
 
+    /// As pin_contacts has them.
+    [[nodiscard]] std::optional<std::size_t> pin_named(std::string_view label_or_name) const;
+    void drive(std::size_t number, std::optional<bool> high) { pins_.at(number).wired = high; }
+
     /// Drives a pin ("3", high, low or float) or names it ("name.3"). Throws bad_setting.
     void set(std::string_view name, std::string_view value);
 
   private:
     struct pin {
         std::string label;
-        std::string name;            ///< given by the user; empty when there is none
-        std::optional<bool> outside; ///< the level driven from outside: true is high
+        std::string name;          ///< given by the user; empty when there is none
+        std::optional<bool> set;   ///< the level that the user drives it to: true is high
+        std::optional<bool> wired; ///< the level that the board's wires drive it to
+
+        [[nodiscard]] std::optional<bool> outside() const { return set ? set : wired; }
     };
 
+    [[nodiscard]] static std::string describe(const pin &each, bool is_input, bool output);
     [[nodiscard]] std::vector<pin>::iterator labelled(std::string_view label);
     [[nodiscard]] pin &find_pin(std::string_view label_or_name);
     void name_pin(std::string_view setting, std::string_view label, std::string_view name);

@@ -2,6 +2,7 @@
 #include "sim/models/plugin.h"
 
 #include <filesystem>
+#include <utility>
 
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -75,18 +76,40 @@ class plugin : public chip, private bus_port {
     }
 
     void set(std::string_view name, std::string_view value) override {
+        const std::string key(name);
+        const std::string text(value);
         const char *expected = "";
-        const auto result =
-            model_.set(state_.get(), std::string(name).c_str(), std::string(value).c_str(), &expected);
+        const auto result = model_.set(state_.get(), key.c_str(), text.c_str(), &expected);
         if (result == varnel_sim_set_bad_name) {
             refuse_name(name, expected);
         }
         if (result != varnel_sim_set_done) {
             refuse_value(name, value, expected);
         }
+        std::erase_if(settings_, [&key](const auto &old) { return old.first == key; });
+        settings_.emplace_back(key, text);
+    }
+
+    void power_on() override {
+        if (std::exchange(has_been_on_, true)) {
+            restart();
+        }
     }
 
   private:
+    /// A model that fails now keeps its state.
+    void restart() {
+        void *const state = model_.power_on(&board_.offered);
+        if (state == nullptr) {
+            return;
+        }
+        state_.reset(state);
+        for (const auto &[name, value] : settings_) {
+            const char *ignored = "";
+            (void)model_.set(state, name.c_str(), value.c_str(), &ignored);
+        }
+    }
+
     bool start(direction way) override {
         return model_.start(state_.get(), static_cast<int>(way == direction::read)) != 0;
     }
@@ -103,7 +126,10 @@ class plugin : public chip, private bus_port {
     const std::string source_;
     const chips::datasheet sheet_{type_, model_.title, source_};
     const plugin_board board_;
-    const std::unique_ptr<void, void (*)(void *)> state_;
+    std::unique_ptr<void, void (*)(void *)> state_;
+    std::vector<std::pair<std::string, std::string>>
+        settings_; ///< that it has taken: the latest of each name
+    bool has_been_on_ = false;
 };
 
 } // namespace

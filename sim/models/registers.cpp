@@ -23,6 +23,7 @@ constexpr std::string_view known_settings =
 
 struct one_register {
     uint16_t value = 0;
+    uint16_t at_power_on = 0;   ///< what the user has set
     uint16_t writable = 0xFFFF; ///< bits that a write from the bus changes
     bool present = true;
 };
@@ -41,6 +42,7 @@ class registers : public chip, private command_port {
     bus_port &port(std::size_t /*index*/) override { return *this; }
     [[nodiscard]] std::vector<reading> readings() const override;
     void set(std::string_view name, std::string_view value) override;
+    void power_on() override;
 
   private:
     bool start(direction way) override;
@@ -107,6 +109,13 @@ unsigned int registers::shift() const {
     return 8 * static_cast<unsigned int>(high_first_ ? bytes_ - 1 - byte_ : byte_);
 }
 
+void registers::power_on() {
+    for (one_register &each : all_) {
+        each.value = each.at_power_on;
+    }
+    selected_ = 0;
+}
+
 // --- The settings ---
 
 std::vector<reading> registers::readings() const {
@@ -134,7 +143,9 @@ void registers::set(std::string_view name, std::string_view value) {
         bytes_ = parse_choice(name, value, {"8", "16"}) + 1;
         byte_ = 0;
         for (one_register &each : all_) {
-            each.value = static_cast<uint16_t>(each.value & (bytes_ == 1 ? 0xFF : 0xFFFF));
+            const unsigned int bits = bytes_ == 1 ? 0xFF : 0xFFFF;
+            each.value = static_cast<uint16_t>(each.value & bits);
+            each.at_power_on = static_cast<uint16_t>(each.at_power_on & bits);
         }
     } else if (name == "order") {
         high_first_ = parse_choice(name, value, {"low-first", "high-first"}) == 1;
@@ -174,7 +185,8 @@ void registers::fill(std::string_view setting, std::string_view value) {
     }
     for (std::size_t i = 0; i < bytes->size(); i += bytes_) {
         const unsigned int high = bytes_ == 1 ? 0 : (*bytes)[i];
-        all_.at(*first + i / bytes_).value = static_cast<uint16_t>(high << 8U | (*bytes)[i + bytes_ - 1]);
+        one_register &filled = all_.at(*first + i / bytes_);
+        filled.value = filled.at_power_on = static_cast<uint16_t>(high << 8U | (*bytes)[i + bytes_ - 1]);
     }
 }
 

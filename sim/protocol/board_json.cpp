@@ -142,11 +142,8 @@ json json_of(const reading &from) {
 }
 
 json json_of(const chip_status &from) {
-    json to = {{"type", from.type},
-               {"connections", json::array()},
-               {"channels", json::array()},
-               {"readings", json::array()},
-               {"faults", json::array()}};
+    json to = {{"type", from.type},         {"plugged", from.plugged},   {"connections", json::array()},
+               {"channels", json::array()}, {"readings", json::array()}, {"faults", json::array()}};
     for (const chip_connection &at : from.connections) {
         to["connections"].push_back({{"bus", at.bus}, {"address", at.address}});
     }
@@ -163,7 +160,7 @@ json json_of(const chip_status &from) {
 }
 
 chip_status chip_in(const std::string &name, const json &from) {
-    chip_status chip{name, from.at("type"), {}, {}, {}, {}};
+    chip_status chip{name, from.at("type"), from.at("plugged"), {}, {}, {}, {}};
     for (const json &at : from.at("connections")) {
         chip.connections.push_back({at.at("bus"), at.at("address")});
     }

@@ -39,7 +39,7 @@ struct server_status {
 void to_json(nlohmann::ordered_json &json, const transfer_record &record);
 void from_json(const nlohmann::ordered_json &json, transfer_record &record);
 
-/// {"board": NAME, "chips": {NAME: {"type", "connections": [{"bus", "address"}...], "channels": [{"name",
+/// {"board": NAME, "chips": {NAME: {"type", "plugged": BOOLEAN, "connections": [{"bus", "address"}...], "channels": [{"name",
 ///  "on": [per connection...]}...], "readings": [{"name", "settable", "text" | "number", "unit", "decimals" |
 ///  "bits", "digits"}...], "faults": [{"kind", "transfers" | "rate", "seed"}...]}...}, "file",
 ///  "uptime_seconds", "server", "programs": [{"process", "pid"}...]}.

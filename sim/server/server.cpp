@@ -168,6 +168,7 @@ void server::answer_one(client &who) {
         answer_combined(who, message);
     } else {
         held_ = {};
+        board_.settle();
         answer_uncombined(who, message);
     }
     if (held_.who == nullptr) {
@@ -281,6 +282,7 @@ void server::let_driver_act_for(client &who, int pid) {
 /// The interrupt is a level: as long as it is asserted, the driver reads again. A chip that does not answer keeps it
 /// asserted, until the next message.
 void server::handle_interrupts() {
+    board_.settle();
     for (gpio::gpio_chip &chip : gpiochips_) {
         driver_acts_for_ = "irq/" + chip.label();
         driver_acts_for_pid_ = getpid();
@@ -327,6 +329,9 @@ server::json server::answer(client &who, const json &request) {
     if (command == "set") {
         return set(request);
     }
+    if (command == "plug") {
+        return plug(request);
+    }
     if (command == "fault") {
         return inject(request);
     }
@@ -371,6 +376,11 @@ server::json server::set(const json &request) {
         assignments.push_back({change.at(0), change.at(1), change.at(2)});
     }
     board_.set(assignments);
+    return json::object();
+}
+
+server::json server::plug(const json &request) {
+    board_.plug(request.at("chips"), request.at("plugged"));
     return json::object();
 }
 

@@ -49,6 +49,7 @@ struct held_transfer {
 ///   {"command": "leave"}  -> {"ended": BOOLEAN}; from a `run`: does the board end with it?
 ///   {"command": "show"}   -> a server_status (sim/protocol/board_json.h)
 ///   {"command": "set", "assignments": [[CHIP, NAME, VALUE]...]} -> {}
+///   {"command": "plug", "chips": [NAME...], "plugged": BOOLEAN} -> {}
 ///   {"command": "fault", "chip": NAME, "kind": "none"} -> {}
 ///   {"command": "fault", "chip": NAME, "kind": NAME, ...} -> {}; a fault as in sim/protocol/fault_json.h, with times from
 ///       now on
@@ -88,6 +89,7 @@ class server {
     [[nodiscard]] json introduction() const;
     [[nodiscard]] json show() const;
     json set(const json &request);
+    json plug(const json &request);
     json inject(const json &request);
     json start_trace(client &who, const json &request);
     json end_trace(client &who);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// varnel-sim set: changes what surrounds the chips.
+// varnel-sim set, plug, unplug: change what surrounds the programs.
 
 #include <cctype>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,30 @@ void add_set(argument_parser app, invocation &call) {
     command.allow_extras();
     command.add_description("CHIP.NAME", "what `show CHIP` marks with *; each is followed by its value")
         .option_text("VALUE ...");
+}
+
+namespace {
+
+void add_plugging(argument_parser app, invocation &call, const char *name, const char *description,
+                  bool plugged) {
+    auto chips = std::make_shared<std::vector<std::string>>();
+    const argument_parser command = add_command(app, name, description, call, [&call, chips, plugged] {
+        find_board(call.board).request({{"command", "plug"}, {"chips", *chips}, {"plugged", plugged}});
+    });
+    command.add_option("CHIP", *chips, "names of chips, which take along what else is on their modules")
+        .type_name("CHIP")
+        .expected(-1)
+        .required();
+}
+
+} // namespace
+
+void add_plug(argument_parser app, invocation &call) {
+    add_plugging(app, call, "plug", "Plug in chips: those that were unplugged start as at power-on", true);
+}
+
+void add_unplug(argument_parser app, invocation &call) {
+    add_plugging(app, call, "unplug", "Unplug chips while the board is on: they no longer answer", false);
 }
 
 } // namespace varnel::sim::tool

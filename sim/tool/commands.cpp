@@ -13,6 +13,8 @@ void add_commands(argument_parser app, invocation &call) {
     add_run(app, call);
     add_show(app, call);
     add_set(app, call);
+    add_plug(app, call);
+    add_unplug(app, call);
     add_fault(app, call);
     add_trace(app, call);
     add_wait(app, call);

@@ -29,6 +29,8 @@ struct invocation {
 void add_run(argument_parser app, invocation &call);
 void add_show(argument_parser app, invocation &call);
 void add_set(argument_parser app, invocation &call);
+void add_plug(argument_parser app, invocation &call);
+void add_unplug(argument_parser app, invocation &call);
 void add_fault(argument_parser app, invocation &call);
 void add_test(argument_parser app, invocation &call);
 void add_trace(argument_parser app, invocation &call);

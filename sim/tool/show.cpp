@@ -180,6 +180,7 @@ class board_printer {
     void print_chip(const chip_status &chip, std::size_t port, std::size_t indent) {
         std::string line = fmt::format("{:{}}0x{:02x} {} ({})", "", indent, chip.connections[port].address,
                                        chip.name, chip.type);
+        line += chip.plugged ? "" : "  unplugged";
         for (const waiting_fault &fault : chip.faults) {
             line += fmt::format("  fault: {}", text_of(fault));
         }
@@ -187,7 +188,7 @@ class board_printer {
             line += fmt::format("  see bus {}", chip.connections[0].bus);
         }
         out_.print(line);
-        if (port == 0) {
+        if (port == 0 && chip.plugged) {
             print_grid(out_, chip, indent + 2 * step + 1);
         }
         for (const chip_channel &channel : chip.channels) {
@@ -226,7 +227,8 @@ std::string where(const chip_status &chip) {
 
 /// One reading a line; those that `set` takes are marked.
 void print_details(line_output &out, const chip_status &chip) {
-    out.print(fmt::format("{} ({}) {}", chip.name, chip.type, where(chip)));
+    out.print(
+        fmt::format("{} ({}) {}{}", chip.name, chip.type, where(chip), chip.plugged ? "" : ", unplugged"));
     std::size_t width = 0;
     for (const reading &each : chip.readings) {
         width = std::max(width, each.name.size());

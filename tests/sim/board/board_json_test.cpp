@@ -64,6 +64,7 @@ const server_status running{
     {"small",
      {{"psu",
        "car2512",
+       true,
        {{"mux.0", 0x58}, {"1", 0x59}},
        {{"psu", {true, false}}},
        {{"load", measurement{180.25, unit::watts, 1}, true},
@@ -81,8 +82,8 @@ const server_status running{
 TEST(board_json, status_has_the_documented_fields) {
     EXPECT_EQ(
         json(running).dump(),
-        R"({"board":"small","chips":{"psu":{"type":"car2512","connections":[{"bus":"mux.0","address":88},)"
-        R"({"bus":"1","address":89}],"channels":[{"name":"psu","on":[true,false]}],"readings":[)"
+        R"({"board":"small","chips":{"psu":{"type":"car2512","plugged":true,"connections":[)"
+        R"({"bus":"mux.0","address":88},{"bus":"1","address":89}],"channels":[{"name":"psu","on":[true,false]}],"readings":[)"
         R"({"name":"load","settable":true,"number":180.25,"unit":"watts","decimals":1},)"
         R"({"name":"status","settable":false,"bits":18,"digits":4},)"
         R"({"name":"fan","settable":true,"text":"ok"}],"faults":[)"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -107,6 +108,168 @@ TEST_F(small_board, status_lists_both_connections_of_a_selector) {
     EXPECT_EQ(selector.channels[0].on, (std::vector<bool>{false, false}));
     EXPECT_EQ(status_of("b").connections.at(0).bus, "sel");
     EXPECT_EQ(status_of("b").connections.at(0).address, 0x50);
+}
+
+/// A supply and its EEPROM on one module, a fan controller without presence pin, a multiplexer that a pin resets.
+class wired_board : public ::testing::Test {
+  public:
+    wired_board()
+        : bench("[psu]\ntype = car2512\nbus = mux.1\naddress = 0x58\npresent = gpio.lid\n"
+                "[fru]\ntype = 24c02\nbus = mux.1\naddress = 0x50\npresent = gpio.2\nwp = out.1\n"
+                "[spare]\ntype = echo\nbus = 0\naddress = 0x21\npresent = gpio.3 high\nplugged = no\n"
+                "[mux]\ntype = pca9548\nbus = 0\naddress = 0x70\nreset = out.0\n"
+                "[gpio]\ntype = pca9554\nbus = 0\naddress = 0x38\nname.2 = lid\n"
+                "[out]\ntype = pca9554\nbus = 1\naddress = 0x38\ninterrupt = gpio.5\n"
+                "[clock]\ntype = pcf8574\nbus = 1\naddress = 0x27\ninterrupt = gpio.5\n"
+                "[sel]\ntype = pca9541\nbus = 0\naddress = 0x74\nintin = out.interrupt\n") {}
+
+    uint8_t pins() { return bench.write_read(0, 0x38, {0}, 1).read.at(0); }
+    int answer_of_psu() {
+        EXPECT_EQ(bench.write(0, 0x70, {2}).result, 1);
+        return bench.write_read(0, 0x58, {0x79}, 2).error;
+    }
+    [[nodiscard]] std::string reading(const char *chip, const char *name) const {
+        const auto chips = bench.board.status().chips;
+        const auto readings = std::ranges::find(chips, chip, &sim::chip_status::name)->readings;
+        const auto found = std::ranges::find(readings, name, &sim::reading::name);
+        return found == readings.end() ? "none" : text_of(found->value);
+    }
+
+    bench_board bench;
+};
+
+TEST_F(wired_board, presence_pin_has_its_level_while_the_chip_is_plugged_in) {
+    EXPECT_EQ(reading("gpio", "lid"), "input low (wired)");
+    EXPECT_EQ(reading("gpio", "3"), "input low (wired)") << "the spare one is not plugged in";
+    EXPECT_EQ(reading("gpio", "interrupt"), "idle") << "what is so from the start is no change";
+    bench.board.plug({"psu", "spare"}, false);
+    EXPECT_EQ(pins(), 0xF7);
+    bench.board.plug({"spare"}, true);
+    EXPECT_EQ(pins(), 0xFF);
+    bench.board.plug({"psu"}, true);
+    EXPECT_EQ(pins(), 0xFB);
+}
+
+TEST_F(wired_board, presence_pin_interrupts_when_the_chip_is_unplugged) {
+    bench.board.plug({"psu"}, false);
+    EXPECT_EQ(reading("gpio", "interrupt"), "asserted");
+    EXPECT_EQ(reading("gpio", "lid"), "input high (pulled up)");
+}
+
+TEST_F(wired_board, level_that_a_user_sets_wins_over_the_wire) {
+    bench.board.set({{"gpio", "lid", "high"}});
+    EXPECT_EQ(pins(), 0xF7) << "a contact that is bad";
+    EXPECT_EQ(answer_of_psu(), 0);
+    bench.board.set({{"gpio", "lid", "float"}});
+    EXPECT_EQ(pins(), 0xF3);
+}
+
+TEST_F(wired_board, unplugged_chip_is_not_on_the_bus) {
+    EXPECT_EQ(answer_of_psu(), 0);
+    bench.board.plug({"psu"}, false);
+    EXPECT_EQ(answer_of_psu(), ENXIO);
+    EXPECT_TRUE(bench.write_read(0, 0x58, {0x79}, 2).addressed.empty());
+    EXPECT_EQ(bench.read(0, 0x21, 1).error, ENXIO) << "one that was not plugged in at power-on";
+    bench.board.plug({"psu"}, true);
+    EXPECT_EQ(answer_of_psu(), 0);
+}
+
+TEST_F(wired_board, unplugged_chip_shows_only_what_surrounds_it) {
+    bench.board.plug({"psu"}, false);
+    EXPECT_EQ(reading("psu", "output"), "none");
+    bench.board.set({{"psu", "load", "300W"}});
+    EXPECT_EQ(reading("psu", "load"), "300.0 W");
+    EXPECT_FALSE(bench.board.status().chips.at(0).plugged);
+    bench.board.plug({"psu"}, true);
+    EXPECT_EQ(reading("psu", "load"), "300.0 W");
+    EXPECT_TRUE(bench.board.status().chips.at(0).plugged);
+}
+
+TEST_F(wired_board, chips_with_one_presence_pin_are_one_module) {
+    bench.board.plug({"fru"}, false);
+    EXPECT_EQ(answer_of_psu(), ENXIO);
+    EXPECT_EQ(bench.read(0, 0x50, 1).error, ENXIO);
+    bench.board.plug({"psu"}, true);
+    EXPECT_EQ(bench.read(0, 0x50, 1).error, 0);
+}
+
+TEST_F(wired_board, unplugged_multiplexer_connects_nothing_and_starts_anew) {
+    EXPECT_EQ(answer_of_psu(), 0);
+    bench.board.plug({"mux"}, false);
+    EXPECT_EQ(bench.write_read(0, 0x58, {0x79}, 2).error, ENXIO);
+    EXPECT_EQ(bench.board.status().chips.at(3).channels.at(1).on, std::vector<bool>{false});
+    bench.board.plug({"mux"}, true);
+    EXPECT_EQ(reading("mux", "channels"), "none");
+}
+
+TEST_F(wired_board, unplugged_chip_does_not_hold_the_bus) {
+    bench.board.inject("gpio", sim::fault_kind::stuck, sim::fault::at_rate(1, 1));
+    EXPECT_EQ(bench.write(0, 0x70, {0}).error, ETIMEDOUT);
+    bench.board.plug({"gpio"}, false);
+    EXPECT_EQ(bench.write(0, 0x70, {0}).error, 0);
+}
+
+TEST_F(wired_board, unknown_chip_is_refused_and_nothing_is_unplugged) {
+    EXPECT_THROW(bench.board.plug({"psu", "none"}, false), sim::bad_request);
+    EXPECT_EQ(answer_of_psu(), 0);
+}
+
+TEST_F(wired_board, reset_pin_closes_the_channels_and_frees_a_bus_that_is_stuck) {
+    EXPECT_EQ(answer_of_psu(), 0);
+    bench.board.inject("fru", sim::fault_kind::stuck, sim::fault::at_rate(1, 1));
+    EXPECT_EQ(bench.read(0, 0x38, 1).error, ETIMEDOUT);
+    ASSERT_EQ(bench.write(1, 0x38, {1, 0xFE}).result, 2); // out.0 low, by an expander on another bus
+    ASSERT_EQ(bench.write(1, 0x38, {3, 0xFE}).result, 2);
+    EXPECT_EQ(reading("mux", "reset"), "low");
+    EXPECT_EQ(bench.read(0, 0x38, 1).error, 0);
+    EXPECT_EQ(bench.write(0, 0x70, {2}).error, ENXIO) << "in reset it does not answer";
+    ASSERT_EQ(bench.write(1, 0x38, {1, 0xFF}).result, 2);
+    EXPECT_EQ(bench.read(0, 0x70, 1).read.at(0), 0) << "no channel is on after it";
+}
+
+TEST_F(wired_board, input_that_is_wired_cannot_be_set) {
+    EXPECT_THROW(bench.board.set({{"mux", "reset", "low"}}), sim::bad_request);
+    EXPECT_EQ(reading("mux", "reset"), "high");
+    bench.board.set({{"out", "0", "low"}});
+    EXPECT_EQ(reading("mux", "reset"), "low") << "the pin can be";
+    bench.board.plug({"out"}, false);
+    EXPECT_EQ(reading("mux", "reset"), "high") << "nothing drives it";
+}
+
+TEST_F(wired_board, pin_protects_an_eeprom_from_writes) {
+    ASSERT_EQ(answer_of_psu(), 0);
+    EXPECT_EQ(reading("fru", "wp"), "high");
+    ASSERT_EQ(bench.write(0, 0x50, {0, 0x11}).result, 2);
+    EXPECT_EQ(bench.write_read(0, 0x50, {0}, 1).read.at(0), 0xFF);
+    bench.board.set({{"out", "1", "low"}});
+    ASSERT_EQ(bench.write(0, 0x50, {0, 0x11}).result, 2);
+    bench.board.plug({"fru"}, false);
+    bench.board.plug({"fru"}, true);
+    EXPECT_EQ(bench.write_read(0, 0x50, {0}, 1).read.at(0), 0x11) << "it keeps its content without power";
+}
+
+TEST_F(wired_board, interrupt_outputs_share_a_pin) {
+    EXPECT_EQ(reading("gpio", "5"), "input high (pulled up)");
+    bench.board.set({{"out", "7", "low"}, {"clock", "7", "low"}});
+    EXPECT_EQ(pins(), 0xD3);
+    ASSERT_EQ(bench.write_read(1, 0x38, {0}, 1).error, 0);
+    EXPECT_EQ(pins(), 0xD3) << "one of them is still asserted";
+    ASSERT_EQ(bench.read(1, 0x27, 1).error, 0);
+    EXPECT_EQ(pins(), 0xF3);
+}
+
+TEST_F(wired_board, output_is_wired_to_the_input_of_another_chip) {
+    EXPECT_EQ(reading("sel", "intin"), "high");
+    bench.board.set({{"out", "7", "low"}});
+    EXPECT_EQ(reading("sel", "intin"), "low");
+}
+
+TEST(wires, that_contradict_themselves_end) {
+    bench_board bench("[a]\ntype = pcf8574\nbus = 0\naddress = 0x20\ninterrupt = b.0\n"
+                      "[b]\ntype = pcf8574\nbus = 0\naddress = 0x21\ninterrupt = a.0\n");
+    bench.board.set({{"a", "1", "low"}});
+    EXPECT_EQ(bench.read(0, 0x20, 1).error, 0);
+    EXPECT_EQ(bench.read(0, 0x21, 1).error, 0);
 }
 
 } // namespace varnel::test

@@ -163,6 +163,26 @@ INSTANTIATE_TEST_SUITE_P(
                   "[m]\ntype = switch\nbus = 0\naddress = 3\n"
                   "[a]\ntype = pca9555\nbus = m.0\naddress = 4\ngpiochip = yes\n",
                   "test.ini:9: 'a' is on bus 'm.0', and a gpiochip has to be on an adapter"},
+        bad_board{"plugged_word", "[a]\ntype = echo\nbus = 0\naddress = 3\nplugged = maybe\n",
+                  "test.ini:5: plugged 'maybe' is neither yes nor no"},
+        bad_board{"presence_without_pin", "[a]\ntype = echo\nbus = 0\naddress = 3\npresent = yes\n",
+                  "test.ini:5: present 'yes': not CHIP.PIN"},
+        bad_board{"presence_of_no_chip", "[a]\ntype = echo\nbus = 0\naddress = 3\npresent = gpio.3\n",
+                  "test.ini:5: present 'gpio.3': there is no chip 'gpio'"},
+        bad_board{"presence_without_pins",
+                  "[a]\ntype = echo\nbus = 0\naddress = 3\npresent = b.3\n"
+                  "[b]\ntype = echo\nbus = 0\naddress = 4\n",
+                  "test.ini:5: present 'b.3': 'b', a echo, has no pins"},
+        bad_board{"presence_level",
+                  "[a]\ntype = echo\nbus = 0\naddress = 3\npresent = b.3 up\n"
+                  "[b]\ntype = pca9554\nbus = 0\naddress = 4\n",
+                  "test.ini:5: present 'b.3 up': the level while the chip is there is low or high"},
+        bad_board{"presence_unknown_pin",
+                  "[a]\ntype = echo\nbus = 0\naddress = 3\npresent = b.8\n"
+                  "[b]\ntype = pca9554\nbus = 0\naddress = 4\n",
+                  "test.ini:5: present 'b.8': 'b' has no pin '8'"},
+        bad_board{"wire_to_itself", "[a]\ntype = pca9554\nbus = 0\naddress = 3\ninterrupt = a.0\n",
+                  "test.ini:5: interrupt 'a.0': a chip cannot be wired to itself"},
         bad_board{"bad_setting", "[a]\ntype = echo\nbus = 0\naddress = 3\nfill = x\n",
                   "test.ini:5: a: fill takes no x"},
         bad_board{"unknown_setting", "[a]\ntype = echo\nbus = 0\naddress = 3\n\nspin = 1\n",
@@ -177,8 +197,8 @@ TEST(description, gpiochips_are_numbered_by_bus_and_place_in_the_file) {
                             "[e]\ntype = pca9555\nbus = 0\naddress = 0x21\n");
     const auto chips = bench.board.gpiochips();
     ASSERT_EQ(chips.size(), 3u);
-    EXPECT_EQ(chips[0].part->type(), "pca9554");
-    EXPECT_EQ(chips[1].part->type(), "pca9505");
+    EXPECT_EQ(chips[0].part->model->type(), "pca9554");
+    EXPECT_EQ(chips[1].part->model->type(), "pca9505");
     EXPECT_EQ(chips[2].bus, 2);
     EXPECT_EQ(chips[2].address, 0x20);
 }

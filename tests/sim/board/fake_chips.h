@@ -47,6 +47,8 @@ class echo_chip : public sim::chip, public sim::bus_port {
         (name == "fill" ? fill : accepts) = std::stoi(std::string(value));
     }
 
+    void power_on() override { ++times_on; }
+
     bool start(sim::direction way) override {
         log += way == sim::direction::read ? "Sr " : "S ";
         return true;
@@ -67,6 +69,7 @@ class echo_chip : public sim::chip, public sim::bus_port {
     int fill = 0;
     int accepts = -1;
     int reads = 0;
+    int times_on = 0;
 };
 
 /// "switch": four channels; the last byte written counts, from STOP on.
@@ -81,6 +84,8 @@ class switch_chip : public sim::chip, public sim::bus_port {
     void set(std::string_view name, std::string_view) override {
         throw sim::bad_setting("no setting " + std::string(name));
     }
+
+    void power_on() override { written = on = 0; }
 
     bool start(sim::direction) override { return true; }
     bool write(uint8_t byte) override {

@@ -586,5 +586,15 @@ TEST_F(sim_car2512, registers_have_their_pmbus_names) {
     EXPECT_EQ(register_name(0xEF), "Input power");
 }
 
+TEST_F(sim_car2512, starts_again_with_its_commands_at_their_power_on_values) {
+    write({write_protect, 0x00});
+    write({operation, 0x00});
+    part->set("load", "300W");
+    part->power_on();
+    EXPECT_EQ(byte_at(write_protect), 0x80);
+    EXPECT_EQ(shown("output"), "12.00 V");
+    EXPECT_EQ(shown("load"), "300.0 W");
+}
+
 } // namespace
 } // namespace varnel::sim::test

@@ -167,5 +167,18 @@ TEST_F(sim_24c64, shows_only_rows_that_are_not_erased) {
     EXPECT_EQ(part->readings().size(), 3U);
 }
 
+TEST_F(sim_24c02, keeps_its_content_without_power_but_not_an_unfinished_page) {
+    ASSERT_EQ(write({0x10, 0x55}), 2);
+    bus_port &port = part->port(0);
+    clock.pass(5ms);
+    ASSERT_TRUE(port.start(direction::write));
+    ASSERT_TRUE(port.write(0x20));
+    ASSERT_TRUE(port.write(0x66));
+    part->power_on();
+    port.stop();
+    EXPECT_EQ(byte_at(0x10), 0x55);
+    EXPECT_EQ(byte_at(0x20), 0xFF);
+}
+
 } // namespace
 } // namespace varnel::sim::test

@@ -222,5 +222,17 @@ TEST_F(sim_pca9541, other_command_codes_are_not_acknowledged) {
     EXPECT_EQ(refusal("intin", "up"), "intin: cannot be 'up' (expected high or low)");
 }
 
+TEST_F(sim_pca9541, reset_disconnects_both_masters_and_does_not_answer) {
+    EXPECT_EQ(write({1, 0x04}), 2);
+    EXPECT_EQ(shown("connected"), "master 0");
+    part->set("reset", "low");
+    EXPECT_EQ(shown("connected"), "none");
+    EXPECT_EQ(write({1, 0x04}), -1);
+    EXPECT_EQ(write({1, 0x04}, 1), -1);
+    part->set("reset", "high");
+    EXPECT_EQ(byte_at(1), 0x00);
+    EXPECT_EQ(refusal("rest", "low"), "unknown setting 'rest' (has: intin, reset)");
+}
+
 } // namespace
 } // namespace varnel::sim::test

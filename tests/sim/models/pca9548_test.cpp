@@ -72,8 +72,19 @@ TEST_F(sim_pca9548, an_address_without_a_byte_changes_nothing) {
     EXPECT_EQ(reachable(), segments{4});
 }
 
-TEST_F(sim_pca9548, has_nothing_to_set) {
-    EXPECT_EQ(refusal("channels", "1"), "unknown setting 'channels' (has: none)");
+TEST_F(sim_pca9548, reset_switches_all_channels_off_and_does_not_answer) {
+    write({0x21});
+    part->set("reset", "low");
+    EXPECT_EQ(reachable(), segments{});
+    EXPECT_EQ(write({0x01}), -1);
+    EXPECT_EQ(shown("reset"), "low");
+    part->set("reset", "high");
+    EXPECT_EQ(read(1), bytes{0x00});
+}
+
+TEST_F(sim_pca9548, only_reset_can_be_set) {
+    EXPECT_EQ(refusal("channels", "1"), "unknown setting 'channels' (has: reset)");
+    EXPECT_EQ(refusal("reset", "on"), "reset: cannot be 'on' (expected high or low)");
 }
 
 TEST_F(sim_pca9546, has_four_channels_and_reads_the_upper_bits_as_zero) {

@@ -184,5 +184,15 @@ TEST_F(sim_pca9555, has_one_bus_port_and_no_channels) {
     EXPECT_FALSE(part->port(0).connects(0));
 }
 
+TEST_F(sim_pca9555, starts_again_with_its_registers_at_their_power_on_values) {
+    write({6, 0x00, 0x00});
+    write({2, 0x11, 0x22});
+    part->set("3", "low");
+    part->power_on();
+    EXPECT_EQ(read_from(6, 2), (bytes{0xFF, 0xFF}));
+    EXPECT_EQ(read_from(2, 2), (bytes{0xFF, 0xFF}));
+    EXPECT_EQ(byte_at(0), 0xF7);
+}
+
 } // namespace
 } // namespace varnel::sim::test

@@ -91,5 +91,11 @@ TEST_F(sim_pcf8574, no_byte_selects_a_register) {
     EXPECT_EQ(register_name(0), "");
 }
 
+TEST_F(sim_pcf8574, starts_again_with_all_pins_as_inputs) {
+    write({0x0F});
+    part->power_on();
+    EXPECT_EQ(read(1), bytes{0xFF});
+}
+
 } // namespace
 } // namespace varnel::sim::test

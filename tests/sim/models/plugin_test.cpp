@@ -46,6 +46,17 @@ TEST_F(sim_plugin, keeps_a_state_from_call_to_call) {
     EXPECT_EQ(shown("os"), "high");
 }
 
+TEST_F(sim_plugin, starts_again_with_a_new_state_and_its_settings) {
+    part->set("temperature", "80.5");
+    part->set("temperature", "30");
+    write({3, 0x1A, 0x80});
+    part->power_on(); // with the board
+    EXPECT_EQ(read_from(3, 2), (bytes{0x1A, 0x80}));
+    part->power_on();
+    EXPECT_EQ(read_from(3, 2), (bytes{0x50, 0x00}));
+    EXPECT_EQ(shown("temperature"), "30.0");
+}
+
 TEST_F(sim_plugin, has_a_state_for_each_chip) {
     const auto other = make_chip(LM75, clock);
     part->set("temperature", "30");

@@ -106,5 +106,12 @@ TEST_F(sim_registers, invalid_settings_are_refused_and_change_nothing) {
 
 TEST_F(sim_registers, are_named_by_their_code) { EXPECT_EQ(register_name(0x4B), "Register 0x4b"); }
 
+TEST_F(sim_registers, start_again_with_the_values_that_were_set) {
+    part->set("data.10", "48 65");
+    write({0x11, 1, 2});
+    part->power_on();
+    EXPECT_EQ(read_from(0x10, 3), (bytes{0x48, 0x65, 0}));
+}
+
 } // namespace
 } // namespace varnel::sim::test

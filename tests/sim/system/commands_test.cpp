@@ -79,6 +79,16 @@ TEST_F(commands, set_accepts_negative_values) {
     EXPECT_EQ(state()["chips"]["psu"]["readings"]["ambient_celsius"], -5.0);
 }
 
+TEST_F(commands, unplugged_chip_neither_answers_nor_shows_readings_until_it_is_plugged_in) {
+    good({"unplug", "gpio", "psu"});
+    EXPECT_EQ(call({"0x2000", "q"}), "q failed: No such device or address\n");
+    EXPECT_THAT(good({"show", "gpio"}), StartsWith("gpio (pca9555) 0x20 on bus 0, unplugged\n"));
+    EXPECT_THAT(good({"show"}), HasSubstr("      0x58 psu (car2512)  unplugged\n\nbus 1\n"));
+    EXPECT_EQ(state()["chips"]["psu"]["plugged"], false);
+    good({"plug", "gpio"});
+    EXPECT_EQ(call({"0x2000", "q"}), "q ok\n");
+}
+
 TEST_F(commands, wait_ends_when_the_reading_has_the_value) {
     process waiting(sim({"wait", "psu.load", "180W"}));
     good({"set", "psu.load", "180W"});
@@ -279,7 +289,9 @@ TEST_P(bad_input, is_refused_with_one_line_and_status_2_and_changes_nothing) {
 }
 
 const mistake mistakes[] = {
-    {"nothing", {}, "missing verb (one of run, show, set, fault, trace, wait, test); see --help"},
+    {"nothing",
+     {},
+     "missing verb (one of run, show, set, plug, unplug, fault, trace, wait, test); see --help"},
     {"command", {"shwo"}, "unexpected argument: shwo; did you mean 'show'?"},
     {"option", {"--nope", "show"}, "unexpected argument: --nope"},
     {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
@@ -298,6 +310,8 @@ const mistake mistakes[] = {
     {"set_second_bad",
      {"set", "psu.load", "1W", "psu9.load", "1W"},
      "there is no chip 'psu9' on board 'bench'"},
+    {"unplug_nothing", {"unplug"}, "missing argument: CHIP"},
+    {"unplug_chip", {"unplug", "psu", "psu9"}, "there is no chip 'psu9' on board 'bench'"},
     {"fault_nothing", {"fault"}, "missing argument: CHIP KIND"},
     {"fault_no_kind", {"fault", "psu"}, "missing argument: CHIP KIND"},
     {"fault_chip", {"fault", "psu9", "nack"}, "there is no chip 'psu9' on board 'bench'"},
