@@ -42,15 +42,15 @@ const varnel_sim_model &load(const std::string &file) {
 }
 
 /// The board as the plug-in sees it.
-struct plugin_board {
-    varnel_sim_board offered;
-    const board_clock *clock;
-};
+struct plugin_board : varnel_sim_board {
+    explicit plugin_board(const board_clock &time) : varnel_sim_board{nanoseconds}, clock(time) {}
 
-uint64_t now(const varnel_sim_board *board) {
-    const auto *const ours = reinterpret_cast<const plugin_board *>(board); // offered is its first member
-    return static_cast<uint64_t>(ours->clock->now().count());
-}
+    static uint64_t nanoseconds(const varnel_sim_board *board) {
+        return static_cast<uint64_t>(static_cast<const plugin_board *>(board)->clock.now().count());
+    }
+
+    const board_clock &clock;
+};
 
 void add_reading(void *to, const char *name, const char *value, int settable) {
     static_cast<std::vector<reading> *>(to)->push_back({name, std::string(value), settable != 0});
@@ -59,8 +59,8 @@ void add_reading(void *to, const char *name, const char *value, int settable) {
 class plugin : public chip, private bus_port {
   public:
     plugin(const std::string &file, const board_clock &clock)
-        : model_(load(file)), type_(fs::path(file).stem().string()), source_(file), board_{{now}, &clock},
-          state_(model_.power_on(&board_.offered), model_.power_off) {
+        : model_(load(file)), type_(fs::path(file).stem().string()), source_(file), board_(clock),
+          state_(model_.power_on(&board_), model_.power_off) {
         if (!state_) {
             refuse(file, "power_on() failed");
         }
@@ -99,7 +99,7 @@ class plugin : public chip, private bus_port {
   private:
     /// A model that fails now keeps its state.
     void restart() {
-        void *const state = model_.power_on(&board_.offered);
+        void *const state = model_.power_on(&board_);
         if (state == nullptr) {
             return;
         }
