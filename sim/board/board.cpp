@@ -229,6 +229,9 @@ fault_terms complete(fault_kind kind, fault_terms terms) {
 
 void board::inject(std::string_view chip, fault_kind kind, const fault &fault) {
     board_chip &part = find(chip);
+    if (kind == fault_kind::taken && (part.model->ports() != 2 || part.downstream.empty())) {
+        throw bad_request(fmt::format("{}: a {} has no other master", chip, part.model->type()));
+    }
     part.faults.insert_or_assign(kind, sim::fault(complete(kind, fault.terms())));
     part.traces = {};
 }
@@ -270,7 +273,7 @@ std::vector<chip_channel> channels_of(const board_chip &part, const wiring &wire
     return channels;
 }
 
-std::vector<waiting_fault> faults_of(const board_chip &part, std::chrono::nanoseconds now) {
+std::vector<waiting_fault> faults_of(const board_chip &part, const board_moment &now) {
     std::vector<waiting_fault> faults;
     for (const auto &[kind, fault] : part.faults) {
         if (!fault.spent(now)) {
@@ -298,7 +301,7 @@ chip_status status_of(const board_chip &part, const wiring &wires) {
             std::move(connections),
             std::move(channels),
             readings_of(part),
-            faults_of(part, wires.clock->now())};
+            faults_of(part, wires.now())};
 }
 
 } // namespace

@@ -7,12 +7,12 @@
 
 namespace varnel::sim {
 
-fault *board_chip::striking(fault_kind kind, std::chrono::nanoseconds now) {
+fault *board_chip::striking(fault_kind kind, const board_moment &now) {
     const auto found = faults.find(kind);
     return found != faults.end() && found->second.strikes(now) ? &found->second : nullptr;
 }
 
-const fault *board_chip::waiting(fault_kind kind, std::chrono::nanoseconds now) const {
+const fault *board_chip::waiting(fault_kind kind, const board_moment &now) const {
     const auto found = faults.find(kind);
     return found != faults.end() && !found->second.spent(now) ? &found->second : nullptr;
 }
@@ -35,7 +35,7 @@ std::vector<reached_segment> wiring::reach(std::size_t from) const {
 }
 
 transaction::transaction(const wiring &wires, std::size_t adapter_segment)
-    : wires_(wires), reached_(wires.reach(adapter_segment)) {
+    : wires_(wires), from_(adapter_segment), reached_(wires.reach(adapter_segment)) {
     hold_lines(fault_kind::stuck);
     hold_lines(fault_kind::clock_held);
 }
@@ -57,8 +57,8 @@ void transaction::hold_lines(fault_kind kind) {
 bool transaction::start(uint8_t address, direction way) {
     listening_.clear();
     find_addressed(address);
-    if (!std::exchange(begun_, true) && failure_ == 0 && strike(fault_kind::arbitration) != nullptr) {
-        failure_ = EAGAIN;
+    if (!std::exchange(begun_, true) && failure_ == 0) {
+        begin(address);
     }
     if (failure_ != 0) {
         return false;
@@ -69,6 +69,78 @@ bool transaction::start(uint8_t address, direction way) {
         }
     }
     return !listening_.empty();
+}
+
+/// What happens just before the first START.
+void transaction::begin(uint8_t address) {
+    const bool lost = lose_selectors();
+    if (brown_out() || lost) {
+        reached_ = wires_.reach(from_);
+        find_addressed(address);
+    }
+    if (strike(fault_kind::arbitration) != nullptr) {
+        failure_ = EAGAIN;
+    }
+}
+
+/// Whether the transfer is for a selector, or for a chip behind it.
+bool transaction::concerns(const connection &selector) const {
+    const std::string behind = "/" + wires_.segments[selector.part->downstream.front()].name;
+    return std::ranges::any_of(addressed_, [&](const addressed_chip &chip) {
+        return chip.at.part == selector.part || chip.path.find(behind) != std::string::npos;
+    });
+}
+
+namespace {
+
+/// What the master at a port of a PCA9541 does to get the bus: it reads its control register, and writes there what
+/// connects it (datasheet, bus control sequence).
+void take_bus(bus_port &port) {
+    constexpr uint8_t control_register = 1;
+    constexpr unsigned int mybus = 0x01;
+    constexpr unsigned int nmybus = 0x02;
+    constexpr unsigned int buson = 0x04;
+    constexpr unsigned int nbuson = 0x08;
+    (void)port.start(direction::write);
+    (void)port.write(control_register);
+    (void)port.start(direction::read);
+    const unsigned int control = port.read();
+    port.stop();
+    const unsigned int wanted = ((control & nmybus) != 0 ? mybus : 0) | ((control & nbuson) != 0 ? 0 : buson);
+    (void)port.start(direction::write);
+    (void)port.write(control_register);
+    (void)port.write(static_cast<uint8_t>((control & ~(mybus | nmybus | buson | nbuson)) | wanted));
+    port.stop();
+}
+
+} // namespace
+
+bool transaction::lose_selectors() {
+    bool lost = false;
+    for (const reached_segment &here : reached_) {
+        for (const connection &at : wires_.segments[here.index].connections) {
+            if (at.part->plugged && at.part->waiting(fault_kind::taken, now()) != nullptr && concerns(at) &&
+                at.part->striking(fault_kind::taken, now()) != nullptr) {
+                take_bus(at.part->model->port(1 - at.port));
+                struck_.push_back(fault_kind::taken);
+                lost = true;
+            }
+        }
+    }
+    return lost;
+}
+
+/// Returns whether a chip has lost its power: a multiplexer is off then.
+bool transaction::brown_out() {
+    bool lost = false;
+    for (const addressed_chip &chip : addressed_) {
+        if (chip.at.part->striking(fault_kind::brownout, now()) != nullptr) {
+            chip.at.part->model->power_on();
+            struck_.push_back(fault_kind::brownout);
+            lost = true;
+        }
+    }
+    return lost;
 }
 
 void transaction::find_addressed(uint8_t address) {
@@ -119,7 +191,7 @@ bool transaction::refuses(board_chip &part) {
     if (!undecided) {
         return decision->second;
     }
-    if (now() < part.traces.busy_until) {
+    if (now().time < part.traces.busy_until) {
         decision->second = true;
         struck_.push_back(fault_kind::busy);
     } else if (part.striking(fault_kind::nack, now()) != nullptr) {
@@ -159,7 +231,10 @@ void transaction::stop() {
         at.wire().stop();
     }
     for (const auto &[part, time] : busy_) {
-        part->traces.busy_until = now() + time;
+        part->traces.busy_until = now().time + time;
+    }
+    for (board_chip *const part : std::exchange(powerless_, {})) {
+        part->model->power_on();
     }
     busy_.clear();
     took_part_.clear();

@@ -42,9 +42,9 @@ struct board_chip {
     bool plugged = true; ///< otherwise it is not there: it neither answers nor connects nor drives anything
 
     /// The chip's fault of a kind, if it strikes the transfer that is going on now.
-    [[nodiscard]] fault *striking(fault_kind kind, std::chrono::nanoseconds now);
+    [[nodiscard]] fault *striking(fault_kind kind, const board_moment &now);
     /// The chip's fault of a kind, null when it has none or that will never strike again.
-    [[nodiscard]] const fault *waiting(fault_kind kind, std::chrono::nanoseconds now) const;
+    [[nodiscard]] const fault *waiting(fault_kind kind, const board_moment &now) const;
 };
 
 /// One port of a chip, soldered to a segment.
@@ -73,6 +73,9 @@ struct wiring {
     std::vector<segment> segments;
     std::map<uint8_t, std::size_t> adapters; ///< segment of each I2C adapter
     const board_clock *clock = nullptr;      ///< that faults live in
+    mutable uint64_t transfers = 0;          ///< that there have been
+
+    [[nodiscard]] board_moment now() const { return {clock->now(), transfers + 1}; }
 
     /// The adapter's own segment and all behind multiplexers that connect them now.
     [[nodiscard]] std::vector<reached_segment> reach(std::size_t from) const;
@@ -115,10 +118,18 @@ class transaction {
     [[nodiscard]] board_chip *find(fault_kind kind) const;
     /// The addressed chips were written to: those with the fault are busy after the transfer.
     void make_busy();
+    /// At the end of the transfer the chip starts as at power-on.
+    void lose_power(board_chip &part) { powerless_.push_back(&part); }
+    /// A transfer of those that this transaction is made of is over.
+    void count_transfer() { ++wires_.transfers; }
 
   private:
-    [[nodiscard]] std::chrono::nanoseconds now() const { return wires_.clock->now(); }
+    [[nodiscard]] board_moment now() const { return wires_.now(); }
     void hold_lines(fault_kind kind);
+    void begin(uint8_t address);
+    [[nodiscard]] bool concerns(const connection &selector) const;
+    [[nodiscard]] bool lose_selectors();
+    [[nodiscard]] bool brown_out();
     void find_addressed(uint8_t address);
     [[nodiscard]] bool answers_to(const connection &at, uint8_t address);
     bool acknowledges(const connection &at, direction way);
@@ -126,6 +137,7 @@ class transaction {
     void remember(const connection &at);
 
     const wiring &wires_;
+    std::size_t from_; ///< the adapter's segment
     std::vector<reached_segment> reached_;
     int failure_ = 0;
     bool begun_ = false; ///< there was a START
@@ -135,6 +147,7 @@ class transaction {
     std::map<board_chip *, bool> refusals_ = {}; ///< one decision for each chip and transaction
     std::map<board_chip *, std::optional<uint8_t>> moved_ = {};  ///< to another address, if any; likewise
     std::map<board_chip *, std::chrono::nanoseconds> busy_ = {}; ///< for so long after the transfer
+    std::vector<board_chip *> powerless_ = {};
     std::vector<fault_kind> struck_ = {};
 };
 

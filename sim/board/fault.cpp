@@ -11,14 +11,12 @@ fault fault::at_rate(double rate, uint64_t seed) {
     return fault(fault_terms{.count = std::nullopt, .rate = rate, .seed = seed});
 }
 
-bool fault::strikes(std::chrono::nanoseconds now) {
+bool fault::strikes(const board_moment &now) {
     if (spent(now)) {
         return false;
     }
     ++seen_;
-    const bool early = seen_ < terms_.from.transfer.value_or(0) ||
-                       now < terms_.from.time.value_or(std::chrono::nanoseconds(0));
-    if (early) {
+    if (early(now)) {
         return false;
     }
     const bool by_chance = !terms_.count || terms_.rate < 1;
@@ -34,9 +32,17 @@ bool fault::strikes(std::chrono::nanoseconds now) {
 /// A number in [0, 1), exactly.
 double fault::chance() { return static_cast<double>(numbers_() >> 11) * 0x1p-53; }
 
-bool fault::spent(std::chrono::nanoseconds now) const {
-    return terms_.count == 0U || (terms_.until.transfer && seen_ >= *terms_.until.transfer) ||
-           (terms_.until.time && now > *terms_.until.time);
+bool fault::early(const board_moment &now) const {
+    const fault_limit &from = terms_.from;
+    return seen_ < from.transfer.value_or(0) || now.time < from.time.value_or(std::chrono::nanoseconds(0)) ||
+           now.transfer < from.board_transfer.value_or(0);
+}
+
+bool fault::spent(const board_moment &now) const {
+    const fault_limit &until = terms_.until;
+    return terms_.count == 0U || (until.transfer && seen_ >= *until.transfer) ||
+           (until.time && now.time > *until.time) ||
+           (until.board_transfer && now.transfer > *until.board_transfer);
 }
 
 } // namespace varnel::sim

@@ -14,8 +14,15 @@ namespace varnel::sim {
 struct fault_limit {
     std::optional<uint64_t> transfer = std::nullopt;             ///< of those that it could strike, from 1
     std::optional<std::chrono::nanoseconds> time = std::nullopt; ///< since power-on
+    std::optional<uint64_t> board_transfer = std::nullopt;       ///< of all of the board, from 1
 
     bool operator==(const fault_limit &) const = default;
+};
+
+/// A moment in a board's life.
+struct board_moment {
+    std::chrono::nanoseconds time{0}; ///< since power-on
+    uint64_t transfer = 0;            ///< that is going on, or comes next, from 1
 };
 
 /// When a fault strikes, and how.
@@ -41,9 +48,9 @@ class fault {
     [[nodiscard]] static fault at_rate(double rate, uint64_t seed);
 
     /// A transfer comes along that the fault could strike: does it?
-    [[nodiscard]] bool strikes(std::chrono::nanoseconds now = {});
+    [[nodiscard]] bool strikes(const board_moment &now = {});
     /// Whether it will never strike again.
-    [[nodiscard]] bool spent(std::chrono::nanoseconds now = {}) const;
+    [[nodiscard]] bool spent(const board_moment &now = {}) const;
     /// A number from 0 to `limit` - 1; the choice of a bit, for example.
     [[nodiscard]] uint64_t choose(uint64_t limit) { return numbers_() % limit; }
     /// Its terms; the count is how many transfers it is still to strike.
@@ -52,6 +59,7 @@ class fault {
 
   private:
     double chance();
+    [[nodiscard]] bool early(const board_moment &now) const;
 
     fault_terms terms_;
     uint64_t seen_ = 0;       ///< transfers that it could have struck

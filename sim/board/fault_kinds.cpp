@@ -108,6 +108,27 @@ constexpr std::array kinds{
         .parameter = fault_parameter::address,
         .needs_parameter = true,
     },
+    fault_facts{
+        .kind = fault_kind::brownout,
+        .name = "brownout",
+        .effect = "loses its power for a moment before the transfer, and starts as at power-on",
+        .seen = "success, with registers at their power-on values",
+        .source = "NXP PCA9555 datasheet, power-on reset",
+    },
+    fault_facts{
+        .kind = fault_kind::power_loss,
+        .name = "power-loss",
+        .effect = "loses its power within a write: it keeps only the first bytes, and starts as at power-on",
+        .seen = "success, with the old bytes after the new ones",
+        .source = "Microchip AT24C02C datasheet, self-timed write cycle",
+    },
+    fault_facts{
+        .kind = fault_kind::taken,
+        .name = "taken",
+        .effect = "a selector's other master takes the bus before a transfer to the selector or through it",
+        .seen = "ENXIO behind the selector",
+        .source = "NXP PCA9541A datasheet, bus control sequence",
+    },
 };
 
 constexpr std::array parameters{

@@ -23,6 +23,9 @@ enum class fault_kind : uint8_t {
     pec,
     frozen,
     address,
+    brownout,
+    power_loss,
+    taken,
 };
 
 /// What a kind of fault can be told besides when it strikes.

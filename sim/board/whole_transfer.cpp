@@ -58,6 +58,19 @@ class whole_transfer {
         }
         refused_byte_ = struck_byte(fault_kind::nack_byte, write_length_);
         last_byte_ = struck_byte(fault_kind::stretch, write_length_ + read_length_);
+        cut_power();
+    }
+
+    /// Some bytes of a write stay, at least the first, which says where they go.
+    void cut_power() {
+        board_chip *const part = wire_.find(fault_kind::power_loss);
+        if (part == nullptr || request_.kind != operation::write || write_length_ < 2) {
+            return;
+        }
+        if (fault *const loss = wire_.strike(fault_kind::power_loss)) {
+            kept_bytes_ = 1 + loss->choose(write_length_ - 1);
+            wire_.lose_power(*part);
+        }
     }
 
     /// The byte, from 1, that a fault strikes; 0 for none, also when the transfer has only `length` bytes before it.
@@ -79,7 +92,8 @@ class whole_transfer {
         for (const uint8_t byte : request_.data.first(write_length_)) {
             const bool disturbed = request_.read_length == 0;
             outcome_.written.push_back(byte ^ (disturbed ? noise(outcome_.written.size()) : 0));
-            if (outcome_.written.size() == refused_byte_ || !wire_.write(outcome_.written.back())) {
+            const bool kept = outcome_.written.size() <= kept_bytes_;
+            if (outcome_.written.size() == refused_byte_ || (kept && !wire_.write(outcome_.written.back()))) {
                 return EIO;
             }
             if (clock_is_held()) {
@@ -176,7 +190,8 @@ class whole_transfer {
     bool shortened_ = false;
     std::optional<uint64_t> flipped_bit_ = std::nullopt;
     std::size_t refused_byte_ = 0; ///< from 1; 0 for none
-    std::size_t last_byte_ = 0;    ///< after which the clock is held; likewise
+    std::size_t kept_bytes_ = SIZE_MAX;
+    std::size_t last_byte_ = 0; ///< after which the clock is held; likewise
     transfer_outcome outcome_{-1, 0};
 };
 
@@ -196,6 +211,7 @@ std::vector<transfer_outcome> perform(transaction &wire, std::span<const transfe
     for (const transfer_request &request : requests) {
         outcomes.push_back(whole_transfer(wire, request).run());
         outcomes.back().faults = wire.take_struck();
+        wire.count_transfer();
         if (error_of(request, outcomes.back()) != 0) {
             break;
         }

@@ -17,6 +17,9 @@ void add_limit(json &to, const std::string &name, const fault_limit &limit) {
     if (limit.transfer) {
         to[name + "_transfer"] = *limit.transfer;
     }
+    if (limit.board_transfer) {
+        to[name + "_board_transfer"] = *limit.board_transfer;
+    }
     if (limit.time) {
         to[name + "_seconds"] = static_cast<double>(limit.time->count()) / nanoseconds_per_second;
     }
@@ -26,6 +29,9 @@ fault_limit limit_in(const json &from, const std::string &name) {
     fault_limit limit;
     if (const auto transfer = from.find(name + "_transfer"); transfer != from.end()) {
         limit.transfer = transfer->get<uint64_t>();
+    }
+    if (const auto transfer = from.find(name + "_board_transfer"); transfer != from.end()) {
+        limit.board_transfer = transfer->get<uint64_t>();
     }
     if (const auto seconds = from.find(name + "_seconds"); seconds != from.end()) {
         limit.time = std::chrono::nanoseconds(std::llround(seconds->get<double>() * nanoseconds_per_second));

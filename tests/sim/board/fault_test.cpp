@@ -64,11 +64,20 @@ TEST(fault, window_of_time_includes_both_ends) {
     fault waiting({.count = std::nullopt, .from = {.time = 2s}, .until = {.time = 4s}});
     std::string pattern;
     for (const auto now : {1s, 2s, 3s, 4s, 5s}) {
-        pattern += waiting.strikes(now) ? 'X' : '.';
+        pattern += waiting.strikes({now}) ? 'X' : '.';
     }
     EXPECT_EQ(pattern, ".XXX.");
-    EXPECT_FALSE(waiting.spent(4s));
-    EXPECT_TRUE(waiting.spent(5s));
+    EXPECT_FALSE(waiting.spent({4s}));
+    EXPECT_TRUE(waiting.spent({5s}));
+}
+
+TEST(fault, window_of_the_boards_transfers_counts_all) {
+    fault waiting({.count = std::nullopt, .from = {.board_transfer = 5}, .until = {.board_transfer = 7}});
+    std::string pattern;
+    for (const uint64_t transfer : {1U, 4U, 5U, 7U, 8U}) {
+        pattern += waiting.strikes({0s, transfer}) ? 'X' : '.';
+    }
+    EXPECT_EQ(pattern, "..XX.");
 }
 
 TEST(fault, count_and_rate_both_limit) {
@@ -328,6 +337,82 @@ TEST(faulty_supply, pec_spoils_the_packet_error_code_of_reads_that_have_one) {
     EXPECT_EQ(std::popcount(static_cast<unsigned int>(struck.read[2] ^ right.read[2])), 1);
     EXPECT_EQ((std::vector{struck.read[0], struck.read[1]}), without.read);
     EXPECT_THAT(without.faults, ElementsAre());
+}
+
+TEST_F(faulty_board, window_of_the_boards_transfers_strikes_that_transfer) {
+    inject("a", fault_kind::nack, {.from = {.board_transfer = 3}, .until = {.board_transfer = 3}});
+    EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
+    EXPECT_EQ(bench.read(0, 0x21, 1).result, 1);
+    EXPECT_EQ(bench.read(0, 0x20, 1).error, ENXIO);
+    EXPECT_EQ(bench.read(0, 0x20, 1).result, 1);
+}
+
+TEST(faulty_expander, brownout_puts_registers_to_their_power_on_values) {
+    bench_board bench("[exp]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
+    EXPECT_EQ(bench.write(0, 0x20, {6, 0}).result, 2);
+    EXPECT_THAT(bench.write_read(0, 0x20, {6}, 1).read, ElementsAre(0));
+    bench.board.inject("exp", fault_kind::brownout, fault::next_transfers(1, 1));
+    const auto struck = bench.write_read(0, 0x20, {6}, 1);
+    EXPECT_THAT(struck.read, ElementsAre(0xFF));
+    EXPECT_THAT(struck.faults, ElementsAre(fault_kind::brownout));
+}
+
+TEST(faulty_mux, brownout_switches_the_channels_off_before_the_transfer) {
+    bench_board bench("[mux]\ntype = pca9548\nbus = 0\naddress = 0x70\n"
+                      "[fru]\ntype = 24c02\nbus = mux.0\naddress = 0x50\n");
+    EXPECT_EQ(bench.write(0, 0x70, {1}).result, 1);
+    bench.board.inject("mux", fault_kind::brownout, fault::next_transfers(1, 1));
+    EXPECT_EQ(bench.read(0, 0x50, 1).result, 1); // not the mux's
+    EXPECT_THAT(bench.read(0, 0x70, 1).read, ElementsAre(0));
+    EXPECT_EQ(bench.read(0, 0x50, 1).error, ENXIO);
+}
+
+TEST(faulty_eeprom, power_loss_keeps_the_first_bytes_of_a_write) {
+    bench_board bench("[fru]\ntype = 24c02\nbus = 0\naddress = 0x50\n");
+    bench.board.inject("fru", fault_kind::power_loss, fault::next_transfers(1, 1));
+    EXPECT_EQ(bench.write_read(0, 0x50, {0}, 1).result, 0);
+    const auto struck = bench.write(0, 0x50, {0, 1, 2, 3, 4, 5, 6, 7, 8});
+    EXPECT_EQ(struck.result, 9);
+    EXPECT_THAT(struck.faults, ElementsAre(fault_kind::power_loss));
+    bench.clock.pass(10ms);
+    const auto stored = bench.write_read(0, 0x50, {0}, 8).read;
+    ASSERT_EQ(stored.size(), 8U);
+    std::size_t kept = 0;
+    while (kept < 8 && stored[kept] == kept + 1) {
+        ++kept;
+    }
+    EXPECT_LT(kept, 8U);
+    EXPECT_THAT(std::vector(stored.begin() + static_cast<std::ptrdiff_t>(kept), stored.end()),
+                ::testing::Each(0xFF));
+}
+
+class faulty_selector : public ::testing::Test {
+  public:
+    void take_bus() { // as master 0: MYBUS 0, BUSON 1
+        EXPECT_EQ(bench.write(0, 0x74, {1, 4}).result, 2);
+        EXPECT_EQ(bench.read(0, 0x50, 1).result, 1);
+    }
+
+    bench_board bench{"[sel]\ntype = pca9541\nbus = 0\naddress = 0x74\nother_bus = 1\n"
+                      "[fru]\ntype = 24c02\nbus = sel\naddress = 0x50\n"};
+};
+
+TEST_F(faulty_selector, other_master_takes_the_bus_before_a_transfer_through_it) {
+    take_bus();
+    bench.board.inject("sel", fault_kind::taken, fault::next_transfers(1, 1));
+    const auto struck = bench.read(0, 0x50, 1);
+    EXPECT_EQ(struck.error, ENXIO);
+    EXPECT_THAT(struck.faults, ElementsAre(fault_kind::taken));
+    EXPECT_EQ(bench.read(1, 0x50, 1).result, 1);
+    EXPECT_THAT(bench.write_read(0, 0x74, {2}, 1).read, ElementsAre(4 | 8)); // BUSOK before, BUSLOST now
+}
+
+TEST_F(faulty_selector, other_master_takes_the_bus_before_a_transfer_to_it) {
+    take_bus();
+    bench.board.inject("sel", fault_kind::taken, fault::next_transfers(1, 1));
+    EXPECT_THAT(bench.write_read(0, 0x74, {2}, 1).faults, ElementsAre(fault_kind::taken));
+    EXPECT_EQ(bench.read(0, 0x50, 1).error, ENXIO);
+    EXPECT_THROW(bench.board.inject("fru", fault_kind::taken, fault::next_transfers(1, 1)), sim::bad_request);
 }
 
 TEST_F(faulty_board, status_lists_remaining_faults) {

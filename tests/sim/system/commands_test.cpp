@@ -320,7 +320,7 @@ const mistake mistakes[] = {
      {"fault", "psu", "nak"},
      "there is no fault 'nak', only nack, nack-byte, busy, short, stuck, scl-stuck, arbitration, stretch, "
      "flip, pec, "
-     "frozen, address and none"},
+     "frozen, address, brownout, power-loss, taken and none"},
     {"fault_parameter", {"fault", "psu", "nack", "--byte", "2"}, "--byte is not for nack"},
     {"fault_without_parameter", {"fault", "psu", "address"}, "the fault address needs --address"},
     {"fault_parameter_range",
