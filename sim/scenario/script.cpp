@@ -215,6 +215,14 @@ constexpr std::array verbs{
          [](const std::string &name, word_reader &words) -> action {
              return board_command_from(name, words);
          }},
+    verb{"plug",
+         [](const std::string &name, word_reader &words) -> action {
+             return board_command_from(name, words);
+         }},
+    verb{"unplug",
+         [](const std::string &name, word_reader &words) -> action {
+             return board_command_from(name, words);
+         }},
     verb{"fault",
          [](const std::string &name, word_reader &words) -> action {
              return board_command_from(name, words);

@@ -77,7 +77,7 @@ TEST(scenario, pauses_are_since_the_begin_or_since_the_last_step) {
 TEST(scenario, mistakes_have_file_and_line) {
     EXPECT_EQ(refusal("wait 3s"),
               "x.scenario:3: there is no 'wait', only board, start, stop, kill, at, after, when, "
-              "expect, run, set, fault");
+              "expect, run, set, plug, unplug, fault");
     EXPECT_EQ(refusal("at"), "x.scenario:3: the time is missing");
     EXPECT_EQ(refusal("at noon"), "x.scenario:3: 'noon' is not a time, such as 500ms, 1s or 2m");
     EXPECT_EQ(refusal("at 3s sharp"), "x.scenario:3: unexpected: sharp");
