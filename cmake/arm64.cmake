@@ -1,13 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-# 64-bit ARM: Debian's cross compiler, tests run by qemu-user. Only the libraries of C and C++ are there, so what needs others is
-# left out.
-set(CMAKE_SYSTEM_NAME Linux)
+# 64-bit ARM.
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH /usr/aarch64-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig) # never the build machine's
+set(triplet aarch64-linux-gnu)
+set(architecture arm64)
+set(emulator qemu-aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
