@@ -25,6 +25,10 @@ constexpr uint64_t longest_timeout = INT_MAX / 10; // of 10 ms
 constexpr uint16_t highest_address = 0x7F;
 constexpr uint16_t highest_ten_bit_address = 0x3FF;
 
+constexpr std::size_t size_of_message(uint64_t count) {
+    return static_cast<std::size_t>(std::min<uint64_t>(count, largest_message));
+}
+
 template <class Object>
 bool read_object(const caller_memory &memory, uint64_t address, Object &object) {
     return memory.read(address, {reinterpret_cast<uint8_t *>(&object), sizeof object});
@@ -123,7 +127,7 @@ i2c_message i2c_file::message(uint16_t flags, std::vector<uint8_t> bytes) const 
 }
 
 int64_t i2c_file::read(adapter &bus, const caller_memory &memory, uint64_t address, uint64_t count) const {
-    i2c_message read = message(I2C_M_RD, std::vector<uint8_t>(std::min<uint64_t>(count, largest_message)));
+    i2c_message read = message(I2C_M_RD, std::vector<uint8_t>(size_of_message(count)));
     if (const int error = bus.transfer({&read, 1}); error != 0) {
         return -error;
     }
@@ -131,7 +135,7 @@ int64_t i2c_file::read(adapter &bus, const caller_memory &memory, uint64_t addre
 }
 
 int64_t i2c_file::write(adapter &bus, const caller_memory &memory, uint64_t address, uint64_t count) const {
-    i2c_message written = message(0, std::vector<uint8_t>(std::min<uint64_t>(count, largest_message)));
+    i2c_message written = message(0, std::vector<uint8_t>(size_of_message(count)));
     if (!memory.read(address, written.bytes)) {
         return -EFAULT;
     }

@@ -202,7 +202,8 @@ void supervisor::read_link(const system_call &call, const path_call &shape, cons
     if (const auto node = device_named(path)) {
         return calls_.fail(call, exists(*node) ? EINVAL : ENOENT);
     }
-    std::vector<uint8_t> target(std::min<uint64_t>(call.arguments[shape.result + 1], PATH_MAX));
+    std::vector<uint8_t> target(
+        static_cast<std::size_t>(std::min<uint64_t>(call.arguments[shape.result + 1], PATH_MAX)));
     const ssize_t size =
         readlink(sys_.real_name(path)->c_str(), reinterpret_cast<char *>(target.data()), target.size());
     if (size < 0) {
@@ -252,7 +253,7 @@ void supervisor::answer_dev_folder(const system_call &call) {
 
 void supervisor::list_dev_folder(const system_call &call) {
     const descriptor folder = copy_of_descriptor(call.thread, call.arguments[0]);
-    const auto size = std::min<uint64_t>(call.arguments[2], largest_listing);
+    const auto size = static_cast<std::size_t>(std::min<uint64_t>(call.arguments[2], largest_listing));
     const auto entries = read_dev_folder(folder.get(), size, nodes_);
     if (!entries) {
         return calls_.pass_on(call); // the kernel refuses again

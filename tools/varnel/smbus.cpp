@@ -235,7 +235,12 @@ added_verb<options> add_with_command(verbs<options> &smbus, const char *name, co
 }
 
 argument add_count(const added_verb<options> &verb, const char *name, std::size_t most) {
-    return add_number(verb.parser, name, verb.given.length, {1, most}, "bytes to read");
+    return add_argument(
+        verb.parser, name, verb.given.length,
+        [name, most](const std::string &text) {
+            return static_cast<std::size_t>(c_number(text, {1, most}, name));
+        },
+        "bytes to read", *name == '-' ? "N" : "");
 }
 
 void add_block(const added_verb<options> &verb) {
