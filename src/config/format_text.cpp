@@ -139,8 +139,8 @@ class conversion_text {
             put({&flag, is_one_of(c.flags, flag) ? 1U : 0U});
         }
         put("*.*");
-        put(c.is_known() ? "" : c.length_modifier); // a zero prints the same with each
-        put({&c.letter, 1});
+        put(c.is_known() ? "" : c.length_modifier);  // a zero prints the same with each
+        put({c.letter == 'S' ? "s" : &c.letter, 1}); // a null string prints the same; musl reads it for 'S'
     }
 
     [[nodiscard]] const char *c_str() const { return text_.data(); }

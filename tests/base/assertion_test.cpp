@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/assertion_lines.h"
+
 namespace {
 
 using ::testing::KilledBySignal;
@@ -17,7 +19,7 @@ void check_twice(bool first, bool second) {
 }
 
 std::string failure(int line, const std::string &expression) {
-    return "unit\\.c:" + std::to_string(line) + ": check_twice: Assertion `" + expression + "' failed\\.";
+    return varnel::test::assertion_message("unit", "check_twice", expression, std::to_string(line));
 }
 
 TEST(assertion_DeathTest, message_names_line_and_function_of_the_check) {

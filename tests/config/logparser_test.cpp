@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/assertion_lines.h"
 #include "support/scratch_folder.h"
 
 namespace {
@@ -295,8 +296,8 @@ TEST(next_token, string_of_delimiters_only_returns_null) {
 
 TEST(record_file_DeathTest, null_table_ends_the_process) {
     EXPECT_EXIT(log_styled_file_parse("none", ",", 9, nullptr), ::testing::KilledBySignal(SIGABRT),
-                "logparser\\.c:[0-9]+: log_styled_file_parse: Assertion `multi_line_string_tokens != "
-                "\\(\\(void \\*\\)0\\)' failed\\.");
+                varnel::test::assertion_message("logparser", "log_styled_file_parse",
+                                                "multi_line_string_tokens != \\(\\(void \\*\\)0\\)"));
 }
 
 } // namespace

@@ -398,6 +398,7 @@ TEST_F(smbus, printf_buf_of_nothing_prints_two_newlines) {
     EXPECT_TRUE(calls.empty());
 }
 
+#ifdef __GLIBC__ // elsewhere a program cannot replace stdout
 TEST_F(smbus, printf_buf_returns_eof_when_the_last_newline_is_lost) {
     std::fflush(stdout);
     std::FILE *const terminal = stdout;
@@ -410,5 +411,6 @@ TEST_F(smbus, printf_buf_returns_eof_when_the_last_newline_is_lost) {
     std::fclose(full);
     EXPECT_EQ(result, EOF);
 }
+#endif
 
 } // namespace

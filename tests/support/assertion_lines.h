@@ -8,6 +8,16 @@
 
 namespace varnel::test {
 
+/// A regular expression for the C library's message of an assertion in `source`, without ".c".
+inline std::string assertion_message(const std::string &source, const std::string &function,
+                                     const std::string &expression, const std::string &line = "[0-9]+") {
+#ifdef __GLIBC__
+    return source + "\\.c:" + line + ": " + function + ": Assertion `" + expression + "' failed\\.";
+#else // musl
+    return "Assertion failed: " + expression + " \\(" + source + "\\.c: " + function + ": " + line + "\\)";
+#endif
+}
+
 /// Patterns of assertion messages for death tests, and the source lines that these name.
 class assertion_lines {
   public:
@@ -16,8 +26,7 @@ class assertion_lines {
     /// The message of an assertion in `function`, whose expression is given as a regular expression.
     ::testing::Matcher<const std::string &> message(const std::string &function,
                                                     const std::string &expression) {
-        const std::string ending = ": " + function + ": Assertion `" + expression + "' failed\\.";
-        return ::testing::AllOf(::testing::ContainsRegex(source_ + "\\.c:[0-9]+" + ending),
+        return ::testing::AllOf(::testing::ContainsRegex(assertion_message(source_, function, expression)),
                                 ::testing::Truly([this](const std::string &text) { return note(text); }));
     }
 
@@ -26,12 +35,16 @@ class assertion_lines {
 
   private:
     bool note(const std::string &text) {
-        const std::string place = source_ + ".c:";
-        const std::size_t found = text.find(place);
-        if (found == std::string::npos) {
+        const std::size_t place = text.find(source_ + ".c:");
+        if (place == std::string::npos) {
             return false;
         }
-        lines_.insert(std::stoi(text.substr(found + place.size())));
+#ifdef __GLIBC__
+        const std::size_t line = place + source_.size() + 3;
+#else
+        const std::size_t line = text.rfind(": ") + 2;
+#endif
+        lines_.insert(std::stoi(text.substr(line)));
         return true;
     }
 

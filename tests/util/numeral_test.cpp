@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/assertion_lines.h"
+
 namespace {
 
 constexpr uint64_t eight_bytes = 0x1122334455667788;
@@ -97,8 +99,8 @@ TEST(set_bits, both_ends_above_63_change_nothing) {
 
 TEST(set_bits_DeathTest, null_integer_ends_the_process) {
     EXPECT_EXIT(set_bits_value(nullptr, 0, 0, 0), ::testing::KilledBySignal(SIGABRT),
-                "numeral\\.c:[0-9]+: set_bits_value: Assertion `operated_integer != \\(\\(void \\*\\)0\\)' "
-                "failed\\.");
+                varnel::test::assertion_message("numeral", "set_bits_value",
+                                                "operated_integer != \\(\\(void \\*\\)0\\)"));
 }
 
 } // namespace

@@ -11,13 +11,15 @@
 
 #include <pthread.h>
 #include <sys/prctl.h>
-#include <sys/single_threaded.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
+#ifdef __GLIBC__
+#include <sys/single_threaded.h>
+#endif
 
 namespace varnel::platform {
 
@@ -29,7 +31,14 @@ enum class lock_state { free, unknown, taken_for_ever };
 std::atomic<lock_state> locks = lock_state::free;
 bool forked_among_threads = false;
 
-void look_for_threads() { forked_among_threads = __libc_single_threaded == 0; }
+/// Only glibc says whether there are any; elsewhere there may be.
+void look_for_threads() {
+#ifdef __GLIBC__
+    forked_among_threads = __libc_single_threaded == 0;
+#else
+    forked_among_threads = true;
+#endif
+}
 
 void doubt_locks_in_child() {
     if (forked_among_threads && locks == lock_state::free) {
