@@ -110,7 +110,7 @@ inline const char *skip_others(const char *at, const char *end, char a, char b) 
     return at;
 }
 
-/// Over bytes of a class.
+/// Over bytes of a class, few of them, which come again: the machine predicts where they end.
 template <unsigned bits>
 const char *skip(const char *at, const char *end) {
     constexpr std::ptrdiff_t at_once = 4; // with one look at the end
@@ -126,9 +126,5 @@ const char *skip(const char *at, const char *end) {
     }
     return at;
 }
-
-/// Over the other characters of an ASCII name. Names are short, and the same ones come again, so the machine predicts
-/// where they end.
-inline const char *skip_name(const char *at, const char *end) { return skip<name_part>(at, end); }
 
 } // namespace varnel::xml

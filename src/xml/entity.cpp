@@ -85,6 +85,9 @@ int read_entity(input &in, int closing, std::size_t limit) {
 token read_entities(input &in, token text, int closing, std::size_t limit) {
     while (text.stop == '&') {
         in.copy(text).append('&');
+        if (in.raw()) {
+            return in.read_more(bytes_until{closing, closing}, limit);
+        }
         const int end = text.length < limit ? read_entity(in, closing, limit) : too_long;
         text = end == ';' ? in.read_more(bytes_until{closing, '&'}, limit) : in.copied(end);
     }

@@ -34,7 +34,7 @@ struct token {
 
 struct name_bytes {
     static bool ends_at(char c) { return is_ascii(c); } // the locale decides about other letters
-    static const char *skip(const char *at, const char *end) { return skip_name(at, end); }
+    static const char *skip(const char *at, const char *end) { return varnel::xml::skip<name_part>(at, end); }
     static bool accepts(int c) { return is_name_part(c); }
 };
 
@@ -88,7 +88,7 @@ class input {
 
     [[nodiscard]] int get() {
         if (at_ == end_) {
-            return get_beyond_buffer();
+            return apart(*this, [](input &in) { return in.refill(); });
         }
         const int c = static_cast<unsigned char>(*at_++);
         if (c == '\n') {
@@ -137,14 +137,14 @@ class input {
         const char *const begin = at_;
         const char *const end = wanted.skip(begin, end_);
         const auto length = static_cast<std::size_t>(end - begin);
-        if (end != end_ && length <= limit && Bytes::ends_at(*end)) {
-            at_ = end + 1;
-            if (*end == '\n') {
-                ++from_.document.line;
-            }
-            return {begin, length, *end};
+        if (end == end_ || length > limit || !Bytes::ends_at(*end)) [[unlikely]] {
+            return apart(*this, [wanted, limit](input &in) { return in.read_copied(wanted, limit); });
         }
-        return apart(*this, [wanted, limit](input &in) { return in.read_copied(wanted, limit); });
+        at_ = end + 1;
+        if (*end == '\n') {
+            ++from_.document.line;
+        }
+        return {begin, length, *end};
     }
 
     /// The same for a token whose first byte is consumed already: get() returned it.
@@ -222,9 +222,6 @@ class input {
     [[nodiscard]] bool raw() const { return from_.raw; }
 
   private:
-    [[nodiscard]] int get_beyond_buffer() {
-        return apart(*this, [](input &in) { return in.refill(); });
-    }
     [[nodiscard, gnu::noinline]] int refill() {
         finish();
         const int c = xml_refiller_get_char(&from_.refiller);
