@@ -22,6 +22,8 @@
 #include <cstring>
 #include <new>
 
+#include "xml/memory.h"
+
 namespace varnel::xml {
 
 inline constexpr std::uintptr_t malloc_alignment = alignof(std::max_align_t);
@@ -32,9 +34,6 @@ inline bool is_string_piece(const char *string) { return address_of(string) % 2 
 inline bool is_record_piece(const void *record) {
     return address_of(record) % malloc_alignment == record_offset;
 }
-
-/// So far ahead memory is fetched into the cache: records are made and deleted downwards, strings are made upwards.
-inline constexpr std::ptrdiff_t soon = 1024;
 
 struct slab {
     std::atomic<std::size_t> in_use; ///< pieces, and many more while a slab_filler fills it
@@ -68,7 +67,7 @@ class slab_filler {
         if (room() < step + distance_size) {
             return nullptr;
         }
-        end_ -= step;
+        end_ -= step; // records are made downwards, strings upwards
         __builtin_prefetch(end_ - soon, 1);
         __builtin_prefetch(begin_ + soon, 1);
         finish_piece(end_);

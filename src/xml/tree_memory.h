@@ -15,7 +15,7 @@ class tree_memory {
 
     template <class Record>
     [[nodiscard]] Record *record(input &in) {
-        Record *made = compact_ ? filler_.record<Record>() : make<Record>();
+        Record *made = compact_ ? filler_.record<Record>() : record_in_block<Record>();
         if (made == nullptr) {
             made = record_in_new_slab<Record>();
         }
@@ -33,6 +33,14 @@ class tree_memory {
     }
 
   private:
+    template <class Record>
+    [[nodiscard]] static Record *record_in_block() {
+        auto *const made = make<Record>();
+        if (made != nullptr) {
+            fetch_after(made, sizeof(Record));
+        }
+        return made;
+    }
     /// A short string is copied in one go, with some bytes that come after it: the smallest block that malloc() makes has
     /// room for them.
     [[nodiscard]] char *string_in_block(input &in, const token &of) {
@@ -42,6 +50,7 @@ class tree_memory {
         }
         auto *const made = static_cast<char *>(std::malloc(at_once));
         if (made != nullptr) {
+            fetch_after(made, at_once);
             std::memcpy(made, of.bytes, at_once);
             made[of.length] = '\0';
         }
