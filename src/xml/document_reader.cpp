@@ -4,22 +4,15 @@
 #include <array>
 #include <cstdio>
 
-namespace {
-
-int failed(xml_document &doc) {
-    doc.status = xml_status_input_failed;
-    return xml_status_input_failed;
-}
-
-} // namespace
-
 int xml_read(xml_document *doc, const char *path, unsigned flags) {
     std::FILE *const stream = std::fopen(path, "r");
-    if (stream == nullptr) {
-        return failed(*doc);
+    if (stream != nullptr) {
+        xml_read_file(doc, stream, flags);
     }
-    xml_read_file(doc, stream, flags);
-    return std::fclose(stream) == 0 ? doc->status : failed(*doc);
+    if (stream == nullptr || std::fclose(stream) != 0) {
+        doc->status = xml_status_input_failed;
+    }
+    return doc->status;
 }
 
 int xml_read_file(xml_document *doc, std::FILE *stream, unsigned flags) {

@@ -65,14 +65,6 @@ template <unsigned stops>
     const auto marks = static_cast<unsigned>(_mm_movemask_epi8(found));
     return marks != 0 ? static_cast<std::size_t>(std::countr_zero(marks)) : at_once;
 }
-#else
-constexpr std::size_t at_once = 1;
-bool can_copy_many(const char * /*at*/, bool /*in_slab*/) { return true; }
-template <unsigned stops>
-std::size_t copy_many(char *to, const char *from) {
-    *to = *from;
-    return varnel::xml::is(*from, stops) ? 0 : 1;
-}
 #endif
 
 /// Appends bytes with the growth that appending them one by one has. 0, or 2 after the byte that failed.
@@ -133,13 +125,11 @@ void sink::make_room() {
     limit_ = stream_room();
 }
 
-void sink::bytes(const char *piece, std::size_t length) {
-    if (length >= room()) {
-        make_room();
-    }
+/// A piece that has no room now.
+void sink::send(const char *piece, std::size_t length) {
+    make_room();
     if (length < room()) {
-        std::memcpy(gathered_.data() + used_, piece, length);
-        used_ += length;
+        bytes(piece, length);
     } else {
         call(piece, length);
         make_room();
@@ -149,23 +139,26 @@ void sink::bytes(const char *piece, std::size_t length) {
 /// Copies a string to what is gathered, without counting it yet, up to a byte of a class or as long as there
 /// is room.
 template <unsigned stops>
-std::size_t sink::copy_until(const char *s, bool in_slab) {
+std::size_t sink::copy_until(const char *s, [[maybe_unused]] bool in_slab) {
     char *const to = gathered_.data() + used_;
     const std::size_t most = room();
     std::size_t length = 0;
     while (length != most) {
+#ifdef __SSE2__
         if (most - length >= at_once && can_copy_many(s + length, in_slab)) {
             const std::size_t copied = copy_many<stops>(to + length, s + length);
             length += copied;
             if (copied != at_once) {
                 break;
             }
-        } else if (is(s[length], stops)) {
-            break;
-        } else {
-            to[length] = s[length];
-            ++length;
+            continue;
         }
+#endif
+        if (is(s[length], stops)) {
+            break;
+        }
+        to[length] = s[length];
+        ++length;
     }
     return length;
 }
@@ -180,14 +173,14 @@ void sink::string(const char *s) {
     }
 }
 
-void sink::repeat(std::string_view piece, std::size_t times) {
-    const std::size_t length = piece.size() * times;
+void sink::repeat(std::string_view piece, int times) {
+    const std::size_t length = piece.size() * static_cast<std::size_t>(std::max(times, 0));
     if (good() && length < room()) {
         std::memset(gathered_.data() + used_, piece.front(), length);
         used_ += length;
         return;
     }
-    for (std::size_t i = 0; i < times && (i == 0 || good()); ++i) {
+    for (int i = 0; i < times && (i == 0 || good()); ++i) {
         bytes(piece.data(), piece.size());
     }
 }

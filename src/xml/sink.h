@@ -21,26 +21,21 @@ class sink {
     sink(const sink &) = delete;
     sink &operator=(const sink &) = delete;
 
-    void character(char c) {
-        if (used_ < limit_) {
-            gathered_[used_++] = c;
-        } else {
-            bytes(&c, 1);
-        }
-    }
-    void bytes(const char *piece, std::size_t length);
-    template <std::size_t Size>
-    void literal(const char (&text)[Size]) {
-        constexpr std::size_t length = Size - 1;
+    void bytes(const char *piece, std::size_t length) {
         if (length < room()) {
-            std::memcpy(gathered_.data() + used_, text, length);
+            std::memcpy(gathered_.data() + used_, piece, length);
             used_ += length;
         } else {
-            bytes(text, length);
+            send(piece, length);
         }
     }
-    /// A piece of one or more of the same character, so many times; once where the sink has an error.
-    void repeat(std::string_view piece, std::size_t times);
+    void character(char c) { bytes(&c, 1); }
+    template <std::size_t Size>
+    void literal(const char (&text)[Size]) {
+        bytes(text, Size - 1);
+    }
+    /// A piece of one or more of the same character, so many times; at most once where the sink has an error.
+    void repeat(std::string_view piece, int times);
     /// A null pointer is the empty string.
     void string(const char *s);
     /// As xml_output_escape_string(); a null pointer is the empty string.
@@ -57,6 +52,7 @@ class sink {
     std::size_t copy_until(const char *s, bool in_slab);
     [[nodiscard]] std::size_t room() const { return limit_ - used_; }
     void make_room();
+    void send(const char *piece, std::size_t length);
     const char *send_plain(const char *s);
     void send_run(const char *run, std::size_t length);
     void call(const char *piece, std::size_t length);

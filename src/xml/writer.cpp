@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "varnel/xml_iterator.h"
+#include "xml/memory.h"
 #include "xml/noted_parents.h"
 #include "xml/sink.h"
 
@@ -56,21 +57,11 @@ class node_writer {
         }
         at_ = &node;
         parent_ = parent;
-        fetch_ahead(node);
-    }
-
-    /// What is fetched early is in the cache in time: what belongs to this node, and what comes after it in memory. In
-    /// default trees of one document, which are large, that mostly belongs to the next nodes.
-    static void fetch_ahead(const xml_node &node) {
         __builtin_prefetch(node.attributes);
         __builtin_prefetch(node.value);
         __builtin_prefetch(node.first_child);
         __builtin_prefetch(node.next);
-        constexpr std::ptrdiff_t line = 64;
-        const char *const then = reinterpret_cast<const char *>(&node) + 12 * line;
-        for (std::ptrdiff_t i = 0; i < 5; ++i) {
-            __builtin_prefetch(then + i * line);
-        }
+        fetch_after(&node, usual_node_size);
     }
 
     void go_down() {
@@ -107,15 +98,9 @@ class node_writer {
         }
     }
 
-    void indent(int level) {
-        if (level > 0) {
-            out_.repeat(unit_, static_cast<size_t>(level));
-        }
-    }
-
     void open(const xml_node &node) {
         if (indented_) {
-            indent(depth_ - 1);
+            out_.repeat(unit_, depth_ - 1);
         }
         switch (node.kind) {
         case xml_kind_element:
@@ -189,12 +174,12 @@ class node_writer {
         }
         if (element.value != nullptr) {
             if (indented) {
-                indent(depth_);
+                out_.repeat(unit_, depth_);
             }
             out_.value(element.value, raw_);
         }
         if (indented) {
-            indent(depth_ - 1);
+            out_.repeat(unit_, depth_ - 1);
         }
         out_.literal("</");
         out_.string(element.name);
@@ -223,7 +208,6 @@ int xml_write(xml_document *doc, const char *path, unsigned flags) {
     }
     if (stream == nullptr || std::fclose(stream) != 0) {
         doc->status = xml_status_input_failed;
-        return xml_status_input_failed;
     }
     return doc->status;
 }
