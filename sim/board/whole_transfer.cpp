@@ -68,7 +68,7 @@ class whole_transfer {
             return;
         }
         if (fault *const loss = wire_.strike(fault_kind::power_loss)) {
-            kept_bytes_ = 1 + loss->choose(write_length_ - 1);
+            kept_bytes_ = 1 + static_cast<std::size_t>(loss->choose(write_length_ - 1));
             wire_.lose_power(*part);
         }
     }
@@ -80,7 +80,7 @@ class whole_transfer {
             return 0;
         }
         const fault *const striking = wire_.strike(kind);
-        return striking == nullptr ? 0 : striking->parameter();
+        return striking == nullptr ? 0 : static_cast<std::size_t>(striking->parameter());
     }
 
     [[nodiscard]] bool clock_is_held() const {

@@ -19,6 +19,7 @@ void add_commands(argument_parser app, invocation &call) {
     add_trace(app, call);
     add_wait(app, call);
     add_test(app, call);
+    add_campaign(app, call);
 }
 
 } // namespace
@@ -38,8 +39,8 @@ int run_command(std::vector<std::string> arguments, const std::function<void(inv
     if (!varnel_sim.parse(std::move(arguments))) {
         return success;
     }
-    if (!call.program.empty() && varnel_sim.typed_verb() != "run") {
-        throw bad_usage("only run takes a program after --");
+    if (!call.program.empty() && varnel_sim.typed_verb() != "run" && varnel_sim.typed_verb() != "campaign") {
+        throw bad_usage("only run and campaign take a program after --");
     }
     run(call);
     return call.status;

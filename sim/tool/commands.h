@@ -32,6 +32,7 @@ void add_set(argument_parser app, invocation &call);
 void add_plug(argument_parser app, invocation &call);
 void add_unplug(argument_parser app, invocation &call);
 void add_fault(argument_parser app, invocation &call);
+void add_campaign(argument_parser app, invocation &call);
 void add_test(argument_parser app, invocation &call);
 void add_trace(argument_parser app, invocation &call);
 void add_wait(argument_parser app, invocation &call);

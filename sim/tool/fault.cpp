@@ -102,11 +102,11 @@ void add_fault_options(argument_parser command, fault_options &options) {
     add_argument(command, "--until", options.until, limit("--until"),
                  "not after the Nth transfer, or not after TIME", "N|TIME");
     add_parameters(command, options);
-    std::string kinds;
+    std::string kinds = "Kinds of fault:\n";
     for (const fault_facts &each : fault_kinds()) {
-        kinds += fmt::format("{}  {:12} {}", kinds.empty() ? "" : "\n", each.name, each.effect);
+        kinds += fmt::format("  {:12} {}\n", each.name, each.effect);
     }
-    command.add_note(kinds + "\n");
+    command.add_note(kinds);
 }
 
 void add_limit(json &request, const std::string &name, const std::optional<limit_option> &limit) {

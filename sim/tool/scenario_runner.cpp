@@ -23,6 +23,7 @@
 #include "sim/tool/commands.h"
 #include "sim/tool/reading_match.h"
 #include "sim/tool/start.h"
+#include "sim/tool/working_folder.h"
 
 namespace varnel::sim::tool {
 
@@ -40,30 +41,6 @@ constexpr std::size_t reported_lines = 8;
 struct disappointment {
     std::string expected;
     std::string came;
-};
-
-/// A folder that is the working directory while this lives.
-class working_folder {
-  public:
-    working_folder() {
-        std::string name = fs::temp_directory_path() / "varnel-test-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error(fmt::format("{}: cannot be made", name));
-        }
-        folder_ = name;
-        fs::current_path(folder_);
-    }
-    ~working_folder() {
-        std::error_code ignored;
-        fs::current_path(before_, ignored);
-        fs::remove_all(folder_, ignored);
-    }
-    working_folder(const working_folder &) = delete;
-    working_folder &operator=(const working_folder &) = delete;
-
-  private:
-    fs::path before_ = fs::current_path();
-    fs::path folder_;
 };
 
 /// What crosses the buses.
@@ -323,6 +300,7 @@ result play(const script &what) {
     setenv(board_variable, board_file.c_str(), 1);
     setenv(socket_variable, where.socket_path().c_str(), 1);
     const working_folder folder;
+    const inside_folder inside(folder);
     player playing(board_file, where);
     std::optional<failed_step> failure = play_steps(what, playing);
     return {what.file, what.title, steady_clock::now() - begin, std::move(failure)};

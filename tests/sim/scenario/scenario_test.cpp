@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "host/ini_file.h"
+#include "sim/campaign/plan.h"
 #include "sim/scenario/report.h"
 #include "sim/scenario/script.h"
 
@@ -122,6 +123,59 @@ TEST(scenario_report, junit_escapes_what_xml_does_not_take) {
         "    <failure message=\"line 7: expect a.b &quot;c&quot; &amp; &lt;d&gt;\">"
         "  expected  within 5000 ms: a.b c\n  came      a.b is 'e'\n  printed   m: 1\n            m: ?\n"
         "</failure>\n  </testcase>\n</testsuite>\n");
+}
+
+namespace campaign = sim::campaign;
+using sim::fault_kind;
+
+sim::transfer_record record(const std::string &chip, std::size_t written, std::size_t read) {
+    sim::transfer_record made{};
+    if (!chip.empty()) {
+        made.chips.push_back({chip, "0"});
+    }
+    made.written.length = written;
+    made.read.length = read;
+    return made;
+}
+
+std::string names(const std::vector<campaign::trial> &trials) {
+    std::string all;
+    for (const campaign::trial &each : trials) {
+        all += (all.empty() ? "" : " ") + name_of(each);
+    }
+    return all;
+}
+
+TEST(campaign_plan, tries_what_can_strike_each_transfer_once_and_from_then_on) {
+    const auto quick = campaign::plan({record("", 1, 0), record("exp", 0, 0)}, {});
+    EXPECT_EQ(names(quick), "2:nack 2:nack:on 2:stuck 2:stuck:on 2:scl-stuck 2:scl-stuck:on 2:arbitration "
+                            "2:arbitration:on 2:brownout 2:brownout:on");
+    const auto write = names(campaign::plan({record("exp", 2, 0)}, {"sel"}));
+    EXPECT_THAT(write, HasSubstr("1:nack-byte 1:nack-byte:on 1:busy 1:busy:on 1:short "));
+    EXPECT_THAT(write, HasSubstr("1:power-loss"));
+    EXPECT_THAT(write, ::testing::Not(HasSubstr("1:frozen")));
+    EXPECT_THAT(write, ::testing::Not(HasSubstr("1:taken")));
+    const auto reading = campaign::plan({record("sel", 1, 2)}, {"sel"});
+    EXPECT_THAT(names(reading), HasSubstr("1:pec 1:pec:on 1:frozen 1:frozen:on"));
+    EXPECT_THAT(names(reading), HasSubstr("1:taken 1:taken:on"));
+    EXPECT_THAT(names(reading), ::testing::Not(HasSubstr("1:busy")));
+    EXPECT_EQ(names(campaign::chosen(reading, "1:taken:on")), "1:taken:on");
+    EXPECT_EQ(campaign::chosen(reading, "1").size(), reading.size());
+    EXPECT_EQ(names(campaign::chosen(reading, "2")), "");
+}
+
+TEST(campaign_verdict, names_what_was_bad) {
+    EXPECT_EQ(verdict(campaign::ending{0, {}}, {}), "");
+    EXPECT_EQ(verdict(campaign::ending{5, {}}, {}), "");
+    EXPECT_EQ(verdict(campaign::ending{std::nullopt, {}}, {}), "hangs");
+    EXPECT_EQ(verdict(campaign::ending{139, {}}, {}), "is ended by SIGSEGV");
+    EXPECT_EQ(verdict(campaign::ending{127, {}}, {}), "ends with 127");
+    EXPECT_EQ(verdict(campaign::ending{1, {}}, {.status = 0}), "ends with 1");
+    EXPECT_EQ(verdict(campaign::ending{0, {"one", "level 255 C"}}, {.forbidden = "25[0-9] C$"}),
+              "prints: level 255 C");
+    EXPECT_EQ(verdict(campaign::ending{0, {"level 55 C"}}, {.forbidden = "25[0-9] C$"}), "");
+    EXPECT_EQ(verdict(campaign::ending{0, {}, true, 2}, {}), "the check ends with 2");
+    EXPECT_EQ(verdict(campaign::ending{0, {}, true, 0}, {}), "");
 }
 
 } // namespace varnel::test
