@@ -69,6 +69,7 @@ std::string command_of(std::vector<std::string> words) {
 
 void wait_for(const std::vector<std::pair<trial, std::unique_ptr<trial_run>>> &running) {
     std::vector<pollfd> watched;
+    watched.reserve(running.size());
     for (const auto &[of, run] : running) {
         watched.push_back({run->news(), POLLIN, 0});
     }
@@ -107,6 +108,7 @@ std::vector<judged> run_all(const campaign_setting &setting, const campaign::rul
         });
     }
     std::vector<judged> ordered;
+    ordered.reserve(trials.size());
     for (const trial &each : trials) {
         ordered.push_back(results.at(name_of(each)));
     }
