@@ -26,6 +26,7 @@ board::board(board_description description, const board_clock &clock, chip_facto
     }
     wiring_ = wire_up(description_, chips_);
     wiring_.clock = &clock_;
+    set_clocks();
     std::vector<board_chip *> parts;
     for (std::size_t i = 0; i < chips_.size(); ++i) {
         apply_settings(*chips_[i]->model, description_.chips[i]);
@@ -35,6 +36,37 @@ board::board(board_description description, const board_clock &clock, chip_facto
     }
     pin_wires_ = pin_wires(description_, chips_);
     power_on(parts);
+}
+
+/// One for all comes first, whatever the order in the file.
+void board::set_clocks() {
+    for (const bus_clock &clock : description_.clocks) {
+        for (const auto &[adapter, segment] : wiring_.adapters) {
+            if (!clock.adapter) {
+                kilohertz_.try_emplace(adapter, clock.kilohertz);
+            }
+        }
+    }
+    for (const bus_clock &clock : description_.clocks) {
+        if (clock.adapter && !wiring_.adapters.contains(*clock.adapter)) {
+            throw host::bad_line(description_.file, clock.line,
+                                 fmt::format("clock.{0}: there is no bus {0}", *clock.adapter));
+        }
+        if (clock.adapter) {
+            kilohertz_[*clock.adapter] = clock.kilohertz;
+        }
+    }
+}
+
+std::chrono::nanoseconds board::duration(const transfer_request &request,
+                                         const transfer_outcome &outcome) const {
+    const auto found = kilohertz_.find(request.adapter);
+    if (found == kilohertz_.end()) {
+        return {};
+    }
+    const std::chrono::duration<double, std::milli> time(static_cast<double>(wire_bits(request, outcome)) /
+                                                         found->second);
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(time);
 }
 
 /// Levels that wires carry from the start are no changes.

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <span>
 #include <stdexcept>
@@ -57,6 +59,10 @@ class board {
     /// settles the wires after it.
     [[nodiscard]] std::unique_ptr<transaction> begin(uint8_t adapter);
 
+    /// How long a transfer took, with the clock of its bus; 0 where the description gives none.
+    [[nodiscard]] std::chrono::nanoseconds duration(const transfer_request &request,
+                                                    const transfer_outcome &outcome) const;
+
     /// Lets wires carry what has changed by itself, with time.
     void settle() { pin_wires_.settle(); }
     [[nodiscard]] bool has_pin_wires() const { return !pin_wires_.empty(); }
@@ -78,6 +84,7 @@ class board {
     board_chip &find(std::string_view chip);
     void apply_settings(chip &model, const chip_description &description) const;
     void check_gpiochip(const chip_description &description, const chip &model) const;
+    void set_clocks();
     void power_on(const std::vector<board_chip *> &parts);
     void refuse_if_wired(const assignment &change);
     void try_out(const board_chip &part, const std::vector<assignment> &assignments) const;
@@ -88,6 +95,7 @@ class board {
     std::vector<std::unique_ptr<board_chip>> chips_ = {}; ///< one for each in the description
     wiring wiring_ = {};
     pin_wires pin_wires_ = {};
+    std::map<uint8_t, double> kilohertz_ = {}; ///< of adapters that have a clock
 };
 
 } // namespace varnel::sim

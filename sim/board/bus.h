@@ -173,6 +173,10 @@ struct transfer_outcome {
     std::vector<fault_kind> faults = {};
 };
 
+/// Bits that a transfer took on the wire: nine for each byte, address bytes included, one for each START and the STOP. Those
+/// that a chip held up have none.
+[[nodiscard]] std::size_t wire_bits(const transfer_request &request, const transfer_outcome &outcome);
+
 /// The errno of a transfer for a caller who wants all bytes or none: 0, outcome.error, or EIO when fewer bytes than
 /// asked for were moved.
 [[nodiscard]] int error_of(const transfer_request &request, const transfer_outcome &outcome);

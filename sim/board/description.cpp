@@ -10,6 +10,8 @@
 
 #include "host/numbers.h"
 #include "sim/board/register_dump.h"
+#include "sim/models/chip.h"
+#include "sim/models/settings.h"
 
 namespace varnel::sim {
 
@@ -19,6 +21,8 @@ namespace {
 /// for i2c-tools to touch.
 constexpr unsigned int lowest_address = 0x03;
 constexpr unsigned int highest_address = 0x77;
+constexpr quantity clock_range{"kHz", 1, 5000}; // up to Ultra Fast-mode
+constexpr std::string_view clock_prefix = "clock.";
 
 bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
@@ -154,13 +158,29 @@ chip_description read_chip(section_reader section, const std::string &file) {
             plugged};
 }
 
+/// Of "clock = 100kHz" or "clock.1 = 400kHz".
+bus_clock read_clock(const section_reader &section, const host::ini_entry &entry) {
+    std::optional<uint8_t> adapter;
+    if (entry.key.starts_with(clock_prefix)) {
+        adapter = host::whole_number<uint8_t>(std::string_view(entry.key).substr(clock_prefix.size()));
+    }
+    if (!adapter && entry.key != "clock") {
+        section.fail(entry.line,
+                     fmt::format("[board] has no '{}', only name, clock and clock.BUS", entry.key));
+    }
+    try {
+        return {adapter, parse_quantity(entry.key, entry.value, clock_range), entry.line};
+    } catch (const bad_setting &refusal) {
+        section.fail(entry.line, refusal.what());
+    }
+}
+
 void read_board_section(section_reader section, board_description &board) {
     if (const auto name = section.extract("name")) {
         board.name = name->value;
     }
-    if (!section.rest().entries.empty()) {
-        const host::ini_entry &stray = section.rest().entries.front();
-        section.fail(stray.line, fmt::format("[board] has no '{}', only 'name'", stray.key));
+    for (const host::ini_entry &entry : section.rest().entries) {
+        board.clocks.push_back(read_clock(section, entry));
     }
 }
 

@@ -32,10 +32,19 @@ struct chip_description {
     bool plugged = true;                                    ///< at power-on
 };
 
+/// How fast a bus is.
+struct bus_clock {
+    std::optional<uint8_t>
+        adapter; ///< with all buses behind it; nothing: every adapter that has no clock of its own
+    double kilohertz;
+    int line;
+};
+
 struct board_description {
     std::string file;
     std::string name;
     std::vector<chip_description> chips;
+    std::vector<bus_clock> clocks = {}; ///< none: transfers take no time
 };
 
 /// Reads a board description; what it says of chips is checked when a board is made of it. `file` is for

@@ -197,6 +197,16 @@ class whole_transfer {
 
 } // namespace
 
+std::size_t wire_bits(const transfer_request &request, const transfer_outcome &outcome) {
+    constexpr std::size_t in_byte = 9; // with its acknowledgement
+    if (outcome.error == ENODEV || outcome.error == ETIMEDOUT) {
+        return 0;
+    }
+    const bool turned = request.kind == operation::write_read && !outcome.read.empty();
+    const std::size_t starts = turned ? 2 : 1;
+    return starts * (1 + in_byte) + (outcome.written.size() + outcome.read.size()) * in_byte + 1;
+}
+
 int error_of(const transfer_request &request, const transfer_outcome &outcome) {
     if (outcome.error != 0) {
         return outcome.error;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <stdexcept>
 #include <utility>
 
 #include <fmt/format.h>
@@ -39,6 +40,35 @@ client::client(descriptor socket)
 void client::act_for(int process_id) {
     pid = process_id;
     process = name_of_process(process_id);
+}
+
+void client::send_reply(std::span<const uint8_t> head, std::span<const uint8_t> body) {
+    if (!link.send(head, body)) {
+        throw std::runtime_error("client does not take its reply");
+    }
+}
+
+void client::reply(std::chrono::steady_clock::time_point due, std::span<const uint8_t> head,
+                   std::span<const uint8_t> body) {
+    if (delayed_) {
+        throw std::runtime_error("client does not wait for its reply");
+    }
+    if (due <= std::chrono::steady_clock::time_point{} || due <= std::chrono::steady_clock::now()) {
+        return send_reply(head, body);
+    }
+    delayed_ = {due, {head.begin(), head.end()}};
+    delayed_->message.insert(delayed_->message.end(), body.begin(), body.end());
+}
+
+std::optional<std::chrono::steady_clock::time_point> client::reply_due() const {
+    return delayed_ ? std::optional(delayed_->due) : std::nullopt;
+}
+
+void client::send_reply_when_due() {
+    if (delayed_ && delayed_->due <= std::chrono::steady_clock::now()) {
+        const delayed_reply reply = *std::exchange(delayed_, std::nullopt);
+        send_reply(reply.message, {});
+    }
 }
 
 void client::deliver(const gpio::file_event &event) {

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "sim/gpio/gpio_file.h"
 #include "sim/protocol/channel.h"
@@ -25,6 +28,12 @@ enum class client_role {
     command, ///< looks, or changes something; the board does not stay on for it
 };
 
+/// A reply to a transfer that is not over yet on its bus.
+struct delayed_reply {
+    std::chrono::steady_clock::time_point due;
+    std::vector<uint8_t> message;
+};
+
 /// A process that is connected to the server.
 struct client {
     explicit client(descriptor socket);
@@ -40,6 +49,13 @@ struct client {
 
     /// Its transfers are those of another process from now on.
     void act_for(int process_id);
+    /// Replies to a transfer, in two parts, as soon as it is over. Throws std::runtime_error when the client has asked for
+    /// another one meanwhile, or does not take its reply.
+    void reply(std::chrono::steady_clock::time_point due, std::span<const uint8_t> head,
+               std::span<const uint8_t> body);
+    /// When a reply is due that was held back; nothing: there is none.
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> reply_due() const;
+    void send_reply_when_due();
     /// Sends what its program is to read from the open GPIO file: at once, if it takes it.
     void deliver(const gpio::file_event &event);
     /// Whether there is something to send: events, replies, transfers, or the note that there will be no more of
@@ -53,6 +69,9 @@ struct client {
     [[nodiscard]] bool wants_trace(const trace_ring &ring) const;
     bool send_next(const trace_ring &ring);
 
+    void send_reply(std::span<const uint8_t> head, std::span<const uint8_t> body);
+
+    std::optional<delayed_reply> delayed_ = std::nullopt;
     std::deque<gpio::file_event> events_ = {}; ///< not yet sent
 };
 

@@ -27,6 +27,8 @@ namespace {
 /// How soon a server that is no longer needed looks again whether anybody is just joining.
 constexpr int idle_ms = 50;
 constexpr int forever = -1;
+/// How often wires are looked at while a program waits for edges of pins: a chip may assert its output with time.
+constexpr auto wire_period = std::chrono::milliseconds(50);
 /// How long a client may take between the messages of one transfer.
 constexpr auto longest_hold = std::chrono::seconds(1);
 /// Replies that may wait for a client which asks without listening.
@@ -36,6 +38,14 @@ constexpr std::size_t most_replies = 16;
 constexpr std::size_t files_beside_clients = 6;
 /// How often a driver tries to serve an interrupt that stays asserted.
 constexpr int most_interrupts = 16;
+
+timespec time_until(std::chrono::steady_clock::time_point deadline) {
+    const std::chrono::nanoseconds left =
+        std::max(std::chrono::nanoseconds::zero(),
+                 std::chrono::nanoseconds(deadline - std::chrono::steady_clock::now()));
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+    return {seconds.count(), (left - seconds).count()};
+}
 
 } // namespace
 
@@ -69,9 +79,11 @@ void server::wait(int timeout_ms) {
         const int events = POLLIN | (who.waits_for_more(trace_) ? POLLOUT : 0);
         watched.push_back({hears(who) ? who.link.get() : -1, static_cast<short>(events), 0});
     }
-    if (poll(watched.data(), watched.size(), until_release(accept_later_ ? idle_ms : timeout_ms)) < 0) {
+    const auto deadline = next_deadline(accept_later_ ? idle_ms : timeout_ms);
+    const timespec time = deadline ? time_until(*deadline) : timespec{};
+    if (ppoll(watched.data(), watched.size(), deadline ? &time : nullptr, nullptr) < 0) {
         if (errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(), "poll");
+            throw std::system_error(errno, std::generic_category(), "ppoll");
         }
         return;
     }
@@ -82,6 +94,9 @@ void server::wait(int timeout_ms) {
         }
     }
     release_when_due();
+    if (watches_wires()) {
+        handle_interrupts();
+    }
     send_what_waits();
     clients_.remove_if([](const client &left) { return left.gone; });
     if (accept_later_ || watched.front().revents != 0) {
@@ -92,14 +107,43 @@ void server::wait(int timeout_ms) {
 /// During a transfer that goes on, only its client.
 bool server::hears(const client &who) const { return held_.who == nullptr || held_.who == &who; }
 
-/// The time until a transfer that goes on is ended, if that is sooner.
-int server::until_release(int timeout_ms) const {
-    if (held_.who == nullptr) {
-        return timeout_ms;
+/// When there is something to do although nobody asks: after the time-out, when a transfer that goes on has to end or a
+/// reply is due, and now and then while somebody waits for what wires bring; nothing: never.
+std::optional<std::chrono::steady_clock::time_point> server::next_deadline(int timeout_ms) const {
+    auto next = std::chrono::steady_clock::time_point::max();
+    if (timeout_ms != forever) {
+        next = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
     }
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(held_.until - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(0, left.count()));
+    if (held_.who != nullptr) {
+        next = std::min(next, held_.until);
+    }
+    for (const client &who : clients_) {
+        next = std::min(next, who.reply_due().value_or(next));
+    }
+    if (watches_wires()) {
+        next = std::min(next, std::chrono::steady_clock::now() + wire_period);
+    }
+    return next == std::chrono::steady_clock::time_point::max() ? std::nullopt : std::optional(next);
+}
+
+bool server::watches_wires() const {
+    return held_.who == nullptr && board_.has_pin_wires() &&
+           std::ranges::any_of(gpiochips_, &gpio::gpio_chip::detects);
+}
+
+/// Returns when the bus was free for a transfer, since power-on. The reply waits until the transfer is over; transfers on
+/// other buses do not.
+std::chrono::nanoseconds server::take_bus(const transfer_request &request, const transfer_outcome &outcome) {
+    const auto duration = board_.duration(request, outcome);
+    if (duration == std::chrono::nanoseconds::zero()) {
+        return clock_.now();
+    }
+    const auto now = std::chrono::steady_clock::now();
+    auto &busy_until = busy_until_[request.adapter];
+    const auto begin = std::max(now, busy_until);
+    busy_until = begin + duration;
+    reply_due_ = std::max(reply_due_, busy_until);
+    return clock_.now() + (begin - now);
 }
 
 void server::release_when_due() {
@@ -112,6 +156,7 @@ void server::release_when_due() {
 void server::send_what_waits() {
     for (client &who : clients_) {
         try {
+            who.send_reply_when_due();
             who.send_more(trace_);
         } catch (const std::exception &) {
             who.gone = true;
@@ -162,6 +207,7 @@ void server::listen_to(client &who, int events) {
 
 void server::answer_one(client &who) {
     const auto message = who.link.receive();
+    reply_due_ = {};
     if (message.empty()) {
         who.gone = true;
     } else if (message_kind{message[0]} == message_kind::combined) {
@@ -200,13 +246,11 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     const transfer_request request{static_cast<operation>(kind - 1), header.adapter, header.address, data,
                                    header.read_length};
     const transfer_outcome outcome = board_.transfer(request);
-    trace_.push(record_of({clock_.now(), who.process, who.pid}, request, outcome));
+    trace_.push(record_of({take_bus(request, outcome), who.process, who.pid}, request, outcome));
     const std::span<const uint8_t> read = outcome.result < 0 ? std::span<const uint8_t>{} : outcome.read;
     const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
                                            outcome.error, static_cast<uint16_t>(read.size())});
-    if (!who.link.send(reply, read)) {
-        throw std::runtime_error("client does not read its reply");
-    }
+    who.reply(reply_due_, reply, read);
 }
 
 void server::answer_combined(client &who, std::span<const uint8_t> message) {
@@ -218,16 +262,16 @@ void server::answer_combined(client &who, std::span<const uint8_t> message) {
     }
     const std::vector<transfer_outcome> outcomes = perform(wire.get(), request);
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        trace_.push(record_of({clock_.now(), who.process, who.pid}, request.parts[i], outcomes[i]));
+        trace_.push(record_of({take_bus(request.parts[i], outcomes[i]), who.process, who.pid},
+                              request.parts[i], outcomes[i]));
     }
     if (request.goes_on && all_done(request.parts, outcomes)) {
-        held_ = {&who, std::move(wire), std::chrono::steady_clock::now() + longest_hold};
+        held_ = {&who, std::move(wire),
+                 std::max(std::chrono::steady_clock::now(), reply_due_) + longest_hold};
     }
     wire.reset();
     const auto [head, body] = encode_combined(request.parts, outcomes);
-    if (!who.link.send(head, body)) {
-        throw std::runtime_error("client does not take its reply");
-    }
+    who.reply(reply_due_, head, body);
 }
 
 void server::answer_gpio(client &who, std::span<const uint8_t> message) {
@@ -245,9 +289,7 @@ void server::answer_gpio(client &who, std::span<const uint8_t> message) {
     }
     const reply_header reply{message_kind::reply, protocol_version, result == 0 ? 0 : -1, -result,
                              static_cast<uint16_t>(result == 0 ? data.size() : 0)};
-    if (!who.link.send(encode(reply), std::span(data).first(reply.read_length))) {
-        throw std::runtime_error("client does not take its reply");
-    }
+    who.reply(reply_due_, encode(reply), std::span(data).first(reply.read_length));
 }
 
 /// The lines that a client requests from a chip get a connection of their own, on which it opens the chip first.
@@ -267,7 +309,8 @@ server::json server::open_gpio(client &who, const json &request) {
 
 transfer_outcome server::transfer_for_driver(const transfer_request &request) {
     transfer_outcome outcome = board_.transfer(request);
-    trace_.push(record_of({clock_.now(), driver_acts_for_, driver_acts_for_pid_}, request, outcome));
+    trace_.push(
+        record_of({take_bus(request, outcome), driver_acts_for_, driver_acts_for_pid_}, request, outcome));
     return outcome;
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -72,7 +73,10 @@ class server {
 
     void wait(int timeout_ms);
     [[nodiscard]] bool hears(const client &who) const;
-    [[nodiscard]] int until_release(int timeout_ms) const;
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> next_deadline(int timeout_ms) const;
+    [[nodiscard]] bool watches_wires() const;
+    [[nodiscard]] std::chrono::nanoseconds take_bus(const transfer_request &request,
+                                                    const transfer_outcome &outcome);
     void release_when_due();
     void accept_all();
     [[nodiscard]] bool full() const;
@@ -114,7 +118,10 @@ class server {
     std::list<client> clients_ = {};
     trace_ring trace_ = {};
     held_transfer held_ = {};
-    bool accept_later_ = false; ///< accept() has failed
+    std::map<uint8_t, std::chrono::steady_clock::time_point> busy_until_ =
+        {};                                                ///< of adapters that have a clock
+    std::chrono::steady_clock::time_point reply_due_ = {}; ///< of the message that is being answered
+    bool accept_later_ = false;                            ///< accept() has failed
     bool ended_ = false;
 };
 

@@ -145,6 +145,7 @@ class bus_transaction : public ::testing::Test {
     bus_transaction() {
         wires.segments = {{"0"}, {"mux.0"}, {"mux.1"}};
         wires.adapters = {{uint8_t{0}, 0}};
+        wires.clock = &clock;
         mux.downstream = {1, 2};
         wires.segments[0].connections = {{&mux, 0, 0x70}};
         wires.segments[1].connections = {{&psu0, 0, 0x58}};
@@ -158,6 +159,7 @@ class bus_transaction : public ::testing::Test {
     sim::board_chip mux{"mux", std::make_unique<switch_chip>(), {}};
     sim::board_chip psu0{"psu0", std::make_unique<echo_chip>(), {}};
     sim::board_chip psu1{"psu1", std::make_unique<echo_chip>(), {}};
+    stopped_clock clock;
     sim::wiring wires;
 };
 
@@ -222,6 +224,33 @@ TEST_F(selector_board, each_master_uses_its_own_address) {
     EXPECT_EQ(bench.write(0, 0x74, {}).result, 0);
     EXPECT_EQ(bench.write(0, 0x75, {}).error, ENXIO);
     EXPECT_EQ(bench.write(1, 0x75, {}).result, 0);
+}
+
+TEST(bus_clock, counts_nine_bits_a_byte_and_one_a_start_and_stop) {
+    bench_board bench(
+        "[board]\nclock.1 = 400\nclock = 100kHz\n"
+        "[a]\ntype = echo\nbus = 0\naddress = 0x20\n[b]\ntype = echo\nbus = 1\naddress = 0x21\n");
+    const std::vector<uint8_t> two{1, 2};
+    const auto bits = [&](const sim::transfer_request &request) {
+        return sim::wire_bits(request, bench.transfer(request));
+    };
+    EXPECT_EQ(bits({sim::operation::write, 0, 0x20, two}), 1U + 9 + 2 * 9 + 1);
+    EXPECT_EQ(bits({sim::operation::read, 0, 0x20, {}, 3}), 1U + 9 + 3 * 9 + 1);
+    EXPECT_EQ(bits({sim::operation::write_read, 0, 0x20, two, 3}), 1U + 9 + 2 * 9 + 1 + 9 + 3 * 9 + 1);
+    EXPECT_EQ(bits({sim::operation::write, 0, 0x55, two}), 1U + 9 + 1) << "nobody answers";
+    EXPECT_EQ(bits({sim::operation::write, 7, 0x20, two}), 0U) << "no such bus";
+}
+
+TEST(bus_clock, makes_the_duration_of_transfers) {
+    bench_board bench(
+        "[board]\nclock.1 = 400\nclock = 100kHz\n"
+        "[a]\ntype = echo\nbus = 0\naddress = 0x20\n[b]\ntype = echo\nbus = 1\naddress = 0x21\n");
+    const sim::transfer_request slow{sim::operation::read, 0, 0x20, {}, 1};
+    EXPECT_EQ(bench.board.duration(slow, bench.transfer(slow)), std::chrono::microseconds(200));
+    const sim::transfer_request fast{sim::operation::read, 1, 0x21, {}, 1};
+    EXPECT_EQ(bench.board.duration(fast, bench.transfer(fast)), std::chrono::microseconds(50));
+    bench_board other("[a]\ntype = echo\nbus = 0\naddress = 0x20\n");
+    EXPECT_EQ(other.board.duration(slow, other.transfer(slow)), std::chrono::nanoseconds(0));
 }
 
 } // namespace varnel::test

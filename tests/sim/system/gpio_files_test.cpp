@@ -105,6 +105,20 @@ TEST_F(gpio_files, gpiomon_prints_edges) {
     EXPECT_EQ(monitor.finish().out, "8 0\n8 1\n");
 }
 
+TEST_F(gpio_files, interrupt_of_another_chip_that_comes_with_time_is_an_edge) {
+    board = file("alarm.ini", "[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\ngpiochip = yes\n"
+                              "[rtc]\ntype = ds3232\nbus = 0\naddress = 0x68\ninterrupt = gpio.5\n");
+    process monitor(
+        on_board({"gpiomon", "--num-events=1", "--format=%o %e", "--line-buffered", "gpiochip0", "5"}));
+    const process keeper = keep_powered();
+    while (on_pins({"gpioinfo"}).out.find("gpiomon") == std::string::npos) {
+    }
+    EXPECT_EQ(call({"0x6800", "wb", "7", "0x80", "wb", "8", "0x80", "wb", "9", "0x80", "wb", "10", "0x80"}),
+              "wb ok\nwb ok\nwb ok\nwb ok\n");
+    EXPECT_EQ(call({"0x6800", "wb", "14", "0x05"}), "wb ok\n") << "an alarm each second";
+    EXPECT_EQ(monitor.finish().out, "5 0\n");
+}
+
 TEST_F(gpio_files, transfers_are_those_of_the_driver) {
     EXPECT_THAT(transfers_of({"gpioset", "gpiochip0", "9=0"}),
                 ElementsAre("Configuration port 0(0x06) -> ff  ok", "Configuration port 1(0x07) -> ff  ok",

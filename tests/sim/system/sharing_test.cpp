@@ -448,6 +448,34 @@ TEST_F(board_sharing, trace_reader_does_not_keep_the_board_on) {
     EXPECT_EQ(sim_run({"show", "--board", board}).status, 2);
 }
 
+TEST_F(board_sharing, transfers_take_their_time_on_a_bus_with_a_clock_and_others_do_not_wait) {
+    const std::string slow = file("slow.ini", "[board]\nclock.0 = 1kHz\n"
+                                              "[a]\ntype = 24c02\nbus = 0\naddress = 0x50\n"
+                                              "[b]\ntype = 24c02\nbus = 1\naddress = 0x51\n");
+    process keeper(on(slow, {"sh", "-c", "echo powered; read line"}));
+    ASSERT_EQ(keeper.read_line(), "powered");
+    const auto times = [&](const char *last) {
+        std::vector<double> all;
+        std::istringstream lines(sim_run({"trace", "--board", slow, "--last", last, "--json"}).out);
+        for (std::string line; std::getline(lines, line);) {
+            all.push_back(nlohmann::ordered_json::parse(line)["time_seconds"]);
+        }
+        return all;
+    };
+    ASSERT_EQ(run(on(slow, {i2c_call(), "0x5000", "read", "20", "q"})).status, 0);
+    const auto both = times("2");
+    ASSERT_EQ(both.size(), 2U);
+    EXPECT_GE(both[1] - both[0], 0.191) << "a START, 21 bytes of nine bits and a STOP";
+
+    process long_reader(on(slow, {i2c_call(), "0x5000", "read", "4000"})); // 36 s
+    while (times("1") == std::vector{both[1]}) {
+    }
+    EXPECT_EQ(run(on(slow, {i2c_call(), "0x5101", "q"})).out, "q ok\n");
+    EXPECT_LT(times("2").at(1) - times("2").at(0), 36);
+    long_reader.send(SIGTERM);
+    EXPECT_EQ(long_reader.finish().status, 128 + SIGTERM);
+}
+
 TEST_F(board_sharing, runtime_directory_has_mode_0700_or_is_refused) {
     EXPECT_EQ(read_output(), "rb ff ok\n");
     struct stat status {};
