@@ -10,6 +10,7 @@
 #include "sim/models/car2512.h"
 #include "sim/models/ds3232.h"
 #include "sim/models/eeprom_24c.h"
+#include "sim/models/lm75.h"
 #include "sim/models/pca9505.h"
 #include "sim/models/pca9541.h"
 #include "sim/models/pca9548.h"
@@ -38,6 +39,7 @@ constexpr std::array models{
     model{chips::eeprom_24c64, make_24c64},
     model{chips::car2512, make_car2512},
     model{chips::ds3232, make_ds3232},
+    model{chips::lm75, make_lm75},
     model{chips::pca9505, make_pca9505},
     model{chips::pca9541, make_pca9541},
     model{chips::pca9546, make_pca9546},
@@ -46,6 +48,7 @@ constexpr std::array models{
     model{chips::pca9555, make_pca9555},
     model{chips::pcf8574, make_pcf8574},
     model{chips::registers, make_registers},
+    model{chips::tmp75, make_tmp75},
 };
 // clang-format on
 
