@@ -56,6 +56,7 @@ void transaction::hold_lines(fault_kind kind) {
 
 bool transaction::start(uint8_t address, direction way) {
     listening_.clear();
+    address_ = address;
     find_addressed(address);
     if (!std::exchange(begun_, true) && failure_ == 0) {
         begin(address);
@@ -143,6 +144,7 @@ bool transaction::brown_out() {
     return lost;
 }
 
+/// Of chips that answer with their addresses, the lowest wins the arbitration.
 void transaction::find_addressed(uint8_t address) {
     addressed_.clear();
     for (const reached_segment &here : reached_) {
@@ -152,11 +154,19 @@ void transaction::find_addressed(uint8_t address) {
             }
         }
     }
+    if (address == alert_response_address && addressed_.size() > 1) {
+        const auto winner = std::ranges::min_element(
+            addressed_, {}, [](const addressed_chip &chip) { return chip.at.address; });
+        addressed_ = {addressed_chip(*winner)};
+    }
 }
 
 bool transaction::answers_to(const connection &at, uint8_t address) {
     if (!at.part->plugged) {
         return false;
+    }
+    if (address == alert_response_address && at.wire().alerts()) {
+        return true;
     }
     const auto decided = moved_.find(at.part);
     if (decided != moved_.end()) {
@@ -183,7 +193,13 @@ bool transaction::acknowledges(const connection &at, direction way) {
         return false;
     }
     remember(at);
-    return at.wire().start(way);
+    if (address_ != alert_response_address || !at.wire().alerts()) {
+        return at.wire().start(way);
+    }
+    if (way == direction::read) {
+        at.wire().start_alert_response();
+    }
+    return way == direction::read;
 }
 
 bool transaction::refuses(board_chip &part) {

@@ -140,7 +140,8 @@ class transaction {
     std::size_t from_; ///< the adapter's segment
     std::vector<reached_segment> reached_;
     int failure_ = 0;
-    bool begun_ = false; ///< there was a START
+    bool begun_ = false;  ///< there was a START
+    uint8_t address_ = 0; ///< of the last START
     std::vector<addressed_chip> addressed_ = {};
     std::vector<connection> listening_ = {}; ///< acknowledged the last START
     std::vector<connection> took_part_ = {};

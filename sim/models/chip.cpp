@@ -56,6 +56,10 @@ constexpr std::array models{
 
 void bus_port::set_address(uint8_t /*address*/) {}
 
+bool bus_port::alerts() const { return false; }
+
+void bus_port::start_alert_response() {}
+
 bool bus_port::connects(std::size_t /*segment*/) const { return false; }
 
 bool chip::asserts(std::size_t /*output*/) const { return false; }

@@ -26,6 +26,9 @@ class board_clock {
 
 enum class direction { write, read };
 
+/// Read by a master that wants to know who asserts SMBALERT#.
+inline constexpr uint8_t alert_response_address = 0x0C;
+
 /// One connection of a chip to an I2C bus, byte by byte as the wire has it. The bus calls these only for
 /// transfers that carry the chip's address.
 class bus_port {
@@ -44,6 +47,11 @@ class bus_port {
     virtual uint8_t read() = 0;
     /// STOP: what the chip does at the end of a transfer happens here.
     virtual void stop() = 0;
+
+    /// Whether the chip waits for a read of the alert response address, because it asserts SMBALERT# (SMBus 3.2, appendix A).
+    [[nodiscard]] virtual bool alerts() const;
+    /// START of that read. The chip sends its address, and its alert is over.
+    virtual void start_alert_response();
 
     /// Whether downstream segment `segment` can be reached through this port now. Changes only at stop().
     [[nodiscard]] virtual bool connects(std::size_t segment) const;

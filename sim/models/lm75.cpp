@@ -30,12 +30,13 @@ struct family {
     unsigned int configuration_bits; ///< that are kept
     unsigned int one_conversion;     ///< that asks for one while the chip is shut down
     unsigned int limit_bits;
-    bool asserts_at_limit; ///< not only above it
-    int decimals;          ///< of the finest resolution
+    bool asserts_at_limit;   ///< not only above it
+    bool has_alert_response; ///< in interrupt mode
+    int decimals;            ///< of the finest resolution
 };
 
-constexpr family of_lm75{chips::lm75, "os", {"C", -55, 125}, 0x1F, 0x00, 0xFF80, false, 1};
-constexpr family of_tmp75{chips::tmp75, "alert", {"C", -55, 127.9375}, 0x7F, 0x80, 0xFFF0, true, 4};
+constexpr family of_lm75{chips::lm75, "os", {"C", -55, 125}, 0x1F, 0x00, 0xFF80, false, false, 1};
+constexpr family of_tmp75{chips::tmp75, "alert", {"C", -55, 127.9375}, 0x7F, 0x80, 0xFFF0, true, true, 4};
 
 class thermometer : public chip, private command_port {
   public:
@@ -52,6 +53,11 @@ class thermometer : public chip, private command_port {
     void power_on() override;
 
   private:
+    void set_address(uint8_t address) override { address_ = address; }
+    [[nodiscard]] bool alerts() const override {
+        return type_.has_alert_response && is_set(interrupt_mode) && active_;
+    }
+    void start_alert_response() override;
     bool start(direction way) override;
     bool select(uint8_t command) override;
     bool write_data(uint8_t data) override;
@@ -65,6 +71,8 @@ class thermometer : public chip, private command_port {
     const family &type_;
     double celsius_ = 25;
     std::array<unsigned int, 4> registers_{}; ///< temperatures of 16 bits, two's complement
+    uint8_t address_ = 0;
+    bool responds_ = false; ///< to the alert response address, not with a register
     uint8_t selected_ = temperature;
     std::size_t byte_ = 0; ///< of the selected register
     bool above_ = false;   ///< over the upper limit, and not yet below the lower one
@@ -120,6 +128,7 @@ void thermometer::configure(unsigned int data) {
 
 bool thermometer::start(direction way) {
     byte_ = 0;
+    responds_ = false;
     if (way == direction::read && is_set(interrupt_mode)) {
         active_ = false;
     }
@@ -147,8 +156,16 @@ bool thermometer::write_data(uint8_t data) {
     return true;
 }
 
-/// A register goes round as long as it is read.
+void thermometer::start_alert_response() {
+    responds_ = true;
+    active_ = false;
+}
+
+/// A register goes round as long as it is read. The bit below the address tells that it is too warm.
 uint8_t thermometer::read() {
+    if (responds_) {
+        return static_cast<uint8_t>(address_ << 1U | (above_ ? 1U : 0U));
+    }
     const bool low = byte_++ % 2 == 1 || selected_ == configuration;
     return static_cast<uint8_t>(registers_.at(selected_) >> (low ? 0U : 8U));
 }

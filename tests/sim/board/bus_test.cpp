@@ -226,6 +226,29 @@ TEST_F(selector_board, each_master_uses_its_own_address) {
     EXPECT_EQ(bench.write(1, 0x75, {}).result, 0);
 }
 
+TEST(alert_response, is_the_lowest_address_of_the_chips_that_alert) {
+    bench_board bench("[warm]\ntype = tmp75\nbus = 0\naddress = 0x49\n"
+                      "[hot]\ntype = tmp75\nbus = mux.1\naddress = 0x48\n"
+                      "[old]\ntype = lm75\nbus = 0\naddress = 0x47\n"
+                      "[mux]\ntype = pca9548\nbus = 0\naddress = 0x70\n");
+    ASSERT_EQ(bench.write(0, 0x70, {2}).result, 1);
+    for (const unsigned int address : {0x47U, 0x48U, 0x49U}) {
+        ASSERT_EQ(bench.write(0, address, {1, 0x02}).result, 2); // interrupt mode
+    }
+    EXPECT_EQ(bench.read(0, 0x0C, 1).error, ENXIO) << "nobody alerts";
+    bench.board.set(
+        {{"warm", "temperature", "90"}, {"hot", "temperature", "90"}, {"old", "temperature", "90"}});
+    EXPECT_EQ(bench.write(0, 0x0C, {}).error, ENXIO) << "only reads";
+    const auto first = bench.read(0, 0x0C, 1);
+    EXPECT_THAT(first.read, ::testing::ElementsAre(0x91));
+    EXPECT_EQ(first.addressed.at(0).at.part->name, "hot");
+    EXPECT_THAT(bench.read(0, 0x0C, 1).read, ::testing::ElementsAre(0x93));
+    EXPECT_EQ(bench.read(0, 0x0C, 1).error, ENXIO) << "the lm75 has no alert response";
+    bench.board.set({{"warm", "temperature", "20"}});
+    EXPECT_THAT(bench.read(0, 0x0C, 1).read, ::testing::ElementsAre(0x92)) << "no longer too warm";
+    EXPECT_EQ(bench.write_read(0, 0x49, {1}, 1).read.at(0), 0x02) << "registers are read as ever";
+}
+
 TEST(bus_clock, counts_nine_bits_a_byte_and_one_a_start_and_stop) {
     bench_board bench(
         "[board]\nclock.1 = 400\nclock = 100kHz\n"
