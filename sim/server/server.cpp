@@ -44,7 +44,8 @@ timespec time_until(std::chrono::steady_clock::time_point deadline) {
         std::max(std::chrono::nanoseconds::zero(),
                  std::chrono::nanoseconds(deadline - std::chrono::steady_clock::now()));
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-    return {seconds.count(), (left - seconds).count()};
+    return {static_cast<time_t>(seconds.count()),
+            static_cast<decltype(timespec::tv_nsec)>((left - seconds).count())};
 }
 
 } // namespace
