@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
+#include <linux/futex.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -64,6 +65,28 @@ constexpr std::initializer_list<uint32_t> calls_with_descriptors = {
     SYS_read, SYS_write, SYS_dup, SYS_fcntl, SYS_fstat, SYS_getdents64,
 };
 
+constexpr std::initializer_list<uint32_t> calls_of_time = {
+#ifdef SYS_poll
+    SYS_poll,          SYS_epoll_wait,
+#endif
+#ifdef SYS_select
+    SYS_select,
+#endif
+#ifdef SYS_time
+    SYS_time,          SYS_alarm,
+#endif
+#ifdef SYS_arch_prctl
+    SYS_arch_prctl,
+#else
+    SYS_set_tid_address,
+#endif
+    SYS_clock_gettime, SYS_gettimeofday,    SYS_nanosleep,       SYS_clock_nanosleep, SYS_ppoll,
+    SYS_pselect6,      SYS_epoll_pwait,     SYS_epoll_pwait2,    SYS_rt_sigtimedwait, SYS_semtimedop,
+    SYS_mq_timedsend,  SYS_mq_timedreceive, SYS_timerfd_settime, SYS_timerfd_gettime, SYS_setitimer,
+    SYS_getitimer,     SYS_timer_create,    SYS_timer_settime,   SYS_timer_gettime,   SYS_timer_getoverrun,
+    SYS_timer_delete,  SYS_sched_yield,     SYS_sendmsg,         SYS_connect,
+};
+
 /// A program for the kernel, written from front to back.
 class bpf_program {
   public:
@@ -100,8 +123,8 @@ constexpr std::size_t argument(std::size_t index) {
     return offsetof(seccomp_data, args) + index * sizeof(uint64_t);
 }
 
-void ask_about_calls_with_paths(bpf_program &program) {
-    for (const uint32_t call : calls_with_paths) {
+void ask_about(bpf_program &program, std::initializer_list<uint32_t> calls) {
+    for (const uint32_t call : calls) {
         program.skip(BPF_JEQ, call, 0, 1);
         program.finish(SECCOMP_RET_USER_NOTIF);
     }
@@ -145,9 +168,25 @@ void ask_about_descriptors(bpf_program &program) {
     }
 }
 
+/// FUTEX_WAIT and FUTEX_WAIT_BITSET with a limit.
+void ask_about_timed_futexes(bpf_program &program) {
+    static constexpr uint32_t futex_commands = 0x7F;
+    program.skip(BPF_JEQ, SYS_futex, 0, 10);
+    program.load(argument(1));
+    program.mask(futex_commands);
+    program.skip(BPF_JEQ, FUTEX_WAIT_BITSET, 1, 0);
+    program.skip(BPF_JEQ, FUTEX_WAIT, 0, 5);
+    program.load(argument(3));
+    program.skip(BPF_JEQ, 0, 0, 2);
+    program.load(argument(3) + sizeof(uint32_t));
+    program.skip(BPF_JEQ, 0, 1, 0);
+    program.finish(SECCOMP_RET_USER_NOTIF);
+    program.finish(SECCOMP_RET_ALLOW);
+}
+
 } // namespace
 
-int install_filter() {
+int install_filter(looked_at what) {
     if (architecture == 0) {
         errno = ENOSYS;
         return -1;
@@ -157,7 +196,11 @@ int install_filter() {
     program.skip(BPF_JEQ, architecture, 1, 0);
     program.finish(SECCOMP_RET_ALLOW); // a program for another machine
     program.load(offsetof(seccomp_data, nr));
-    ask_about_calls_with_paths(program);
+    if (what == looked_at::device_files_and_time) {
+        ask_about(program, calls_of_time);
+        ask_about_timed_futexes(program);
+    }
+    ask_about(program, calls_with_paths);
     ask_about_paths_and_descriptors(program);
     ask_about_requests(program);
     ask_about_descriptors(program);

@@ -44,6 +44,11 @@ std::optional<system_call> call_listener::receive() const {
     return call;
 }
 
+bool call_listener::waits(const system_call &call) const {
+    uint64_t id = call.id;
+    return ioctl(get(), SECCOMP_IOCTL_NOTIF_ID_VALID, &id) == 0;
+}
+
 void call_listener::pass_on(const system_call &call) const {
     respond(get(), {call.id, 0, 0, SECCOMP_USER_NOTIF_FLAG_CONTINUE});
 }

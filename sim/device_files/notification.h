@@ -31,6 +31,8 @@ class call_listener {
     /// The next call; nothing when it was given up meanwhile.
     [[nodiscard]] std::optional<system_call> receive() const;
 
+    /// Whether the call still waits.
+    [[nodiscard]] bool waits(const system_call &call) const;
     /// Lets the kernel carry it out as if there were no supervisor.
     void pass_on(const system_call &call) const;
     void succeed(const system_call &call, int64_t result) const;

@@ -24,11 +24,6 @@ namespace varnel::sim::device_files {
 
 namespace {
 
-/// Whether the files are those of the board: by our supervisor, or by that of the `run` around us.
-bool are_the_boards(const service &how, int error) {
-    return error == 0 || (error == EBUSY && how.outer_board == how.board);
-}
-
 std::vector<std::string> names_of(const std::vector<device_node> &nodes) {
     std::vector<std::string> names;
     std::ranges::transform(nodes, std::back_inserter(names),
@@ -89,6 +84,10 @@ bool is_for_another_machine(const std::string &file) {
 }
 
 } // namespace
+
+bool are_the_boards(const service &how, int error) {
+    return error == 0 || (error == EBUSY && how.outer_board == how.board);
+}
 
 void say_how_served(const service &how, const char *call, int error) {
     if (how.verbose) {

@@ -13,7 +13,11 @@ struct service {
     std::string board;       ///< its file, as users call it
     std::string outer_board; ///< that of the `run` which started this one; empty if there is none
     bool verbose = false;    ///< also say what is as it should be
+    bool virtual_time = false;
 };
+
+/// Whether the device files are those of the board: by our supervisor, or by that of the `run` around us. `error` is as below.
+[[nodiscard]] bool are_the_boards(const service &how, int error);
 
 /// Says in a line on standard error who answers a program that opens /dev/i2c-N or /dev/gpiochipN. `error` is that of `call`, by which the
 /// program would have got a supervisor of its own: 0 when it has one, EBUSY when another supervises us.

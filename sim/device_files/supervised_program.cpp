@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <system_error>
 
@@ -45,16 +46,17 @@ struct packet {
     }
 };
 
+/// By sendmmsg(2): a supervisor may be asked about sendmsg(2), and there is none yet.
 void send_descriptor(int socket, int sent) {
     packet out;
-    msghdr message = out.header();
-    cmsghdr *const part = CMSG_FIRSTHDR(&message);
+    mmsghdr message{out.header(), 0};
+    cmsghdr *const part = CMSG_FIRSTHDR(&message.msg_hdr);
     part->cmsg_level = SOL_SOCKET;
     part->cmsg_type = SCM_RIGHTS;
     part->cmsg_len = CMSG_LEN(sizeof sent);
     std::memcpy(CMSG_DATA(part), &sent, sizeof sent);
-    if (sendmsg(socket, &message, 0) < 0) {
-        fail("sendmsg");
+    if (sendmmsg(socket, &message, 1, 0) < 0) {
+        fail("sendmmsg");
     }
 }
 
@@ -90,7 +92,8 @@ int error_of_reading(pid_t child) {
     if (error == 0) {
         say_what_it_lacks(words.front());
         call = "seccomp";
-        const descriptor listener(install_filter());
+        const descriptor listener(
+            install_filter(how.virtual_time ? looked_at::device_files_and_time : looked_at::device_files));
         error = listener.is_open() ? 0 : errno;
         if (listener.is_open()) {
             send_descriptor(to_supervisor, listener.get());
@@ -98,7 +101,19 @@ int error_of_reading(pid_t child) {
     }
     close(to_supervisor);
     say_how_served(how, call, error);
+    if (how.virtual_time && !are_the_boards(how, error)) {
+        _exit(1); // it would not live in virtual time
+    }
     host::become(words);
+}
+
+/// Says a line at the program's standard error, without keeping it open.
+std::function<void(const std::string &)> line_to(pid_t program) {
+    return [name = fmt::format("/proc/{}/fd/{}", program, STDERR_FILENO)](const std::string &line) {
+        const descriptor error(open(name.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CLOEXEC));
+        const std::string whole = fmt::format("varnel-sim: {}\n", line);
+        (void)!write(error.get(), whole.data(), whole.size());
+    };
 }
 
 /// Keeps nothing of the terminal, so that signals from there and the end of the program's output are the program's.
@@ -126,13 +141,26 @@ class supervision {
                 const auto files = supervised->watched();
                 watched.insert(watched.end(), files.begin(), files.end());
             }
-            if (poll(watched.data(), watched.size(), -1) > 0) {
+            if (wait(watched, supervised ? supervised->time() : nullptr)) {
                 handle(watched, supervised);
             }
         }
     }
 
   private:
+    /// Waits for events; when there are none, time may go on. Returns whether there are.
+    static bool wait(std::vector<pollfd> &watched, virtual_time::keeper *time) {
+        if (time == nullptr) {
+            return poll(watched.data(), watched.size(), -1) > 0;
+        }
+        const timespec pause{0, time->pause().count()};
+        const bool events = ppoll(watched.data(), watched.size(), &pause, nullptr) != 0;
+        if (!events) {
+            time->look_around([&] { return poll(watched.data(), watched.size(), 0) == 0; });
+        }
+        return events;
+    }
+
     void handle(const std::vector<pollfd> &watched, std::optional<supervisor> &supervised) {
         if (watched[0].revents != 0) {
             handle_signal();
@@ -172,6 +200,9 @@ class supervision {
             if (supervised && !supervised->has_programs()) {
                 supervised.reset();
             }
+            if (supervised && supervised->time() != nullptr) {
+                supervised->time()->rest();
+            }
             (void)!write(status_.get(), &*program_status_, sizeof *program_status_);
             status_.close();
         }
@@ -208,7 +239,8 @@ class supervision {
     detach();
     std::optional<supervisor> supervised;
     if (listener.is_open()) {
-        supervised.emplace(call_listener(std::move(listener)), how.files);
+        supervised.emplace(call_listener(std::move(listener)), how.files,
+                           how.virtual_time ? line_to(program) : nullptr);
     }
     const int signals = signalfd(-1, &handled, SFD_CLOEXEC);
     supervision all(program, std::move(status), signals);

@@ -39,11 +39,16 @@ int64_t store_status(const system_call &call, const path_call &shape, const stru
 
 } // namespace
 
-supervisor::supervisor(call_listener calls, const board_files &files)
+supervisor::supervisor(call_listener calls, const board_files &files,
+                       std::function<void(const std::string &)> say)
     : calls_(std::move(calls)), nodes_(files.nodes), power_(files.board.connect()), sys_(files.name, nodes_),
       buses_(files.board), gpios_(files.board) {
     power_.send({{"command", "run"}});
     (void)power_.receive_control();
+    if (say) {
+        const auto answer = [this](const system_call &call) { answer_for_board(call); };
+        time_.emplace(calls_, files.board, virtual_time::keeper::surroundings{answer, std::move(say)});
+    }
 }
 
 std::vector<pollfd> supervisor::watched() const {
@@ -52,10 +57,16 @@ std::vector<pollfd> supervisor::watched() const {
         watched.push_back({end, 0, 0});
     }
     gpios_.add_watched(watched);
+    if (time_) {
+        watched.push_back({time_->get(), POLLIN, 0});
+    }
     return watched;
 }
 
 void supervisor::attend(const pollfd &seen) {
+    if (time_ && seen.fd == time_->get()) {
+        return time_->hear();
+    }
     buses_.forget(seen.fd);
     gpios_.attend(seen);
 }
@@ -67,18 +78,21 @@ bool supervisor::has_programs() const {
 
 void supervisor::answer() {
     const auto call = calls_.receive();
-    if (!call) {
-        return;
+    if (call && !(time_ && time_->takes(*call))) {
+        answer_for_board(*call);
     }
+}
+
+void supervisor::answer_for_board(const system_call &call) {
     try {
-        const path_call *const shape = shape_of(*call);
+        const path_call *const shape = shape_of(call);
         if (shape != nullptr) {
-            answer_for_path(*call, *shape);
+            answer_for_path(call, *shape);
         } else {
-            answer_for_descriptor(*call);
+            answer_for_descriptor(call);
         }
     } catch (const std::exception &) { // out of memory or descriptors: the board is not there for this call
-        calls_.fail(*call, ENXIO);
+        calls_.fail(call, ENXIO);
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "sim/device_files/open_gpios.h"
 #include "sim/device_files/sys_folder.h"
 #include "sim/protocol/meeting_point.h"
+#include "sim/virtual_time/keeper.h"
 
 namespace varnel::sim::device_files {
 
@@ -29,7 +31,8 @@ struct board_files {
 /// for the board's buses and GPIO chips and for no other, whatever the machine has. Everything else is the kernel's.
 class supervisor {
   public:
-    supervisor(call_listener calls, const board_files &files);
+    /// `say` tells the user how time goes; null in real time.
+    supervisor(call_listener calls, const board_files &files, std::function<void(const std::string &)> say);
 
     [[nodiscard]] int calls() const { return calls_.get(); }
     /// Whether any program is left whose calls come here.
@@ -40,8 +43,11 @@ class supervisor {
     void attend(const pollfd &seen);
     /// Answers the next call.
     void answer();
+    /// Who keeps the time of the programs; null in real time.
+    [[nodiscard]] virtual_time::keeper *time() { return time_ ? &*time_ : nullptr; }
 
   private:
+    void answer_for_board(const system_call &call);
     void answer_for_path(const system_call &call, const path_call &shape);
     void answer_for_descriptor(const system_call &call);
     void open_path(const system_call &call, const std::string &path, uint64_t flags);
@@ -68,6 +74,7 @@ class supervisor {
     sys_folder sys_;
     open_buses buses_;
     open_gpios gpios_;
+    std::optional<virtual_time::keeper> time_ = std::nullopt;
 };
 
 } // namespace varnel::sim::device_files

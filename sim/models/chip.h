@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -22,6 +23,8 @@ class board_clock {
   public:
     virtual ~board_clock() = default;
     [[nodiscard]] virtual std::chrono::nanoseconds now() const = 0;
+    /// The time of the day, as time(2) gives it to programs on the board.
+    [[nodiscard]] virtual std::time_t wall_time() const { return std::time(nullptr); }
 };
 
 enum class direction { write, read };

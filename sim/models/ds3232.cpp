@@ -102,7 +102,7 @@ void ds3232::set(std::string_view name, std::string_view value) {
         const double degrees = parse_quantity(name, value, temperature_range);
         current().sensor.surroundings = degrees;
     } else if (name == "time") {
-        const auto time = value == "now" ? host_time() : parse_time(value);
+        const auto time = value == "now" ? local_time(clock_.wall_time()) : parse_time(value);
         if (!time) {
             refuse_value(name, value, "now, or a time such as 2026-11-21 08:00:00 from 2000 to 2199");
         }

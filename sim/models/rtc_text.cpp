@@ -68,8 +68,7 @@ std::optional<rtc_calendar> parse_time(std::string_view text) {
     return calendar_of(date, hour, minute, second);
 }
 
-rtc_calendar host_time() {
-    const std::time_t now = std::time(nullptr);
+rtc_calendar local_time(std::time_t now) {
     std::tm local{};
     localtime_r(&now, &local);
     const auto in_range = [](int value) { return static_cast<unsigned int>(value); };

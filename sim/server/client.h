@@ -34,6 +34,13 @@ struct delayed_reply {
     std::vector<uint8_t> message;
 };
 
+/// A client that keeps the time of programs asks for its turn.
+struct turn_request {
+    uint64_t number;                               ///< the client's, for the reply
+    std::optional<std::chrono::nanoseconds> until; ///< nothing: when somebody else has moved the time
+    bool drives;                                   ///< time goes on for this client
+};
+
 /// A process that is connected to the server.
 struct client {
     explicit client(descriptor socket);
@@ -45,6 +52,8 @@ struct client {
     std::deque<nlohmann::ordered_json> replies = {}; ///< to control requests, not yet sent
     std::optional<trace_reader> tracing = std::nullopt;
     std::unique_ptr<gpio::gpio_file> gpio = nullptr; ///< that it has open
+    bool keeps_time = false;
+    std::optional<turn_request> turn = std::nullopt; ///< nothing: its programs are at work
     bool gone = false;
 
     /// Its transfers are those of another process from now on.

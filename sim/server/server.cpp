@@ -52,9 +52,9 @@ timespec time_until(std::chrono::steady_clock::time_point deadline) {
 
 std::chrono::nanoseconds power_clock::now() const { return std::chrono::steady_clock::now() - power_on_; }
 
-server::server(board powered, const board_clock &clock, std::string file, uint64_t file_hash,
+server::server(board powered, const board_time &time, std::string file, uint64_t file_hash,
                meeting_point here, descriptor listener)
-    : board_(std::move(powered)), clock_(clock), file_(std::move(file)), file_hash_(file_hash),
+    : board_(std::move(powered)), time_(time), file_(std::move(file)), file_hash_(file_hash),
       here_(std::move(here)), listener_(std::move(listener)) {
     for (const gpiochip_place &place : board_.gpiochips()) {
         const auto number = static_cast<unsigned int>(gpiochips_.size());
@@ -98,6 +98,7 @@ void server::wait(int timeout_ms) {
     if (watches_wires()) {
         handle_interrupts();
     }
+    give_turn();
     send_what_waits();
     clients_.remove_if([](const client &left) { return left.gone; });
     if (accept_later_ || watched.front().revents != 0) {
@@ -133,24 +134,52 @@ bool server::watches_wires() const {
 }
 
 /// Returns when the bus was free for a transfer, since power-on. The reply waits until the transfer is over; transfers on
-/// other buses do not.
+/// other buses do not. In virtual
+/// time a transfer takes no time.
 std::chrono::nanoseconds server::take_bus(const transfer_request &request, const transfer_outcome &outcome) {
     const auto duration = board_.duration(request, outcome);
-    if (duration == std::chrono::nanoseconds::zero()) {
-        return clock_.now();
+    if (duration == std::chrono::nanoseconds::zero() || time_.movable != nullptr) {
+        return time_.clock.now();
     }
     const auto now = std::chrono::steady_clock::now();
     auto &busy_until = busy_until_[request.adapter];
     const auto begin = std::max(now, busy_until);
     busy_until = begin + duration;
     reply_due_ = std::max(reply_due_, busy_until);
-    return clock_.now() + (begin - now);
+    return time_.clock.now() + (begin - now);
 }
 
 void server::release_when_due() {
     if (held_.who != nullptr && (held_.who->gone || std::chrono::steady_clock::now() >= held_.until)) {
         held_ = {};
         handle_interrupts();
+    }
+}
+
+/// The client whose turn it is; null as long as one of them is at work. Time does not move when none needs it to.
+client *server::next_turn() {
+    client *next = nullptr;
+    bool driven = false;
+    for (client &who : clients_) {
+        if (who.keeps_time && !who.gone) {
+            if (!who.turn) {
+                return nullptr;
+            }
+            driven = driven || who.turn->drives;
+            if (who.turn->until && (next == nullptr || *who.turn->until < *next->turn->until)) {
+                next = &who;
+            }
+        }
+    }
+    return next != nullptr && (driven || *next->turn->until <= time_.clock.now()) ? next : nullptr;
+}
+
+void server::give_turn() {
+    if (client *const next = next_turn()) {
+        const turn_request turn = *std::exchange(next->turn, std::nullopt);
+        time_.movable->advance(*turn.until);
+        handle_interrupts();
+        next->replies.push_back({{"turn", turn.number}, {"now", time_.clock.now().count()}});
     }
 }
 
@@ -247,7 +276,7 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     const transfer_request request{static_cast<operation>(kind - 1), header.adapter, header.address, data,
                                    header.read_length};
     const transfer_outcome outcome = board_.transfer(request);
-    trace_.push(record_of({take_bus(request, outcome), who.process, who.pid}, request, outcome));
+    trace(who.process, who.pid, request, outcome);
     const std::span<const uint8_t> read = outcome.result < 0 ? std::span<const uint8_t>{} : outcome.read;
     const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
                                            outcome.error, static_cast<uint16_t>(read.size())});
@@ -263,8 +292,7 @@ void server::answer_combined(client &who, std::span<const uint8_t> message) {
     }
     const std::vector<transfer_outcome> outcomes = perform(wire.get(), request);
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        trace_.push(record_of({take_bus(request.parts[i], outcomes[i]), who.process, who.pid},
-                              request.parts[i], outcomes[i]));
+        trace(who.process, who.pid, request.parts[i], outcomes[i]);
     }
     if (request.goes_on && all_done(request.parts, outcomes)) {
         held_ = {&who, std::move(wire),
@@ -310,9 +338,17 @@ server::json server::open_gpio(client &who, const json &request) {
 
 transfer_outcome server::transfer_for_driver(const transfer_request &request) {
     transfer_outcome outcome = board_.transfer(request);
-    trace_.push(
-        record_of({take_bus(request, outcome), driver_acts_for_, driver_acts_for_pid_}, request, outcome));
+    trace(driver_acts_for_, driver_acts_for_pid_, request, outcome);
     return outcome;
+}
+
+/// In virtual time a trace is the same in every run: processes are numbered as they appear in it.
+void server::trace(const std::string &process, int pid, const transfer_request &request,
+                   const transfer_outcome &outcome) {
+    if (time_.movable != nullptr) {
+        pid = traced_pids_.try_emplace(pid, static_cast<int>(traced_pids_.size()) + 1).first->second;
+    }
+    trace_.push(record_of({take_bus(request, outcome), process, pid}, request, outcome));
 }
 
 void server::let_driver_act_for(client &who, int pid) {
@@ -341,7 +377,9 @@ void server::answer_control(client &who, std::span<const uint8_t> message) {
         throw std::runtime_error("client does not read its replies");
     }
     try {
-        who.replies.push_back(answer(who, parse_control(message)));
+        if (json reply = answer(who, parse_control(message)); !reply.is_null()) {
+            who.replies.push_back(std::move(reply));
+        }
     } catch (const bad_request &refusal) {
         who.replies.push_back({{"error", refusal.what()}});
     }
@@ -359,6 +397,13 @@ server::json server::answer(client &who, const json &request) {
     if (command == "close-gpio") {
         who.gpio.reset();
         return json::object();
+    }
+    if (command == "wait-until") {
+        return wait_until(who, request);
+    }
+    if (command == "go-on") {
+        who.turn.reset();
+        return {{"turn", 0}, {"now", time_.clock.now().count()}};
     }
     who.role = command == "run" ? client_role::run : client_role::command;
     if (command == "hello" || command == "run") {
@@ -385,6 +430,9 @@ server::json server::answer(client &who, const json &request) {
     if (command == "end-trace") {
         return end_trace(who);
     }
+    if (command == "keep-time") {
+        return keep_time(who);
+    }
     throw bad_request(fmt::format("unknown command '{}'", command));
 }
 
@@ -393,11 +441,13 @@ server::json server::introduction() const {
             {"file", file_},
             {"hash", file_hash_},
             {"buses", board_.buses()},
-            {"gpiochips", gpiochips_.size()}};
+            {"gpiochips", gpiochips_.size()},
+            {"virtual_time", time_.movable != nullptr},
+            {"seed", time_.seed}};
 }
 
 server::json server::show() const {
-    server_status status{board_.status(), file_, clock_.now(), getpid(), {}};
+    server_status status{board_.status(), file_, time_.clock.now(), getpid(), {}};
     for (const client &who : clients_) {
         const bool listed =
             std::ranges::find(status.programs, who.pid, &program_status::pid) != status.programs.end();
@@ -441,7 +491,7 @@ server::json server::inject(const json &request) {
     waiting_fault wanted = fault_in(request);
     for (fault_limit *const limit : {&wanted.terms.from, &wanted.terms.until}) {
         if (limit->time) {
-            *limit->time += clock_.now();
+            *limit->time += time_.clock.now();
         }
     }
     board_.inject(chip, wanted.kind, fault(wanted.terms));
@@ -459,6 +509,22 @@ server::json server::start_trace(client &who, const json &request) {
     }
     who.tracing = reader;
     return json::object();
+}
+
+server::json server::keep_time(client &who) {
+    if (time_.movable == nullptr) {
+        throw bad_request("this board lives in real time");
+    }
+    who.keeps_time = true;
+    return {{"now", time_.clock.now().count()}, {"server", getpid()}, {"seed", time_.seed}};
+}
+
+server::json server::wait_until(client &who, const json &request) {
+    const json &time = request.at("time");
+    who.turn = {request.at("number"),
+                time.is_null() ? std::nullopt : std::optional(std::chrono::nanoseconds(time.get<int64_t>())),
+                request.at("drives")};
+    return nullptr;
 }
 
 server::json server::end_trace(client &who) {

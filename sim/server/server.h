@@ -13,6 +13,7 @@
 
 #include "host/json.h"
 #include "sim/board/board.h"
+#include "sim/board/virtual_clock.h"
 #include "sim/gpio/gpio_chip.h"
 #include "sim/protocol/channel.h"
 #include "sim/protocol/meeting_point.h"
@@ -30,6 +31,13 @@ class power_clock : public board_clock {
     std::chrono::steady_clock::time_point power_on_ = std::chrono::steady_clock::now();
 };
 
+/// How time goes on a board.
+struct board_time {
+    const board_clock &clock;         ///< the board's own
+    virtual_clock *movable = nullptr; ///< the same, if time stands still until it is moved
+    uint64_t seed = 0;                ///< of what is left to chance
+};
+
 /// A transfer that goes on in its client's next message.
 struct held_transfer {
     client *who = nullptr; ///< null when there is none
@@ -41,7 +49,7 @@ struct held_transfer {
 ///
 /// Control requests are JSON objects with a "command", and so are the replies; {"error": TEXT} is one.
 ///   {"command": "hello"}  -> {"board": NAME, "file": NAME, "hash": NUMBER, "buses": [NUMBER...],
-///       "gpiochips": COUNT}; from a client that only looks
+///       "gpiochips": COUNT, "virtual_time": BOOLEAN, "seed": NUMBER}; from a client that only looks
 ///   {"command": "run"}    -> the same; the board stays powered while this client is connected
 ///   {"command": "act-for", "pid": N} -> {}; transfers of this client are those of process N
 ///   {"command": "open-gpio", "chip": N, "pid": N} -> {"result": 0 or a negative errno}; the client has that GPIO chip
@@ -58,11 +66,18 @@ struct held_transfer {
 ///   and
 ///       {"lost": N}, which says that the client was too slow for N transfers, and unless following {"end":
 ///       true}
+/// On a board in virtual time, clients that keep the time of programs, or do something at certain times, have turns:
+///   {"command": "keep-time"} -> {"now": TIME, "server": PID, "seed": NUMBER}; time stands still from now on, until all of
+///       these clients wait. Times are in ns since power-on.
+///   {"command": "wait-until", "number": N, "time": TIME | null, "drives": BOOLEAN} -> nothing now, but when it is this
+///       client's turn: {"turn": N, "now": TIME}. When all clients that keep time wait, the client with the earliest time
+///       has its turn until it waits again; of equal times, the client that came first. The clock is advanced to its
+///       time, but only if one of the clients drives. A newer request takes the place of an older one.
+///   {"command": "go-on"} -> {"turn": 0, "now": TIME}; the client no longer waits
 ///   {"command": "end-trace"} -> {}; what has happened until now is still sent, then {"end": true}
 class server {
   public:
-    /// `clock` is the board's own.
-    server(board powered, const board_clock &clock, std::string file, uint64_t file_hash, meeting_point here,
+    server(board powered, const board_time &time, std::string file, uint64_t file_hash, meeting_point here,
            descriptor listener);
 
     /// Until the last program and the last `run` have left.
@@ -81,6 +96,8 @@ class server {
     void accept_all();
     [[nodiscard]] bool full() const;
     static void refuse(descriptor socket);
+    void give_turn();
+    [[nodiscard]] client *next_turn();
     void send_what_waits();
     void listen_to(client &who, int events);
     void answer_one(client &who);
@@ -98,6 +115,10 @@ class server {
     json start_trace(client &who, const json &request);
     json end_trace(client &who);
     json leave(client &who);
+    json keep_time(client &who);
+    json wait_until(client &who, const json &request);
+    void trace(const std::string &process, int pid, const transfer_request &request,
+               const transfer_outcome &outcome);
     json open_gpio(client &who, const json &request);
     void let_driver_act_for(client &who, int pid);
     void handle_interrupts();
@@ -107,7 +128,8 @@ class server {
     [[nodiscard]] bool end();
 
     board board_;
-    const board_clock &clock_;
+    board_time time_;
+    std::map<int, int> traced_pids_ = {}; ///< numbers of processes in a trace in virtual time
     std::string file_;
     uint64_t file_hash_;
     meeting_point here_;

@@ -22,6 +22,7 @@
 #include "sim/tool/options.h"
 #include "sim/tool/start.h"
 #include "sim/tool/trace.h"
+#include "sim/virtual_time/vdso.h"
 
 namespace varnel::sim::tool {
 
@@ -127,7 +128,12 @@ struct run_options {
     bool private_board = false;
     bool host_devices = false;
     bool verbose = false;
+    std::size_t time = 0; ///< of `times`
+    std::optional<uint64_t> seed;
 };
+
+constexpr std::size_t virtual_one = 1;
+const std::vector<std::string> times{"real", "virtual"};
 
 /// The board file of the `run` that started this one; empty if there is none.
 std::string outer_board() {
@@ -151,9 +157,9 @@ int finish(Program &&program, std::optional<accompanying_trace> &trace) {
     return program.wait();
 }
 
-joined_board join_shared_board(const std::string &file) {
+joined_board join_shared_board(const std::string &file, const time_options &time) {
     meeting_point where = place_of(file);
-    board_access board = join_board(where, file);
+    board_access board = join_board(where, file, time);
     return {std::move(where), std::move(board)};
 }
 
@@ -170,6 +176,21 @@ std::vector<device_files::device_node> nodes_of(const json &introduction) {
     return nodes;
 }
 
+/// Throws bad_usage when virtual time cannot be had in this way.
+time_options time_of(const run_options &options, const std::string &file) {
+    const bool is_virtual = options.time == virtual_one;
+    if (options.seed && !is_virtual) {
+        throw bad_usage("--seed: only with --time virtual");
+    }
+    if (is_virtual && options.host_devices) {
+        throw bad_usage("--time virtual: not with --host-devices");
+    }
+    if (is_virtual && !virtual_time::is_supported()) {
+        throw bad_usage("--time virtual: only on 64-bit x86");
+    }
+    return {is_virtual, options.seed, !options.private_board && outer_board() == file};
+}
+
 int run(const invocation &call, const run_options &options) {
     if (call.program.empty()) {
         throw bad_usage("missing argument: -- PROGRAM ARGS...");
@@ -177,7 +198,9 @@ int run(const invocation &call, const run_options &options) {
     std::vector<line_output> outputs(options.trace_files.begin(), options.trace_files.end());
     const std::string file = find_board_file(call.board);
     const std::string library = library_name();
-    auto [where, board] = options.private_board ? start_private_board(file) : join_shared_board(file);
+    const time_options time = time_of(options, file);
+    auto [where, board] =
+        options.private_board ? start_private_board(file, time) : join_shared_board(file, time);
     std::optional<accompanying_trace> trace;
     if (!outputs.empty()) {
         trace.emplace(where, std::move(outputs));
@@ -185,7 +208,7 @@ int run(const invocation &call, const run_options &options) {
     const json introduction = board.request({{"command", "run"}});
     const device_files::board_files files{where, introduction.at("board"), nodes_of(introduction)};
     const std::string name = options.private_board ? fmt::format("a private board of {}", file) : file;
-    const device_files::service how{files, name, outer_board(), options.verbose};
+    const device_files::service how{files, name, outer_board(), options.verbose, time.is_virtual};
     set_environment(where, file, library);
     if (options.host_devices && options.verbose) {
         say("varnel-sim: /dev/i2c-* and /dev/gpiochip* are this machine's: --host-devices");
@@ -211,6 +234,10 @@ void add_run(argument_parser app, invocation &call) {
                      "a board of this program's own, also while others run on the same file");
     command.add_flag("--host-devices", options->host_devices,
                      "leave /dev and /sys to this machine: no /dev/i2c-N and /dev/gpiochipN of the board");
+    add_choice(command, "--time", options->time, times,
+               "virtual: time stands still while programs work, and jumps while they wait");
+    add_number(command, "--seed", options->seed, UINT64_MAX,
+               "in virtual time: another order of what happens at the same time");
     command.add_flag("--verbose", options->verbose,
                      "say in a line who serves /dev/i2c-N, /dev/gpiochipN and the I2C primitives");
     command.add_description("PROGRAM", "after --, with its arguments").option_text("...");

@@ -52,14 +52,18 @@ void detach(int kept_descriptor) {
 }
 
 /// Returns a connection to the new server: made before the server runs, so the server never sees zero clients.
-descriptor power_on(const meeting_point &where, const std::string &file, const std::string &text) {
-    const power_clock clock;
+descriptor power_on(const meeting_point &where, const std::string &file, const std::string &text,
+                    const time_options &options) {
+    const power_clock real;
+    virtual_clock movable;
+    const board_time time =
+        options.is_virtual ? board_time{movable, &movable, options.seed.value_or(0)} : board_time{real};
     std::istringstream input(text);
-    board powered(read_description(input, file), clock);
+    board powered(read_description(input, file), time.clock);
     descriptor listener = where.listen();
     const int listening = listener.get();
     descriptor socket = where.connect();
-    server created(std::move(powered), clock, file, hash_of(text), where, std::move(listener));
+    server created(std::move(powered), time, file, hash_of(text), where, std::move(listener));
     std::fflush(nullptr);
     const pid_t process = fork();
     if (process < 0) {
@@ -80,15 +84,29 @@ std::string text_of(const std::string &file) {
     }
 }
 
+/// A board's time is chosen when it is powered on.
+void check_time(const json &introduction, const std::string &file, const time_options &wanted) {
+    const bool is_virtual = introduction.at("virtual_time");
+    if (is_virtual != wanted.is_virtual && !wanted.outer_decides) {
+        throw bad_usage(is_virtual
+                            ? fmt::format("{} is running in virtual time: add --time virtual", file)
+                            : fmt::format("{} is running in real time: its time cannot be virtual", file));
+    }
+    if (wanted.seed && introduction.at("seed") != *wanted.seed) {
+        throw bad_usage(fmt::format("{} is running with --seed {}", file, introduction.at("seed").dump()));
+    }
+}
+
 } // namespace
 
-board_access join_board(const meeting_point &where, const std::string &file) {
+board_access join_board(const meeting_point &where, const std::string &file, const time_options &time) {
     const std::string text = text_of(file);
     const descriptor lock = where.lock(true);
     descriptor running = where.connect();
     const bool joined = running.is_open();
-    board_access board(joined ? std::move(running) : power_on(where, file, text));
+    board_access board(joined ? std::move(running) : power_on(where, file, text, time));
     const json reply = board.request({{"command", "run"}});
+    check_time(reply, file, time);
     if (joined && reply.at("hash") != hash_of(text)) {
         say(fmt::format("varnel-sim: {} has changed since this board was powered on; it stays as it was",
                         file));
@@ -96,10 +114,10 @@ board_access join_board(const meeting_point &where, const std::string &file) {
     return board;
 }
 
-joined_board start_private_board(const std::string &file) {
+joined_board start_private_board(const std::string &file, const time_options &time) {
     meeting_point where = meeting_point::of_new_private_board();
     try {
-        board_access board = join_board(where, file);
+        board_access board = join_board(where, file, time);
         return {std::move(where), std::move(board)};
     } catch (...) {
         where.remove();
