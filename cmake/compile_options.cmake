@@ -12,9 +12,6 @@ target_compile_options(varnel_plain_options INTERFACE
 # on, since it guards the memory that tests pass to the library.
 target_compile_options(varnel_plain_options INTERFACE
   $<$<AND:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>,$<NOT:$<CONFIG:Debug>>>:-O0>)
-# Line numbers are all of the debug information that reports need; variables would take a tenth longer.
-target_compile_options(varnel_plain_options INTERFACE
-  $<$<AND:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>,$<CONFIG:Debug>>:-g1>)
 if(VARNEL_WERROR)
   target_compile_options(varnel_plain_options INTERFACE -Werror)
 endif()
@@ -23,25 +20,34 @@ endif()
 target_compile_options(varnel_plain_options INTERFACE
   -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
 
-# Additional options for sanitizers and coverage.
-add_library(varnel_options INTERFACE)
-target_link_libraries(varnel_options INTERFACE varnel_plain_options)
+add_library(varnel_instrumented INTERFACE) # by sanitizers and for coverage
 if(VARNEL_SANITIZE STREQUAL address)
-  target_compile_options(varnel_options INTERFACE
+  target_compile_options(varnel_instrumented INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
-    $<$<BOOL:${VARNEL_FUZZ}>:-fsanitize=fuzzer-no-link>
-    $<$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>:-fno-sanitize=undefined>)
-  target_link_options(varnel_options INTERFACE -fsanitize=address,undefined)
+    $<$<BOOL:${VARNEL_FUZZ}>:-fsanitize=fuzzer-no-link>)
+  target_link_options(varnel_instrumented INTERFACE -fsanitize=address,undefined)
 endif()
 
 if(VARNEL_COVERAGE) # the library itself is compiled for it; programs that link it need the counters' runtime
-  target_link_options(varnel_options INTERFACE --coverage)
+  target_link_options(varnel_instrumented INTERFACE --coverage)
 endif()
 
 if(VARNEL_SANITIZE STREQUAL thread)
-  target_compile_options(varnel_options INTERFACE -fsanitize=thread)
-  target_link_options(varnel_options INTERFACE -fsanitize=thread)
+  target_compile_options(varnel_instrumented INTERFACE -fsanitize=thread)
+  target_link_options(varnel_instrumented INTERFACE -fsanitize=thread)
 endif()
+
+# Commands, the simulated board and tests are compiled in half the time with line numbers as their only debug information,
+# and without the checks that AddressSanitizer or the processor makes, too; tests without all checks of UBSan.
+add_library(varnel_quickly_compiled INTERFACE)
+target_compile_options(varnel_quickly_compiled INTERFACE $<$<CONFIG:Debug>:-g1>)
+if(VARNEL_SANITIZE STREQUAL address)
+  target_compile_options(varnel_quickly_compiled INTERFACE
+    -fno-sanitize=$<IF:$<BOOL:$<TARGET_PROPERTY:VARNEL_TEST>>,undefined,alignment$<COMMA>null$<COMMA>object-size$<COMMA>vptr>)
+endif()
+
+add_library(varnel_options INTERFACE)
+target_link_libraries(varnel_options INTERFACE varnel_plain_options varnel_instrumented varnel_quickly_compiled)
 
 # For code that runs inside daemons: needs only the C library, and is hardened.
 add_library(varnel_hardened INTERFACE)
@@ -55,7 +61,7 @@ endif()
 target_link_options(varnel_hardened INTERFACE -Wl,-z,relro -Wl,-z,noexecstack -Wl,--as-needed)
 
 add_library(varnel_daemon_side INTERFACE)
-target_link_libraries(varnel_daemon_side INTERFACE varnel_options varnel_hardened)
+target_link_libraries(varnel_daemon_side INTERFACE varnel_instrumented varnel_hardened)
 
 # Headers that take seconds to read are compiled once. A compiler cache saves more and does not know precompiled headers.
 # Where a target's definitions do not fit, the compiler reads the headers themselves.
