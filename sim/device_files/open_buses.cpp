@@ -12,6 +12,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "host/json.h"
 #include "sim/device_files/board_adapter.h"
 #include "sim/device_files/calling_process.h"
 

@@ -14,6 +14,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "host/json.h"
 #include "sim/device_files/calling_process.h"
 #include "sim/protocol/message.h"
 

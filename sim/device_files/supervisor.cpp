@@ -14,6 +14,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "host/json.h"
 #include "sim/device_files/calling_process.h"
 #include "sim/device_files/dev_folder.h"
 

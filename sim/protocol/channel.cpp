@@ -12,6 +12,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include "host/json.h"
 #include "sim/protocol/message.h"
 
 namespace varnel::sim {

@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
 #include "host/descriptor.h"
-#include "host/json.h"
 
 namespace varnel::sim {
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/json.h"
 #include "sim/gpio/gpio_file.h"
 #include "sim/protocol/channel.h"
 #include "sim/server/trace_ring.h"

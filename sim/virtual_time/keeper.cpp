@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 #include <sys/syscall.h>
 
+#include "host/json.h"
 #include "sim/virtual_time/vdso.h"
 
 namespace varnel::sim::virtual_time {

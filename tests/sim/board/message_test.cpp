@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/json.h"
 #include "sim/protocol/channel.h"
 
 namespace varnel::test {
