@@ -26,7 +26,8 @@ static void look_at_pins(void) {
     uint8_t pins = 0xEE;
     const int result = smbus_read_byte_to_device(expander, 0, &pins);
     if (has("crashes") && result != 0) {
-        *(volatile char *)(uintptr_t)16 = 0; /* not NULL, which a sanitizer would report instead */
+        const volatile uintptr_t no_page = 16; /* not NULL, which a sanitizer would report instead */
+        *(volatile char *)no_page = 0;
     }
     if (has("aborts") && result != 0) {
         abort();
