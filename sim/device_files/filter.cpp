@@ -75,6 +75,10 @@ constexpr std::initializer_list<uint32_t> calls_of_time = {
 #ifdef SYS_time
     SYS_time,          SYS_alarm,
 #endif
+#ifdef SYS_fork
+    SYS_fork,          SYS_vfork,
+#endif
+    SYS_clone,         SYS_clone3,
 #ifdef SYS_arch_prctl
     SYS_arch_prctl,
 #else

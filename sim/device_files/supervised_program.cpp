@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <functional>
@@ -23,6 +24,7 @@
 
 #include "host/standard_streams.h"
 #include "sim/device_files/filter.h"
+#include "sim/virtual_time/turn.h"
 
 namespace varnel::sim::device_files {
 
@@ -225,6 +227,11 @@ class supervision {
     sigaddset(&handled, SIGCHLD);
     sigaddset(&handled, SIGTERM);
     sigprocmask(SIG_BLOCK, &handled, &before);
+    std::optional<virtual_time::turn> turn;
+    if (how.virtual_time) {
+        turn.emplace();
+        setenv(turn_variable, turn->file_name().c_str(), 1);
+    }
     const pid_t program = fork();
     if (program == 0) {
         sigprocmask(SIG_SETMASK, &before, nullptr);
@@ -239,8 +246,8 @@ class supervision {
     detach();
     std::optional<supervisor> supervised;
     if (listener.is_open()) {
-        supervised.emplace(call_listener(std::move(listener)), how.files,
-                           how.virtual_time ? line_to(program) : nullptr);
+        supervised.emplace(call_listener(std::move(listener)), how.files, turn ? &*turn : nullptr,
+                           line_to(program));
     }
     const int signals = signalfd(-1, &handled, SFD_CLOEXEC);
     supervision all(program, std::move(status), signals);

@@ -40,15 +40,16 @@ int64_t store_status(const system_call &call, const path_call &shape, const stru
 
 } // namespace
 
-supervisor::supervisor(call_listener calls, const board_files &files,
+supervisor::supervisor(call_listener calls, const board_files &files, virtual_time::turn *holder,
                        std::function<void(const std::string &)> say)
     : calls_(std::move(calls)), nodes_(files.nodes), power_(files.board.connect()), sys_(files.name, nodes_),
       buses_(files.board), gpios_(files.board) {
     power_.send({{"command", "run"}});
     (void)power_.receive_control();
-    if (say) {
+    if (holder != nullptr) {
         const auto answer = [this](const system_call &call) { answer_for_board(call); };
-        time_.emplace(calls_, files.board, virtual_time::keeper::surroundings{answer, std::move(say)});
+        time_.emplace(calls_, files.board,
+                      virtual_time::keeper::surroundings{answer, std::move(say), *holder});
     }
 }
 

@@ -31,8 +31,9 @@ struct board_files {
 /// for the board's buses and GPIO chips and for no other, whatever the machine has. Everything else is the kernel's.
 class supervisor {
   public:
-    /// `say` tells the user how time goes; null in real time.
-    supervisor(call_listener calls, const board_files &files, std::function<void(const std::string &)> say);
+    /// `holder` and `say`, which tells the user how time goes, are null in real time.
+    supervisor(call_listener calls, const board_files &files, virtual_time::turn *holder,
+               std::function<void(const std::string &)> say);
 
     [[nodiscard]] int calls() const { return calls_.get(); }
     /// Whether any program is left whose calls come here.

@@ -13,6 +13,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include "sim/preload/turn.h"
 #include "sim/protocol/socket_address.h"
 
 namespace varnel::sim::preload {
@@ -103,9 +104,12 @@ bool send_request(const transfer &wanted) {
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = 2;
+    mmsghdr unasked{message, 0};
+    const bool asks = !takes_turn();
     ssize_t sent = 0;
     do {
-        sent = sendmsg(link.socket, &message, MSG_NOSIGNAL);
+        sent = asks ? sendmsg(link.socket, &message, MSG_NOSIGNAL)
+                    : sendmmsg(link.socket, &unasked, 1, MSG_NOSIGNAL);
     } while (sent < 0 && errno == EINTR);
     return sent >= 0 || errno == EPIPE || errno == ECONNRESET; // a server that has left may have said why
 }
@@ -186,6 +190,7 @@ void unlock() { pthread_mutex_unlock(&one_at_a_time); }
 __attribute__((constructor)) void start() {
     const int saved_errno = errno;
     pthread_atfork(lock, unlock, unlock);
+    find_turn();
     link.open();
     errno = saved_errno;
 }

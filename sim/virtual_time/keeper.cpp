@@ -29,9 +29,7 @@ constexpr nanoseconds idle_pause = milliseconds(10);
 /// After how much real time without a moment at which all wait the user is told.
 constexpr std::chrono::seconds long_work{5};
 
-/// A thread may look at clocks, or use the board, so often before each look takes time, and so much longer each look is
-/// than the one before it.
-constexpr unsigned int free_looks = 100;
+/// So much longer each look at a clock, or use of the board, is than the one before it, after many of them.
 constexpr nanoseconds look_step = microseconds(1);
 constexpr nanoseconds longest_look = milliseconds(1);
 
@@ -40,7 +38,9 @@ constexpr nanoseconds shortest_wait = microseconds(50);
 
 /// Time that something takes which was done so often: none at first.
 nanoseconds delay_of(unsigned int times) {
-    return times <= free_looks ? nanoseconds(0) : std::min(longest_look, (times - free_looks) * look_step);
+    return times <= shared_turn::free_looks
+               ? nanoseconds(0)
+               : std::min(longest_look, (times - shared_turn::free_looks) * look_step);
 }
 
 /// Each program makes this call soon after it is executed.
@@ -50,6 +50,21 @@ bool starts_program(int number) {
 #else
     return number == SYS_set_tid_address;
 #endif
+}
+
+/// What starts a thread or a process.
+bool starts_thread(int number) {
+    switch (number) {
+#ifdef SYS_fork
+    case SYS_fork:
+    case SYS_vfork:
+#endif
+    case SYS_clone:
+    case SYS_clone3:
+        return true;
+    default:
+        return false;
+    }
 }
 
 bool looks_at_clock(int number) {
@@ -131,13 +146,18 @@ keeper::keeper(const device_files::call_listener &calls, const meeting_point &bo
     : keeper(calls, join(board), std::move(others)) {}
 
 keeper::keeper(const device_files::call_listener &calls, membership joined, surroundings others)
-    : calls_(calls), others_(std::move(others)), server_(std::move(joined.server)), now_(joined.now),
-      seed_(joined.seed), tasks_(joined.process) {}
+    : calls_(calls), others_(std::move(others)), turn_(others_.holder), server_(std::move(joined.server)),
+      now_(joined.now), seed_(joined.seed), tasks_(joined.process) {}
 
 bool keeper::takes(const system_call &call) {
     withdraw();
     pause_ = shortest_pause;
-    if (starts_program(call.number)) {
+    tasks_.note_caller(call.thread);
+    if (starts_thread(call.number)) {
+        tasks_.note_start();
+        calls_.pass_on(call);
+    } else if (starts_program(call.number)) {
+        turn_.forget_looks(call.thread);
         hold_clocks(call.thread);
         calls_.pass_on(call);
     } else if (call.number == SYS_connect) {
@@ -163,7 +183,7 @@ void keeper::take_look(const system_call &call) {
         calls_.pass_on(call);
         return;
     }
-    const nanoseconds delay = delay_of_look(call.thread);
+    const nanoseconds delay = delay_of(turn_.count_look(call.thread));
     if (call.number == SYS_sched_yield || delay != nanoseconds(0)) {
         hold(call, reason::clock, now_ + delay);
     } else {
@@ -171,11 +191,9 @@ void keeper::take_look(const system_call &call) {
     }
 }
 
-nanoseconds keeper::delay_of_look(pid_t thread) { return delay_of(++looks_[thread]); }
-
 bool keeper::take_turn(const system_call &call) {
-    const nanoseconds delay = delay_of_look(call.thread);
-    if (!lost_ && (call.thread != turn_ || delay != nanoseconds(0))) {
+    const nanoseconds delay = delay_of(turn_.count_look(call.thread));
+    if (!lost_ && (call.thread != turn_.holder() || delay != nanoseconds(0))) {
         hold(call, reason::board, now_ + delay);
         return true;
     }
@@ -195,7 +213,7 @@ bool keeper::take_wait(const system_call &call) {
         calls_.pass_on(call);
     } else if (*until > now_) {
         hold(call, reason::wait, std::max(*until, now_ + shortest_wait));
-    } else if (const nanoseconds delay = delay_of_look(call.thread); delay != nanoseconds(0)) {
+    } else if (const nanoseconds delay = delay_of(turn_.count_look(call.thread)); delay != nanoseconds(0)) {
         hold(call, reason::retry, now_ + delay);
     } else {
         finish(call, time_out(call));
@@ -269,16 +287,23 @@ void keeper::lose_board() {
     }
 }
 
+/// Whether there was a moment at which all threads waited. One that is held may be killed meanwhile.
+bool keeper::all_wait() {
+    forget_dead();
+    std::set<pid_t> held;
+    for (const held_call &each : held_) {
+        held.insert(each.call.thread);
+    }
+    return tasks_.all_wait(held, turn_.holder(), asked_ ? tasks::also::nobody : tasks::also::server) &&
+           std::ranges::all_of(held_, [this](const held_call &each) { return calls_.waits(each.call); });
+}
+
 void keeper::look_around(const std::function<bool()> &is_calm) {
     if (lost_) {
         pause_ = idle_pause;
         return;
     }
-    std::set<pid_t> held;
-    for (const held_call &each : held_) {
-        held.insert(each.call.thread);
-    }
-    if (runs(turn_) || !tasks_.all_wait(held, asked_ ? tasks::also::nobody : tasks::also::server)) {
+    if (!all_wait()) {
         withdraw();
         say_who_works();
         pause_ = std::clamp(pause_ * 2, shortest_pause, longest_pause);
@@ -288,10 +313,9 @@ void keeper::look_around(const std::function<bool()> &is_calm) {
         pause_ = nanoseconds(0);
         return;
     }
-    turn_ = 0;
+    turn_.end();
     works_since_ = std::chrono::steady_clock::now();
     pause_ = idle_pause;
-    forget_dead();
     const auto first = next();
     std::optional<nanoseconds> until = timers_.next();
     if (first != held_.end()) {
@@ -362,7 +386,7 @@ void keeper::take_own_turn() {
 void keeper::let_go(held_calls::iterator held) {
     const held_call released = *held;
     held_.erase(held);
-    turn_ = released.call.thread;
+    turn_.give(released.call.thread);
     switch (released.why) {
     case reason::clock:
         return answer_look(released.call);
@@ -370,7 +394,7 @@ void keeper::let_go(held_calls::iterator held) {
         return released.call.number == SYS_sendmsg ? calls_.pass_on(released.call)
                                                    : others_.answer(released.call);
     case reason::wait:
-        looks_.erase(turn_);
+        turn_.forget_looks(released.call.thread);
         return end_wait(released);
     case reason::retry:
         return end_wait(released);

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <functional>
 #include <list>
-#include <map>
 #include <optional>
 
 #include "sim/device_files/notification.h"
@@ -12,6 +11,7 @@
 #include "sim/virtual_time/tasks.h"
 #include "sim/virtual_time/timed_call.h"
 #include "sim/virtual_time/timers.h"
+#include "sim/virtual_time/turn.h"
 
 namespace varnel::sim::virtual_time {
 
@@ -26,6 +26,7 @@ class keeper {
     struct surroundings {
         std::function<void(const system_call &)> answer;  ///< answers a call that concerns the board
         std::function<void(const std::string &line)> say; ///< tells the user
+        turn &holder;                                     ///< says which thread may use the board
     };
 
     /// Throws std::runtime_error when the board lives in real time.
@@ -71,7 +72,6 @@ class keeper {
     bool take_wait(const system_call &call);
     void lose_board();
     void answer_look(const system_call &call);
-    [[nodiscard]] nanoseconds delay_of_look(pid_t thread);
     void hold(const system_call &call, reason why, nanoseconds until);
 
     [[nodiscard]] nanoseconds due(const held_call &held) const;
@@ -85,21 +85,21 @@ class keeper {
     void end_wait(const held_call &held);
     void finish(const system_call &call, int64_t result) const;
     void forget_dead();
+    [[nodiscard]] bool all_wait();
     void hold_clocks(pid_t process) const;
     void say_who_works();
     void say_where_it_connects(const system_call &call) const;
 
     const device_files::call_listener &calls_;
     surroundings others_;
+    turn &turn_;
     channel server_;
     nanoseconds now_;
     uint64_t seed_;
     tasks tasks_;
     timers timers_ = {};
     held_calls held_ = {};
-    std::map<pid_t, unsigned int> looks_ = {}; ///< of threads since they waited
-    unsigned int turns_ = 0;                   ///< that were given while time hardly moved
-    pid_t turn_ = 0;                           ///< the thread that may use the board
+    unsigned int turns_ = 0; ///< that were given while time hardly moved
     bool drives_ = true;
     bool lost_ = false; ///< the server has ended: programs live in real time
     struct request {

@@ -93,6 +93,14 @@ TEST_F(virtual_time, moves_for_a_program_that_asks_a_busy_chip_again_and_again) 
     EXPECT_THAT(out, EndsWith("rb 01 ok\n"));
 }
 
+/// It makes no system call that the supervisor is asked about.
+TEST_F(virtual_time, stands_still_while_a_child_computes) {
+    EXPECT_EQ(
+        shell(
+            "(i=0; while [ $i -lt 20000 ]; do i=$((i + 1)); done; echo child) & sleep 1; echo parent; wait"),
+        "child\nparent\n");
+}
+
 TEST_F(virtual_time, chips_live_in_it) {
     const std::string shown = shell("$1 set psu.fan stopped; sleep 10m; $1 show");
     EXPECT_THAT(shown, HasSubstr("on for 600.0 s"));
