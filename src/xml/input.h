@@ -120,6 +120,14 @@ class input {
         }
     }
 
+    /// Whether so many bytes lie ready in the buffer, from ready() on.
+    [[nodiscard]] bool is_ready(std::ptrdiff_t size) const { return end_ - at_ >= size; }
+    [[nodiscard]] const char *ready() const { return at_; }
+    void consume_to(const char *at, unsigned newlines) {
+        at_ = at;
+        from_.document.line += newlines;
+    }
+
     /// Whether these bytes, without a newline among them, are the next in the buffer, and then ">". If so, they
     /// are consumed.
     [[nodiscard]] bool consume_tag(const char *bytes, std::size_t length) {

@@ -8,6 +8,7 @@
 #include "xml/body_reader.h"
 #include "xml/input.h"
 #include "xml/node.h"
+#include "xml/ready_text.h"
 #include "xml/tree_memory.h"
 
 namespace varnel::xml {
@@ -174,20 +175,40 @@ class node_reader {
     }
 
     step read_element() {
-        xml_node *const element = make_node(xml_kind_element);
-        if (element != nullptr) {
-            const int name_length = read_name(*element);
-            if (name_length > 0) {
-                read_attributes(*element);
-                if (has_content()) {
-                    element->kind = name_length;
-                    element->parent = parent_;
-                    parent_ = element;
-                    return step::next_node;
-                }
+        xml_node *element = nullptr;
+        const int name_length = start_element(element);
+        if (name_length > 0) {
+            read_attributes(*element);
+            if (has_content()) {
+                element->kind = name_length;
+                element->parent = parent_;
+                parent_ = element;
+                return step::next_node;
             }
         }
         return attach(element);
+    }
+
+    /// Makes an element with its name, whose length is returned; 0 after an error.
+    int start_element(xml_node *&element) {
+        if (slab_filler *const slab = slab_for_ready_text()) {
+            ready_text text(in_.ready());
+            token name;
+            if (text.read_name(name) && ends_name(name.stop)) {
+                element = slab->record_in_room<xml_node>();
+                element->kind = xml_kind_element;
+                element->name = slab->string_in_room(name.bytes, name.length);
+                in_.consume_to(text.at(), 0);
+                return static_cast<int>(name.length);
+            }
+        }
+        element = make_node(xml_kind_element);
+        return element != nullptr ? read_name(*element) : 0;
+    }
+
+    /// Where what lies ready is stored as it is read; null where one of both is short.
+    slab_filler *slab_for_ready_text() {
+        return ready_text::is_used && in_.is_ready(ready_text::size) ? memory_.slab_with_room() : nullptr;
     }
 
     [[nodiscard]] int status_of_cut_name() const {
@@ -218,7 +239,7 @@ class node_reader {
     void read_attributes(xml_node &element) {
         xml_attribute *first = nullptr;
         xml_attribute **end = &first;
-        bool more = true;
+        bool more = !read_ready_attributes(end);
         while (more) {
             auto *const attribute = *end = memory_.record<xml_attribute>(in_);
             if (attribute == nullptr) {
@@ -234,6 +255,34 @@ class node_reader {
             in_.report(in_.failure());
             xml_attribute_delete(first);
         }
+    }
+
+    /// Reads attributes that lie ready. True after the last, when the end of the tag is read.
+    bool read_ready_attributes(xml_attribute **&end) {
+        while (document_.status == 0) {
+            slab_filler *const slab = slab_for_ready_text();
+            if (slab == nullptr) {
+                break;
+            }
+            ready_text text(in_.ready());
+            text.skip_white_space();
+            if (text.read_end()) {
+                *end = slab->record_in_room<xml_attribute>();
+                in_.consume_to(text.at(), text.newlines());
+                return true;
+            }
+            token name;
+            token value;
+            if (!text.read_name(name) || !text.read_value(value)) {
+                break;
+            }
+            auto *const attribute = *end = slab->record_in_room<xml_attribute>();
+            attribute->name = slab->string_in_room(name.bytes, name.length);
+            attribute->value = slab->string_in_room(value.bytes, value.length);
+            end = &attribute->next;
+            in_.consume_to(text.at(), text.newlines());
+        }
+        return false;
     }
 
     /// Whether a start tag is followed by anything but ">", which is consumed.

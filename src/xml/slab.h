@@ -58,20 +58,30 @@ class slab_filler {
     /// Longer strings are not worth a place here.
     static constexpr std::size_t string_limit = 400;
 
+    /// Strings shorter than this are copied in one go, with some bytes that come after them.
+    static constexpr std::size_t at_once = 32;
+
     /// A zeroed record; null when there is no room.
     template <class Record>
     [[nodiscard]] Record *record() {
-        static_assert(alignof(Record) <= record_offset);
-        constexpr std::size_t step =
-            (sizeof(Record) + distance_size + malloc_alignment - 1) / malloc_alignment * malloc_alignment;
-        if (room() < step + distance_size) {
-            return nullptr;
-        }
-        end_ -= step; // records are made downwards, strings upwards
+        return room() >= size_of<Record> + distance_size ? record_in_room<Record>() : nullptr;
+    }
+
+    /// Whether there is room for one record_in_room() and two string_in_room().
+    [[nodiscard]] bool has_room() const { return room() >= room_for_three; }
+    template <class Record>
+    [[nodiscard]] Record *record_in_room() {
+        static_assert(alignof(Record) <= record_offset &&
+                      size_of<Record> + 2 * (at_once + extra) <= room_for_three);
+        end_ -= size_of<Record>; // records are made downwards, strings upwards
         __builtin_prefetch(end_ - soon, 1);
         __builtin_prefetch(begin_ + soon, 1);
         finish_piece(end_);
         return new (end_) Record{};
+    }
+    [[nodiscard]] char *string_in_room(const char *bytes, std::size_t length) {
+        std::memcpy(begin_ + distance_size, bytes, at_once);
+        return finish_string(length);
     }
 
     /// A copy with a terminator; null when there is no room, or when it is too long to be copied in one go with
@@ -80,8 +90,7 @@ class slab_filler {
         if (length >= at_once || readable < at_once || room() < at_once + extra) {
             return nullptr;
         }
-        std::memcpy(begin_ + distance_size, bytes, at_once);
-        return finish_string(length);
+        return string_in_room(bytes, length);
     }
 
     /// A copy of at most `string_limit` bytes with a terminator; null when memory ran out.
@@ -111,7 +120,6 @@ class slab_filler {
 
   private:
     static constexpr std::size_t distance_size = sizeof(std::uint16_t);
-    static constexpr std::size_t at_once = 32;
     static constexpr std::size_t extra = 2 * distance_size + 2; // a string's, and the distance below `end_`
     static constexpr std::size_t readable_after = 16;           // a string: the writer reads so many at once
     static constexpr std::size_t being_filled = SIZE_MAX / 2;
@@ -120,6 +128,11 @@ class slab_filler {
     static constexpr std::size_t small_size = 1000;
     static constexpr std::size_t many_small = 32000;
     static constexpr std::size_t big_size = 60000;
+
+    template <class Record>
+    static constexpr std::size_t size_of =
+        (sizeof(Record) + distance_size + malloc_alignment - 1) / malloc_alignment *malloc_alignment;
+    static constexpr std::size_t room_for_three = 160;
 
     /// For pieces and their distances; a record's distance is below `end_`.
     [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(end_ - begin_); }

@@ -32,6 +32,9 @@ class tree_memory {
         return made;
     }
 
+    /// For a record and two short strings; null when there is no room, and where each is a block of malloc().
+    [[nodiscard]] slab_filler *slab_with_room() { return filler_.has_room() ? &filler_ : nullptr; }
+
   private:
     template <class Record>
     [[nodiscard]] static Record *record_in_block() {

@@ -112,19 +112,41 @@ class text_maker {
 
   private:
     std::string white() {
-        static const std::vector<std::string> all = {"", "", " ", "\n", "\t ", "\r\n", "  \n "};
+        static const std::vector<std::string> all = {"",
+                                                     "",
+                                                     " ",
+                                                     "\n",
+                                                     "\t ",
+                                                     "\r\n",
+                                                     "  \n ",
+                                                     "\n\n",
+                                                     std::string(15, ' '),
+                                                     std::string(16, '\t') + "\n"};
         return all[below(static_cast<unsigned>(all.size()))];
     }
 
     std::string name() {
-        static const std::vector<std::string> all = {"a", "b", "item", "ns:tag", "x-1_2", "Q"};
+        static const std::vector<std::string> all = {
+            "a", "b", "item", "ns:tag", "x-1_2", "Q", std::string(31, 'm'), std::string(32, 'n')};
         return all[below(static_cast<unsigned>(all.size()))];
     }
 
     std::string words() {
-        static const std::vector<std::string> all = {"word",  "a b",  "&lt;x&gt;", "&foo;",
-                                                     "&quo;", "1\n2", "x;y",       "t \t",
-                                                     "-",     "?",    "\xC3\xA9",  "&amp;&apos;"};
+        static const std::vector<std::string> all = {"word",
+                                                     "a b",
+                                                     "&lt;x&gt;",
+                                                     "&foo;",
+                                                     "&quo;",
+                                                     "1\n2",
+                                                     "x;y",
+                                                     "t \t",
+                                                     "-",
+                                                     "?",
+                                                     "\xC3\xA9",
+                                                     "&amp;&apos;",
+                                                     "",
+                                                     std::string(31, 'v'),
+                                                     std::string(32, 'w')};
         return all[below(static_cast<unsigned>(all.size()))];
     }
 
