@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -19,12 +20,26 @@ struct i2c_message {
     [[nodiscard]] bool counted() const;
 };
 
+/// What Linux keeps for an adapter, whoever sets it.
+struct repetition {
+    int retries = 0;                         ///< I2C_RETRIES: how often a transfer is repeated
+    std::chrono::milliseconds timeout{1000}; ///< I2C_TIMEOUT: after that it is not repeated any more
+};
+
 /// An I2C adapter of the board, for one process.
 class adapter {
   public:
+    adapter() = default;
+    explicit adapter(repetition &kept) : repeated_(&kept) {}
     virtual ~adapter() = default;
-    /// Performs a transfer with one STOP at the end. Returns 0, or an errno.
-    [[nodiscard]] int transfer(std::span<i2c_message> messages) { return transfer_part(messages, {}); }
+    adapter(const adapter &) = delete;
+    adapter &operator=(const adapter &) = delete;
+
+    [[nodiscard]] repetition &repeated() { return *repeated_; }
+
+    /// Performs a transfer with one STOP at the end; repeats it, if wanted, when another master wins the bus (EAGAIN), as
+    /// Linux's __i2c_transfer() does. Returns 0, or an errno.
+    [[nodiscard]] int transfer(std::span<i2c_message> messages);
 
     /// Where messages are in a transfer.
     struct place {
@@ -33,6 +48,10 @@ class adapter {
     };
     /// Performs a part of a transfer. After a failure nothing may continue it.
     [[nodiscard]] virtual int transfer_part(std::span<i2c_message> messages, place where) = 0;
+
+  private:
+    repetition own_ = {};
+    repetition *repeated_ = &own_;
 };
 
 } // namespace varnel::sim::device_files

@@ -9,8 +9,9 @@ namespace varnel::sim::device_files {
 /// A bus of a running board, on which transfers are those of one process.
 class board_adapter : public adapter {
   public:
-    /// `to_server` is a connection that acts for the process.
-    board_adapter(channel &to_server, uint8_t bus) : to_server_(to_server), bus_(bus) {}
+    /// `to_server` is a connection that acts for the process; `kept` is that of the bus.
+    board_adapter(channel &to_server, uint8_t bus, repetition &kept)
+        : adapter(kept), to_server_(to_server), bus_(bus) {}
 
     [[nodiscard]] int transfer_part(std::span<i2c_message> messages, place where) override;
 

@@ -21,7 +21,8 @@ constexpr unsigned long functionality =
 
 /// Longer messages are cut by read() and write(), and refused by I2C_RDWR.
 constexpr std::size_t largest_message = 8192;
-constexpr uint64_t longest_timeout = INT_MAX / 10; // of 10 ms
+constexpr int unit_of_timeout = 10; // ms
+constexpr uint64_t longest_timeout = INT_MAX / unit_of_timeout;
 constexpr uint16_t highest_address = 0x7F;
 constexpr uint16_t highest_ten_bit_address = 0x3FF;
 
@@ -83,6 +84,22 @@ std::size_t size_of_data(uint32_t transaction) {
     }
 }
 
+int set_retries(adapter &bus, uint64_t retries) {
+    if (retries > INT_MAX) {
+        return -EINVAL;
+    }
+    bus.repeated().retries = static_cast<int>(retries);
+    return 0;
+}
+
+int set_timeout(adapter &bus, uint64_t timeout) {
+    if (timeout > longest_timeout) {
+        return -EINVAL;
+    }
+    bus.repeated().timeout = std::chrono::milliseconds(timeout * unit_of_timeout);
+    return 0;
+}
+
 } // namespace
 
 int64_t i2c_file::ioctl(adapter &bus, const caller_memory &memory, uint32_t request, uint64_t argument) {
@@ -105,10 +122,10 @@ int64_t i2c_file::ioctl(adapter &bus, const caller_memory &memory, uint32_t requ
         return transfer(bus, memory, argument);
     case I2C_SMBUS:
         return smbus(bus, memory, argument);
-    case I2C_RETRIES: // the simulated adapter neither repeats nor waits
-        return argument > INT_MAX ? -EINVAL : 0;
+    case I2C_RETRIES:
+        return set_retries(bus, argument);
     case I2C_TIMEOUT:
-        return argument > longest_timeout ? -EINVAL : 0;
+        return set_timeout(bus, argument);
     default:
         return -ENOTTY;
     }

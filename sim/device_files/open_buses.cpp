@@ -37,10 +37,10 @@ class memory_of_caller : public caller_memory {
 
 } // namespace
 
-open_bus::open_bus(uint8_t bus, pid_t opener, uint64_t access, std::string programs_end, descriptor our_end,
-                   channel to_server)
-    : bus_(bus), access_(access), programs_end_(std::move(programs_end)), our_end_(std::move(our_end)),
-      to_server_(std::move(to_server)), user_(opener) {
+open_bus::open_bus(uint8_t bus, repetition &kept, pid_t opener, uint64_t access, std::string programs_end,
+                   descriptor our_end, channel to_server)
+    : bus_(bus), repeated_(kept), access_(access), programs_end_(std::move(programs_end)),
+      our_end_(std::move(our_end)), to_server_(std::move(to_server)), user_(opener) {
     act_for_user();
 }
 
@@ -49,7 +49,7 @@ int64_t open_bus::perform(const system_call &call) {
         user_ = call.thread;
         act_for_user();
     }
-    board_adapter adapter(to_server_, bus_);
+    board_adapter adapter(to_server_, bus_, repeated_);
     const memory_of_caller memory(call.thread);
     switch (call.number) {
     case SYS_read:
@@ -83,7 +83,7 @@ descriptor open_buses::open(uint8_t bus, pid_t thread, uint64_t flags) {
     if (send(ours.get(), nullptr, 0, 0) != 0) {
         throw std::system_error(errno, std::generic_category(), "send");
     }
-    files_.emplace_back(bus, thread, flags & O_ACCMODE, std::move(object), std::move(ours),
+    files_.emplace_back(bus, repeated_[bus], thread, flags & O_ACCMODE, std::move(object), std::move(ours),
                         channel(board_.connect()));
     return theirs;
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,10 +19,10 @@ namespace varnel::sim::device_files {
 /// descriptor; the other end is hung up when the last of them is closed.
 class open_bus {
   public:
-    /// `access` is O_RDONLY, O_WRONLY or O_RDWR; `programs_end` is that socket as /proc names it; `to_server` is a
+    /// `kept` is that of the bus. `access` is O_RDONLY, O_WRONLY or O_RDWR; `programs_end` is that socket as /proc names it; `to_server` is a
     /// connection for this file only. Throws std::exception when the server does not accept it.
-    open_bus(uint8_t bus, pid_t opener, uint64_t access, std::string programs_end, descriptor our_end,
-             channel to_server);
+    open_bus(uint8_t bus, repetition &kept, pid_t opener, uint64_t access, std::string programs_end,
+             descriptor our_end, channel to_server);
 
     [[nodiscard]] uint8_t bus() const { return bus_; }
     [[nodiscard]] const std::string &programs_end() const { return programs_end_; }
@@ -35,6 +36,7 @@ class open_bus {
     void act_for_user();
 
     uint8_t bus_;
+    repetition &repeated_;
     uint64_t access_;
     std::string programs_end_;
     descriptor our_end_;
@@ -60,6 +62,7 @@ class open_buses {
 
   private:
     meeting_point board_;
+    std::map<uint8_t, repetition> repeated_ = {}; ///< on each bus
     std::list<open_bus> files_ = {};
 };
 

@@ -10,9 +10,6 @@
 
 namespace varnel::sim::device_files {
 
-bool i2c_message::reads() const { return (flags & I2C_M_RD) != 0; }
-bool i2c_message::counted() const { return (flags & I2C_M_RECV_LEN) != 0; }
-
 namespace {
 
 using bytes = std::vector<uint8_t>;

@@ -8,6 +8,7 @@
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "sim/device_files/i2c_file.h"
@@ -203,6 +204,41 @@ TEST_F(open_bus, pec_is_switched_for_the_open_file) {
 TEST_F(open_bus, retries_are_accepted_up_to_int_max) {
     EXPECT_EQ(ioctl(I2C_RETRIES, uint64_t{INT_MAX}), 0);
     EXPECT_EQ(ioctl(I2C_RETRIES, uint64_t{INT_MAX} + 1), -EINVAL);
+}
+
+TEST_F(open_bus, transfer_is_repeated_after_lost_arbitration_as_often_as_was_asked_for) {
+    bus.first_errors = {EAGAIN, EAGAIN};
+    EXPECT_EQ(file.write(bus, memory, address_of(buffer.data()), 0), -EAGAIN) << "nobody has asked for it";
+    EXPECT_EQ(ioctl(I2C_RETRIES, uint64_t{2}), 0);
+    bus.asked.clear();
+    bus.first_errors = {EAGAIN, EAGAIN};
+    EXPECT_EQ(file.write(bus, memory, address_of(buffer.data()), 0), 0);
+    EXPECT_EQ(bus.asked, "00W[] 00W[] 00W[] ");
+    bus.first_errors = {EAGAIN, EAGAIN, EAGAIN};
+    EXPECT_EQ(file.write(bus, memory, address_of(buffer.data()), 0), -EAGAIN);
+    EXPECT_THAT(bus.first_errors, ::testing::IsEmpty());
+}
+
+TEST_F(open_bus, smbus_is_repeated_too) {
+    i2c_smbus_data data{.byte = 0x17};
+    EXPECT_EQ(ioctl(I2C_RETRIES, uint64_t{1}), 0);
+    bus.first_errors = {EAGAIN};
+    EXPECT_EQ(smbus(I2C_SMBUS_WRITE, I2C_SMBUS_BYTE_DATA, &data), 0);
+    EXPECT_EQ(bus.asked, "00W[10 17] 00W[10 17] ");
+}
+
+TEST_F(open_bus, other_failures_are_not_repeated) {
+    EXPECT_EQ(ioctl(I2C_RETRIES, uint64_t{5}), 0);
+    bus.error = ENXIO;
+    EXPECT_EQ(file.write(bus, memory, address_of(buffer.data()), 0), -ENXIO);
+    EXPECT_EQ(bus.asked, "00W[] ");
+}
+
+TEST_F(open_bus, transfer_is_not_repeated_after_the_timeout) {
+    EXPECT_EQ(ioctl(I2C_RETRIES, uint64_t{INT_MAX}), 0);
+    EXPECT_EQ(ioctl(I2C_TIMEOUT, uint64_t{1}), 0); // 10 ms
+    bus.error = EAGAIN;
+    EXPECT_EQ(file.write(bus, memory, address_of(buffer.data()), 0), -EAGAIN);
 }
 
 TEST_F(open_bus, timeout_is_accepted_up_to_int_max_milliseconds) {

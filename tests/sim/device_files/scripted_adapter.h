@@ -31,12 +31,18 @@ class scripted_adapter : public sim::device_files::adapter {
             }
         }
         asked += where.goes_on ? "... " : "";
+        if (!first_errors.empty()) {
+            const int first = first_errors.front();
+            first_errors.pop_front();
+            return first;
+        }
         return error;
     }
 
     std::string asked;
     std::vector<uint8_t> answer;
-    int error = 0;
+    std::deque<int> first_errors; ///< of the first transfers
+    int error = 0;                ///< of all others
 };
 
 } // namespace varnel::test
