@@ -184,6 +184,8 @@ void board::plug(const std::vector<std::string> &chips, bool plugged) {
     for (board_chip *const part : changed) {
         part->plugged = plugged;
         part->traces = {};
+        part->faults.erase(fault_kind::stuck); // without power it lets go of the lines
+        part->faults.erase(fault_kind::clock_held);
     }
     power_on(plugged ? changed : std::vector<board_chip *>{});
 }

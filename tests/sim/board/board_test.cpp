@@ -202,11 +202,15 @@ TEST_F(wired_board, unplugged_multiplexer_connects_nothing_and_starts_anew) {
     EXPECT_EQ(reading("mux", "channels"), "none");
 }
 
-TEST_F(wired_board, unplugged_chip_does_not_hold_the_bus) {
-    bench.board.inject("gpio", sim::fault_kind::stuck, sim::fault::at_rate(1, 1));
-    EXPECT_EQ(bench.write(0, 0x70, {0}).error, ETIMEDOUT);
-    bench.board.plug({"gpio"}, false);
-    EXPECT_EQ(bench.write(0, 0x70, {0}).error, 0);
+TEST_F(wired_board, unplugged_chip_does_not_hold_the_bus_nor_when_it_is_back) {
+    for (const auto kind : {sim::fault_kind::stuck, sim::fault_kind::clock_held}) {
+        bench.board.inject("gpio", kind, sim::fault::at_rate(1, 1));
+        EXPECT_EQ(bench.write(0, 0x70, {0}).error, ETIMEDOUT);
+        bench.board.plug({"gpio"}, false);
+        EXPECT_EQ(bench.write(0, 0x70, {0}).error, 0);
+        bench.board.plug({"gpio"}, true);
+        EXPECT_EQ(bench.write(0, 0x70, {0}).error, 0);
+    }
 }
 
 TEST_F(wired_board, unknown_chip_is_refused_and_nothing_is_unplugged) {
