@@ -78,8 +78,9 @@ static bool take_bus(void) {
     return ours && on;
 }
 
+static const uint8_t leds[] = {LED_OK, LED_FAULT};
+
 static bool set_up_pins(void) {
-    static const uint8_t leds[] = {LED_OK, LED_FAULT};
     return pca9555_init_port_low(status_expander, leds, 2) == 0 &&
            pca9555_init_port_output(status_expander, leds, 2) == 0;
 }
@@ -194,10 +195,25 @@ static void print_pins(void) {
     }
 }
 
+static bool lights_are(uint8_t on, uint8_t off) {
+    uint8_t levels = 0;
+    return pca9555_get_bank0_data(status_expander, &levels) == 0 && (levels >> on & 1) != 0 &&
+           (levels >> off & 1) == 0;
+}
+
+/* The pins may have become inputs again since the bring-up, by a brown-out. Tries again, as a transfer may fail or bits be
+ * disturbed. */
 static bool show_lights(bool all_well) {
     const uint8_t on = all_well ? LED_OK : LED_FAULT;
     const uint8_t off = all_well ? LED_FAULT : LED_OK;
-    return pca9555_set_port_high(status_expander, on) == 0 && pca9555_set_port_low(status_expander, off) == 0;
+    for (int tries = 0; tries < 3; tries++) {
+        if (pca9555_set_port_high(status_expander, on) == 0 &&
+            pca9555_set_port_low(status_expander, off) == 0 &&
+            pca9555_init_port_output(status_expander, leds, 2) == 0 && lights_are(on, off)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /* --- One round --- */
@@ -210,7 +226,7 @@ static void watch_once(enum condition before[SUPPLIES]) {
         reports[i].condition = look_at_supply(i, &reports[i]);
         all_well = all_well && reports[i].condition == WELL;
     }
-    if (pca9548_disable_channel(supply_mux) != 0) {
+    if (!disconnect_supplies()) {
         printf("mux      DOES NOT ANSWER\n");
     }
     if (!show_lights(all_well)) {

@@ -31,12 +31,14 @@ static bool read_temperature(int supply_number, int bus_lock, double *celsius) {
     }
     const bool read = pca9548_enable_channel(supply_mux, channel_of(supply_number)) == 0 &&
                       car2512_get_temp(supply, &raw) == 0;
-    const bool switched_off = pca9548_disable_channel(supply_mux) == 0;
+    if (!disconnect_supplies()) {
+        fputs("event_reader: the multiplexer does not answer\n", stderr);
+    }
     if (release_sem_lock(bus_lock, 0) != 0) {
         end_without_lock();
     }
     *celsius = (int16_t)raw / 10.0;
-    return read && switched_off;
+    return read;
 }
 
 static void print_event(const queue_message *event, int bus_lock) {

@@ -83,7 +83,7 @@ static bool write_report(const char *path) {
     for (int i = 0; i < SUPPLIES; i++) {
         add_supply(board, i);
     }
-    if (pca9548_disable_channel(supply_mux) != 0) {
+    if (!disconnect_supplies()) {
         fputs("inventory: the multiplexer does not answer\n", stderr);
     }
     const bool written = write_file(document, path);
