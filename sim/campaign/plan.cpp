@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <random>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -40,37 +42,95 @@ bool concerns(const fault_facts &fault, const transfer_record &transfer) {
     }
 }
 
+/// "exp0@0x20 Input port 0"
+std::string place_of(const transfer_record &record) {
+    return fmt::format("{}@0x{:02x}{}", record.chips.front().name, record.address,
+                       record.selected ? " " + record.selected->name : "");
+}
+
+/// What a transfer can be struck by.
+std::vector<strike> strikes_at(std::size_t transfer, const transfer_record &record,
+                               const std::vector<std::string> &selectors, bool stays) {
+    std::vector<strike> strikes;
+    if (record.chips.empty()) {
+        return strikes;
+    }
+    const std::string &chip = record.chips.front().name;
+    const bool selector = std::ranges::find(selectors, chip) != selectors.end();
+    for (const fault_facts &fault : fault_kinds()) {
+        if (concerns(fault, record) && (selector || fault.kind != fault_kind::taken)) {
+            strikes.push_back({transfer, fault.kind, stays, chip, place_of(record)});
+        }
+    }
+    return strikes;
+}
+
+std::string text_of(const strike &of) {
+    return fmt::format("{}:{}{}", of.transfer, name_of(of.kind), of.stays ? ":on" : "");
+}
+
+/// A chip can have one fault of each kind. At two transfers in succession, that one can do for both.
+bool possible(const strike &first, const strike &second) {
+    return first.chip != second.chip || first.kind != second.kind || first.transfer + 1 == second.transfer;
+}
+
+uint64_t distance(const trial &pair) { return pair.second->transfer - pair.first.transfer; }
+
 } // namespace
 
 std::string name_of(const trial &of) {
-    return fmt::format("{}:{}{}", of.transfer, name_of(of.kind), of.stays ? ":on" : "");
+    return text_of(of.first) + (of.second ? "+" + text_of(*of.second) : "");
 }
 
 std::vector<trial> plan(const std::vector<transfer_record> &learned,
                         const std::vector<std::string> &selectors) {
     std::vector<trial> trials;
     for (std::size_t i = 0; i < learned.size(); ++i) {
-        if (learned[i].chips.empty()) {
-            continue;
-        }
-        for (const fault_facts &fault : fault_kinds()) {
-            const std::string &chip = learned[i].chips.front().name;
-            const bool selector = std::ranges::find(selectors, chip) != selectors.end();
-            if (concerns(fault, learned[i]) && (selector || fault.kind != fault_kind::taken)) {
-                trials.push_back({i + 1, fault.kind, false, chip});
-                trials.push_back({i + 1, fault.kind, true, chip});
-            }
+        for (strike &once : strikes_at(i + 1, learned[i], selectors, false)) {
+            strike on = once;
+            on.stays = true;
+            trials.push_back({std::move(once)});
+            trials.push_back({std::move(on)});
         }
     }
     return trials;
 }
 
+std::vector<trial> pairs_after(const trial &first, const std::vector<transfer_record> &transfers,
+                               const std::vector<std::string> &selectors) {
+    std::vector<trial> pairs;
+    for (auto i = static_cast<std::size_t>(first.first.transfer); i < transfers.size(); ++i) {
+        for (strike &second : strikes_at(i + 1, transfers[i], selectors, false)) {
+            if (possible(first.first, second)) {
+                pairs.push_back({first.first, std::move(second)});
+            }
+        }
+    }
+    return pairs;
+}
+
+void order_pairs(std::vector<trial> &pairs) {
+    std::mt19937_64 numbers; // NOLINT(cert-msc51-cpp): the same order every time
+    std::ranges::shuffle(pairs, numbers);
+    std::ranges::stable_sort(pairs, {}, distance);
+}
+
 std::vector<trial> chosen(const std::vector<trial> &from, std::string_view name) {
     std::vector<trial> trials;
     std::ranges::copy_if(from, std::back_inserter(trials), [name](const trial &each) {
-        return name_of(each) == name || fmt::to_string(each.transfer) == name;
+        return name_of(each) == name || fmt::to_string(each.first.transfer) == name;
     });
     return trials;
+}
+
+bool struck(const trial &of, const std::vector<transfer_record> &transfers) {
+    const auto times = [&transfers](fault_kind kind) {
+        return std::ranges::count_if(transfers, [kind](const transfer_record &each) {
+            return std::ranges::find(each.faults, kind) != each.faults.end();
+        });
+    };
+    const bool twice = of.second && of.second->kind == of.first.kind;
+    return times(of.first.kind) > (twice ? 1 : 0) && (!of.second || times(of.second->kind) > 0);
 }
 
 std::string verdict(const ending &of, const rules &rules) {

@@ -3,17 +3,20 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <system_error>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/foreground_program.h"
 #include "host/numbers.h"
-#include "sim/scenario/regular_expression.h"
 
 namespace varnel::sim::scenario {
 
@@ -25,18 +28,36 @@ std::string shell_text(const std::string &command) {
     return "echo $$; " + std::string(simple ? "exec " : "") + command;
 }
 
-[[noreturn]] void become_runner(std::vector<std::string> words, const std::string &command, int output) {
+/// The C library of some systems declares pidfd_open() for C only.
+int descriptor_of(pid_t process) { return static_cast<int>(syscall(SYS_pidfd_open, process, 0)); }
+
+/// Keeps nothing of ours but the standard streams: a connection would keep another board powered.
+[[noreturn]] void become_program(const runner &become, const std::vector<std::string> &words, int input,
+                                 int output) {
     setpgid(0, 0);
-    prctl(PR_SET_PDEATHSIG, SIGTERM); // which `run` passes on
+    prctl(PR_SET_PDEATHSIG, SIGTERM); // which the runner passes on
+    if (input >= 0) {
+        dup2(input, STDIN_FILENO);
+    }
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    words.insert(words.end(), {"sh", "-c", shell_text(command)});
-    host::become(words);
+    close_range(STDERR_FILENO + 1, UINT_MAX, 0);
+    become(words);
+    _exit(EXIT_FAILURE);
 }
 
 } // namespace
 
-program::program(const std::vector<std::string> &runner, const std::string &command) {
+program::program(const runner &become, const std::vector<std::string> &words, int input)
+    : prints_number_(false) {
+    start(become, words, input);
+}
+
+program::program(const runner &become, const std::string &command) : prints_number_(true) {
+    start(become, {"sh", "-c", shell_text(command)}, -1);
+}
+
+void program::start(const runner &become, const std::vector<std::string> &words, int input) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -44,20 +65,33 @@ program::program(const std::vector<std::string> &runner, const std::string &comm
     output_ = host::descriptor(ends[0]);
     const host::descriptor written(ends[1]);
     fcntl(ends[1], F_SETFL, 0); // the program's end waits
+    std::fflush(nullptr);       // or the child would print it, too
     runner_ = fork();
     if (runner_ < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
     }
     if (runner_ == 0) {
-        become_runner(runner, command, written.get());
+        become_program(become, words, input, written.get());
     }
     setpgid(runner_, runner_);
+    ending_ = host::descriptor(descriptor_of(runner_));
 }
 
-program::~program() {
+program::~program() { cut_off(); }
+
+void program::cut_off() {
+    int state = 0;
     if (!status_) {
         kill(-runner_, SIGKILL);
-        waitpid(runner_, nullptr, 0);
+        waitpid(runner_, &state, 0);
+        status_ = host::exit_status_of(state);
+    }
+}
+
+void program::add_watched(std::vector<pollfd> &watched) const {
+    if (!status_) {
+        watched.push_back({ending_.get(), POLLIN, 0});
+        watched.push_back({output_.get(), POLLIN, 0});
     }
 }
 
@@ -71,29 +105,22 @@ void program::look() {
 
 void program::read_output() {
     std::array<char, 4096> buffer{};
-    for (ssize_t size = 0; (size = read(output_.get(), buffer.data(), buffer.size())) > 0;) {
+    ssize_t size = -1;
+    while (output_.is_open() && (size = read(output_.get(), buffer.data(), buffer.size())) > 0) {
         unfinished_.append(buffer.data(), static_cast<std::size_t>(size));
+    }
+    if (size == 0) {
+        output_.close();
     }
     for (std::size_t end = 0; (end = unfinished_.find('\n')) != std::string::npos;) {
         std::string line = unfinished_.substr(0, end);
         unfinished_.erase(0, end + 1);
-        if (process_ < 0) {
+        if (prints_number_ && process_ < 0) {
             process_ = host::whole_number<pid_t>(line).value_or(0);
         } else {
-            lines_.push_back(std::move(line));
+            lines_.add(std::move(line));
         }
     }
-}
-
-bool program::prints(const std::string &pattern) {
-    const regular_expression wanted(pattern);
-    for (std::size_t i = seen_; i < lines_.size(); ++i) {
-        if (wanted.matches(lines_[i])) {
-            seen_ = i + 1;
-            return true;
-        }
-    }
-    return false;
 }
 
 void program::send(int signal) {

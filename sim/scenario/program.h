@@ -1,50 +1,61 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <poll.h>
 #include <sys/types.h>
 
 #include "host/descriptor.h"
+#include "sim/scenario/line_memory.h"
 
 namespace varnel::sim::scenario {
 
-/// A program of a scenario, started by the shell on the board, and what it prints.
+/// Becomes a program on the board; does not return.
+using runner = std::function<void(const std::vector<std::string> &words)>;
+
+/// A program on the board, and what it prints.
 class program {
   public:
-    /// `runner` are the words that come before the program's: "varnel-sim run --board FILE --". It runs in a process
-    /// group of its own. Throws std::system_error.
-    program(const std::vector<std::string> &runner, const std::string &command);
+    /// Starts a program, in a process group of its own, with `input` as its standard input, or ours when that is negative.
+    /// Throws std::system_error.
+    program(const runner &become, const std::vector<std::string> &words, int input);
+    /// Starts a command by the shell. Signals reach the program itself, if the command is only that.
+    program(const runner &become, const std::string &command);
     ~program(); ///< kills it
     program(const program &) = delete;
     program &operator=(const program &) = delete;
 
-    /// Becomes readable when there is news of it.
-    [[nodiscard]] int news() const { return output_.get(); }
+    /// Adds what becomes readable when there is news of it.
+    void add_watched(std::vector<pollfd> &watched) const;
     /// Takes in what it has printed, and whether it has ended. Does not wait.
     void look();
 
-    /// Whether a line matches a regular expression; lines up to that one are not looked at again.
-    [[nodiscard]] bool prints(const std::string &pattern);
     /// Its exit status, or 128 and the signal that ended it; nothing while it runs.
     [[nodiscard]] std::optional<int> status() const { return status_; }
     /// All lines that it has printed, to either stream.
-    [[nodiscard]] const std::vector<std::string> &lines() const { return lines_; }
+    [[nodiscard]] line_memory &lines() { return lines_; }
+    [[nodiscard]] const line_memory &lines() const { return lines_; }
 
-    /// Sends a signal to the program itself. Nothing happens when it has ended.
+    /// Sends a signal to the program that a shell's command is. Nothing happens when it has ended.
     void send(int signal);
+    /// Ends it and all programs that it has started, as a loss of power does.
+    void cut_off();
 
   private:
+    void start(const runner &become, const std::vector<std::string> &words, int input);
     void read_output();
 
+    bool prints_number_;
+    pid_t process_ = -1; ///< the program's own number, if it is known
     pid_t runner_ = -1;
-    pid_t process_ = -1; ///< the program's own number
-    host::descriptor output_;
-    std::string unfinished_; ///< line
-    std::vector<std::string> lines_;
-    std::size_t seen_ = 0; ///< lines that have been matched
+    host::descriptor ending_; ///< becomes readable at the runner's end
+    host::descriptor output_; ///< not open after its end
+    std::string unfinished_;  ///< line
+    line_memory lines_ = {};
     std::optional<int> status_;
 };
 

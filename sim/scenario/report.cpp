@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/scenario/report.h"
 
-#include <algorithm>
-
 #include <fmt/format.h>
 
 namespace varnel::sim::scenario {
@@ -22,40 +20,6 @@ std::string details_of(const failed_step &failure) {
            section_of("printed", failure.printed) + section_of("trace", failure.trace);
 }
 
-/// Text as it may stand in XML: markup escaped; characters that XML does not have are a question mark.
-std::string escaped(const std::string &text) {
-    std::string to;
-    for (const char each : text) {
-        switch (each) {
-        case '&':
-            to += "&amp;";
-            break;
-        case '<':
-            to += "&lt;";
-            break;
-        case '>':
-            to += "&gt;";
-            break;
-        case '"':
-            to += "&quot;";
-            break;
-        default:
-            to += static_cast<unsigned char>(each) < ' ' && each != '\n' && each != '\t' ? '?' : each;
-        }
-    }
-    return to;
-}
-
-std::string test_case(const result &of) {
-    std::string text = fmt::format("  <testcase classname=\"varnel-sim\" name=\"{}\" time=\"{:.3f}\"",
-                                   escaped(of.file), of.time.count());
-    if (!of.failure) {
-        return text + "/>\n";
-    }
-    return text + fmt::format(">\n    <failure message=\"line {}: {}\">{}</failure>\n  </testcase>\n",
-                              of.failure->line, escaped(of.failure->step), escaped(details_of(*of.failure)));
-}
-
 } // namespace
 
 std::string text_of(const result &of) {
@@ -66,19 +30,13 @@ std::string text_of(const result &of) {
                        details_of(*of.failure));
 }
 
-std::string junit_of(const std::vector<result> &results) {
-    const auto failures =
-        std::ranges::count_if(results, [](const result &each) { return each.failure.has_value(); });
-    double time = 0;
-    std::string cases;
-    for (const result &each : results) {
-        time += each.time.count();
-        cases += test_case(each);
+junit_case junit_case_of(const result &of) {
+    junit_case made{of.file, of.time};
+    if (of.failure) {
+        made.failed = {fmt::format("line {}: {}", of.failure->line, of.failure->step),
+                       details_of(*of.failure)};
     }
-    return fmt::format(
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<testsuite name=\"varnel-sim test\" tests=\"{}\" failures=\"{}\" time=\"{:.3f}\">\n{}</testsuite>\n",
-        results.size(), failures, time, cases);
+    return made;
 }
 
 } // namespace varnel::sim::scenario

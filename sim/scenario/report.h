@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "sim/scenario/junit.h"
+
 namespace varnel::sim::scenario {
 
 /// Why a scenario failed.
@@ -29,7 +31,7 @@ struct result {
 /// For people: a line, and more about a failure.
 [[nodiscard]] std::string text_of(const result &of);
 
-/// A report as CI systems read it: a test suite of JUnit in XML.
-[[nodiscard]] std::string junit_of(const std::vector<result> &results);
+/// For a report that CI systems read.
+[[nodiscard]] junit_case junit_case_of(const result &of);
 
 } // namespace varnel::sim::scenario

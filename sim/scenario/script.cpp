@@ -107,7 +107,8 @@ int status_from(const std::string &text) {
     return *status;
 }
 
-prints_line line_from(const std::string &program, const std::string &text) {
+/// What stands between the slashes.
+std::string pattern_from(const std::string &text) {
     if (text.size() < 3 || !text.starts_with('/') || !text.ends_with('/')) {
         throw mistake(fmt::format("'{}' is not a /regular expression/", text));
     }
@@ -115,7 +116,19 @@ prints_line line_from(const std::string &program, const std::string &text) {
     if (const auto wrong = regular_expression(pattern).mistake()) {
         throw mistake(fmt::format("/{}/: {}", pattern, *wrong));
     }
-    return {program, std::move(pattern)};
+    return pattern;
+}
+
+constexpr const char *regular = "/regular expression/";
+
+/// "monitor.log has /regex/", after "log" or "queue".
+template <class Condition>
+Condition content_from(const char *what, word_reader &words) {
+    std::string file = words.word("the file");
+    if (!words.take("has")) {
+        throw mistake(fmt::format("'{}' is followed by: FILE has /REGEX/", what));
+    }
+    return {std::move(file), pattern_from(words.remaining(regular))};
 }
 
 reading_is reading_from(const std::string &name, word_reader &words) {
@@ -137,9 +150,15 @@ condition condition_from(word_reader &words) {
     if (words.take("succeeds")) {
         return command_succeeds{words.remaining("the command")};
     }
+    if (words.take("log")) {
+        return content_from<log_has>("log", words);
+    }
+    if (words.take("queue")) {
+        return content_from<queue_has>("queue", words);
+    }
     const std::string name = words.word("what to expect");
     if (words.take("prints")) {
-        return line_from(name, words.remaining("/regular expression/"));
+        return prints_line{name, pattern_from(words.remaining(regular))};
     }
     if (words.take("ends")) {
         return ends_with{name, words.take("with") ? std::optional(status_from(words.word("the status")))
@@ -181,6 +200,14 @@ board_command board_command_from(const std::string &verb, word_reader &words) {
     return command;
 }
 
+switch_power power_from(word_reader &words) {
+    const std::string state = words.word("on or off");
+    if (state != "on" && state != "off") {
+        throw mistake("'power' is followed by: on, or off");
+    }
+    return {state == "on"};
+}
+
 /// A verb of the language.
 struct verb {
     std::string_view name;
@@ -197,6 +224,7 @@ constexpr std::array verbs{
          [](const std::string &, word_reader &words) -> action {
              return end_program{words.word("the program's name"), SIGKILL};
          }},
+    verb{"power", [](const std::string &, word_reader &words) -> action { return power_from(words); }},
     verb{"at",
          [](const std::string &, word_reader &words) -> action {
              return pause{time_from(words.word("the time")), true};
@@ -253,12 +281,18 @@ std::string program_in(const condition &what) {
     return end == nullptr ? "" : end->program;
 }
 
-std::string program_in(const action &what) {
+/// The condition of a step; null when it has none.
+const condition *condition_of(const action &what) {
     if (const auto *const soon = std::get_if<expect_soon>(&what)) {
-        return program_in(soon->what);
+        return &soon->what;
     }
-    if (const auto *const none = std::get_if<expect_none>(&what)) {
-        return program_in(none->what);
+    const auto *const none = std::get_if<expect_none>(&what);
+    return none == nullptr ? nullptr : &none->what;
+}
+
+std::string program_in(const action &what) {
+    if (const condition *const expected = condition_of(what)) {
+        return program_in(*expected);
     }
     const auto *const end = std::get_if<end_program>(&what);
     return end == nullptr ? "" : end->name;
@@ -273,6 +307,21 @@ void check_programs(const std::vector<step> &steps) {
     };
     if (!name.empty() && std::ranges::none_of(steps, starts_it)) {
         throw mistake(fmt::format("no program '{}' has been started", name));
+    }
+}
+
+/// A board without power runs no programs, and its power is switched off and on in turn.
+void check_power(const std::vector<step> &steps) {
+    bool on = true;
+    for (std::size_t i = 0; i + 1 < steps.size(); ++i) {
+        const auto *const power = std::get_if<switch_power>(&steps[i].what);
+        on = power == nullptr ? on : power->on;
+    }
+    const auto *const power = std::get_if<switch_power>(&steps.back().what);
+    const bool starts = std::holds_alternative<start_program>(steps.back().what) ||
+                        std::holds_alternative<run_command>(steps.back().what);
+    if ((power != nullptr && power->on == on) || (starts && !on)) {
+        throw mistake(on ? "the board has power" : "the board has no power");
     }
 }
 
@@ -291,6 +340,11 @@ void add_line(script &to, int number, std::string_view line) {
     }
     to.steps.push_back({number, std::string(line), action_from(words)});
     check_programs(to.steps);
+    check_power(to.steps);
+    const condition *const expected = condition_of(to.steps.back().what);
+    if (const auto *const queue = expected == nullptr ? nullptr : std::get_if<queue_has>(expected)) {
+        to.queues.insert(queue->file);
+    }
 }
 
 } // namespace

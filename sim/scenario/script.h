@@ -4,6 +4,7 @@
 #include <chrono>
 #include <istream>
 #include <optional>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -30,6 +31,18 @@ struct prints_line {
     std::string pattern; ///< extended regular expression
 };
 
+/// "log monitor.log has /regex/": a line, after those that have already been matched.
+struct log_has {
+    std::string file;
+    std::string pattern; ///< extended regular expression
+};
+
+/// "queue events has /regex/": the payload of a record, after those that have already been matched.
+struct queue_has {
+    std::string file;
+    std::string pattern; ///< extended regular expression
+};
+
 /// "monitor ends with 0"
 struct ends_with {
     std::string program;
@@ -41,7 +54,8 @@ struct command_succeeds {
     std::string command; ///< for the shell
 };
 
-using condition = std::variant<reading_is, transfer_to, prints_line, ends_with, command_succeeds>;
+using condition =
+    std::variant<reading_is, transfer_to, prints_line, log_has, queue_has, ends_with, command_succeeds>;
 
 /// "start monitor board_monitor -i 1"
 struct start_program {
@@ -53,6 +67,11 @@ struct start_program {
 struct end_program {
     std::string name;
     int signal;
+};
+
+/// "power off", "power on": of the board with all its programs.
+struct switch_power {
+    bool on;
 };
 
 /// "at 2s", "after 500ms"
@@ -83,8 +102,8 @@ struct board_command {
     std::vector<std::string> words;
 };
 
-using action =
-    std::variant<start_program, end_program, pause, expect_soon, expect_none, run_command, board_command>;
+using action = std::variant<start_program, end_program, switch_power, pause, expect_soon, expect_none,
+                            run_command, board_command>;
 
 struct step {
     int line;
@@ -98,6 +117,7 @@ struct script {
     std::string title; ///< its first line, a comment
     std::string board; ///< description, relative to the scenario
     std::vector<step> steps;
+    std::set<std::string> queues = {}; ///< that conditions name
 };
 
 /// How long "when" and "expect" wait without "within".

@@ -2,6 +2,7 @@
 // varnel-sim run: a program on a board, which is powered on for it if need be.
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -13,6 +14,7 @@
 
 #include <fmt/format.h>
 #include <poll.h>
+#include <unistd.h>
 
 #include "host/foreground_program.h"
 #include "host/line_output.h"
@@ -20,6 +22,7 @@
 #include "sim/device_files/supervised_program.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
+#include "sim/tool/run.h"
 #include "sim/tool/start.h"
 #include "sim/tool/trace.h"
 #include "sim/virtual_time/vdso.h"
@@ -220,6 +223,19 @@ int run(const invocation &call, const run_options &options) {
 }
 
 } // namespace
+
+void become_run(const std::string &board_file, const std::vector<std::string> &words,
+                const time_options &time) {
+    invocation call;
+    call.board = board_file;
+    call.program = words;
+    run_options options;
+    options.time = time.is_virtual ? virtual_one : 0;
+    options.seed = time.seed;
+    const int status = run_guarded("varnel-sim", [&] { return run(call, options); });
+    std::fflush(nullptr);
+    _exit(status);
+}
 
 void add_run(argument_parser app, invocation &call) {
     auto options = std::make_shared<run_options>();

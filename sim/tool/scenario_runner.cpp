@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <utility>
 #include <variant>
@@ -18,10 +19,12 @@
 
 #include "sim/board/trace.h"
 #include "sim/protocol/board_json.h"
+#include "sim/scenario/followed_file.h"
 #include "sim/scenario/program.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/commands.h"
 #include "sim/tool/reading_match.h"
+#include "sim/tool/run.h"
 #include "sim/tool/start.h"
 #include "sim/tool/working_folder.h"
 
@@ -73,31 +76,46 @@ class watched_trace {
 /// The scenario under way: board, programs and trace.
 class player {
   public:
-    player(const std::string &board_file, const meeting_point &where)
-        : board_file_(board_file), access_(where.connect()), trace_(board_access(where.connect())) {}
+    /// In the scenario's folder, for its queues.
+    player(const std::string &board_file, const meeting_point &where, const std::set<std::string> &queues)
+        : board_file_(board_file), access_(where.connect()), trace_(board_access(where.connect())) {
+        for (const std::string &name : queues) {
+            queues_.emplace(name, name);
+        }
+    }
 
     void act(const start_program &start) {
         auto &place = programs_[start.name];
         place.reset();
-        place = std::make_unique<program>(runner(), start.command);
+        place = std::make_unique<program>(on_board(), start.command);
     }
     void act(const end_program &end) {
         program &ended = *programs_.at(end.name);
         look();
         ended.send(end.signal);
     }
+    /// What was plugged in gets its power back.
+    void act(const switch_power &power) {
+        if (!power.on) {
+            for (const auto &[name, each] : programs_) {
+                each->cut_off();
+            }
+            powered_ = plugged_chips();
+        }
+        access_.request({{"command", "plug"}, {"chips", powered_}, {"plugged", power.on}});
+    }
     void act(const pause &pause) {
         const auto end = (pause.since_begin ? begin_ : steady_clock::now()) + pause.time;
         wait_until(end, [] { return false; });
     }
     void act(const scenario::run_command &command) {
-        program once(runner(), command.command);
+        program once(on_board(), command.command);
         while (!once.status()) {
             wait_for_news(steady_clock::now() + poll_interval);
             once.look();
         }
         if (once.status() != 0) {
-            const auto &lines = once.lines();
+            const auto &lines = once.lines().all();
             throw disappointment{"exit status 0", fmt::format("exit status {}{}", *once.status(),
                                                               lines.empty() ? "" : ": " + lines.back())};
         }
@@ -127,7 +145,7 @@ class player {
     [[nodiscard]] std::vector<std::string> last_printed() const {
         std::vector<std::string> all;
         for (const auto &[name, each] : programs_) {
-            const auto &lines = each->lines();
+            const auto &lines = each->lines().all();
             for (std::size_t i = lines.size() - std::min(lines.size(), reported_lines); i < lines.size();
                  ++i) {
                 all.push_back(fmt::format("{}: {}", name, lines[i]));
@@ -147,8 +165,8 @@ class player {
     }
 
   private:
-    [[nodiscard]] std::vector<std::string> runner() const {
-        return {fs::read_symlink("/proc/self/exe"), "run", "--board", board_file_, "--"};
+    [[nodiscard]] runner on_board() const {
+        return [this](const auto &words) { become_run(board_file_, words, {}); };
     }
 
     void begin_step() {
@@ -156,17 +174,34 @@ class player {
         step_began_ = trace_.records().size();
     }
 
+    [[nodiscard]] std::vector<std::string> plugged_chips() {
+        std::vector<std::string> names;
+        const auto status = access_.request({{"command", "show"}}).get<server_status>();
+        for (const chip_status &chip : status.board.chips) {
+            if (chip.plugged) {
+                names.push_back(chip.name);
+            }
+        }
+        return names;
+    }
+
     void look() {
         trace_.look();
         for (const auto &[name, each] : programs_) {
             each->look();
+        }
+        for (auto &[name, each] : queues_) {
+            each.look();
         }
     }
 
     void wait_for_news(steady_clock::time_point end) {
         std::vector<pollfd> watched{{trace_.news(), POLLIN, 0}};
         for (const auto &[name, each] : programs_) {
-            watched.push_back({each->status() ? -1 : each->news(), POLLIN, 0});
+            each->add_watched(watched);
+        }
+        for (const auto &[name, each] : queues_) {
+            watched.push_back({each.news(), POLLIN, 0});
         }
         const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
         const auto time = std::clamp(left, milliseconds(0), poll_interval);
@@ -202,7 +237,15 @@ class player {
                                       record.chips.end();
                            });
     }
-    bool holds(const prints_line &what) { return programs_.at(what.program)->prints(what.pattern); }
+    bool holds(const prints_line &what) {
+        return programs_.at(what.program)->lines().find_next(what.pattern);
+    }
+    bool holds(const log_has &what) {
+        followed_log &log = logs_.try_emplace(what.file, what.file).first->second;
+        log.look();
+        return log.lines().find_next(what.pattern);
+    }
+    bool holds(const queue_has &what) { return queues_.at(what.file).lines().find_next(what.pattern); }
     bool holds(const ends_with &what) {
         const auto status = programs_.at(what.program)->status();
         return status && (!what.status || *what.status == *status);
@@ -218,6 +261,12 @@ class player {
     static std::string words(const transfer_to &what) { return "transfer to " + what.chip; }
     static std::string words(const prints_line &what) {
         return fmt::format("{} prints /{}/", what.program, what.pattern);
+    }
+    static std::string words(const log_has &what) {
+        return fmt::format("log {} has /{}/", what.file, what.pattern);
+    }
+    static std::string words(const queue_has &what) {
+        return fmt::format("queue {} has /{}/", what.file, what.pattern);
     }
     static std::string words(const ends_with &what) {
         return what.program + " ends" + (what.status ? fmt::format(" with {}", *what.status) : "");
@@ -238,9 +287,15 @@ class player {
                            holds(what) ? "some" : "none", what.chip);
     }
     std::string state(const prints_line &what) {
-        const auto &lines = programs_.at(what.program)->lines();
+        const auto &lines = programs_.at(what.program)->lines().all();
         return lines.empty() ? what.program + " has printed nothing"
                              : fmt::format("{} printed last: {}", what.program, lines.back());
+    }
+    std::string state(const log_has &what) { return last_of(what.file, logs_.at(what.file).lines()); }
+    std::string state(const queue_has &what) { return last_of(what.file, queues_.at(what.file).lines()); }
+    static std::string last_of(const std::string &file, const line_memory &lines) {
+        return lines.all().empty() ? file + " has had nothing"
+                                   : fmt::format("{} had last: {}", file, lines.all().back());
     }
     std::string state(const ends_with &what) {
         const auto status = programs_.at(what.program)->status();
@@ -253,6 +308,9 @@ class player {
     board_access access_;
     watched_trace trace_;
     std::map<std::string, std::unique_ptr<program>> programs_;
+    std::map<std::string, followed_log> logs_;
+    std::map<std::string, followed_queue> queues_;
+    std::vector<std::string> powered_; ///< chips that had power before it was switched off
     steady_clock::time_point begin_ = steady_clock::now();
     std::size_t step_began_ = 0; ///< transfers before
 };
@@ -301,7 +359,7 @@ result play(const script &what) {
     setenv(socket_variable, where.socket_path().c_str(), 1);
     const working_folder folder;
     const inside_folder inside(folder);
-    player playing(board_file, where);
+    player playing(board_file, where, what.queues);
     std::optional<failed_step> failure = play_steps(what, playing);
     return {what.file, what.title, steady_clock::now() - begin, std::move(failure)};
 }

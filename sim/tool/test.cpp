@@ -42,15 +42,16 @@ int test(const test_options &options) {
     if (!options.junit.empty()) {
         report.emplace_back(options.junit);
     }
-    std::vector<scenario::result> results;
+    std::vector<scenario::junit_case> cases;
     int status = success;
     for (const scenario::script &each : scripts) {
-        results.push_back(play(each));
-        print(text_of(results.back()));
-        status = results.back().failure ? failure : status;
+        const scenario::result result = play(each);
+        print(text_of(result));
+        cases.push_back(junit_case_of(result));
+        status = result.failure ? failure : status;
     }
     for (line_output &file : report) {
-        file.print(junit_of(results));
+        file.print(junit_of("varnel-sim test", cases));
     }
     return status;
 }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <csignal>
 #include <sstream>
 #include <string>
 
@@ -6,7 +8,9 @@
 #include <gtest/gtest.h>
 
 #include "host/ini_file.h"
+#include "sim/campaign/html.h"
 #include "sim/campaign/plan.h"
+#include "sim/campaign/results.h"
 #include "sim/scenario/report.h"
 #include "sim/scenario/script.h"
 
@@ -75,9 +79,31 @@ TEST(scenario, pauses_are_since_the_begin_or_since_the_last_step) {
     EXPECT_EQ(only_step<end_program>("stop daemon").signal, SIGTERM);
 }
 
+TEST(scenario, logs_and_queues_are_files_with_a_pattern) {
+    const auto log = std::get<log_has>(only_step<expect_soon>("expect log a.log has /psu0 is/").what);
+    EXPECT_EQ(log.file + " " + log.pattern, "a.log psu0 is");
+    const script all =
+        read("board b.ini\nexpect no queue events has /hot/ for 1s\nwhen queue events has /x/");
+    EXPECT_EQ(std::get<queue_has>(std::get<expect_none>(all.steps[0].what).what).pattern, "hot");
+    EXPECT_THAT(all.queues, ElementsAre("events"));
+    EXPECT_EQ(refusal("expect log a.log /x/"), "x.scenario:3: 'log' is followed by: FILE has /REGEX/");
+    EXPECT_EQ(refusal("expect queue events has x"), "x.scenario:3: 'x' is not a /regular expression/");
+}
+
+TEST(scenario, power_is_switched_off_and_on_in_turn) {
+    const script all = read("board b.ini\npower off\npower on\nstart daemon true\npower off");
+    EXPECT_FALSE(std::get<switch_power>(all.steps[0].what).on);
+    EXPECT_TRUE(std::get<switch_power>(all.steps[1].what).on);
+    EXPECT_EQ(refusal("power"), "x.scenario:3: on or off is missing");
+    EXPECT_EQ(refusal("power down"), "x.scenario:3: 'power' is followed by: on, or off");
+    EXPECT_EQ(refusal("power on"), "x.scenario:3: the board has power");
+    EXPECT_EQ(refusal("power off\npower off"), "x.scenario:4: the board has no power");
+    EXPECT_EQ(refusal("power off\nstart other true"), "x.scenario:4: the board has no power");
+}
+
 TEST(scenario, mistakes_have_file_and_line) {
     EXPECT_EQ(refusal("wait 3s"),
-              "x.scenario:3: there is no 'wait', only board, start, stop, kill, at, after, when, "
+              "x.scenario:3: there is no 'wait', only board, start, stop, kill, power, at, after, when, "
               "expect, run, set, plug, unplug, fault");
     EXPECT_EQ(refusal("at"), "x.scenario:3: the time is missing");
     EXPECT_EQ(refusal("at noon"), "x.scenario:3: 'noon' is not a time, such as 500ms, 1s or 2m");
@@ -115,9 +141,9 @@ TEST(scenario_report, text_says_what_was_expected_and_what_came) {
 
 TEST(scenario_report, junit_escapes_what_xml_does_not_take) {
     EXPECT_EQ(
-        junit_of({good, bad}),
+        junit_of("varnel-sim test", {junit_case_of(good), junit_case_of(bad)}),
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<testsuite name=\"varnel-sim test\" tests=\"2\" failures=\"1\" time=\"3.250\">\n"
+        "<testsuite name=\"varnel-sim test\" tests=\"2\" failures=\"1\" skipped=\"0\" time=\"3.250\">\n"
         "  <testcase classname=\"varnel-sim\" name=\"a.scenario\" time=\"1.250\"/>\n"
         "  <testcase classname=\"varnel-sim\" name=\"b.scenario\" time=\"2.000\">\n"
         "    <failure message=\"line 7: expect a.b &quot;c&quot; &amp; &lt;d&gt;\">"
@@ -164,6 +190,81 @@ TEST(campaign_plan, tries_what_can_strike_each_transfer_once_and_from_then_on) {
     EXPECT_EQ(names(campaign::chosen(reading, "2")), "");
 }
 
+sim::transfer_record struck_record(sim::fault_kind kind) {
+    sim::transfer_record made = record("exp", 2, 0);
+    made.faults = {kind};
+    return made;
+}
+
+TEST(campaign_plan, pairs_begin_with_a_run_and_go_on_with_what_it_did_then) {
+    const auto first = campaign::plan({record("exp", 0, 0)}, {}).front();
+    ASSERT_EQ(name_of(first), "1:nack");
+    const auto pairs = names(
+        campaign::pairs_after(first, {record("exp", 0, 0), record("exp", 0, 0), record("exp", 0, 0)}, {}));
+    EXPECT_THAT(pairs, HasSubstr("1:nack+2:nack 1:nack+2:stuck "));
+    EXPECT_THAT(pairs, HasSubstr("1:nack+3:stuck"));
+    EXPECT_THAT(pairs, ::testing::Not(HasSubstr("1:nack+3:nack"))) << "a chip has one fault of a kind";
+    EXPECT_THAT(pairs, ::testing::Not(HasSubstr(":on")));
+    const auto other =
+        names(campaign::pairs_after(first, {record("exp", 0, 0), {}, record("mux", 0, 0)}, {}));
+    EXPECT_THAT(other, HasSubstr("1:nack+3:nack"));
+    EXPECT_THAT(other, ::testing::Not(HasSubstr("+2:")));
+}
+
+TEST(campaign_plan, pairs_that_follow_each_other_soon_come_first) {
+    const auto first = campaign::plan({record("exp", 0, 0)}, {}).front();
+    auto pairs = campaign::pairs_after(first, std::vector(5, record("mux", 0, 0)), {});
+    campaign::order_pairs(pairs);
+    std::vector<uint64_t> transfers;
+    for (const campaign::trial &each : pairs) {
+        transfers.push_back(each.second->transfer);
+    }
+    EXPECT_TRUE(std::ranges::is_sorted(transfers));
+    EXPECT_EQ(pairs.size(), 20U);
+}
+
+TEST(campaign_plan, pair_has_struck_when_both_faults_have) {
+    const campaign::strike nack{1, fault_kind::nack, false, "exp", ""};
+    const campaign::strike flip{2, fault_kind::flip, false, "exp", ""};
+    const auto [nacked, flipped] =
+        std::pair(struck_record(fault_kind::nack), struck_record(fault_kind::flip));
+    EXPECT_TRUE(campaign::struck({nack}, {nacked}));
+    EXPECT_FALSE(campaign::struck({nack}, {flipped}));
+    EXPECT_TRUE(campaign::struck({nack, flip}, {nacked, flipped}));
+    EXPECT_FALSE(campaign::struck({nack, flip}, {nacked, nacked}));
+    EXPECT_TRUE(campaign::struck({nack, nack}, {nacked, nacked}));
+    EXPECT_FALSE(campaign::struck({nack, nack}, {nacked}));
+}
+
+std::vector<campaign::judged> two_results() {
+    const campaign::strike nack{1, fault_kind::nack, false, "exp", "exp@0x20 <0>"};
+    const campaign::strike flip{1, fault_kind::flip, true, "exp", "exp@0x20 <0>"};
+    return {{{nack}, "prints: \"<b>\" & more", true, 1s, {}},
+            {{flip}, "", true, 1s, {}},
+            {{nack, flip}, "hangs", true, 1s, {}}};
+}
+
+TEST(campaign_results, table_has_a_row_for_each_transfer) {
+    const std::string table = table_of(two_results());
+    EXPECT_THAT(table, HasSubstr("     nack\n        nack-byte\n"));
+    EXPECT_THAT(table, HasSubstr("\n   1 X                        .  "));
+    EXPECT_EQ(campaign::summary_of(1, 9, two_results()),
+              "1 transfers, 3 runs of 9 planned, 3 with a fault that struck: 2 bad");
+}
+
+TEST(campaign_results, page_escapes_what_programs_print_and_leads_to_each_bad_run) {
+    const std::string page = campaign::html_of(
+        {"a <b>", "summary", [](const campaign::judged &run) { return "again " + name_of(run.of); }},
+        two_results());
+    EXPECT_THAT(page, HasSubstr("<code>a &lt;b&gt;</code>"));
+    EXPECT_THAT(page, HasSubstr("<a href=\"#run-1:nack\""));
+    EXPECT_THAT(page, HasSubstr("<tr id=\"run-1:nack\">"));
+    EXPECT_THAT(page, HasSubstr("prints: &quot;&lt;b&gt;&quot; &amp; more"));
+    EXPECT_THAT(page, HasSubstr("<code>again 1:nack+1:flip:on</code>"));
+    EXPECT_THAT(page, ::testing::Not(HasSubstr("<script")));
+    EXPECT_THAT(page, ::testing::Not(HasSubstr("<0>")));
+}
+
 TEST(campaign_verdict, names_what_was_bad) {
     EXPECT_EQ(verdict(campaign::ending{0, {}}, {}), "");
     EXPECT_EQ(verdict(campaign::ending{5, {}}, {}), "");
@@ -174,8 +275,8 @@ TEST(campaign_verdict, names_what_was_bad) {
     EXPECT_EQ(verdict(campaign::ending{0, {"one", "level 255 C"}}, {.forbidden = "25[0-9] C$"}),
               "prints: level 255 C");
     EXPECT_EQ(verdict(campaign::ending{0, {"level 55 C"}}, {.forbidden = "25[0-9] C$"}), "");
-    EXPECT_EQ(verdict(campaign::ending{0, {}, true, 2}, {}), "the check ends with 2");
-    EXPECT_EQ(verdict(campaign::ending{0, {}, true, 0}, {}), "");
+    EXPECT_EQ(verdict(campaign::ending{0, {}, 2}, {}), "the check ends with 2");
+    EXPECT_EQ(verdict(campaign::ending{0, {}, 0}, {}), "");
 }
 
 } // namespace varnel::test
