@@ -24,12 +24,11 @@ namespace {
 constexpr uint32_t architecture = AUDIT_ARCH_X86_64;
 #elif defined __aarch64__
 constexpr uint32_t architecture = AUDIT_ARCH_AARCH64;
-#elif defined __arm__
-constexpr uint32_t architecture = AUDIT_ARCH_ARM;
-#elif defined __riscv
+#elif defined __riscv && __riscv_xlen == 64
 constexpr uint32_t architecture = AUDIT_ARCH_RISCV64;
 #else
-constexpr uint32_t architecture = 0; // system calls with other numbers and structures than below
+constexpr uint32_t architecture =
+    0; // 32 bits: structures of system calls have other layouts than those that are served
 #endif
 
 /// Requests of i2c-dev: 0x0700 to 0x07FF (linux/i2c-dev.h).
