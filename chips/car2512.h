@@ -23,28 +23,6 @@ enum command : uint8_t {
 };
 } // namespace car2512_command
 
-struct raw_unit {
-    std::string_view name;
-    int decimals = 0;
-    bool has_sign = false;
-};
-
-constexpr chip_register with(chip_register command, std::optional<unsigned int> power_on,
-                             std::string_view values = {}, const raw_unit &unit = {}) {
-    command.power_on = power_on;
-    command.values = values;
-    command.unit = unit.name;
-    command.decimals = unit.decimals;
-    command.has_sign = unit.has_sign;
-    return command;
-}
-
-constexpr chip_register read_only(chip_register command, std::optional<unsigned int> power_on,
-                                  std::string_view values) {
-    command.allowed = access::read;
-    return with(command, power_on, values);
-}
-
 constexpr chip_register reading(uint8_t code, std::string_view name, unsigned int bytes, const raw_unit &unit,
                                 std::optional<unsigned int> power_on = {}) {
     return with(command(code, name, access::read, bytes), power_on, {}, unit);

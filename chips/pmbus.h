@@ -17,11 +17,34 @@ enum command : uint8_t {
     clear_faults = 0x03,
     write_protect = 0x10,
     capability = 0x19,
+    query = 0x1A,
+    smbalert_mask = 0x1B,
     vout_mode = 0x20,
     vout_command = 0x21,
+    vout_max = 0x24,
+    coefficients = 0x30,
     fan_config_1_2 = 0x3A,
     fan_command_1 = 0x3B,
     fan_command_2 = 0x3C,
+    vout_ov_fault_limit = 0x40,
+    vout_ov_warn_limit = 0x42,
+    vout_uv_warn_limit = 0x43,
+    vout_uv_fault_limit = 0x44,
+    iout_oc_fault_limit = 0x46,
+    iout_oc_warn_limit = 0x4A,
+    ot_fault_limit = 0x4F,
+    ot_warn_limit = 0x51,
+    ut_warn_limit = 0x52,
+    ut_fault_limit = 0x53,
+    vin_ov_fault_limit = 0x55,
+    vin_ov_warn_limit = 0x57,
+    vin_uv_warn_limit = 0x58,
+    vin_uv_fault_limit = 0x59,
+    iin_oc_fault_limit = 0x5B,
+    iin_oc_warn_limit = 0x5D,
+    pout_op_fault_limit = 0x68,
+    pout_op_warn_limit = 0x6A,
+    pin_op_warn_limit = 0x6B,
     status_byte = 0x78,
     status_word = 0x79,
     status_vout = 0x7A,
@@ -127,11 +150,34 @@ inline constexpr std::array pmbus_commands{
     command(pmbus::clear_faults, "CLEAR_FAULTS", access::write, 0),
     command(pmbus::write_protect, "WRITE_PROTECT", access::read_write, 1),
     command(pmbus::capability, "CAPABILITY", access::read, 1),
+    command(pmbus::query, "QUERY", access::read, block),
+    command(pmbus::smbalert_mask, "SMBALERT_MASK", access::read_write, 2),
     command(pmbus::vout_mode, "VOUT_MODE", access::read_write, 1),
     command(pmbus::vout_command, "VOUT_COMMAND", access::read_write, 2),
+    command(pmbus::vout_max, "VOUT_MAX", access::read_write, 2),
+    command(pmbus::coefficients, "COEFFICIENTS", access::read, block),
     command(pmbus::fan_config_1_2, "FAN_CONFIG_1_2", access::read_write, 1),
     command(pmbus::fan_command_1, "FAN_COMMAND_1", access::read_write, 2),
     command(pmbus::fan_command_2, "FAN_COMMAND_2", access::read_write, 2),
+    command(pmbus::vout_ov_fault_limit, "VOUT_OV_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::vout_ov_warn_limit, "VOUT_OV_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::vout_uv_warn_limit, "VOUT_UV_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::vout_uv_fault_limit, "VOUT_UV_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::iout_oc_fault_limit, "IOUT_OC_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::iout_oc_warn_limit, "IOUT_OC_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::ot_fault_limit, "OT_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::ot_warn_limit, "OT_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::ut_warn_limit, "UT_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::ut_fault_limit, "UT_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::vin_ov_fault_limit, "VIN_OV_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::vin_ov_warn_limit, "VIN_OV_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::vin_uv_warn_limit, "VIN_UV_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::vin_uv_fault_limit, "VIN_UV_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::iin_oc_fault_limit, "IIN_OC_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::iin_oc_warn_limit, "IIN_OC_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::pout_op_fault_limit, "POUT_OP_FAULT_LIMIT", access::read_write, 2),
+    command(pmbus::pout_op_warn_limit, "POUT_OP_WARN_LIMIT", access::read_write, 2),
+    command(pmbus::pin_op_warn_limit, "PIN_OP_WARN_LIMIT", access::read_write, 2),
     command(pmbus::status_byte, "STATUS_BYTE", access::read, 1, std::span(status_word_bits).first<8>()),
     command(pmbus::status_word, "STATUS_WORD", access::read, 2, status_word_bits),
     command(pmbus::status_vout, "STATUS_VOUT", access::read_write, 1, status_vout_bits),
@@ -169,6 +215,28 @@ inline constexpr std::array pmbus_commands{
 
 constexpr const chip_register &standard(pmbus::command code) {
     return *std::ranges::find(pmbus_commands, code, &chip_register::code);
+}
+
+struct raw_unit {
+    std::string_view name;
+    int decimals = 0;
+    bool has_sign = false;
+};
+
+constexpr chip_register with(chip_register command, std::optional<unsigned int> power_on,
+                             std::string_view values = {}, const raw_unit &unit = {}) {
+    command.power_on = power_on;
+    command.values = values;
+    command.unit = unit.name;
+    command.decimals = unit.decimals;
+    command.has_sign = unit.has_sign;
+    return command;
+}
+
+constexpr chip_register read_only(chip_register command, std::optional<unsigned int> power_on,
+                                  std::string_view values) {
+    command.allowed = access::read;
+    return with(command, power_on, values);
 }
 
 } // namespace varnel::chips

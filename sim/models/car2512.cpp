@@ -3,7 +3,7 @@
 
 #include "sim/models/car2512_supply.h"
 #include "sim/models/pmbus_port.h"
-#include "sim/models/settings.h"
+#include "sim/models/stage_settings.h"
 
 namespace varnel::sim {
 
@@ -12,8 +12,6 @@ namespace {
 namespace own = chips::car2512_command;
 
 constexpr quantity load_range{"W", 0, 5000};
-constexpr quantity ambient_range{"C", -40, 100};
-constexpr quantity input_range{"V", 0, 300, "lost, or "};
 
 class car2512 : public chip, private pmbus_port {
   public:
@@ -78,19 +76,14 @@ void car2512::set(std::string_view name, std::string_view value) {
     if (name == "load") {
         const double watts = parse_quantity(name, value, load_range);
         current().change_surroundings([=](power_stage &stage) { stage.load = watts; });
-    } else if (name == "ambient") {
-        const double degrees = parse_quantity(name, value, ambient_range);
-        current().change_surroundings([=](power_stage &stage) { stage.ambient = degrees; });
-    } else if (name == "fan") {
-        const bool seized = parse_choice(name, value, {"ok", "stopped"}) == 1;
-        current().change_surroundings([=](power_stage &stage) { stage.fan_seized = seized; });
-    } else if (name == "input") {
-        const double volts = value == "lost" ? 0 : parse_quantity(name, value, input_range);
-        current().change_surroundings([=](power_stage &stage) { stage.input_volts = volts; });
     } else if (name == "firmware") {
         current().set_firmware(parse_number(name, value, 0xFF));
     } else {
-        refuse_name(name, "load, ambient, fan, input, firmware");
+        current().change_surroundings([=](power_stage &stage) {
+            if (!set_surroundings(stage, name, value)) {
+                refuse_name(name, "load, ambient, fan, input, firmware");
+            }
+        });
     }
 }
 

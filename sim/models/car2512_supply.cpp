@@ -4,13 +4,12 @@
 #include <cmath>
 
 #include "chips/car2512.h"
-#include "sim/models/pmbus_linear.h"
+#include "sim/models/pmbus_numbers.h"
 
 namespace varnel::sim {
 
 namespace {
 
-using namespace std::chrono_literals;
 namespace own = chips::car2512_command;
 
 // OPERATION
@@ -40,8 +39,6 @@ constexpr unsigned int full_duty = 100;
 
 constexpr int volt_exponent = -9; // of READ_VOUT
 
-constexpr auto step_time = 100ms; // of power_stage::step()
-
 /// Scaled by `factor` and cut to 16 bits, two's complement.
 unsigned int word_of(double value, double factor) {
     return static_cast<unsigned int>(std::lround(value * factor)) & 0xFFFFU;
@@ -49,14 +46,8 @@ unsigned int word_of(double value, double factor) {
 
 } // namespace
 
-/// Once nothing moves any more, the rest of the time takes no work.
 void car2512_supply::catch_up(std::chrono::nanoseconds now) {
-    auto steps = (now - stepped_to_) / step_time;
-    stepped_to_ += steps * step_time;
-    for (bool moving = true; moving && steps > 0; --steps) {
-        moving = stage_.step();
-        latch_faults();
-    }
+    sim::catch_up(stage_, stepped_to_, now, [this] { latch_faults(); });
 }
 
 void car2512_supply::power_on() {

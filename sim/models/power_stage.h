@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 namespace varnel::sim {
@@ -40,5 +41,19 @@ class power_stage {
     double temperature_ = ambient;
     double fan_speed_ = 0;
 };
+
+/// Lets the time of a stage pass, up to `now`; `stepped_to` is how far it is. `after_step` follows each step. Once nothing moves any
+/// more, the rest of the time takes no work.
+template <class AfterStep>
+void catch_up(power_stage &stage, std::chrono::nanoseconds &stepped_to, std::chrono::nanoseconds now,
+              AfterStep after_step) {
+    constexpr std::chrono::milliseconds step_time(100);
+    auto steps = (now - stepped_to) / step_time;
+    stepped_to += steps * step_time;
+    for (bool moving = true; moving && steps > 0; --steps) {
+        moving = stage.step();
+        after_step();
+    }
+}
 
 } // namespace varnel::sim

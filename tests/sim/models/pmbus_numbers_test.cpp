@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "sim/models/pmbus_linear.h"
+#include "sim/models/pmbus_numbers.h"
 
 #include <gtest/gtest.h>
 
@@ -32,6 +32,24 @@ TEST(pmbus_linear16, counts_steps) {
     EXPECT_EQ(linear16(-1, -9), 0);
     EXPECT_EQ(linear16(200, -9), 0xFFFF);
     EXPECT_EQ(vout_mode_of(-9), 0x17);
+}
+
+TEST(pmbus_numbers, are_what_their_words_say) {
+    for (const double value : {0.0, 1.0, -40.0, 25.25, 230.0, 10000.0, -1024.0}) {
+        EXPECT_EQ(from_linear11(linear11(value)), value);
+    }
+    EXPECT_EQ(from_linear16(6145, -9), 6145 / 512.0);
+    EXPECT_EQ(from_linear16(0xFFFF, -9), 0xFFFF / 512.0);
+}
+
+TEST(pmbus_direct, is_a_line_scaled_by_a_power_of_ten) {
+    EXPECT_EQ(direct(12, {1, 0, 3}), 12000);
+    EXPECT_EQ(direct(12, {200, -300, -1}), 210);
+    EXPECT_EQ(direct(-5, {1, 0, 2}), 0xFE0C); // -500
+    EXPECT_EQ(direct(1e6, {1, 0, 3}), 0x7FFF);
+    EXPECT_EQ(direct(-1e6, {1, 0, 3}), 0x8000);
+    EXPECT_EQ(from_direct(210, {200, -300, -1}), 12);
+    EXPECT_EQ(from_direct(0xFE0C, {1, 0, 2}), -5);
 }
 
 } // namespace
