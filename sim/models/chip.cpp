@@ -17,6 +17,7 @@
 #include "sim/models/pca9555.h"
 #include "sim/models/pcf8574.h"
 #include "sim/models/plugin.h"
+#include "sim/models/pmbus_supply.h"
 #include "sim/models/registers.h"
 #include "sim/models/settings.h"
 
@@ -47,6 +48,7 @@ constexpr std::array models{
     model{chips::pca9554, make_pca9554},
     model{chips::pca9555, make_pca9555},
     model{chips::pcf8574, make_pcf8574},
+    model{chips::pmbus_supply, make_pmbus_supply},
     model{chips::registers, make_registers},
     model{chips::tmp75, make_tmp75},
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -48,6 +49,11 @@ class fault_latches {
     void latch(uint8_t reg, unsigned int bits) { bits_.at(index_of(reg)) |= bits; }
     void clear(uint8_t reg, unsigned int bits) { bits_.at(index_of(reg)) &= ~bits; }
     void clear_all() { bits_ = {}; }
+    /// Whether there is a bit that `others` does not have.
+    [[nodiscard]] bool any_but(const fault_latches &others) const {
+        return !std::ranges::equal(
+            bits_, others.bits_, [](unsigned int bits, unsigned int other) { return (bits & ~other) == 0; });
+    }
 
     [[nodiscard]] unsigned int word(bool powered) const {
         const auto when = [](unsigned int condition, unsigned int flag) {

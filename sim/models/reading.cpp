@@ -15,8 +15,8 @@ struct unit_names {
 };
 
 /// In the order of the enumeration.
-constexpr std::array<unit_names, 5> units{
-    {{"volts", "V"}, {"watts", "W"}, {"celsius", "C"}, {"rpm", "rpm"}, {"percent", "%"}}};
+constexpr std::array<unit_names, 6> units{
+    {{"volts", "V"}, {"amperes", "A"}, {"watts", "W"}, {"celsius", "C"}, {"rpm", "rpm"}, {"percent", "%"}}};
 
 constexpr const unit_names &names_of(unit of) { return units.at(static_cast<std::size_t>(of)); }
 

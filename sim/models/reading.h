@@ -8,7 +8,7 @@
 
 namespace varnel::sim {
 
-enum class unit : uint8_t { volts, watts, celsius, rpm, percent };
+enum class unit : uint8_t { volts, amperes, watts, celsius, rpm, percent };
 
 /// The unit's name as in keys of JSON objects: "volts".
 [[nodiscard]] std::string_view name_of(unit of);

@@ -109,7 +109,8 @@ void from_json(const json &record, transfer_record &to) {
 namespace {
 
 unit unit_named(const std::string &name) {
-    for (const unit each : {unit::volts, unit::watts, unit::celsius, unit::rpm, unit::percent}) {
+    for (const unit each :
+         {unit::volts, unit::amperes, unit::watts, unit::celsius, unit::rpm, unit::percent}) {
         if (name == name_of(each)) {
             return each;
         }

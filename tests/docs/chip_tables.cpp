@@ -65,6 +65,10 @@ std::string power_on_of(const chip_register &each) {
     return each.power_on ? fmt::format("{:0{}X}", *each.power_on, 2 * each.bytes) : "";
 }
 
+std::string bytes_of(const chip_register &each) {
+    return each.bytes == chips::block ? "block" : fmt::to_string(each.bytes);
+}
+
 struct column {
     std::string_view heading;
     std::string (*text)(const chip_register &);
@@ -73,7 +77,7 @@ struct column {
 constexpr std::array columns{
     column{"code", codes_of},
     column{"register", [](const chip_register &each) { return std::string(each.name); }},
-    column{"bytes", [](const chip_register &each) { return fmt::to_string(each.bytes); }},
+    column{"bytes", bytes_of},
     column{"access", access_of},
     column{"power-on", power_on_of},
     column{"raw unit", unit_of},

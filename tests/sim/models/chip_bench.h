@@ -52,7 +52,12 @@ class chip_bench : public ::testing::Test {
 
     /// START, register, repeated START, `count` bytes, STOP.
     bytes read_from(uint8_t reg, std::size_t count, std::size_t port = 0) {
-        EXPECT_EQ(write_without_stop({reg}, port), 1);
+        return read_after({reg}, count, port);
+    }
+
+    /// START, bytes, repeated START, `count` bytes, STOP.
+    bytes read_after(const bytes &data, std::size_t count, std::size_t port = 0) {
+        EXPECT_EQ(write_without_stop(data, port), static_cast<int>(data.size()));
         return read(count, port);
     }
 

@@ -291,6 +291,8 @@ Reading what a supply does not have is a fault to it, so this comes last.
     "bus": 1,
     "devices": [
       "1:0x58",
+      "1:0x5b",
+      "1:0x5c",
       "1:0x75"
     ]
   }
