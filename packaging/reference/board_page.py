@@ -19,7 +19,7 @@ HEAD = r""".\" SPDX-License-Identifier: Apache-2.0
 TAIL = r""".Sh FILES
 .Bl -tag -width Ds
 .It Pa /usr/share/varnel/boards/demo.ini
-A board with every type of chip.
+A board with most types of chips.
 .El
 .Sh SEE ALSO
 .Xr varnel-sim 1"""

@@ -5,23 +5,13 @@
 
 #include "chips/car2512.h"
 #include "sim/models/pmbus_numbers.h"
+#include "sim/models/pmbus_values.h"
 
 namespace varnel::sim {
 
 namespace {
 
 namespace own = chips::car2512_command;
-
-// OPERATION
-constexpr unsigned int output_on = 0x80;
-constexpr unsigned int output_off = 0x00;
-constexpr unsigned int output_off_softly = 0x40;
-
-// WRITE_PROTECT: what can still be written, apart from WRITE_PROTECT itself
-constexpr unsigned int protect_all = 0x80;
-constexpr unsigned int protect_but_operation = 0x40;
-constexpr unsigned int protect_but_operation_and_voltage = 0x20;
-constexpr unsigned int protect_nothing = 0x00;
 
 // Limits
 constexpr double overload_warning = 2500; // watts
@@ -208,7 +198,7 @@ bool car2512_supply::apply(uint8_t command, unsigned int data) {
 
 /// Off and on again restarts a supply that a fault has switched off, and clears the faults.
 bool car2512_supply::operate(unsigned int data) {
-    if (data != output_on && data != output_off && data != output_off_softly) {
+    if (!is_operation(data)) {
         return false;
     }
     if (data == output_on && !commanded_on()) {
@@ -220,8 +210,7 @@ bool car2512_supply::operate(unsigned int data) {
 }
 
 bool car2512_supply::protect(unsigned int data) {
-    if (data != protect_all && data != protect_but_operation && data != protect_but_operation_and_voltage &&
-        data != protect_nothing) {
+    if (!is_protection(data)) {
         return false;
     }
     write_protect_ = data;

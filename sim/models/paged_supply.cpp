@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "sim/models/pmbus_values.h"
+
 namespace varnel::sim {
 
 using chips::measure;
@@ -24,20 +26,9 @@ namespace {
 
 using side = supply_limit::side;
 
-// OPERATION (PMBus 1.3 Part II, 12.1)
-constexpr unsigned int output_on = 0x80;
-constexpr unsigned int output_off = 0x00;
-constexpr unsigned int output_off_softly = 0x40;
-
-// ON_OFF_CONFIG (12.2). There is no CONTROL pin.
+// ON_OFF_CONFIG (PMBus 1.3 Part II, 12.2). There is no CONTROL pin.
 constexpr unsigned int by_operation = 0x18; // waits for OPERATION, and obeys it
 constexpr unsigned int of_control_pin = 0x03;
-
-// WRITE_PROTECT (11.1): what can still be written, apart from WRITE_PROTECT itself
-constexpr unsigned int protect_all = 0x80;
-constexpr unsigned int protect_but_operation = 0x40;
-constexpr unsigned int protect_but_operation_and_voltage = 0x20;
-constexpr unsigned int protect_nothing = 0x00;
 
 constexpr unsigned int all_pages = 0xFF; // PAGE (11.10)
 
@@ -405,7 +396,7 @@ bool paged_supply::select_page(unsigned int data) {
 
 /// Off and on again restarts an output that a fault has switched off, and clears the faults.
 bool paged_supply::operate(unsigned int data, supply_output &to) {
-    if (data != output_on && data != output_off && data != output_off_softly) {
+    if (!is_operation(data)) {
         return false;
     }
     if (data == output_on && to.operation != output_on) {
@@ -426,8 +417,7 @@ bool paged_supply::configure(unsigned int data, supply_output &of) {
 }
 
 bool paged_supply::protect(unsigned int data) {
-    if (data != protect_all && data != protect_but_operation && data != protect_but_operation_and_voltage &&
-        data != protect_nothing) {
+    if (!is_protection(data)) {
         return false;
     }
     write_protect_ = data;
