@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What virtual time saves: an hour of board_monitor, and whether each run of several programs is the same.
+// What virtual time saves: an hour of board_monitor, runs a second, and whether each run of several programs is the same.
 //
-// bench_simulation [--json FILE] [hour|traces]...
+// bench_simulation [--json FILE] [hour|runs|traces]...
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -40,6 +40,25 @@ void measure_hour(results &found) {
                         timed("the polls alone", role::floor, on_the_board("", monitor + "0"))})});
 }
 
+/// How many runs a second, one after another.
+double rate_of(const std::string &command) {
+    static constexpr int runs = 20;
+    return runs /
+           seconds_of("for i in $(seq " + std::to_string(runs) + "); do " + command + " || exit 1; done");
+}
+
+void measure_runs(results &found) {
+    const std::string monitor = quoted(BOARD_MONITOR) + " -n 1 >/dev/null";
+    const auto rate = [&](const std::string &name, role who, const std::string &options) {
+        return contender{name, who, [=] { return rate_of(on_the_board(options, monitor)); }};
+    };
+    found.add(figure{"simulation.runs", "Runs of a program, each on a board of its own", "runs/s",
+                     better::higher,
+                     "board_monitor -n 1: a board is powered on, the program polls it once, the board ends.",
+                     interleaved(5, {rate("virtual time", role::ours, "--time virtual"),
+                                     rate("real time", role::floor, "")})});
+}
+
 std::string content_of(const std::string &file) {
     std::ifstream input(file);
     return {std::istreambuf_iterator<char>(input), {}};
@@ -76,5 +95,7 @@ int main(int argc, char **argv) {
     setenv("XDG_RUNTIME_DIR", here.file("").c_str(), 1);
     const family simulation{"simulation", "Virtual time",
                             "What an hour on the simulated board costs with varnel-sim run --time virtual."};
-    return run_benchmark(argc, argv, {{"hour", measure_hour}, {"traces", measure_traces}}, {simulation});
+    return run_benchmark(argc, argv,
+                         {{"hour", measure_hour}, {"runs", measure_runs}, {"traces", measure_traces}},
+                         {simulation});
 }
