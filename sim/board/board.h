@@ -62,6 +62,8 @@ class board {
     /// How long a transfer took, with the clock of its bus; 0 where the description gives none.
     [[nodiscard]] std::chrono::nanoseconds duration(const transfer_request &request,
                                                     const transfer_outcome &outcome) const;
+    /// Whether transfers on any bus take time.
+    [[nodiscard]] bool has_clocks() const { return !kilohertz_.empty(); }
 
     /// Lets wires carry what has changed by itself, with time.
     void settle() { pin_wires_.settle(); }

@@ -134,11 +134,15 @@ bool server::watches_wires() const {
 }
 
 /// Returns when the bus was free for a transfer, since power-on. The reply waits until the transfer is over; transfers on
-/// other buses do not. In virtual
-/// time a transfer takes no time.
+/// other buses do not. In virtual time, all wait: time goes on by the transfer at once.
 std::chrono::nanoseconds server::take_bus(const transfer_request &request, const transfer_outcome &outcome) {
     const auto duration = board_.duration(request, outcome);
-    if (duration == std::chrono::nanoseconds::zero() || time_.movable != nullptr) {
+    if (time_.movable != nullptr) {
+        const auto begin = time_.clock.now();
+        time_.movable->advance(begin + duration);
+        return begin;
+    }
+    if (duration == std::chrono::nanoseconds::zero()) {
         return time_.clock.now();
     }
     const auto now = std::chrono::steady_clock::now();
@@ -516,7 +520,10 @@ server::json server::keep_time(client &who) {
         throw bad_request("this board lives in real time");
     }
     who.keeps_time = true;
-    return {{"now", time_.clock.now().count()}, {"server", getpid()}, {"seed", time_.seed}};
+    return {{"now", time_.clock.now().count()},
+            {"server", getpid()},
+            {"seed", time_.seed},
+            {"transfers_take_time", board_.has_clocks()}};
 }
 
 server::json server::wait_until(client &who, const json &request) {

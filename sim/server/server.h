@@ -67,13 +67,14 @@ struct held_transfer {
 ///       {"lost": N}, which says that the client was too slow for N transfers, and unless following {"end":
 ///       true}
 /// On a board in virtual time, clients that keep the time of programs, or do something at certain times, have turns:
-///   {"command": "keep-time"} -> {"now": TIME, "server": PID, "seed": NUMBER}; time stands still from now on, until all of
-///       these clients wait. Times are in ns since power-on.
+///   {"command": "keep-time"} -> {"now": TIME, "server": PID, "seed": NUMBER, "transfers_take_time": BOOLEAN}; time stands
+///       still from now on, except during transfers on a bus with a clock, until all of these clients wait. Times are in ns
+///       since power-on.
 ///   {"command": "wait-until", "number": N, "time": TIME | null, "drives": BOOLEAN} -> nothing now, but when it is this
 ///       client's turn: {"turn": N, "now": TIME}. When all clients that keep time wait, the client with the earliest time
 ///       has its turn until it waits again; of equal times, the client that came first. The clock is advanced to its
 ///       time, but only if one of the clients drives. A newer request takes the place of an older one.
-///   {"command": "go-on"} -> {"turn": 0, "now": TIME}; the client no longer waits
+///   {"command": "go-on"} -> {"turn": 0, "now": TIME}; the client does not wait, or no longer
 ///   {"command": "end-trace"} -> {}; what has happened until now is still sent, then {"end": true}
 class server {
   public:

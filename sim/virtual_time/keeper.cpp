@@ -132,6 +132,7 @@ struct keeper::membership {
     channel server;
     nanoseconds now;
     uint64_t seed;
+    bool transfers_take_time;
     pid_t process;
 };
 
@@ -139,7 +140,7 @@ keeper::membership keeper::join(const meeting_point &board) {
     channel server(board.connect());
     const json reply = conversation(server, {{"command", "keep-time"}});
     return {std::move(server), nanoseconds(reply.at("now").get<int64_t>()), reply.at("seed"),
-            reply.at("server")};
+            reply.at("transfers_take_time"), reply.at("server")};
 }
 
 keeper::keeper(const device_files::call_listener &calls, const meeting_point &board, surroundings others)
@@ -147,7 +148,8 @@ keeper::keeper(const device_files::call_listener &calls, const meeting_point &bo
 
 keeper::keeper(const device_files::call_listener &calls, membership joined, surroundings others)
     : calls_(calls), others_(std::move(others)), turn_(others_.holder), server_(std::move(joined.server)),
-      now_(joined.now), seed_(joined.seed), tasks_(joined.process) {}
+      now_(joined.now), seed_(joined.seed), transfers_take_time_(joined.transfers_take_time),
+      tasks_(joined.process) {}
 
 bool keeper::takes(const system_call &call) {
     withdraw();
@@ -174,11 +176,13 @@ bool keeper::takes(const system_call &call) {
 }
 
 void keeper::take_timer(const system_call &call) {
+    learn_time();
     const auto result = lost_ ? std::nullopt : timers_.answer(call, now_);
     result ? finish(call, *result) : calls_.pass_on(call);
 }
 
 void keeper::take_look(const system_call &call) {
+    learn_time();
     if (lost_ || (call.number == SYS_clock_gettime && !time_on(call.arguments[0], now_))) {
         calls_.pass_on(call);
         return;
@@ -208,6 +212,7 @@ bool keeper::take_wait(const system_call &call) {
     if (!is_wait(call)) {
         return false;
     }
+    learn_time();
     const auto until = end_of_wait(call, now_);
     if (lost_ || !until || is_ready(call, nullptr)) {
         calls_.pass_on(call);
@@ -342,12 +347,22 @@ void keeper::ask(std::optional<nanoseconds> until) {
 
 /// Something from outside has made a program work.
 void keeper::withdraw() {
-    if (!asked_) {
-        return;
+    if (asked_) {
+        stop_waiting();
     }
+}
+
+void keeper::stop_waiting() {
     asked_.reset();
     server_.send({{"command", "go-on"}});
     while (!lost_ && receive() != 0) {
+    }
+}
+
+/// The thread whose turn it is may have moved the time by transfers.
+void keeper::learn_time() {
+    if (transfers_take_time_ && !lost_) {
+        stop_waiting();
     }
 }
 

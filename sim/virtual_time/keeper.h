@@ -79,6 +79,8 @@ class keeper {
     [[nodiscard]] uint64_t order_of(pid_t thread) const;
     void ask(std::optional<nanoseconds> until);
     void withdraw();
+    void stop_waiting();
+    void learn_time();
     uint64_t receive();
     void take_own_turn();
     void let_go(held_calls::iterator held);
@@ -96,6 +98,7 @@ class keeper {
     channel server_;
     nanoseconds now_;
     uint64_t seed_;
+    bool transfers_take_time_;
     tasks tasks_;
     timers timers_ = {};
     held_calls held_ = {};

@@ -107,6 +107,18 @@ TEST_F(virtual_time, chips_live_in_it) {
     EXPECT_THAT(shown, HasSubstr("output off (tripped)"));
 }
 
+/// Reading a byte takes 39 bits: four bytes of nine, two STARTs and a STOP.
+TEST_F(virtual_time, moves_during_transfers_on_a_bus_with_a_clock) {
+    const std::string slow =
+        file("slow.ini", "[board]\nclock = 100kHz\n[gpio]\ntype = pca9555\nbus = 0\naddress = 0x20\n");
+    const std::string trace = folder() + "/trace";
+    const finished result = run(
+        sim({"run", "--time", "virtual", "--board", slow, "--trace", trace, "--", "sh", "-c",
+             "$0 0x2000 rb 0 rb 0 >$1; date +%s.%N; sleep 1; $0 0x2000 rb 0 >$1", i2c_call(), "/dev/null"}));
+    EXPECT_EQ(result.out, "1767225600.000780000\n");
+    EXPECT_EQ(run({"grep", "-o", "^[0-9.]*", trace}).out, "0.000000\n0.000390\n1.000780\n");
+}
+
 TEST_F(virtual_time, several_programs_make_the_same_trace_in_every_run) {
     const words three = in_virtual_time(
         {"sh", "-c",
