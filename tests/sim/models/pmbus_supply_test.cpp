@@ -240,6 +240,44 @@ TEST_F(sim_pmbus_supply, unsupported_command_is_not_acknowledged) {
     EXPECT_EQ(word_at(status_word), 0x0002U);
 }
 
+// --- What programs do that look for sensors: a command is there if it can be read without "invalid command" ---
+
+TEST_F(sim_pmbus_supply, pages_are_counted_by_selecting_them) {
+    uint8_t pages = 0;
+    for (; pages < 32; ++pages) {
+        select(pages);
+        if (byte_at(page) != pages) {
+            break;
+        }
+    }
+    EXPECT_EQ(pages, 2);
+}
+
+TEST_F(sim_pmbus_supply, commands_that_are_there_can_be_read_from_every_page) {
+    const auto there = [this](unsigned int command) {
+        clear();
+        const auto code = static_cast<uint8_t>(command);
+        if (write({code}) != 1) {
+            return false;
+        }
+        word_at(code);
+        return (byte_at(status_cml) & 0x80U) == 0;
+    };
+    for (const uint8_t selected : {0, 1}) {
+        select(selected);
+        std::vector<unsigned int> found;
+        for (unsigned int command = 0x3A; command < mfr_id; ++command) {
+            if (there(command)) {
+                found.push_back(command);
+            }
+        }
+        EXPECT_THAT(found, testing::ElementsAre(0x3A, 0x3B, 0x40, 0x42, 0x43, 0x44, 0x46, 0x4A, 0x4F, 0x51,
+                                                0x52, 0x53, 0x55, 0x57, 0x58, 0x59, 0x5B, 0x5D, 0x68, 0x6A,
+                                                0x6B, 0x78, 0x79, 0x7A, 0x7B, 0x7C, 0x7D, 0x7E, 0x81, 0x88,
+                                                0x89, 0x8B, 0x8C, 0x8D, 0x90, 0x96, 0x97, 0x98));
+    }
+}
+
 // --- Faults and alerts ---
 
 TEST_F(sim_pmbus_supply, load_over_a_limit_alerts_until_the_alert_response) {
