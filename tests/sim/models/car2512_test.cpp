@@ -2,32 +2,14 @@
 #include <cmath>
 
 #include "tests/sim/models/chip_bench.h"
+#include "tests/sim/models/pmbus_codes.h"
 
 namespace varnel::sim::test {
 namespace {
 
+using namespace pmbus_code;
+
 enum : uint8_t {
-    operation = 0x01,
-    clear_faults = 0x03,
-    write_protect = 0x10,
-    capability = 0x19,
-    vout_mode = 0x20,
-    fan_config_1_2 = 0x3A,
-    fan_command_1 = 0x3B,
-    status_byte = 0x78,
-    status_word = 0x79,
-    status_vout = 0x7A,
-    status_iout = 0x7B,
-    status_input = 0x7C,
-    status_temperature = 0x7D,
-    status_cml = 0x7E,
-    status_mfr_specific = 0x80,
-    status_fans_1_2 = 0x81,
-    read_vin = 0x88,
-    read_vout = 0x8B,
-    read_temperature_1 = 0x8D,
-    read_fan_speed_1 = 0x90,
-    read_pin = 0x97,
     firmware_version = 0xD0,
     set_output_volt = 0xD4,
     fan_duty_cycle = 0xD6,
