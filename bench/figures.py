@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""figures.py [--check]: updates the figures in the pages from bench/medians.json: docs/figures.svg, and each table row that ends
-with the id of a figure. With --check it changes nothing, and fails where something differs."""
+"""figures.py [--check]: updates the figures in the pages from bench/medians.json: docs/figures.svg, docs/xml-speed.svg, and each
+table row that ends with the id of a figure. With --check it changes nothing, and fails where something differs."""
 import difflib
 import html
 import json
@@ -47,10 +47,22 @@ def along(value, ends, pixels):
 STYLE = """.chart { font: 12px Helvetica, Arial, sans-serif; }
 .chart rect { fill: #fff; } .chart text { fill: #1b1b1b; } .chart .quiet { fill: #666; } .chart .grid { stroke: #d8d8d8; }
 .chart .one { stroke: #1b1b1b; } .chart .ahead { fill: #0072b2; } .chart .behind { fill: #d55e00; }
+.chart .peer { fill: #9a9a9a; }
 @media (prefers-color-scheme: dark) {
 .chart rect { fill: #161616; } .chart text { fill: #e6e6e6; } .chart .quiet { fill: #a0a0a0; } .chart .grid { stroke: #3c3c3c; }
 .chart .one { stroke: #e6e6e6; } .chart .ahead { fill: #4aa8e0; } .chart .behind { fill: #ff8a3c; } }
 """
+
+
+def svg_of(width, height, label, lines):
+    head = [
+        f'<svg class="chart" xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}"'
+        f' height="{height}" role="img" aria-label="{html.escape(label)}">',
+        "<!-- Made by script/bench. SPDX-License-Identifier: Apache-2.0 -->",
+        f"<style>\n{STYLE}</style>",
+        f'<rect width="{width}" height="{height}" rx="6"/>',
+    ]
+    return "\n".join([*head, *lines, "</svg>\n"])
 
 
 class Chart:
@@ -88,17 +100,8 @@ class Chart:
         yield f'<text class="quiet" x="{self.sides[1] + 16}" y="{y + 4:g}">{html.escape(note)}</text>'
 
     def svg(self):
-        lines = [
-            f'<svg class="chart" xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {self.width} {self.height}" width="{self.width}"'
-            f' height="{self.height}" role="img" aria-label="How many times better varnel is than others">',
-            "<!-- Made by script/bench. SPDX-License-Identifier: Apache-2.0 -->",
-            f"<style>\n{STYLE}</style>",
-            f'<rect width="{self.width}" height="{self.height}" rx="6"/>',
-            *self.axis(),
-            *(line for i in range(len(self.rows)) for line in self.row(i)),
-            "</svg>\n",
-        ]
-        return "\n".join(lines)
+        lines = [*self.axis(), *(line for i in range(len(self.rows)) for line in self.row(i))]
+        return svg_of(self.width, self.height, "How many times better varnel is than others", lines)
 
 
 # --- The pages ---
@@ -142,6 +145,40 @@ def picture(figures):
     return Chart([row(name) for name in PICTURE], 220, 900).svg()
 
 
+XML_DOCUMENTS = {"freedesktop": "freedesktop.org.xml, 2.4 MB", "iso_639-3": "iso_639-3.xml, 1.0 MB", "inventory": "inventory, 10 MB"}
+XML_WAYS = {"read_compact_memory": "varnel, compact, from memory", "read_compact": "varnel, compact", "read": "varnel"}
+XML_PEERS = {"pugixml": "pugixml", "expat (no tree)": "expat, no tree", "tinyxml2": "tinyxml2", "libxml2": "libxml2"}
+
+
+def xml_times(figures, document):
+    """What reading takes each, in times of pugixml. Our ways that were not measured are left out."""
+    measured = {way: figures.get(f"xml.{way}.{document}") for way in XML_WAYS}
+    ratios = measured["read"]["ratios"]
+    ours = {XML_WAYS[way]: 1 / figure["ratios"]["pugixml"] for way, figure in measured.items() if figure}
+    return ours | {name: ratios[peer] / ratios["pugixml"] for peer, name in XML_PEERS.items()}
+
+
+def xml_picture(figures):
+    """A bar for each library and each of our ways, document by document."""
+    documents = {title: xml_times(figures, document) for document, title in XML_DOCUMENTS.items()}
+    label_width, bar_width, row_height, width = 200, 480, 20, 760
+    scale = bar_width / max(value for values in documents.values() for value in values.values())
+    lines, y = [], 6
+    for title, values in documents.items():
+        y += 24
+        lines.append(f'<text x="{label_width}" y="{y}" font-weight="bold">{html.escape(title)}</text>')
+        y += 12
+        for name, value in sorted(values.items(), key=lambda each: each[1]):
+            side, length = "ahead" if name.startswith("varnel") else "peer", value * scale
+            lines += [
+                f'<text x="{label_width - 8}" y="{y + 11}" text-anchor="end">{html.escape(name)}</text>',
+                f'<rect class="{side}" x="{label_width}" y="{y}" width="{length:.0f}" height="14"/>',
+                f'<text x="{label_width + length + 6:.0f}" y="{y + 11}">{times(value)}</text>',
+            ]
+            y += row_height
+    return svg_of(width, y + 10, "Time to read and free three documents, as multiples of pugixml's", lines)
+
+
 def with_figures(page, figures):
     """A row keeps its first column, the text, and its last, the figure's id."""
 
@@ -160,7 +197,8 @@ def stated():
     """The expected content of the pages, by file."""
     figures = json.loads((PROJECT / "bench/medians.json").read_text())["figures"]
     pages = [*PROJECT.glob("*.md"), *(PROJECT / "docs").glob("*.md")]
-    return {page: with_figures(page, figures) for page in pages} | {PROJECT / "docs/figures.svg": picture(figures)}
+    pictures = {"figures.svg": picture(figures), "xml-speed.svg": xml_picture(figures)}
+    return {page: with_figures(page, figures) for page in pages} | {PROJECT / "docs" / name: text for name, text in pictures.items()}
 
 
 def differences(texts):
