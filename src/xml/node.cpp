@@ -84,8 +84,11 @@ void xml_node_delete(xml_node *n) {
     xml_node *waiting = nullptr; // siblings to delete after the children before them, linked by `parent`
     while (n != nullptr) {
         xml_node *next = n->next;
-        __builtin_prefetch(reinterpret_cast<char *>(n) - varnel::xml::soon); // for compact trees
-        varnel::xml::fetch_after(n, varnel::xml::usual_node_size);
+        if (varnel::xml::is_record_piece(n)) {
+            __builtin_prefetch(reinterpret_cast<char *>(n) - varnel::xml::soon);
+        } else {
+            varnel::xml::fetch_after(n, varnel::xml::usual_node_size);
+        }
         if (n->first_child != nullptr) {
             if (next != nullptr) {
                 next->parent = waiting;

@@ -259,11 +259,10 @@ class node_reader {
 
     /// Reads attributes that lie ready. True after the last, when the end of the tag is read.
     bool read_ready_attributes(xml_attribute **&end) {
-        while (document_.status == 0) {
-            slab_filler *const slab = slab_for_ready_text();
-            if (slab == nullptr) {
-                break;
-            }
+        if (document_.status != 0) {
+            return false;
+        }
+        while (slab_filler *const slab = slab_for_ready_text()) {
             ready_text text(in_.ready());
             text.skip_white_space();
             if (text.read_end()) {
