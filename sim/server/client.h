@@ -54,6 +54,7 @@ struct client {
     std::optional<trace_reader> tracing = std::nullopt;
     std::unique_ptr<gpio::gpio_file> gpio = nullptr; ///< that it has open
     bool keeps_time = false;
+    bool looks_again = false; ///< others may make its programs work while it waits for its turn
     std::optional<turn_request> turn = std::nullopt; ///< nothing: its programs are at work
     bool gone = false;
 

@@ -435,7 +435,7 @@ server::json server::answer(client &who, const json &request) {
         return end_trace(who);
     }
     if (command == "keep-time") {
-        return keep_time(who);
+        return keep_time(who, request);
     }
     throw bad_request(fmt::format("unknown command '{}'", command));
 }
@@ -515,11 +515,12 @@ server::json server::start_trace(client &who, const json &request) {
     return json::object();
 }
 
-server::json server::keep_time(client &who) {
+server::json server::keep_time(client &who, const json &request) {
     if (time_.movable == nullptr) {
         throw bad_request("this board lives in real time");
     }
     who.keeps_time = true;
+    who.looks_again = request.value("looks_again", false);
     return {{"now", time_.clock.now().count()},
             {"server", getpid()},
             {"seed", time_.seed},
@@ -531,7 +532,19 @@ server::json server::wait_until(client &who, const json &request) {
     who.turn = {request.at("number"),
                 time.is_null() ? std::nullopt : std::optional(std::chrono::nanoseconds(time.get<int64_t>())),
                 request.at("drives")};
+    if (request.value("worked", true)) {
+        let_others_look_again(who);
+    }
     return nullptr;
+}
+
+void server::let_others_look_again(const client &worker) {
+    for (client &who : clients_) {
+        if (who.looks_again && who.turn && &who != &worker) {
+            who.turn.reset();
+            who.replies.push_back({{"turn", 0}, {"now", time_.clock.now().count()}});
+        }
+    }
 }
 
 server::json server::end_trace(client &who) {

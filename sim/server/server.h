@@ -67,13 +67,15 @@ struct held_transfer {
 ///       {"lost": N}, which says that the client was too slow for N transfers, and unless following {"end":
 ///       true}
 /// On a board in virtual time, clients that keep the time of programs, or do something at certain times, have turns:
-///   {"command": "keep-time"} -> {"now": TIME, "server": PID, "seed": NUMBER, "transfers_take_time": BOOLEAN}; time stands
-///       still from now on, except during transfers on a bus with a clock, until all of these clients wait. Times are in ns
-///       since power-on.
-///   {"command": "wait-until", "number": N, "time": TIME | null, "drives": BOOLEAN} -> nothing now, but when it is this
-///       client's turn: {"turn": N, "now": TIME}. When all clients that keep time wait, the client with the earliest time
-///       has its turn until it waits again; of equal times, the client that came first. The clock is advanced to its
-///       time, but only if one of the clients drives. A newer request takes the place of an older one.
+///   {"command": "keep-time", "looks_again": BOOLEAN (false)} -> {"now": TIME, "server": PID, "seed": NUMBER,
+///       "transfers_take_time": BOOLEAN}; time stands still from now on, except during transfers on a bus with a clock, until
+///       all of these clients wait. Times are in ns since power-on.
+///   {"command": "wait-until", "number": N, "time": TIME | null, "drives": BOOLEAN, "worked": BOOLEAN (true)} -> nothing
+///       now, but when it is this client's turn: {"turn": N, "now": TIME}. When all clients that keep time wait, the client
+///       with the earliest time has its turn until it waits again; of equal times, the client that came first. The clock is
+///       advanced to its time, but only if one of the clients drives. A newer request takes the place of an older one. A
+///       client that has worked may have made programs of others work. Those that look again get {"turn": 0, "now": TIME}
+///       then, and no longer wait.
 ///   {"command": "go-on"} -> {"turn": 0, "now": TIME}; the client does not wait, or no longer
 ///   {"command": "end-trace"} -> {}; what has happened until now is still sent, then {"end": true}
 class server {
@@ -116,8 +118,9 @@ class server {
     json start_trace(client &who, const json &request);
     json end_trace(client &who);
     json leave(client &who);
-    json keep_time(client &who);
+    json keep_time(client &who, const json &request);
     json wait_until(client &who, const json &request);
+    void let_others_look_again(const client &worker);
     void trace(const std::string &process, int pid, const transfer_request &request,
                const transfer_outcome &outcome);
     json open_gpio(client &who, const json &request);

@@ -20,6 +20,9 @@ using std::chrono::milliseconds;
 
 namespace {
 
+/// In place of the number of a request.
+constexpr uint64_t look_again = 0;
+
 /// How soon to look again while a thread works: at first, and at most.
 constexpr nanoseconds shortest_pause = microseconds(100);
 constexpr nanoseconds longest_pause = milliseconds(2);
@@ -138,7 +141,7 @@ struct keeper::membership {
 
 keeper::membership keeper::join(const meeting_point &board) {
     channel server(board.connect());
-    const json reply = conversation(server, {{"command", "keep-time"}});
+    const json reply = conversation(server, {{"command", "keep-time"}, {"looks_again", true}});
     return {std::move(server), nanoseconds(reply.at("now").get<int64_t>()), reply.at("seed"),
             reply.at("transfers_take_time"), reply.at("server")};
 }
@@ -153,6 +156,7 @@ keeper::keeper(const device_files::call_listener &calls, membership joined, surr
 
 bool keeper::takes(const system_call &call) {
     withdraw();
+    worked_ = true;
     pause_ = shortest_pause;
     tasks_.note_caller(call.thread);
     if (starts_thread(call.number)) {
@@ -319,6 +323,7 @@ void keeper::look_around(const std::function<bool()> &is_calm) {
         return;
     }
     turn_.end();
+    worked_ = worked_ || tasks_.worked();
     works_since_ = std::chrono::steady_clock::now();
     pause_ = idle_pause;
     const auto first = next();
@@ -342,7 +347,8 @@ void keeper::ask(std::optional<nanoseconds> until) {
     server_.send({{"command", "wait-until"},
                   {"number", asked_->number},
                   {"time", until ? json(until->count()) : json(nullptr)},
-                  {"drives", drives_}});
+                  {"drives", drives_},
+                  {"worked", std::exchange(worked_, false)}});
 }
 
 /// Something from outside has made a program work.
@@ -355,7 +361,7 @@ void keeper::withdraw() {
 void keeper::stop_waiting() {
     asked_.reset();
     server_.send({{"command", "go-on"}});
-    while (!lost_ && receive() != 0) {
+    while (!lost_ && receive() != look_again) {
     }
 }
 
@@ -366,12 +372,13 @@ void keeper::learn_time() {
     }
 }
 
-/// Receives a message, and the time with it. Returns the number of the request that it answers; 0 for go-on.
+/// Receives a message, and the time with it. Returns the number of the request that it answers; look_again also for
+/// go-on.
 uint64_t keeper::receive() {
     const auto message = server_.receive_control();
     if (!message) {
         lose_board();
-        return 0;
+        return look_again;
     }
     now_ = nanoseconds(message->at("now").get<int64_t>());
     return message->at("turn");
@@ -380,10 +387,15 @@ uint64_t keeper::receive() {
 void keeper::hear() {
     const nanoseconds before = now_;
     const uint64_t number = receive();
-    if (asked_ && asked_->number == number) {
-        asked_.reset();
+    if (!asked_ || (number != asked_->number && number != look_again)) {
+        return;
+    }
+    asked_.reset();
+    pause_ = nanoseconds(0);
+    if (number != look_again) {
         turns_ = now_ - before > longest_look ? 0 : turns_ + 1;
         pause_ = shortest_pause;
+        worked_ = true;
         take_own_turn();
     }
 }

@@ -111,6 +111,7 @@ class keeper {
     };
     std::optional<request> asked_ = std::nullopt; ///< waits for its reply
     uint64_t requests_ = 0;
+    bool worked_ = true; ///< some thread, since it was last asked for a turn
     nanoseconds pause_{0};
     std::chrono::steady_clock::time_point works_since_ =
         std::chrono::steady_clock::now(); ///< some thread, in real time

@@ -68,6 +68,17 @@ std::optional<tasks::observed> tasks::look(const std::set<pid_t> &held, also ser
     return seen;
 }
 
+/// Signals may wait for them.
+void tasks::add_held(const std::set<pid_t> &held, observed &seen) const {
+    for (const pid_t thread : held) {
+        const auto found = files_.find(thread);
+        const auto one = found == files_.end() ? std::nullopt : found->second.look();
+        if (one) {
+            seen.try_emplace(thread, *one);
+        }
+    }
+}
+
 /// A thread that has given up no processor between two looks has waited all the time between them, if it waited at
 /// both. The times between the two looks at each thread have a moment in common: the end of the first round.
 bool tasks::all_wait(const std::set<pid_t> &held, pid_t likely, also server) {
@@ -81,14 +92,9 @@ bool tasks::all_wait(const std::set<pid_t> &held, pid_t likely, also server) {
     if (!after || before != after || server_switches_ != switches_before) {
         return false;
     }
+    add_held(held, *after);
+    worked_ = seen_ != *after;
     seen_ = std::move(*after);
-    for (const pid_t thread : held) {
-        const auto found = files_.find(thread);
-        const auto one = found == files_.end() ? std::nullopt : found->second.look();
-        if (one) {
-            seen_.try_emplace(thread, *one);
-        }
-    }
     if (!std::exchange(complete_, true)) {
         number_new_ones();
     }

@@ -29,6 +29,8 @@ class tasks {
     /// the server, is itself at work then, so that they all go on waiting until something comes from outside. Those
     /// `held` are known to wait: in a system call that we have not answered. `likely` is looked at first.
     [[nodiscard]] bool all_wait(const std::set<pid_t> &held, pid_t likely, also server);
+    /// Whether any of them had worked between the last two times that all_wait() returned true.
+    [[nodiscard]] bool worked() const { return worked_; }
     /// As all_wait() found them when it last returned true; null when there was no such thread.
     [[nodiscard]] const task *find(pid_t thread) const;
     [[nodiscard]] std::set<pid_t> processes() const;
@@ -40,6 +42,7 @@ class tasks {
   private:
     using observed = std::map<pid_t, task>;
 
+    void add_held(const std::set<pid_t> &held, observed &seen) const;
     void find_all();
     [[nodiscard]] bool is_at_work(pid_t thread);
     [[nodiscard]] bool is_at_work(const task &one);
@@ -52,6 +55,7 @@ class tasks {
     std::map<pid_t, task_files> files_ = {};
     bool complete_ = false; ///< files_ has all of them
     observed seen_ = {};
+    bool worked_ = true;
     pid_t worker_ = 0;
     std::map<pid_t, uint64_t> ranks_ = {};
     uint64_t next_rank_ = 1;

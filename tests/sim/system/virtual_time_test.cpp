@@ -175,6 +175,21 @@ TEST_F(virtual_time, is_the_same_in_all_runs_on_a_board) {
     EXPECT_EQ(other.finish().status, 0);
 }
 
+/// The reader computes, without a system call that its supervisor is asked about, after the writer has begun to wait.
+TEST_F(virtual_time, does_not_move_before_programs_of_other_runs_have_done_what_there_is_to_do) {
+    const std::string pipe = folder() + "/pipe";
+    const std::string silent = folder() + "/silent";
+    process reader(in_virtual_time({"sh", "-c",
+                                    "mkfifo $0 $1; echo made; read line <$0; i=0;"
+                                    "while [ $i -lt 20000 ]; do i=$((i + 1)); done; date -u +%T",
+                                    pipe, silent}));
+    EXPECT_EQ(reader.read_line(), "made");
+    run(in_virtual_time(
+        {"bash", "-c", "exec 4<>$0; sleep 1; echo go >&4; read -t 3600 line <>$1", pipe, silent}));
+    EXPECT_EQ(reader.read_line(), "00:00:01");
+    EXPECT_EQ(reader.finish().status, 0);
+}
+
 TEST_F(virtual_time, is_chosen_when_the_board_is_powered_on) {
     const process keeper = keep_powered();
     const finished refused = run(in_virtual_time({"true"}));
