@@ -9,15 +9,20 @@
 namespace varnel::xml {
 
 /// So many bytes ahead memory is fetched into the cache.
-inline constexpr std::size_t soon = 1024;
+inline constexpr std::size_t soon = 4096;
+
+/// Fetches so many bytes into the cache.
+inline void fetch(const char *at, std::size_t size) {
+    constexpr std::size_t cache_line = 64;
+    for (std::size_t i = 0; i < size; i += cache_line) {
+        __builtin_prefetch(at + i, 1);
+    }
+}
 
 /// Fetches memory that lies after a block of malloc(). The blocks of a large tree lie mostly in the order in which they
 /// were made, so that it is needed soon.
 inline void fetch_after(const void *block, std::size_t size) {
-    constexpr std::size_t cache_line = 64;
-    for (std::size_t i = 0; i < size; i += cache_line) {
-        __builtin_prefetch(static_cast<const char *>(block) + soon + i, 1);
-    }
+    fetch(static_cast<const char *>(block) + soon, size);
 }
 
 /// What a node has with its strings and attributes.
