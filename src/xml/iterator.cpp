@@ -50,13 +50,7 @@ int xml_iterator_setup(xml_iterator *it, xml_document *doc) {
     return 0;
 }
 
-xml_iterator *xml_iterator_new(xml_document *doc) {
-    auto *it = varnel::xml::make<xml_iterator>();
-    if (it != nullptr) {
-        xml_iterator_setup(it, doc);
-    }
-    return it;
-}
+xml_iterator *xml_iterator_new(xml_document *doc) { return varnel::xml::make_with(xml_iterator_setup, doc); }
 
 void xml_iterator_delete(xml_iterator *it) { std::free(it); }
 

@@ -38,6 +38,17 @@ template <class Record>
     return new (memory) Record{};
 }
 
+/// A record in a block of its own that its setup function has filled; null where that failed.
+template <class Record, class... Arguments>
+[[nodiscard]] inline Record *make_with(int (*setup)(Record *, Arguments...), Arguments... arguments) {
+    auto *const made = make<Record>();
+    if (made != nullptr && setup(made, arguments...) != 0) {
+        std::free(made);
+        return nullptr;
+    }
+    return made;
+}
+
 /// `length` bytes and a terminator in a block of just that size, or null.
 [[nodiscard]] inline char *copied(const char *bytes, std::size_t length) {
     auto *const copy = static_cast<char *>(std::malloc(length + 1));

@@ -21,12 +21,7 @@ int xml_output_setup(xml_output *out, xml_output_function write) {
 }
 
 xml_output *xml_output_new(xml_output_function write) {
-    auto *out = varnel::xml::make<xml_output>();
-    if (out != nullptr && xml_output_setup(out, write) != 0) {
-        std::free(out);
-        return nullptr;
-    }
-    return out;
+    return varnel::xml::make_with(xml_output_setup, write);
 }
 
 void xml_output_delete(xml_output *out) { std::free(out); }

@@ -29,12 +29,7 @@ int xml_refiller_setup(xml_refiller *r, xml_refiller_function refill, char *buff
 }
 
 xml_refiller *xml_refiller_new(xml_refiller_function refill, char *buffer, unsigned fill, unsigned capacity) {
-    auto *r = varnel::xml::make<xml_refiller>();
-    if (r != nullptr && xml_refiller_setup(r, refill, buffer, fill, capacity) != 0) {
-        std::free(r);
-        return nullptr;
-    }
-    return r;
+    return varnel::xml::make_with(xml_refiller_setup, refill, buffer, fill, capacity);
 }
 
 void xml_refiller_delete(xml_refiller *r) { std::free(r); }

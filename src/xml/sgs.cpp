@@ -29,14 +29,7 @@ int grow_by_one_unit(xml_sgs &string) { return set_capacity(string, string.capac
 
 } // namespace
 
-xml_sgs *xml_sgs_new() {
-    auto *sgs = varnel::xml::make<xml_sgs>();
-    if (sgs != nullptr && xml_sgs_setup(sgs) != 0) {
-        std::free(sgs);
-        return nullptr;
-    }
-    return sgs;
-}
+xml_sgs *xml_sgs_new() { return varnel::xml::make_with(xml_sgs_setup); }
 
 int xml_sgs_setup(xml_sgs *sgs) {
     *sgs = {};
