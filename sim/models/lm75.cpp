@@ -164,7 +164,7 @@ void thermometer::start_alert_response() {
 /// A register goes round as long as it is read. The bit below the address tells that it is too warm.
 uint8_t thermometer::read() {
     if (responds_) {
-        return static_cast<uint8_t>(address_ << 1U | (above_ ? 1U : 0U));
+        return static_cast<uint8_t>(unsigned{address_} << 1U | (above_ ? 1U : 0U));
     }
     const bool low = byte_++ % 2 == 1 || selected_ == configuration;
     return static_cast<uint8_t>(registers_.at(selected_) >> (low ? 0U : 8U));

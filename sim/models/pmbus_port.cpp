@@ -14,7 +14,7 @@ using chips::access;
 namespace {
 
 constexpr uint8_t address_byte(uint8_t address, direction way) {
-    return static_cast<uint8_t>(address << 1U | (way == direction::read ? 1U : 0U));
+    return static_cast<uint8_t>(unsigned{address} << 1U | (way == direction::read ? 1U : 0U));
 }
 
 } // namespace

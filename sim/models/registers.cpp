@@ -196,7 +196,8 @@ void registers::set_mask(std::span<one_register> of, std::string_view setting, s
         refuse_value(setting, value, bytes_ == 1 ? "a byte such as 0f" : "a word such as 00ff");
     }
     for (one_register &each : of) {
-        each.writable = static_cast<uint16_t>((bytes_ == 1 ? 0U : (*bytes)[0] << 8U) | bytes->back());
+        each.writable =
+            static_cast<uint16_t>((bytes_ == 1 ? 0U : unsigned{(*bytes)[0]} << 8U) | bytes->back());
     }
 }
 

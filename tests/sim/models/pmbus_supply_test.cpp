@@ -227,7 +227,7 @@ TEST_F(sim_pmbus_supply, commands_that_are_there_can_be_read_from_every_page) {
         word_at(code);
         return (byte_at(status_cml) & 0x80U) == 0;
     };
-    for (const uint8_t selected : {0, 1}) {
+    for (const uint8_t selected : {uint8_t{0}, uint8_t{1}}) {
         select(selected);
         std::vector<unsigned int> found;
         for (unsigned int command = 0x3A; command < mfr_id; ++command) {
