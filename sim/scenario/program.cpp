@@ -103,6 +103,22 @@ void program::look() {
     read_output();
 }
 
+void program::wait_for_begin() {
+    for (look(); process_ < 0 && !status_; look()) {
+        std::vector<pollfd> watched;
+        add_watched(watched);
+        (void)poll(watched.data(), watched.size(), -1);
+    }
+}
+
+void program::wait_if_ended() {
+    pollfd ended{process_ending_.get(), POLLIN, 0};
+    int state = 0;
+    if (!status_ && poll(&ended, 1, 0) > 0 && waitpid(runner_, &state, 0) == runner_) {
+        status_ = host::exit_status_of(state);
+    }
+}
+
 void program::read_output() {
     std::array<char, 4096> buffer{};
     ssize_t size = -1;
@@ -117,6 +133,7 @@ void program::read_output() {
         unfinished_.erase(0, end + 1);
         if (prints_number_ && process_ < 0) {
             process_ = host::whole_number<pid_t>(line).value_or(0);
+            process_ending_ = host::descriptor(descriptor_of(process_));
         } else {
             lines_.add(std::move(line));
         }

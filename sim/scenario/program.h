@@ -31,6 +31,10 @@ class program {
 
     /// Adds what becomes readable when there is news of it.
     void add_watched(std::vector<pollfd> &watched) const;
+    /// Waits until a command that the shell was given has begun.
+    void wait_for_begin();
+    /// If that command has ended, waits until its status is known, which takes a moment.
+    void wait_if_ended();
     /// Takes in what it has printed, and whether it has ended. Does not wait.
     void look();
 
@@ -50,7 +54,8 @@ class program {
     void read_output();
 
     bool prints_number_;
-    pid_t process_ = -1; ///< the program's own number, if it is known
+    pid_t process_ = -1;              ///< the program's own number, if it is known
+    host::descriptor process_ending_; ///< becomes readable at its end
     pid_t runner_ = -1;
     host::descriptor ending_; ///< becomes readable at the runner's end
     host::descriptor output_; ///< not open after its end

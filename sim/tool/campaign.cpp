@@ -305,8 +305,9 @@ int run_campaign(const invocation &call, const campaign_options &options) {
     all.run();
     print_report(options, all);
     files.write(all);
-    const bool good = std::ranges::all_of(all.results(), std::empty<std::string>, &judged::verdict);
-    return good ? success : failure;
+    const bool bad =
+        std::ranges::any_of(all.results(), [](const judged &each) { return !each.verdict.empty(); });
+    return bad ? failure : success;
 }
 
 /// "100" runs, or "1m".

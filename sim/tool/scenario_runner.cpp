@@ -25,6 +25,7 @@
 #include "sim/tool/commands.h"
 #include "sim/tool/reading_match.h"
 #include "sim/tool/run.h"
+#include "sim/tool/scenario_clock.h"
 #include "sim/tool/start.h"
 #include "sim/tool/working_folder.h"
 
@@ -35,8 +36,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace scenario;
 using steady_clock = std::chrono::steady_clock;
+using std::chrono::nanoseconds;
 
-constexpr milliseconds poll_interval{10};
 /// Of the trace and of each program, for the report of a failure.
 constexpr std::size_t reported_lines = 8;
 
@@ -77,8 +78,10 @@ class watched_trace {
 class player {
   public:
     /// In the scenario's folder, for its queues.
-    player(const std::string &board_file, const meeting_point &where, const std::set<std::string> &queues)
-        : board_file_(board_file), access_(where.connect()), trace_(board_access(where.connect())) {
+    player(const std::string &board_file, const meeting_point &where, const time_options &time,
+           const std::set<std::string> &queues)
+        : board_file_(board_file), time_(time), access_(where.connect()),
+          trace_(board_access(where.connect())), clock_(where, time.is_virtual) {
         for (const std::string &name : queues) {
             queues_.emplace(name, name);
         }
@@ -88,6 +91,7 @@ class player {
         auto &place = programs_[start.name];
         place.reset();
         place = std::make_unique<program>(on_board(), start.command);
+        wait_for_begin(*place);
     }
     void act(const end_program &end) {
         program &ended = *programs_.at(end.name);
@@ -105,14 +109,17 @@ class player {
         access_.request({{"command", "plug"}, {"chips", powered_}, {"plugged", power.on}});
     }
     void act(const pause &pause) {
-        const auto end = (pause.since_begin ? begin_ : steady_clock::now()) + pause.time;
+        const auto end = (pause.since_begin ? begin_ : clock_.now()) + pause.time;
         wait_until(end, [] { return false; });
     }
     void act(const scenario::run_command &command) {
         program once(on_board(), command.command);
-        while (!once.status()) {
-            wait_for_news(steady_clock::now() + poll_interval);
-            once.look();
+        wait_for_begin(once);
+        for (const auto since = clock_.now(); !once.status();) {
+            std::vector<pollfd> watched;
+            once.add_watched(watched);
+            clock_.wait(watched, since, nanoseconds::max());
+            look_at(once);
         }
         if (once.status() != 0) {
             const auto &lines = once.lines().all();
@@ -125,8 +132,7 @@ class player {
     }
     void act(const expect_soon &expected) {
         begin_step();
-        const bool came =
-            wait_until(steady_clock::now() + expected.within, [&] { return is(expected.what); });
+        const bool came = wait_until(clock_.now() + expected.within, [&] { return is(expected.what); });
         if (!came) {
             throw disappointment{
                 fmt::format("within {} ms: {}", expected.within.count(), words_of(expected.what)),
@@ -135,7 +141,7 @@ class player {
     }
     void act(const expect_none &expected) {
         begin_step();
-        if (wait_until(steady_clock::now() + expected.during, [&] { return is(expected.what); })) {
+        if (wait_until(clock_.now() + expected.during, [&] { return is(expected.what); })) {
             throw disappointment{
                 fmt::format("for {} ms not: {}", expected.during.count(), words_of(expected.what)),
                 state_of(expected.what)};
@@ -166,7 +172,7 @@ class player {
 
   private:
     [[nodiscard]] runner on_board() const {
-        return [this](const auto &words) { become_run(board_file_, words, {}); };
+        return [this](const auto &words) { become_run(board_file_, words, time_); };
     }
 
     void begin_step() {
@@ -188,14 +194,29 @@ class player {
     void look() {
         trace_.look();
         for (const auto &[name, each] : programs_) {
-            each->look();
+            look_at(*each);
         }
         for (auto &[name, each] : queues_) {
             each.look();
         }
     }
 
-    void wait_for_news(steady_clock::time_point end) {
+    /// Before it has begun, virtual time would not wait for it.
+    void wait_for_begin(program &begun) {
+        if (clock_.is_virtual()) {
+            begun.wait_for_begin();
+        }
+    }
+
+    /// In virtual time a program that has ended has an exit status.
+    void look_at(program &each) {
+        if (clock_.is_virtual()) {
+            each.wait_if_ended();
+        }
+        each.look();
+    }
+
+    void wait_for_news(nanoseconds since, nanoseconds end) {
         std::vector<pollfd> watched{{trace_.news(), POLLIN, 0}};
         for (const auto &[name, each] : programs_) {
             each->add_watched(watched);
@@ -203,23 +224,21 @@ class player {
         for (const auto &[name, each] : queues_) {
             watched.push_back({each.news(), POLLIN, 0});
         }
-        const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
-        const auto time = std::clamp(left, milliseconds(0), poll_interval);
-        (void)poll(watched.data(), watched.size(), static_cast<int>(time.count()));
+        clock_.wait(watched, since, end);
     }
 
     /// Returns whether `is_there` held before the end.
     template <class Condition>
-    bool wait_until(steady_clock::time_point end, Condition is_there) {
-        for (;;) {
+    bool wait_until(nanoseconds end, Condition is_there) {
+        for (const nanoseconds since = clock_.now();;) {
             look();
             if (is_there()) {
                 return true;
             }
-            if (steady_clock::now() >= end) {
+            if (clock_.now() >= end) {
                 return false;
             }
-            wait_for_news(end);
+            wait_for_news(since, end);
         }
     }
 
@@ -305,13 +324,15 @@ class player {
     static std::string state(const command_succeeds &what) { return what.command + " fails"; }
 
     const std::string &board_file_;
+    time_options time_;
     board_access access_;
     watched_trace trace_;
+    scenario_clock clock_;
     std::map<std::string, std::unique_ptr<program>> programs_;
     std::map<std::string, followed_log> logs_;
     std::map<std::string, followed_queue> queues_;
     std::vector<std::string> powered_; ///< chips that had power before it was switched off
-    steady_clock::time_point begin_ = steady_clock::now();
+    nanoseconds begin_ = clock_.now();
     std::size_t step_began_ = 0; ///< transfers before
 };
 
@@ -351,15 +372,15 @@ std::string board_file_of(const script &what) {
 
 } // namespace
 
-result play(const script &what) {
+result play(const script &what, const time_options &time) {
     const std::string board_file = board_file_of(what);
     const auto begin = steady_clock::now();
-    const auto [where, keeps_it_powered] = start_private_board(board_file);
+    const auto [where, keeps_it_powered] = start_private_board(board_file, time);
     setenv(board_variable, board_file.c_str(), 1);
     setenv(socket_variable, where.socket_path().c_str(), 1);
     const working_folder folder;
     const inside_folder inside(folder);
-    player playing(board_file, where, what.queues);
+    player playing(board_file, where, time, what.queues);
     std::optional<failed_step> failure = play_steps(what, playing);
     return {what.file, what.title, steady_clock::now() - begin, std::move(failure)};
 }
