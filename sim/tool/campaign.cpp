@@ -34,8 +34,6 @@ using campaign::trial;
 using nlohmann::ordered_json;
 
 constexpr auto usual_timeout = std::chrono::seconds(10);
-constexpr std::size_t virtual_one = 1;
-const std::vector<std::string> times{"real", "virtual"};
 
 struct campaign_options {
     std::string check;
@@ -45,7 +43,7 @@ struct campaign_options {
     std::optional<unsigned int> jobs;
     budget limits;
     bool pairs = false;
-    std::size_t time = 0; ///< of `times`
+    bool virtual_time = false;
     bool json = false;
     std::string junit;
     std::string html;
@@ -82,7 +80,7 @@ std::string repetition_of(const invocation &call, const campaign_options &option
     };
     add("--board", call.board);
     add("--only", name_of(run.of));
-    add("--time", options.time == virtual_one ? times[virtual_one] : "");
+    add("--time", options.virtual_time ? "virtual" : "");
     add("--status", options.rules.status ? fmt::to_string(*options.rules.status) : "");
     add("--forbid", options.rules.forbidden);
     add("--check", options.check);
@@ -295,12 +293,15 @@ int run_campaign(const invocation &call, const campaign_options &options) {
     if (const auto wrong = scenario::regular_expression(options.rules.forbidden).mistake()) {
         throw bad_usage(fmt::format("--forbid: {}", *wrong));
     }
+    if (options.virtual_time) {
+        check_virtual_time(true);
+    }
     report_files files(call, options);
     const campaign_setting setting{find_board_file(call.board),
                                    program_of(call.program),
                                    options.check,
                                    options.timeout.value_or(usual_timeout),
-                                   {.is_virtual = options.time == virtual_one}};
+                                   {.is_virtual = options.virtual_time}};
     whole_campaign all(setting, options);
     all.run();
     print_report(options, all);
@@ -351,8 +352,7 @@ void add_options(argument_parser command, campaign_options &options) {
     command.add_flag("--pairs", options.pairs, "then two faults in each run");
     add_argument(command, "--budget", options.limits, budget_from, "as many runs, or for as long",
                  "RUNS|TIME");
-    add_choice(command, "--time", options.time, times,
-               "virtual: time stands still while programs work, and jumps while they wait");
+    add_time(command, options.virtual_time);
     add_reports(command, options);
     command.add_description("PROGRAM", "after --, with its arguments").option_text("...");
 }

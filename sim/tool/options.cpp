@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/tool/options.h"
 
+#include <cstdlib>
 #include <utility>
 
 #include <fmt/format.h>
+
+#include "sim/tool/board_access.h"
+#include "sim/virtual_time/vdso.h"
 
 namespace varnel::sim::tool {
 
@@ -14,6 +18,24 @@ argument_parser add_command(argument_parser app, const char *name, const char *d
         .type_name("FILE");
     command.callback([&call, chosen = std::move(action)] { call.action = chosen; });
     return command;
+}
+
+void add_time(argument_parser command, bool &is_virtual) {
+    static const std::vector<std::string> times{"real", "virtual"};
+    add_argument(
+        command, "--time", is_virtual,
+        [](const std::string &text) { return place_among(times, text, "--time") == 1; },
+        "virtual: time stands still while programs work, and jumps while they wait")
+        .type_name(any_of(times));
+}
+
+void check_virtual_time(bool is_new_board) {
+    if (!virtual_time::is_supported()) {
+        throw bad_usage("--time virtual: only on 64-bit x86");
+    }
+    if (is_new_board && std::getenv(socket_variable) != nullptr) {
+        throw bad_usage("--time virtual: not inside another run");
+    }
 }
 
 chip_member chip_member_from(const std::string &text, const char *form) {

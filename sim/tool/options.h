@@ -13,6 +13,13 @@ namespace varnel::sim::tool {
 argument_parser add_command(argument_parser app, const char *name, const char *description, invocation &call,
                             std::function<void()> action);
 
+/// "--time real|virtual".
+void add_time(argument_parser command, bool &is_virtual);
+
+/// Throws bad_usage where virtual time cannot be had; on a new board neither inside a `run`, whose programs it would share a
+/// supervisor with.
+void check_virtual_time(bool is_new_board);
+
 /// Something of a chip that an argument names: "psu0.load".
 struct chip_member {
     std::string chip;

@@ -25,7 +25,6 @@
 #include "sim/tool/run.h"
 #include "sim/tool/start.h"
 #include "sim/tool/trace.h"
-#include "sim/virtual_time/vdso.h"
 
 namespace varnel::sim::tool {
 
@@ -131,12 +130,9 @@ struct run_options {
     bool private_board = false;
     bool host_devices = false;
     bool verbose = false;
-    std::size_t time = 0; ///< of `times`
+    bool virtual_time = false;
     std::optional<uint64_t> seed;
 };
-
-constexpr std::size_t virtual_one = 1;
-const std::vector<std::string> times{"real", "virtual"};
 
 /// The board file of the `run` that started this one; empty if there is none.
 std::string outer_board() {
@@ -181,15 +177,15 @@ std::vector<device_files::device_node> nodes_of(const json &introduction) {
 
 /// Throws bad_usage when virtual time cannot be had in this way.
 time_options time_of(const run_options &options, const std::string &file) {
-    const bool is_virtual = options.time == virtual_one;
+    const bool is_virtual = options.virtual_time;
     if (options.seed && !is_virtual) {
         throw bad_usage("--seed: only with --time virtual");
     }
     if (is_virtual && options.host_devices) {
         throw bad_usage("--time virtual: not with --host-devices");
     }
-    if (is_virtual && !virtual_time::is_supported()) {
-        throw bad_usage("--time virtual: only on 64-bit x86");
+    if (is_virtual) {
+        check_virtual_time(false);
     }
     return {is_virtual, options.seed, !options.private_board && outer_board() == file};
 }
@@ -230,7 +226,7 @@ void become_run(const std::string &board_file, const std::vector<std::string> &w
     call.board = board_file;
     call.program = words;
     run_options options;
-    options.time = time.is_virtual ? virtual_one : 0;
+    options.virtual_time = time.is_virtual;
     options.seed = time.seed;
     const int status = run_guarded("varnel-sim", [&] { return run(call, options); });
     std::fflush(nullptr);
@@ -250,8 +246,7 @@ void add_run(argument_parser app, invocation &call) {
                      "a board of this program's own, also while others run on the same file");
     command.add_flag("--host-devices", options->host_devices,
                      "leave /dev and /sys to this machine: no /dev/i2c-N and /dev/gpiochipN of the board");
-    add_choice(command, "--time", options->time, times,
-               "virtual: time stands still while programs work, and jumps while they wait");
+    add_time(command, options->virtual_time);
     add_number(command, "--seed", options->seed, UINT64_MAX,
                "in virtual time: another order of what happens at the same time");
     command.add_flag("--verbose", options->verbose,

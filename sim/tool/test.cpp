@@ -22,11 +22,8 @@ namespace {
 struct test_options {
     std::vector<std::string> files;
     std::string junit;
-    std::size_t time = 0; ///< of `times`
+    bool virtual_time = false;
 };
-
-constexpr std::size_t virtual_one = 1;
-const std::vector<std::string> times{"real", "virtual"};
 
 scenario::script script_in(const std::string &file) {
     std::ifstream input(file);
@@ -38,6 +35,9 @@ scenario::script script_in(const std::string &file) {
 
 /// All are read before the first is played: a mistake is found at once.
 int test(const test_options &options) {
+    if (options.virtual_time) {
+        check_virtual_time(true);
+    }
     std::vector<scenario::script> scripts;
     for (const std::string &file : options.files) {
         scripts.push_back(script_in(file));
@@ -49,7 +49,7 @@ int test(const test_options &options) {
     std::vector<scenario::junit_case> cases;
     int status = success;
     for (const scenario::script &each : scripts) {
-        const scenario::result result = play(each, {.is_virtual = options.time == virtual_one});
+        const scenario::result result = play(each, {.is_virtual = options.virtual_time});
         print(text_of(result));
         cases.push_back(junit_case_of(result));
         status = result.failure ? failure : status;
@@ -71,8 +71,7 @@ void add_test(argument_parser app, invocation &call) {
         .required()
         .expected(-1);
     command.add_option("--junit", options->junit, "also write a report in JUnit's XML").type_name("FILE");
-    add_choice(command, "--time", options->time, times,
-               "virtual: time stands still while programs work, and jumps while they wait");
+    add_time(command, options->virtual_time);
     command.callback([&call, options] { call.action = [&call, options] { call.status = test(*options); }; });
 }
 
