@@ -34,16 +34,19 @@ scenario_clock::nanoseconds scenario_clock::now() const {
 void scenario_clock::wait(std::vector<pollfd> &watched, nanoseconds since, nanoseconds end) {
     const nanoseconds part = std::max<nanoseconds>(usual_part, (now() - since) / part_of_long_waits);
     if (board_) {
-        return wait_for_turn(std::min(end, now() + part));
+        return wait_for_turn(std::min(end, now_ + part), since == now_);
     }
     const auto left = std::chrono::ceil<milliseconds>(end - now());
     const auto time = std::clamp(left, milliseconds(0), usual_part);
     (void)poll(watched.data(), watched.size(), static_cast<int>(time.count()));
 }
 
-void scenario_clock::wait_for_turn(nanoseconds time) {
-    board_->link().send(
-        {{"command", "wait-until"}, {"number", ++requests_}, {"time", time.count()}, {"drives", true}});
+void scenario_clock::wait_for_turn(nanoseconds time, bool has_worked) {
+    board_->link().send({{"command", "wait-until"},
+                         {"number", ++requests_},
+                         {"time", time.count()},
+                         {"drives", true},
+                         {"worked", has_worked}});
     pollfd turn{board_->link().get(), POLLIN, 0};
     if (poll(&turn, 1, static_cast<int>(longest_stand.count())) <= 0) {
         throw bad_usage("time stands still: a program works without waiting");

@@ -28,7 +28,8 @@ class scenario_clock {
     void wait(std::vector<pollfd> &watched, nanoseconds since, nanoseconds end);
 
   private:
-    void wait_for_turn(nanoseconds time);
+    /// A scenario that has worked may have made programs work, by a signal for example.
+    void wait_for_turn(nanoseconds time, bool has_worked);
 
     std::optional<board_access> board_ = std::nullopt; ///< of a board in virtual time
     nanoseconds now_{0};
