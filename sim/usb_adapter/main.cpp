@@ -75,7 +75,8 @@ int run_command(std::vector<std::string> arguments) {
     parser.add_option("SOCKET", path, "name for the socket; there must be nothing of that name").required();
     if (varnel_sim_usb.parse(std::move(arguments))) {
         channel to_server(connection_to_board());
-        device_files::board_adapter adapter(to_server, static_cast<uint8_t>(bus));
+        device_files::repetition kept; // the machine's kernel has its own
+        device_files::board_adapter adapter(to_server, static_cast<uint8_t>(bus), kept);
         tiny_usb_device device(adapter);
         serve(device, connection_on(path));
     }
