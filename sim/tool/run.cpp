@@ -181,10 +181,7 @@ time_options time_of(const run_options &options, const std::string &file) {
     if (options.seed && !is_virtual) {
         throw bad_usage("--seed: only with --time virtual");
     }
-    if (is_virtual && options.host_devices) {
-        throw bad_usage("--time virtual: not with --host-devices");
-    }
-    if (is_virtual) {
+    if (is_virtual && !options.host_devices) {
         check_virtual_time(false);
     }
     return {is_virtual, options.seed, !options.private_board && outer_board() == file};

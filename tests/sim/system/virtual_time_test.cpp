@@ -197,9 +197,12 @@ TEST_F(virtual_time, is_chosen_when_the_board_is_powered_on) {
     EXPECT_EQ(refused.status, 2);
 }
 
+TEST_F(virtual_time, stands_still_on_the_board_of_a_program_that_has_the_machines_devices) {
+    const finished result = run(in_virtual_time({sim({})[0], "show", "--json"}, {"--host-devices"}));
+    EXPECT_EQ(nlohmann::ordered_json::parse(result.out).at("uptime_seconds"), 0) << result.err;
+}
+
 TEST_F(virtual_time, options_that_contradict_it_are_refused) {
-    EXPECT_EQ(run(in_virtual_time({"true"}, {"--host-devices"})).err,
-              "varnel-sim: --time virtual: not with --host-devices\n");
     EXPECT_EQ(sim_run({"run", "--board", board, "--seed", "1", "--", "true"}).err,
               "varnel-sim: --seed: only with --time virtual\n");
 }
