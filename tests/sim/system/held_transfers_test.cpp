@@ -25,13 +25,17 @@ class held_transfers : public workbench {
     [[nodiscard]] sim::channel connect() const {
         return sim::channel(sim::meeting_point::of_board(board).connect());
     }
+    static int transfer(sim::channel &link, place where, sim::device_files::i2c_message &message) {
+        sim::device_files::repetition none;
+        return sim::device_files::board_adapter(link, 0, none).transfer_part({&message, 1}, where);
+    }
     static int write(sim::channel &link, place where, uint16_t address, bytes data) {
         sim::device_files::i2c_message message{address, 0, std::move(data)};
-        return sim::device_files::board_adapter(link, 0).transfer_part({&message, 1}, where);
+        return transfer(link, where, message);
     }
     static int read(sim::channel &link, place where, uint16_t address, bytes expected) {
         sim::device_files::i2c_message message{address, I2C_M_RD, bytes(expected.size())};
-        const int error = sim::device_files::board_adapter(link, 0).transfer_part({&message, 1}, where);
+        const int error = transfer(link, where, message);
         EXPECT_EQ(error != 0 ? expected : message.bytes, expected);
         return error;
     }
