@@ -88,9 +88,7 @@ std::vector<std::string> possible_words(const CLI::App &app) {
 
 std::string unexpected_argument(const CLI::App &app) {
     const std::string word = app.remaining(true).front();
-    const std::string meant = suggestion(word, possible_words(app));
-    return fmt::format("unexpected argument: {}{}", word,
-                       meant.empty() ? "" : fmt::format("; did you mean '{}'?", meant));
+    return fmt::format("unexpected argument: {}{}", word, did_you_mean(word, possible_words(app)));
 }
 
 /// Returns false when the arguments asked for help or the version, which has been printed.

@@ -5,6 +5,8 @@
 #include <array>
 #include <cstddef>
 
+#include <fmt/format.h>
+
 namespace varnel::host {
 
 namespace {
@@ -56,6 +58,11 @@ std::string suggestion(std::string_view typed, const std::vector<std::string> &k
         }
     }
     return nearest;
+}
+
+std::string did_you_mean(std::string_view typed, const std::vector<std::string> &known) {
+    const std::string meant = suggestion(typed, known);
+    return meant.empty() ? "" : fmt::format("; did you mean '{}'?", meant);
 }
 
 } // namespace varnel::host

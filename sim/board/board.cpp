@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/numbers.h"
+#include "host/suggestion.h"
 #include "sim/board/wiring_builder.h"
 
 namespace varnel::sim {
@@ -131,7 +132,9 @@ std::vector<gpiochip_place> board::gpiochips() const {
 board_chip &board::find(std::string_view chip) {
     const auto found = std::ranges::find(chips_, chip, [](const auto &part) { return part->name; });
     if (found == chips_.end()) {
-        throw bad_request(fmt::format("there is no chip '{}' on board '{}'", chip, name()));
+        throw bad_request(
+            fmt::format("there is no chip '{}' on board '{}'{}", chip, name(),
+                        host::did_you_mean(chip, chips_, [](const auto &part) { return part->name; })));
     }
     return **found;
 }

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "host/command_line.h"
+#include "host/suggestion.h"
 #include "sim/protocol/board_json.h"
 
 namespace varnel::sim::tool {
@@ -17,11 +18,13 @@ reading_value look_up(board_access &board, const std::string &chip_name, const s
     const board_status state = board.request({{"command", "show"}}).get<server_status>().board;
     const auto chip = std::ranges::find(state.chips, chip_name, &chip_status::name);
     if (chip == state.chips.end()) {
-        throw host::bad_usage(fmt::format("there is no chip '{}' on board '{}'", chip_name, state.name));
+        throw host::bad_usage(fmt::format("there is no chip '{}' on board '{}'{}", chip_name, state.name,
+                                          host::did_you_mean(chip_name, state.chips, &chip_status::name)));
     }
     const auto found = std::ranges::find(chip->readings, reading_name, &reading::name);
     if (found == chip->readings.end()) {
-        throw host::bad_usage(fmt::format("{} has no reading '{}'", chip_name, reading_name));
+        throw host::bad_usage(fmt::format("{} has no reading '{}'{}", chip_name, reading_name,
+                                          host::did_you_mean(reading_name, chip->readings, &reading::name)));
     }
     return found->value;
 }

@@ -14,6 +14,7 @@
 
 #include "host/line_output.h"
 #include "host/numbers.h"
+#include "host/suggestion.h"
 #include "sim/protocol/board_json.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
@@ -262,7 +263,8 @@ void select(board_status &board, const std::vector<std::string> &names) {
     for (const std::string &name : names) {
         const auto found = std::ranges::find(board.chips, name, &chip_status::name);
         if (found == board.chips.end()) {
-            throw bad_usage(fmt::format("there is no chip '{}' on board '{}'", name, board.name));
+            throw bad_usage(fmt::format("there is no chip '{}' on board '{}'{}", name, board.name,
+                                        host::did_you_mean(name, board.chips, &chip_status::name)));
         }
         if (std::ranges::find(chosen, name, &chip_status::name) == chosen.end()) {
             chosen.push_back(*found);

@@ -37,5 +37,10 @@ TEST(suggestion, single_letters_and_long_words_suggest_nothing) {
     EXPECT_EQ(suggestion("fan", {}), "");
 }
 
+TEST(suggestion, messages_end_with_it_when_there_is_one) {
+    EXPECT_EQ(did_you_mean("outpt", verbs), "; did you mean 'output'?");
+    EXPECT_EQ(did_you_mean("uoptuu", verbs), "");
+}
+
 } // namespace
 } // namespace varnel::host
