@@ -16,9 +16,12 @@ if(VARNEL_WERROR)
   target_compile_options(varnel_plain_options INTERFACE -Werror)
 endif()
 
-# The same sources give the same bytes in any build folder. The last of the options that fit is taken.
+# The same sources give the same bytes in any folder. The last of the options that fit is taken.
 target_compile_options(varnel_plain_options INTERFACE
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+if(foreign_libraries) # see cross.cmake
+  target_compile_options(varnel_plain_options INTERFACE -ffile-prefix-map=${foreign_libraries}=libraries)
+endif()
 
 add_library(varnel_instrumented INTERFACE) # by sanitizers and for coverage
 if(VARNEL_SANITIZE STREQUAL address)
