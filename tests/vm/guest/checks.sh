@@ -92,6 +92,19 @@ on_board() {
     echo "$1" >/tmp/board
 }
 
-# bind DRIVER_NAME ADDRESS: binds Linux's own driver to a chip of bus 0.
-bind() { echo "$1 $2" >/sys/bus/i2c/devices/i2c-0/new_device; }
-unbind() { echo "$1" >/sys/bus/i2c/devices/i2c-0/delete_device; }
+# bind DRIVER_NAME ADDRESS [BUS]: binds Linux's own driver to a chip of bus 0, or of this bus.
+bind() { echo "$1 $2" >"/sys/bus/i2c/devices/i2c-${3-0}/new_device"; }
+unbind() { echo "$1" >"/sys/bus/i2c/devices/i2c-${2-0}/delete_device"; }
+
+# to_a_step FILE SCALE READING STEP: what Linux says in a file of $monitor, divided by SCALE, is the supply's reading, as
+# of_supply prints it. That may change meanwhile, while the supply warms up.
+to_a_step() {
+    before=$(of_supply "$3")
+    linux=$(cat "$monitor/$1")
+    after=$(of_supply "$3")
+    echo "$3: $linux / $2, the supply: $before to $after"
+    awk -v linux="$linux" -v scale="$2" -v a="$before" -v b="$after" -v step="$4" 'BEGIN {
+        value = linux / scale
+        exit !(value >= (a < b ? a : b) - step && value <= (a < b ? b : a) + step)
+    }' || fail "Linux reads another $3"
+}
