@@ -31,6 +31,15 @@ line_output::~line_output() {
 void line_output::print(std::string_view line) {
     std::fwrite(line.data(), 1, line.size(), file_);
     std::fputc('\n', file_);
+    flush();
+}
+
+void line_output::write(std::string_view bytes) {
+    std::fwrite(bytes.data(), 1, bytes.size(), file_);
+    flush();
+}
+
+void line_output::flush() {
     if (std::fflush(file_) != 0) {
         throw std::system_error(errno, std::generic_category(), name_ == "-" ? "standard output" : name_);
     }

@@ -7,7 +7,7 @@
 
 namespace varnel::host {
 
-/// A file, or with "-" standard output, that lines go to; each is written at once, so that a reader at the
+/// A file, or with "-" standard output, that lines or bytes go to; each is written at once, so that a reader at the
 /// other end of a pipe sees it.
 class line_output {
   public:
@@ -19,8 +19,13 @@ class line_output {
 
     /// Throws std::system_error.
     void print(std::string_view line);
+    /// Bytes as they are. Throws std::system_error.
+    void write(std::string_view bytes);
+    [[nodiscard]] int descriptor() const { return fileno(file_); }
 
   private:
+    void flush();
+
     std::string name_;
     std::FILE *file_;
 };

@@ -58,7 +58,8 @@ transfer_record record_of(const transfer_origin &origin, const transfer_request 
                            .read = {beginning_of(outcome.read), request.read_length},
                            .result = outcome.result,
                            .error = outcome.error,
-                           .faults = outcome.faults};
+                           .faults = outcome.faults,
+                           .stop = origin.stop};
     for (const addressed_chip &chip : outcome.addressed) {
         record.chips.push_back({chip.at.part->name, chip.path});
     }

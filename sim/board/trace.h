@@ -17,6 +17,7 @@ struct transfer_origin {
     std::chrono::nanoseconds time; ///< since power-on
     std::string process;
     int pid;
+    bool stop = true; ///< ended it; otherwise the next transfer begins with a repeated START
 };
 
 /// Bytes of each direction that a trace keeps; of longer transfers the first ones.
@@ -62,6 +63,7 @@ struct transfer_record {
     int result;
     int error; ///< errno, or 0
     std::vector<fault_kind> faults;
+    bool stop = true; ///< ended it; otherwise the next transfer of the bus begins with a repeated START
 
     bool operator==(const transfer_record &) const = default;
 };

@@ -74,7 +74,8 @@ void to_json(json &record, const transfer_record &from) {
         {"result", from.result},
         {"error", from.error != 0 ? json(strerrorname_np(from.error)) : json()},
         {"error_text", from.error != 0 ? json(strerrordesc_np(from.error)) : json()},
-        {"faults", json::array()}};
+        {"faults", json::array()},
+        {"stop", from.stop}};
     for (const traced_chip &chip : from.chips) {
         record["path"].push_back(chip.path);
         record["chips"].push_back(chip.name);
@@ -98,6 +99,7 @@ void from_json(const json &record, transfer_record &to) {
     record.at("result").get_to(to.result);
     const json &error = record.at("error");
     to.error = error.is_null() ? 0 : error_named(error);
+    record.at("stop").get_to(to.stop);
     for (std::size_t i = 0; i < record.at("chips").size(); ++i) {
         to.chips.push_back({record.at("chips").at(i), record.at("path").at(i)});
     }

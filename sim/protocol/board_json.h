@@ -34,7 +34,7 @@ struct server_status {
 /// {"time_seconds", "process", "pid", "bus", "path": ["0/mux0.3"...], "chips": [NAME...], "address",
 ///  "operation": "write" | "read" | "write-read", "register", "register_name" (null when the chip has none),
 ///  "written": [BYTE...], "written_length", "read": [BYTE...], "read_length", "result", "error": null |
-///  "ENXIO", "error_text": null | TEXT, "faults": [KIND...]}. The lengths are those asked for; the bytes are
+///  "ENXIO", "error_text": null | TEXT, "faults": [KIND...], "stop": BOOLEAN}. The lengths are those asked for; the bytes are
 ///  those that were on the wire.
 void to_json(nlohmann::ordered_json &json, const transfer_record &record);
 void from_json(const nlohmann::ordered_json &json, transfer_record &record);

@@ -280,7 +280,7 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     const transfer_request request{static_cast<operation>(kind - 1), header.adapter, header.address, data,
                                    header.read_length};
     const transfer_outcome outcome = board_.transfer(request);
-    trace(who.process, who.pid, request, outcome);
+    trace({{}, who.process, who.pid}, request, outcome);
     const std::span<const uint8_t> read = outcome.result < 0 ? std::span<const uint8_t>{} : outcome.read;
     const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
                                            outcome.error, static_cast<uint16_t>(read.size())});
@@ -295,10 +295,12 @@ void server::answer_combined(client &who, std::span<const uint8_t> message) {
         wire = board_.begin(request.adapter);
     }
     const std::vector<transfer_outcome> outcomes = perform(wire.get(), request);
+    const bool goes_on = request.goes_on && all_done(request.parts, outcomes);
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        trace(who.process, who.pid, request.parts[i], outcomes[i]);
+        const bool stop = i + 1 == outcomes.size() && !goes_on;
+        trace({{}, who.process, who.pid, stop}, request.parts[i], outcomes[i]);
     }
-    if (request.goes_on && all_done(request.parts, outcomes)) {
+    if (goes_on) {
         held_ = {&who, std::move(wire),
                  std::max(std::chrono::steady_clock::now(), reply_due_) + longest_hold};
     }
@@ -342,17 +344,18 @@ server::json server::open_gpio(client &who, const json &request) {
 
 transfer_outcome server::transfer_for_driver(const transfer_request &request) {
     transfer_outcome outcome = board_.transfer(request);
-    trace(driver_acts_for_, driver_acts_for_pid_, request, outcome);
+    trace({{}, driver_acts_for_, driver_acts_for_pid_}, request, outcome);
     return outcome;
 }
 
 /// In virtual time a trace is the same in every run: processes are numbered as they appear in it.
-void server::trace(const std::string &process, int pid, const transfer_request &request,
-                   const transfer_outcome &outcome) {
+void server::trace(transfer_origin origin, const transfer_request &request, const transfer_outcome &outcome) {
     if (time_.movable != nullptr) {
-        pid = traced_pids_.try_emplace(pid, static_cast<int>(traced_pids_.size()) + 1).first->second;
+        origin.pid =
+            traced_pids_.try_emplace(origin.pid, static_cast<int>(traced_pids_.size()) + 1).first->second;
     }
-    trace_.push(record_of({take_bus(request, outcome), process, pid}, request, outcome));
+    origin.time = take_bus(request, outcome);
+    trace_.push(record_of(origin, request, outcome));
 }
 
 void server::let_driver_act_for(client &who, int pid) {

@@ -121,8 +121,8 @@ class server {
     json keep_time(client &who, const json &request);
     json wait_until(client &who, const json &request);
     void let_others_look_again(const client &worker);
-    void trace(const std::string &process, int pid, const transfer_request &request,
-               const transfer_outcome &outcome);
+    /// Takes the bus for it; the origin's time is when that was.
+    void trace(transfer_origin origin, const transfer_request &request, const transfer_outcome &outcome);
     json open_gpio(client &who, const json &request);
     void let_driver_act_for(client &who, int pid);
     void handle_interrupts();

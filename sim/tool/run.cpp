@@ -69,7 +69,7 @@ void preload(const std::string &library) {
 class accompanying_trace {
   public:
     accompanying_trace(const meeting_point &where, std::vector<line_output> outputs)
-        : board_(where.connect()), printer_(trace_format::text, std::move(outputs)) {
+        : board_(where.connect()), printer_(make_text_encoder(), std::move(outputs)) {
         board_.request({{"command", "trace"}, {"last", nullptr}, {"follow", true}});
     }
 

@@ -2,32 +2,37 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/line_output.h"
 #include "sim/tool/board_access.h"
+#include "sim/tool/trace_encoder.h"
 
 namespace varnel::sim::tool {
 
 using host::line_output;
 
-enum class trace_format { text, json };
-
-/// Transfers as they come from a board, printed to any number of files.
+/// Transfers as they come from a board, written to any number of files.
 class trace_printer {
   public:
-    trace_printer(trace_format format, std::vector<line_output> outputs)
-        : format_(format), outputs_(std::move(outputs)) {}
+    trace_printer(std::unique_ptr<trace_encoder> encoder, std::vector<line_output> outputs)
+        : encoder_(std::move(encoder)), outputs_(std::move(outputs)) {
+        write(encoder_->beginning());
+    }
 
     /// Takes one message of the board. Returns false after the last.
     bool print_message(const nlohmann::ordered_json &message);
+    void print_state(const server_status &status) { write(encoder_->state(status)); }
+    void finish() { write(encoder_->end()); }
     [[nodiscard]] uint64_t transfers() const { return transfers_; }
 
   private:
-    void print(const std::string &line);
+    void write(const std::string &bytes);
 
-    trace_format format_;
+    std::unique_ptr<trace_encoder> encoder_;
     std::vector<line_output> outputs_;
     uint64_t transfers_ = 0;
 };

@@ -23,7 +23,8 @@ const transfer_record complete{12034567us,
                                {{122, 123}, 2},
                                0,
                                0,
-                               {fault_kind::flip}};
+                               {fault_kind::flip},
+                               false};
 
 const transfer_record unanswered{0us, "monitor", 1,       3,  {},    0x33, operation::write,
                                  {},  {{}, 2},   {{}, 0}, -1, ENXIO, {}};
@@ -33,12 +34,12 @@ TEST(board_json, transfer_has_the_documented_fields) {
               R"({"time_seconds":12.034567,"process":"monitor","pid":1234,"bus":0,)"
               R"("path":["0/mux.1","0/mux.2"],"chips":["a","b"],"address":32,"operation":"write-read",)"
               R"("register":2,"register_name":"LOW","written":[2],"written_length":1,"read":[122,123],)"
-              R"("read_length":2,"result":0,"error":null,"error_text":null,"faults":["flip"]})");
+              R"("read_length":2,"result":0,"error":null,"error_text":null,"faults":["flip"],"stop":false})");
     EXPECT_EQ(json(unanswered).dump(),
               R"({"time_seconds":0.0,"process":"monitor","pid":1,"bus":3,"path":[],"chips":[],"address":51,)"
               R"("operation":"write","register":null,"register_name":null,"written":[],"written_length":2,)"
               R"("read":[],"read_length":0,"result":-1,"error":"ENXIO",)"
-              R"("error_text":"No such device or address","faults":[]})");
+              R"("error_text":"No such device or address","faults":[],"stop":true})");
 }
 
 TEST(board_json, transfer_is_read_back_unchanged) {

@@ -3,8 +3,11 @@
 
 #include <string>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "sim/capture/pcapng.h"
+#include "sim/capture/vcd.h"
 #include "tests/sim/board/fake_chips.h"
 
 namespace varnel::test {
@@ -87,6 +90,153 @@ TEST_F(traced_board, long_transfers_are_cut_and_show_their_length) {
     EXPECT_EQ(text.substr(text.size() - end.size()), end);
     EXPECT_EQ(record(sim::operation::read, 0x20, {}, 300).read.bytes.size(), 256u);
     EXPECT_EQ(read(0x20, 256).find("..."), std::string::npos);
+}
+
+/// "S 20w+ 02+ Sr 20r+ 7a- P": addresses and bytes with + where they were acknowledged.
+std::string text_of(const sim::capture::wire_activity &activity) {
+    const auto mark = [](bool acknowledged) { return acknowledged ? '+' : '-'; };
+    std::string text = activity.arbitration_lost ? "lost " : "";
+    bool begun = false;
+    for (const sim::capture::wire_message &message : activity.messages) {
+        text += fmt::format("{} {}{}", begun ? "Sr" : "S", message.way == sim::direction::read ? "r" : "w",
+                            mark(message.address_acknowledged));
+        for (std::size_t i = 0; i < message.bytes.size(); ++i) {
+            const bool last = i + 1 == message.bytes.size();
+            text += fmt::format(" {:02x}{}", message.bytes[i], mark(!last || message.last_acknowledged));
+        }
+        text += message.stop ? " P" : " ";
+        begun = !message.stop;
+    }
+    const bool data = activity.held == sim::capture::held_line::data;
+    return text + (activity.held == sim::capture::held_line::none ? "" : data ? " SDA" : " SCL");
+}
+
+class on_the_wire : public traced_board {
+  public:
+    std::string transfer(sim::operation kind, const std::vector<uint8_t> &data, std::size_t length) {
+        return text_of(sim::capture::activity_of(record(kind, 0x20, data, length)));
+    }
+    std::string write() { return transfer(sim::operation::write, {2, 7}, 0); }
+    std::string write_read(std::size_t length = 2) {
+        return transfer(sim::operation::write_read, {2}, length);
+    }
+    void inject(sim::fault_kind kind, std::optional<uint64_t> parameter = {}) {
+        bench.board.inject("a", kind, sim::fault({.count = 1, .parameter = parameter}));
+    }
+};
+
+TEST_F(on_the_wire, transfers_have_start_stop_and_acknowledgements) {
+    EXPECT_EQ(write(), "S w+ 02+ 07+ P");
+    EXPECT_EQ(transfer(sim::operation::read, {}, 2), "S r+ 7a+ 7b- P");
+    EXPECT_EQ(write_read(), "S w+ 02+ Sr r+ 7a+ 7b- P");
+    EXPECT_EQ(transfer(sim::operation::write, {}, 0), "S w+ P");
+    EXPECT_EQ(transfer(sim::operation::read, {}, 0), "S r+ P");
+    EXPECT_EQ(transfer(sim::operation::write_read, {2}, 0), "S w+ 02+ Sr r+ P");
+}
+
+TEST_F(on_the_wire, failed_transfers_end_where_they_failed) {
+    const auto with = [this](sim::fault_kind kind, std::optional<uint64_t> parameter = {}) {
+        inject(kind, parameter);
+        return write_read();
+    };
+    EXPECT_EQ(with(sim::fault_kind::nack), "S w- P");
+    EXPECT_EQ(with(sim::fault_kind::nack_byte, 1), "S w+ 02- P");
+    EXPECT_EQ(with(sim::fault_kind::short_data), "S w+ 02+ Sr r+ 7a- P");
+    EXPECT_EQ(with(sim::fault_kind::arbitration), "lost S w- P");
+    EXPECT_EQ(with(sim::fault_kind::stuck), " SDA");
+    EXPECT_EQ(with(sim::fault_kind::clock_held), " SCL");
+    EXPECT_EQ(with(sim::fault_kind::stretch, 1), "S w+ 02+ P SCL");
+    EXPECT_EQ(with(sim::fault_kind::stretch, 2), "S w+ 02+ Sr r+ 7a- P SCL");
+    inject(sim::fault_kind::short_data);
+    EXPECT_EQ(write_read(1), "S w+ 02+ Sr r+ P");
+    inject(sim::fault_kind::short_data);
+    EXPECT_EQ(write(), "S w+ 02+ P");
+    inject(sim::fault_kind::nack_byte, 2);
+    EXPECT_EQ(write(), "S w+ 02+ 07- P");
+}
+
+TEST_F(on_the_wire, nothing_is_seen_of_an_adapter_that_is_not_there) {
+    const sim::transfer_request request{sim::operation::write, 9, 0x20, {}, 0};
+    const auto made = sim::record_of({}, request, bench.transfer(request));
+    EXPECT_EQ(text_of(sim::capture::activity_of(made)), "");
+    EXPECT_EQ(sim::capture::pcapng().blocks_of(made), "");
+}
+
+TEST_F(on_the_wire, parts_of_a_combined_transfer_have_one_stop) {
+    sim::transfer_record first = record(sim::operation::write, 0x20, {2}, 0);
+    first.stop = false;
+    EXPECT_EQ(text_of(sim::capture::activity_of(first)), "S w+ 02+ ");
+}
+
+TEST_F(traced_board, capture_says_what_it_has_lost_and_how_much_it_cut) {
+    sim::capture::pcapng capture;
+    const std::string whole = capture.blocks_of(record(sim::operation::read, 0x20, {}, 300));
+    const std::string packet =
+        whole.substr(whole.find("i2c-0") + 16); // after name, its padding, and what ends the block
+    EXPECT_EQ(packet.substr(0, 1), "\x06");
+    const auto number = [&packet](std::size_t at) {
+        return static_cast<uint8_t>(packet[at]) | static_cast<uint8_t>(packet[at + 1]) << 8;
+    };
+    EXPECT_EQ(number(20), 5 + 1 + 256); // bus, flags, address, bytes kept
+    EXPECT_EQ(number(24), 5 + 1 + 300);
+    capture.lose(3);
+    const std::string next = capture.blocks_of(record(sim::operation::write, 0x20, {2}, 0));
+    EXPECT_NE(next.find(std::string("\x04\0\x08\0\x03\0\0\0\0\0\0\0", 12)), std::string::npos);
+}
+
+/// The value of a wire at each rise of another.
+std::string sampled(const std::string &dump, const std::string &wire, const std::string &at_rise_of) {
+    std::istringstream lines(dump);
+    std::string values;
+    char value = 'x';
+    for (std::string line; std::getline(lines, line);) {
+        if (line.size() == 2 && line.substr(1) == wire) {
+            value = line[0];
+        } else if (line == "1" + at_rise_of) {
+            values += value;
+        }
+    }
+    return values;
+}
+
+TEST_F(traced_board, dump_has_each_bit_while_the_clock_is_high) {
+    sim::capture::vcd dump(sim::capture::standard_mode, bench.board.status());
+    const std::string head = dump.beginning();
+    EXPECT_NE(head.find("$timescale 1 us $end\n"), std::string::npos);
+    EXPECT_NE(head.find("$var wire 1 ! SDA0 $end\n$var wire 1 \" SCL0 $end\n"), std::string::npos);
+    EXPECT_EQ(dump.transfer(record(sim::operation::write_read, 0x20, {2}, 1)), "");
+    const std::string body = dump.finish();
+    EXPECT_EQ(body.substr(0, 40), "#12034562\n$dumpvars\n1!\n1\"\n$end\n#12034567");
+    // idle, address and W, 02, repeated START, address and R, 7a, STOP; an acknowledgement is 0
+    EXPECT_EQ(sampled(body, "!", "\""), "1"
+                                        "010000000"
+                                        "000000100"
+                                        "1"
+                                        "010000010"
+                                        "011110101"
+                                        "0");
+}
+
+TEST_F(traced_board, dump_keeps_the_order_of_time_among_buses_and_transfers) {
+    sim::capture::vcd dump(sim::capture::fast_mode, bench.board.status());
+    std::string body = dump.transfer(record(sim::operation::write, 0x20, {2}, 0));
+    body += dump.transfer(record(sim::operation::write, 0x20, {3}, 0)); // at the same time: it waits
+    body += dump.finish();
+    std::istringstream lines(body);
+    int64_t last = -1;
+    int starts_and_stops = 0;
+    char clock = '1';
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with('#')) {
+            EXPECT_GT(std::stoll(line.substr(1)), last);
+            last = std::stoll(line.substr(1));
+        } else if (line.ends_with('"')) {
+            clock = line[0];
+        } else if (line.ends_with('!') && clock == '1') {
+            ++starts_and_stops;
+        }
+    }
+    EXPECT_EQ(starts_and_stops, 1 + 4); // idle; two transfers
 }
 
 } // namespace varnel::test

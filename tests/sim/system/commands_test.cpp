@@ -188,7 +188,7 @@ TEST_F(commands, trace_json_prints_one_object_a_transfer) {
               R"({"bus":0,"path":["0"],"chips":["gpio"],"address":32,"operation":"write-read",)"
               R"("register":1,"register_name":"Input port 1","written":[1],"written_length":1,)"
               R"("read":[255],"read_length":1,"result":0,"error":null,"error_text":null,)"
-              R"("faults":[]})");
+              R"("faults":[],"stop":true})");
     EXPECT_FALSE(std::getline(lines, line));
 }
 
