@@ -2,14 +2,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 namespace varnel::xml {
 
-/// So many bytes ahead memory is fetched into the cache.
-inline constexpr std::size_t soon = 4096;
+inline std::uintptr_t address_of(const void *block) { return reinterpret_cast<std::uintptr_t>(block); }
 
 /// Fetches so many bytes into the cache.
 inline void fetch(const char *at, std::size_t size) {
@@ -19,11 +19,31 @@ inline void fetch(const char *at, std::size_t size) {
     }
 }
 
-/// Fetches memory that lies after a block of malloc(). The blocks of a large tree lie mostly in the order in which they
-/// were made, so that it is needed soon.
-inline void fetch_after(const void *block, std::size_t size) {
-    fetch(static_cast<const char *>(block) + soon, size);
-}
+/// Fetches what a walk over the blocks of a large tree will need soon. They lie mostly in the order in which they were
+/// made. In slabs, and in memory that another tree left, it is the opposite order, and in that memory with leaps of some
+/// kilobytes; so the direction is judged by many steps.
+class walk_ahead {
+  public:
+    /// The walk is at `block` now.
+    void go_to(const void *block, std::size_t size) {
+        if (++steps_ % steps_to_judge == 0) {
+            distance_ = address_of(block) > judged_at_ ? far : -far;
+            judged_at_ = address_of(block);
+        }
+        fetch_far_from(block, size);
+    }
+    /// Fetches what lies as far from another block that is needed now.
+    void fetch_far_from(const void *block, std::size_t size) const {
+        fetch(static_cast<const char *>(block) + distance_, size);
+    }
+
+  private:
+    static constexpr unsigned steps_to_judge = 64;
+    static constexpr std::ptrdiff_t far = 16384;
+    unsigned steps_ = 0;
+    std::uintptr_t judged_at_ = 0;
+    std::ptrdiff_t distance_ = far;
+};
 
 /// What a node has with its strings and attributes.
 inline constexpr std::size_t usual_node_size = 320;

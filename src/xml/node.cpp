@@ -8,14 +8,12 @@
 
 namespace {
 
-/// Fetches what is deleted soon: in a slab the next records lie before it, elsewhere after it, with their strings.
-void fetch_next(const xml_node *n) {
-    constexpr std::size_t usual_records_size = 256;
+/// Fetches what is deleted soon: in a slab the records that lie before this one.
+void fetch_next(const xml_node *n, varnel::xml::walk_ahead &ahead) {
     if (varnel::xml::is_record_piece(n)) {
-        varnel::xml::fetch(reinterpret_cast<const char *>(n) - varnel::xml::soon - usual_records_size,
-                           usual_records_size);
+        varnel::xml::fetch_records_before(n);
     } else {
-        varnel::xml::fetch_after(n, varnel::xml::usual_node_size);
+        ahead.go_to(n, varnel::xml::usual_node_size);
     }
 }
 
@@ -92,10 +90,11 @@ xml_node *xml_node_new() { return varnel::xml::make<xml_node>(); }
 
 void xml_node_delete(xml_node *n) {
     varnel::xml::piece_deleter deleter;
+    varnel::xml::walk_ahead ahead;
     xml_node *waiting = nullptr; // siblings to delete after the children before them, linked by `parent`
     while (n != nullptr) {
         xml_node *next = n->next;
-        fetch_next(n);
+        fetch_next(n, ahead);
         if (n->first_child != nullptr) {
             if (next != nullptr) {
                 next->parent = waiting;

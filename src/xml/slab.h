@@ -29,10 +29,18 @@ namespace varnel::xml {
 inline constexpr std::uintptr_t malloc_alignment = alignof(std::max_align_t);
 inline constexpr std::uintptr_t record_offset = malloc_alignment / 2;
 
-inline std::uintptr_t address_of(const void *piece) { return reinterpret_cast<std::uintptr_t>(piece); }
 inline bool is_string_piece(const char *string) { return address_of(string) % 2 != 0; }
 inline bool is_record_piece(const void *record) {
     return address_of(record) % malloc_alignment == record_offset;
+}
+
+/// So many bytes ahead of what is made or deleted memory is fetched into the cache.
+inline constexpr std::size_t soon = 4096;
+
+/// Records are made downwards.
+inline void fetch_records_before(const void *record) {
+    constexpr std::size_t usual_size = 256; // a node's and its attributes'
+    fetch(static_cast<const char *>(record) - soon - usual_size, usual_size);
 }
 
 struct slab {

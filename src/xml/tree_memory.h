@@ -37,10 +37,10 @@ class tree_memory {
 
   private:
     template <class Record>
-    [[nodiscard]] static Record *record_in_block() {
+    [[nodiscard]] Record *record_in_block() {
         auto *const made = make<Record>();
         if (made != nullptr) {
-            fetch_after(made, sizeof(Record));
+            ahead_.go_to(made, sizeof(Record));
         }
         return made;
     }
@@ -53,7 +53,7 @@ class tree_memory {
         }
         auto *const made = static_cast<char *>(std::malloc(at_once));
         if (made != nullptr) {
-            fetch_after(made, at_once);
+            ahead_.fetch_far_from(made, at_once);
             std::memcpy(made, of.bytes, at_once);
             made[of.length] = '\0';
         }
@@ -77,6 +77,7 @@ class tree_memory {
 
     const bool compact_;
     slab_filler filler_;
+    walk_ahead ahead_;
 };
 
 } // namespace varnel::xml

@@ -61,7 +61,7 @@ class node_writer {
         __builtin_prefetch(node.value);
         __builtin_prefetch(node.first_child);
         __builtin_prefetch(node.next);
-        fetch_after(&node, usual_node_size);
+        ahead_.go_to(&node, usual_node_size);
     }
 
     void go_down() {
@@ -195,6 +195,7 @@ class node_writer {
     int depth_ = 0;                    // of `at_`, when it matters
     int parent_depth_ = 0;             // of `parent_`, likewise
     noted_parents noted_parents_;
+    walk_ahead ahead_;
 };
 
 } // namespace

@@ -263,7 +263,7 @@ void read_with_each_allocation_failing(const std::string &text, unsigned capacit
         [&](bool ran_out) {
             EXPECT_EQ(result, ran_out ? 2 : 0);
             EXPECT_EQ(doc->status, result);
-            EXPECT_EQ(dump(*doc->root).find("BROKEN"), std::string::npos);
+            EXPECT_EQ(dump(*doc->root).find(varnel::test::broken), std::string::npos);
             free_document(doc);
         },
         [&] {

@@ -92,7 +92,7 @@ std::optional<std::string> value_of(const xml_node &node) {
         return optional_string(node.value);
     }
     std::string value(node.value, node.value_length);
-    return node.value[node.value_length] == '\0' ? value : value + "BROKEN terminator";
+    return node.value[node.value_length] == '\0' ? value : value + std::string(broken) + " terminator";
 }
 
 std::vector<model_attribute> attributes_of(const xml_node &node) {
@@ -141,16 +141,16 @@ std::string dump_children(const xml_node &node) {
     for (const xml_node *child = node.first_child; child != nullptr; child = child->next) {
         std::string part = dump(*child);
         if (child->parent != &node) {
-            part += "BROKEN parent";
+            part.append(broken).append(" parent");
         }
         if (child->previous != last) {
-            part += "BROKEN previous";
+            part.append(broken).append(" previous");
         }
         parts.push_back(part);
         last = child;
     }
     if (node.last_child != last) {
-        parts.emplace_back("BROKEN last_child");
+        parts.push_back(std::string(broken) + " last_child");
     }
     return joined(parts);
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "varnel/xml.h"
@@ -36,7 +37,10 @@ struct model_document {
 /// that is null. `a[x="1" ~]="text"{b[~]}`
 std::string dump(const model_node &node);
 
-/// The same of a library's tree. Anything wrong with its links, lengths or terminators shows as "BROKEN".
+/// What documents cannot contain, before what is wrong.
+inline constexpr std::string_view broken = "\x01 BROKEN";
+
+/// The same of a library's tree. Anything wrong with its links, lengths or terminators shows as `broken`.
 std::string dump(const xml_node &node);
 
 /// Children alone, without the node around them.
