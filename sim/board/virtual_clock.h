@@ -19,7 +19,8 @@ class virtual_clock : public board_clock {
   public:
     [[nodiscard]] std::chrono::nanoseconds now() const override { return now_; }
     [[nodiscard]] std::time_t wall_time() const override {
-        return std::chrono::floor<std::chrono::seconds>(virtual_epoch + now_).count();
+        return static_cast<std::time_t>(
+            std::chrono::floor<std::chrono::seconds>(virtual_epoch + now_).count());
     }
     void advance(std::chrono::nanoseconds to) { now_ = std::max(now_, to); }
 

@@ -155,7 +155,7 @@ class supervision {
         if (time == nullptr) {
             return poll(watched.data(), watched.size(), -1) > 0;
         }
-        const timespec pause{0, time->pause().count()};
+        const timespec pause{0, static_cast<decltype(timespec::tv_nsec)>(time->pause().count())};
         const bool events = ppoll(watched.data(), watched.size(), &pause, nullptr) != 0;
         if (!events) {
             time->look_around([&] { return poll(watched.data(), watched.size(), 0) == 0; });
