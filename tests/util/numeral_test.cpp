@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "varnel/numeral.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -46,24 +48,51 @@ TEST(byte_order_convert, unknown_size_keeps_the_value_or_returns_its_low_byte) {
     }
 }
 
+TEST(byte_order_convert, every_order_and_width_matches_a_byte_by_byte_conversion) {
+    const std::vector<uint32_t> orders{0, 1, 2, 3, 0x7FFFFFFF, 0xFFFFFFFF};
+    for (const uint32_t from : orders) {
+        for (const uint32_t to : orders) {
+            for (uint32_t size_code = 0; size_code < 4; ++size_code) {
+                const unsigned int size = 1U << size_code;
+                uint64_t expected = 0;
+                for (unsigned int i = 0; i < size; ++i) {
+                    const unsigned int target = from == to ? i : size - 1 - i;
+                    expected |= (eight_bytes >> 8 * i & 0xFF) << 8 * target;
+                }
+                ASSERT_EQ(numeral_value_byte_order_convert(eight_bytes, from, to, size_code), expected);
+            }
+        }
+    }
+}
+
 TEST(get_bits, ends_may_be_given_in_either_order) {
     EXPECT_EQ(get_bits_value(0xF0, 7, 4), 0xFU);
     EXPECT_EQ(get_bits_value(0xF0, 4, 7), 0xFU);
 }
 
-TEST(get_bits, every_field_matches_a_bit_by_bit_reading) {
-    const uint64_t pattern = 0xA5C3'9669'0FF0'1248;
-    for (unsigned int lower = 0; lower < 64; ++lower) {
-        for (unsigned int upper = lower; upper < 64; ++upper) {
-            uint64_t expected = 0;
-            for (unsigned int bit = upper + 1; bit-- > lower;) {
-                expected = expected << 1 | (pattern >> bit & 1);
+/// Calls `check` with each pair of ends, and with the bits that are between both and exist.
+template <class callable>
+void for_each_field(callable check) {
+    for (unsigned int a = 0; a < 256; ++a) {
+        for (unsigned int b = 0; b < 256; ++b) {
+            std::vector<unsigned int> field;
+            for (unsigned int bit = std::min(a, b); bit <= std::max(a, b) && bit < 64; ++bit) {
+                field.push_back(bit);
             }
-            ASSERT_EQ(get_bits_value(pattern, static_cast<uint8_t>(upper), static_cast<uint8_t>(lower)),
-                      expected)
-                << lower << ".." << upper;
+            ASSERT_NO_FATAL_FAILURE(check(static_cast<uint8_t>(a), static_cast<uint8_t>(b), field));
         }
     }
+}
+
+TEST(get_bits, every_field_matches_a_bit_by_bit_reading) {
+    const uint64_t pattern = 0xA5C3'9669'0FF0'1248;
+    for_each_field([](uint8_t a, uint8_t b, const std::vector<unsigned int> &field) {
+        uint64_t expected = 0;
+        for (std::size_t i = 0; i < field.size(); ++i) {
+            expected |= (pattern >> field[i] & 1) << i;
+        }
+        ASSERT_EQ(get_bits_value(pattern, a, b), expected) << unsigned{a} << ", " << unsigned{b};
+    });
 }
 
 TEST(get_bits, reads_all_64_bits) { EXPECT_EQ(get_bits_value(eight_bytes, 0, 63), eight_bytes); }
@@ -84,6 +113,20 @@ TEST(set_bits, writes_the_field_and_keeps_the_rest) {
     EXPECT_EQ(with_bits(0, 63, 56, 0xAB), 0xAB00000000000000U);
     EXPECT_EQ(with_bits(0, 9, 9, 1), 0x200U);
     EXPECT_EQ(with_bits(all_ones, 9, 9, 0), ~uint64_t{0x200});
+}
+
+TEST(set_bits, every_field_matches_a_bit_by_bit_writing) {
+    const uint64_t pattern = 0x5A3C'6996'F00F'8421;
+    const uint64_t value = 0xA5C3'9669'0FF0'1248;
+    for_each_field([](uint8_t a, uint8_t b, const std::vector<unsigned int> &field) {
+        uint64_t expected = pattern;
+        for (std::size_t i = 0; i < field.size(); ++i) {
+            expected &= ~(uint64_t{1} << field[i]);
+            expected |= (value >> i & 1) << field[i];
+        }
+        const uint64_t fitting = field.empty() ? 0 : value & all_ones >> (64 - field.size());
+        ASSERT_EQ(with_bits(pattern, a, b, fitting), expected) << unsigned{a} << ", " << unsigned{b};
+    });
 }
 
 TEST(set_bits, value_is_not_masked_to_the_field) { EXPECT_EQ(with_bits(0, 4, 7, 0x1F), 0x1F0U); }
