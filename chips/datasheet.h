@@ -42,6 +42,7 @@ struct datasheet {
     std::string_view source;                    ///< where the facts come from
     std::span<const chip_register> registers{}; ///< none: bytes are data, without a register in front
     unsigned int flags = 0;                     ///< bits of the command byte that select no register
+    unsigned int channels = 0; ///< of a multiplexer: the last byte written opens those whose bits are set
 };
 
 /// The register that a command byte selects; null when there is none.
