@@ -146,7 +146,7 @@ class Chip:
         return self[name]
 
     def __setattr__(self, name: str, value: str | float) -> None:
-        self[_named(name, self.settings, self._name)] = value
+        self[_meant(name, self._board._known_readings_of(self._name)) or name] = value
 
     @property
     def settings(self) -> list[str]:
@@ -252,6 +252,10 @@ class Board:
             if name not in self._known[owner]:
                 self._known[owner].append(name)
         return self._known[chip]
+
+    def _known_readings_of(self, chip: str) -> list[str]:
+        """The same, as far as it has been asked for before, which is quicker."""
+        return self._known[chip] or self._readings_of(chip)
 
     def _reading_named(self, chip: str, name: str) -> str:
         return _meant(name, self._known[chip]) or _named(name, self._readings_of(chip), chip)

@@ -11,7 +11,7 @@ def test_failing_test_shows_trace_and_programs(pytester, demo):
             assert board.psu0.load == 1
         """
     )
-    result = pytester.runpytest_subprocess()
+    result = pytester.runpytest_inprocess()
     result.assert_outcomes(failed=1)
     result.stdout.fnmatch_lines(
         [
@@ -26,7 +26,7 @@ def test_failing_test_shows_trace_and_programs(pytester, demo):
 
 def test_test_without_a_board_is_told_how_to_get_one(pytester):
     pytester.makepyfile("def test_something(board): pass")
-    result = pytester.runpytest_subprocess()
+    result = pytester.runpytest_inprocess()
     result.stdout.fnmatch_lines(["*no board: mark the test @pytest.mark.board(FILE), or configure varnel_board*"])
 
 
@@ -34,4 +34,4 @@ def test_board_of_the_configuration_is_relative_to_it(pytester, demo):
     pytester.makeini(f"[pytest]\nvarnel_board = boards/{demo.name}\n")
     pytester.mkdir("boards").joinpath(demo.name).write_text(demo.read_text())
     pytester.mkdir("tests").joinpath("test_it.py").write_text("def test_it(board): assert board.psu0.load == 180\n")
-    pytester.runpytest_subprocess("tests").assert_outcomes(passed=1)
+    pytester.runpytest_inprocess("tests").assert_outcomes(passed=1)
