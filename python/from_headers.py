@@ -151,5 +151,7 @@ def write_modules(include: pathlib.Path, folder: pathlib.Path) -> None:
     builder = cffi.FFI()
     builder.cdef(text)
     builder.set_source("varnel._declarations", None)
-    builder.emit_python_code(str(folder / "_declarations.py"))
+    module = folder / "_declarations.py"
+    builder.emit_python_code(str(module))
+    module.write_text(f"{LICENCE}# mypy: ignore-errors\n{module.read_text()}")
     (folder / "chips.py").write_text(chips(text))

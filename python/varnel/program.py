@@ -13,6 +13,7 @@ from varnel.conditions import Condition
 
 # Prints the number of the process that becomes the program.
 SHELL = ["sh", "-c", 'echo $$; exec "$@"', "sh"]
+NUMBER = re.compile(r"^[0-9]+\n", re.MULTILINE)
 BEGIN_TIME = 30
 
 
@@ -46,25 +47,25 @@ class Program:
     def _wait_for_begin(self) -> int:
         """Before it has begun, a board in virtual time would not wait for it."""
         end = time.monotonic() + BEGIN_TIME
-        while b"\n" not in (held := self._output.read_bytes()):
+        while (begun := NUMBER.search(self._written())) is None:
             if self._runner.poll() is not None or time.monotonic() > end:
                 self.kill()
-                raise RuntimeError(f"{self.name} did not start: {held.decode(errors='replace').strip()}")
+                raise RuntimeError(f"{self.name} did not start: {self._written().strip()}")
             time.sleep(0.001)
-        number = held.partition(b"\n")[0]
-        if not number.isdigit():
-            self.kill()
-            raise RuntimeError(f"{self.name} did not start: {number.decode(errors='replace')}")
+        number = int(begun[0])
         try:
-            self._ending = os.pidfd_open(int(number))
+            self._ending = os.pidfd_open(number)
         except ProcessLookupError:
             pass  # it has ended already
-        return int(number)
+        return number
+
+    def _written(self) -> str:
+        return self._output.read_bytes().decode(errors="replace")
 
     @property
     def output(self) -> str:
-        """All that it has printed until now."""
-        return self._output.read_bytes().partition(b"\n")[2].decode(errors="replace")
+        """All that it has printed until now, and what `varnel-sim run` says about it."""
+        return NUMBER.sub("", self._written(), count=1)
 
     @property
     def lines(self) -> list[str]:

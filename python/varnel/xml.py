@@ -59,7 +59,7 @@ class Node:
 
     @property
     def kind(self) -> str:
-        """"element", "text", "comment" and so on, as in enum xml_kind."""
+        """As in enum xml_kind: "element", "text", "comment" and so on."""
         name: str = ffi.typeof("enum xml_kind").elements[self._c.kind]
         return name.removeprefix("xml_kind_")
 

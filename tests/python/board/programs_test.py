@@ -3,7 +3,7 @@ import signal
 
 import pytest
 
-from varnel.board import BoardError, ExpectationFailed, play
+from varnel.board import BoardError, Description, ExpectationFailed, play
 
 
 def test_daemon_lights_the_fault_led_when_a_fan_stops(board):
@@ -39,6 +39,15 @@ def test_signal_that_ends_a_program_is_its_status(board):
         board.expect(program.ends(), within=0.05)
     program.send(signal.SIGUSR1)
     board.expect(program.ends(128 + signal.SIGUSR1), within=30)
+
+
+def test_what_run_says_about_a_program_is_part_of_its_output(make_board):
+    board = make_board(Description().chip("pins", "pca9555", 0, 0x20))
+    with open(board.file, "a") as file:
+        file.write("; changed\n")
+    program = board.run("echo", "1")
+    board.expect(program.ends(0), within=30)
+    assert len(program.lines) == 2 and "has changed since" in program.lines[0] and program.lines[1] == "1"
 
 
 def test_program_that_is_not_there_ends_as_in_a_shell(board):

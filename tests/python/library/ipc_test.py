@@ -75,6 +75,14 @@ def test_largest_record_arrives(tmp_path):
         assert queue.receive(0).payload == bytes(range(256)) * 240
 
 
+def test_record_that_announces_more_than_the_largest_is_stored_whole(tmp_path):
+    with Queue(tmp_path / "queue") as queue:
+        program = "import sys; open(sys.argv[1], 'wb').write(bytes(40) + (200_000).to_bytes(4, 'little') + b'x' * 200_000)"
+        writer = subprocess.Popen([sys.executable, "-c", program, tmp_path / "queue"])
+        assert queue.receive(30).payload == b"x" * 200_000
+        assert writer.wait() == 0
+
+
 def test_empty_queue_times_out(tmp_path):
     with Queue(tmp_path / "queue") as queue, pytest.raises(TimeoutError):
         queue.receive(0.01)
