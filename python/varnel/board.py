@@ -278,7 +278,7 @@ class Board:
     # --- Programs ---
 
     def run(self, program: Word, *arguments: Word, env: Mapping[str, str] | None = None, cwd: Word | None = None) -> Program:
-        """Starts a program on the board. It ends with the board at the latest."""
+        """Starts a program on the board. It ends with the board, or the thread that started it, at the latest."""
         run = [sim(), "run", "--board", self.file, *self._time, "--"]
         words = [os.fspath(each) for each in (program, *arguments)]
         file = self.folder / f"output-{len(self._programs)}"

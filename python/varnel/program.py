@@ -11,6 +11,8 @@ from collections.abc import Mapping, Sequence
 
 from varnel.conditions import Condition
 
+# Ends the program when the thread that started it ends, even by SIGKILL: it would keep the board on.
+WITH_US = ["setpriv", "--pdeathsig", "TERM"]
 # Prints the number of the process that becomes the program.
 SHELL = ["sh", "-c", 'echo $$; exec "$@"', "sh"]
 NUMBER = re.compile(r"^[0-9]+\n", re.MULTILINE)
@@ -33,7 +35,7 @@ class Program:
         self._matched = 0
         with output.open("wb") as written:
             self._runner = subprocess.Popen(
-                [*run, *SHELL, *words],
+                [*WITH_US, *run, *SHELL, *words],
                 env=env,
                 cwd=cwd,
                 stdin=subprocess.DEVNULL,

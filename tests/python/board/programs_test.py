@@ -1,5 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
+import os
+import select
 import signal
+import subprocess
+import sys
 
 import pytest
 
@@ -39,6 +43,18 @@ def test_signal_that_ends_a_program_is_its_status(board):
         board.expect(program.ends(), within=0.05)
     program.send(signal.SIGUSR1)
     board.expect(program.ends(128 + signal.SIGUSR1), within=30)
+
+
+def test_programs_end_with_a_test_that_is_killed(demo, tmp_path):
+    text = "import sys, time; from varnel.board import Board; board = Board(sys.argv[1])\n"
+    text += "print(board.run('sleep', '600').pid, flush=True); time.sleep(600)\n"
+    environment = {**os.environ, "TMPDIR": str(tmp_path)}
+    test = subprocess.Popen([sys.executable, "-c", text, demo], env=environment, stdout=subprocess.PIPE, text=True)
+    program = os.pidfd_open(int(test.stdout.readline()))
+    test.kill()
+    assert select.select([program], [], [], 30)[0]
+    os.close(program)
+    test.communicate()
 
 
 def test_what_run_says_about_a_program_is_part_of_its_output(make_board):
