@@ -39,9 +39,9 @@ class Offer(NamedTuple):
 
 
 def offer_of(value, command):
-    """Of a placeholder: lower case are words to be typed, upper case is something else, as in "now|TIME"."""
+    """Of a placeholder: words to be typed are in lower case, or numbers with a unit; upper case is something else: "now|TIME"."""
     parts = value.split("|")
-    words = [part for part in parts if re.fullmatch(r"[a-z][a-z0-9-]*", part)]
+    words = [part for part in parts if re.fullmatch(r"[a-z][a-z0-9-]*|[0-9]+[a-zA-Z]+", part)]
     for part in parts:
         source = part if part in command["lists"] else FROM_SHELL.get(part, "")
         if source:

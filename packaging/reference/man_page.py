@@ -37,8 +37,9 @@ def macro_word(text):
 
 def value_macros(value):
     """now|TIME: words to be typed as they are, and placeholders."""
-    parts = [f"{'Cm' if re.fullmatch(r'[a-z0-9][a-z0-9-]*', part) else 'Ar'} {macro_word(part.lower())}" for part in value.split("|")]
-    return " | ".join(parts)
+    words = r"[a-z0-9][a-z0-9-]*|[0-9]+[a-zA-Z]+"
+    parts = value.split("|")
+    return " | ".join(f"Cm {macro_word(part)}" if re.fullmatch(words, part) else f"Ar {macro_word(part.lower())}" for part in parts)
 
 
 def option_macros(option):
