@@ -17,6 +17,7 @@ void add_commands(argument_parser app, invocation &call) {
     add_unplug(app, call);
     add_fault(app, call);
     add_trace(app, call);
+    add_compare(app, call);
     add_wait(app, call);
     add_test(app, call);
     add_campaign(app, call);

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "sim/capture/kernel_trace.h"
 #include "sim/capture/pcapng.h"
 #include "sim/capture/vcd.h"
 #include "tests/sim/board/fake_chips.h"
@@ -237,6 +238,60 @@ TEST_F(traced_board, dump_keeps_the_order_of_time_among_buses_and_transfers) {
         }
     }
     EXPECT_EQ(starts_and_stops, 1 + 4); // idle; two transfers
+}
+
+/// The transfers in lines of a kernel's trace, as a trace of ours prints them.
+std::string transfers_in(const std::vector<std::string> &lines) {
+    sim::capture::kernel_trace kernel;
+    std::string text;
+    for (const std::string &line : lines) {
+        for (const sim::transfer_record &record : kernel.add(line)) {
+            text += sim::trace_line(record) + (record.stop ? "\n" : " +\n");
+        }
+    }
+    return text;
+}
+
+TEST(kernel_trace, write_and_read_of_one_address_is_a_write_read) {
+    EXPECT_EQ(
+        transfers_in(
+            {"# tracer: nop",
+             "  my-tool 2-812    [000] .....    51.100001: i2c_write: i2c-3 #0 a=058 f=0000 l=1 [88]",
+             "  my-tool 2-812    [000] .....    51.100002: i2c_read: i2c-3 #1 a=058 f=0001 l=2",
+             "  my-tool 2-812    [000] d..1.    51.100600: i2c_reply: i2c-3 #1 a=058 f=0001 l=2 [7c-f0]",
+             "  my-tool 2-812    [000] .....    51.100601: i2c_result: i2c-3 n=2 ret=2"}),
+        "51.100001 my-tool 2[812] 3 ?@0x58 <- 88 -> 7c f0  ok\n");
+}
+
+TEST(kernel_trace, buses_may_alternate_and_parts_have_one_stop) {
+    EXPECT_EQ(transfers_in({"a-1 [0] . 1.0: i2c_write: i2c-0 #0 a=020 f=0000 l=2 [02-fe]",
+                            "b-2 [0] . 1.1: i2c_read: i2c-1 #0 a=050 f=0001 l=1",
+                            "a-1 [0] . 1.2: i2c_write: i2c-0 #1 a=021 f=0000 l=1 [07]",
+                            "c-3 [0] . 1.3: sched_waking: comm=x",
+                            "b-2 [0] . 1.4: i2c_reply: i2c-1 #0 a=050 f=0001 l=1 [ff]",
+                            "a-1 [0] . 1.5: i2c_result: i2c-0 n=2 ret=2",
+                            "b-2 [0] . 1.6: i2c_result: i2c-1 n=1 ret=1"}),
+              "1.000000 a[1] 0 ?@0x20 <- 02 fe  ok +\n"
+              "1.000000 a[1] 0 ?@0x21 <- 07  ok\n"
+              "1.100000 b[2] 1 ?@0x50 -> ff  ok\n");
+}
+
+TEST(kernel_trace, failed_call_is_a_transfer_that_failed) {
+    EXPECT_EQ(transfers_in({"a-1 [0] . 1.0: i2c_write: i2c-0 #0 a=020 f=0000 l=1 [02]",
+                            "a-1 [0] . 1.1: i2c_read: i2c-0 #1 a=020 f=0001 l=1",
+                            "a-1 [0] . 1.2: i2c_result: i2c-0 n=2 ret=-6"}),
+              "1.000000 a[1] 0 ?@0x20 <- 02  ENXIO (No such device or address)\n");
+}
+
+TEST(kernel_trace, lines_without_a_whole_event_are_left_out) {
+    EXPECT_EQ(
+        transfers_in({"", "a-1 [0] . 1.0: i2c_",
+                      "a-1 [0] . 1.0: i2c_write: ", "a-1 [0] . 1.0: i2c_write: i2c-0 #0 a=0",
+                      "a-1 [0] . 1.0: i2c_write: i2c-999 #0 a=020 f=0000 l=1 [02]",
+                      "a-1 [0] . 1.2: i2c_result: i2c-0 n=1 ret=1", "1.2: i2c_result: i2c-0 n=1 ret=1"}),
+        "");
+    EXPECT_EQ(transfers_in({": i2c_write: i2c-0 #0 a=020 f=0000 l=1 [0", ": i2c_result: i2c-0 n=1 ret=1"}),
+              "0.000000 ?[0] 0 ?@0x20  0 of 1 bytes\n");
 }
 
 } // namespace varnel::test
