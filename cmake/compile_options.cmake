@@ -31,9 +31,15 @@ if(VARNEL_SANITIZE STREQUAL address)
   target_link_options(varnel_instrumented INTERFACE -fsanitize=address,undefined)
 endif()
 
-if(VARNEL_COVERAGE) # the library itself is compiled for it; programs that link it need the counters' runtime
-  target_link_options(varnel_instrumented INTERFACE --coverage)
+# The library itself is compiled with counters; programs that link it need the counters' runtime.
+if(VARNEL_COVERAGE STREQUAL lines)
+  set(varnel_counters --coverage -fprofile-update=atomic)
+elseif(VARNEL_COVERAGE STREQUAL conditions)
+  set(varnel_counters -fprofile-instr-generate -fcoverage-mapping -fcoverage-mcdc -fprofile-update=atomic)
+  # For the counters' runtime, which comes after the C library on the command line.
+  target_link_options(varnel_instrumented INTERFACE -Wl,--undefined=atexit)
 endif()
+target_link_options(varnel_instrumented INTERFACE ${varnel_counters})
 
 if(VARNEL_SANITIZE STREQUAL thread)
   target_compile_options(varnel_instrumented INTERFACE -fsanitize=thread)

@@ -37,7 +37,7 @@ class bounded_text {
     template <typename... Arguments>
     void print(const char *format, Arguments... arguments) {
         const int printed = std::snprintf(end(), room() + 1, format, arguments...);
-        if (printed < 0 || static_cast<std::size_t>(printed) > room()) {
+        if (static_cast<std::size_t>(printed) > room()) { // also when it is negative
             refuse();
         } else {
             length_ += static_cast<std::size_t>(std::remove(end(), end() + printed, '\0') - end());

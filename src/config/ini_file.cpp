@@ -64,8 +64,9 @@ bool write_stream(int descriptor, std::string_view text) {
 
 /// Whether this process may make a file this long; otherwise SIGXFSZ would kill it.
 bool is_within_limit(long long size) {
-    rlimit limit{};
-    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(size) <= limit.rlim_cur;
+    rlimit limit{RLIM_INFINITY, RLIM_INFINITY};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    return static_cast<rlim_t>(size) <= limit.rlim_cur;
 }
 
 /// Appends newlines to a file of `size` bytes until it has `wanted`.

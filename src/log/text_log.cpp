@@ -22,7 +22,7 @@ constexpr std::size_t time_stamp_size = 26; // what ctime_r needs
 void move_aside(const char *path) {
     std::array<char, command_size> command{};
     const int length = std::snprintf(command.data(), command.size(), "mv %s %s.old", path, path);
-    if (length >= 0 && static_cast<std::size_t>(length) < command.size()) {
+    if (static_cast<std::size_t>(length) < command.size()) {             // not when it is negative
         [[maybe_unused]] const int result = std::system(command.data()); // if it fails, the file grows
     }
 }

@@ -208,7 +208,10 @@ class node_reader {
 
     /// Where what lies ready is stored as it is read; null where one of both is short.
     slab_filler *slab_for_ready_text() {
-        return ready_text::is_used && in_.is_ready(ready_text::size) ? memory_.slab_with_room() : nullptr;
+        if constexpr (ready_text::is_used) {
+            return in_.is_ready(ready_text::size) ? memory_.slab_with_room() : nullptr;
+        }
+        return nullptr;
     }
 
     [[nodiscard]] int status_of_cut_name() const {
@@ -247,7 +250,7 @@ class node_reader {
             }
             read_attribute(in_, memory_, *attribute);
             end = &attribute->next;
-            more = attribute->name != nullptr && document_.status == 0;
+            more = attribute->name != nullptr;
         }
         if (in_.failure() == 0) {
             element.attributes = first;

@@ -406,8 +406,6 @@ TEST_F(every_value, of_the_duty_cycle_is_raised_but_never_lowered) {
 
 // --- DS3232: registers 00h-06h in BCD (datasheet, figure 1) ---
 
-constexpr uint32_t clock_chip = 0x6800;
-
 struct every_clock_value : every_value {
     every_clock_value() {
         const char *const zone = std::getenv("TZ");

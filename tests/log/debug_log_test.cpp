@@ -182,10 +182,10 @@ TEST_F(system_log, formatted_text_is_not_formatted_again) {
 }
 
 TEST_F(system_log, percent_m_prints_the_callers_errno) {
-    const std::string error_number = "%m"; // a GNU conversion
+    const std::string error_number = "%m%s"; // %m is a GNU conversion
     const auto texts = texts_logged_by([&] {
         errno = ENOSPC;
-        IDBG_LINUXAPP_DbgLog(LOG_ERR, error_number.c_str());
+        IDBG_LINUXAPP_DbgLog(LOG_ERR, error_number.c_str(), "");
     });
     EXPECT_THAT(texts, ElementsAre("[" + pid() + " ERROR]" + strerror(ENOSPC)));
 }

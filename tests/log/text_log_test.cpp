@@ -110,9 +110,9 @@ TEST_F(text_log, date_is_local_time_and_follows_tz) {
 }
 
 TEST_F(text_log, percent_m_prints_the_callers_errno) {
-    const std::string error_number = "%m"; // a GNU conversion
+    const std::string error_number = "%m%s"; // %m is a GNU conversion
     errno = ENOSPC;
-    EXPECT_EQ(log_str("log", error_number.c_str()), 0);
+    EXPECT_EQ(log_str("log", error_number.c_str(), ""), 0);
     EXPECT_THAT(messages(read_file("log").value()), ElementsAre(strerror(ENOSPC)));
 }
 

@@ -128,6 +128,10 @@ TEST(writer, null_strings_are_empty) {
     EXPECT_EQ(written(&node, 0), "<!>\n");
     node.kind = xml_kind_text;
     EXPECT_EQ(written(&node, 0), "");
+    xml_node child{}; // which only documents and elements can have
+    child.kind = xml_kind_element;
+    node.first_child = node.last_child = &child;
+    EXPECT_EQ(written(&node, 0), "");
     EXPECT_EQ(written(&node, 8), "");
 }
 
