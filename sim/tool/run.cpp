@@ -65,11 +65,12 @@ void preload(const std::string &library) {
     prepend("ASAN_OPTIONS", "verify_asan_link_order=0");
 }
 
-/// Prints the transfers while a program runs. A reader that goes away, or a full disk, ends the trace only.
+/// Writes the transfers while a program runs. A reader that goes away, or a full disk, ends the trace only.
 class accompanying_trace {
   public:
-    accompanying_trace(const meeting_point &where, std::vector<line_output> outputs)
-        : board_(where.connect()), printer_(make_text_encoder(), std::move(outputs)) {
+    accompanying_trace(const meeting_point &where, std::unique_ptr<trace_encoder> encoder,
+                       std::vector<line_output> outputs)
+        : board_(where.connect()), printer_(std::move(encoder), std::move(outputs)) {
         board_.request({{"command", "trace"}, {"last", nullptr}, {"follow", true}});
     }
 
@@ -127,6 +128,7 @@ int leave(board_access &board, const std::string &file, int status) {
 
 struct run_options {
     std::vector<std::string> trace_files;
+    bool pcap = false;
     bool private_board = false;
     bool host_devices = false;
     bool verbose = false;
@@ -199,7 +201,7 @@ int run(const invocation &call, const run_options &options) {
         options.private_board ? start_private_board(file, time) : join_shared_board(file, time);
     std::optional<accompanying_trace> trace;
     if (!outputs.empty()) {
-        trace.emplace(where, std::move(outputs));
+        trace.emplace(where, options.pcap ? make_pcap_encoder() : make_text_encoder(), std::move(outputs));
     }
     const json introduction = board.request({{"command", "run"}});
     const device_files::board_files files{where, introduction.at("board"), nodes_of(introduction)};
@@ -234,11 +236,10 @@ void add_run(argument_parser app, invocation &call) {
     auto options = std::make_shared<run_options>();
     const argument_parser command = add_command(app, "run", "Run a program on a board", call,
                                                 [&call, options] { call.status = run(call, *options); });
-    command
-        .add_option("--trace", options->trace_files,
-                    "print the board's transfers to a file, or - for standard output")
-        .type_name("FILE")
-        .one_value_each_time();
+    const argument trace = command.add_option(
+        "--trace", options->trace_files, "print the board's transfers to a file, or - for standard output");
+    trace.type_name("FILE").one_value_each_time();
+    command.add_flag("--pcap", options->pcap, "with --trace: as packets for Wireshark").needs(trace);
     command.add_flag("--private", options->private_board,
                      "a board of this program's own, also while others run on the same file");
     command.add_flag("--host-devices", options->host_devices,
