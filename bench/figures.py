@@ -58,7 +58,9 @@ def svg_of(width, height, label, lines):
     head = [
         f'<svg class="chart" xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}"'
         f' height="{height}" role="img" aria-label="{html.escape(label)}">',
+        # REUSE-IgnoreStart
         "<!-- Made by script/bench. SPDX-License-Identifier: Apache-2.0 -->",
+        # REUSE-IgnoreEnd
         f"<style>\n{STYLE}</style>",
         f'<rect width="{width}" height="{height}" rx="6"/>',
     ]

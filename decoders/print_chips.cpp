@@ -29,10 +29,12 @@ struct language {
     std::string_view close_list;
     std::string_view before;
 };
+// REUSE-IgnoreStart
 constexpr language lua{"lua", "[\"{}\"] = {}, ", "{", "}",
                        "-- SPDX-License-Identifier: Apache-2.0\nlocal chips = "};
 constexpr language python{"python", "\"{}\": {}, ", "[", "]",
                           "# SPDX-License-Identifier: Apache-2.0\nCHIPS = "};
+// REUSE-IgnoreEnd
 
 class table_text {
   public:

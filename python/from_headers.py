@@ -13,7 +13,9 @@ import cffi.model
 import pycparser
 from pycparser import c_ast
 
+# REUSE-IgnoreStart
 LICENCE = "# SPDX-License-Identifier: Apache-2.0\n"
+# REUSE-IgnoreEnd
 SOURCE = '#include "varnel/platform.h"\n#include "varnel/varnel.h"\n'
 
 

@@ -41,6 +41,7 @@ Action only_step(const std::string &line) {
     return std::get<Action>(read("board b.ini\nstart daemon true\n" + line).steps.at(1).what);
 }
 
+// REUSE-IgnoreStart
 TEST(scenario, file_has_title_board_and_steps_with_their_lines) {
     const script all =
         read("# SPDX-License-Identifier: Apache-2.0\n# A fan stops.\n# And more.\n\n board  b.ini \n"
@@ -53,6 +54,7 @@ TEST(scenario, file_has_title_board_and_steps_with_their_lines) {
     EXPECT_EQ(all.steps[1].text, "set psu0.fan  stopped");
     EXPECT_THAT(std::get<board_command>(all.steps[1].what).words, ElementsAre("set", "psu0.fan", "stopped"));
 }
+// REUSE-IgnoreEnd
 
 TEST(scenario, conditions_are_read) {
     const auto soon = only_step<expect_soon>("expect within 2s exp0.led-fault output low");
