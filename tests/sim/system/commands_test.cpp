@@ -278,7 +278,8 @@ struct mistake {
 const mistake mistakes[] = {
     {"nothing",
      {},
-     "missing verb (one of run, show, set, plug, unplug, fault, trace, compare, wait, test, campaign); see --help"},
+     "missing verb (one of run, show, set, plug, unplug, fault, trace, compare, wait, test, campaign); see "
+     "--help"},
     {"command", {"shwo"}, "unexpected argument: shwo; did you mean 'show'?"},
     {"option", {"--nope", "show"}, "unexpected argument: --nope"},
     {"show_chip", {"show", "psu9"}, "there is no chip 'psu9' on board 'bench'; did you mean 'psu'?"},
