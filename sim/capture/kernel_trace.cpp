@@ -15,6 +15,8 @@ namespace {
 constexpr double microseconds_per_second = 1e6;
 constexpr int decimal = 10;
 constexpr int hexadecimal = 16;
+/// Of each message, by the format %*ph of Linux.
+constexpr std::size_t printed_bytes = 64;
 
 /// The number that follows a mark: 0x58 in "a=058". Nothing if there is none.
 std::optional<long> number_after(const std::string &words, std::string_view mark, int base) {
@@ -75,11 +77,16 @@ void kernel_trace::add_message(call &made, const std::string &words, bool is_rep
     if (!number || !address || *address > highest_address || !flags || !length) {
         return;
     }
+    const message told{*address, *flags, static_cast<std::size_t>(*length), bytes_in(words)};
+    const bool has_data = is_reply || (told.flags & I2C_M_RD) == 0;
+    if (has_data && told.bytes.size() < std::min(told.length, printed_bytes)) {
+        return; // the line has no end
+    }
     const auto read = made.messages.find(*number);
     if (is_reply && read != made.messages.end()) {
-        read->second.bytes = bytes_in(words);
+        read->second.bytes = told.bytes;
     } else if (!is_reply) {
-        made.messages[*number] = {*address, *flags, static_cast<std::size_t>(*length), bytes_in(words)};
+        made.messages[*number] = told;
     }
 }
 
@@ -88,7 +95,7 @@ std::vector<transfer_record> kernel_trace::transfers_of(uint8_t bus, const call 
     bool may_turn = false; // the last record is a write of the same address
     for (const auto &[number, each] : made.messages) {
         const bool reads = (each.flags & I2C_M_RD) != 0;
-        const bool turns = may_turn && reads && records.back().address == each.address;
+        const bool turns = may_turn && reads && each.length != 0 && records.back().address == each.address;
         if (!turns) {
             records.push_back(record_at(made.origin, bus));
             records.back().address = static_cast<uint8_t>(each.address);
@@ -96,8 +103,8 @@ std::vector<transfer_record> kernel_trace::transfers_of(uint8_t bus, const call 
         transfer_record &record = records.back();
         record.kind = turns ? operation::write_read : reads ? operation::read : operation::write;
         (reads ? record.read : record.written) = {each.bytes, each.length};
-        record.result = turns ? 0 : static_cast<int>(each.bytes.size());
-        may_turn = !reads;
+        record.result = turns ? 0 : static_cast<int>(std::max(each.bytes.size(), each.length));
+        may_turn = !reads && each.length != 0;
     }
     if (result < 0 && !records.empty()) { // nothing tells which of several failed
         records.resize(1);
@@ -108,6 +115,10 @@ std::vector<transfer_record> kernel_trace::transfers_of(uint8_t bus, const call 
         records.back().stop = true;
     }
     return records;
+}
+
+bool kernel_trace::tells_of_loss(const std::string &line) {
+    return line.starts_with("CPU:") && line.find("[LOST") != std::string::npos;
 }
 
 std::vector<transfer_record> kernel_trace::add(const std::string &line) {
@@ -124,18 +135,22 @@ std::vector<transfer_record> kernel_trace::add(const std::string &line) {
         return {};
     }
     if (name == "write" || name == "read" || name == "reply") {
+        if (name != "reply" && number_after(words, " #", decimal) == 0) {
+            calls_.erase(*adapter); // the end of the one before is missing
+        }
         call &made = calls_.try_emplace(*adapter, call{origin_in(line.substr(0, event))}).first->second;
         add_message(made, words, name == "reply");
         return {};
     }
+    const auto count = number_after(words, " n=", decimal);
     const auto result = number_after(words, " ret=", decimal);
-    if (name != "result" || !result) {
+    if (name != "result" || !count || !result) {
         return {};
     }
     const auto made = calls_.extract(*adapter);
-    return made.empty()
-               ? std::vector<transfer_record>{}
-               : transfers_of(static_cast<uint8_t>(*adapter), made.mapped(), static_cast<int>(*result));
+    const bool whole = !made.empty() && static_cast<long>(made.mapped().messages.size()) == *count;
+    return whole ? transfers_of(static_cast<uint8_t>(*adapter), made.mapped(), static_cast<int>(*result))
+                 : std::vector<transfer_record>{};
 }
 
 } // namespace varnel::sim::capture

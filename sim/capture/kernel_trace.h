@@ -12,11 +12,14 @@
 namespace varnel::sim::capture {
 
 /// Reads what Linux prints of the events of the group `i2c` (/sys/kernel/tracing/trace, include/trace/events/i2c.h), line by
-/// line. A write that is followed by a read of the same address is a write-read.
+/// line. A write that is followed by a read of the same address is a write-read. Calls of which events are missing are left out.
 class kernel_trace {
   public:
+    /// Whether a line says that the kernel had no room for further events.
+    [[nodiscard]] static bool tells_of_loss(const std::string &line);
+
     /// The transfers that a line completes; none where it is of something else. The chips of a transfer and what it
-    /// selects are unknown; of one that failed, nothing counts as having been on the wire but what it was to write.
+    /// selects are unknown; of one that failed, nothing counts as having been on the wire but what it was to write. Linux prints no more than 64 bytes of each message.
     [[nodiscard]] std::vector<transfer_record> add(const std::string &line);
 
   private:

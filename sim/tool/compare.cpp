@@ -6,61 +6,22 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "host/hex.h"
-#include "host/ini_file.h"
-#include "host/input_file.h"
 #include "host/line_output.h"
 #include "sim/board/board.h"
 #include "sim/board/virtual_clock.h"
-#include "sim/capture/kernel_trace.h"
-#include "sim/protocol/board_json.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
+#include "sim/tool/recording.h"
 
 namespace varnel::sim::tool {
 
-using json = nlohmann::ordered_json;
-
 namespace {
-
-/// A line of `varnel-sim trace --json`; nothing for one that is no transfer.
-std::optional<transfer_record> record_in(const std::string &line, const std::string &file, int number) {
-    try {
-        const json read = json::parse(line);
-        return read.contains("lost") ? std::nullopt : std::optional(read.get<transfer_record>());
-    } catch (const std::exception &) {
-        throw host::bad_line(file, number, "no transfer as varnel-sim trace --json prints it");
-    }
-}
-
-/// Transfers of a trace of ours, or of a kernel's.
-std::vector<transfer_record> read_recording(const std::string &file) {
-    std::istringstream text(host::input_file(file).content());
-    const std::string shown = host::shown_name(file);
-    std::vector<transfer_record> records;
-    capture::kernel_trace kernel;
-    int number = 0;
-    for (std::string line; std::getline(text, line);) {
-        ++number;
-        if (line.starts_with('{')) {
-            if (const auto record = record_in(line, shown, number)) {
-                records.push_back(*record);
-            }
-        } else {
-            std::ranges::move(kernel.add(line), std::back_inserter(records));
-        }
-    }
-    if (records.empty()) {
-        throw bad_usage(fmt::format("{}: no transfers", shown));
-    }
-    return records;
-}
 
 /// The data of a transfer; of one that failed before its only byte, that. Nothing when it was not recorded.
 std::optional<std::vector<uint8_t>> data_of(const transfer_record &record) {
@@ -183,7 +144,7 @@ board_description description_in(const std::string &file) {
 
 /// Returns the status to exit with.
 int compare(const invocation &call, const std::string &recording) {
-    const std::vector<transfer_record> records = read_recording(recording);
+    const std::vector<transfer_record> records = read_recording(recording).transfers;
     comparison compared(description_in(find_board_file(call.board)));
     for (auto first = records.begin(); first != records.end();) {
         const auto last = std::ranges::find_if(first, records.end(), [&](const transfer_record &each) {

@@ -291,7 +291,30 @@ TEST(kernel_trace, lines_without_a_whole_event_are_left_out) {
                       "a-1 [0] . 1.2: i2c_result: i2c-0 n=1 ret=1", "1.2: i2c_result: i2c-0 n=1 ret=1"}),
         "");
     EXPECT_EQ(transfers_in({": i2c_write: i2c-0 #0 a=020 f=0000 l=1 [0", ": i2c_result: i2c-0 n=1 ret=1"}),
-              "0.000000 ?[0] 0 ?@0x20  0 of 1 bytes\n");
+              "");
+}
+
+TEST(kernel_trace, calls_of_which_events_are_lost_are_left_out) {
+    EXPECT_EQ(
+        transfers_in({"a-1 [0] . 1.0: i2c_write: i2c-0 #0 a=020 f=0000 l=1 [02]", "CPU:0 [LOST 2 EVENTS]",
+                      "a-1 [0] . 1.4: i2c_write: i2c-0 #0 a=020 f=0000 l=1 [03]",
+                      "a-1 [0] . 1.5: i2c_result: i2c-0 n=1 ret=1",
+                      "a-1 [0] . 1.6: i2c_read: i2c-0 #1 a=020 f=0001 l=1",
+                      "a-1 [0] . 1.6: i2c_reply: i2c-0 #1 a=020 f=0001 l=1 [07]",
+                      "a-1 [0] . 1.7: i2c_result: i2c-0 n=2 ret=2"}),
+        "1.400000 a[1] 0 ?@0x20 <- 03  ok\n");
+    EXPECT_TRUE(sim::capture::kernel_trace::tells_of_loss("CPU:0 [LOST 2 EVENTS]"));
+    EXPECT_TRUE(sim::capture::kernel_trace::tells_of_loss("CPU:11 [LOST EVENTS]"));
+    EXPECT_FALSE(sim::capture::kernel_trace::tells_of_loss("LOST-1 [0] . 1.5: i2c_result: i2c-0 n=1 ret=1"));
+}
+
+TEST(kernel_trace, read_after_an_empty_write_is_a_transfer_of_its_own) {
+    EXPECT_EQ(transfers_in({"a-1 [0] . 1.0: i2c_write: i2c-0 #0 a=020 f=0000 l=0 []",
+                            "a-1 [0] . 1.1: i2c_read: i2c-0 #1 a=020 f=0001 l=1",
+                            "a-1 [0] . 1.2: i2c_reply: i2c-0 #1 a=020 f=0001 l=1 [ff]",
+                            "a-1 [0] . 1.3: i2c_result: i2c-0 n=2 ret=2"}),
+              "1.000000 a[1] 0 ?@0x20 quick write  ok +\n"
+              "1.000000 a[1] 0 ?@0x20 -> ff  ok\n");
 }
 
 } // namespace varnel::test
