@@ -53,6 +53,7 @@ struct client {
     std::deque<nlohmann::ordered_json> replies = {}; ///< to control requests, not yet sent
     std::optional<trace_reader> tracing = std::nullopt;
     std::unique_ptr<gpio::gpio_file> gpio = nullptr; ///< that it has open
+    bool watches_replay = false;
     bool keeps_time = false;
     bool looks_again = false; ///< others may make its programs work while it waits for its turn
     std::optional<turn_request> turn = std::nullopt; ///< nothing: its programs are at work

@@ -53,9 +53,9 @@ timespec time_until(std::chrono::steady_clock::time_point deadline) {
 std::chrono::nanoseconds power_clock::now() const { return std::chrono::steady_clock::now() - power_on_; }
 
 server::server(board powered, const board_time &time, std::string file, uint64_t file_hash,
-               meeting_point here, descriptor listener)
+               meeting_point here, descriptor listener, std::optional<replay> recording)
     : board_(std::move(powered)), time_(time), file_(std::move(file)), file_hash_(file_hash),
-      here_(std::move(here)), listener_(std::move(listener)) {
+      here_(std::move(here)), listener_(std::move(listener)), replay_(std::move(recording)) {
     for (const gpiochip_place &place : board_.gpiochips()) {
         const auto number = static_cast<unsigned int>(gpiochips_.size());
         gpiochips_.emplace_back(
@@ -279,7 +279,8 @@ void server::answer_transfer(client &who, std::span<const uint8_t> message) {
     }
     const transfer_request request{static_cast<operation>(kind - 1), header.adapter, header.address, data,
                                    header.read_length};
-    const transfer_outcome outcome = board_.transfer(request);
+    const transfer_outcome outcome =
+        replay_ ? replay_parts(who, std::span(&request, 1)).front() : board_.transfer(request);
     trace({{}, who.process, who.pid}, request, outcome);
     const std::span<const uint8_t> read = outcome.result < 0 ? std::span<const uint8_t>{} : outcome.read;
     const auto reply = encode(reply_header{message_kind::reply, protocol_version, outcome.result,
@@ -294,7 +295,8 @@ void server::answer_combined(client &who, std::span<const uint8_t> message) {
         wire.reset(); // a STOP, before anything else begins
         wire = board_.begin(request.adapter);
     }
-    const std::vector<transfer_outcome> outcomes = perform(wire.get(), request);
+    const std::vector<transfer_outcome> outcomes =
+        replay_ ? replay_parts(who, request.parts, request.goes_on) : perform(wire.get(), request);
     const bool goes_on = request.goes_on && all_done(request.parts, outcomes);
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
         const bool stop = i + 1 == outcomes.size() && !goes_on;
@@ -307,6 +309,20 @@ void server::answer_combined(client &who, std::span<const uint8_t> message) {
     wire.reset();
     const auto [head, body] = encode_combined(request.parts, outcomes);
     who.reply(reply_due_, head, body);
+}
+
+std::vector<transfer_outcome> server::replay_parts(const client &who, std::span<const transfer_request> parts,
+                                                   bool goes_on) {
+    const std::size_t before = replay_->departures().size();
+    std::vector<transfer_outcome> outcomes = replay_->perform(who.process, who.pid, parts, goes_on);
+    for (const std::string &line : std::span(replay_->departures()).subspan(before)) {
+        for (client &watcher : clients_) {
+            if (watcher.watches_replay) {
+                watcher.replies.push_back({{"departed", line}});
+            }
+        }
+    }
+    return outcomes;
 }
 
 void server::answer_gpio(client &who, std::span<const uint8_t> message) {
@@ -440,6 +456,18 @@ server::json server::answer(client &who, const json &request) {
     if (command == "keep-time") {
         return keep_time(who, request);
     }
+    return answer_about_replay(who, command);
+}
+
+server::json server::answer_about_replay(client &who, const std::string &command) const {
+    if (replay_ && command == "watch-replay") {
+        who.watches_replay = true;
+        return json::object();
+    }
+    if (replay_ && command == "end-replay") {
+        const auto [made, recorded] = replay_->so_far();
+        return {{"end", true}, {"made", made}, {"recorded", recorded}};
+    }
     throw bad_request(fmt::format("unknown command '{}'", command));
 }
 
@@ -447,7 +475,7 @@ server::json server::introduction() const {
     return {{"board", board_.name()},
             {"file", file_},
             {"hash", file_hash_},
-            {"buses", board_.buses()},
+            {"buses", replay_ ? replay_->buses() : board_.buses()},
             {"gpiochips", gpiochips_.size()},
             {"virtual_time", time_.movable != nullptr},
             {"seed", time_.seed}};

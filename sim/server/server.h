@@ -13,6 +13,7 @@
 
 #include "host/json.h"
 #include "sim/board/board.h"
+#include "sim/board/replay.h"
 #include "sim/board/virtual_clock.h"
 #include "sim/gpio/gpio_chip.h"
 #include "sim/protocol/channel.h"
@@ -77,11 +78,14 @@ struct held_transfer {
 ///       client that has worked may have made programs of others work. Those that look again get {"turn": 0, "now": TIME}
 ///       then, and no longer wait.
 ///   {"command": "go-on"} -> {"turn": 0, "now": TIME}; the client does not wait, or no longer
+/// Of a recording that answers in place of a board:
+///   {"command": "watch-replay"} -> {}, then {"departed": LINE} for each program that leaves the recording
+///   {"command": "end-replay"} -> {"end": true, "made": COUNT, "recorded": COUNT}
 ///   {"command": "end-trace"} -> {}; what has happened until now is still sent, then {"end": true}
 class server {
   public:
     server(board powered, const board_time &time, std::string file, uint64_t file_hash, meeting_point here,
-           descriptor listener);
+           descriptor listener, std::optional<replay> recording = std::nullopt);
 
     /// Until the last program and the last `run` have left.
     void serve();
@@ -118,6 +122,7 @@ class server {
     json start_trace(client &who, const json &request);
     json end_trace(client &who);
     json leave(client &who);
+    [[nodiscard]] json answer_about_replay(client &who, const std::string &command) const;
     json keep_time(client &who, const json &request);
     json wait_until(client &who, const json &request);
     void let_others_look_again(const client &worker);
@@ -126,6 +131,8 @@ class server {
     json open_gpio(client &who, const json &request);
     void let_driver_act_for(client &who, int pid);
     void handle_interrupts();
+    [[nodiscard]] std::vector<transfer_outcome>
+    replay_parts(const client &who, std::span<const transfer_request> parts, bool goes_on = false);
     [[nodiscard]] transfer_outcome transfer_for_driver(const transfer_request &request);
     [[nodiscard]] bool also_commands(int pid) const;
     [[nodiscard]] bool in_use() const;
@@ -138,6 +145,7 @@ class server {
     uint64_t file_hash_;
     meeting_point here_;
     descriptor listener_;
+    std::optional<replay> replay_; ///< that answers in place of the board
     std::list<gpio::gpio_chip> gpiochips_ = {};
     std::string driver_acts_for_ = {}; ///< whom a driver of the GPIO chips makes transfers for
     int driver_acts_for_pid_ = 0;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/tool/commands.h"
 
+#include <set>
+#include <string>
 #include <utility>
 
 #include "sim/tool/lists.h"
@@ -17,6 +19,7 @@ void add_commands(argument_parser app, invocation &call) {
     add_unplug(app, call);
     add_fault(app, call);
     add_trace(app, call);
+    add_record(app, call);
     add_compare(app, call);
     add_wait(app, call);
     add_test(app, call);
@@ -40,8 +43,9 @@ int run_command(std::vector<std::string> arguments, const std::function<void(inv
     if (!varnel_sim.parse(std::move(arguments))) {
         return success;
     }
-    if (!call.program.empty() && varnel_sim.typed_verb() != "run" && varnel_sim.typed_verb() != "campaign") {
-        throw bad_usage("only run and campaign take a program after --");
+    static const std::set<std::string> verbs_with_program{"run", "record", "campaign"};
+    if (!call.program.empty() && !verbs_with_program.contains(varnel_sim.typed_verb())) {
+        throw bad_usage("only run, record and campaign take a program after --");
     }
     run(call);
     return call.status;

@@ -35,6 +35,7 @@ void add_fault(argument_parser app, invocation &call);
 void add_campaign(argument_parser app, invocation &call);
 void add_test(argument_parser app, invocation &call);
 void add_trace(argument_parser app, invocation &call);
+void add_record(argument_parser app, invocation &call);
 void add_compare(argument_parser app, invocation &call);
 void add_wait(argument_parser app, invocation &call);
 

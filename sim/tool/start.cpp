@@ -5,6 +5,8 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <functional>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -51,19 +53,26 @@ void detach(int kept_descriptor) {
     _exit(0);
 }
 
+/// What a new server serves.
+struct served {
+    board_description description;
+    uint64_t hash; ///< of the file's text
+    std::optional<replay> recording = std::nullopt;
+};
+
 /// Returns a connection to the new server: made before the server runs, so the server never sees zero clients.
-descriptor power_on(const meeting_point &where, const std::string &file, const std::string &text,
-                    const time_options &options) {
+descriptor power_on(const meeting_point &where, served what, const time_options &options) {
     const power_clock real;
     virtual_clock movable;
     const board_time time =
         options.is_virtual ? board_time{movable, &movable, options.seed.value_or(0)} : board_time{real};
-    std::istringstream input(text);
-    board powered(read_description(input, file), time.clock);
+    const std::string file = what.description.file;
+    board powered(std::move(what.description), time.clock);
     descriptor listener = where.listen();
     const int listening = listener.get();
     descriptor socket = where.connect();
-    server created(std::move(powered), time, file, hash_of(text), where, std::move(listener));
+    server created(std::move(powered), time, file, what.hash, where, std::move(listener),
+                   std::move(what.recording));
     std::fflush(nullptr);
     const pid_t process = fork();
     if (process < 0) {
@@ -74,6 +83,23 @@ descriptor power_on(const meeting_point &where, const std::string &file, const s
         serve(created, listening);
     }
     return socket;
+}
+
+served board_in(const std::string &text, const std::string &file) {
+    std::istringstream input(text);
+    return {read_description(input, file), hash_of(text)};
+}
+
+/// Calls it with a new meeting point, which goes again if that fails.
+joined_board start_privately(const std::function<board_access(const meeting_point &)> &start) {
+    meeting_point where = meeting_point::of_new_private_board();
+    try {
+        board_access board = start(where);
+        return {std::move(where), std::move(board)};
+    } catch (...) {
+        where.remove();
+        throw;
+    }
 }
 
 std::string text_of(const std::string &file) {
@@ -104,7 +130,7 @@ board_access join_board(const meeting_point &where, const std::string &file, con
     const descriptor lock = where.lock(true);
     descriptor running = where.connect();
     const bool joined = running.is_open();
-    board_access board(joined ? std::move(running) : power_on(where, file, text, time));
+    board_access board(joined ? std::move(running) : power_on(where, board_in(text, file), time));
     const json reply = board.request({{"command", "run"}});
     check_time(reply, file, time);
     if (joined && reply.at("hash") != hash_of(text)) {
@@ -115,14 +141,18 @@ board_access join_board(const meeting_point &where, const std::string &file, con
 }
 
 joined_board start_private_board(const std::string &file, const time_options &time) {
-    meeting_point where = meeting_point::of_new_private_board();
-    try {
-        board_access board = join_board(where, file, time);
-        return {std::move(where), std::move(board)};
-    } catch (...) {
-        where.remove();
-        throw;
-    }
+    return start_privately([&](const meeting_point &where) { return join_board(where, file, time); });
+}
+
+joined_board start_replay(const std::string &file, const std::string &name,
+                          std::vector<transfer_record> recording, const time_options &time) {
+    const std::string stem = std::filesystem::path(file).stem();
+    return start_privately([&](const meeting_point &where) {
+        board_access board(power_on(
+            where, {{file, stem, {}}, hash_of(text_of(file)), replay(name, std::move(recording))}, time));
+        (void)board.request({{"command", "run"}});
+        return board;
+    });
 }
 
 } // namespace varnel::sim::tool

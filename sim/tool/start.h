@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "sim/board/trace.h"
 #include "sim/protocol/meeting_point.h"
 #include "sim/tool/board_access.h"
 
@@ -30,5 +32,9 @@ struct joined_board {
 
 /// Powers on a board that nobody else joins by the name of its file. Throws host::bad_line.
 [[nodiscard]] joined_board start_private_board(const std::string &file, const time_options &time = {});
+
+/// Starts a server that answers as recorded, on the buses of the recording; users know it by `name`.
+[[nodiscard]] joined_board start_replay(const std::string &file, const std::string &name,
+                                        std::vector<transfer_record> recording, const time_options &time);
 
 } // namespace varnel::sim::tool

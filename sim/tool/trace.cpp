@@ -97,6 +97,16 @@ class trace_run {
         printer_.finish();
     }
 
+    /// Until the user interrupts it, which is no failure.
+    void print_until_signal() {
+        const host::held_signals signals;
+        while (signals.next_within(std::chrono::milliseconds(0)) == 0) {
+            if (news_within(sampling_period) && !print_next()) {
+                return;
+            }
+        }
+    }
+
   private:
     static std::vector<line_output> only(line_output file) {
         std::vector<line_output> outputs;
@@ -174,6 +184,12 @@ argument add_file(argument_parser command, const char *name, std::optional<std::
 }
 
 } // namespace
+
+int record_board(const std::string &board, const std::string &file) {
+    board_access running = find_board(board);
+    trace_run(std::move(running), line_output(file), make_json_encoder(), {}).print_until_signal();
+    return success;
+}
 
 void add_trace(argument_parser app, invocation &call) {
     auto options = std::make_shared<trace_options>();

@@ -37,4 +37,8 @@ class trace_printer {
     uint64_t transfers_ = 0;
 };
 
+/// Writes the transfers of a running board to a file, as JSON, until a signal comes or the board ends. `board` is the option of
+/// the command line.
+int record_board(const std::string &board, const std::string &file);
+
 } // namespace varnel::sim::tool

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/board/trace.h"
 
+#include <cerrno>
+#include <cstring>
+#include <optional>
 #include <string>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "host/hex.h"
+#include "sim/board/replay.h"
 #include "sim/capture/kernel_trace.h"
 #include "sim/capture/pcapng.h"
 #include "sim/capture/vcd.h"
@@ -315,6 +320,194 @@ TEST(kernel_trace, read_after_an_empty_write_is_a_transfer_of_its_own) {
                             "a-1 [0] . 1.3: i2c_result: i2c-0 n=2 ret=2"}),
               "1.000000 a[1] 0 ?@0x20 quick write  ok +\n"
               "1.000000 a[1] 0 ?@0x20 -> ff  ok\n");
+}
+
+/// A recording that answers, and what programs got from it.
+class replayed : public ::testing::Test {
+  public:
+    void record(const std::string &process, uint8_t bus, sim::operation kind, uint8_t address,
+                const sim::traced_data &written, const sim::traced_data &read) {
+        sim::transfer_record made{};
+        made.time = std::chrono::seconds(recorded.size() + 1);
+        made.process = process;
+        made.bus = bus;
+        made.kind = kind;
+        made.address = address;
+        made.written = written;
+        made.read = read;
+        made.result = static_cast<int>(kind == sim::operation::write  ? written.length
+                                       : kind == sim::operation::read ? read.length
+                                                                      : 0);
+        recorded.push_back(made);
+    }
+    void record_read(const std::string &process, uint8_t address, uint8_t value) {
+        record(process, 0, sim::operation::read, address, {{}, 0}, {{value}, 1});
+    }
+
+    /// What a transfer gives: bytes, or an errno.
+    std::string ask(const std::string &program, const sim::transfer_request &request) {
+        if (!answers) {
+            answers.emplace("a.trace", recorded);
+        }
+        const sim::transfer_outcome outcome = answers->perform(program, 7, std::span(&request, 1)).front();
+        return outcome.error != 0 ? strerrorname_np(outcome.error)
+                                  : fmt::format("{}:{}", outcome.result, host::hex(outcome.read, " "));
+    }
+    std::string read(const std::string &program, uint8_t address, std::size_t length = 1) {
+        return ask(program, {sim::operation::read, 0, address, {}, length});
+    }
+    std::string write(const std::string &program, uint8_t address, const std::vector<uint8_t> &data) {
+        return ask(program, {sim::operation::write, 0, address, data});
+    }
+    [[nodiscard]] std::string departure() const {
+        EXPECT_EQ(answers->departures().size(), 1U);
+        return answers->departures().front();
+    }
+
+    std::vector<sim::transfer_record> recorded;
+    std::optional<sim::replay> answers;
+};
+
+TEST_F(replayed, transfers_get_the_recorded_replies_in_order) {
+    record_read("a", 0x20, 1);
+    record("a", 0, sim::operation::write, 0x20, {{2, 3}, 2}, {{}, 0});
+    record("a", 0, sim::operation::write_read, 0x21, {{4}, 1}, {{5, 6}, 2});
+    record_read("a", 0x20, 7);
+    EXPECT_EQ(read("a", 0x20), "1:01");
+    EXPECT_EQ(write("a", 0x20, {2, 3}), "2:");
+    const std::vector<uint8_t> data{4};
+    EXPECT_EQ(ask("a", {sim::operation::write_read, 0, 0x21, data, 2}), "0:05 06");
+    EXPECT_EQ(answers->so_far().made, 3U);
+    EXPECT_EQ(answers->so_far().recorded, 4U);
+    EXPECT_EQ(read("a", 0x20), "1:07");
+    EXPECT_TRUE(answers->departures().empty());
+}
+
+TEST_F(replayed, failure_is_the_recorded_one) {
+    record("a", 0, sim::operation::write, 0x20, {{}, 1}, {{}, 0});
+    recorded.back().error = EREMOTEIO;
+    recorded.back().result = -1;
+    recorded.back().selected = sim::traced_register{2, ""};
+    EXPECT_EQ(write("a", 0x20, {2}), "EREMOTEIO");
+    recorded[0].error = ENXIO;
+    answers.reset();
+    EXPECT_EQ(write("a", 0x20, {3}), "ENODATA");
+    EXPECT_EQ(departure(),
+              "a.trace: a[7] leaves the recording on bus 0 at transfer 1 (1.000000): recorded 0x20 "
+              "write 02, sent 0x20 write 03");
+}
+
+TEST_F(replayed, short_read_is_short_again) {
+    record("a", 0, sim::operation::read, 0x20, {{}, 0}, {{1, 2}, 3});
+    recorded.back().result = 2;
+    EXPECT_EQ(read("a", 0x20, 3), "2:01 02");
+}
+
+TEST_F(replayed, after_the_first_other_transfer_all_of_the_program_fail) {
+    record_read("a", 0x20, 1);
+    record_read("a", 0x21, 2);
+    record("a", 1, sim::operation::read, 0x22, {{}, 0}, {{3}, 1});
+    recorded[1].chips = {{"exp0", "0"}};
+    EXPECT_EQ(read("a", 0x20), "1:01");
+    EXPECT_EQ(read("a", 0x21, 2), "ENODATA");
+    EXPECT_EQ(read("a", 0x21), "ENODATA");
+    EXPECT_EQ(ask("a", {sim::operation::read, 1, 0x22, {}, 1}), "ENODATA");
+    EXPECT_EQ(departure(), "a.trace: a[7] leaves the recording on bus 0 at transfer 2 (2.000000): recorded "
+                           "exp0@0x21 read 1, sent 0x21 read 2");
+}
+
+TEST_F(replayed, programs_are_answered_whatever_their_order_was) {
+    record_read("a", 0x20, 1);
+    record_read("b", 0x21, 2);
+    record_read("a", 0x20, 3);
+    record_read("c", 0x22, 4);
+    EXPECT_EQ(read("b", 0x21), "1:02");
+    EXPECT_EQ(read("a", 0x20), "1:01");
+    EXPECT_EQ(read("a", 0x20), "1:03");
+    EXPECT_EQ(answers->so_far().recorded, 3U);
+    EXPECT_EQ(read("b", 0x21), "ENODATA");
+    EXPECT_EQ(departure(),
+              "a.trace: b[7] leaves the recording on bus 0 after transfer 2 (2.000000), the last "
+              "one: sent 0x21 read 1");
+}
+
+TEST_F(replayed, unknown_program_gets_the_replies_of_all) {
+    record_read("a", 0x20, 1);
+    record_read("b", 0x21, 2);
+    EXPECT_EQ(read("new", 0x20), "1:01");
+    EXPECT_EQ(read("new", 0x21), "1:02");
+    EXPECT_EQ(ask("new", {sim::operation::write, 3, 0x21}), "ENODATA");
+    EXPECT_EQ(
+        departure(),
+        "a.trace: new[7] leaves the recording on bus 3 where nothing is recorded: sent 0x21 quick write");
+}
+
+TEST_F(replayed, buses_are_those_that_answered) {
+    record("a", 3, sim::operation::write, 0x20, {{}, 0}, {{}, 0});
+    record_read("a", 0x20, 1);
+    record("a", 9, sim::operation::write, 0x20, {{}, 0}, {{}, 0});
+    recorded.back().error = ENODEV;
+    EXPECT_EQ(sim::replay("a", recorded).buses(), (std::vector<uint8_t>{0, 3}));
+}
+
+TEST_F(replayed, parts_of_a_transfer_have_one_stop) {
+    record("a", 0, sim::operation::write, 0x20, {{1}, 1}, {{}, 0});
+    recorded.back().stop = false;
+    record("a", 0, sim::operation::write, 0x21, {{2}, 1}, {{}, 0});
+    const std::vector<uint8_t> one{1};
+    const std::vector<uint8_t> two{2};
+    const std::vector<sim::transfer_request> parts{{sim::operation::write, 0, 0x20, one},
+                                                   {sim::operation::write, 0, 0x21, two}};
+    EXPECT_EQ(sim::replay("a", recorded).perform("a", 1, parts).back().error, 0);
+    EXPECT_EQ(sim::replay("a", recorded).perform("a", 1, parts, true).back().error, ENODATA);
+    EXPECT_EQ(write("a", 0x20, one), "ENODATA");
+    EXPECT_EQ(departure(),
+              "a.trace: a[7] leaves the recording on bus 0 at transfer 1 (1.000000): recorded 0x20 "
+              "write 01 without STOP, sent 0x20 write 01");
+}
+
+TEST_F(replayed, bytes_that_a_recording_lacks_are_not_made_up) {
+    const std::vector<uint8_t> long_data(100, 0xA5);
+    const std::vector<uint8_t> kept(64, 0xA5);
+    record("a", 0, sim::operation::write, 0x50, {kept, 100}, {{}, 0});
+    record("a", 0, sim::operation::read, 0x50, {{}, 0}, {kept, 100});
+    EXPECT_EQ(write("a", 0x50, long_data), "100:");
+    EXPECT_EQ(read("a", 0x50, 100), "ENODATA");
+    EXPECT_EQ(departure(),
+              "a.trace: a[7] leaves the recording on bus 0 at transfer 2 (2.000000): not all bytes "
+              "that were read by 0x50 read 100 are recorded");
+}
+
+TEST_F(replayed, block_has_as_many_bytes_as_its_count_says) {
+    const sim::transfer_request block{sim::operation::read, 0, 0x58, {}, 1, true};
+    record("a", 0, sim::operation::read, 0x58, {{}, 0}, {{2, 8, 9}, 1});
+    EXPECT_EQ(ask("a", block), "1:02 08 09");
+    for (const std::vector<uint8_t> &bytes : {std::vector<uint8_t>{200, 1}, {3, 1}, {0, 1}}) {
+        recorded[0].read.bytes = bytes;
+        answers.reset();
+        EXPECT_EQ(ask("a", block), "ENODATA") << host::hex(bytes);
+    }
+    recorded[0].read.bytes = {2, 8, 9};
+    answers.reset();
+    EXPECT_EQ(read("a", 0x58), "ENODATA");
+    EXPECT_EQ(departure(),
+              "a.trace: a[7] leaves the recording on bus 0 at transfer 1 (1.000000): recorded 0x58 "
+              "read block, sent 0x58 read 1");
+}
+
+TEST_F(replayed, recordings_that_make_no_sense_are_departed_from) {
+    record("a", 0, sim::operation::write, 0x58, {{1, 2, 3}, 1}, {{}, 0});
+    EXPECT_EQ(write("a", 0x58, {1}), "ENODATA");
+    recorded[0].written = {{1}, 1};
+    recorded[0].read.bytes = {1, 2};
+    answers.reset();
+    EXPECT_EQ(write("a", 0x58, {1}), "ENODATA");
+    recorded[0].kind = sim::operation::read;
+    recorded[0].written = {{}, 0};
+    recorded[0].read = {{1}, 1};
+    recorded[0].result = -5;
+    answers.reset();
+    EXPECT_EQ(read("a", 0x58), "ENODATA");
 }
 
 } // namespace varnel::test

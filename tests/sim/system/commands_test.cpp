@@ -278,7 +278,8 @@ struct mistake {
 const mistake mistakes[] = {
     {"nothing",
      {},
-     "missing verb (one of run, show, set, plug, unplug, fault, trace, compare, wait, test, campaign); see "
+     "missing verb (one of run, show, set, plug, unplug, fault, trace, record, compare, wait, test, "
+     "campaign); see "
      "--help"},
     {"command", {"shwo"}, "unexpected argument: shwo; did you mean 'show'?"},
     {"option", {"--nope", "show"}, "unexpected argument: --nope"},
@@ -287,7 +288,7 @@ const mistake mistakes[] = {
      {"show", "psu", "psu9"},
      "there is no chip 'psu9' on board 'bench'; did you mean 'psu'?"},
     {"show_option", {"show", "--nope"}, "unexpected argument: --nope"},
-    {"show_program", {"show", "--", "ls"}, "only run and campaign take a program after --"},
+    {"show_program", {"show", "--", "ls"}, "only run, record and campaign take a program after --"},
     {"board_missing", {"show", "--board", "/no/such.ini"}, "/no/such.ini: No such file or directory"},
     {"board_without_name", {"show", "--board"}, "--board: 1 required FILE missing"},
     {"set_nothing", {"set"}, "missing argument: CHIP.NAME VALUE..."},
