@@ -145,4 +145,12 @@ TEST_F(format_text, equals_what_snprintf_prints_for_zero_arguments) {
     }
 }
 
+TEST_F(format_text, equals_what_snprintf_prints_at_the_limits_of_numbers_and_digits) {
+    for (const char *format :
+         {"%2147483646!", "%2147483647!", "%2147483648!", "%.2147483647s", "%.2147483648s",
+          "%1$d%2147483648d", "%9d", "%:d", "%1:d", "%.9d", "%.:d", "%/d", "%1$d%5h", "%1$d%5hh"}) {
+        ASSERT_NO_FATAL_FAILURE(expect_like_the_formatter(format));
+    }
+}
+
 } // namespace

@@ -99,6 +99,7 @@ const get_case get_cases[] = {
     {"line that begins with =", "[S]\n=k=v\n", "S", "=k", {}},
     {"comments", "[S]\n#k=1\n;k=2\nk=3\n", "S", "k", "3"},
     {"commented keys cannot be asked for", "[S]\n#k=1\n", "S", "#k", {}},
+    {"nor those after a ;", "[S]\n;k=1\n", "S", ";k", {}},
     {"indented comments are entries", "[S]\nx=1\n #k=2\n", "S", " #k", "2"},
     {"line without =", "[S]\nk\nk=1\n", "S", "k", "1"},
     {"no such section", "[S]\nk=v\n", "T", "k", {}},

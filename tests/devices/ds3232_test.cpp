@@ -98,6 +98,14 @@ TEST_F(ds3232, set_encodes_every_field_in_bcd) {
     }
 }
 
+TEST_F(ds3232, set_notices_a_changed_time_zone) {
+    ASSERT_EQ(ds3232_set_time(0), 0);
+    use_zone("CET-1");
+    calls.clear();
+    ASSERT_EQ(ds3232_set_time(0), 0);
+    EXPECT_THAT(calls, ElementsAreArray(write_frames({0, 0, 1, 5, 1, 1, 0x70})));
+}
+
 TEST_F(ds3232, set_writes_the_century_bit_from_2100_on) {
     if (!years_beyond_2038) {
         GTEST_SKIP() << "time_t ends in 2038 here";
