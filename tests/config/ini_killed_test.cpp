@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Setters that are killed between two system calls, and inside the one that makes the file longer.
+// Setters that are killed between two system calls, and inside the one that makes the file longer; whose calls a signal
+// interrupts, or fail at the end.
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -29,6 +31,7 @@ using varnel::test::write_file;
 
 interposed<ssize_t(int, const void *, std::size_t, off64_t)> pwrite_call("pwrite64");
 interposed<int(int, off64_t)> ftruncate_call("ftruncate64");
+interposed<int(int)> close_call("close");
 
 } // namespace
 
@@ -36,6 +39,7 @@ extern "C" ssize_t pwrite64(int file, const void *bytes, std::size_t size, off64
     return pwrite_call(file, bytes, size, place);
 }
 extern "C" int ftruncate64(int file, off64_t size) noexcept { return ftruncate_call(file, size); }
+extern "C" int close(int file) { return close_call(file); }
 
 namespace {
 
@@ -172,6 +176,38 @@ TEST_F(killed_setter, leaves_the_old_text_when_killed_while_the_file_grows) {
         ASSERT_TRUE(child.exits_with(killed));
         EXPECT_EQ(content(*read_file(path_)), before) << written;
     }
+}
+
+class setter : public killed_setter {};
+
+TEST_F(setter, writes_again_what_a_signal_interrupted) {
+    for (const change &c : changes) {
+        SCOPED_TRACE(c.what);
+        write_file(path_, c.before);
+        int interruptions = 0;
+        const stand_in<ssize_t, int, const void *, std::size_t, off64_t> writing(
+            pwrite_call, [&](int file, const void *bytes, std::size_t size, off64_t place) -> ssize_t {
+                if (interruptions++ % 2 == 0) {
+                    errno = EINTR;
+                    return -1;
+                }
+                return pwrite_call.real(file, bytes, size, place);
+            });
+        EXPECT_EQ(set_config_string(path_.c_str(), c.section.c_str(), c.key.c_str(), c.value.c_str()), 0);
+        EXPECT_GT(interruptions, 1);
+    }
+}
+
+TEST_F(setter, fails_when_closing_the_file_fails) {
+    write_file(path_, "[S]\nk=v\n");
+    int closed = 0;
+    const stand_in<int, int> failing(close_call, [&](int file) {
+        close_call.real(file);
+        errno = EIO;
+        return ++closed < 2 ? 0 : -1; // after reading, after writing
+    });
+    EXPECT_EQ(set_config_string(path_.c_str(), "S", "k", "w"), -1);
+    EXPECT_EQ(closed, 2);
 }
 
 } // namespace
