@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+// model_replay MODEL FILE...: replays schedules of a model, each with new objects. For each it prints "FILE: agrees", or
+// "FILE: differs: " and where.
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+
+#include "models/stages.h"
+
+namespace {
+
+using namespace varnel::models;
+
+const std::map<std::string, stage (*)()> stages{{"sem_lock", sem_lock_stage}};
+
+std::string replay_file(const std::string &model, const char *path) {
+    std::ifstream file(path);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    try {
+        replay(stages.at(model)(), lines);
+        return "agrees";
+    } catch (const std::exception &difference) {
+        return std::string("differs: ") + difference.what();
+    }
+}
+
+} // namespace
+
+int main(int count, char **words) {
+    if (count < 3 || !stages.contains(words[1])) {
+        std::fputs("usage: model_replay sem_lock FILE...\n", stderr);
+        return 2;
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    for (int i = 2; i < count; ++i) {
+        std::printf("%s: %s\n", words[i], replay_file(words[1], words[i]).c_str());
+    }
+    return 0;
+}

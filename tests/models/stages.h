@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "models/replay.h"
+
+namespace varnel::models {
+
+stage sem_lock_stage();
+
+} // namespace varnel::models
