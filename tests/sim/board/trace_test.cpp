@@ -268,6 +268,25 @@ TEST(kernel_trace, write_and_read_of_one_address_is_a_write_read) {
         "51.100001 my-tool 2[812] 3 ?@0x58 <- 88 -> 7c f0  ok\n");
 }
 
+/// Printed by Linux 6.1 on 32-bit ARM, with the adapter of varnel-sim-usb.
+TEST(kernel_trace, lines_of_a_real_kernel_are_read) {
+    EXPECT_EQ(
+        transfers_in(
+            {"       inventory-135     [000] .....    10.391621: i2c_write: i2c-0 #0 a=070 f=0200 l=1 [01]",
+             "       inventory-135     [000] .....    10.433753: i2c_result: i2c-0 n=1 ret=1",
+             "       inventory-135     [000] .....    10.437568: i2c_write: i2c-0 #0 a=058 f=0200 l=1 [ef]",
+             "       inventory-135     [000] .....    10.438648: i2c_read: i2c-0 #1 a=058 f=0201 l=2",
+             "       inventory-135     [000] .....    10.477204: i2c_reply: i2c-0 #1 a=058 f=0201 l=2 "
+             "[3b-08]",
+             "       inventory-135     [000] .n...    10.477592: i2c_result: i2c-0 n=2 ret=2",
+             "          i2cget-139     [000] .....    11.175076: i2c_write: i2c-0 #0 a=033 f=0000 l=1 [00]",
+             "          i2cget-139     [000] .n...    11.175303: i2c_read: i2c-0 #1 a=033 f=0001 l=1",
+             "          i2cget-139     [000] .....    11.178946: i2c_result: i2c-0 n=2 ret=-6"}),
+        "10.391621 inventory[135] 0 ?@0x70 <- 01  ok\n"
+        "10.437568 inventory[135] 0 ?@0x58 <- ef -> 3b 08  ok\n"
+        "11.175076 i2cget[139] 0 ?@0x33 <- 00  ENXIO (No such device or address)\n");
+}
+
 TEST(kernel_trace, buses_may_alternate_and_parts_have_one_stop) {
     EXPECT_EQ(transfers_in({"a-1 [0] . 1.0: i2c_write: i2c-0 #0 a=020 f=0000 l=2 [02-fe]",
                             "b-2 [0] . 1.1: i2c_read: i2c-1 #0 a=050 f=0001 l=1",
