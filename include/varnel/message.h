@@ -20,6 +20,7 @@
  *   post_message_non_block() writes what still fits into a nearly full pipe. A blocking post that a signal
  *   handler interrupts, with or without SA_RESTART, has written what fitted before. Both return -1, and the
  *   rest of the record is lost.
+ *   A process that is killed while its post waits for room has written what fitted, too.
  *
  * @oddity{Sizes have 16 bits} The post functions compute the record's size in 16 bits, (payload_len + 44)
  * modulo 65536, but the reader uses all 32 bits of payload_len. A payload_len of 65500 writes 8 bytes.
@@ -45,7 +46,8 @@
  * libvarnel_platform excludes threads and processes, whichever post function each of them calls. Record locks
  * of fcntl(2) alone do not exclude threads, and a process loses them when one of its threads returns from
  * post_message_to_named_queue(), which closes a descriptor of the pipe. While post_message_non_block()
- * writes, other users of the same open pipe see O_NONBLOCK.
+ * writes, other users of the same open pipe see O_NONBLOCK. When its process is killed meanwhile, they go on
+ * seeing it.
  */
 
 #include <stdint.h>

@@ -57,6 +57,13 @@ class player {
         return line;
     }
 
+    /// What it says next is left to be read.
+    void until_reported() const {
+        if (!will_report()) {
+            throw divergence("nothing happens");
+        }
+    }
+
     void expect(const std::string &line) {
         const std::string reported = report();
         if (reported != line) {
@@ -192,7 +199,9 @@ class performance {
         if (how == "waits") {
             until_asleep(who);
             who.waits_in = step;
-        } else if (how != "begins") {
+        } else if (how == "begins") {
+            who.until_reported();
+        } else {
             who.expect(step + " = " + result);
         }
     }
@@ -207,14 +216,14 @@ class performance {
     static void until_asleep(player &who) {
         using clock = std::chrono::steady_clock;
         const auto last = clock::now() + std::chrono::milliseconds(patience);
-        while (!who.sleeps()) {
-            if (who.has_reported()) {
-                throw divergence("'" + who.report() + "' instead of waiting");
-            }
+        while (!who.sleeps() && !who.has_reported()) {
             if (clock::now() > last) {
                 throw divergence("it does not wait");
             }
             sched_yield();
+        }
+        if (who.has_reported()) {
+            throw divergence("'" + who.report() + "' instead of waiting");
         }
     }
 

@@ -4,7 +4,7 @@
 //     p0 calls FUNCTION      actor 0 begins a function, and stops before its first step
 //     p0 STEP = 5            it takes this step, with this result; an error is negative
 //     p0 STEP waits          it takes this step and does not return from it
-//     p0 STEP begins         it takes this step, which has steps of its own
+//     p0 STEP begins         it takes this step, which has steps of its own, and stops before the first
 //     p0 STEP ends = 0       the end of such a step
 //     p0 STEP reached        it continues from where it waited, and stops before this step
 //     p0 returns = 0         the function returns

@@ -6,5 +6,6 @@
 namespace varnel::models {
 
 stage sem_lock_stage();
+stage queue_stage();
 
 } // namespace varnel::models
