@@ -104,3 +104,6 @@ if(TARGET varnel_sim_preload) # no program links these: in a folder of their own
   install(TARGETS varnel_sim_preload varnel_sim_queues
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/varnel COMPONENT simulator)
 endif()
+if(TARGET varnel_sim_web)
+  install(TARGETS varnel_sim_web LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/varnel COMPONENT simulator)
+endif()

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "chips/number_format.h"
 #include "chips/pmbus.h"
 #include "sim/models/chip.h"
 
@@ -64,22 +65,6 @@ std::string list_of(const language &in, const Items &items, Text text) {
     return std::string(in.open_list) + all + std::string(in.close_list);
 }
 
-/// What the values of a register are in, where the table says so in words: "LINEAR11, V".
-struct number_format {
-    std::string_view name;
-    std::string_view unit;
-};
-
-number_format format_of(const chip_register &each) {
-    for (const std::string_view name : {"LINEAR11", "LINEAR16"}) {
-        const std::string_view words = each.values;
-        if (words.starts_with(name) && words.substr(name.size()).starts_with(", ")) {
-            return {name, words.substr(name.size() + 2)};
-        }
-    }
-    return {each.values == "high byte first" ? "high byte first" : "", each.unit};
-}
-
 std::string_view ending_of(chips::numbering numbers) {
     return numbers == chips::numbering::from_zero ? "from zero"
            : numbers == chips::numbering::by_code ? "by code"
@@ -87,7 +72,7 @@ std::string_view ending_of(chips::numbering numbers) {
 }
 
 std::string text_of(const language &in, const chip_register &each) {
-    const auto [format, unit] = format_of(each);
+    const auto [format, unit] = chips::format_of(each);
     const auto quoted = [](std::string_view text) { return fmt::format("\"{}\"", text); };
     return table_text(in)
         .add("code", each.code)
@@ -103,23 +88,12 @@ std::string text_of(const language &in, const chip_register &each) {
         .str();
 }
 
-/// The exponent of LINEAR16 numbers, where VOUT_MODE is the same always; 0 otherwise.
-int exponent_of(const chips::datasheet &sheet) {
-    const chip_register *const mode = chips::find_register(sheet, chips::pmbus::vout_mode);
-    if (mode == nullptr || mode->name != "VOUT_MODE") {
-        return 0;
-    }
-    constexpr unsigned int mask = 0x1F; // five bits, signed
-    constexpr unsigned int sign = 0x10;
-    return static_cast<int>((mode->power_on.value_or(0) & mask) ^ sign) - static_cast<int>(sign);
-}
-
 std::string text_of(const language &in, const chips::datasheet &sheet) {
     return table_text(in)
         .add_text("title", sheet.title)
         .add("flags", static_cast<int>(sheet.flags))
         .add("channels", static_cast<int>(sheet.channels))
-        .add("exponent", exponent_of(sheet))
+        .add("exponent", chips::linear16_exponent(sheet))
         .add("registers", list_of(in, sheet.registers,
                                   [&](const chip_register &each) { return "\n    " + text_of(in, each); }))
         .str();

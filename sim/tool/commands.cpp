@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "sim/tool/lists.h"
+#include "sim/tool/web.h"
 
 namespace varnel::sim::tool {
 
@@ -24,6 +25,7 @@ void add_commands(argument_parser app, invocation &call) {
     add_wait(app, call);
     add_test(app, call);
     add_campaign(app, call);
+    add_web(app, call);
 }
 
 } // namespace

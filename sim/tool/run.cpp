@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +20,7 @@
 #include "sim/device_files/supervised_program.h"
 #include "sim/tool/board_access.h"
 #include "sim/tool/options.h"
+#include "sim/tool/own_library.h"
 #include "sim/tool/recording.h"
 #include "sim/tool/run.h"
 #include "sim/tool/start.h"
@@ -28,25 +28,12 @@
 
 namespace varnel::sim::tool {
 
-namespace fs = std::filesystem;
 using json = nlohmann::ordered_json;
 
 namespace {
 
-/// The library that answers the programs' I2C primitives: beside this command in a build folder, in the
-/// project's own library folder where both are installed.
-std::string library_name() {
-    static constexpr const char *name = "libvarnel_sim.so";
-    const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
-    const fs::path installed = (here / VARNEL_PRELOAD_FOLDER).lexically_normal();
-    for (const fs::path &folder : {here, installed}) {
-        if (fs::exists(folder / name)) {
-            return folder / name;
-        }
-    }
-    throw std::runtime_error(
-        fmt::format("{} is neither in {} nor in {}", name, here.string(), installed.string()));
-}
+/// Answers the programs' I2C primitives.
+constexpr const char *primitives_library = "libvarnel_sim.so";
 
 /// Puts a word before those in a variable that ':' separates.
 void prepend(const char *variable, const std::string &word) {
@@ -321,7 +308,7 @@ int run(const invocation &call, const run_options &options) {
     }
     std::vector<line_output> outputs(options.trace_files.begin(), options.trace_files.end());
     const std::string file = file_of(call, options);
-    const std::string library = library_name();
+    const std::string library = own_library(primitives_library);
     const time_options time = time_of(options, file);
     auto [where, board] = join(file, options, time);
     const companions watched = watch(where, options, std::move(outputs));

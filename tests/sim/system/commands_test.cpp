@@ -279,7 +279,7 @@ const mistake mistakes[] = {
     {"nothing",
      {},
      "missing verb (one of run, show, set, plug, unplug, fault, trace, record, compare, wait, test, "
-     "campaign); see "
+     "campaign, web); see "
      "--help"},
     {"command", {"shwo"}, "unexpected argument: shwo; did you mean 'show'?"},
     {"option", {"--nope", "show"}, "unexpected argument: --nope"},
