@@ -146,4 +146,10 @@ TEST(set_bits_DeathTest, null_integer_ends_the_process) {
                                                 "operated_integer != \\(\\(void \\*\\)0\\)"));
 }
 
+TEST(byte_order, value_of_eight_bytes_is_unchanged_in_the_same_order) {
+    for (const uint32_t size_code : {3U, 4U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(numeral_value_byte_order_convert(~uint64_t{0}, 0, 0, size_code), ~uint64_t{0});
+    }
+}
+
 } // namespace
