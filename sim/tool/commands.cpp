@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "sim/tool/lists.h"
-#include "sim/tool/web.h"
 
 namespace varnel::sim::tool {
 

@@ -38,5 +38,6 @@ void add_trace(argument_parser app, invocation &call);
 void add_record(argument_parser app, invocation &call);
 void add_compare(argument_parser app, invocation &call);
 void add_wait(argument_parser app, invocation &call);
+void add_web(argument_parser app, invocation &call);
 
 } // namespace varnel::sim::tool

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // varnel-sim web: the board in a browser.
 
-#include "sim/tool/web.h"
-
 #include <array>
 #include <cerrno>
 #include <csignal>
