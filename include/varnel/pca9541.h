@@ -74,6 +74,18 @@ int pca9541_clear_intstatus(uint32_t device);
  * @oddity{0 does not mean ownership} The call neither retries nor waits, and does not check the outcome. Read
  * the control register: this master has the bus when MYBUS equals NMYBUS and BUSON differs from NBUSON.
  *
+ * @oddity{Two masters that take the bus together get nothing} When both read before either writes, each write is
+ * made for a register that the other one changes: a bus that nobody had stays off, and both calls return 0.
+ * Masters that try again together fail again. Wait before another try, each master for another time.
+ *
+ * @oddity{A take interrupts the other master} The selector is not a lock. The other master can take the bus
+ * between any two transfers, also when both take it only while they see that nobody has it. The loser's next
+ * transfer to the bus fails (ENXIO), and bit 3 (BUS_LOST) of its interrupt status is set. Take the bus and begin
+ * all of the sequence again: a new take in the middle of it hides what the other master did in between. A
+ * sequence of transfers that all succeeded after one take was not interrupted.
+ *
+ * A master that is killed or reset keeps the bus until the other one takes it.
+ *
  * @param device  device handle.
  * @return 0 when both transfers succeeded, -1 otherwise.
  */

@@ -2,6 +2,8 @@
 
 A queue on a named pipe (varnel/message.h) with the file lock of libvarnel_platform.
 
+Calls: post_message, post_message_to_named_queue, post_message_non_block, get_message, file_lock_write, file_unlock
+
 Modelled: processes 0 (two threads, p0 and p1) and 1 (p2) post a record each, p3 receives them; a step is one system call,
 or some of which only one matters to the others. All posters share one descriptor, as after fork(). The lock has its three
 parts: the table of a process's threads, the record lock on all bytes but the first, the lock of an open file description on

@@ -13,7 +13,8 @@ namespace {
 
 using namespace varnel::models;
 
-const std::map<std::string, stage (*)()> stages{{"queue", queue_stage}, {"sem_lock", sem_lock_stage}};
+const std::map<std::string, stage (*)()> stages{
+    {"queue", queue_stage}, {"selector", selector_stage}, {"sem_lock", sem_lock_stage}};
 
 std::string replay_file(const std::string &model, const char *path) {
     std::ifstream file(path);
@@ -33,7 +34,7 @@ std::string replay_file(const std::string &model, const char *path) {
 
 int main(int count, char **words) {
     if (count < 3 || !stages.contains(words[1])) {
-        std::fputs("usage: model_replay queue|sem_lock FILE...\n", stderr);
+        std::fputs("usage: model_replay queue|selector|sem_lock FILE...\n", stderr);
         return 2;
     }
     std::signal(SIGPIPE, SIG_IGN);

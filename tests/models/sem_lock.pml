@@ -2,6 +2,8 @@
 
 Locks between processes (varnel/sem_lock.h), whose holders may be killed.
 
+Calls: get_sem_lock, wait_sem_lock, try_sem_lock, release_sem_lock
+
 Modelled: processes that find the lock by its key file and take and release it some times, one system call a step; what
 semop(2) says of the kernel: operations of one call are one step, a waiter continues when its operations can be performed,
 the end of a process adds what SEM_UNDO noted, but not below 0. A process may be killed before each step and while it

@@ -5,6 +5,7 @@
 
 namespace varnel::models {
 
+stage selector_stage();
 stage sem_lock_stage();
 stage queue_stage();
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The calls that are steps of actors: the library's and the platform's calls come here first.
+#undef _FILE_OFFSET_BITS // with 64, open() and open64() are one function
 #include <algorithm>
 #include <cstdarg>
 #include <cstdint>
