@@ -56,7 +56,7 @@ class Workers:
         worker = self.free.get()
         try:
             job = {"command": [str(self.folder / program), f"--gtest_filter={tests}", "--gtest_fail_fast"],
-                   "environment": environment, "processor_limit": int(10 * normal) + 3, "time_limit": 10 * normal + 15}
+                   "environment": environment, "processor_limit": int(10 * normal) + 3, "time_limit": 10 * normal + 6}
             worker.stdin.write(json.dumps(job) + "\n")
             worker.stdin.flush()
             answer = worker.stdout.readline()
@@ -139,5 +139,5 @@ def judge(workers: Workers, recorded: dict[Test, Recorded], number: int, groups:
         done = workers.run(program, ":".join(test.name for test in tests), seconds, **environment)
         if done["status"] != 0:
             reason = "" if done["in_time"] else ", out of time"
-            return Outcome("killed", f"{program} {failed_test(done['output'])}{reason}")
+            return Outcome("killed", f"{pathlib.Path(program).name} {failed_test(done['output'])}{reason}")
     return Outcome("survived")
