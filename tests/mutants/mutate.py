@@ -12,9 +12,11 @@ import sys
 import accepted
 import catalogue
 import compiled
+import results
 import runs
 
 RESULTS = catalogue.BUILD / "results"
+BY_FUNCTION = pathlib.Path(__file__).with_name("results.json")
 LEAST_SCORE = 98.0  # per cent
 KILLED = "killed"
 REFUSED = "refused"
@@ -126,14 +128,23 @@ def place_of(mutant: dict) -> str:
     return f"{mutant['file']}:{mutant['line']}: {mutant['was']} -> {mutant['became']}"
 
 
-def score_of(results: list[dict], entries: list[accepted.Accepted]) -> Score:
+def judged(outcomes: list[dict], entries: list[accepted.Accepted]) -> list[tuple[dict, str]]:
+    """Each with killed, refused, accepted or survived."""
+    def state(outcome: dict) -> str:
+        if outcome["state"] in (KILLED, REFUSED):
+            return outcome["state"]
+        return "survived" if accepted.reason_for(entries, outcome) is None else "accepted"
+
+    return [(outcome, state(outcome)) for outcome in outcomes]
+
+
+def score_of(judgements: list[tuple[dict, str]]) -> Score:
     """Prints the survivors that nobody accepted."""
-    states = collections.Counter(result["state"] for result in results)
-    survivors = [r for r in results if r["state"] not in (KILLED, REFUSED)]
-    open_ones = [r for r in survivors if accepted.reason_for(entries, r) is None]
-    for survivor in open_ones:
-        print(f"{place_of(survivor)} ({survivor['function']}: {survivor['state']}, {survivor['number']})")
-    return Score(states[KILLED], len(survivors) - len(open_ones), len(open_ones), states[REFUSED])
+    for outcome, state in judgements:
+        if state == "survived":
+            print(f"{place_of(outcome)} ({outcome['function']}: {outcome['state']}, {outcome['number']})")
+    states = collections.Counter(state for _, state in judgements)
+    return Score(states[KILLED], states["accepted"], states["survived"], states[REFUSED])
 
 
 def report(scores: dict[str, Score]) -> float:
@@ -144,13 +155,30 @@ def report(scores: dict[str, Score]) -> float:
     return total.percent
 
 
+def by_function(file: str, states: list[tuple[str, int, str]]) -> dict:
+    return {"source": results.source_digest(catalogue.ROOT / file), "functions": results.functions_of(states)}
+
+
+def keep_by_function(session: Session, fresh: dict) -> None:
+    """Writes results.json, and prints what it knows of all files."""
+    mutants = [m for m in session.all.mutants.values() if m.number not in session.all.refused]
+    every = {file: by_function(file, [(m.function, m.line, "not_run") for m in mutants if m.file == file])
+             for file in session.all.places}
+    known = results.merged(results.read(BY_FUNCTION), fresh, every)
+    BY_FUNCTION.write_text(results.text_of(known))
+    counts = ", ".join(f"{results.total(known, state)} {state.replace('_', ' ')}" for state in results.STATES)
+    print(f"with earlier runs, in {BY_FUNCTION.relative_to(catalogue.ROOT)}: {counts}")
+
+
 def chosen_files(known: list[str], wanted: list[str]) -> list[str]:
-    """A file, or all below a folder."""
-    chosen = [file for file in known if not wanted or any(file == w or file.startswith(w.rstrip("/") + "/") for w in wanted)]
-    for w in wanted:
-        if not any(file == w or file.startswith(w.rstrip("/") + "/") for file in known):
+    """A file, or all below a folder, in the order of `wanted`."""
+    chosen = []
+    for w in wanted or catalogue.MUTATED:
+        found = [file for file in known if file == w or file.startswith(w.rstrip("/") + "/")]
+        if not found:
             print(f"script/mutate: unknown: {w}; sources are {known[0]} to {known[-1]}", file=sys.stderr)
             sys.exit(2)
+        chosen += [file for file in found if file not in chosen]
     return chosen
 
 
@@ -168,11 +196,14 @@ def run_files(session: Session, files: list[str]) -> bool:
     entries = accepted.read(pathlib.Path(__file__).with_name("survivors.txt"))
     session.start()
     RESULTS.mkdir(exist_ok=True)
-    scores = {}
+    scores, fresh = {}, {}
     for file in files:
-        scores[file] = score_of(session.results_of(file), entries)
+        judgements = judged(session.results_of(file), entries)
+        scores[file] = score_of(judgements)
+        fresh[file] = by_function(file, [(o["function"], o["line"], state) for o, state in judgements if state != REFUSED])
         print(f"{file}: {scores[file].killed} killed, {scores[file].survived} survived", flush=True)
     session.workers.close()
+    keep_by_function(session, fresh)
     unused = accepted.unused(entries, set(files))
     print(*unused, sep="\n")
     return report(scores) >= LEAST_SCORE and not unused

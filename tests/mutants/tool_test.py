@@ -9,6 +9,7 @@ import pytest
 
 import accepted
 import places
+import results
 import rewrite
 import runs
 
@@ -136,3 +137,31 @@ def test_incomplete_entries_are_refused(tmp_path):
     file.write_text("src/a.cpp: f\n  line: return 1;\n")
     with pytest.raises(SystemExit, match="survivors.txt:1: needs"):
         accepted.read(file)
+
+
+def entry(source, **counts):
+    return {"source": source, "functions": {"f": {"lines": [1, 2]} | dict.fromkeys(results.STATES, 0) | counts}}
+
+
+def test_results_of_functions_have_the_lines_and_the_number_of_each_state():
+    assert results.functions_of([("g", 7, "killed"), ("f", 3, "accepted"), ("g", 5, "survived"), ("g", 5, "killed")]) == {
+        "f": {"lines": [3, 3], "killed": 0, "survived": 0, "accepted": 1, "not_run": 0},
+        "g": {"lines": [5, 7], "killed": 2, "survived": 1, "accepted": 0, "not_run": 0}}
+
+
+def test_results_of_earlier_runs_stay_until_the_source_changes():
+    every = {file: entry("new", not_run=3) for file in ("a", "b", "c", "d")}
+    known = {"a": entry("new", killed=3), "b": entry("old", killed=3), "c": entry("new", survived=3), "gone": entry("new")}
+    fresh = {"c": entry("new", killed=3)}
+    assert results.merged(known, fresh, every) == {
+        "a": entry("new", killed=3), "b": entry("new", not_run=3), "c": entry("new", killed=3), "d": entry("new", not_run=3)}
+
+
+def test_results_are_written_a_line_for_each_function(tmp_path):
+    table = {"b": entry("1", killed=2), "a": entry("2", not_run=1)}
+    text = results.text_of(table)
+    assert text.splitlines()[1:3] == ['"a": {"source": "2", "functions": {',
+                                      '  "f": {"lines": [1, 2], "killed": 0, "survived": 0, "accepted": 0, "not_run": 1}}},']
+    (tmp_path / "results.json").write_text(text)
+    assert results.read(tmp_path / "results.json") == table
+    assert results.total(table, "killed") == 2
