@@ -61,10 +61,10 @@
  * old.
  *
  * A power failure before the file system has written its cache back (usually seconds later) can leave the old
- * text or the new text, either with empty lines or NULs after it, or, in a file of several blocks, a mixture
- * of new and old blocks. Which of these depends on the file system. The new text need not be on the flash
- * when the call returns; sync() writes it there. When a network file system reports an error only at close(),
- * the result is -1, but the old text may not be restored.
+ * text or the new text, either with empty lines or NULs after it or cut off at the other one's length, or, in
+ * a file of several blocks, a mixture of new and old blocks. Which of these depends on the file system. The
+ * new text need not be on the flash when the call returns; sync() writes it there. When a network file system
+ * reports an error only at close(), the result is -1, but the old text may not be restored.
  *
  * @par Null pointers
  * A null pointer is a programming error and ends the process through an assertion.

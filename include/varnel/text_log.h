@@ -32,6 +32,10 @@
  * its limit by one entry: leave room for it. The file is moved when it is strictly larger than the limit; a
  * limit of 0 moves any file that is not empty, a negative limit any file.
  *
+ * @par Crashes
+ * A process that is killed in a call leaves an entry of up to 16 KiB as a whole or not at all. Nothing is
+ * synced: a power failure can take the entries of the last seconds, or leave NULs in their place.
+ *
  * @par Results
  * @oddity{Dropped entries return 0} The result is 0 when the entry was written, and also when the file could
  * not be opened and the entry was dropped; otherwise it is the result of fclose(), EOF (-1) on a full disk.
