@@ -37,7 +37,8 @@ struct taken_file {
     dev_t file_system;
     ino_t inode;
     pthread_t thread;
-    int opened; ///< descriptor that has the lock of the first byte, or not_opened
+    int locked_by; ///< the caller's descriptor
+    int opened;    ///< descriptor that has the lock of the first byte, or not_opened
     bool used;
 
     [[nodiscard]] bool is(const struct stat &file) const {
@@ -84,7 +85,7 @@ struct taking {
 };
 
 /// Waits for the lock of the file among the threads of this process.
-taking lock_among_threads(const struct stat &file) {
+taking lock_among_threads(int fd, const struct stat &file) {
     const exclusive table(taken_files_mutex);
     const bool has_others = holds_another(file);
     taken_file *holder = find(file);
@@ -98,7 +99,7 @@ taking lock_among_threads(const struct stat &file) {
     if (place == taken_files.end()) {
         return {nullptr, false, has_others};
     }
-    *place = {file.st_dev, file.st_ino, pthread_self(), not_opened, true};
+    *place = {file.st_dev, file.st_ino, pthread_self(), fd, not_opened, true};
     return {place, false, has_others};
 }
 
@@ -118,6 +119,14 @@ holding look_up(const struct stat &file) {
     taken_file *const holder = find(file);
     const bool mine = holder != nullptr && holder->is_mine();
     return {mine ? holder : nullptr, holder != nullptr && !mine};
+}
+
+/// The file that the calling thread has locked by that descriptor.
+taken_file *find_mine(int fd) {
+    const exclusive table(taken_files_mutex);
+    auto *const found = std::ranges::find_if(
+        taken_files, [fd](const taken_file &each) { return each.is_mine() && each.locked_by == fd; });
+    return found == taken_files.end() ? nullptr : found;
 }
 
 struct byte_range {
@@ -178,9 +187,10 @@ int wait_for_first_byte(int fd, int opened) {
     return error;
 }
 
+/// A failed fstat() does not mean that the descriptor is closed.
 bool is_open_at(int descriptor, const taken_file &taken) {
     struct stat file {};
-    return descriptor != not_opened && fstat(descriptor, &file) == 0 && taken.is(file);
+    return descriptor != not_opened && (fstat(descriptor, &file) == 0 ? taken.is(file) : errno != EBADF);
 }
 
 /// Closing a descriptor of the file also ends the process's record locks on it. The check is for daemons that
@@ -227,7 +237,7 @@ int lock_again(int fd, const taken_file &taken, bool has_others) {
 }
 
 int lock(int fd, const struct stat &file) {
-    const taking taken = lock_among_threads(file);
+    const taking taken = lock_among_threads(fd, file);
     if (taken.place == nullptr) {
         return ENOLCK;
     }
@@ -241,6 +251,8 @@ int lock(int fd, const struct stat &file) {
     return error;
 }
 
+int refuse(int /*fd*/, int error) { return error; }
+
 /// Does nothing for a thread that does not hold the lock, because another thread may take it at any moment.
 int unlock(int fd, const struct stat &file) {
     const holding held = look_up(file);
@@ -251,6 +263,17 @@ int unlock(int fd, const struct stat &file) {
     return held.other_thread ? EPERM : 0;
 }
 
+/// The same when fstat() does not tell which file it is.
+int unlock_unknown(int fd, int error) {
+    taken_file *const mine = error != EBADF ? find_mine(fd) : nullptr;
+    if (mine == nullptr) {
+        return error;
+    }
+    unlock_in_kernel(fd, *mine);
+    give_back(*mine);
+    return 0;
+}
+
 /// The result of a platform function; errno changes only on failure.
 int result(int error, int errno_before) {
     errno = error == 0 ? errno_before : error;
@@ -258,12 +281,12 @@ int result(int error, int errno_before) {
 }
 
 /// Performs `operation` with cancellation disabled: a thread cancelled in it would leave the file locked.
-int with_file(int fd, int (*operation)(int, const struct stat &)) {
+int with_file(int fd, int (*operation)(int, const struct stat &), int (*without_status)(int, int)) {
     const int errno_before = errno;
     int cancel_state = PTHREAD_CANCEL_ENABLE;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
     struct stat file {};
-    const int error = fstat(fd, &file) == 0 ? operation(fd, file) : errno;
+    const int error = fstat(fd, &file) == 0 ? operation(fd, file) : without_status(fd, errno);
     pthread_setcancelstate(cancel_state, nullptr);
     return result(error, errno_before);
 }
@@ -272,6 +295,10 @@ int with_file(int fd, int (*operation)(int, const struct stat &)) {
 
 } // namespace varnel::platform
 
-int file_lock_write(int fd) { return varnel::platform::with_file(fd, varnel::platform::lock); }
+int file_lock_write(int fd) {
+    return varnel::platform::with_file(fd, varnel::platform::lock, varnel::platform::refuse);
+}
 
-int file_unlock(int fd) { return varnel::platform::with_file(fd, varnel::platform::unlock); }
+int file_unlock(int fd) {
+    return varnel::platform::with_file(fd, varnel::platform::unlock, varnel::platform::unlock_unknown);
+}
