@@ -14,15 +14,14 @@
 namespace {
 
 constexpr std::size_t line_size = DEBUG_LOG_LINE_MAX + 1; // with its terminator
-constexpr std::size_t prefix_size = line_size - 1;
-constexpr int dump_row = 20; // bytes of a dump in one line
+constexpr int dump_row = 20;                              // bytes of a dump in one line
 constexpr std::size_t byte_width = 3;
 
 std::atomic<bool> opened = false;
 
 const char *level_name(int32_t priority) {
-    static constexpr std::array<const char *, 8> names{"EMERGENCY", "ALERT",  "CRITICAL", "ERROR",
-                                                       "WARNING",   "NOTICE", "INFO",     "DEBUG"};
+    static constexpr std::array names{"EMERGENCY", "ALERT",  "CRITICAL", "ERROR",
+                                      "WARNING",   "NOTICE", "INFO",     "DEBUG"};
     // cppcheck-suppress CastIntegerToAddressAtReturn // cppcheck does not see that the array holds pointers
     return names[static_cast<uint32_t>(priority) & 7U];
 }
@@ -34,10 +33,8 @@ class dump_text {
         std::snprintf(text_.data() + length_, text_.size() - length_, " %2x", byte);
         length_ += byte_width;
     }
-    void clear() {
-        text_[0] = '\0';
-        length_ = 0;
-    }
+    /// The text stays until the next append().
+    void clear() { length_ = 0; }
     [[nodiscard]] const char *c_str() const { return text_.data(); }
 
   private:
@@ -71,7 +68,7 @@ void IDBG_LINUXAPP_DbgInit() {
 void IDBG_LINUXAPP_DbgLog(int32_t priority, const char *format, ...) {
     IDBG_LINUXAPP_DbgInit();
     std::array<char, line_size> line;
-    const int prefix = std::snprintf(line.data(), prefix_size, "[%d %s]", getpid(), level_name(priority));
+    const int prefix = std::snprintf(line.data(), line.size(), "[%d %s]", getpid(), level_name(priority));
     std::va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(line.data() + prefix, line.size() - static_cast<std::size_t>(prefix), format, arguments);

@@ -24,6 +24,7 @@
 
 #include "config/ini_model.h"
 #include "support/assertion_lines.h"
+#include "support/child_process.h"
 #include "support/private_mounts.h"
 #include "support/scratch_folder.h"
 
@@ -372,6 +373,18 @@ TEST_F(ini_file, set_keeps_inode_and_mode_and_leaves_no_other_file) {
     EXPECT_EQ(rename("T", "U"), 0);
     EXPECT_TRUE(identity_of(path_) == before);
     EXPECT_THAT(folder_.names(), ElementsAre("config.ini"));
+}
+
+/// A daemon may have closed its standard input.
+TEST_F(ini_file, file_opened_as_descriptor_0_is_used_and_closed) {
+    write("[S]\nk=v\n");
+    varnel::test::child_process daemon([&] {
+        close(STDIN_FILENO);
+        const bool done = get("S", "k") == "v" && set("S", "k", "new") == 0;
+        return done && fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 1;
+    });
+    EXPECT_TRUE(daemon.exits_with(0));
+    EXPECT_EQ(text(), "[S]\nk=new\n");
 }
 
 TEST_F(ini_file, set_fails_when_the_file_cannot_be_opened) {

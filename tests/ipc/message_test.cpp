@@ -554,11 +554,13 @@ TEST_F(receiving_a_record, time_out_is_converted_to_32_bit_microseconds) {
     EXPECT_THAT(reads, IsEmpty());
 }
 
-TEST_F(receiving_a_record, descriptor_1023_can_be_waited_for) {
+TEST_F(receiving_a_record, descriptors_0_and_1023_can_be_waited_for) {
     recorded_select recorded;
-    EXPECT_EQ(get_message(buffer.data(), 1023, 1), -1);
-    EXPECT_EQ(recorded.limit, 1024);
-    EXPECT_THAT(recorded.input, ElementsAre(1023));
+    for (const int fd : {0, 1023}) {
+        EXPECT_EQ(get_message(buffer.data(), fd, 1), -1);
+        EXPECT_EQ(recorded.limit, fd + 1);
+        EXPECT_THAT(recorded.input, ElementsAre(fd));
+    }
 }
 
 TEST_F(receiving_a_record, time_out_prints_nothing) {

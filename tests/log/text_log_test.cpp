@@ -251,6 +251,24 @@ TEST_F(text_log, entry_of_any_length_is_complete) {
     }
 }
 
+/// Calls of write() and the like by this process so far; none when the kernel does not count them.
+std::optional<unsigned long> writes_so_far() {
+    const std::string counts = read_file("/proc/self/io").value_or("");
+    const std::size_t found = counts.find("syscw: ");
+    return found == std::string::npos ? std::nullopt
+                                      : std::optional(std::stoul(counts.substr(found + sizeof "syscw:")));
+}
+
+TEST_F(text_log, entry_of_16000_bytes_is_one_write) {
+    const std::string text(16'000, 'x');
+    const std::optional<unsigned long> before = writes_so_far();
+    EXPECT_EQ(log_str("log", "%s", text.c_str()), 0);
+    if (!before) {
+        GTEST_SKIP() << "the kernel does not count the writes of a process";
+    }
+    EXPECT_EQ(writes_so_far(), *before + 1);
+}
+
 TEST_F(text_log, entries_of_several_processes_do_not_mix) {
     constexpr int writers = 4;
     constexpr int entries = 100;

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <linux/i2c.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -127,6 +128,37 @@ TEST_F(i2c, addresses_above_7_bits_fail_without_bus_traffic) {
     EXPECT_EQ(errno, EINVAL);
     EXPECT_THAT(kernel.calls(), IsEmpty());
     EXPECT_EQ(write({1}, 0x7F), 1);
+}
+
+/// A thread that is cancelled during a transfer, and its result.
+int write_of_a_cancelled_thread(std::function<int()> write) {
+    struct {
+        std::function<int()> write;
+        int result = 0;
+    } cancelled{std::move(write)};
+    pthread_t thread{};
+    const auto body = [](void *given) -> void * {
+        auto &mine = *static_cast<decltype(cancelled) *>(given);
+        mine.result = mine.write();
+        pthread_testcancel();
+        return nullptr;
+    };
+    void *end = nullptr;
+    EXPECT_EQ(pthread_create(&thread, nullptr, body, &cancelled), 0);
+    EXPECT_EQ(pthread_join(thread, &end), 0);
+    EXPECT_EQ(end, PTHREAD_CANCELED);
+    return cancelled.result;
+}
+
+TEST_F(i2c, cancelled_thread_completes_its_transfer) {
+    plug(with_messages);
+    kernel.before_transfer = [] {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    };
+    EXPECT_EQ(write_of_a_cancelled_thread([&] { return write({1}); }), 1);
+    kernel.before_transfer = [] {};
+    EXPECT_EQ(write({2}), 1);
 }
 
 TEST_F(i2c, missing_bus_fails_with_enodev) {
@@ -398,15 +430,18 @@ TEST_F(i2c_descriptor, is_closed_on_exec) {
 
 TEST_F(i2c_descriptor, never_occupies_a_standard_stream) {
     plug(with_messages);
-    const int kept = dup(STDIN_FILENO);
-    close(STDIN_FILENO);
-    const int descriptor = descriptor_in_use();
-    const bool taken = is_open(STDIN_FILENO);
-    dup2(kept, STDIN_FILENO);
-    close(kept);
-    EXPECT_GT(descriptor, STDERR_FILENO);
-    EXPECT_FALSE(taken);
-    EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+    for (const int stream : {STDIN_FILENO, STDERR_FILENO}) {
+        const int kept = dup(stream);
+        close(stream);
+        const int descriptor = descriptor_in_use();
+        const bool taken = is_open(stream);
+        dup2(kept, stream);
+        close(kept);
+        EXPECT_GT(descriptor, STDERR_FILENO);
+        EXPECT_FALSE(taken);
+        EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+        close(descriptor);
+    }
 }
 
 TEST_F(i2c_descriptor, is_opened_again_after_the_daemon_closed_it) {
