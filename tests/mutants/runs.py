@@ -56,7 +56,7 @@ class Workers:
         worker = self.free.get()
         try:
             job = {"command": [str(self.folder / program), f"--gtest_filter={tests}", "--gtest_fail_fast"],
-                   "environment": environment, "processor_limit": int(10 * normal) + 3, "time_limit": 10 * normal + 6}
+                   "environment": environment, "processor_limit": int(3 * normal) + 3, "time_limit": 4 * normal + 6}
             worker.stdin.write(json.dumps(job) + "\n")
             worker.stdin.flush()
             answer = worker.stdout.readline()
