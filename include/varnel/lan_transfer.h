@@ -86,8 +86,8 @@ extern int g_transfer_server_ok;
  * served.
  *
  * - The file is opened once; its size is read again for each client.
- * - A client that disconnects counts as served, and the sender waits for the next one. SIGPIPE is blocked in
- *   this thread, so it does not end the process.
+ * - A client that disconnects counts as served, even one that is killed before it is accepted, and the sender waits for
+ *   the next one. SIGPIPE is blocked in this thread, so it does not end the process.
  * - There is no time limit: a client that reads nothing delays the others.
  * - After a failed listen or accept the file stays open.
  *
@@ -133,8 +133,13 @@ enum lan_transfer_result {
  * @oddity{Short files return 0} Receiving ends when the announced size has been received or the sender closes
  * the connection: when it closes early, the result is 0 and the file is short. After an empty file the call
  * waits for the close: one second for the sender's last client, until the sender's process ends for the
- * others. Bytes beyond the announced size that come with the same recv(2) are written too. Compare size and
- * digest.
+ * others. A receiver that connects while the sender serves the last of its `count` clients gets 0 and an empty file
+ * when the sender ends. Bytes beyond the announced size that come with the same recv(2) are written too. Compare size
+ * and digest.
+ *
+ * @oddity{A size in pieces spoils the file} The size is read with one recv(2). When the network delivers its four bytes
+ * in pieces, those that come later are stored as the beginning of the file, and receiving ends at another size, usually
+ * with 0. Compare size and digest.
  *
  * Needs a little more than LAN_TRANSFER_CHUNK bytes of stack.
  *

@@ -42,11 +42,12 @@ long with_error(long result) { return result == -1 ? -errno : result; }
 
 bool acting() { return in_function; }
 
-void stop_before(std::string_view name) {
+std::string stop_before(std::string_view name) {
     const int error = errno;
     say("at " + std::string(name));
-    next_order();
+    std::string result = next_order();
     errno = error;
+    return result;
 }
 
 void report_result(std::string_view name, long result) {

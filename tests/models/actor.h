@@ -24,8 +24,8 @@ struct actor_link {
 /// Whether the calling thread is an actor in the middle of a function.
 bool acting();
 
-/// Reports "at NAME" and waits until it may go on.
-void stop_before(std::string_view name);
+/// Reports "at NAME" and waits until it may go on. Returns the result that the schedule has, empty when it has none yet.
+std::string stop_before(std::string_view name);
 
 /// Reports "NAME = RESULT", and a negative error instead of -1. errno is unchanged.
 void report_result(std::string_view name, long result);

@@ -126,8 +126,10 @@ class player {
     for (const int each : actors) {
         threads.emplace_back([&, each] { act(players[each].link(), objects.performer_of(each)); });
     }
-    threads.clear(); // waits for ever
-    _exit(0);
+    threads.clear(); // until functions have ended all threads
+    for (;;) {
+        pause();
+    }
 }
 
 class performance {
@@ -193,7 +195,7 @@ class performance {
                           const std::string &result) {
         if (how != "ends" && who.waits_in != step) {
             reach(who, step);
-            who.order("");
+            who.order(how == "=" ? result : "");
         }
         who.waits_in.clear();
         if (how == "waits") {

@@ -39,6 +39,11 @@ struct divergence : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// Thrown by a stage: the objects cannot be made here.
+struct unavailable : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 void replay(const stage &objects, const std::vector<std::string> &schedule);
 
 } // namespace varnel::models

@@ -8,5 +8,6 @@ namespace varnel::models {
 stage selector_stage();
 stage sem_lock_stage();
 stage queue_stage();
+stage transfer_stage();
 
 } // namespace varnel::models
