@@ -138,10 +138,11 @@ enum lan_transfer_result {
  * and digest.
  *
  * @oddity{A size in pieces spoils the file} The size is read with one recv(2). When the network delivers its four bytes
- * in pieces, those that come later are stored as the beginning of the file, and receiving ends at another size, usually
- * with 0. Compare size and digest.
+ * in pieces, or a signal handler interrupts that call, those that come later are stored as the beginning of the file,
+ * and receiving ends at another size, usually with 0. Compare size and digest.
  *
- * Needs a little more than LAN_TRANSFER_CHUNK bytes of stack.
+ * Needs a little more than LAN_TRANSFER_CHUNK bytes of stack. A process that is killed in the call leaves the
+ * beginning of what was sent, or an empty file.
  *
  * errno is that of the failed call, unless closing the socket changes it. After LAN_TRANSFER_RECEIVE_FAILED and
  * LAN_TRANSFER_WRITE_FAILED the last bytes received may be missing from the file. The final flush is not

@@ -46,7 +46,9 @@ extern "C" {
 #endif
 
 /**
- * Writes a document to a file, which is created or emptied.
+ * Writes a document to a file, which is created or emptied. A process that is killed in the call leaves the
+ * beginning of the text, or an empty file. To keep the old text until the new one is complete, write another
+ * file, fsync(2) it and rename(2) it.
  *
  * @oddity{Failed writes are not reported} Only opening and closing are: a full disk can give a short file and
  * 0. Where that matters, use xml_write_file() and ferror(3).

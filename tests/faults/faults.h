@@ -32,7 +32,7 @@ struct answer {
     int closed = 0;    ///< descriptors that were open before
     int threads = 0;
     int file_locks = 0; ///< on the scenario's file
-    bool leaks = false; ///< memory; known under AddressSanitizer
+    bool leaks = false; ///< memory; with VARNEL_FAULTS=full, under AddressSanitizer
 };
 
 /// One run.
@@ -47,17 +47,31 @@ class run {
     [[nodiscard]] bool undisturbed() const { return met_ == nullptr; }
     /// The errno of the failed call, 0 without one.
     [[nodiscard]] int error() const { return met_ != nullptr && met_->how ? met_->how->number : 0; }
-    [[nodiscard]] bool failed(std::string_view call) const {
-        return error() != 0 && name_of(met_->usual.number) == call;
-    }
-    /// Whether the nth call of that name failed, counted from 0.
+
+    // Whether a call of that name failed, moved only half of the bytes, or found the end; the nth, counted from 0, or the
+    // one about that file.
+    [[nodiscard]] bool failed(std::string_view call) const { return error() != 0 && disturbed(call); }
     [[nodiscard]] bool failed(std::string_view call, std::size_t nth) const {
-        return failed(call) && occurrence_ == nth;
+        return failed(call) && nth == occurrence_;
     }
     [[nodiscard]] bool failed_on(std::string_view call, std::string_view path) const {
-        return failed(call) && met_->usual.path == path;
+        return failed(call) && is_about(path);
     }
-    [[nodiscard]] bool cut_short_on(std::string_view call, std::string_view path) const;
+    [[nodiscard]] bool cut_short(std::string_view call) const {
+        return disturbed(call) && met_->how->what == effect::shape::short_count;
+    }
+    [[nodiscard]] bool cut_short(std::string_view call, std::size_t nth) const {
+        return cut_short(call) && nth == occurrence_;
+    }
+    [[nodiscard]] bool cut_short_on(std::string_view call, std::string_view path) const {
+        return cut_short(call) && is_about(path);
+    }
+    [[nodiscard]] bool found_the_end(std::string_view call, std::size_t nth) const {
+        return disturbed(call) && met_->how->what == effect::shape::end && nth == occurrence_;
+    }
+    [[nodiscard]] bool disturbed(std::string_view call) const {
+        return met_ != nullptr && met_->how && name_of(met_->usual.number) == call;
+    }
 
     /// What is right for this run, where it is not 0.
     void leaves_open(int descriptors) { left_open_ = descriptors; }
@@ -65,6 +79,9 @@ class run {
 
   private:
     friend class faults;
+
+    [[nodiscard]] bool is_about(std::string_view path) const { return met_->usual.path == path; }
+
     const fault *met_;
     std::size_t occurrence_;
     int left_open_ = 0;
@@ -77,11 +94,12 @@ struct scenario {
     std::function<void(run &)> judge;   ///< after each run, with EXPECT_...
     std::string file = {};              ///< no lock may be left on it
     std::function<void()> begin = {};   ///< in that process, before its system calls are seen; may be empty
+    bool ends_thread = false;           ///< call() ends its thread
 };
 
 /// A test is named after the exported function that it calls. In the report of --gtest_output=json:FILE it has the
 /// number of system calls, of faults tried, and of kills. With VARNEL_FAULTS=full in the environment all faults are tried,
-/// otherwise the two likeliest of each call.
+/// otherwise the two likeliest, of the first and the last call of a name about a file.
 class faults : public ::testing::Test {
   protected:
     void try_all(const scenario &what);

@@ -118,11 +118,11 @@ class tracer {
             return;
         }
         const bool is_new = !seen_[thread];
-        seen_[thread] = true;
-        if (is_new && thread == process_) {
+        if (seen_.size() == 1) {
             ptrace(PTRACE_SETOPTIONS, thread, nullptr,
                    PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL);
         }
+        seen_[thread] = true;
         const bool is_event = status >> 16 != 0;
         go_on(thread, is_new || is_event ? 0 : signal);
     }

@@ -26,7 +26,8 @@ struct traced {
 /// Whether the machine permits it.
 [[nodiscard]] bool can_trace();
 
-/// In the process of trace(): from here on, or no longer, its system calls are seen.
+/// In the process of trace(): from here on, or no longer, the system calls of this thread, and of those that it starts,
+/// are seen.
 void start_of_calls();
 void end_of_calls();
 

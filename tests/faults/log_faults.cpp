@@ -2,12 +2,14 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
 
 #include "faults/faults.h"
 #include "platform/private_dev.h"
 #include "varnel/debug_log.h"
+#include "varnel/smbus.h"
 #include "varnel/text_log.h"
 
 namespace varnel::test {
@@ -99,6 +101,19 @@ TEST_F(debug_log_faults, IDBG_LINUXAPP_DbgLog) {
 TEST_F(debug_log_faults, IDBG_LINUXAPP_DbgLogBuf) {
     static constexpr std::array<uint8_t, 21> bytes{1, 2, 3};
     try_log([] { IDBG_LINUXAPP_DbgLogBuf(3, "main.c", 42, bytes.data(), bytes.size()); }, 3);
+}
+
+using output_faults = faults;
+
+/// Here, each line that is printed is a write(2).
+TEST_F(output_faults, printf_buf) {
+    static constexpr std::array<uint8_t, 3> bytes{1, 2, 255};
+    try_all({.prepare = [] {},
+             .call = [](answer &said) { said.numbers[0] = printf_buf(bytes.data(), bytes.size()); },
+             .judge =
+                 [](run &r) {
+                     EXPECT_TRUE(r.killed() || r.said.numbers[0] == (r.failed("write", 1) ? EOF : '\n'));
+                 }});
 }
 
 } // namespace

@@ -116,17 +116,17 @@ std::vector<effect> effects_of(const system_call &call) {
     }
     const call_kind &kind = *kind_of(call.number);
     std::vector<effect> effects;
-    const bool moves = kind.how == ways::moves_bytes || kind.how == ways::receives_bytes;
-    if (moves && call.result >= 2) {
-        effects.push_back({short_count});
-    }
-    if (kind.how == ways::receives_bytes && call.result > 0) {
-        effects.push_back({end});
-    }
     for (const int number : kind.errors) {
         if (number != 0) {
             effects.push_back({kind.how == ways::ends_and_fails ? error_afterwards : error, number});
         }
+    }
+    const bool moves = kind.how == ways::moves_bytes || kind.how == ways::receives_bytes;
+    if (moves && call.result >= 2) {
+        effects.insert(effects.begin() + 1, {short_count});
+    }
+    if (kind.how == ways::receives_bytes && call.result > 0) {
+        effects.push_back({end});
     }
     return effects;
 }
