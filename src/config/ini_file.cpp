@@ -119,7 +119,7 @@ bool varnel::ini_image::replace(const char *path, bounded_text &text) {
 bool varnel::ini_image::overwrite(int descriptor, bounded_text &text, long long size) {
     const auto length = static_cast<long long>(text.text().size());
     ssize_t n = 0;
-    if (size >= length || (is_within_limit(length) && lengthen(descriptor, size, length))) {
+    if (is_within_limit(length) && lengthen(descriptor, size, length)) {
         text.fill_up(length_, '\n');
         if (size > static_cast<long long>(text.text().size())) {
             text.fill_up(text.text().size() + 1, static_cast<char>(stop_byte));

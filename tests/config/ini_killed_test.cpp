@@ -2,12 +2,15 @@
 // Setters that are killed between two system calls, and inside the one that makes the file longer; whose calls a signal
 // interrupts, or fail at the end.
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -32,6 +35,8 @@ using varnel::test::write_file;
 interposed<ssize_t(int, const void *, std::size_t, off64_t)> pwrite_call("pwrite64");
 interposed<int(int, off64_t)> ftruncate_call("ftruncate64");
 interposed<int(int)> close_call("close");
+interposed<int(const char *, int, mode_t)> open_call("open64");
+interposed<ssize_t(int, const void *, std::size_t)> write_call("write");
 
 } // namespace
 
@@ -40,6 +45,16 @@ extern "C" ssize_t pwrite64(int file, const void *bytes, std::size_t size, off64
 }
 extern "C" int ftruncate64(int file, off64_t size) noexcept { return ftruncate_call(file, size); }
 extern "C" int close(int file) { return close_call(file); }
+extern "C" ssize_t write(int file, const void *bytes, std::size_t size) {
+    return write_call(file, bytes, size);
+}
+extern "C" int open64(const char *path, int flags, ...) {
+    va_list rest;
+    va_start(rest, flags);
+    const auto mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : mode_t{};
+    va_end(rest);
+    return open_call(path, flags, mode);
+}
 
 namespace {
 
@@ -133,6 +148,8 @@ class killed_setter : public ::testing::Test {
             }
             EXPECT_TRUE(content(found) == content(before) || content(found) == content(after))
                 << steps << " steps: " << testing::PrintToString(found);
+            EXPECT_TRUE(found.find('\xFF') == std::string::npos || before.find('\xFF') != std::string::npos)
+                << steps << " steps";
         }
     }
 
@@ -196,6 +213,69 @@ TEST_F(setter, writes_again_what_a_signal_interrupted) {
         EXPECT_EQ(set_config_string(path_.c_str(), c.section.c_str(), c.key.c_str(), c.value.c_str()), 0);
         EXPECT_GT(interruptions, 1);
     }
+}
+
+TEST_F(setter, fails_and_restores_the_file_when_truncating_it_fails) {
+    for (const change &c : changes) {
+        SCOPED_TRACE(c.what);
+        write_file(path_, c.before);
+        int calls = 0;
+        const stand_in<int, int, off64_t> failing(ftruncate_call, [&](int file, off64_t size) {
+            if (calls++ > 0) {
+                return ftruncate_call.real(file, size);
+            }
+            errno = EIO;
+            return -1;
+        });
+        const int32_t result =
+            set_config_string(path_.c_str(), c.section.c_str(), c.key.c_str(), c.value.c_str());
+        EXPECT_EQ(result, calls > 0 ? -1 : 0);
+        EXPECT_EQ(*read_file(path_) == c.before, calls > 0);
+    }
+}
+
+TEST_F(setter, fails_and_restores_the_file_when_it_is_written_in_part) {
+    for (const change &c : changes) {
+        SCOPED_TRACE(c.what);
+        write_file(path_, c.before);
+        bool cut = false;
+        const stand_in<ssize_t, int, const void *, std::size_t, off64_t> writing(
+            pwrite_call, [&](int file, const void *bytes, std::size_t size, off64_t place) {
+                const bool now =
+                    !cut && std::memchr(bytes, '[', size) != nullptr; // not the newlines that lengthen a file
+                cut = cut || now;
+                return pwrite_call.real(file, bytes, now ? size - 1 : size, place);
+            });
+        EXPECT_EQ(set_config_string(path_.c_str(), c.section.c_str(), c.key.c_str(), c.value.c_str()), -1);
+        EXPECT_EQ(*read_file(path_), c.before);
+    }
+}
+
+TEST_F(setter, fails_and_writes_nothing_when_the_file_cannot_be_opened_for_reading) {
+    write_file(path_, "[S]\nk=v\n");
+    for (const int error : {EMFILE, ENOMEM}) {
+        const stand_in<int, const char *, int, mode_t> opening(open_call,
+                                                               [&](const char *path, int flags, mode_t mode) {
+                                                                   if ((flags & O_ACCMODE) == O_RDONLY) {
+                                                                       errno = error;
+                                                                       return -1;
+                                                                   }
+                                                                   return open_call.real(path, flags, mode);
+                                                               });
+        EXPECT_EQ(set_config_string(path_.c_str(), "S", "k", "w"), -1);
+        EXPECT_EQ(errno, error);
+    }
+    EXPECT_EQ(*read_file(path_), "[S]\nk=v\n");
+}
+
+TEST_F(setter, fails_when_writing_to_a_device_fails) {
+    const stand_in<ssize_t, int, const void *, std::size_t> failing(
+        write_call, [](int, const void *, std::size_t) -> ssize_t {
+            errno = ENOSPC;
+            return -1;
+        });
+    EXPECT_EQ(set_config_string("/dev/null", "S", "k", "v"), -1);
+    EXPECT_EQ(errno, ENOSPC);
 }
 
 TEST_F(setter, fails_when_closing_the_file_fails) {

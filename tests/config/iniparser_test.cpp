@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <random>
 #include <string>
@@ -17,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -217,6 +219,54 @@ TEST_F(ini_file, get_stops_reading_a_pipe_at_0xff) {
     close(pipe);
 }
 
+/// Waits until the pipe is empty.
+void wait_until_read(int pipe) {
+    for (int unread = 1; unread > 0; std::this_thread::yield()) {
+        ASSERT_EQ(ioctl(pipe, FIONREAD, &unread), 0);
+    }
+}
+
+TEST_F(ini_file, get_stops_at_an_0xff_in_a_later_piece_of_a_pipe) {
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    const int pipe = open(path_.c_str(), O_RDWR); // also the writer: no end of file
+    ASSERT_GE(pipe, 0);
+    std::thread writer([&] {
+        for (const std::string piece : {"[S]\n", "k=v", "\xFF"}) {
+            EXPECT_EQ(::write(pipe, piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
+            wait_until_read(pipe);
+        }
+    });
+    EXPECT_EQ(get("S", "k"), "v");
+    writer.join();
+    close(pipe);
+}
+
+/// The flags of all descriptors of this file in this process, except one.
+std::vector<int> descriptor_flags(const std::string &path, int except) {
+    std::vector<int> flags;
+    for (int fd = 0; fd < 1024; ++fd) {
+        const std::string link = "/proc/self/fd/" + std::to_string(fd);
+        if (fd != except && std::filesystem::is_symlink(link) &&
+            std::filesystem::read_symlink(link) == path) {
+            flags.push_back(fcntl(fd, F_GETFD));
+        }
+    }
+    return flags;
+}
+
+TEST_F(ini_file, file_is_closed_on_exec_while_it_is_read) {
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    const int pipe = open(path_.c_str(), O_RDWR | O_CLOEXEC); // also the writer: no end of file
+    ASSERT_GE(pipe, 0);
+    std::thread reader([this] { EXPECT_EQ(get("S", "k"), "v"); });
+    ASSERT_EQ(::write(pipe, "[S]\n", 4), 4);
+    wait_until_read(pipe);
+    EXPECT_THAT(descriptor_flags(path_, pipe), ElementsAre(FD_CLOEXEC));
+    ASSERT_EQ(::write(pipe, "k=v\xFF", 4), 4);
+    reader.join();
+    close(pipe);
+}
+
 struct integer_case {
     const char *text;
     int32_t base;
@@ -357,11 +407,14 @@ TEST_F(ini_file, set_replaces_or_adds_the_entry_and_keeps_the_rest) {
 }
 
 TEST_F(ini_file, set_creates_a_missing_file_that_begins_with_an_empty_line) {
-    const mode_t old_mask = umask(027);
-    EXPECT_EQ(set("S", "k", "v"), 0);
-    umask(old_mask);
-    EXPECT_EQ(text(), "\n[S]\nk=v\n");
-    EXPECT_EQ(identity_of(path_).mode & 07777U, 0640U);
+    for (const auto &[mask, mode] : {std::pair{027U, 0640U}, {0U, 0666U}}) {
+        const mode_t old_mask = umask(mask);
+        EXPECT_EQ(set("S", "k", "v"), 0);
+        umask(old_mask);
+        EXPECT_EQ(text(), "\n[S]\nk=v\n");
+        EXPECT_EQ(identity_of(path_).mode & 07777U, mode);
+        ASSERT_EQ(unlink(path_.c_str()), 0);
+    }
 }
 
 TEST_F(ini_file, set_keeps_inode_and_mode_and_leaves_no_other_file) {
@@ -390,6 +443,7 @@ TEST_F(ini_file, file_opened_as_descriptor_0_is_used_and_closed) {
 TEST_F(ini_file, set_fails_when_the_file_cannot_be_opened) {
     const std::string nowhere = folder_.file("none/config.ini");
     EXPECT_EQ(set_config_string(nowhere.c_str(), "S", "k", "v"), -1);
+    EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(set_section_string(nowhere.c_str(), "S", "T"), -1);
     EXPECT_EQ(set_config_string(folder_.path().c_str(), "S", "k", "v"), -1);
     EXPECT_EQ(set_section_string(folder_.path().c_str(), "S", "T"), -1);
@@ -599,7 +653,7 @@ const rename_case rename_cases[] = {
     {"text on the header's line is removed", "[A] x=1\ny=2\n", "A", "B", "[[B]\ny=2\n"},
     {"no LF", "[A]\rx=1\r", "A", "B", "[[B]A]\rx=1\r"},
     {"nothing but the header", "[A]", "A", "B", "[[B]A]"},
-    {"the last section of the name", "[A]\n1\n[A]\n2\n", "A", "B", "[A]\n1\n[[B]\n2\n"},
+    {"the last section of the name", "[A]\nx=1\n[A]\nx=2\n", "A", "B", "[A]\nx=1\n[[B]\nx=2\n"},
     {"% is not special", "[A]\nx=%d%%\n", "A", "%s", "[[%s]\nx=%d%%\n"},
     {"to a longer name", "[A]\nx=1\n", "A", "Much longer", "[[Much longer]\nx=1\n"},
     {"to a shorter name", "[Much longer]\nx=1\n", "Much longer", "", "[[]\nx=1\n"},
@@ -813,9 +867,13 @@ TEST_F(file_size_limit, growing_a_file_at_the_limit_fails_without_a_signal) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &reached), 0);
     const int32_t longer = set("S", "k", "longer");
     const int32_t shorter = set("S", "k", "v");
+    const int32_t up_to_the_limit = set("S", "k", "own");
+    const int32_t again = set("S", "k", "v");
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
     EXPECT_EQ(longer, -1);
     EXPECT_EQ(shorter, 0);
+    EXPECT_EQ(up_to_the_limit, 0);
+    EXPECT_EQ(again, 0);
     EXPECT_EQ(text(), "[S]\nk=v\n");
 }
 

@@ -198,6 +198,7 @@ TEST(reader, comments_are_read_with_the_handling_of_hyphens) {
     expect_read("<!-- a\nb -->", {"#\" a\\nb \"", 0, 1, 2});
     expect_read("<!--a--b-->", {"#\"a-b\"", 0, 1, 1});
     expect_read("<!--a-b-->", {"#\"a-b\"", 0, 1, 1});
+    expect_read("<!--a.b-->", {"#\"a.b\"", 0, 1, 1});
     expect_read("<!--a---b-->", {"#\"a--b\"", 0, 1, 1});
     expect_read("<!--a--->x-->", {"#\"a-->x\"", 0, 1, 1});
     expect_read("<!--a", {"#\"a\"", 0, 1, 1});
@@ -215,6 +216,7 @@ TEST(reader, processing_instructions_are_read_up_to_their_end) {
                 "?>",
                 {"?p=\"a?b?\"", 0, 1, 1});
     expect_read("<?p ? x?>", {"?p=\"? x\"", 0, 1, 1});
+    expect_read("<?p a@b?>", {"?p=\"a@b\"", 0, 1, 1});
     expect_read("<?p>x?>", {"?p=\">x\"", 0, 1, 1});
     expect_read("<?p a", {"?p=\"a\"", 0, 1, 1});
     expect_read("<?p a?", {"?p=\"a?\"", 0, 1, 1});
@@ -282,6 +284,8 @@ TEST(reader, attribute_values_have_up_to_256_characters) {
     const std::string good(256, 'v');
     expect_read("<a x='" + good + "'/>", {"a[x=\"" + good + "\" ~]", 0, 1, 1});
     expect_read("<a x='" + good + "v'/>", {"a[~]{T\"'/>\"}", 10, 2, 1});
+    expect_read("<a x='" + good + "&'/>", {"a[~]{T\"'/>\"}", 10, 2, 1});
+    expect_read("<a x='" + good + "&;'/>", {"a[~]{T\";'/>\"}", 10, 2, 1});
     const std::string almost(252, 'v');
     expect_read("<a x='" + almost + "&amp;'/>", {"a[x=\"" + almost + "&\" ~]", 0, 1, 1});
     expect_read("<a x='" + almost + "v&amp;'/>", {"a[~]{T\";'/>\"}", 10, 2, 1}); // "p" is the 257th
@@ -392,6 +396,7 @@ TEST(reader, name_letters_follow_the_locale) {
         GTEST_SKIP() << "no German locale can be made here";
     }
     expect_read("<\xE4/>", {"\xE4[~]", 0, 1, 1});
+    expect_read("<\xFF/>", {"\xFF[~]", 0, 1, 1});
     expect_read("<\xB0/>", {"", 11, 0, 1}); // the degree sign is no letter
     setlocale(LC_CTYPE, "C");
     unsetenv("LOCPATH");

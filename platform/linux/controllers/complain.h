@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <cerrno>
 #include <cstdarg>
 
 #include <syslog.h>
@@ -19,13 +18,11 @@ namespace varnel::platform {
     va_end(arguments);
 }
 
-/// Logs why a table cannot be used, once for each change of the reason. errno does not change.
+/// Logs why a table cannot be used, once for each change of the reason.
 inline void complain_once(complaint about_table) {
     static std::atomic<complaint> last{nullptr};
     if (last.exchange(about_table) != about_table && about_table != nullptr) {
-        const int errno_before = errno;
         complain(LOG_ERR, "controller table %s is not used: %s", table_name(), about_table);
-        errno = errno_before;
     }
 }
 

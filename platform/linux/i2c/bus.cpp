@@ -55,9 +55,9 @@ int bus::ready(unsigned int number) {
     return open_adapter(number);
 }
 
-int bus::ready_alone(unsigned int number) {
-    if (const int error = ready(number); error != 0 || !inherited_) {
-        return error;
+int bus::separate(unsigned int number) {
+    if (!inherited_) {
+        return 0;
     }
     const int shared = descriptor_;
     const int error = open_adapter(number);

@@ -14,14 +14,14 @@ namespace varnel::platform {
 /// file.
 class bus {
   public:
-    /// Hold it from ready() or ready_alone() to the end of the transfer.
+    /// Hold it from ready() to the end of the transfer.
     pthread_mutex_t &mutex() { return mutex_; }
 
     /// Makes the descriptor usable for I2C_RDWR. Returns 0 or an errno.
     int ready(unsigned int number);
-    /// Makes the descriptor usable for I2C_SMBUS: no other process shares its slave address. Returns 0 or an
-    /// errno.
-    int ready_alone(unsigned int number);
+    /// Makes the descriptor, which is ready, usable for I2C_SMBUS: no other process shares its slave address.
+    /// Returns 0 or an errno.
+    int separate(unsigned int number);
 
     [[nodiscard]] int descriptor() const { return descriptor_; }
     [[nodiscard]] unsigned long functionality() const { return functionality_; }

@@ -67,7 +67,7 @@ int transfer_on(bus &on, unsigned int number, const transfer &wanted) {
         const bool refused = wanted.has_empty_phase() && (on.functionality() & I2C_FUNC_SMBUS_QUICK) == 0;
         return refused ? EOPNOTSUPP : transfer_messages(on, wanted);
     }
-    if (const int error = on.ready_alone(number); error != 0) {
+    if (const int error = on.separate(number); error != 0) {
         return error;
     }
     return transfer_smbus(on, wanted);

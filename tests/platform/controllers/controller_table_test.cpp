@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -81,8 +82,9 @@ class published_controller_table : public ::testing::Test {
         EXPECT_EQ(login_of(0), login{});
         EXPECT_EQ(address_of(0), "0.0.0.0");
         if (varnel::test::has_private_dev()) {
-            EXPECT_THAT(logged(),
-                        ::testing::EndsWith("controller table " + name + " is not used: " + complaint));
+            const std::string line = logged();
+            EXPECT_THAT(line, ::testing::StartsWith("<" + std::to_string(LOG_USER | LOG_ERR) + ">"));
+            EXPECT_THAT(line, ::testing::EndsWith("controller table " + name + " is not used: " + complaint));
             EXPECT_EQ(logged(), "") << "logged more than once";
         }
         try {
@@ -167,6 +169,15 @@ TEST_F(published_controller_table, truncated_table_is_refused) {
     publish();
     ASSERT_EQ(truncate(("/dev/shm" + name).c_str(), 1000), 0);
     expect_refused("not the size of a controller table");
+}
+
+TEST_F(published_controller_table, table_in_order_after_a_refused_one_logs_nothing) {
+    publish();
+    ASSERT_EQ(truncate(("/dev/shm" + name).c_str(), 1000), 0);
+    expect_refused("not the size of a controller table");
+    publish();
+    EXPECT_EQ(address_of(0), "192.0.2.1");
+    EXPECT_EQ(logged(), "");
 }
 
 TEST_F(published_controller_table, empty_object_is_refused) {

@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -100,7 +101,14 @@ fake_i2c_kernel::~fake_i2c_kernel() { kernel = nullptr; }
 std::string fake_i2c_kernel::node(unsigned int bus) const { return folder_.file(std::to_string(bus)); }
 
 void fake_i2c_kernel::plug(unsigned int bus, unsigned long functionality) {
-    const int made = ::creat(node(bus).c_str(), 0600);
+    const std::string path = node(bus);
+    const dev_t null_device = makedev(1, 3);
+    const bool is_device = ::mknod(path.c_str(), 0600U | S_IFCHR, null_device) == 0;
+    int made = is_device ? ::open(path.c_str(), O_RDWR) : -1;
+    if (made < 0) {
+        ::unlink(path.c_str());
+        made = ::creat(path.c_str(), 0600);
+    }
     const std::lock_guard lock(mutex_);
     adapters_[inode_of(made)] = {bus, functionality};
     close(made);
@@ -154,6 +162,9 @@ int fake_i2c_kernel::ioctl(int descriptor, unsigned long request, void *argument
     const adapter on = adapters_.at(inode_of(descriptor));
     switch (request) {
     case I2C_FUNCS:
+        if (fail_functionality_with != 0) {
+            return failure(fail_functionality_with);
+        }
         *static_cast<unsigned long *>(argument) = on.functionality;
         return 0;
     case I2C_SLAVE_FORCE:
@@ -175,6 +186,7 @@ void fake_i2c_kernel::put_on_wire(int descriptor, wire_transfer transfer) {
 
 int fake_i2c_kernel::transfer_messages(int descriptor, const adapter &on, i2c_rdwr_ioctl_data &all) {
     note("I2C_RDWR");
+    messages = all.nmsgs;
     wire_transfer transfer{all.msgs[0].addr, {}, -1};
     for (uint32_t i = 0; i < all.nmsgs; ++i) {
         const i2c_msg &message = all.msgs[i];

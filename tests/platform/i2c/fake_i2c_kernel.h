@@ -28,7 +28,8 @@ struct wire_transfer {
 void PrintTo(const wire_transfer &transfer, std::ostream *out);
 
 /// The kernel's side of /dev/i2c-N. The program is linked with --wrap for open64 and ioctl. Everything else
-/// (descriptors, inodes, fork) is the real kernel: a node is a real file, removed with its adapter.
+/// (descriptors, inodes, fork) is the real kernel: a node is a real file, removed with its adapter; a device
+/// where the test may make one.
 ///
 /// Like the kernel, it keeps the address for I2C_SMBUS with the open file, turns each request into a transfer
 /// on the wire, lets the chip decide the length of an SMBus block, and refuses what the adapter cannot do.
@@ -46,8 +47,12 @@ class fake_i2c_kernel {
     std::vector<uint8_t> answer;
     /// When not 0, the next transfers fail with this errno.
     int fail_with = 0;
+    /// When not 0, an adapter does not tell its functionality, but fails with this errno.
+    int fail_functionality_with = 0;
     /// When not -1, what I2C_RDWR returns.
     int messages_done = -1;
+    /// How many messages the last I2C_RDWR had.
+    unsigned int messages = 0;
     /// Called before a requested transfer is on the wire.
     std::function<void()> before_transfer = [] {};
 

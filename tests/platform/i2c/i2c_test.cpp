@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <linux/i2c.h>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -63,6 +64,7 @@ TEST_F(i2c, write_is_one_i2c_message) {
     EXPECT_EQ(write({1, 2, 3}), 3);
     EXPECT_EQ(errno, E2BIG);
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {1, 2, 3}, -1}));
+    EXPECT_EQ(kernel.messages, 1U);
     EXPECT_THAT(kernel.calls(), ElementsAre("open " + std::to_string(bus), "I2C_RDWR"));
 }
 
@@ -73,6 +75,7 @@ TEST_F(i2c, read_is_one_i2c_message) {
     EXPECT_EQ(read(answer), 3);
     EXPECT_EQ(answer, (bytes{7, 8, 9}));
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, 3}));
+    EXPECT_EQ(kernel.messages, 1U);
 }
 
 TEST_F(i2c, write_read_is_one_combined_transfer) {
@@ -83,6 +86,7 @@ TEST_F(i2c, write_read_is_one_combined_transfer) {
     EXPECT_EQ(answer, (bytes{7, 8}));
     EXPECT_THAT(kernel.calls(), ElementsAre("open " + std::to_string(bus), "I2C_RDWR"));
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {0x10}, 2}));
+    EXPECT_EQ(kernel.messages, 2U);
 }
 
 TEST_F(i2c, transfers_of_up_to_8192_bytes_return_their_length) {
@@ -114,12 +118,15 @@ TEST_F(i2c, failed_transfer_is_not_retried) {
     EXPECT_EQ(kernel.transfers().size(), 1U);
 }
 
-TEST_F(i2c, combined_transfer_with_one_message_done_fails_with_eio) {
+TEST_F(i2c, combined_transfer_of_which_not_all_messages_are_done_fails_with_eio) {
     plug(with_messages);
-    kernel.messages_done = 1;
     bytes answer(1);
-    EXPECT_EQ(write_read({1}, answer), -1);
-    EXPECT_EQ(errno, EIO);
+    for (const int done : {0, 1}) {
+        kernel.messages_done = done;
+        errno = 0;
+        EXPECT_EQ(write_read({1}, answer), -1);
+        EXPECT_EQ(errno, EIO);
+    }
 }
 
 TEST_F(i2c, addresses_above_7_bits_fail_without_bus_traffic) {
@@ -161,9 +168,27 @@ TEST_F(i2c, cancelled_thread_completes_its_transfer) {
     EXPECT_EQ(write({2}), 1);
 }
 
+bool is_open(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
+
 TEST_F(i2c, missing_bus_fails_with_enodev) {
+    ASSERT_TRUE(is_open(STDIN_FILENO));
     EXPECT_EQ(write({1}), -1);
     EXPECT_EQ(errno, ENODEV);
+    EXPECT_TRUE(is_open(STDIN_FILENO)) << "a bus that was never open closes nothing";
+}
+
+TEST_F(i2c, adapter_that_does_not_tell_its_functionality_is_closed) {
+    plug(with_messages);
+    const int next = dup(STDIN_FILENO);
+    close(next);
+    for (const auto &[reported, error] : {std::pair{EIO, EIO}, {ENXIO, ENODEV}, {ENOENT, ENODEV}}) {
+        kernel.fail_functionality_with = reported;
+        EXPECT_EQ(write({1}), -1);
+        EXPECT_EQ(errno, error);
+        EXPECT_FALSE(is_open(next));
+    }
+    kernel.fail_functionality_with = 0;
+    EXPECT_EQ(write({1}), 1);
 }
 
 // Addresses without data.
@@ -174,6 +199,8 @@ TEST_F(i2c, empty_transfers_use_the_quick_request) {
     EXPECT_EQ(write({}), 0);
     EXPECT_EQ(read(none), 0);
     EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, -1}, wire_transfer{chip, {}, 0}));
+    const std::string quick = "I2C_SMBUS " + std::to_string(I2C_SMBUS_QUICK);
+    EXPECT_THAT(kernel.calls(), ElementsAre("open " + std::to_string(bus), quick, quick));
 }
 
 TEST_F(i2c, empty_transfers_fail_on_an_adapter_without_quick) {
@@ -187,6 +214,9 @@ TEST_F(i2c, empty_transfers_fail_on_an_adapter_without_quick) {
     EXPECT_EQ(write_read({1}, none), -1);
     EXPECT_EQ(errno, EOPNOTSUPP);
     EXPECT_THAT(kernel.transfers(), IsEmpty());
+    EXPECT_EQ(write({1}), 1);
+    EXPECT_EQ(read(one), 1);
+    EXPECT_EQ(write_read({1}, one), 0);
 }
 
 TEST_F(i2c, empty_phase_of_a_combined_transfer_is_a_message) {
@@ -195,7 +225,9 @@ TEST_F(i2c, empty_phase_of_a_combined_transfer_is_a_message) {
     bytes one(1);
     EXPECT_EQ(write_read({}, one), 0);
     EXPECT_EQ(write_read({1}, none), 0);
-    EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, 1}, wire_transfer{chip, {1}, 0}));
+    EXPECT_EQ(write_read({}, none), 0);
+    EXPECT_THAT(kernel.transfers(), ElementsAre(wire_transfer{chip, {}, 1}, wire_transfer{chip, {1}, 0},
+                                                wire_transfer{chip, {}, 0}));
 }
 
 TEST_F(i2c, failed_quick_request_fails_with_its_errno) {
@@ -408,8 +440,6 @@ class i2c_descriptor : public i2c {
     [[nodiscard]] std::string open_call() const { return "open " + std::to_string(bus); }
 };
 
-bool is_open(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
-
 TEST_F(i2c_descriptor, is_opened_once_by_threads_that_start_together) {
     plug(with_messages);
     std::vector<std::thread> threads;
@@ -462,6 +492,30 @@ TEST_F(i2c_descriptor, is_not_used_when_its_number_belongs_to_another_file) {
     close(number);
 }
 
+TEST_F(i2c_descriptor, is_not_used_when_its_number_belongs_to_another_adapter) {
+    plug(with_messages);
+    const int number = descriptor_in_use();
+    const auto other_bus = static_cast<uint8_t>(bus + 100);
+    kernel.plug(other_bus, with_messages);
+    EXPECT_EQ(i2c_master_write_on_bus(other_bus, chip, bytes{1}.data(), 1), 1);
+    dup2(kernel.last_descriptor(), number);
+    EXPECT_EQ(write({2}), 1);
+    EXPECT_NE(kernel.last_descriptor(), number);
+    close(number);
+}
+
+TEST_F(i2c_descriptor, is_not_closed_when_its_number_belongs_to_another_file) {
+    plug(with_messages);
+    const int number = descriptor_in_use();
+    const pipe_ends other;
+    dup2(other.writer(), number);
+    kernel.unplug(bus);
+    EXPECT_EQ(write({2}), -1);
+    EXPECT_EQ(errno, ENODEV);
+    EXPECT_TRUE(is_open(number));
+    close(number);
+}
+
 TEST_F(i2c_descriptor, is_closed_on_adapter_removal_and_opened_on_its_return) {
     plug(with_messages);
     const int first = descriptor_in_use();
@@ -477,10 +531,11 @@ TEST_F(i2c_descriptor, is_closed_on_adapter_removal_and_opened_on_its_return) {
 
 TEST_F(i2c_descriptor, is_replaced_when_the_adapter_was_unplugged_in_between) {
     plug(I2C_FUNC_SMBUS_BYTE);
-    descriptor_in_use();
+    const int first = descriptor_in_use();
     kernel.unplug(bus);
     plug(with_messages);
     EXPECT_EQ(write({1, 2, 3, 4}), 4);
+    EXPECT_EQ(kernel.last_descriptor(), first) << "the number was free, so the first was closed";
     EXPECT_THAT(kernel.calls(), ElementsAre(open_call(), "I2C_RDWR"));
 }
 
@@ -530,6 +585,18 @@ TEST_F(i2c_descriptor, of_an_smbus_adapter_is_not_shared_with_a_child) {
     EXPECT_TRUE(is_open(parents));
     EXPECT_EQ(write({3}), 1);
     EXPECT_EQ(kernel.last_descriptor(), parents);
+}
+
+TEST_F(i2c_descriptor, shared_with_a_parent_is_not_used_when_no_other_can_be_opened) {
+    plug(I2C_FUNC_SMBUS_BYTE);
+    const int parents = descriptor_in_use();
+    child_process child([&] {
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NOFILE, &none);
+        const bool failed = write({2}) == -1 && errno == EMFILE;
+        return failed && kernel.transfers().empty() && is_open(parents) ? 0 : 1;
+    });
+    EXPECT_TRUE(child.exits_with(0));
 }
 
 TEST_F(i2c_descriptor, is_usable_in_a_child_forked_during_a_transfer) {
