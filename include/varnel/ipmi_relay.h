@@ -20,6 +20,14 @@
  * count; 0 is success). No address, no session and a refused command all give -1. See the log of the
  * platform's library.
  *
+ * @oddity{-1 does not mean that nothing was done} When the answer to a command is lost, the controller has carried
+ * it out, and the result is -1. Ask the controller before you repeat a command that must not be repeated.
+ *
+ * @oddity{A killed process leaves its session open} Only a call that returns closes its session. The controller ends
+ * the session of a killed process after its own time-out (60 s, IPMI 2.0 section 6.12.15). Until then it counts among
+ * the controller's sessions, which are few: when killed processes have all of them, every call gives -1. Try again
+ * after a minute.
+ *
  * @par Threads
  * No state: each call keeps its session and its login on its own stack. Calls may run in parallel as far as
  * the platform's functions allow.
@@ -59,7 +67,8 @@ int get_bmc_session_info(int32_t dev_id, bmc_session_info *pSession);
 
 /**
  * Opens an IPMI 2.0 session to port 623 of a controller, with Administrator privilege and a time-out argument
- * of 5.
+ * of 5. The controller ends a session in which no command is sent for its time-out (see above); commands then
+ * fail, and only another session helps.
  *
  * @param info         the login; not null, which is not checked: the process ends by SIGSEGV.
  * @param IPMISession  storage for the platform's session object, zeroed; null ends the process through an

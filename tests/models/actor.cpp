@@ -2,6 +2,7 @@
 #include "models/actor.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -41,6 +42,9 @@ long with_error(long result) { return result == -1 ? -errno : result; }
 } // namespace
 
 bool acting() { return in_function; }
+
+indivisible::indivisible() : before_(std::exchange(in_function, false)) {}
+indivisible::~indivisible() { in_function = before_; }
 
 std::string stop_before(std::string_view name) {
     const int error = errno;

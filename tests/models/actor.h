@@ -24,6 +24,18 @@ struct actor_link {
 /// Whether the calling thread is an actor in the middle of a function.
 bool acting();
 
+/// Calls in its scope are no steps.
+class indivisible {
+  public:
+    indivisible();
+    ~indivisible();
+    indivisible(const indivisible &) = delete;
+    indivisible &operator=(const indivisible &) = delete;
+
+  private:
+    bool before_;
+};
+
 /// Reports "at NAME" and waits until it may go on. Returns the result that the schedule has, empty when it has none yet.
 std::string stop_before(std::string_view name);
 

@@ -13,10 +13,13 @@ namespace {
 
 using namespace varnel::models;
 
-const std::map<std::string, stage (*)()> stages{{"queue", queue_stage},
-                                                {"selector", selector_stage},
-                                                {"sem_lock", sem_lock_stage},
-                                                {"transfer", transfer_stage}};
+const std::map<std::string, stage (*)()> stages{
+    {"queue", queue_stage},       {"selector", selector_stage},
+    {"sem_lock", sem_lock_stage}, {"transfer", transfer_stage},
+#ifdef IPMI_SIM
+    {"relay", relay_stage},
+#endif
+};
 
 std::string replay_file(const std::string &model, const char *path) {
     std::ifstream file(path);
@@ -27,9 +30,7 @@ std::string replay_file(const std::string &model, const char *path) {
     try {
         replay(stages.at(model)(), lines);
         return "agrees";
-    } catch (const unavailable &) {
-        throw;
-    } catch (const std::exception &difference) {
+    } catch (const divergence &difference) {
         return std::string("differs: ") + difference.what();
     }
 }
@@ -38,7 +39,7 @@ std::string replay_file(const std::string &model, const char *path) {
 
 int main(int count, char **words) {
     if (count < 3 || !stages.contains(words[1])) {
-        std::fputs("usage: model_replay queue|selector|sem_lock|transfer FILE...\n", stderr);
+        std::fputs("usage: model_replay queue|relay|selector|sem_lock|transfer FILE...\n", stderr);
         return 2;
     }
     std::signal(SIGPIPE, SIG_IGN);
@@ -49,6 +50,9 @@ int main(int count, char **words) {
     } catch (const unavailable &reason) {
         std::fprintf(stderr, "%s\n", reason.what());
         return 77; // skipped
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
     }
     return 0;
 }

@@ -70,9 +70,9 @@ class board_server {
 
     [[nodiscard]] answer ask(const request &question) const {
         answer reply{};
-        // Not send() and recv(), which are steps of actors.
-        if (sendto(ends_[0], &question, sizeof question, 0, nullptr, 0) < 0 ||
-            recvfrom(ends_[0], &reply, sizeof reply, 0, nullptr, nullptr) <= 0) {
+        const indivisible transfer;
+        if (send(ends_[0], &question, sizeof question, 0) < 0 ||
+            recv(ends_[0], &reply, sizeof reply, 0) <= 0) {
             throw std::runtime_error("no board");
         }
         return reply;

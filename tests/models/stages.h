@@ -9,5 +9,6 @@ stage selector_stage();
 stage sem_lock_stage();
 stage queue_stage();
 stage transfer_stage();
+stage relay_stage();
 
 } // namespace varnel::models
