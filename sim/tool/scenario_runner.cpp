@@ -294,7 +294,7 @@ class player {
 
     /// What there is in place of what was expected.
     std::string state_of(const condition &what) {
-        return std::visit([this](const auto &each) { return state(each); }, what);
+        return std::visit([this](const auto &each) { return this->state(each); }, what);
     }
     std::string state(const reading_is &what) {
         return fmt::format("{}.{} is '{}'", what.chip, what.reading,

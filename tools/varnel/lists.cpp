@@ -28,7 +28,7 @@ std::vector<host::ini_section> content_of(const std::string &ini_file) {
 
 std::vector<std::string> without_repetition(std::vector<std::string> words) {
     std::ranges::sort(words);
-    words.erase(std::ranges::unique(words).begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
     return words;
 }
 

@@ -34,13 +34,7 @@ class verbs {
         const auto given = std::make_shared<Options>();
         argument_parser parser = family_.add_subcommand(name, description);
         parser.callback([&call = call_, given, action] {
-            call.action = [&call, given, action] {
-                if constexpr (std::is_invocable_v<Action, const Options &>) {
-                    action(*given);
-                } else {
-                    action(call, *given);
-                }
-            };
+            call.action = [&call, given, action] { perform(action, call, *given); };
         });
         if constexpr (requires { given->chip; }) {
             add_device(parser, given->chip);
@@ -51,6 +45,15 @@ class verbs {
     [[nodiscard]] argument_parser family() { return family_; }
 
   private:
+    template <typename Action>
+    static void perform(const Action &action, [[maybe_unused]] invocation &call, const Options &given) {
+        if constexpr (std::is_invocable_v<Action, const Options &>) {
+            action(given);
+        } else {
+            action(call, given);
+        }
+    }
+
     argument_parser family_;
     invocation &call_;
 };
