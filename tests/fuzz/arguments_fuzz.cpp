@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -34,31 +33,28 @@ std::vector<std::string> words_of(const std::string &line) {
     return words;
 }
 
-/// Captures the command's output for its lifetime.
+/// Captures what is written to a stream, for its lifetime.
 class captured {
   public:
-    captured() : real_error_(stderr), real_output_(std::cout.rdbuf(output_.rdbuf())) {
-        stderr = open_memstream(&text_, &size_);
+    explicit captured(std::FILE *&stream) : stream_(stream), real_(stream) {
+        stream = open_memstream(&text_, &size_);
     }
     ~captured() {
-        std::fclose(stderr);
-        stderr = real_error_;
-        std::cout.rdbuf(real_output_);
+        std::fclose(stream_);
+        stream_ = real_;
         std::free(text_);
     }
     captured(const captured &) = delete;
     captured &operator=(const captured &) = delete;
 
-    [[nodiscard]] std::string output() const { return output_.str(); }
-    [[nodiscard]] std::string error() const {
-        std::fflush(stderr);
+    [[nodiscard]] std::string text() const {
+        std::fflush(stream_);
         return {text_, size_};
     }
 
   private:
-    std::ostringstream output_;
-    std::FILE *real_error_;
-    std::streambuf *real_output_;
+    std::FILE *&stream_;
+    std::FILE *real_;
     char *text_ = nullptr;
     std::size_t size_ = 0;
 };
@@ -75,13 +71,14 @@ struct outcome {
 };
 
 outcome run(const std::string &name, const std::vector<std::string> &arguments) {
-    const captured said;
+    const captured output(stdout);
+    const captured error(stderr);
     const int status = run_guarded(name.c_str(), [&] {
         return name == "varnel"
                    ? run_command(arguments, [](invocation &call) { call.status = accepted; })
                    : varnel::sim::tool::run_command(arguments, [](auto &call) { call.status = accepted; });
     });
-    return {status, said.output(), said.error()};
+    return {status, output.text(), error.text()};
 }
 
 } // namespace
