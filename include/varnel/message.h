@@ -124,6 +124,10 @@ int post_message_to_named_queue(const queue_message *msg, const char *path);
 /**
  * Receives a record.
  *
+ * @oddity{A killed reader leaves part of a record} A call reads a record in two parts or more. When its process is killed
+ * within a record, the next reader takes the rest for a record and misreads every later one; when it is killed after the
+ * last part, the record is lost. End a reader between two calls, or let the next one empty the pipe.
+ *
  * @oddity{The record decides how much is stored} No bound is checked: 44 bytes and the record's payload_len
  * bytes are stored. Give room for the largest record that any writer posts.
  *

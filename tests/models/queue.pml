@@ -13,10 +13,13 @@ PIPE_BUF bytes are written at once, more in parts. A process may be killed befor
 finite, so a state in which nothing can happen although a process still waits is one in which it waits for ever: spin
 reports it as an invalid end state. Only the reader may wait for ever, for the beginning of a record.
 
+READER_DIES: when the reader may be killed: between two calls or while it waits for a record, within one, after all of it was
+read and before the call returns. p4 then begins to receive.
+
 LINUX: what can continue does so before anything else happens, and a read or write moves as much as it can, as in Linux.
 These are the runs that can be replayed. Without it the parts of a large record are written and read in any sizes.
 
-Left out: signals, a pipe without a reader (SIGPIPE), a reader that is killed, time-outs, several files, failing locks.
+Left out: signals, a pipe without a reader (SIGPIPE), time-outs, several files, failing locks.
 
 sources: src/ipc/message.cpp platform/linux/file_lock.cpp
 
@@ -31,17 +34,24 @@ run not_blocking       -DLINUX -DKINDS=3 -DLARGE                               f
 run closed_elsewhere   -DLINUX -DKINDS=2 -DLARGE -DNO_DESCRIPTORS              finds (((writing            replay agrees
 run flag_of_the_killed -DLINUX -DKINDS=3 -DKILLS=1 -DWITNESS=!refused          finds !(refused             replay agrees
 run thread_and_process -DLINUX -DKINDS=2 -DWITNESS=!served                     finds !((contended          replay agrees
+run reader_between     -DLINUX -DKINDS=1 -DREADER_DIES=between                 finds nothing
+long between_large     -DLINUX -DKINDS=1 -DLARGE -DREADER_DIES=between         finds nothing
+run reader_within      -DLINUX -DKINDS=1 -DREADER_DIES=within                  finds !(mixed)               replay agrees
+run reader_after       -DLINUX -DKINDS=1 -DREADER_DIES=after                   finds (((unread              replay agrees
 run without_lock       -DLINUX -DKINDS=1 -DLARGE -DBREAK_NO_LOCK               finds (((writing           replay differs
 run only_record_lock   -DLINUX -DKINDS=2 -DLARGE -DBREAK_ONLY_RECORD_LOCK      finds (((writing           replay differs
 run no_table           -DLINUX -DKINDS=1 -DLARGE -DNO_DESCRIPTORS -DBREAK_NO_TABLE finds (((writing       replay differs
+run reads_ahead        -DLINUX -DKINDS=1 -DBREAK_READS_AHEAD                   finds (((unread              replay differs
 random                 -DLINUX -DKINDS=3 -DKILLS=1
 random                 -DLINUX -DKINDS=2 -DLARGE
+random                 -DLINUX -DKINDS=2 -DREADER_DIES=between
 */
 
 #define PROCESSES 2
 #define POSTERS 3
-#define ACTORS 4
+#define ACTORS 5
 #define READER 3
+#define NEXT_READER 4        /* begins when the reader was killed */
 #ifndef KILLS
 #define KILLS 0
 #endif
@@ -52,6 +62,11 @@ random                 -DLINUX -DKINDS=2 -DLARGE
 #define AGAIN 11
 #define MFILE 24
 #define FAILED 1000 /* with any error */
+
+/* When the reader is killed */
+#define between (!in_record)
+#define within (in_record && !read_all)
+#define after read_all
 
 #define process_of(actor) ((actor) / 2)
 
@@ -87,6 +102,10 @@ byte to_open;                 /* its posts by name that have not begun */
 
 byte waits[ACTORS];
 bool over[PROCESSES];
+bool reader_over;
+bool has_header;              /* the reader: of a record whose first unit is in the pipe */
+bool in_record;               /* the reader: get_message() has begun to read */
+bool read_all;                /* the reader: get_message() has read all of the record and has not returned it */
 byte kills;
 bool writing[POSTERS];        /* inside write() */
 byte unread[POSTERS];         /* records written as a whole and not received */
@@ -106,7 +125,7 @@ bool contended;               /* a thread and another process waited at the same
     (waits[actor] == FOR_DATA && len(pipe) > 0))
 
 #ifdef LINUX
-#define idle (!can_go(0) && !can_go(1) && !can_go(2) && !can_go(3))
+#define idle (!can_go(0) && !can_go(1) && !can_go(2) && !can_go(3) && !can_go(4))
 #else
 #define idle true
 #endif
@@ -348,8 +367,10 @@ proctype poster(byte me; byte size; bool by_name; bool asked_not_to_wait) {
 
 inline read_header() {
     pipe?<record, unit, size>;
-    mixed = (unit != 0);
-    got = 0;
+    mixed = (unit != 0 || has_header);
+    has_header = true;
+    in_record = true;
+    got = (mixed -> size : 0); /* the replay's payloads are negative lengths, which end the record */
     of_header = HEADER;
     does(read, HEADER)
 }
@@ -375,8 +396,16 @@ inline read_payload() {
     fi;
 #endif
     take_units();
+#ifdef BREAK_READS_AHEAD
+    do
+    :: len(pipe) > 0 -> pipe?part, unit, other_size; units++
+    :: else -> break
+    od;
+#endif
     does(read, units * UNIT - of_header);
-    of_header = 0
+    of_header = 0;
+    has_header = false;
+    read_all = (got == size)
 }
 
 inline receive() {
@@ -386,15 +415,17 @@ inline receive() {
     :: else -> printf("record of p%d\n", record)
     fi;
     assert(!(mixed));
+    in_record = false;
+    read_all = false;
     unread[record]--
 }
 
 #define calls_get_message() printf("p%d calls %e:0\n", me, get_message)
 
-active proctype reader() {
-    byte me = READER;
+proctype reader(byte me) {
     byte record, unit, part, size, other_size, got, units, taken, of_header;
     bool mixed;
+    {
     do
     :: if
        :: atomic { idle && len(pipe) > 0 -> calls_get_message(); read_header() }
@@ -408,6 +439,10 @@ end:      atomic { len(pipe) > 0 -> waits[me] = NOTHING; read_header() }
        :: atomic { idle && got == size -> receive() }; break
        od
     od
+    }
+#ifdef READER_DIES
+    unless { me == READER && reader_over }
+#endif
 }
 
 /* What the kernel does when a process ends. */
@@ -429,6 +464,13 @@ end:
     do
     :: atomic { idle && kills < KILLS && !over[0] -> kills++; printf("p0 dies\n"); end_process(0) }
     :: atomic { idle && kills < KILLS && !over[1] -> kills++; printf("p2 dies\n"); end_process(1) }
+#ifdef READER_DIES
+    :: atomic { idle && !reader_over && (READER_DIES) ->
+                reader_over = true;
+                waits[READER] = NOTHING;
+                printf("p%d dies\n", READER);
+                run reader(NEXT_READER) }
+#endif
     od
 }
 
@@ -466,6 +508,7 @@ init {
     atomic {
         start(0);
         start(1);
-        start(2)
+        start(2);
+        run reader(READER)
     }
 }

@@ -23,6 +23,7 @@ namespace {
 constexpr std::size_t unit = 4096; // PIPE_BUF
 constexpr int room = 2 * unit;
 constexpr int receiver = 3;
+constexpr int next_receiver = 4;
 constexpr uint8_t mixed = 0xFF;
 
 using record = std::vector<uint8_t>;
@@ -35,18 +36,22 @@ uint32_t length_of(const record &bytes) {
     return length;
 }
 
-/// All bytes but the length are the poster's number.
-record marked(int poster, std::size_t units) {
-    record bytes(units * unit, static_cast<uint8_t>(poster));
+/// All bytes but the length are the poster's mark. Four of them are a negative length: who reads on within a record returns
+/// at once.
+constexpr uint8_t mark_of(int poster) { return static_cast<uint8_t>(0xF0 + poster); }
+
+record marked(uint8_t mark, std::size_t units) {
+    record bytes(units * unit, mark);
     const auto length = static_cast<uint32_t>(bytes.size() - QUEUE_MESSAGE_HEADER_SIZE);
     std::memcpy(&bytes[length_offset], &length, sizeof length);
     return bytes;
 }
 
-/// The poster, or `mixed`.
+/// The poster's mark, or `mixed`.
 uint8_t origin_of(record bytes) {
     bytes.resize(std::min<std::size_t>(bytes.size(), QUEUE_MESSAGE_HEADER_SIZE + length_of(bytes)));
-    return bytes == marked(bytes[0], bytes.size() / unit) ? bytes[0] : mixed;
+    const std::size_t units = bytes.size() / unit;
+    return units > 0 && bytes == marked(bytes[0], units) ? bytes[0] : mixed;
 }
 
 class queue_objects {
@@ -66,7 +71,8 @@ class queue_objects {
         if (name == "get_message") {
             return receive();
         }
-        const record bytes = marked(actor, static_cast<std::size_t>(std::stoi(function.substr(colon + 1))));
+        const record bytes =
+            marked(mark_of(actor), static_cast<std::size_t>(std::stoi(function.substr(colon + 1))));
         const auto *message = reinterpret_cast<const queue_message *>(bytes.data());
         if (name == "post_message_to_named_queue") {
             return post_message_to_named_queue(message, path_.c_str()) == 0 ? 0 : failed;
@@ -76,7 +82,7 @@ class queue_objects {
     }
 
     void enter(int actor) const {
-        if (actor != receiver) {
+        if (actor < receiver) {
             (*processes_)[static_cast<std::size_t>(actor / 2)] = getpid();
         }
     }
@@ -88,7 +94,7 @@ class queue_objects {
             prlimit(processes_->at(0), RLIMIT_NOFILE, &none, nullptr);
             return "descriptors of p0 run out";
         }
-        return *received_ == mixed ? "record mixed" : "record of p" + std::to_string(*received_);
+        return *received_ == mixed ? "record mixed" : "record of p" + std::to_string(*received_ - mark_of(0));
     }
 
   private:
@@ -114,7 +120,7 @@ class queue_objects {
 stage queue_stage() {
     const auto objects = std::make_shared<queue_objects>();
     return {
-        {{0, 1}, {2}, {receiver}},
+        {{0, 1}, {2}, {receiver}, {next_receiver}},
         [objects](int actor) {
             objects->enter(actor);
             return [=](const std::string &function) { return objects->perform(actor, function); };
