@@ -54,7 +54,8 @@ def recorded_runs(workers: runs.Workers, programs: list[pathlib.Path]) -> dict[r
                 test.name: [run.seconds, sorted(run.reached)] for test, run in fresh.items()}}
             file.write_text(json.dumps(known))
         for name, (seconds, reached) in known[program.name]["tests"].items():
-            recorded[runs.Test(program.name, name)] = runs.Recorded(seconds, set(reached))
+            if seconds <= runs.LONGEST:
+                recorded[runs.Test(program.name, name)] = runs.Recorded(seconds, set(reached))
     return recorded
 
 
@@ -83,7 +84,7 @@ class Session:
             outcome = compiled.judge_compiled(self.all, self.workers, self.recorded, mutant)
         return outcome
 
-    def results_of(self, file: str) -> list[dict]:
+    def results_of(self, file: str, entries: list[accepted.Accepted]) -> list[dict]:
         """From an earlier run of the same programs, or from running what is not known."""
         mutants = [m for m in self.all.mutants.values() if m.file == file]
         stored = RESULTS / (file.replace("/", "-") + ".json")
@@ -92,7 +93,8 @@ class Session:
             return known["mutants"]
         kept = {}
         if self.options.survivors:
-            kept = {identity(r): r for r in known["mutants"] if r["state"] in (KILLED, REFUSED)}
+            kept = {identity(r): r for r in known["mutants"]
+                    if r["state"] in (KILLED, REFUSED) or accepted.reason_for(entries, r) is not None}
         asked = [m for m in mutants if identity(dataclasses.asdict(m)) not in kept]
         fresh = dict(zip((m.number for m in asked), self.workers.for_each(self.judge, asked)))
         results = [dataclasses.asdict(m) | (dataclasses.asdict(fresh[m.number]) if m.number in fresh else state_of(
@@ -198,7 +200,7 @@ def run_files(session: Session, files: list[str]) -> bool:
     RESULTS.mkdir(exist_ok=True)
     scores, fresh = {}, {}
     for file in files:
-        judgements = judged(session.results_of(file), entries)
+        judgements = judged(session.results_of(file, entries), entries)
         scores[file] = score_of(judgements)
         fresh[file] = by_function(file, [(o["function"], o["line"], state) for o, state in judgements if state != REFUSED])
         print(f"{file}: {scores[file].killed} killed, {scores[file].survived} survived", flush=True)

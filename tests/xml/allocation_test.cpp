@@ -295,16 +295,20 @@ TEST(allocation_failure, compact_reading_ends_with_status_two_and_keeps_what_was
 
 TEST(allocation_failure, reading_an_attribute_returns_2_and_stores_nothing) {
     xml_document *const doc = xml_document_new();
-    xml_attribute a{};
+    char before[] = "before";
+    const xml_attribute unread{before, before, nullptr};
+    xml_attribute a = unread;
     int result = -1;
     with_each_allocation_failing(
         [&](bool ran_out) {
             EXPECT_EQ(result, ran_out ? 2 : 0);
-            EXPECT_EQ(a.name == nullptr, ran_out);
-            EXPECT_EQ(a.value == nullptr, ran_out);
-            free(a.name);
-            free(a.value);
-            a = {};
+            EXPECT_EQ(a.name == before, ran_out);
+            EXPECT_EQ(a.value == before, ran_out);
+            if (!ran_out) {
+                free(a.name);
+                free(a.value);
+            }
+            a = unread;
             doc->status = 0;
         },
         [&] {
