@@ -42,7 +42,6 @@ int xml_sgs_setup(xml_sgs *sgs) {
 
 void xml_sgs_delete(xml_sgs *sgs) {
     std::free(sgs->buffer);
-    sgs->buffer = nullptr;
     std::free(sgs);
 }
 

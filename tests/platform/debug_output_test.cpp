@@ -155,6 +155,10 @@ TEST_F(debug_output, goes_to_standard_error_if_varnel_debug_stderr_is_1) {
         IDBG_LINUXAPP_DbgOut(0x82, "quiet\n");
         EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     }
+    setenv("VARNEL_DEBUG_STDERR", "01", 1);
+    ::testing::internal::CaptureStderr();
+    IDBG_LINUXAPP_DbgOut(0x82, "loud\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "loud\n");
     setenv("VARNEL_DEBUG_STDERR", "1", 1);
     ::testing::internal::CaptureStderr();
     errno = EPERM;
@@ -162,6 +166,20 @@ TEST_F(debug_output, goes_to_standard_error_if_varnel_debug_stderr_is_1) {
     EXPECT_EQ(IDBG_LINUXAPP_DbgOut(0x82, format.c_str(), "loud", 5), 31);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "loud 5 Operation not permitted\n");
     EXPECT_EQ(errno, EPERM);
+}
+
+TEST_F(debug_output, errno_is_unchanged_when_nobody_receives_the_log) {
+    closelog(); // otherwise the C library keeps its socket
+    ASSERT_EQ(rename("/dev/log", "/dev/elsewhere"), 0);
+    setenv("VARNEL_DEBUG_STDERR", "1", 1);
+    ::testing::internal::CaptureStderr();
+    errno = EPERM;
+    const std::string format = "%s: %m\n"; // %m is glibc's
+    IDBG_LINUXAPP_DbgOut(0x82, format.c_str(), "open");
+    const int error = errno;
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "open: Operation not permitted\n");
+    EXPECT_EQ(error, EPERM);
+    ASSERT_EQ(rename("/dev/elsewhere", "/dev/log"), 0);
 }
 
 } // namespace

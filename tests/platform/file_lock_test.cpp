@@ -11,9 +11,11 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>
@@ -24,7 +26,9 @@
 #include <gtest/gtest.h>
 
 #include "support/child_process.h"
+#include "support/interposed.h"
 #include "support/pipe_ends.h"
+#include "support/private_mounts.h"
 #include "support/scratch_folder.h"
 #include "support/shared_value.h"
 #include "varnel/platform.h"
@@ -32,6 +36,14 @@
 namespace {
 
 using namespace varnel::test;
+
+interposed<int(const timespec *, timespec *)> nanosleep_call("nanosleep");
+
+} // namespace
+
+extern "C" int nanosleep(const timespec *time, timespec *rest) { return nanosleep_call(time, rest); }
+
+namespace {
 
 /// Waits until /proc/locks has a line with `text` for a process that waits for a lock.
 void wait_until_listed(const std::string &text) {
@@ -69,6 +81,7 @@ class file_lock : public ::testing::Test {
         std::filesystem::remove(path);
         EXPECT_EQ(mknod(path.c_str(), 0600U | (kind == file_kind::fifo ? S_IFIFO : S_IFREG), 0), 0);
     }
+    [[nodiscard]] std::string scratch_file(const std::string &name) const { return folder_.file(name); }
     // Opened for reading and writing, a FIFO needs no other process.
     [[nodiscard]] int open_file() const { return open(path.c_str(), O_RDWR | O_CLOEXEC); }
 
@@ -78,10 +91,26 @@ class file_lock : public ::testing::Test {
     scratch_folder folder_;
 };
 
-bool lockable_now(int fd) {
-    struct flock whole {};
-    whole.l_type = F_WRLCK;
-    return fcntl(fd, F_SETLK, &whole) == 0;
+/// `length` 0: to the end of all files.
+bool lockable_now(int fd, off_t start = 0, off_t length = 0) {
+    struct flock range {};
+    range.l_type = F_WRLCK;
+    range.l_start = start;
+    range.l_len = length;
+    return fcntl(fd, F_SETLK, &range) == 0;
+}
+
+bool another_process_can_lock(int fd, off_t start = 0, off_t length = 0) {
+    return child_process([&] { return lockable_now(fd, start, length) ? 0 : 1; }).exits_with(0);
+}
+
+bool is_open(int fd) { return fcntl(fd, F_GETFD) >= 0; }
+
+/// The number that the next descriptor gets.
+int next_descriptor() {
+    const int next = dup(STDIN_FILENO);
+    close(next);
+    return next;
 }
 
 // Results.
@@ -127,7 +156,7 @@ TEST_F(file_lock, one_unlock_releases_a_lock_acquired_twice) {
     EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0));
+    EXPECT_TRUE(another_process_can_lock(fd));
     close(fd);
 }
 
@@ -138,7 +167,7 @@ TEST_F(file_lock, unlocking_another_threads_lock_fails_with_eperm) {
         EXPECT_EQ(file_unlock(fd), -1);
         EXPECT_EQ(errno, EPERM);
     }).join();
-    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0));
+    EXPECT_FALSE(another_process_can_lock(fd));
     EXPECT_EQ(file_unlock(fd), 0);
     close(fd);
 }
@@ -350,9 +379,9 @@ TEST_F(file_lock, is_kept_when_another_descriptor_of_the_file_is_closed) {
     const int fd = open_file();
     ASSERT_EQ(file_lock_write(fd), 0);
     close(open_file());
-    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0));
+    EXPECT_FALSE(another_process_can_lock(fd));
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0));
+    EXPECT_TRUE(another_process_can_lock(fd));
     close(fd);
 }
 
@@ -403,9 +432,9 @@ TEST_F(file_lock, can_be_acquired_while_the_process_has_a_record_lock) {
     const int fd = open_file();
     ASSERT_TRUE(lockable_now(fd));
     EXPECT_EQ(file_lock_write(fd), 0);
-    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0));
+    EXPECT_FALSE(another_process_can_lock(fd));
     EXPECT_EQ(file_unlock(fd), 0);
-    EXPECT_TRUE(child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0));
+    EXPECT_TRUE(another_process_can_lock(fd));
     close(fd);
 }
 
@@ -430,12 +459,10 @@ TEST_F(file_lock, can_be_acquired_when_the_file_cannot_be_opened_again) {
     child_process child([&] {
         const bool became = setresuid(65534, 65534, 65534) == 0;
         const bool locked = became && open_file() == -1 && file_lock_write(fd) == 0;
-        const bool excludes = child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0);
-        const bool again = file_lock_write(fd) == 0 && file_unlock(fd) == 0;
-        return locked && excludes && again &&
-                       child_process([&] { return lockable_now(fd) ? 0 : 1; }).exits_with(0)
-                   ? 0
-                   : 1;
+        const bool excludes = !another_process_can_lock(fd, 0, 1) && !another_process_can_lock(fd, 1, 1);
+        close(dup(fd)); // ends the record locks
+        const bool again = file_lock_write(fd) == 0 && !another_process_can_lock(fd, 0, 1);
+        return locked && excludes && again && file_unlock(fd) == 0 && another_process_can_lock(fd) ? 0 : 1;
     });
     EXPECT_TRUE(child.exits_with(0));
     close(fd);
@@ -453,6 +480,139 @@ TEST_F(file_lock, unlock_closes_every_descriptor_the_lock_opened) {
     }
 }
 
+TEST_F(file_lock, lock_of_a_device_does_not_open_it_again) {
+    const int device = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    const int next = next_descriptor();
+    EXPECT_EQ(file_lock_write(device), 0);
+    EXPECT_FALSE(is_open(next));
+    EXPECT_EQ(file_unlock(device), 0);
+    close(device);
+}
+
+TEST_F(file_lock, lock_of_a_fifo_is_no_reader_of_it) {
+    signal(SIGPIPE, SIG_IGN);
+    make_file(file_kind::fifo);
+    const int reading = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int writing = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(file_lock_write(writing), 0);
+    close(reading);
+    EXPECT_EQ(write(writing, "x", 1), -1);
+    EXPECT_EQ(errno, EPIPE);
+    EXPECT_EQ(file_unlock(writing), 0);
+    close(writing);
+    signal(SIGPIPE, SIG_DFL);
+}
+
+TEST_F(file_lock, is_of_the_whole_file_wherever_the_file_is_written_next) {
+    const int fd = open_file();
+    ASSERT_EQ(lseek(fd, 1000, SEEK_SET), 1000);
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_FALSE(another_process_can_lock(fd, 0, 1));
+    EXPECT_FALSE(another_process_can_lock(fd, 1, 1));
+    EXPECT_EQ(file_unlock(fd), 0);
+    close(fd);
+}
+
+TEST_F(file_lock, second_lock_by_the_holder_renews_a_lost_record_lock) {
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    close(open_file()); // ends the record locks
+    EXPECT_TRUE(another_process_can_lock(fd, 1, 1));
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_FALSE(another_process_can_lock(fd, 1, 1));
+    EXPECT_EQ(file_unlock(fd), 0);
+    close(fd);
+}
+
+TEST_F(file_lock, second_lock_by_the_holder_does_not_wait_for_who_took_a_lost_record_lock) {
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    close(open_file()); // ends the record locks
+    static shared_value<std::atomic<int>> signals;
+    child_process other([&] {
+        struct sigaction count {};
+        count.sa_handler = [](int) { ++*signals; }; // without SA_RESTART
+        sigaction(SIGUSR1, &count, nullptr);
+        return file_lock_write(open_file());
+    });
+    wait_until_waited_for(fd);
+    kill(other.id(), SIGUSR1);
+    while (*signals == 0) {
+        std::this_thread::yield();
+    }
+    wait_until_waited_for(fd);
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_TRUE(other.exits_with(0));
+    close(fd);
+}
+
+TEST_F(file_lock, unlock_closes_no_file_that_took_the_number_of_its_descriptor) {
+    const int fd = open_file();
+    const int next = next_descriptor();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    ASSERT_TRUE(is_open(next));
+    const pipe_ends other;
+    dup2(other.writer(), next);
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_TRUE(is_open(next));
+    EXPECT_TRUE(another_process_can_lock(fd));
+    close(next);
+    close(fd);
+}
+
+TEST_F(file_lock, forked_child_keeps_its_standard_input) {
+    ASSERT_TRUE(is_open(STDIN_FILENO));
+    EXPECT_TRUE(child_process([] { return is_open(STDIN_FILENO) ? 0 : 1; }).exits_with(0));
+}
+
+TEST_F(file_lock, cancelled_thread_completes_its_call) {
+    const int fd = open_file();
+    pthread_t thread{};
+    const auto body = [](void *file) -> void * {
+        pthread_cancel(pthread_self());
+        if (file_lock_write(*static_cast<int *>(file)) == 0) {
+            pthread_testcancel();
+        }
+        return nullptr;
+    };
+    int file = fd;
+    void *end = nullptr;
+    ASSERT_EQ(pthread_create(&thread, nullptr, body, &file), 0);
+    EXPECT_EQ(pthread_join(thread, &end), 0);
+    EXPECT_EQ(end, PTHREAD_CANCELED);
+    EXPECT_FALSE(another_process_can_lock(fd));
+    close(fd);
+}
+
+TEST_F(file_lock, files_of_two_file_systems_with_one_inode_number_are_two_files) {
+    const std::string one = scratch_file("one");
+    const std::string two = scratch_file("two");
+    for (const std::string &folder : {one, two}) {
+        std::filesystem::create_directory(folder);
+        if (!enter_private_mounts() || !mount_memory(folder, 1 << 16)) {
+            GTEST_SKIP() << "needs permission to mount a file system (root, or user namespaces)";
+        }
+    }
+    struct stat first {};
+    struct stat second {};
+    const int a = open((one + "/file").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const int b = open((two + "/file").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    fstat(a, &first);
+    fstat(b, &second);
+    EXPECT_EQ(first.st_ino, second.st_ino) << "this kernel numbers the files of its memory in another way";
+    EXPECT_EQ(file_lock_write(a), 0);
+    std::thread([&] {
+        EXPECT_EQ(file_lock_write(b), 0);
+        EXPECT_EQ(file_unlock(b), 0);
+    }).join();
+    EXPECT_EQ(file_unlock(a), 0);
+    close(a);
+    close(b);
+    unmount(one);
+    unmount(two);
+}
+
 TEST_F(file_lock, never_occupies_a_standard_descriptor) {
     const int fd = open_file();
     for (const std::vector<int> &closed :
@@ -460,7 +620,7 @@ TEST_F(file_lock, never_occupies_a_standard_descriptor) {
         child_process child([&] {
             std::ranges::for_each(closed, close);
             const bool locked = file_lock_write(fd) == 0;
-            const bool excludes = child_process([&] { return lockable_now(fd) ? 1 : 0; }).exits_with(0);
+            const bool excludes = !another_process_can_lock(fd, 0, 1) && !another_process_can_lock(fd, 1, 1);
             const bool kept =
                 std::ranges::all_of(closed, [](int standard) { return fcntl(standard, F_GETFD) == -1; });
             return locked && excludes && kept && file_unlock(fd) == 0 ? 0 : 1;
@@ -527,13 +687,14 @@ TEST_F(deadlock, threads_with_one_lock_each_get_theirs_despite_edeadlk) {
         EXPECT_EQ(file_lock_write(y), 0);
         line.notify();
         wait_until_waiting(parent);
-        std::thread waiter([&] {
-            struct flock whole {};
-            whole.l_type = F_WRLCK;
-            kernel_reports_deadlock = fcntl(x, F_SETLKW, &whole) != 0 && errno == EDEADLK;
-            line.notify();
-            result = file_lock_write(x);
-        });
+        const stand_in<int, const timespec *, timespec *> pauses(
+            nanosleep_call, [&](const timespec *time, timespec *rest) {
+                if (!std::exchange(kernel_reports_deadlock, true)) {
+                    line.notify();
+                }
+                return nanosleep_call.real(time, rest);
+            });
+        std::thread waiter([&] { result = file_lock_write(x); });
         waiter.join();
         return kernel_reports_deadlock && result == 0 && file_unlock(y) == 0 ? 0 : 1;
     });

@@ -30,6 +30,7 @@
 #include <gmock/gmock.h>
 
 #include "support/captured_output.h"
+#include "support/child_process.h"
 #include "support/interposed.h"
 #include "support/own_network.h"
 #include "support/scratch_folder.h"
@@ -375,6 +376,32 @@ TEST_F(transfer_server, makes_its_calls_in_the_documented_order) {
                             "sleep 1", "fclose", "close client2", "close socket"));
 }
 
+const int ok_at_start = g_transfer_server_ok;
+
+TEST_F(transfer_server, g_transfer_server_ok_is_0_at_first) { EXPECT_EQ(ok_at_start, 0); }
+
+/// A daemon may have closed its standard input.
+TEST_F(transfer_server, serves_through_descriptor_0) {
+    for (const bool of_the_client : {false, true}) {
+        child_process server([&] {
+            const stand_in<int, int, int> listens(listen_call, [&](int fd, int backlog) {
+                if (of_the_client) {
+                    close_call.real(STDIN_FILENO);
+                }
+                return listen_call.real(fd, backlog);
+            });
+            if (!of_the_client) {
+                close(STDIN_FILENO);
+            }
+            serves("abc", 1);
+            ends();
+            return HasFailure() ? 1 : 0;
+        });
+        EXPECT_EQ(connected().read_all(), size_field(3) + "abc");
+        EXPECT_TRUE(server.exits_with(0));
+    }
+}
+
 TEST_F(transfer_server, client_count_of_0_closes_descriptor_0) {
     serves("abc", 0);
     ends();
@@ -666,6 +693,16 @@ TEST_F(transfer_client, makes_its_calls_in_the_documented_order) {
     EXPECT_THAT(seen.calls, ElementsAre("socket 2 1 0", "setsockopt socket 1 2 1", "bind socket 0.0.0.0:0",
                                         "connect socket 127.0.0.1:7000", "fopen w", "recv socket 4 0",
                                         "recv socket 262144 0", "fclose", "close socket"));
+}
+
+TEST_F(transfer_client, receives_through_descriptor_0) {
+    raw_server server([](connection &client) { client.send_all(size_field(3) + "abc"); });
+    child_process client([&] {
+        close(STDIN_FILENO);
+        return received(path);
+    });
+    EXPECT_TRUE(client.exits_with(0));
+    EXPECT_EQ(read_file(path), "abc");
 }
 
 TEST_F(transfer_client, stops_at_the_announced_size) {

@@ -28,6 +28,8 @@ struct {
     size_t fail_at = static_cast<size_t>(-1); // the allocation that fails, and all after it
 } work;
 
+long allocated = 0; // blocks
+
 bool fails(size_t size) {
     work.bytes += size;
     return work.allocations++ >= work.fail_at;
@@ -38,11 +40,24 @@ bool fails(size_t size) {
 extern "C" {
 void *__real_malloc(size_t size);
 void *__real_realloc(void *block, size_t size);
+void __real_free(void *block);
 void *__real_memcpy(void *to, const void *from, size_t size);
 int __real_xml_node_get_path_depth(const xml_node *node);
 
-void *__wrap_malloc(size_t size) { return fails(size) ? nullptr : __real_malloc(size); }
-void *__wrap_realloc(void *block, size_t size) { return fails(size) ? nullptr : __real_realloc(block, size); }
+void *__wrap_malloc(size_t size) {
+    void *const block = fails(size) ? nullptr : __real_malloc(size);
+    allocated += block != nullptr ? 1 : 0;
+    return block;
+}
+void *__wrap_realloc(void *block, size_t size) {
+    void *const moved = fails(size) ? nullptr : __real_realloc(block, size);
+    allocated += block == nullptr && moved != nullptr ? 1 : 0;
+    return moved;
+}
+void __wrap_free(void *block) {
+    allocated -= block != nullptr ? 1 : 0;
+    __real_free(block);
+}
 void *__wrap_memcpy(void *to, const void *from, size_t size) {
     work.copied += size;
     return __real_memcpy(to, from, size);
@@ -222,8 +237,35 @@ TEST(allocation_failure, growable_string_sink_gets_error_2) {
     EXPECT_EQ(sgs->capacity, 2048U);
     EXPECT_EQ(xml_output_lengthed_string(&out, "ab", 2), 2);
     EXPECT_EQ(sgs->length, 2048U);
+    out.error = 0;
+    EXPECT_EQ(xml_output_function_to_sgs(&out, "ab", 2), 2);
+    EXPECT_EQ(out.error, 2);
     work = {};
     xml_sgs_delete(sgs);
+}
+
+// Without the help of LeakSanitizer, which not all builds have.
+TEST(deletion, frees_every_block) {
+    const long before = allocated;
+    xml_output_delete(xml_output_new(xml_output_function_to_sgs));
+    EXPECT_EQ(allocated, before);
+    xml_refiller_delete(xml_refiller_new(nullptr, nullptr, 0, 0));
+    EXPECT_EQ(allocated, before);
+    xml_sgs_delete(xml_sgs_new());
+    EXPECT_EQ(allocated, before);
+    xml_index *const index = xml_index_new();
+    index->buffer = malloc(1);
+    xml_index_delete(index);
+    EXPECT_EQ(allocated, before);
+    for (const unsigned flags : {0U, unsigned{xml_flag_compact}}) {
+        xml_document *const doc = xml_document_new();
+        std::string text = std::string(sample) + "<a>" + std::string(5000, 't') + "</a>";
+        read_text(doc, text, flags);
+        xml_iterator_delete(xml_iterator_new(doc));
+        xml_node_delete(xml_node_clone_tree(doc->root));
+        free_document(doc);
+        EXPECT_EQ(allocated, before);
+    }
 }
 
 struct pieces {

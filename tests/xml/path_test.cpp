@@ -41,6 +41,7 @@ TEST_F(node_path, of_an_element_lists_the_names_from_the_root) {
     expect_path(a, "/a", 1);
     expect_path(b, "/a/long-name", 2);
     expect_path(add(b, ""), "/a/long-name/", 3);
+    expect_path(add(root_, ""), "/", 1);
 }
 
 TEST_F(node_path, names_end_at_a_node_without_a_name) {

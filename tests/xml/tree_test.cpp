@@ -132,6 +132,7 @@ TEST_F(sibling_links, unlinking_the_first_updates_the_first_child) {
 TEST_F(sibling_links, unlinking_the_middle_joins_its_neighbours) {
     xml_node_unlink(b);
     expect_links(a, nullptr, c, p);
+    expect_links(b, nullptr, nullptr, nullptr);
     expect_links(c, a, nullptr, p);
     xml_node_delete(b);
     xml_node_delete(n);
