@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // What IDBG_LINUXAPP_DbgOut() writes to syslog and to standard error.
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -146,6 +150,89 @@ TEST_F(debug_output, of_a_child_forked_during_syslog_arrives) {
     other.finish();
     receive_while([&] { return other.running(); });
     EXPECT_EQ(arrived, children);
+}
+
+/// A thread that is inside syslog(), and stays there until the log is received.
+class thread_held_by_the_log {
+  public:
+    thread_held_by_the_log() {
+        for (int before = -1; before != lines_;) { // it logs until the socket is full
+            before = lines_;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    }
+    ~thread_held_by_the_log() {
+        finish_ = true;
+        while (!logged().empty() || !done_) {
+        }
+    }
+    thread_held_by_the_log(const thread_held_by_the_log &) = delete;
+    thread_held_by_the_log &operator=(const thread_held_by_the_log &) = delete;
+
+  private:
+    std::atomic<int> lines_ = 0;
+    std::atomic<bool> finish_ = false;
+    std::atomic<bool> done_ = false;
+    std::jthread thread_{[this] {
+        while (!finish_) {
+            syslog(LOG_DEBUG, "of the other thread");
+            ++lines_;
+        }
+        done_ = true;
+    }};
+};
+
+/// The next line that does not come from such a thread.
+std::string logged_by_others() {
+    for (;;) {
+        const std::string line = logged();
+        if (!line.empty() && !line.ends_with("of the other thread")) {
+            return line;
+        }
+    }
+}
+
+TEST_F(debug_output, of_a_child_that_cannot_use_syslog_has_no_time_and_is_cut_to_8191_bytes) {
+    if (!can_copy_process()) {
+        GTEST_SKIP() << "this machine does not support clone() without a termination signal";
+    }
+    const thread_held_by_the_log other;
+    child_process child([] {
+        errno = ENOENT;
+        const std::string format = "%s %m"; // %m is glibc's
+        IDBG_LINUXAPP_DbgOut(0x82, format.c_str(), "opening");
+        IDBG_LINUXAPP_DbgOut(0x83, "%s", std::string(9000, 'x').c_str());
+        return errno == ENOENT ? 0 : 1;
+    });
+    const std::string sender = ">" + std::string(program_invocation_short_name) + ": ";
+    EXPECT_EQ(logged_by_others(),
+              "<" + std::to_string(LOG_USER | LOG_CRIT) + sender + "opening No such file or directory");
+    const std::string start = "<" + std::to_string(LOG_USER | LOG_ERR) + sender;
+    EXPECT_EQ(logged_by_others(), start + std::string(8191 - start.size(), 'x'));
+    EXPECT_TRUE(child.exits_with(0));
+}
+
+TEST_F(debug_output, of_a_child_that_cannot_use_syslog_arrives_at_a_stream) {
+    if (!can_copy_process()) {
+        GTEST_SKIP() << "this machine does not support clone() without a termination signal";
+    }
+    const thread_held_by_the_log other;
+    ASSERT_EQ(rename("/dev/log", "/dev/elsewhere"), 0);
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_un place{AF_UNIX, "/dev/log"};
+    ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr *>(&place), sizeof place), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    child_process child([] { return IDBG_LINUXAPP_DbgOut(0x82, "x") == 1 ? 0 : 1; });
+    const int stream = accept(listener, nullptr, nullptr);
+    std::string line(100, '?');
+    line.resize(
+        static_cast<std::size_t>(std::max<ssize_t>(recv(stream, line.data(), line.size(), MSG_WAITALL), 0)));
+    EXPECT_EQ(line,
+              "<" + std::to_string(LOG_USER | LOG_CRIT) + ">" + program_invocation_short_name + ": x" + '\0');
+    EXPECT_TRUE(child.exits_with(0));
+    close(stream);
+    close(listener);
+    ASSERT_EQ(rename("/dev/elsewhere", "/dev/log"), 0);
 }
 
 TEST_F(debug_output, goes_to_standard_error_if_varnel_debug_stderr_is_1) {

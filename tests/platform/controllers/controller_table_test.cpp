@@ -19,6 +19,7 @@
 
 #include "controller_table_file.h"
 #include "platform/private_dev.h"
+#include "support/child_process.h"
 #include "varnel/platform.h"
 
 namespace {
@@ -106,7 +107,71 @@ TEST_F(published_controller_table, login_and_address_are_returned) {
     EXPECT_EQ(std::string(smc.begin() + 2, smc.begin() + 11), std::string("smc-user\0", 9));
     EXPECT_EQ(std::string(smc.begin() + 18, smc.begin() + 31), std::string("smc-password\0", 13));
     EXPECT_EQ(address_of(0), "192.0.2.1");
+    std::array<char, 20> ip{};
+    EXPECT_EQ(get_device_ip(0, ip.data()), 0);
     EXPECT_EQ(errno, E2BIG);
+}
+
+TEST_F(published_controller_table, controller_is_found_by_its_address) {
+    for (const int number : {0, 31, 32, 33, 255, 256}) {
+        SCOPED_TRACE(number);
+        records = {};
+        records[static_cast<std::size_t>(number)] = make_record("192.0.2.7", "user", "password");
+        publish();
+        controller_record found = make_record("192.0.2.8", "another", "secret");
+        EXPECT_EQ(varnel::platform::find_controller("192.0.2.7", found), nullptr);
+        EXPECT_EQ(found.login, records[static_cast<std::size_t>(number)].login);
+        EXPECT_EQ(varnel::platform::find_controller("192.0.2.9", found), nullptr);
+        EXPECT_EQ(found.present, 0);
+        EXPECT_EQ(found.login, login{});
+    }
+}
+
+TEST_F(published_controller_table, first_controller_with_an_address_is_found_if_it_is_present) {
+    for (const std::size_t number : {1U, 2U, 3U}) {
+        records[number] = make_record("192.0.2.7", "user " + std::to_string(number), "password");
+    }
+    records[1].present = 0;
+    publish();
+    controller_record found{};
+    EXPECT_EQ(varnel::platform::find_controller("192.0.2.7", found), nullptr);
+    EXPECT_EQ(found.login, records[2].login);
+    EXPECT_EQ(login_of(1), login{});
+}
+
+TEST_F(published_controller_table, search_in_a_refused_table_returns_the_reason) {
+    publish();
+    ASSERT_EQ(truncate(("/dev/shm" + name).c_str(), 1000), 0);
+    controller_record found = records[0];
+    EXPECT_STREQ(varnel::platform::find_controller("192.0.2.1", found), "not the size of a controller table");
+    EXPECT_EQ(found.login, login{});
+}
+
+TEST_F(published_controller_table, own_table_of_another_user_than_root_is_read) {
+    publish();
+    if (geteuid() != 0 || chown(("/dev/shm" + name).c_str(), 65534, 65534) != 0) {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    varnel::test::child_process child(
+        [] { return setresuid(65534, 65534, 65534) == 0 && address_of(0) == "192.0.2.1" ? 0 : 1; });
+    EXPECT_TRUE(child.exits_with(0));
+}
+
+/// A daemon may have closed its standard input.
+TEST_F(published_controller_table, table_opened_as_descriptor_0_is_read_and_closed) {
+    publish();
+    varnel::test::child_process child([] {
+        close(STDIN_FILENO);
+        return address_of(0) == "192.0.2.1" && fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 1;
+    });
+    EXPECT_TRUE(child.exits_with(0));
+}
+
+TEST_F(published_controller_table, name_is_the_default_when_the_environment_has_none) {
+    setenv("VARNEL_DEVICE_TABLE", "", 1);
+    EXPECT_STREQ(varnel::platform::table_name(), "/varnel-devices");
+    unsetenv("VARNEL_DEVICE_TABLE");
+    EXPECT_STREQ(varnel::platform::table_name(), "/varnel-devices");
 }
 
 TEST_F(published_controller_table, fields_without_a_nul_are_returned_in_full) {
@@ -129,7 +194,9 @@ TEST_F(published_controller_table, absent_controllers_have_an_empty_login_and_no
 }
 
 TEST_F(published_controller_table, missing_table_has_empty_logins_and_no_addresses) {
+    errno = E2BIG;
     EXPECT_EQ(login_of(0), login{});
+    EXPECT_EQ(errno, E2BIG);
     EXPECT_EQ(address_of(0), "0.0.0.0");
     EXPECT_EQ(logged(), "");
 }
@@ -193,6 +260,17 @@ TEST_F(published_controller_table, object_without_the_magic_number_is_refused) {
 TEST_F(published_controller_table, table_of_another_version_is_refused) {
     publish_with(offsetof(controller_table, version), uint32_t{2});
     expect_refused("a controller table of another version");
+}
+
+TEST_F(published_controller_table, table_with_records_of_another_size_is_refused) {
+    publish_with(offsetof(controller_table, record_size), uint32_t{65});
+    expect_refused("a controller table of another version");
+}
+
+TEST_F(published_controller_table, table_readable_by_everybody_is_refused) {
+    publish();
+    ASSERT_EQ(chmod(("/dev/shm" + name).c_str(), 0604), 0);
+    expect_refused("open to other users (mode is not 0600)");
 }
 
 TEST_F(published_controller_table, table_readable_by_others_is_refused) {
