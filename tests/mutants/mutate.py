@@ -160,13 +160,17 @@ def by_function(file: str, states: list[tuple[str, int, str]]) -> dict:
     return {"source": results.source_digest(catalogue.ROOT / file), "functions": results.functions_of(states)}
 
 
-def keep_by_function(session: Session, fresh: dict) -> None:
-    """Writes results.json, and prints what it knows of all files."""
+def kept_by_function(session: Session, fresh: dict) -> dict:
+    """Writes results.json: what is known of all files."""
     mutants = [m for m in session.all.mutants.values() if m.number not in session.all.refused]
     every = {file: by_function(file, [(m.function, m.line, "not_run") for m in mutants if m.file == file])
              for file in session.all.places}
     known = results.merged(results.read(BY_FUNCTION), fresh, every)
     BY_FUNCTION.write_text(results.text_of(known))
+    return known
+
+
+def print_all(known: dict) -> None:
     counts = ", ".join(f"{results.total(known, state)} {state.replace('_', ' ')}" for state in results.STATES)
     print(f"with earlier runs, in {BY_FUNCTION.relative_to(catalogue.ROOT)}: {counts}")
 
@@ -203,8 +207,9 @@ def run_files(session: Session, files: list[str]) -> bool:
         scores[file] = score_of(judgements)
         fresh[file] = by_function(file, [(o["function"], o["line"], state) for o, state in judgements if state != REFUSED])
         print(f"{file}: {scores[file].killed} killed, {scores[file].survived} survived", flush=True)
+        kept_by_function(session, fresh)
     session.workers.close()
-    keep_by_function(session, fresh)
+    print_all(kept_by_function(session, fresh))
     unused = accepted.unused(entries, set(files))
     print(*unused, sep="\n")
     return report(scores) >= LEAST_SCORE and not unused

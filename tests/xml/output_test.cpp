@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "varnel/xml_output.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -297,7 +298,9 @@ TEST_F(output_to_sgs, escaped_text_grows_the_string_like_characters) {
         for (const unsigned length : {1U, 6U, 2047U, 2048U, 2049U, 10000U}) {
             xml_sgs runs{static_cast<char *>(calloc(capacity, 1)), capacity, 0};
             xml_sgs characters{static_cast<char *>(calloc(capacity, 1)), capacity, 0};
-            const std::string text(length, 'r');
+            std::string text(length, 'r');
+            std::ranges::generate(text,
+                                  [letter = 0]() mutable { return static_cast<char>('a' + letter++ % 26); });
             out_.target.sgs = &runs;
             EXPECT_EQ(xml_output_escape_string(&out_, text.c_str()), 0);
             for (const char c : text) {

@@ -386,6 +386,13 @@ TEST(reader, texts_and_bodies_of_any_length_are_complete) {
     }
 }
 
+TEST(reader, long_text_after_a_long_text_is_complete) {
+    const std::string first(70000, 'y');
+    const std::string second(50000, 'z');
+    expect_read("<r><a>" + first + "</a><b>" + second + "</b></r>",
+                {"r[~]{a[~]=\"" + first + "\" b[~]=\"" + second + "\"}", 0, 3, 1});
+}
+
 TEST(reader, name_letters_follow_the_locale) {
     expect_read("<a>\xE4</a>", {"a[~]=\"\\xE4\"", 0, 1, 1});
     expect_read("<\xE4/>", {"", 11, 0, 1});
