@@ -28,7 +28,6 @@ using test::interposed;
 
 constexpr std::size_t sessions_of_ipmi_sim = 63;
 constexpr std::size_t free_sessions = 2;
-constexpr int smc = 0;
 constexpr int bmc = 1;
 constexpr uint8_t slot = 0;
 
