@@ -22,7 +22,7 @@
  *
  * @par On the wire
  * Four bytes with the size of the file, in the sender's byte order (little-endian on the boards), then the
- * bytes of the file. No checksum, no acknowledgement.
+ * bytes of the file. No checksum, no acknowledgement. The receiver must have the same byte order.
  *
  * @par Security
  *

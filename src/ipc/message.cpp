@@ -28,16 +28,14 @@ constexpr int longest_pause = 10; // milliseconds
 
 using write_function = ssize_t(int fd, const void *bytes, std::size_t size);
 
-/// Records come from and go to plain byte buffers, which need not be aligned.
-template <class integer>
-integer payload_length(const void *record) {
-    integer length{};
-    std::memcpy(&length, static_cast<const uint8_t *>(record) + length_offset, sizeof length);
-    return length;
+/// Records come from and go to plain byte buffers, which need not be aligned. The lowest byte comes first.
+uint32_t payload_length(const void *record) {
+    const auto *const bytes = static_cast<const uint8_t *>(record) + length_offset;
+    return bytes[0] | uint32_t{bytes[1]} << 8U | uint32_t{bytes[2]} << 16U | uint32_t{bytes[3]} << 24U;
 }
 
 uint16_t record_size(const queue_message *msg) {
-    return static_cast<uint16_t>(payload_length<uint32_t>(msg) + header_size);
+    return static_cast<uint16_t>(payload_length(msg) + header_size);
 }
 
 /// A failure to lock or unlock is reported and otherwise ignored.
@@ -156,7 +154,7 @@ int get_message(void *buf, int32_t fd, int16_t timeout) {
     }
     auto *record = static_cast<uint8_t *>(buf);
     read_fully(fd, record, header_size);
-    const auto length = payload_length<int32_t>(record);
+    const auto length = static_cast<int32_t>(payload_length(record));
     if (length > 0) {
         read_fully(fd, record + header_size, static_cast<std::size_t>(length));
     }

@@ -75,12 +75,20 @@ class chunk {
 class chunk {
   public:
     using marks = std::size_t;
-    explicit chunk(const char *at) { std::memcpy(&word_, at, sizeof word_); }
+    explicit chunk(const char *at) {
+        std::memcpy(&word_, at, sizeof word_);
+        if constexpr (std::endian::native == std::endian::big) {
+            word_ = reversed(word_);
+        }
+    }
     [[nodiscard]] marks any_of(char a, char b, char c) const { return equal(a) | equal(b) | equal(c); }
     static std::size_t first(marks set) { return static_cast<std::size_t>(std::countr_zero(set)) / 8; }
 
   private:
-    static_assert(std::endian::native == std::endian::little);
+    static constexpr std::size_t reversed(std::size_t word) {
+        return sizeof word == sizeof(uint64_t) ? static_cast<std::size_t>(__builtin_bswap64(word))
+                                               : __builtin_bswap32(static_cast<uint32_t>(word));
+    }
     static constexpr std::size_t ones = ~std::size_t{0} / 255;
     static constexpr std::size_t repeated(char c) { return ones * static_cast<unsigned char>(c); }
     /// The top bit of each byte that is `c`, exact up to the first.
@@ -88,7 +96,7 @@ class chunk {
         const std::size_t difference = word_ ^ repeated(c);
         return (difference - ones) & ~difference & (ones << 7);
     }
-    std::size_t word_;
+    std::size_t word_; // the first byte is the lowest
 };
 #endif
 

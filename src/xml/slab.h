@@ -26,7 +26,8 @@
 
 namespace varnel::xml {
 
-inline constexpr std::uintptr_t malloc_alignment = alignof(std::max_align_t);
+/// Two words, also where no type needs so much.
+inline constexpr std::uintptr_t malloc_alignment = std::max(alignof(std::max_align_t), 2 * sizeof(void *));
 inline constexpr std::uintptr_t record_offset = malloc_alignment / 2;
 
 inline bool is_string_piece(const char *string) { return address_of(string) % 2 != 0; }

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include <endian.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -113,6 +114,11 @@ int IDBG_LINUXAPP_DbgOut(int level, const char *format, ...) {
 
 namespace {
 
+void put_length(uint8_t *bytes, uint32_t length) {
+    length = htole32(length);
+    std::memcpy(bytes + offsetof(queue_message, payload_len), &length, sizeof length);
+}
+
 /// A record in a buffer, as a daemon keeps it.
 class record {
   public:
@@ -120,7 +126,7 @@ class record {
         for (size_t i = 0; i < bytes_.size(); ++i) {
             bytes_[i] = static_cast<uint8_t>(i * 7 + 1);
         }
-        std::memcpy(bytes_.data() + 40, &payload_len, sizeof payload_len);
+        put_length(bytes_.data(), payload_len);
     }
     explicit record(uint32_t payload_len) : record(payload_len, payload_len) {}
 
@@ -408,11 +414,13 @@ class receiving_a_record : public ::testing::Test {
     std::string received(size_t size) const {
         return {buffer.begin(), buffer.begin() + static_cast<long>(size)};
     }
-    void preset_length(int32_t length) { std::memcpy(buffer.data() + 40, &length, sizeof length); }
+    void preset_length(int32_t length) { put_length(buffer.data(), static_cast<uint32_t>(length)); }
 
     static std::string header(int32_t length) {
-        std::string bytes(40, 'h');
-        return bytes.append(reinterpret_cast<const char *>(&length), sizeof length);
+        std::array<uint8_t, QUEUE_MESSAGE_HEADER_SIZE> bytes;
+        bytes.fill('h');
+        put_length(bytes.data(), static_cast<uint32_t>(length));
+        return {bytes.begin(), bytes.end()};
     }
 
   private:
@@ -634,7 +642,7 @@ class real_queue : public ::testing::Test {
         }
         uint32_t length = 0;
         std::memcpy(&length, buffer.data() + 40, sizeof length);
-        return {buffer.begin(), buffer.begin() + 44 + static_cast<long>(length)};
+        return {buffer.begin(), buffer.begin() + 44 + static_cast<long>(le32toh(length))};
     }
 
     static int waiting_bytes(int fd) {
@@ -943,7 +951,7 @@ std::vector<uint8_t> numbered_record(uint32_t writer, uint32_t sequence) {
     }
     std::memcpy(bytes.data(), &writer, sizeof writer);
     std::memcpy(bytes.data() + 4, &sequence, sizeof sequence);
-    std::memcpy(bytes.data() + 40, &length, sizeof length);
+    put_length(bytes.data(), length);
     return bytes;
 }
 
