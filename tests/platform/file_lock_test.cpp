@@ -528,6 +528,18 @@ TEST_F(file_lock, second_lock_by_the_holder_does_not_wait_for_who_took_a_lost_re
     const int fd = open_file();
     EXPECT_EQ(file_lock_write(fd), 0);
     close(open_file()); // ends the record locks
+    child_process other([&] { return file_lock_write(open_file()); });
+    wait_until_waited_for(fd);
+    EXPECT_EQ(file_lock_write(fd), 0);
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_TRUE(other.exits_with(0));
+    close(fd);
+}
+
+TEST_F(file_lock, wait_for_a_lock_without_record_lock_continues_after_signals) {
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    close(open_file()); // ends the record locks
     static shared_value<std::atomic<int>> signals;
     child_process other([&] {
         struct sigaction count {};
@@ -541,7 +553,6 @@ TEST_F(file_lock, second_lock_by_the_holder_does_not_wait_for_who_took_a_lost_re
         std::this_thread::yield();
     }
     wait_until_waited_for(fd);
-    EXPECT_EQ(file_lock_write(fd), 0);
     EXPECT_EQ(file_unlock(fd), 0);
     EXPECT_TRUE(other.exits_with(0));
     close(fd);
