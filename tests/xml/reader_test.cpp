@@ -158,6 +158,16 @@ TEST(reader, single_text_becomes_the_value_of_its_element) {
     expect_read("<a><!--c-->text</a>", {"a[~]=\"text\"{#\"c\"}", 0, 2, 1});
 }
 
+TEST(reader, element_with_several_texts_has_neither_value_nor_length) {
+    new_document read;
+    std::string text = "<a>x<b/>y</a>";
+    EXPECT_EQ(read_text(read.doc, text, 0), 0);
+    const xml_node *const a = read.doc->root->first_child;
+    EXPECT_EQ(a->value, nullptr);
+    EXPECT_EQ(a->value_length, 0U);
+    EXPECT_EQ(a->first_child->value_length, 1U);
+}
+
 TEST(reader, trailing_spaces_and_tabs_of_a_text_are_trimmed) {
     expect_read("<a>abc  \t</a>", {"a[~]=\"abc\"", 0, 1, 1});
     expect_read("<a>abc\r</a>", {"a[~]=\"abc\\x0D\"", 0, 1, 1});

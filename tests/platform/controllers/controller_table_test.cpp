@@ -184,6 +184,7 @@ TEST_F(published_controller_table, fields_without_a_nul_are_returned_in_full) {
 TEST_F(published_controller_table, absent_controllers_have_an_empty_login_and_no_address) {
     publish();
     for (const int controller : {1, 255, 257, 1000, -1, INT_MAX, INT_MIN}) {
+        EXPECT_NE(login_of(0), login{});
         EXPECT_EQ(login_of(controller), login{}) << controller;
         EXPECT_EQ(address_of(controller), "0.0.0.0") << controller;
         std::array<char, 20> ip{};
