@@ -126,6 +126,29 @@ TEST(reader, attribute_list_ends_with_an_empty_record) {
     expect_read("<a-1_b:c/>", {"a-1_b:c[~]", 0, 1, 1});
 }
 
+// Compact trees take another way where so many bytes lie ready.
+TEST(reader, tags_are_read_alike_where_many_bytes_lie_ready) {
+    const auto expect_read_before_spaces = [](const std::string &text, const outcome &expected) {
+        expect_read(text + std::string(500, ' '), expected);
+    };
+    for (const std::size_t length : {1U, 15U, 16U, 17U, 31U, 32U, 33U, 63U, 64U, 100U}) {
+        const std::string name(length, 'n');
+        const std::string value(length, 'v');
+        expect_read_before_spaces("<" + name + "/>", {name + "[~]", 0, 1, 1});
+        expect_read_before_spaces("<a " + name + "=\"" + value + "\"/>",
+                                  {"a[" + name + "=\"" + value + "\" ~]", 0, 1, 1});
+        expect_read_before_spaces("<a" + std::string(length, ' ') + "\n" + std::string(length, '\t') +
+                                      "b=\"\"/>",
+                                  {"a[b=\"\" ~]", 0, 1, 2});
+    }
+    expect_read_before_spaces("<a b=\"1\" c='2' d=\"&amp;\" e = \"5\"></a>",
+                              {"a[b=\"1\" c=\"2\" d=\"&\" e=\"5\" ~]", 0, 1, 1});
+    expect_read_before_spaces("<a\n\nb=\"1\n2\"\n>\n</a>", {"a[b=\"1\\n2\" ~]", 0, 1, 6});
+    expect_read_before_spaces("<a b=\"1\"c=\"2\"/>", {"a[b=\"1\" c=\"2\" ~]", 0, 1, 1});
+    expect_read_before_spaces("<a-1_b:c d-1=\"'<>\"><b /></a-1_b:c>",
+                              {"a-1_b:c[d-1=\"'<>\" ~]{b[~]}", 0, 2, 1});
+}
+
 TEST(reader, slash_anywhere_in_a_tag_ends_the_attributes) {
     // Only "/>" without anything between is an empty element; else content follows.
     expect_read("<a / x='1'>t</a>", {"a[~]=\"x='1'>t\"", 0, 1, 1});
