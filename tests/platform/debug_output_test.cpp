@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // What IDBG_LINUXAPP_DbgOut() writes to syslog and to standard error.
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdarg>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -22,6 +24,7 @@
 
 #include "platform/private_dev.h"
 #include "support/child_process.h"
+#include "support/interposed.h"
 #include "varnel/platform.h"
 
 namespace {
@@ -29,7 +32,26 @@ namespace {
 using ::testing::EndsWith;
 using ::testing::StartsWith;
 using varnel::test::child_process;
+using varnel::test::interposed;
 using varnel::test::logged;
+using varnel::test::stand_in;
+
+interposed<long(long, long, long, long, long, long)> syscall_call("syscall");
+
+} // namespace
+
+extern "C" long syscall(long number, ...) noexcept {
+    va_list values;
+    va_start(values, number);
+    std::array<long, 5> all{};
+    for (long &each : all) {
+        each = va_arg(values, long);
+    }
+    va_end(values);
+    return syscall_call(number, all[0], all[1], all[2], all[3], all[4]);
+}
+
+namespace {
 
 class debug_output : public ::testing::Test {
   protected:
@@ -108,6 +130,19 @@ TEST_F(debug_output, of_a_child_has_the_parents_identity_and_facility) {
     openlog(nullptr, 0, LOG_USER);
     EXPECT_THAT(line, StartsWith(priority(LOG_LOCAL6 | LOG_CRIT)));
     EXPECT_THAT(line, EndsWith(" daemon: from the child\n"));
+}
+
+TEST_F(debug_output, of_a_child_that_cannot_be_copied_has_no_time) {
+    const stand_in<long, long, long, long, long, long, long> failing(
+        syscall_call, [](long number, long a, long b, long c, long d, long e) {
+            if (number == SYS_clone) {
+                errno = EAGAIN;
+                return -1L;
+            }
+            return syscall_call.real(number, a, b, c, d, e);
+        });
+    EXPECT_EQ(logged_by_child_of_threads(),
+              priority(LOG_USER | LOG_CRIT) + program_invocation_short_name + ": from the child\n");
 }
 
 /// A thread that is inside syslog() nearly all the time. The test has to receive its lines.

@@ -38,10 +38,16 @@ namespace {
 using namespace varnel::test;
 
 interposed<int(const timespec *, timespec *)> nanosleep_call("nanosleep");
+#ifdef __GLIBC__ // calls it fstat64() where files may be large
+interposed<int(int, struct stat *)> fstat_call("fstat64");
+#else
+interposed<int(int, struct stat *)> fstat_call("fstat");
+#endif
 
 } // namespace
 
 extern "C" int nanosleep(const timespec *time, timespec *rest) { return nanosleep_call(time, rest); }
+extern "C" int fstat(int fd, struct stat *file) noexcept { return fstat_call(fd, file); }
 
 namespace {
 
@@ -489,6 +495,15 @@ TEST_F(file_lock, lock_of_a_device_does_not_open_it_again) {
     close(device);
 }
 
+TEST_F(file_lock, of_a_device_leaves_errno_of_a_forked_child_unchanged) {
+    const int device = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(file_lock_write(device), 0);
+    errno = E2BIG;
+    EXPECT_TRUE(child_process([] { return errno == E2BIG ? 0 : 1; }).exits_with(0));
+    EXPECT_EQ(file_unlock(device), 0);
+    close(device);
+}
+
 TEST_F(file_lock, lock_of_a_fifo_is_no_reader_of_it) {
     signal(SIGPIPE, SIG_IGN);
     make_file(file_kind::fifo);
@@ -569,6 +584,23 @@ TEST_F(file_lock, unlock_closes_no_file_that_took_the_number_of_its_descriptor) 
     EXPECT_TRUE(is_open(next));
     EXPECT_TRUE(another_process_can_lock(fd));
     close(next);
+    close(fd);
+}
+
+TEST_F(file_lock, is_released_by_its_descriptor_when_fstat_fails) {
+    const int fd = open_file();
+    const int other = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    const stand_in<int, int, struct stat *> failing(fstat_call, [](int, struct stat *) {
+        errno = EIO;
+        return -1;
+    });
+    EXPECT_EQ(file_unlock(other), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_FALSE(another_process_can_lock(fd));
+    EXPECT_EQ(file_unlock(fd), 0);
+    EXPECT_TRUE(another_process_can_lock(fd));
+    close(other);
     close(fd);
 }
 

@@ -20,6 +20,7 @@
 #include "controller_table_file.h"
 #include "platform/private_dev.h"
 #include "support/child_process.h"
+#include "support/interposed.h"
 #include "varnel/platform.h"
 
 namespace {
@@ -27,7 +28,19 @@ namespace {
 using namespace varnel::tools;
 using varnel::platform::controller_record;
 using varnel::platform::controller_table;
+using varnel::test::interposed;
 using varnel::test::logged;
+using varnel::test::stand_in;
+
+interposed<ssize_t(int, void *, std::size_t, off64_t)> pread_call("pread64");
+
+} // namespace
+
+extern "C" ssize_t pread64(int file, void *to, std::size_t size, off64_t place) {
+    return pread_call(file, to, size, place);
+}
+
+namespace {
 
 using login = std::array<uint8_t, 38>;
 
@@ -152,8 +165,10 @@ TEST_F(published_controller_table, own_table_of_another_user_than_root_is_read) 
     if (geteuid() != 0 || chown(("/dev/shm" + name).c_str(), 65534, 65534) != 0) {
         GTEST_SKIP() << "only root can become another user";
     }
-    varnel::test::child_process child(
-        [] { return setresuid(65534, 65534, 65534) == 0 && address_of(0) == "192.0.2.1" ? 0 : 1; });
+    varnel::test::child_process child([] {
+        const bool is_read = seteuid(65534) == 0 && address_of(0) == "192.0.2.1";
+        return seteuid(0) == 0 && is_read ? 0 : 1;
+    });
     EXPECT_TRUE(child.exits_with(0));
 }
 
@@ -237,6 +252,24 @@ TEST_F(published_controller_table, truncated_table_is_refused) {
     publish();
     ASSERT_EQ(truncate(("/dev/shm" + name).c_str(), 1000), 0);
     expect_refused("not the size of a controller table");
+}
+
+TEST_F(published_controller_table, table_truncated_while_it_is_read_is_refused) {
+    int whole_reads = 0;
+    const stand_in<ssize_t, int, void *, std::size_t, off64_t> truncating(
+        pread_call, [&](int file, void *to, std::size_t size, off64_t place) {
+            if (whole_reads-- == 0) {
+                EXPECT_EQ(truncate(("/dev/shm" + name).c_str(), 8), 0);
+            }
+            return pread_call.real(file, to, size, place);
+        });
+    for (const char *complaint : {"not a controller table", "cut short"}) {
+        publish();
+        controller_record read = records[0];
+        EXPECT_STREQ(varnel::platform::read_controller(0, read), complaint);
+        EXPECT_EQ(read.login, login{});
+        whole_reads = 1;
+    }
 }
 
 TEST_F(published_controller_table, table_in_order_after_a_refused_one_logs_nothing) {

@@ -168,6 +168,9 @@ int fake_i2c_kernel::ioctl(int descriptor, unsigned long request, void *argument
         *static_cast<unsigned long *>(argument) = on.functionality;
         return 0;
     case I2C_SLAVE_FORCE:
+        if (fail_address_with != 0) {
+            return failure(fail_address_with);
+        }
         slaves_[descriptor] = reinterpret_cast<unsigned long>(argument);
         return slaves_[descriptor] > 0x7F ? failure(EINVAL) : 0;
     case I2C_RDWR:
@@ -250,6 +253,7 @@ using varnel::test::kernel;
 extern "C" {
 
 int __real_open64(const char *path, int flags, ...);
+int __real_fstat64(int descriptor, struct stat64 *file);
 int __real_ioctl(int descriptor, unsigned long request, ...);
 
 int __wrap_open64(const char *path, int flags, ...) {
@@ -261,6 +265,11 @@ int __wrap_open64(const char *path, int flags, ...) {
     const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned int) : 0U;
     va_end(arguments);
     return __real_open64(path, flags, mode);
+}
+
+int __wrap_fstat64(int descriptor, struct stat64 *file) {
+    const bool fails = kernel != nullptr && kernel->fail_status_with != 0 && kernel->is_ours(descriptor);
+    return fails ? varnel::test::failure(kernel->fail_status_with) : __real_fstat64(descriptor, file);
 }
 
 int __wrap_ioctl(int descriptor, unsigned long request, ...) {

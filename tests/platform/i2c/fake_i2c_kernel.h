@@ -27,7 +27,7 @@ struct wire_transfer {
 
 void PrintTo(const wire_transfer &transfer, std::ostream *out);
 
-/// The kernel's side of /dev/i2c-N. The program is linked with --wrap for open64 and ioctl. Everything else
+/// The kernel's side of /dev/i2c-N. The program is linked with --wrap for open64, fstat64 and ioctl. Everything else
 /// (descriptors, inodes, fork) is the real kernel: a node is a real file, removed with its adapter; a device
 /// where the test may make one.
 ///
@@ -49,6 +49,10 @@ class fake_i2c_kernel {
     int fail_with = 0;
     /// When not 0, an adapter does not tell its functionality, but fails with this errno.
     int fail_functionality_with = 0;
+    /// When not 0, the status of a node cannot be read, with this errno.
+    int fail_status_with = 0;
+    /// When not 0, setting the address for I2C_SMBUS fails with this errno.
+    int fail_address_with = 0;
     /// When not -1, what I2C_RDWR returns.
     int messages_done = -1;
     /// How many messages the last I2C_RDWR had.

@@ -191,6 +191,18 @@ TEST_F(i2c, adapter_that_does_not_tell_its_functionality_is_closed) {
     EXPECT_EQ(write({1}), 1);
 }
 
+TEST_F(i2c, node_whose_status_cannot_be_read_is_closed) {
+    plug(with_messages);
+    const int next = dup(STDIN_FILENO);
+    close(next);
+    kernel.fail_status_with = EIO;
+    EXPECT_EQ(write({1}), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_FALSE(is_open(next));
+    kernel.fail_status_with = 0;
+    EXPECT_EQ(write({1}), 1);
+}
+
 // Addresses without data.
 
 TEST_F(i2c, empty_transfers_use_the_quick_request) {
@@ -235,6 +247,14 @@ TEST_F(i2c, failed_quick_request_fails_with_its_errno) {
     kernel.fail_with = ENXIO;
     EXPECT_EQ(write({}), -1);
     EXPECT_EQ(errno, ENXIO);
+}
+
+TEST_F(i2c, quick_request_is_not_sent_when_its_address_cannot_be_set) {
+    plug(with_messages);
+    kernel.fail_address_with = EBUSY;
+    EXPECT_EQ(write({}), -1);
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_THAT(kernel.transfers(), IsEmpty());
 }
 
 // Adapters that accept only SMBus requests.

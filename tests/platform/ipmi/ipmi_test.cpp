@@ -253,6 +253,12 @@ TEST_F(ipmi, refuses_bad_arguments) {
     EXPECT_EQ(LIBIPMI_CloseSession(nullptr), code(ipmi_status::bad_argument));
 
     std::array<uint8_t, 32> block{};
+    const auto create = [](void *session, const char *host) {
+        return LIBIPMI_Create_IPMI20_Session(session, host, 623, nullptr, nullptr, 6, nullptr, nullptr,
+                                             nullptr, 1, 0x81, 0x20, 0, 0, 5);
+    };
+    EXPECT_EQ(create(nullptr, "127.0.0.1"), code(ipmi_status::bad_argument));
+    EXPECT_EQ(create(block.data(), nullptr), code(ipmi_status::bad_argument));
     std::array<uint8_t, 8> data{};
     uint32_t length = data.size();
     const auto send = [&](uint8_t *request, uint32_t request_length, uint32_t *response_length) {
@@ -263,6 +269,9 @@ TEST_F(ipmi, refuses_bad_arguments) {
     EXPECT_EQ(send(data.data(), 1025, &length), code(ipmi_status::bad_argument));
     EXPECT_EQ(send(data.data(), 1, nullptr), code(ipmi_status::bad_argument));
     EXPECT_EQ(send(data.data(), 1, &length), code(ipmi_status::not_open));
+    EXPECT_EQ(
+        LIBIPMI_Send_RAW_IPMI2_0_Command(nullptr, 0, 0x38, echo, data.data(), 1, data.data(), &length, 10),
+        code(ipmi_status::bad_argument));
     EXPECT_EQ(LIBIPMI_CloseSession(block.data()), code(ipmi_status::not_open));
 }
 
@@ -355,6 +364,12 @@ TEST_F(ipmi, silent_host_fails_after_the_time_out_of_the_device_table) {
     const auto start = stopwatch::now();
     EXPECT_EQ(relay(0, echo, {}).status, -1);
     EXPECT_LT(stopwatch::now() - start, 3s);
+}
+
+TEST_F(ipmi, time_out_of_the_device_table_without_a_retransmission_time_is_not_used) {
+    const simulated_bmcs bmcs;
+    set_time_outs(1ms, 0ms);
+    EXPECT_EQ(relay(0, echo, {1}), success({1}));
 }
 
 TEST_F(ipmi, requests_go_to_the_given_port) {
