@@ -28,7 +28,7 @@ def run_by(program: str, case: str, folder: pathlib.Path) -> set[str]:
     """The functions that the case and its children run; none, and a line is printed, when it fails."""
     folder.mkdir(parents=True, exist_ok=True)
     done = subprocess.run([program, f"--gtest_filter={case}"], stdin=subprocess.DEVNULL, capture_output=True, timeout=LONGEST,
-                          env={**os.environ, "LLVM_PROFILE_FILE": f"{folder.resolve()}/%p.profraw"})
+                          env={**os.environ, "LLVM_PROFILE_FILE": f"{folder.resolve()}/%p-%m.profraw"})
     profiles = list(folder.iterdir())
     if done.returncode != 0:
         print(f"left out: {program} {case}: status {done.returncode}", file=sys.stderr)
