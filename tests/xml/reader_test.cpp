@@ -88,6 +88,17 @@ outcome read_fixed(std::string text, unsigned flags) {
     return read.result();
 }
 
+/// The buffer has more bytes of the text than may be read.
+outcome read_begin(std::string text, std::size_t length, unsigned flags) {
+    new_document read;
+    read.doc->line = 1;
+    xml_refiller r{};
+    xml_refiller_setup(&r, nullptr, text.data(), static_cast<unsigned>(length),
+                       static_cast<unsigned>(text.size()));
+    EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, flags), 0);
+    return read.result();
+}
+
 outcome read_stream(const std::string &text, unsigned flags) {
     new_document read;
     std::FILE *const stream = tmpfile();
@@ -147,6 +158,43 @@ TEST(reader, tags_are_read_alike_where_many_bytes_lie_ready) {
     expect_read_before_spaces("<a b=\"1\"c=\"2\"/>", {"a[b=\"1\" c=\"2\" ~]", 0, 1, 1});
     expect_read_before_spaces("<a-1_b:c d-1=\"'<>\"><b /></a-1_b:c>",
                               {"a-1_b:c[d-1=\"'<>\" ~]{b[~]}", 0, 2, 1});
+}
+
+TEST(reader, compact_values_end_at_their_quote_wherever_the_next_is) {
+    for (std::size_t length = 0; length < 50; ++length) {
+        for (std::size_t distance = 1; distance < 20; ++distance) {
+            const std::string value(length, 'v');
+            const std::string name(distance, 'n');
+            const std::string text = "<a>\n<b c=\"" + value + "\" " + name + "=\"" + value + "\"/></a>";
+            const std::string tree = "a[~]{b[c=\"" + value + "\" " + name + "=\"" + value + "\" ~]}";
+            EXPECT_EQ(read_fixed(text + std::string(200, ' '), xml_flag_compact), (outcome{tree, 0, 2, 2}));
+        }
+    }
+}
+
+TEST(reader, compact_tags_with_a_wrong_byte_anywhere_read_as_others_do) {
+    const std::string tag = "<a><b c=\"1\" d=\"2\"\n e=\"3\"/><f>g=\"4\"</f></a>";
+    for (std::size_t at = 0; at < tag.size(); ++at) {
+        for (const char byte : "\t\n\v\r !\"#%&'+,/01:;<=>?A_az{\x80"s + '\0') {
+            std::string text = tag + std::string(200, ' ');
+            text[at] = byte;
+            EXPECT_EQ(read_fixed(text, xml_flag_compact), read_fixed(text, 0))
+                << static_cast<int>(byte) << " at " << at;
+        }
+    }
+}
+
+TEST(reader, compact_tags_end_where_the_input_does) {
+    const std::string blanks(64, ' ');
+    const std::string name(31, 'n');
+    const std::string attribute = name + "=\"" + std::string(31, 'v') + "\"";
+    for (const auto &between : {std::string(" "), blanks + "\n" + blanks, blanks + "\n" + blanks.substr(48),
+                                blanks.substr(48) + "\n" + blanks, blanks + blanks}) {
+        const std::string whole = "<a><b" + between + attribute + between + attribute + "/></a>";
+        for (std::size_t length = 0; length < whole.size(); ++length) {
+            EXPECT_EQ(read_begin(whole, length, xml_flag_compact), read_begin(whole, length, 0)) << length;
+        }
+    }
 }
 
 TEST(reader, slash_anywhere_in_a_tag_ends_the_attributes) {
