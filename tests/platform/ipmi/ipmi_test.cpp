@@ -76,15 +76,19 @@ void PrintTo(const response &got, std::ostream *out) {
 class session {
   public:
     session(const std::string &host, const std::string &user, const std::string &password,
-            uint8_t privilege = administrator) {
+            const uint8_t *privilege, uint8_t timeout_s = 5) {
+        uint8_t level = privilege != nullptr ? *privilege : uint8_t{0};
         std::array<char, 16> user_field{};
         std::array<char, 20> password_field{};
         std::ranges::copy(user, user_field.begin());
         std::ranges::copy(password, password_field.begin());
-        opened = LIBIPMI_Create_IPMI20_Session(block.data(), host.c_str(), 623, user_field.data(),
-                                               password_field.data(), 6, nullptr, nullptr, &privilege, 1,
-                                               0x81, 0x20, 0, 0, 5);
+        opened = LIBIPMI_Create_IPMI20_Session(
+            block.data(), host.c_str(), 623, user_field.data(), password_field.data(), 6, nullptr, nullptr,
+            privilege != nullptr ? &level : nullptr, 1, 0x81, 0x20, 0, 0, timeout_s);
     }
+    session(const std::string &host, const std::string &user, const std::string &password,
+            uint8_t privilege = administrator)
+        : session(host, user, password, &privilege) {}
     explicit session(const std::string &host) : session(host, "admin", "secret") {}
     ~session() {
         if (opened == 0) {
@@ -209,6 +213,11 @@ TEST_F(ipmi, response_larger_than_the_buffer_is_cut_and_reported) {
     EXPECT_EQ(open.send(echo, {1, 2, 3}, 4), success({1, 2, 3}));
     EXPECT_EQ(open.send(echo, {1, 2, 3}, 3), (response{code(ipmi_status::answer_too_long), {0, 1, 2}}));
     EXPECT_EQ(open.send(echo, {1, 2, 3}, 0), (response{code(ipmi_status::answer_too_long), {}}));
+    uint32_t length = 8;
+    EXPECT_EQ(
+        LIBIPMI_Send_RAW_IPMI2_0_Command(open.block.data(), 0, 0x38, echo, nullptr, 0, nullptr, &length, 10),
+        code(ipmi_status::answer_too_long));
+    EXPECT_EQ(length, 0U);
 }
 
 TEST_F(ipmi, session_storage_needs_no_alignment_and_no_zeros) {
@@ -222,6 +231,13 @@ TEST_F(ipmi, session_storage_needs_no_alignment_and_no_zeros) {
               0);
     EXPECT_EQ(LIBIPMI_CloseSession(unaligned), 0);
     EXPECT_EQ(place[33], 0xEE) << "wrote more than 32 bytes";
+}
+
+TEST_F(ipmi, session_without_a_privilege_is_an_administrators) {
+    const simulated_bmcs bmcs;
+    session open(bmc_address(0), "admin", "secret", nullptr);
+    ASSERT_EQ(open.opened, 0);
+    EXPECT_EQ(open.send(echo, {1}), success({1}));
 }
 
 // Refusals.
@@ -248,30 +264,33 @@ TEST_F(ipmi, insufficient_privilege_returns_completion_code_0xd4) {
 TEST_F(ipmi, refuses_bad_arguments) {
     const session no_address("bmc.example");
     EXPECT_EQ(no_address.opened, code(ipmi_status::bad_argument));
+    EXPECT_EQ(session("localhost").opened, code(ipmi_status::bad_argument));
     EXPECT_EQ(session("").opened, code(ipmi_status::bad_argument));
     EXPECT_EQ(session("127.0.0.1", "admin", "secret", 9).opened, code(ipmi_status::bad_argument));
     EXPECT_EQ(LIBIPMI_CloseSession(nullptr), code(ipmi_status::bad_argument));
 
     std::array<uint8_t, 32> block{};
-    const auto create = [](void *session, const char *host) {
-        return LIBIPMI_Create_IPMI20_Session(session, host, 623, nullptr, nullptr, 6, nullptr, nullptr,
-                                             nullptr, 1, 0x81, 0x20, 0, 0, 5);
-    };
-    EXPECT_EQ(create(nullptr, "127.0.0.1"), code(ipmi_status::bad_argument));
-    EXPECT_EQ(create(block.data(), nullptr), code(ipmi_status::bad_argument));
-    std::array<uint8_t, 8> data{};
+    std::array<uint8_t, 1024> data{};
     uint32_t length = data.size();
     const auto send = [&](uint8_t *request, uint32_t request_length, uint32_t *response_length) {
         return LIBIPMI_Send_RAW_IPMI2_0_Command(block.data(), 0, 0x38, echo, request, request_length,
                                                 data.data(), response_length, 10);
     };
-    EXPECT_EQ(send(nullptr, 1, &length), code(ipmi_status::bad_argument));
-    EXPECT_EQ(send(data.data(), 1025, &length), code(ipmi_status::bad_argument));
-    EXPECT_EQ(send(data.data(), 1, nullptr), code(ipmi_status::bad_argument));
-    EXPECT_EQ(send(data.data(), 1, &length), code(ipmi_status::not_open));
+    const auto open = [](void *session, const char *host, const char *user, const char *password) {
+        uint8_t no_privilege = 9;
+        return LIBIPMI_Create_IPMI20_Session(session, host, 623, user, password, 6, nullptr, nullptr,
+                                             &no_privilege, 1, 0x81, 0x20, 0, 0, 5);
+    };
+    EXPECT_EQ(open(nullptr, "127.0.0.1", "admin", "secret"), code(ipmi_status::bad_argument));
+    EXPECT_EQ(open(block.data(), nullptr, "admin", "secret"), code(ipmi_status::bad_argument));
+    EXPECT_EQ(open(block.data(), "127.0.0.1", nullptr, nullptr), code(ipmi_status::bad_argument));
     EXPECT_EQ(
         LIBIPMI_Send_RAW_IPMI2_0_Command(nullptr, 0, 0x38, echo, data.data(), 1, data.data(), &length, 10),
         code(ipmi_status::bad_argument));
+    EXPECT_EQ(send(nullptr, 1, &length), code(ipmi_status::bad_argument));
+    EXPECT_EQ(send(data.data(), 1025, &length), code(ipmi_status::bad_argument));
+    EXPECT_EQ(send(data.data(), 1, nullptr), code(ipmi_status::bad_argument));
+    EXPECT_EQ(send(data.data(), 1024, &length), code(ipmi_status::not_open));
     EXPECT_EQ(LIBIPMI_CloseSession(block.data()), code(ipmi_status::not_open));
 }
 
@@ -357,12 +376,32 @@ TEST_F(ipmi, silent_host_fails_after_the_callers_five_seconds) {
     EXPECT_LT(stopwatch::now() - start, 7s);
 }
 
+TEST_F(ipmi, silent_host_fails_after_the_callers_second) {
+    const silent_host host;
+    const auto start = stopwatch::now();
+    EXPECT_EQ(session(host.address, "admin", "secret", nullptr, 1).opened, code(ipmi_status::no_answer));
+    EXPECT_GT(stopwatch::now() - start, 700ms);
+    EXPECT_LT(stopwatch::now() - start, 3s);
+}
+
+TEST_F(ipmi, time_out_of_the_device_table_is_used_only_if_it_is_whole) {
+    const silent_host host;
+    records[1] = make_record(host.address, "admin", "secret");
+    set_time_outs(20s, 0s);
+    const auto start = stopwatch::now();
+    EXPECT_EQ(session(host.address, "admin", "secret", nullptr, 1).opened, code(ipmi_status::no_answer));
+    set_time_outs(0s, 20s);
+    EXPECT_EQ(session(host.address, "admin", "secret", nullptr, 1).opened, code(ipmi_status::no_answer));
+    EXPECT_LT(stopwatch::now() - start, 5s);
+}
+
 TEST_F(ipmi, silent_host_fails_after_the_time_out_of_the_device_table) {
     const silent_host host;
     records[1] = make_record(host.address, "admin", "secret");
-    set_time_outs(300ms, 100ms);
+    set_time_outs(900ms, 300ms);
     const auto start = stopwatch::now();
     EXPECT_EQ(relay(0, echo, {}).status, -1);
+    EXPECT_GT(stopwatch::now() - start, 700ms);
     EXPECT_LT(stopwatch::now() - start, 3s);
 }
 
