@@ -185,7 +185,7 @@ TEST(reader, compact_tags_with_a_wrong_byte_anywhere_read_as_others_do) {
 }
 
 TEST(reader, compact_tags_end_where_the_input_does) {
-    const std::string blanks(64, ' ');
+    const std::string blanks(60, ' ');
     const std::string name(31, 'n');
     const std::string attribute = name + "=\"" + std::string(31, 'v') + "\"";
     for (const auto &between : {std::string(" "), blanks + "\n" + blanks, blanks + "\n" + blanks.substr(48),
