@@ -10,31 +10,12 @@
 
 #include "faults/faults.h"
 #include "varnel/xml.h"
-#include "xml/model.h"
-#include "xml/read_text.h"
+#include "xml/document_text.h"
 
 namespace varnel::test {
 namespace {
 
 const std::string sample = "<a x=\"1\">text<b/></a>\n<c>" + std::string(9000, 't') + "</c>\n";
-
-void free_document(xml_document *doc) {
-    xml_node_delete(doc->root);
-    xml_document_delete(doc);
-}
-
-xml_document *document_of(std::string text) {
-    xml_document *const doc = xml_document_new();
-    read_text(doc, text);
-    return doc;
-}
-
-std::string tree_of(const std::string &text) {
-    xml_document *const doc = document_of(text);
-    std::string tree = dump(*doc->root);
-    free_document(doc);
-    return tree;
-}
 
 std::string written(xml_document *doc) {
     xml_output out{};

@@ -11,6 +11,8 @@ import re
 import subprocess
 import sys
 
+from gtest_cases import cases_of
+
 RECORD_SIZE = 1 << 20  # see guard.h
 SLOW = 0.3  # seconds; such tests run after the others
 LONGEST = 1.4  # processor seconds; longer tests are left out, because each survivor would run them
@@ -73,18 +75,6 @@ class Workers:
             return list(pool.map(function, items))
 
 
-def tests_of(program: pathlib.Path) -> list[Test]:
-    listed = subprocess.run([program, "--gtest_list_tests"], check=True, capture_output=True, text=True).stdout
-    suite, tests = "", []
-    for line in listed.splitlines():
-        name = line.split("#")[0].rstrip()
-        if not line.startswith(" "):
-            suite = name
-        elif not suite.startswith("Running") and not name.strip().startswith("DISABLED_"):
-            tests.append(Test(program.name, suite + name.strip()))
-    return tests
-
-
 def record(workers: Workers, scratch: pathlib.Path, test: Test) -> Recorded | None:
     """None when the test fails or is skipped here, or takes long."""
     file = scratch / re.sub(r"\W", "_", f"{test.program} {test.name}")
@@ -103,7 +93,7 @@ def record(workers: Workers, scratch: pathlib.Path, test: Test) -> Recorded | No
 
 def record_all(workers: Workers, program: pathlib.Path, scratch: pathlib.Path) -> dict[Test, Recorded]:
     scratch.mkdir(parents=True, exist_ok=True)
-    tests = tests_of(program)
+    tests = [Test(program.name, case) for case in cases_of(program)]
     recorded = workers.for_each(lambda test: record(workers, scratch, test), tests)
     return {test: run for test, run in zip(tests, recorded) if run}
 

@@ -11,8 +11,7 @@
 #include "support/scratch_folder.h"
 #include "torture/torture.h"
 #include "varnel/xml.h"
-#include "xml/model.h"
-#include "xml/read_text.h"
+#include "xml/document_text.h"
 
 namespace {
 
@@ -20,24 +19,6 @@ using namespace varnel::test;
 
 const std::string sample =
     "<?p body?><a x='1' y='&amp;'>text<b/>more<!--c--></a><c>" + std::string(9000, 't') + "</c>";
-
-void free_document(xml_document *doc) {
-    xml_node_delete(doc->root);
-    xml_document_delete(doc);
-}
-
-xml_document *document_of(std::string text) {
-    xml_document *const doc = xml_document_new();
-    read_text(doc, text);
-    return doc;
-}
-
-std::string tree_of(const std::string &text) {
-    xml_document *const doc = document_of(text);
-    std::string tree = dump(*doc->root);
-    free_document(doc);
-    return tree;
-}
 
 std::string written(const std::string &text) {
     const scratch_folder folder;

@@ -11,19 +11,6 @@ LONGEST = 300  # seconds
 RUN = re.compile(r"^(\S+)\n# Func Hash:\n\d+\n# Num Counters:\n\d+\n# Counter Values:\n[1-9]", re.MULTILINE)
 
 
-def cases_of(program: str) -> list[str]:
-    """The test cases of a program, by their full names."""
-    listed = subprocess.run([program, "--gtest_list_tests"], check=True, capture_output=True, text=True).stdout
-    suite, cases = "", []
-    for line in listed.splitlines():
-        name = line.split("#")[0].rstrip()
-        if not line.startswith(" "):
-            suite = name
-        elif not name.strip().startswith("DISABLED_"):
-            cases.append(suite + name.strip())
-    return cases
-
-
 def run_by(program: str, case: str, folder: pathlib.Path) -> set[str]:
     """The functions that the case and its children run; none, and a line is printed, when it fails."""
     folder.mkdir(parents=True, exist_ok=True)

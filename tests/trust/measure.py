@@ -11,7 +11,8 @@ import re
 import subprocess
 from typing import Iterable
 
-from cases import cases_of, run_by
+from cases import run_by
+from gtest_cases import cases_of
 from reach import PROJECT, CallGraph, Function, symbol_of
 
 BUILD = PROJECT / "build"
