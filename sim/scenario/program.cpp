@@ -31,9 +31,22 @@ std::string shell_text(const std::string &command) {
 /// The C library of some systems declares pidfd_open() for C only.
 int descriptor_of(pid_t process) { return static_cast<int>(syscall(SYS_pidfd_open, process, 0)); }
 
-/// Keeps nothing of ours but the standard streams: a connection would keep another board powered.
+/// Who serves the device files of a program that is cut off needs no longer than this, unless programs that are not in
+/// the program's process group go on.
+constexpr int end_of_service_ms = 2000;
+
+/// A pipe; both ends are closed when a program is executed.
+std::array<host::descriptor, 2> make_pipe() {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    return {host::descriptor(ends[0]), host::descriptor(ends[1])};
+}
+
+/// Keeps nothing of ours but the standard streams and `kept`: a connection would keep another board powered.
 [[noreturn]] void become_program(const runner &become, const std::vector<std::string> &words, int input,
-                                 int output) {
+                                 int output, int kept) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGTERM); // which the runner passes on
     if (input >= 0) {
@@ -41,7 +54,8 @@ int descriptor_of(pid_t process) { return static_cast<int>(syscall(SYS_pidfd_ope
     }
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    close_range(STDERR_FILENO + 1, UINT_MAX, 0);
+    dup3(kept, STDERR_FILENO + 1, O_CLOEXEC);
+    close_range(STDERR_FILENO + 2, UINT_MAX, 0);
     become(words);
     _exit(EXIT_FAILURE);
 }
@@ -58,20 +72,18 @@ program::program(const runner &become, const std::string &command) : prints_numb
 }
 
 void program::start(const runner &become, const std::vector<std::string> &words, int input) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe");
-    }
-    output_ = host::descriptor(ends[0]);
-    const host::descriptor written(ends[1]);
-    fcntl(ends[1], F_SETFL, 0); // the program's end waits
-    std::fflush(nullptr);       // or the child would print it, too
+    auto [output, written] = make_pipe();
+    auto [service, kept] = make_pipe();
+    output_ = std::move(output);
+    service_ = std::move(service);
+    fcntl(output_.get(), F_SETFL, O_NONBLOCK);
+    std::fflush(nullptr); // or the child would print it, too
     runner_ = fork();
     if (runner_ < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
     }
     if (runner_ == 0) {
-        become_program(become, words, input, written.get());
+        become_program(become, words, input, written.get(), kept.get());
     }
     setpgid(runner_, runner_);
     ending_ = host::descriptor(descriptor_of(runner_));
@@ -85,6 +97,8 @@ void program::cut_off() {
         kill(-runner_, SIGKILL);
         waitpid(runner_, &state, 0);
         status_ = host::exit_status_of(state);
+        pollfd service{service_.get(), POLLIN, 0};
+        (void)poll(&service, 1, end_of_service_ms);
     }
 }
 

@@ -46,7 +46,7 @@ class program {
 
     /// Sends a signal to the program that a shell's command is. Nothing happens when it has ended.
     void send(int signal);
-    /// Ends it and all programs that it has started, as a loss of power does.
+    /// Ends it and all programs that it has started, as a loss of power does, and waits until nobody serves them.
     void cut_off();
 
   private:
@@ -57,9 +57,10 @@ class program {
     pid_t process_ = -1;              ///< the program's own number, if it is known
     host::descriptor process_ending_; ///< becomes readable at its end
     pid_t runner_ = -1;
-    host::descriptor ending_; ///< becomes readable at the runner's end
-    host::descriptor output_; ///< not open after its end
-    std::string unfinished_;  ///< line
+    host::descriptor ending_;  ///< becomes readable at the runner's end
+    host::descriptor service_; ///< ends with the runner and who serves the program's device files
+    host::descriptor output_;  ///< not open after its end
+    std::string unfinished_;   ///< line
     line_memory lines_ = {};
     std::optional<int> status_;
 };
