@@ -312,9 +312,10 @@ class cipher_suites : public ipmi {
     static bmc_server sha256_bmc() {
         return bmc_server({PYTHON, SHA256_BMC, sha256_address}, {sha256_address});
     }
+    /// Its BMC is interpreted and may take long to answer; a request that is sent again meanwhile fails the session.
     void controller_is(const std::string &address) {
         records[1] = make_record(address, "admin", "secret");
-        publish();
+        set_time_outs(20s, 15s);
     }
 };
 
