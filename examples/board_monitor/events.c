@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 #include "events.h"
 
+#include <endian.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -29,6 +30,7 @@ static void post(const char *queue, int level, int supply_number, const char *te
         queue_message message;
         uint8_t bytes[QUEUE_MESSAGE_HEADER_SIZE + EVENT_TEXT_MAX];
     } record = {.bytes = {0}};
+    const size_t length = strnlen(text, EVENT_TEXT_MAX);
     const int fd = open(queue, O_WRONLY | O_NONBLOCK);
     if (fd < 0) {
         if (errno != ENXIO && errno != ENOENT) {
@@ -38,8 +40,8 @@ static void post(const char *queue, int level, int supply_number, const char *te
     }
     record.message.header[EVENT_LEVEL] = (uint8_t)level;
     record.message.header[EVENT_SUPPLY] = (uint8_t)supply_number;
-    record.message.payload_len = (uint32_t)strnlen(text, EVENT_TEXT_MAX);
-    memcpy(record.bytes + QUEUE_MESSAGE_HEADER_SIZE, text, record.message.payload_len);
+    record.message.payload_len = htole32((uint32_t)length);
+    memcpy(record.bytes + QUEUE_MESSAGE_HEADER_SIZE, text, length);
     if (post_record(&record.message, fd) != 0) {
         fprintf(stderr, "board_monitor: %s: event not posted\n", queue);
     }

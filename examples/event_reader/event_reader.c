@@ -3,6 +3,7 @@
  * event_reader prints the events that board_monitor posts to a queue, each with a reading of its own, taken
  * from the bus that both guard with one lock.
  */
+#include <endian.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdbool.h>
@@ -45,7 +46,7 @@ static void print_event(const queue_message *event, int bus_lock) {
     const int supply_number = event->header[EVENT_SUPPLY];
     double celsius = 0;
     printf("event_reader: level %d psu%d %.*s", event->header[EVENT_LEVEL], supply_number,
-           (int)event->payload_len, (const char *)event->payload);
+           (int)le32toh(event->payload_len), (const char *)event->payload);
     if (supply_number < SUPPLIES && read_temperature(supply_number, bus_lock, &celsius)) {
         printf(" (%.1f C now)", celsius);
     }

@@ -4,6 +4,7 @@ import errno
 import mmap
 import os
 import select
+import sys
 from typing import Any, NamedTuple
 
 from varnel._calls import c_text, call, failed, require_platform
@@ -69,6 +70,11 @@ class Message(NamedTuple):
     payload: bytes
 
 
+def _little_endian(number: int) -> int:
+    """What the length field of a record holds for a number, and the reverse: the lowest byte comes first on every host."""
+    return int.from_bytes(number.to_bytes(4, "little"), sys.byteorder)
+
+
 def _record(header: bytes, payload: bytes) -> Any:
     size = lib.QUEUE_MESSAGE_HEADER_SIZE
     if len(payload) > lib.QUEUE_MESSAGE_PAYLOAD_MAX:
@@ -78,7 +84,7 @@ def _record(header: bytes, payload: bytes) -> Any:
     if len(header) > len(message.header):
         raise ValueError(f"a header of {len(header)} bytes, more than {len(message.header)}")
     ffi.memmove(message.header, header, len(header))
-    message.payload_len = len(payload)
+    message.payload_len = _little_endian(len(payload))
     ffi.memmove(record + size, payload, len(payload))
     return record
 
@@ -113,7 +119,7 @@ class Queue:
             message = ffi.cast("queue_message *", ffi.from_buffer(room))
             ffi.memmove(message, bytes(lib.QUEUE_MESSAGE_HEADER_SIZE), lib.QUEUE_MESSAGE_HEADER_SIZE)
             call("get_message", message, self._file, 0)
-            length = max(0, int(ffi.cast("int32_t", message.payload_len)))
+            length = max(0, int(ffi.cast("int32_t", _little_endian(message.payload_len))))
             start = lib.QUEUE_MESSAGE_HEADER_SIZE
             received = Message(bytes(message.header), self._room[start : start + length])
         self._room.madvise(mmap.MADV_DONTNEED)

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <system_error>
 
+#include <endian.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
@@ -29,7 +30,7 @@ constexpr const char *another_reader = ": another process reads it, too: the que
 uint32_t payload_length(const uint8_t *record) {
     uint32_t length = 0;
     std::memcpy(&length, record + own_header_size, sizeof length);
-    return length;
+    return le32toh(length);
 }
 
 class no_reader : public failed {
@@ -172,7 +173,7 @@ queue_record::queue_record(const std::string &header, const std::string &payload
         throw bad_usage(fmt::format("payload of {} bytes; a record takes {}", payload.size(),
                                     static_cast<int>(QUEUE_MESSAGE_PAYLOAD_MAX)));
     }
-    const auto length = static_cast<uint32_t>(payload.size());
+    const uint32_t length = htole32(static_cast<uint32_t>(payload.size()));
     bytes_.resize(QUEUE_MESSAGE_HEADER_SIZE + payload.size());
     std::ranges::copy(header, bytes_.begin());
     std::memcpy(bytes_.data() + own_header_size, &length, sizeof length);
