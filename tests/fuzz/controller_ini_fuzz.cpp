@@ -11,11 +11,11 @@
 
 #include <arpa/inet.h>
 
-#include "controller_table_file.h"
 #include "host/ini_file.h"
 #include "own_table.h"
 #include "refusal.h"
 #include "require.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
 
 namespace {
 

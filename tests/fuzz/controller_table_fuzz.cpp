@@ -18,9 +18,9 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include "controller_table_file.h"
 #include "own_table.h"
 #include "require.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
 #include "varnel/platform.h"
 
 namespace {

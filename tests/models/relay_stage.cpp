@@ -13,10 +13,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "controller_table_file.h"
 #include "platform/ipmi/bmc_servers.h"
 #include "support/interposed.h"
 #include "support/own_network.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
 #include "varnel/ipmi_relay.h"
 #include "varnel/platform.h"
 

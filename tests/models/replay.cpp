@@ -4,6 +4,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <list>
 #include <map>
@@ -52,7 +53,7 @@ class player {
         while (read_.find('\n') == std::string::npos) {
             read_more();
         }
-        const std::string line = read_.substr(0, read_.find('\n'));
+        std::string line = read_.substr(0, read_.find('\n'));
         read_.erase(0, line.size() + 1);
         return line;
     }
@@ -118,7 +119,9 @@ class player {
 [[noreturn]] void run_process(const std::vector<int> &actors, std::map<int, player> &players,
                               const stage &objects) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::freopen("/dev/null", "w", stdout); // what the library prints
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) { // what the library prints
+        std::abort();
+    }
     struct sigaction action {};
     action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);

@@ -17,10 +17,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "controller_table_file.h"
 #include "platform/private_dev.h"
 #include "support/child_process.h"
 #include "support/interposed.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
 #include "varnel/platform.h"
 
 namespace {

@@ -27,9 +27,9 @@
 #include <gtest/gtest.h>
 
 #include "bmc_servers.h"
-#include "controller_table_file.h"
 #include "ipmi/status.h"
 #include "platform/namespaces.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
 #include "udp_proxy.h"
 #include "varnel/ipmi_relay.h"
 #include "varnel/platform.h"

@@ -15,9 +15,9 @@
 #include <gtest/gtest.h>
 
 #include "bmc_servers.h"
-#include "controller_table_file.h"
 #include "platform/namespaces.h"
 #include "support/scratch_folder.h"
+#include "tools/varnel/controller_admin/controller_table_file.h"
 
 namespace {
 
