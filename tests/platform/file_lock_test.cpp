@@ -604,6 +604,38 @@ TEST_F(file_lock, is_released_by_its_descriptor_when_fstat_fails) {
     close(fd);
 }
 
+TEST_F(file_lock, is_released_for_other_threads_when_fstat_fails) {
+    const int fd = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    {
+        const stand_in<int, int, struct stat *> failing(fstat_call, [](int, struct stat *) {
+            errno = EIO;
+            return -1;
+        });
+        std::thread([&] {
+            EXPECT_EQ(file_unlock(fd), -1) << "by another thread";
+            EXPECT_EQ(errno, EIO);
+        }).join();
+        EXPECT_FALSE(another_process_can_lock(fd));
+        EXPECT_EQ(file_unlock(fd), 0);
+    }
+    std::thread([&] { EXPECT_EQ(file_lock_write(fd), 0); }).join();
+    close(fd);
+}
+
+TEST_F(file_lock, is_kept_when_unlocked_by_a_closed_descriptor) {
+    const int fd = open_file();
+    const int other = open_file();
+    EXPECT_EQ(file_lock_write(fd), 0);
+    close(fd);
+    EXPECT_EQ(file_unlock(fd), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_FALSE(another_process_can_lock(other));
+    EXPECT_EQ(file_unlock(other), 0);
+    EXPECT_TRUE(another_process_can_lock(other));
+    close(other);
+}
+
 TEST_F(file_lock, forked_child_keeps_its_standard_input) {
     ASSERT_TRUE(is_open(STDIN_FILENO));
     EXPECT_TRUE(child_process([] { return is_open(STDIN_FILENO) ? 0 : 1; }).exits_with(0));
