@@ -227,17 +227,20 @@ std::string logged_by_others() {
     }
 }
 
-TEST_F(debug_output, of_a_child_that_cannot_use_syslog_has_no_time_and_is_cut_to_8191_bytes) {
+TEST_F(debug_output,
+       of_a_child_that_cannot_use_syslog_has_no_time_is_cut_to_8191_bytes_and_leaks_no_descriptor) {
     if (!can_copy_process()) {
         GTEST_SKIP() << "this machine does not support clone() without a termination signal";
     }
     const thread_held_by_the_log other;
     child_process child([] {
+        const int next = dup(STDIN_FILENO);
+        close(next);
         errno = ENOENT;
         const std::string format = "%s %m"; // %m is glibc's
         IDBG_LINUXAPP_DbgOut(0x82, format.c_str(), "opening");
         IDBG_LINUXAPP_DbgOut(0x83, "%s", std::string(9000, 'x').c_str());
-        return errno == ENOENT ? 0 : 1;
+        return errno == ENOENT && dup(STDIN_FILENO) == next ? 0 : 1;
     });
     const std::string sender = ">" + std::string(program_invocation_short_name) + ": ";
     EXPECT_EQ(logged_by_others(),
