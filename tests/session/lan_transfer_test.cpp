@@ -6,6 +6,7 @@
 #include <atomic>
 #include <bit>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -327,8 +328,15 @@ class transfer_server : public transfer {
     std::string order; ///< a lan_transfer_arg
 
   private:
+    /// What earlier calls leave on a thread's stack.
+    [[gnu::noinline]] static void fill_stack() {
+        std::array<volatile char, 4096> used;
+        std::fill(used.begin(), used.end(), '\xFF');
+    }
+
     static void *run(void *self) {
         auto *test = static_cast<transfer_server *>(self);
+        fill_stack();
         under_test = true;
         lan_transfer_file(test->order.data());
         test->returned = true;
@@ -580,6 +588,19 @@ TEST_F(transfer_server, continues_after_a_client_that_resets_before_the_first_se
     EXPECT_EQ(connected().read_all(), size_field(3) + "abc");
     ends();
     EXPECT_EQ(broken, 1);
+}
+
+TEST_F(transfer_server, blocks_sigpipe_and_no_other_signal) {
+    sigset_t blocked;
+    const stand_in<int, int, int, int> fails(socket_call, [&blocked](int, int, int) {
+        pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+        return -1;
+    });
+    serves("abc", 1);
+    ends();
+    for (int signal = 1; signal < NSIG; ++signal) {
+        EXPECT_EQ(sigismember(&blocked, signal), signal == SIGPIPE ? 1 : 0) << signal;
+    }
 }
 
 TEST_F(transfer_server, ends_when_socket_fails) {
