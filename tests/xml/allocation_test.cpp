@@ -268,6 +268,31 @@ TEST(deletion, frees_every_block) {
     }
 }
 
+TEST(deletion, text_that_becomes_the_value_of_a_node_frees_the_value_before) {
+    const long before = allocated;
+    xml_document *const doc = xml_document_new();
+    doc->root->value = static_cast<char *>(malloc(1));
+    doc->root->value[0] = '\0';
+    std::string text = "t</x>";
+    read_text(doc, text);
+    EXPECT_STREQ(doc->root->value, "t");
+    free_document(doc);
+    EXPECT_EQ(allocated, before);
+}
+
+TEST(deletion, compact_node_without_strings_may_be_deleted_alone) {
+    const long before = allocated;
+    xml_document *const doc = xml_document_new();
+    std::string text = "<a>x&;y</a>"; // the first text has no value
+    read_text(doc, text, xml_flag_compact);
+    xml_node *const alone = doc->root->first_child->first_child;
+    EXPECT_EQ(alone->value, nullptr);
+    xml_node_unlink(alone);
+    free_document(doc);
+    xml_node_delete(alone);
+    EXPECT_EQ(allocated, before);
+}
+
 struct pieces {
     const std::string &text;
     size_t given;
@@ -301,12 +326,14 @@ size_t read_in_pieces(xml_document *doc, const std::string &text, unsigned capac
 void read_with_each_allocation_failing(const std::string &text, unsigned capacity, unsigned flags) {
     xml_document *doc = nullptr;
     int result = -1;
+    const long before = allocated;
     with_each_allocation_failing(
         [&](bool ran_out) {
             EXPECT_EQ(result, ran_out ? 2 : 0);
             EXPECT_EQ(doc->status, result);
             EXPECT_EQ(dump(*doc->root).find(varnel::test::broken), std::string::npos);
             free_document(doc);
+            EXPECT_EQ(allocated, before);
         },
         [&] {
             const size_t fail_at = std::exchange(work.fail_at, static_cast<size_t>(-1));

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "support/scratch_folder.h"
+#include "xml/guarded_page.h"
 #include "xml/model.h"
 #include "xml/read_text.h"
 
@@ -435,6 +436,7 @@ TEST(reader, unmatched_end_tag_sets_status_11) {
     expect_read("<a></A>", {"a[~]", 11, 1, 1});
     expect_read("<a></a >", {"a[~]", 11, 1, 1});
     expect_read("<a></a\n>", {"a[~]", 11, 1, 2});
+    expect_read("<a></a?></a>", {"a[~]", 11, 1, 1});
     expect_read("<a></a", {"a[~]", 11, 1, 1});
     expect_read("<a></>", {"a[~]", 11, 1, 1});
     expect_read("</a>rest", {"", 11, 0, 1}); // closes what was never opened: reading ends
@@ -449,6 +451,18 @@ TEST(reader, end_tags_have_up_to_128_characters) {
 
 TEST(reader, element_after_an_error_reads_one_attribute_and_stores_none) {
     expect_read("<a x/><b y='1' z='2'>t</b>", {"a[~] b[~]=\"z='2'>t\"", 6, 2, 1});
+}
+
+TEST(reader, element_after_an_error_of_an_earlier_reading_reads_one_attribute_and_stores_none) {
+    for (const unsigned kind : {0U, unsigned{xml_flag_compact}}) {
+        for (int status = 1; status <= 14; ++status) {
+            new_document read;
+            read.doc->status = status;
+            std::string text = "<b y='1' z='2'>t</b>" + std::string(500, ' ');
+            EXPECT_EQ(read_text(read.doc, text, kind), 0);
+            EXPECT_EQ(read.result(), (outcome{"b[~]=\"z='2'>t\"", status, 1, 0})) << kind;
+        }
+    }
 }
 
 TEST(reader, nul_ends_a_string_but_counts_in_its_length) {
@@ -472,6 +486,30 @@ TEST(reader, long_text_after_a_long_text_is_complete) {
     const std::string second(50000, 'z');
     expect_read("<r><a>" + first + "</a><b>" + second + "</b></r>",
                 {"r[~]{a[~]=\"" + first + "\" b[~]=\"" + second + "\"}", 0, 3, 1});
+}
+
+TEST(reader, name_after_a_long_text_without_a_value_is_complete) {
+    const std::string text(5000, 'x');
+    const std::string name(50, 'n');
+    expect_read("<a>" + text + "\n&;</a><" + name + "/>", {"a[~] " + name + "[~]", 13, 2, 2});
+}
+
+// Strings are copied with some bytes that come after them, if the buffer has these.
+TEST(reader, reads_no_byte_after_its_buffer) {
+    guarded_page page;
+    const std::string text = "<name attribute='value'>text</name>";
+    for (const unsigned kind : {0U, unsigned{xml_flag_compact}}) {
+        for (std::size_t length = 0; length <= text.size(); ++length) {
+            const std::string begin = text.substr(0, length);
+            new_document read;
+            xml_refiller r{};
+            const auto size = static_cast<unsigned>(length);
+            xml_refiller_setup(&r, nullptr, page.copy_before_end(begin, 0), size, size);
+            EXPECT_EQ(xml_node_read(&r, read.doc->root, read.doc, kind), 0);
+            read.doc->line = 1;
+            EXPECT_EQ(read.result(), read_stream(begin, kind));
+        }
+    }
 }
 
 TEST(reader, name_letters_follow_the_locale) {

@@ -11,12 +11,12 @@
 
 #include <fcntl.h>
 #include <stdio_ext.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "xml/guarded_page.h"
 #include "xml/model.h"
 #include "xml/read_text.h"
 #include "xml/reference_writer.h"
@@ -268,6 +268,14 @@ TEST(writer, ignores_parent_links) {
     }
 }
 
+TEST(writer, follows_right_parent_links_below_a_wrong_one) {
+    document doc("<a><b><c/></b><d/></a><e/>");
+    doc->root->first_child->parent = nullptr;
+    for (unsigned flags = 0; flags < 4; ++flags) {
+        EXPECT_EQ(written_by_library(*doc->root, flags), written_by_reference(*doc->root, flags));
+    }
+}
+
 TEST(writer, writes_deep_trees_without_parent_links) {
     std::vector<xml_node> chain(100);
     char name[] = "n";
@@ -396,31 +404,6 @@ TEST(writer_to_stream, document_is_not_flushed) {
     EXPECT_EQ(device.taken, "before <a/>\n\nafter");
 }
 
-/// Memory for strings, with an end that nothing can be read beyond.
-class guarded_page {
-  public:
-    guarded_page()
-        : begin_(static_cast<char *>(
-              mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
-        if (begin_ == MAP_FAILED || mprotect(begin_ + size_, size_, PROT_NONE) != 0) {
-            abort();
-        }
-    }
-    ~guarded_page() { munmap(begin_, 2 * size_); }
-    guarded_page(const guarded_page &) = delete;
-    guarded_page &operator=(const guarded_page &) = delete;
-
-    /// A copy of a string, so many bytes before the end.
-    char *copy_before_end(const std::string &text, size_t distance) {
-        return static_cast<char *>(
-            memcpy(begin_ + size_ - distance - text.size() - 1, text.c_str(), text.size() + 1));
-    }
-
-  private:
-    const size_t size_ = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    char *begin_;
-};
-
 TEST(writer_to_stream, strings_are_read_up_to_their_terminator_wherever_they_lie) {
     guarded_page page;
     const std::string text = "a&bcdefghijklmnopqr<stuvwxyz0123456789";
@@ -432,7 +415,7 @@ TEST(writer_to_stream, strings_are_read_up_to_their_terminator_wherever_they_lie
             xml_node node{};
             node.kind = xml_kind_element;
             node.name = name;
-            node.value = page.copy_before_end(value, distance);
+            node.value = page.copy_before_end({value.c_str(), value.size() + 1}, distance);
             xml_node comment{};
             comment.kind = xml_kind_comment;
             comment.value = node.value;
