@@ -43,8 +43,6 @@ const varnel_sim_model &load(const std::string &file) {
 
 /// The board as the plug-in sees it.
 struct plugin_board : varnel_sim_board {
-    explicit plugin_board(const board_clock &time) : varnel_sim_board{nanoseconds}, clock(time) {}
-
     static uint64_t nanoseconds(const varnel_sim_board *board) {
         return static_cast<uint64_t>(static_cast<const plugin_board *>(board)->clock.now().count());
     }
@@ -59,7 +57,8 @@ void add_reading(void *to, const char *name, const char *value, int settable) {
 class plugin : public chip, private bus_port {
   public:
     plugin(const std::string &file, const board_clock &clock)
-        : model_(load(file)), type_(fs::path(file).stem().string()), source_(file), board_(clock),
+        : model_(load(file)), type_(fs::path(file).stem().string()),
+          source_(file), board_{{plugin_board::nanoseconds}, clock},
           state_(model_.power_on(&board_), model_.power_off) {
         if (!state_) {
             refuse(file, "power_on() failed");

@@ -228,13 +228,13 @@ joined_board join_shared_board(const std::string &file, const time_options &time
 
 /// Up to where transfers are missing: what programs did then is not known.
 std::vector<transfer_record> beginning_of(const std::string &file) {
-    auto [transfers, hole] = read_recording(file);
-    if (hole) {
+    recording all = read_recording(file);
+    if (all.hole) {
         say(fmt::format("varnel-sim: {}:{}: transfers are lost here: only the {} before are replayed", file,
-                        hole->line, hole->transfers));
-        transfers.resize(hole->transfers);
+                        all.hole->line, all.hole->transfers));
+        all.transfers.resize(all.hole->transfers);
     }
-    return std::move(transfers);
+    return std::move(all.transfers);
 }
 
 joined_board join(const std::string &file, const run_options &options, const time_options &time) {
