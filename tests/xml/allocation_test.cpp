@@ -293,6 +293,21 @@ TEST(deletion, compact_node_without_strings_may_be_deleted_alone) {
     EXPECT_EQ(allocated, before);
 }
 
+// Where a slab is full, strings end right before a record.
+TEST(deletion, compact_trees_with_strings_of_any_length_free_every_block) {
+    for (size_t length = 0; length < 40; ++length) {
+        const long before = allocated;
+        xml_document *const doc = xml_document_new();
+        std::string text;
+        for (int i = 0; i < 100; ++i) {
+            text += "<a b='" + std::string(length, 'v') + "'/>";
+        }
+        read_text(doc, text, xml_flag_compact);
+        free_document(doc);
+        EXPECT_EQ(allocated, before);
+    }
+}
+
 struct pieces {
     const std::string &text;
     size_t given;
