@@ -458,9 +458,9 @@ TEST(reader, element_after_an_error_of_an_earlier_reading_reads_one_attribute_an
         for (int status = 1; status <= 14; ++status) {
             new_document read;
             read.doc->status = status;
-            std::string text = "<b y='1' z='2'>t</b>" + std::string(500, ' ');
+            std::string text = "<b y=\"1\" z=\"2\">t</b>" + std::string(500, ' ');
             EXPECT_EQ(read_text(read.doc, text, kind), 0);
-            EXPECT_EQ(read.result(), (outcome{"b[~]=\"z='2'>t\"", status, 1, 0})) << kind;
+            EXPECT_EQ(read.result(), (outcome{R"(b[~]="z=\"2\">t")", status, 1, 0})) << kind;
         }
     }
 }
@@ -469,6 +469,7 @@ TEST(reader, nul_ends_a_string_but_counts_in_its_length) {
     expect_read("<a>x\0y</a>"s, {"a[~]=\"x\\x00y\"", 0, 1, 1});
     expect_read("<a x='1\0002'/>"s, {"a[x=\"1\" ~]", 0, 1, 1});
     expect_read("<a></a\0b>"s, {"a[~]", 0, 1, 1}); // the comparison ends at the zero byte
+    expect_read("<abc>abc\0</ab>"s, {"abc[~]=\"abc\\x00\"", 11, 1, 1});
 }
 
 TEST(reader, texts_and_bodies_of_any_length_are_complete) {
