@@ -328,15 +328,8 @@ class transfer_server : public transfer {
     std::string order; ///< a lan_transfer_arg
 
   private:
-    /// What earlier calls leave on a thread's stack.
-    [[gnu::noinline]] static void fill_stack() {
-        std::array<volatile char, 4096> used;
-        std::fill(used.begin(), used.end(), '\xFF');
-    }
-
     static void *run(void *self) {
         auto *test = static_cast<transfer_server *>(self);
-        fill_stack();
         under_test = true;
         lan_transfer_file(test->order.data());
         test->returned = true;
