@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* What libstdc++.a, when it was built for glibc, calls and musl does not have: enough for programs in the C locale. See
    toolchain.cmake. */
+/* NOLINTBEGIN(bugprone-reserved-identifier): the names are the C library's */
 #define _GNU_SOURCE
 #include <stddef.h>
 #include <stdint.h>
@@ -64,3 +65,4 @@ uint32_t arc4random(void) {
     getrandom(&number, sizeof number, 0);
     return number;
 }
+/* NOLINTEND(bugprone-reserved-identifier) */
