@@ -4,10 +4,9 @@
 #include <cstring>
 #include <utility>
 
-#include "xml/attribute_reader.h"
-#include "xml/body_reader.h"
 #include "xml/input.h"
 #include "xml/node.h"
+#include "xml/parts.h"
 #include "xml/ready_text.h"
 #include "xml/tree_memory.h"
 
