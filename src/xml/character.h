@@ -24,6 +24,18 @@ enum class_bit : std::uint8_t {
     blank = 16,     ///< White space but for the newline.
 };
 
+struct entity {
+    const char *name;
+    const char *text;
+    char character;
+};
+
+inline constexpr std::array<entity, 5> entities = {{{"amp", "&amp;", '&'},
+                                                    {"lt", "&lt;", '<'},
+                                                    {"gt", "&gt;", '>'},
+                                                    {"quot", "&quot;", '"'},
+                                                    {"apos", "&apos;", '\''}}};
+
 constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
     std::array<std::uint8_t, 256> classes{};
     const auto add = [&classes](std::string_view bytes, unsigned bits) {
@@ -33,8 +45,10 @@ constexpr std::array<std::uint8_t, 256> classes_of_bytes() {
     };
     add("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", letter | name_part);
     add("0123456789-_:", name_part);
-    add("\"&'<>", markup);
     add(" \t\r", blank);
+    for (const entity &each : entities) {
+        add({&each.character, 1}, markup);
+    }
     classes['\0'] = terminator;
     return classes;
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/entity.h"
 
-#include <array>
 #include <cstring>
 
 namespace varnel::xml {
@@ -10,14 +9,6 @@ namespace {
 
 /// Entities with fewer characters than this between "&" and ";" are an error.
 constexpr std::size_t shortest_entity = 2;
-
-struct entity {
-    const char *name;
-    char character;
-};
-
-constexpr std::array<entity, 5> entities = {
-    {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}}};
 
 /// The character that an entity stands for, or 0. `name` has `length` characters, of which the last is not
 /// looked at; the others may be just the beginning of a known name, so "am" and "ampx" are "&", too.

@@ -21,21 +21,6 @@ namespace {
 
 constexpr std::size_t least_buffer = 512; // streams write past smaller ones as they please
 
-std::string_view entity_for(char c) {
-    switch (c) {
-    case '"':
-        return "&quot;";
-    case '&':
-        return "&amp;";
-    case '\'':
-        return "&apos;";
-    case '<':
-        return "&lt;";
-    default:
-        return "&gt;";
-    }
-}
-
 constexpr bool is_plain(char c) { return !varnel::xml::is(c, varnel::xml::markup | varnel::xml::terminator); }
 
 #ifdef __SSE2__
@@ -228,8 +213,8 @@ void sink::escaped(const char *s) {
         if (is_plain(*s)) {
             s = send_plain(s);
         } else {
-            const std::string_view entity = entity_for(*s++);
-            bytes(entity.data(), entity.size());
+            const char *const text = std::ranges::find(entities, *s++, &entity::character)->text;
+            bytes(text, std::strlen(text));
         }
         going_on = good();
     }
