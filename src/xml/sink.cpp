@@ -52,22 +52,6 @@ template <unsigned stops>
 }
 #endif
 
-/// Appends bytes with the growth that appending them one by one has. 0, or 2 after the byte that failed.
-int append_one_by_one(xml_sgs &string, const char *bytes, std::size_t length) {
-    int result = 0;
-    while (length > 0 && result == 0) {
-        const std::size_t fitting = string.length < string.capacity
-                                        ? std::min<std::size_t>(length, string.capacity - string.length - 1)
-                                        : 0;
-        // The byte that fills the string grows it.
-        result = fitting > 0 ? xml_sgs_append_lengthed_string(&string, bytes, static_cast<unsigned>(fitting))
-                             : xml_sgs_append_character(&string, *bytes);
-        bytes += std::max<std::size_t>(fitting, 1);
-        length -= std::max<std::size_t>(fitting, 1);
-    }
-    return result;
-}
-
 bool sends_runs(xml_output_function write) {
     return write == xml_output_function_to_file_descriptor || write == xml_output_function_to_sgs;
 }
@@ -184,17 +168,23 @@ const char *sink::send_plain(const char *s) {
     return s;
 }
 
-/// In one call, with the outcome of one call for each byte.
+/// With the outcome of one call for each byte, in fewer calls. A growable string takes what has room, so that it grows as by
+/// single bytes; of what a descriptor does not take as a whole, some bytes may fit (pipe(7), O_NONBLOCK).
 void sink::send_run(const char *run, std::size_t length) {
-    if (out_.write == xml_output_function_to_file_descriptor) {
-        const ssize_t result = write(out_.target.descriptor, run, length);
-        // What did not fit as a whole may fit byte by byte (pipe(7), O_NONBLOCK).
-        for (std::size_t sent = result > 0 ? static_cast<std::size_t>(result) : 0; sent < length && good();
-             ++sent) {
-            call(run + sent, 1);
+    while (length > 0 && good()) {
+        std::size_t sent = 0;
+        if (out_.write == xml_output_function_to_file_descriptor) {
+            sent = static_cast<std::size_t>(std::max<ssize_t>(write(out_.target.descriptor, run, length), 0));
+        } else if (const xml_sgs &to = *out_.target.sgs; to.length < to.capacity) {
+            sent = std::min<std::size_t>(length, to.capacity - to.length - 1);
+            xml_sgs_append_lengthed_string(out_.target.sgs, run, static_cast<unsigned>(sent));
         }
-    } else if (append_one_by_one(*out_.target.sgs, run, length) != 0) {
-        fail(xml_status_out_of_memory);
+        if (sent == 0) {
+            call(run, 1);
+            sent = 1;
+        }
+        run += sent;
+        length -= sent;
     }
 }
 
