@@ -283,6 +283,14 @@ TEST_F(output_to_sgs, appends_characters_and_strings) {
     EXPECT_STREQ(sgs_->buffer, "xtwoa&lt;b &amp; &apos;c&apos;");
 }
 
+// As one is after its growth failed: the next byte makes it grow first.
+TEST_F(output_to_sgs, escaped_text_goes_behind_a_full_string) {
+    sgs_->length = sgs_->capacity;
+    EXPECT_EQ(xml_output_escape_string(&out_, "ab"), 0);
+    EXPECT_STREQ(sgs_->buffer + 2048, "ab");
+    EXPECT_EQ(sgs_->length, 2050U);
+}
+
 // 2047 bytes in one piece fit; one by one the 2048th place makes the string grow.
 TEST_F(output_to_sgs, single_bytes_grow_the_string_like_characters) {
     const std::string text(2047, 'x');
