@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -21,7 +20,7 @@ namespace varnel::test {
         usleep(1000);
     }
     usleep(100'000);
-    std::ofstream{file_at_end};
+    write_file(file_at_end, "");
     _exit(0);
 }
 
