@@ -2,11 +2,8 @@
 #include "sim/device_files/open_gpios.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <exception>
 #include <stdexcept>
-#include <system_error>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -15,6 +12,7 @@
 #include <unistd.h>
 
 #include "host/json.h"
+#include "host/pipe_ends.h"
 #include "sim/device_files/calling_process.h"
 #include "sim/protocol/message.h"
 
@@ -116,15 +114,10 @@ bool requests_lines(uint32_t request) {
 }
 
 open_gpios::opened open_gpios::open(unsigned int chip, pid_t thread) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe2");
-    }
-    descriptor theirs(ends[0]);
-    descriptor ours(ends[1]);
-    fcntl(ours.get(), F_SETFL, O_NONBLOCK);
-    open_gpio &file = files_.emplace_back(chip, thread, std::move(ours), channel(board_.connect()));
-    return {file, std::move(theirs)};
+    host::pipe_ends pipe = host::make_pipe();
+    fcntl(pipe.writing.get(), F_SETFL, O_NONBLOCK);
+    open_gpio &file = files_.emplace_back(chip, thread, std::move(pipe.writing), channel(board_.connect()));
+    return {file, std::move(pipe.reading)};
 }
 
 open_gpio *open_gpios::find(const std::string &pipe) {

@@ -257,18 +257,11 @@ class supervision {
 
 } // namespace
 
-supervised_program::pipe supervised_program::make_pipe() {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        fail("pipe2");
-    }
-    return {descriptor(ends[0]), descriptor(ends[1])};
-}
-
 supervised_program::supervised_program(const std::vector<std::string> &words, const service &how)
-    : supervised_program(words, how, make_pipe()) {}
+    : supervised_program(words, how, host::make_pipe()) {}
 
-supervised_program::supervised_program(const std::vector<std::string> &words, const service &how, pipe status)
+supervised_program::supervised_program(const std::vector<std::string> &words, const service &how,
+                                       host::pipe_ends status)
     : status_(std::move(status.reading)), supervisor_([&] {
           status_.close();
           try {

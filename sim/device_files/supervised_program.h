@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/foreground_program.h"
+#include "host/pipe_ends.h"
 #include "sim/device_files/service.h"
 
 namespace varnel::sim::device_files {
@@ -24,12 +25,7 @@ class supervised_program {
     [[nodiscard]] int wait();
 
   private:
-    struct pipe {
-        descriptor reading;
-        descriptor writing;
-    };
-    supervised_program(const std::vector<std::string> &words, const service &how, pipe status);
-    static pipe make_pipe();
+    supervised_program(const std::vector<std::string> &words, const service &how, host::pipe_ends status);
 
     descriptor status_;
     host::foreground_program supervisor_;

@@ -17,6 +17,7 @@
 
 #include "host/foreground_program.h"
 #include "host/numbers.h"
+#include "host/pipe_ends.h"
 
 namespace varnel::sim::scenario {
 
@@ -34,15 +35,6 @@ int descriptor_of(pid_t process) { return static_cast<int>(syscall(SYS_pidfd_ope
 /// Who serves the device files of a program that is cut off needs no longer than this, unless programs that are not in
 /// the program's process group go on.
 constexpr int end_of_service_ms = 2000;
-
-/// A pipe; both ends are closed when a program is executed.
-std::array<host::descriptor, 2> make_pipe() {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe");
-    }
-    return {host::descriptor(ends[0]), host::descriptor(ends[1])};
-}
 
 /// Keeps nothing of ours but the standard streams and `kept`: a connection would keep another board powered.
 [[noreturn]] void become_program(const runner &become, const std::vector<std::string> &words, int input,
@@ -72,10 +64,10 @@ program::program(const runner &become, const std::string &command) : prints_numb
 }
 
 void program::start(const runner &become, const std::vector<std::string> &words, int input) {
-    auto [output, written] = make_pipe();
-    auto [service, kept] = make_pipe();
-    output_ = std::move(output);
-    service_ = std::move(service);
+    host::pipe_ends output = host::make_pipe();
+    host::pipe_ends service = host::make_pipe();
+    output_ = std::move(output.reading);
+    service_ = std::move(service.reading);
     fcntl(output_.get(), F_SETFL, O_NONBLOCK);
     std::fflush(nullptr); // or the child would print it, too
     runner_ = fork();
@@ -83,7 +75,7 @@ void program::start(const runner &become, const std::vector<std::string> &words,
         throw std::system_error(errno, std::generic_category(), "fork");
     }
     if (runner_ == 0) {
-        become_program(become, words, input, written.get(), kept.get());
+        become_program(become, words, input, output.writing.get(), service.writing.get());
     }
     setpgid(runner_, runner_);
     ending_ = host::descriptor(descriptor_of(runner_));

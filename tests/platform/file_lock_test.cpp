@@ -587,14 +587,16 @@ TEST_F(file_lock, unlock_closes_no_file_that_took_the_number_of_its_descriptor) 
     close(fd);
 }
 
+int failing_fstat(int /*fd*/, struct stat * /*status*/) {
+    errno = EIO;
+    return -1;
+}
+
 TEST_F(file_lock, is_released_by_its_descriptor_when_fstat_fails) {
     const int fd = open_file();
     const int other = open_file();
     EXPECT_EQ(file_lock_write(fd), 0);
-    const stand_in<int, int, struct stat *> failing(fstat_call, [](int, struct stat *) {
-        errno = EIO;
-        return -1;
-    });
+    const stand_in<int, int, struct stat *> failing(fstat_call, failing_fstat);
     EXPECT_EQ(file_unlock(other), -1);
     EXPECT_EQ(errno, EIO);
     EXPECT_FALSE(another_process_can_lock(fd));
@@ -608,10 +610,7 @@ TEST_F(file_lock, is_released_for_other_threads_when_fstat_fails) {
     const int fd = open_file();
     EXPECT_EQ(file_lock_write(fd), 0);
     {
-        const stand_in<int, int, struct stat *> failing(fstat_call, [](int, struct stat *) {
-            errno = EIO;
-            return -1;
-        });
+        const stand_in<int, int, struct stat *> failing(fstat_call, failing_fstat);
         std::thread([&] {
             EXPECT_EQ(file_unlock(fd), -1) << "by another thread";
             EXPECT_EQ(errno, EIO);

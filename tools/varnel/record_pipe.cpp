@@ -2,7 +2,6 @@
 #include "tools/varnel/record_pipe.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
@@ -14,6 +13,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
+#include "host/pipe_ends.h"
 #include "tools/varnel/commands.h"
 #include "tools/varnel/library_output.h"
 #include "varnel/message.h"
@@ -86,23 +86,15 @@ descriptor open_pipe(const std::string &path, int flags) {
 }
 
 /// A pipe of this process, with as much room as another one.
-struct private_pipe {
-    explicit private_pipe(int like) {
-        std::array<int, 2> ends{};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe");
-        }
-        out = descriptor(ends[0]);
-        in = descriptor(ends[1]);
-        fcntl(in.get(), F_SETPIPE_SZ, fcntl(like, F_GETPIPE_SZ));
-    }
-    descriptor out;
-    descriptor in;
-};
+host::pipe_ends private_pipe(int like) {
+    host::pipe_ends made = host::make_pipe();
+    fcntl(made.writing.get(), F_SETPIPE_SZ, fcntl(like, F_GETPIPE_SZ));
+    return made;
+}
 
 /// Copies what is at the beginning of a pipe and leaves it there: tee(2).
-std::size_t look(int pipe, const private_pipe &copy, std::size_t most) {
-    const ssize_t n = tee(pipe, copy.in.get(), most, SPLICE_F_NONBLOCK);
+std::size_t look(int pipe, const host::pipe_ends &copy, std::size_t most) {
+    const ssize_t n = tee(pipe, copy.writing.get(), most, SPLICE_F_NONBLOCK);
     return n > 0 ? static_cast<std::size_t>(n) : 0;
 }
 
@@ -114,10 +106,10 @@ std::size_t bytes_in(int pipe) {
 
 /// Up to `most` bytes from the beginning of a pipe, which stay there.
 std::vector<uint8_t> first_bytes(int pipe, std::size_t most) {
-    const private_pipe copy(pipe);
+    const host::pipe_ends copy = private_pipe(pipe);
     std::vector<uint8_t> bytes(most > 0 ? look(pipe, copy, most) : 0);
     if (!bytes.empty() &&
-        read(copy.out.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        read(copy.reading.get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
     return bytes;
